@@ -1,0 +1,74 @@
+#include "framework/dictionary_filter.h"
+
+#include <polaiga/services.h>
+
+#include "framework/clear_text.h"
+#include "framework/text.h"
+
+namespace polaiga {
+namespace {
+
+void describe(fe_fault_record& record, std::string_view name, const fe_sensor_map_row& row, bool threshold,
+              std::string_view words) {
+  TextWriter descr(record.descr);
+  descr.add(name).add(": ");
+  if (threshold) {
+    descr.add_format(field_text(row.descr_format), {.first = words});
+  } else {
+    descr.add(field_text(row.descr_format));  // as it stands, not as a format
+  }
+}
+
+}  // namespace
+
+std::int32_t filter_event(const DictionaryFilter& filter, Memory& memory, RowStates states, fe_sensor_event* ev,
+                          fe_fault_record** out) {
+  fe_fault_record* const opened = open_record(ev, out);
+  if (opened == nullptr) return kNoFault;
+  fe_fault_record& record = *opened;
+  const std::uint8_t oid_len = write_oid_arcs(record, filter.fault_class);
+
+  const std::string_view name = sensor_name(*ev);
+  const std::int32_t index = find_row(filter.rows, *filter.row_count, name);
+  if (index < 0) return kNoFault;
+  const fe_sensor_map_row& row = filter.rows[index];
+  record.event.entity_id = row.entity_id;
+  record.event.entity_instance = row.row_number;
+  record.event.entity_subtype = row.*filter.subtype;
+
+  const bool threshold = record.event.reading_type == FE_READING_THRESHOLD;
+  Situation now{.offset = ev->event_offset,
+                .state = ev->event_state,
+                .sensors = filter.group_of(filter.exceptional_id(name.data())),
+                .memory = memory};
+  std::string_view words;
+  if (const RowRule* rule = decide(threshold ? filter.thresholds : filter.discrete, now)) {
+    apply(*rule, record, row, states.recall(index));
+    memory = static_cast<Memory>((memory | rule->sets) & ~unsigned{rule->clears});
+    if (rule->words != nullptr) words = rule->words;
+    if (rule->deasserts) ev->event_state = FE_STATE_DEASSERTED;  // in the caller's event: intended
+  }
+
+  write_text(record.dn, field_text(row.dn));
+  write_text(record.rn, field_text(row.rn));
+  write_code_texts(record);
+  record.cause_id = row.cause_id;
+  record.event.event_state = now.state = ev->event_state;
+  states.update(index, now.state);
+  write_text(record.clear_cause, host_text(get_probable_cause_string(record.clear_cause_id)));
+  write_text(record.name, host_text(get_fault_code_string(record.code)));
+  write_text(record.cause, host_text(get_probable_cause_string(record.cause_id)));
+
+  if (const WordRule* rule = decide(filter.words, now)) words = rule->words;
+  describe(record, name, row, threshold, words);
+  if (now.state == FE_STATE_DEASSERTED) {
+    const Keep keep = (now.sensors & filter.named_clears) != 0 ? Keep::kNameOnly : Keep::kNameAndText;
+    if (!clear_by_tokens(record.descr, keep)) return kNoFault;
+  }
+  write_key(record);
+  record.oid_len = oid_len;
+  stamp_time(record);
+  return kFilled;
+}
+
+}  // namespace polaiga

@@ -1,0 +1,34 @@
+// Filters over the library's own sensor rows that take fault names and cause
+// texts from the engine's dictionaries: system board and processors.
+#pragma once
+
+#include <polaiga/records.h>
+#include <polaiga/tables.h>
+
+#include <cstdint>
+#include <span>
+
+#include "framework/framing.h"
+#include "framework/sensor_rows.h"
+
+namespace polaiga {
+
+// What sets one such filter apart.
+struct DictionaryFilter {
+  FaultClass fault_class;
+  const fe_sensor_map_row* rows;
+  const std::int32_t* row_count;
+  std::uint8_t fe_sensor_map_row::*subtype;     // row byte that becomes the entity subtype
+  std::int32_t (*exceptional_id)(const char*);  // lookup in the filter's exceptional list
+  Sensors (*group_of)(std::int32_t id);         // the group of sensors that an id stands for
+  std::span<const RowRule> discrete;
+  std::span<const RowRule> thresholds;
+  std::span<const WordRule> words;  // the first that holds counts
+  Sensors named_clears;             // groups whose clear text is the sensor name alone
+};
+
+// Takes one event through the filter; `memory` and `states` are the filter's own.
+std::int32_t filter_event(const DictionaryFilter& filter, Memory& memory, RowStates states, fe_sensor_event* ev,
+                          fe_fault_record** out);
+
+}  // namespace polaiga

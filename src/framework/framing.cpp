@@ -1,0 +1,83 @@
+#include "framework/framing.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+
+#include "framework/text.h"
+
+namespace polaiga {
+namespace {
+
+constexpr const char* kTimeZoneFile = "/mnt/jffs2/timezone";
+
+constexpr std::uint32_t kOidPrefix[] = {1, 3, 6, 1, 4, 1, 32473, 5, 100};
+constexpr std::uint32_t kInstanceMask = 0x00FFFFFF;
+
+// The first word of the time-zone file; empty, which is UTC, when there is none.
+ZoneName read_zone_name() {
+  ZoneName zone;
+  zone.text[0] = '\0';
+  if (std::FILE* file = std::fopen(kTimeZoneFile, "r")) {
+    if (std::fscanf(file, "%63s", zone.text) != 1) zone.text[0] = '\0';
+    std::fclose(file);
+  }
+  return zone;
+}
+
+}  // namespace
+
+fe_fault_record* open_record(const fe_sensor_event* ev, fe_fault_record** out) {
+  if (out == nullptr || *out == nullptr || ev == nullptr) return nullptr;
+  (*out)->event = *ev;
+  return *out;
+}
+
+// The name may run on behind its array, so its length is taken of the event's bytes.
+__attribute__((noinline)) std::string_view sensor_name(const fe_sensor_event& event) {
+  return reinterpret_cast<const char*>(&event) + offsetof(fe_sensor_event, sensor_name);
+}
+
+std::uint8_t write_oid_arcs(fe_fault_record& record, const FaultClass& fault_class) {
+  std::uint8_t count = 0;
+  for (const std::uint32_t arc : kOidPrefix) record.oid[count++] = arc;
+  for (const std::uint8_t* arc = fault_class.arcs; *arc != 0; ++arc) record.oid[count++] = *arc;
+  return count;
+}
+
+void write_oid(fe_fault_record& record, const FaultClass& fault_class) {
+  record.oid_len = write_oid_arcs(record, fault_class);
+}
+
+void write_key(fe_fault_record& record) {
+  const fe_sensor_event& event = record.event;
+  const auto instance = static_cast<std::uint32_t>(event.entity_instance) & kInstanceMask;
+  // The upper instance byte meets the entity id: both are OR-ed in, as intended.
+  record.fault_key = std::uint32_t{event.entity_id} << 24 | instance << 8 | event.entity_subtype;
+}
+
+ZoneName stamp_time(fe_fault_record& record) {
+  const ZoneName zone = read_zone_name();
+  setenv("TZ", zone.text, 1);
+  tzset();
+  const std::time_t now = std::time(nullptr);
+  record.created_time = static_cast<std::uint32_t>(now);
+  char stamp[20] = "";  // 19 characters: a year of five digits leaves it empty
+  if (const std::tm* local = std::localtime(&now)) {
+    if (std::strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%S", local) == 0) stamp[0] = '\0';
+  }
+  write_text(record.created, field_text(stamp));
+  return zone;
+}
+
+void write_code_texts(fe_fault_record& record) {
+  TextWriter(record.code_text).add("F").add_code(record.code);
+  TextWriter(record.fault_dn).add(field_text(record.dn)).add("/fault-F").add_code(record.code);
+}
+
+void stamp_event(fe_fault_record& record, const fe_sensor_event& event) {
+  stamp_time(record);
+  record.event.event_state = event.event_state;
+}
+
+}  // namespace polaiga

@@ -1,0 +1,52 @@
+#include "framework/sensor_rows.h"
+
+#include <cstring>
+
+namespace polaiga {
+namespace {
+
+bool has_name(const fe_sensor_map_row& row, std::string_view name) {
+  constexpr std::size_t kWidth = sizeof row.sensor_name;
+  if (name.size() > kWidth) return false;
+  // With its NUL, unless the name fills the field.
+  const std::size_t size = name.size() < kWidth ? name.size() + 1 : kWidth;
+  return std::memcmp(row.sensor_name, name.data(), size) == 0;
+}
+
+std::uint32_t code_of(const fe_sensor_map_row& row, Code code) {
+  switch (code) {
+    case Code::kCodeUntouched:
+    case Code::kNoCode:
+      return 0;
+    case Code::kBase:
+      return row.base_code;
+    default:
+      return row.threshold_codes[static_cast<int>(code) - static_cast<int>(Code::kLowerCritical)];
+  }
+}
+
+}  // namespace
+
+std::int32_t find_row(const fe_sensor_map_row* rows, std::int32_t count, std::string_view name) {
+  for (std::int32_t row = count - 1; row >= 0; --row) {
+    if (has_name(rows[row], name)) return row;
+  }
+  return -1;
+}
+
+void apply(const RowRule& rule, fe_fault_record& record, const fe_sensor_map_row& row, std::uint32_t previous_state) {
+  if (rule.code != Code::kCodeUntouched) record.code = code_of(row, rule.code);
+  if (rule.clear_code != Code::kCodeUntouched) record.clear_code = code_of(row, rule.clear_code);
+  if (rule.disposition == Disposition::kPreviousState) {
+    record.disposition = static_cast<std::uint8_t>(previous_state);
+  } else if (rule.disposition != Disposition::kDispositionUntouched) {
+    record.disposition = static_cast<std::uint8_t>(rule.disposition);
+  }
+  if (rule.clear_cause_id == kRowCause) {
+    record.clear_cause_id = row.cause_id;
+  } else if (rule.clear_cause_id != kCauseIdUntouched) {
+    record.clear_cause_id = static_cast<std::uint32_t>(rule.clear_cause_id);
+  }
+}
+
+}  // namespace polaiga

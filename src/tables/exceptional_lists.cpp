@@ -1,0 +1,36 @@
+// Sensors with wording of their own, by list.
+#include <polaiga/tables.h>
+
+#include <cstdint>
+
+namespace {
+constexpr std::int32_t kEndOfList = -1;
+}
+
+// Fans.
+const fe_exceptional_row exceptional_fan_sensor_map[] = {
+    {1, "FAN1_TACH1"},  {2, "FAN1_TACH2"},  {3, "FAN2_TACH1"},  {4, "FAN2_TACH2"},  {5, "FAN3_TACH1"},
+    {6, "FAN3_TACH2"},  {7, "FAN4_TACH1"},  {8, "FAN4_TACH2"},  {9, "FAN5_TACH1"},  {10, "FAN5_TACH2"},
+    {11, "FAN6_TACH1"}, {12, "FAN6_TACH2"}, {13, "FAN1_SPEED"}, {14, "FAN2_SPEED"}, {15, "FAN3_SPEED"},
+    {16, "FAN4_SPEED"}, {17, "FAN5_SPEED"}, {18, "FAN6_SPEED"}, {kEndOfList, ""},
+};
+
+// System board. Ids 15 and 22 are not used: intended.
+const fe_exceptional_row exceptional_sensor_map[] = {
+    {1, "SEL_FULLNESS"},     {2, "P3V_BAT_SCALED"},   {3, "P3V3_BAT_V_MOIN"},  {4, "P1CORE_TEMP"},
+    {5, "P2CORE_TEMP"},      {6, "P3CORE_TEMP"},      {7, "P4CORE_TEMP"},      {8, "KELDA_SEL_FULLNESS"},
+    {9, "P12V_STBY_V_MOIN"}, {10, "P12V_AUX_V_MOIN"}, {11, "P3V_BAT_V_MOIN"},  {12, "P3V3_AUX"},
+    {13, "P1V8_AUX"},        {14, "P1V5_AUX"},        {16, "P1V0_AUX"},        {17, "P1V2_AUX"},
+    {18, "P0V75_AUX"},       {19, "P5V_AUX"},         {20, "P1V05_STBY_PCH"},  {21, "P12V_V_MOIN"},
+    {23, "P5V_V_MOIN"},      {24, "P3V3_V_MOIN"},     {25, "P1V5_PCH_V_MOIN"}, {26, "P1V05_PCH_V_MOIN"},
+    {27, "PVCCIO_V_MOIN"},   {kEndOfList, ""},
+};
+
+// Processors.
+const fe_exceptional_row exceptional_sensor_map_cpu[] = {
+    {1, "P1_VCORE_TEMP"},    {2, "P2_VCORE_TEMP"}, {3, "P3_VCORE_TEMP"}, {4, "P4_VCORE_TEMP"}, {5, "PVCCIN_P1_V_MOIN"},
+    {6, "PVCCIN_P2_V_MOIN"}, {7, "PVDDQ_AB"},      {8, "PVDDQ_CD"},      {9, "PVDDQ_EF"},      {10, "PVDDQ_GH"},
+    {11, "PVTT_DDR_AB"},     {12, "PVTT_DDR_CD"},  {13, "PVTT_DDR_EF"},  {14, "PVTT_DDR_GH"},  {15, "PVPP_AB"},
+    {16, "PVPP_CD"},         {17, "PVPP_EF"},      {18, "PVPP_GH"},      {19, "P1_TEMP_SENS"}, {20, "P2_TEMP_SENS"},
+    {kEndOfList, ""},
+};

@@ -32,8 +32,7 @@ std::int32_t process_chassis_fault(fe_sensor_event* ev, fe_fault_record** out) {
   if (record == nullptr) return kNoFault;
   write_oid(*record, kClass);
   write_key(*record);
-  write_text(record->dn, "sys/rack-unit-1");
-  write_text(record->rn, "rack-1");
+  write_names(*record, "sys/rack-unit-1", "rack-1");
   stamp_event(*record, *ev);
 
   const FaultRule* rule = decide(kRules, {.offset = ev->event_offset, .state = ev->event_state});

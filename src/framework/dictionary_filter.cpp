@@ -42,15 +42,14 @@ std::int32_t filter_event(const DictionaryFilter& filter, Memory& memory, RowSta
                 .sensors = filter.group_of(filter.exceptional_id(name.data())),
                 .memory = memory};
   std::string_view words;
-  if (const RowRule* rule = decide(threshold ? filter.thresholds : filter.discrete, now)) {
+  if (const RowRule* rule = decide(threshold ? filter.thresholds : std::span<const RowRule>(kDiscreteRules), now)) {
     apply(*rule, record, row, states.recall(index));
     memory = static_cast<Memory>((memory | rule->sets) & ~unsigned{rule->clears});
     if (rule->words != nullptr) words = rule->words;
     if (rule->deasserts) ev->event_state = FE_STATE_DEASSERTED;  // in the caller's event: intended
   }
 
-  write_text(record.dn, field_text(row.dn));
-  write_text(record.rn, field_text(row.rn));
+  write_names(record, field_text(row.dn), field_text(row.rn));
   write_code_texts(record);
   record.cause_id = row.cause_id;
   record.event.event_state = now.state = ev->event_state;

@@ -21,11 +21,21 @@ struct DictionaryFilter {
   std::uint8_t fe_sensor_map_row::*subtype;     // row byte that becomes the entity subtype
   std::int32_t (*exceptional_id)(const char*);  // lookup in the filter's exceptional list
   Sensors (*group_of)(std::int32_t id);         // the group of sensors that an id stands for
-  std::span<const RowRule> discrete;
-  std::span<const RowRule> thresholds;
-  std::span<const WordRule> words;  // the first that holds counts
-  Sensors named_clears;             // groups whose clear text is the sensor name alone
+  std::span<const RowRule> thresholds;          // rules of threshold sensors
+  std::span<const WordRule> words;              // the first that holds counts
+  Sensors named_clears;                         // groups whose clear text is the sensor name alone
 };
+
+// Discrete sensors, at any offset.
+// clang-format off
+inline constexpr RowRule kDiscreteRules[] = {
+    {.when = {.states = kDeasserted},
+     .code = Code::kBase, .disposition = Disposition::kPreviousState, .clear_code = Code::kBase, .clear_cause_id = kRowCause},
+    {.when = {.states = kAsserted},
+     .code = Code::kBase, .disposition = Disposition::kRaise, .clear_code = Code::kNoCode, .clear_cause_id = kNoCause},
+};
+static_assert(decides_once(kDiscreteRules));
+// clang-format on
 
 // Takes one event through the filter; `memory` and `states` are the filter's own.
 std::int32_t filter_event(const DictionaryFilter& filter, Memory& memory, RowStates states, fe_sensor_event* ev,

@@ -23,11 +23,15 @@ inline constexpr Cause kThermalProblem{215, "thermal-problem"};
 inline constexpr Cause kVoltageProblem{216, "voltage-problem"};
 inline constexpr Cause kEquipmentDegraded{218, "equipment-degraded"};
 inline constexpr Cause kEquipmentMissing{238, "equipment-missing"};
+inline constexpr Cause kLinkMissing{242, "link-missing"};
+inline constexpr Cause kPsuRedundancyFail{260, "psu-redundancy-fail"};
 inline constexpr Cause kPowerProblem{344, "power-problem"};
 inline constexpr Cause kEquipmentProblem{348, "equipment-problem"};
 inline constexpr Cause kEquipmentOffline{380, "equipment-offline"};
 inline constexpr Cause kPerformanceProblem{381, "performance-problem"};
+inline constexpr Cause kFruProblem{387, "fru-problem"};
 inline constexpr Cause kEquipmentDisabled{388, "equipment-disabled"};
+inline constexpr Cause kEquipmentUnhealthy{389, "equipment-unhealthy"};
 
 // A fault with the cause that it is reported with.
 struct Fault {

@@ -49,11 +49,17 @@ void write_oid(fe_fault_record& record, const FaultClass& fault_class) {
   record.oid_len = write_oid_arcs(record, fault_class);
 }
 
-void write_key(fe_fault_record& record) {
-  const fe_sensor_event& event = record.event;
-  const auto instance = static_cast<std::uint32_t>(event.entity_instance) & kInstanceMask;
+void write_key(fe_fault_record& record) { write_key(record, record.event.entity_instance); }
+
+void write_key(fe_fault_record& record, std::int32_t instance) {
+  const std::uint32_t middle = (static_cast<std::uint32_t>(instance) & kInstanceMask) << 8;
   // The upper instance byte meets the entity id: both are OR-ed in, as intended.
-  record.fault_key = std::uint32_t{event.entity_id} << 24 | instance << 8 | event.entity_subtype;
+  record.fault_key = std::uint32_t{record.event.entity_id} << 24 | middle | record.event.entity_subtype;
+}
+
+void write_names(fe_fault_record& record, std::string_view dn, std::string_view rn) {
+  write_text(record.dn, dn);
+  write_text(record.rn, rn);
 }
 
 ZoneName stamp_time(fe_fault_record& record) {

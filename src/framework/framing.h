@@ -34,8 +34,12 @@ std::string_view sensor_name(const fe_sensor_event& event);
 std::uint8_t write_oid_arcs(fe_fault_record& record, const FaultClass& fault_class);
 void write_oid(fe_fault_record& record, const FaultClass& fault_class);
 
-// Packs the key from the event copy as it stands.
+// Packs the key from the event copy as it stands, or with another instance.
 void write_key(fe_fault_record& record);
+void write_key(fe_fault_record& record, std::int32_t instance);
+
+// Names the affected object.
+void write_names(fe_fault_record& record, std::string_view dn, std::string_view rn);
 
 // Stamps the local time of the zone in the time-zone file.
 ZoneName stamp_time(fe_fault_record& record);

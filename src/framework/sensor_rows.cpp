@@ -49,4 +49,12 @@ void apply(const RowRule& rule, fe_fault_record& record, const fe_sensor_map_row
   }
 }
 
+void write_row_texts(fe_fault_record& record, const fe_sensor_map_row& row, std::string_view words) {
+  write_text(record.name, field_text(row.fault_name));
+  TextWriter(record.descr)
+      .add_format(field_text(row.descr_format), {.first = sensor_name(record.event), .further = words});
+  write_text(record.cause, field_text(row.cause));
+  write_code_texts(record);
+}
+
 }  // namespace polaiga

@@ -59,6 +59,11 @@ std::int32_t find_row(const fe_sensor_map_row* rows, std::int32_t count, std::st
 // Writes the codes, the disposition and the clear cause number of the rule.
 void apply(const RowRule& rule, fe_fault_record& record, const fe_sensor_map_row& row, std::uint32_t previous_state);
 
+// Writes what the record says of the fault from a row whose format takes the
+// sensor name and the words, with code text and fault DN. The description is
+// that of a raise.
+void write_row_texts(fe_fault_record& record, const fe_sensor_map_row& row, std::string_view words);
+
 // The last event state of each row, kept in the filter's own array; rows behind
 // its end have none, which reads 0.
 class RowStates {

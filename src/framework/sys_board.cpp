@@ -41,14 +41,6 @@ using enum Code;
 using enum Disposition;
 
 // clang-format off
-constexpr RowRule kDiscrete[] = {
-    {.when = {.states = kDeasserted},
-     .code = kBase, .disposition = kPreviousState, .clear_code = kBase, .clear_cause_id = kRowCause},
-    {.when = {.states = kAsserted},
-     .code = kBase, .disposition = kRaise, .clear_code = kNoCode, .clear_cause_id = kNoCause},
-};
-static_assert(decides_once(kDiscrete));
-
 // The words given here are the event log's: every other sensor in state 1 is
 // given words of its own below.
 constexpr RowRule kThresholds[] = {
@@ -170,7 +162,6 @@ constexpr DictionaryFilter kSysBoard{
     .subtype = &fe_sensor_map_row::subtype,
     .exceptional_id = expectional_sensor_lookup,
     .group_of = group_of,
-    .discrete = kDiscrete,
     .thresholds = kThresholds,
     .words = kWords,
     .named_clears = kEventLog,

@@ -1,0 +1,194 @@
+// The SD-card storage controller: the controller itself, its cards, the virtual
+// drive built over them, and a battery.
+#include <polaiga/filters.h>
+
+#include "framework/faults.h"
+
+namespace polaiga {
+namespace {
+
+// What an event concerns, by its entity id.
+struct Object {
+  std::uint8_t entity_id;
+  FaultClass fault_class;
+  const char* dn;  // formats of the instance
+  const char* rn;
+};
+constexpr std::uint8_t kControllerId = 212;
+
+constexpr Object kObjects[] = {
+    {kControllerId, {1, 45, 1, 1}, "sys/rack-unit-1/board/storage-caddora-Caddora-0", "storage-caddora-Caddora-0"},
+    {213, {1, 45, 4, 1}, "sys/rack-unit-1/board/storage-caddora-Caddora-0/card-%d", "card-%d"},
+    {214, {1, 45, 8, 1}, "sys/rack-unit-1/board/storage-caddora-Caddora-0/vd-%d", "vd-%d"},
+    // The class of the virtual drive: intended.
+    {215, {1, 45, 8, 1}, "sys/rack-unit-1/board/storage-caddora-Caddora-0/raid-battery", "raid-battery"},
+};
+
+constexpr Fault kControllerInoperable{1257, "fltStorageCaddoraControllerInoperable", kEquipmentInoperable};
+constexpr Fault kControllerUnhealthy{1262, "fltStorageCaddoraControllerUnhealthy", kEquipmentUnhealthy};
+constexpr Fault kCardInoperable{1258, "fltStorageCaddoraCardInoperable", kEquipmentInoperable};
+constexpr Fault kRebuildFailed{1005, "fltStorageLocalDiskRebuildFailed", kEquipmentOffline};
+constexpr Fault kCopybackFailed{1006, "fltStorageLocalDiskCopybackFailed", kEquipmentOffline};
+constexpr Fault kCardMissing{1259, "fltStorageCaddoraCardMissing", kEquipmentMissing};
+constexpr Fault kDriveInoperable{1261, "fltStorageCaddoraVirtualDriveInoperable", kEquipmentInoperable};
+constexpr Fault kDriveDegraded{1260, "fltStorageCaddoraVirtualDriveDegraded", kEquipmentDegraded};
+constexpr Fault kReconstructionFailed{1009, "fltStorageVirtualDriveReconstructionFailed", kEquipmentDegraded};
+constexpr Fault kConsistencyCheckFailed{1010, "fltStorageVirtualDriveConsistencyCheckFailed", kEquipmentDegraded};
+constexpr Fault kBatteryInoperable{531, "fltStorageRaidBatteryInoperable", kEquipmentInoperable};
+constexpr Fault kBatteryDegraded{997, "fltStorageRaidBatteryDegraded", kEquipmentDegraded};
+constexpr Fault kRelearnAborted{998, "fltStorageRaidBatteryRelearnAborted", kEquipmentDegraded};
+constexpr Fault kRelearnFailed{999, "fltStorageRaidBatteryRelearnFailed", kEquipmentDegraded};
+
+// Remembered of each card; 0 is the controller, whose patrol read counts as a
+// missing card too: intended.
+constexpr Memory kIsMissing = 1 << 0;
+constinit UnitMemory<0, 12> caddora_card_flags = {};
+
+using enum Disposition;
+
+// The text of the clear cause is left alone throughout; clears of the battery
+// name nothing that they clear. Both intended.
+// clang-format off
+constexpr FaultRule kRules[] = {
+    {.when = {.offsets = 11, .states = kAsserted},
+     .descr = "Caddora controller Caddora-0 inoperable: reseat or replace the caddora controller",
+     .fault = &kControllerInoperable, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero},
+    {.when = {.offsets = 11, .states = kDeasserted},
+     .descr = "Caddora controller Caddora-0 inoperable: Cleared",
+     .fault = &kControllerInoperable, .disposition = kCritical, .clear_code = 1257, .clear_cause = number_only(kEquipmentInoperable)},
+
+    {.when = {.offsets = 12, .states = kAsserted},
+     .descr = "Caddora controller Caddora-0 patrol read failed: reseat or replace the caddora controller",
+     .fault = &kControllerInoperable, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero, .sets = kIsMissing},
+    {.when = {.offsets = 12, .states = kDeasserted},
+     .descr = "Caddora controller Caddora-0 patrol read failed: Cleared",
+     .fault = &kControllerInoperable, .disposition = kCritical, .clear_code = 1257, .clear_cause = number_only(kEquipmentInoperable), .clears = kIsMissing},
+
+    {.when = {.offsets = 13, .states = kAsserted},
+     .descr = "Caddora controller Caddora-0 configuration error: configure the caddora controller correctly",
+     .fault = &kControllerUnhealthy, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero},
+    {.when = {.offsets = 13, .states = kDeasserted},
+     .descr = "Caddora controller Caddora-0 configuration error: Cleared",
+     .fault = &kControllerUnhealthy, .disposition = kNonCritical, .clear_code = 1262, .clear_cause = number_only(kEquipmentUnhealthy)},
+
+    {.when = {.offsets = 14, .states = kAsserted, .none_of = kIsMissing},
+     .descr = "Caddora Local disk %d is inoperable: reseat or replace the local disk %d",
+     .fault = &kCardInoperable, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero},
+    {.when = {.offsets = 14, .states = kDeasserted, .none_of = kIsMissing},
+     .descr = "Caddora Local disk %d inoperable: Cleared",
+     .fault = &kCardInoperable, .disposition = kCritical, .clear_code = 1258, .clear_cause = number_only(kEquipmentInoperable)},
+
+    {.when = {.offsets = 16, .states = kAsserted, .none_of = kIsMissing},
+     .descr = "Caddora Local disk %d rebuild failed: please check the drive %d",
+     .fault = &kRebuildFailed, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero},
+    {.when = {.offsets = 16, .states = kDeasserted, .none_of = kIsMissing},
+     .descr = "Caddora Local disk %d rebuild failed: Cleared",
+     .fault = &kRebuildFailed, .disposition = kCritical, .clear_code = 1005, .clear_cause = number_only(kEquipmentOffline)},
+
+    {.when = {.offsets = 17, .states = kAsserted, .none_of = kIsMissing},
+     .descr = "Caddora Local disk %d Copyback failed: please check the drive %d",
+     .fault = &kCopybackFailed, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero},
+    {.when = {.offsets = 17, .states = kDeasserted, .none_of = kIsMissing},
+     .descr = "Caddora Local disk %d Copyback failed: Cleared",
+     .fault = &kCopybackFailed, .disposition = kCritical, .clear_code = 1006, .clear_cause = number_only(kEquipmentOffline)},
+
+    {.when = {.offsets = {18, 20}, .states = kAsserted},
+     .descr = "Caddora Local disk %d missing: reseat or replace Caddora Local disk",
+     .fault = &kCardMissing, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero, .sets = kIsMissing},
+    {.when = {.offsets = {18, 20}, .states = kDeasserted},
+     .descr = "Caddora Local disk %d missing: Cleared",
+     .fault = &kCardMissing, .disposition = kTransition, .clear_code = 1259, .clear_cause = number_only(kEquipmentMissing), .clears = kIsMissing},
+
+    {.when = {.offsets = 22, .states = kAsserted},
+     .descr = "Caddora Virtual Drive %d (%s) is Inoperable: Check caddora controller properties or Caddora disks",
+     .fault = &kDriveInoperable, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero},
+    {.when = {.offsets = 22, .states = kDeasserted},
+     .descr = "Caddora Virtual Drive %d Inoperable: Cleared",
+     .fault = &kDriveInoperable, .disposition = kCritical, .clear_code = 1261, .clear_cause = number_only(kEquipmentInoperable)},
+
+    {.when = {.offsets = 23, .states = kAsserted},
+     .descr = "Caddora Virtual Drive %d (%s) Degraded: please check the flash device or the controller",
+     .fault = &kDriveDegraded, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero},
+    {.when = {.offsets = 23, .states = kDeasserted},
+     .descr = "Caddora Virtual Drive %d Degraded: Cleared",
+     .fault = &kDriveDegraded, .disposition = kNonCritical, .clear_code = 1260, .clear_cause = number_only(kEquipmentDegraded)},
+
+    {.when = {.offsets = 24, .states = kAsserted},
+     .descr = "Caddora Virtual Drive %d (%s) reconstruction failed: please check the caddora controller",
+     .fault = &kReconstructionFailed, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero},
+    {.when = {.offsets = 24, .states = kDeasserted},
+     .descr = "Caddora Virtual Drive %d reconstruction failed: Cleared",
+     .fault = &kReconstructionFailed, .disposition = kCritical, .clear_code = 1009, .clear_cause = number_only(kEquipmentDegraded)},
+
+    {.when = {.offsets = 25, .states = kAsserted},
+     .descr = "Caddora Virtual Drive %d (%s) Consistency Check Failed: please check the controller",
+     .fault = &kConsistencyCheckFailed, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero},
+    {.when = {.offsets = 25, .states = kDeasserted},
+     .descr = "Caddora Virtual Drive %d Consistency Check Failed: Cleared",
+     .fault = &kConsistencyCheckFailed, .disposition = kCritical, .clear_code = 1010, .clear_cause = number_only(kEquipmentDegraded)},
+
+    {.when = {.offsets = 26, .states = kAsserted},
+     .descr = "Caddora Raid Battery %d is inoperable: Check Controller battery",
+     .fault = &kBatteryInoperable, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero},
+    {.when = {.offsets = 26, .states = kDeasserted},
+     .descr = "Caddora Raid Battery %d inoperable: Cleared",
+     .fault = &kBatteryInoperable, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero},
+
+    {.when = {.offsets = 27, .states = kAsserted},
+     .descr = "Caddora Raid Battery %d Degraded: please check the battery or the caddora controller",
+     .fault = &kBatteryDegraded, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero},
+    {.when = {.offsets = 27, .states = kDeasserted},
+     .descr = "Caddora Raid Battery %d degraded: Cleared",
+     .fault = &kBatteryDegraded, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero},
+
+    {.when = {.offsets = 28, .states = kAsserted},
+     .descr = "Caddora Raid Battery %d relearn aborted: please reseat the raid battery and try again",
+     .fault = &kRelearnAborted, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero},
+    {.when = {.offsets = 28, .states = kDeasserted},
+     .descr = "Caddora Raid Battery %d relearn aborted: Cleared",
+     .fault = &kRelearnAborted, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero},
+
+    {.when = {.offsets = 29, .states = kAsserted},
+     .descr = "Caddora Raid Battery %d relearn failed: please reseat the raid battery and try again",
+     .fault = &kRelearnFailed, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero},
+    {.when = {.offsets = 29, .states = kDeasserted},
+     .descr = "Caddora Raid Battery %d relearn failed: Cleared",
+     .fault = &kRelearnFailed, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero},
+};
+static_assert(decides_once(kRules));
+// clang-format on
+
+// Names the object and writes its class. The names of any other entity stay the
+// caller's, and it has no arcs: intended.
+void write_object(fe_fault_record& record) {
+  const Insert insert{.number = record.event.entity_instance};
+  for (const Object& object : kObjects) {
+    if (object.entity_id != record.event.entity_id) continue;
+    TextWriter(record.dn).add_format(object.dn, insert);
+    TextWriter(record.rn).add_format(object.rn, insert);
+    write_oid(record, object.fault_class);
+    return;
+  }
+  record.oid_len = 0;
+}
+
+}  // namespace
+}  // namespace polaiga
+
+std::int32_t process_caddora_fault(fe_sensor_event* ev, fe_fault_record** out) {
+  using namespace polaiga;
+  fe_fault_record* const record = open_record(ev, out);
+  if (record == nullptr) return kNoFault;
+  // There is one controller, and it is 0, in the caller's event too: intended.
+  if (ev->entity_id == kControllerId) record->event.entity_instance = ev->entity_instance = 0;
+  const std::int32_t instance = record->event.entity_instance;
+  write_object(*record);
+  write_key(*record);
+  stamp_time(*record);
+
+  const FaultRule* rule = decide(
+      kRules, {.offset = ev->event_offset, .state = ev->event_state, .memory = caddora_card_flags.recall(instance)});
+  if (rule == nullptr) return kNoFault;
+  caddora_card_flags.update(instance, *rule);
+  return report(*rule, *record, {.first = sensor_name(*ev), .number = instance});
+}

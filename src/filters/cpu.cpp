@@ -1,0 +1,121 @@
+// Processor faults: every sensor of the processors is a row of ent_cpu_map.
+#include <polaiga/filters.h>
+
+#include "framework/dictionary_filter.h"
+
+namespace polaiga {
+namespace {
+
+// Groups of sensors, by their id in the exceptional list.
+constexpr Sensors kCoreTemperature = 1 << 0;
+constexpr Sensors kOtherListed = 1 << 1;
+constexpr Sensors kUnlisted = 1 << 2;
+constexpr Sensors kListed = kCoreTemperature | kOtherListed;
+
+constexpr Sensors group_of(std::int32_t id) {
+  if (id >= 1 && id <= 4) return kCoreTemperature;
+  if (id >= 5 && id <= 20) return kOtherListed;
+  return kUnlisted;
+}
+
+constinit std::uint32_t cpu_row_state[33] = {};
+
+constexpr ClearCauseId kDegraded = id_of(kEquipmentDegraded);
+constexpr ClearCauseId kInoperable = id_of(kEquipmentInoperable);
+
+using enum Code;
+using enum Disposition;
+
+// The lower side eases from critical to non-critical in state 4, the upper side
+// escalates in it: intended.
+// clang-format off
+constexpr RowRule kThresholds[] = {
+    {.when = {.offsets = FE_OFFSET_LOWER_NON_CRITICAL, .states = kDeasserted},
+     .code = kBase, .disposition = kNonCritical, .clear_code = kBase, .clear_cause_id = kDegraded},
+    {.when = {.offsets = FE_OFFSET_LOWER_NON_CRITICAL, .states = kAsserted},
+     .code = kBase, .disposition = kRaise, .clear_code = kNoCode, .clear_cause_id = kNoCause},
+
+    {.when = {.offsets = FE_OFFSET_LOWER_CRITICAL, .states = kDeasserted},
+     .code = kLowerCritical, .disposition = kCritical, .clear_code = kLowerCritical, .clear_cause_id = kDegraded},
+    {.when = {.offsets = FE_OFFSET_LOWER_CRITICAL, .states = only(4)},
+     .code = kBase, .disposition = kCritical, .clear_code = kLowerCritical, .clear_cause_id = kDegraded},
+    {.when = {.offsets = FE_OFFSET_LOWER_CRITICAL, .states = except(0, 4)},
+     .code = kLowerCritical, .disposition = kNonCritical, .clear_code = kBase, .clear_cause_id = kDegraded},
+
+    {.when = {.offsets = FE_OFFSET_LOWER_NON_RECOVERABLE, .states = kDeasserted},
+     .code = kLowerNonRecoverable, .disposition = kNonRecoverable, .clear_code = kLowerNonRecoverable, .clear_cause_id = kInoperable},
+    {.when = {.offsets = FE_OFFSET_LOWER_NON_RECOVERABLE, .states = only(5)},
+     .code = kLowerCritical, .disposition = kNonRecoverable, .clear_code = kLowerNonRecoverable, .clear_cause_id = kInoperable},
+    {.when = {.offsets = FE_OFFSET_LOWER_NON_RECOVERABLE, .states = except(0, 5)},
+     .code = kLowerNonRecoverable, .disposition = kCritical, .clear_code = kLowerCritical, .clear_cause_id = kDegraded},
+
+    {.when = {.offsets = FE_OFFSET_UPPER_NON_CRITICAL, .states = kDeasserted},
+     .code = kUpperNonCritical, .disposition = kNonCritical, .clear_code = kUpperNonCritical, .clear_cause_id = kDegraded},
+    {.when = {.offsets = FE_OFFSET_UPPER_NON_CRITICAL, .states = kAsserted},
+     .code = kUpperNonCritical, .disposition = kRaise, .clear_code = kNoCode, .clear_cause_id = kNoCause},
+
+    {.when = {.offsets = FE_OFFSET_UPPER_CRITICAL, .states = kDeasserted},
+     .code = kUpperCritical, .disposition = kCritical, .clear_code = kUpperCritical, .clear_cause_id = kDegraded},
+    {.when = {.offsets = FE_OFFSET_UPPER_CRITICAL, .states = only(5)},
+     .code = kUpperCritical, .disposition = kNonRecoverable, .clear_code = kUpperNonRecoverable, .clear_cause_id = kInoperable},
+    {.when = {.offsets = FE_OFFSET_UPPER_CRITICAL, .states = except(0, 5), .sensors = kCoreTemperature},
+     .code = kUpperCritical, .disposition = kCritical, .clear_code = kUpperCritical, .clear_cause_id = kDegraded, .deasserts = true},
+    {.when = {.offsets = FE_OFFSET_UPPER_CRITICAL, .states = except(0, 5), .sensors = all_but(kCoreTemperature)},
+     .code = kUpperCritical, .disposition = kNonCritical, .clear_code = kUpperNonCritical, .clear_cause_id = kDegraded},
+
+    {.when = {.offsets = FE_OFFSET_UPPER_NON_RECOVERABLE, .states = kDeasserted},
+     .code = kUpperNonRecoverable, .disposition = kNonRecoverable, .clear_code = kUpperNonRecoverable, .clear_cause_id = kInoperable},
+    {.when = {.offsets = FE_OFFSET_UPPER_NON_RECOVERABLE, .states = only(5)},
+     .code = kUpperCritical, .disposition = kNonRecoverable, .clear_code = kUpperNonRecoverable, .clear_cause_id = kInoperable},
+    {.when = {.offsets = FE_OFFSET_UPPER_NON_RECOVERABLE, .states = except(0, 5)},
+     .code = kUpperNonRecoverable, .disposition = kCritical, .clear_code = kUpperCritical, .clear_cause_id = kDegraded},
+
+    {.when = {.offsets = outside(FE_OFFSET_LOWER_NON_CRITICAL, FE_OFFSET_UPPER_NON_RECOVERABLE), .states = kDeasserted},
+     .code = kBase, .disposition = kPreviousState, .clear_code = kBase, .clear_cause_id = kDegraded},
+    {.when = {.offsets = outside(FE_OFFSET_LOWER_NON_CRITICAL, FE_OFFSET_UPPER_NON_RECOVERABLE), .states = kAsserted},
+     .code = kBase, .disposition = kRaise, .clear_code = kNoCode, .clear_cause_id = kNoCause},
+};
+static_assert(decides_once(kThresholds));
+
+// What the sensor's format inserts; the first rule that holds counts. A clear
+// that no rule names has no words: intended.
+constexpr WordRule kWords[] = {
+    {.when = {.offsets = FE_OFFSET_UPPER_CRITICAL, .states = only(0), .sensors = kListed}, .words = "upper critical"},
+    {.when = {.offsets = FE_OFFSET_LOWER_CRITICAL, .states = only(0), .sensors = kListed}, .words = "lower critical"},
+    {.when = {.offsets = FE_OFFSET_UPPER_NON_CRITICAL, .states = only(0), .sensors = kUnlisted}, .words = "upper non-critical"},
+    {.when = {.offsets = FE_OFFSET_LOWER_NON_CRITICAL, .states = only(0), .sensors = kUnlisted}, .words = "lower non-critical"},
+
+    {.when = {.offsets = FE_OFFSET_LOWER_NON_CRITICAL, .states = only(4)}, .words = "lower non-critical"},
+    {.when = {.states = only(4)}, .words = "upper non-critical"},
+
+    {.when = {.offsets = {FE_OFFSET_LOWER_CRITICAL, FE_OFFSET_LOWER_NON_RECOVERABLE}, .states = only(5)}, .words = "lower critical"},
+    {.when = {.offsets = {FE_OFFSET_UPPER_CRITICAL, FE_OFFSET_UPPER_NON_RECOVERABLE}, .states = only(5)}, .words = "upper critical"},
+
+    {.when = {.offsets = FE_OFFSET_LOWER_NON_RECOVERABLE, .states = only(6)}, .words = "lower non-recoverable"},
+    {.when = {.states = only(6)}, .words = "upper non-recoverable"},
+
+    {.when = {.states = except(0, 4, 5, 6)}, .words = "a preset"},
+};
+static_assert(each_can_hold(kWords));
+// clang-format on
+
+constexpr DictionaryFilter kProcessors{
+    .fault_class = {1, 41, 9},
+    .rows = ent_cpu_map,
+    .row_count = &ent_cpu_map_sz,
+    .subtype = &fe_sensor_map_row::sensor_class,  // where the system board takes the subtype: intended
+    .exceptional_id = exceptional_sensor_lookup,
+    .group_of = group_of,
+    .thresholds = kThresholds,
+    .words = kWords,
+    .named_clears = 0,
+};
+
+}  // namespace
+}  // namespace polaiga
+
+std::int32_t process_cpu_fault(fe_sensor_event* ev, fe_fault_record** out) {
+  using namespace polaiga;
+  Memory nothing = 0;
+  return filter_event(kProcessors, nothing, RowStates(cpu_row_state), ev, out);
+}

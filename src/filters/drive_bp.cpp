@@ -1,0 +1,96 @@
+// Drive backplanes and NVMe drives: threshold events of the sensors that the
+// host describes in ent_drive_bp_map.
+#include <polaiga/filters.h>
+
+#include "framework/host_row_filter.h"
+#include "framework/lookups.h"
+
+namespace polaiga {
+namespace {
+
+// Sensors that report their return from critical with any state.
+constexpr fe_exceptional_row kExceptionalSensors[] = {
+    {1, "HDD_BP1_TEMP"}, {2, "SB_NVME1_TEMP"}, {3, "IOE_NVME1_TEMP"}, {4, "IOE_NVME2_TEMP"}, {kNotListed, ""},
+};
+constexpr Sensors kExceptional = 1 << 0;
+constexpr Sensors kOrdinary = 1 << 1;
+
+Sensors group_of(const char* sensor) {
+  return find_id(kExceptionalSensors, sensor) != kNotListed ? kExceptional : kOrdinary;
+}
+
+constinit std::uint32_t drive_bp_last_state[FE_HOST_TABLE_ROWS] = {};
+
+constexpr ClearCauseId kDegraded = id_of(kEquipmentDegraded);
+
+using enum Code;
+using enum Disposition;
+
+// The non-critical level that a critical one rises from or falls to has the
+// code of the upper non-critical column on both sides: intended.
+// clang-format off
+constexpr RowRule kRules[] = {
+    {.when = {.offsets = FE_OFFSET_LOWER_NON_CRITICAL, .states = kAsserted},
+     .code = kBase, .disposition = kRaise, .clear_code = kNoCode, .clear_cause_id = kNoCause, .words = "lower non-critical"},
+    {.when = {.offsets = FE_OFFSET_LOWER_NON_CRITICAL, .states = kDeasserted},
+     .code = kBase, .disposition = kNonCritical, .clear_code = kBase, .clear_cause_id = kRowCause, .words = "lower non-critical"},
+
+    {.when = {.offsets = FE_OFFSET_LOWER_CRITICAL, .states = kDeasserted},
+     .code = kLowerCritical, .disposition = kCritical, .clear_code = kLowerCritical, .clear_cause_id = kRowCause, .words = "lower critical"},
+    {.when = {.offsets = FE_OFFSET_LOWER_CRITICAL, .states = only(5)},
+     .code = kLowerCritical, .disposition = kNonCritical, .clear_code = kUpperNonCritical, .clear_cause_id = kRowCause, .words = "lower critical"},
+    {.when = {.offsets = FE_OFFSET_LOWER_CRITICAL, .states = except(0, 5)},
+     .code = kUpperNonCritical, .disposition = kCritical, .clear_code = kLowerCritical, .clear_cause_id = kRowCause, .words = "lower non-critical"},
+
+    // Back from non-recoverable, in the words of the level that is left: intended.
+    {.when = {.offsets = FE_OFFSET_LOWER_NON_RECOVERABLE, .states = only(5)},
+     .code = kLowerCritical, .disposition = kNonRecoverable, .clear_code = kLowerNonRecoverable, .clear_cause_id = kRowCause, .words = "lower critical"},
+    {.when = {.offsets = FE_OFFSET_LOWER_NON_RECOVERABLE, .states = kDeasserted},
+     .code = kLowerNonRecoverable, .disposition = kNonRecoverable, .clear_code = kLowerNonRecoverable, .clear_cause_id = kRowCause, .words = "lower non-recoverable"},
+    {.when = {.offsets = FE_OFFSET_LOWER_NON_RECOVERABLE, .states = except(0, 5)},
+     .code = kLowerNonRecoverable, .disposition = kCritical, .clear_code = kLowerCritical, .clear_cause_id = kRowCause, .words = "lower non-recoverable"},
+
+    {.when = {.offsets = FE_OFFSET_UPPER_NON_CRITICAL, .states = kAsserted},
+     .code = kBase, .disposition = kRaise, .clear_code = kNoCode, .clear_cause_id = kNoCause, .words = "upper non-critical"},
+    {.when = {.offsets = FE_OFFSET_UPPER_NON_CRITICAL, .states = kDeasserted},
+     .code = kBase, .disposition = kNonCritical, .clear_code = kBase, .clear_cause_id = kRowCause, .words = "upper non-critical"},
+
+    {.when = {.offsets = FE_OFFSET_UPPER_CRITICAL, .states = kDeasserted},
+     .code = kUpperCritical, .disposition = kCritical, .clear_code = kUpperCritical, .clear_cause_id = kRowCause, .words = "upper critical"},
+    {.when = {.offsets = FE_OFFSET_UPPER_CRITICAL, .states = only(5)},
+     .code = kUpperCritical, .disposition = kNonCritical, .clear_code = kUpperNonCritical, .clear_cause_id = kRowCause, .words = "upper critical"},
+    {.when = {.offsets = FE_OFFSET_UPPER_CRITICAL, .states = except(0, 5), .sensors = kOrdinary},
+     .code = kUpperNonCritical, .disposition = kCritical, .clear_code = kUpperCritical, .clear_cause_id = kRowCause, .words = "upper non-critical"},
+    {.when = {.offsets = FE_OFFSET_UPPER_CRITICAL, .states = except(0, 5), .sensors = kExceptional},
+     .code = kUpperCritical, .disposition = kCritical, .clear_code = kUpperCritical, .clear_cause_id = kDegraded, .words = "upper critical", .deasserts = true},
+
+    {.when = {.offsets = FE_OFFSET_UPPER_NON_RECOVERABLE, .states = only(5)},
+     .code = kUpperCritical, .disposition = kNonRecoverable, .clear_code = kUpperNonRecoverable, .clear_cause_id = kRowCause, .words = "upper critical"},
+    {.when = {.offsets = FE_OFFSET_UPPER_NON_RECOVERABLE, .states = kDeasserted},
+     .code = kUpperNonRecoverable, .disposition = kNonRecoverable, .clear_code = kUpperNonRecoverable, .clear_cause_id = kRowCause, .words = "upper non-recoverable"},
+    {.when = {.offsets = FE_OFFSET_UPPER_NON_RECOVERABLE, .states = except(0, 5)},
+     .code = kUpperNonRecoverable, .disposition = kCritical, .clear_code = kUpperCritical, .clear_cause_id = kRowCause, .words = "upper non-recoverable"},
+
+    // Even a deassertion is written as a raise, without words: intended.
+    {.when = {.offsets = outside(FE_OFFSET_LOWER_NON_CRITICAL, FE_OFFSET_UPPER_NON_RECOVERABLE)},
+     .code = kBase, .disposition = kRaise, .clear_code = kNoCode, .clear_cause_id = kNoCause},
+};
+static_assert(decides_once(kRules));
+// clang-format on
+
+constexpr HostRowFilter kDriveBackplane{
+    .fault_class = {1, 9, 6, 1},
+    .rows = ent_drive_bp_map,
+    .row_count = &ent_drive_bp_map_sz,
+    .unknown = nullptr,
+    .group_of = group_of,
+    .rules = kRules,
+};
+
+}  // namespace
+}  // namespace polaiga
+
+std::int32_t process_drive_bp_fault(fe_sensor_event* ev, fe_fault_record** out) {
+  using namespace polaiga;
+  return filter_event(kDriveBackplane, RowStates(drive_bp_last_state), ev, out);
+}

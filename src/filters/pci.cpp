@@ -1,0 +1,77 @@
+// PCI risers: presence and temperature, addressed to the slot that the riser
+// occupies.
+#include <polaiga/filters.h>
+
+#include "framework/faults.h"
+
+namespace polaiga {
+namespace {
+
+constexpr FaultClass kClass{1, 15, 30, 1};
+constexpr std::uint8_t kRackSubtype = 1;  // of events that concern the server as a whole
+
+constexpr Fault kRemoved{376, "fltEquipmentIOCardRemoved", kEquipmentMissing};
+constexpr Fault kNonCriticalFault{729, "fltEquipmentIOCardThermalThresholdNonCritical", kThermalProblem};
+constexpr Fault kCriticalFault{730, "fltEquipmentIOCardThermalThresholdCritical", kThermalProblem};
+constexpr Fault kNonRecoverableFault{731, "fltEquipmentIOCardThermalThresholdNonRecoverable", kThermalProblem};
+
+using enum Disposition;
+
+// Texts of a fall to a lower level have two blanks in front of "riser". Offsets
+// 109 and 110 have no clear: state 0 raises as the others do. The clear cause is
+// left alone by all thermal rules. All of it is intended.
+// clang-format off
+constexpr FaultRule kRules[] = {
+    {.when = {.offsets = 63, .states = kAsserted},
+     .descr = "%s: PCI %d riser is missing: reseat or replace PCI riser %d",
+     .fault = &kRemoved, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero},
+    {.when = {.offsets = 63, .states = kDeasserted},
+     .descr = "%s: PCI %d riser is missing: Cleared",
+     .fault = &kRemoved, .disposition = kPresence, .clear_code = 376, .clear_cause = number_only(kEquipmentMissing)},
+
+    // A raise that names a clear code all the same: intended.
+    {.when = {.offsets = 108, .states = kAsserted},
+     .descr = "%s: PCI Slot %d riser card is upper non critical: Check device cooling",
+     .fault = &kNonCriticalFault, .disposition = kRaise, .clear_code = 729, .clear_cause = kCauseUntouched},
+    {.when = {.offsets = 108, .states = kDeasserted},
+     .descr = "%s: PCI Slot %d  riser card is upper non critical: Cleared",
+     .fault = &kNonCriticalFault, .disposition = kNonCritical, .clear_code = 729, .clear_cause = kCauseUntouched},
+
+    {.when = {.offsets = 109, .states = only(4)},
+     .descr = "%s: PCI Slot %d  riser card is upper non critical: Check device cooling",
+     .fault = &kNonCriticalFault, .disposition = kCritical, .clear_code = 730, .clear_cause = kCauseUntouched},
+    {.when = {.offsets = 109, .states = except(4)},
+     .descr = "%s: PCI Slot %d riser card is upper critical: Check device cooling",
+     .fault = &kCriticalFault, .disposition = kNonCritical, .clear_code = 729, .clear_cause = kCauseUntouched},
+
+    {.when = {.offsets = 110, .states = only(5)},
+     .descr = "%s: PCI Slot %d  riser card is upper critical: Check device cooling",
+     .fault = &kCriticalFault, .disposition = kNonRecoverable, .clear_code = 731, .clear_cause = kCauseUntouched},
+    {.when = {.offsets = 110, .states = except(5)},
+     .descr = "%s: PCI Slot %d riser card is upper non recoverable: Check device cooling",
+     .fault = &kNonRecoverableFault, .disposition = kCritical, .clear_code = 730, .clear_cause = kCauseUntouched},
+};
+static_assert(decides_once(kRules));
+// clang-format on
+
+}  // namespace
+}  // namespace polaiga
+
+std::int32_t process_pci_fault(fe_sensor_event* ev, fe_fault_record** out) {
+  using namespace polaiga;
+  fe_fault_record* const record = open_record(ev, out);
+  if (record == nullptr) return kNoFault;
+  write_oid(*record, kClass);
+  write_key(*record);
+  const std::int32_t slot = ev->entity_instance;
+  if (ev->entity_subtype == kRackSubtype) {
+    write_names(*record, "sys/rack-unit-1", "rack-unit-1");
+  } else {
+    TextWriter(record->dn).add("sys/rack-unit-1/equipped-slot-").add_number(slot);
+    TextWriter(record->rn).add("equipped-slot-").add_number(slot);
+  }
+  stamp_event(*record, *ev);
+
+  const FaultRule* rule = decide(kRules, {.offset = ev->event_offset, .state = ev->event_state});
+  return rule != nullptr ? report(*rule, *record, {.first = sensor_name(*ev), .number = slot}) : kNoFault;
+}

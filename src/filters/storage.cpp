@@ -1,0 +1,325 @@
+// Storage controllers with their disks, virtual drives and batteries. What is
+// addressed follows from the entity id, what is wrong with it from the offset.
+#include <polaiga/filters.h>
+#include <polaiga/services.h>
+
+#include <cstdio>
+#include <iterator>
+
+#include "framework/faults.h"
+#include "tables/platform_names.h"
+
+namespace polaiga {
+namespace {
+
+// What an event concerns, by its entity id. Its names are those of the storage
+// controller with the tail on top.
+struct Object {
+  std::uint8_t entity_id;
+  FaultClass fault_class;
+  const char* tail;  // format of the disk or drive number
+};
+constexpr std::uint8_t kControllerId = 208;
+constexpr std::uint8_t kDiskId = 209;
+constexpr std::uint8_t kDriveId = 210;
+constexpr std::uint8_t kBatteryId = 211;
+
+constexpr Object kObjects[] = {
+    {kControllerId, {1, 45, 1, 1}, ""},
+    {kDiskId, {1, 45, 4, 1}, "/pd-%d"},
+    {kDriveId, {1, 45, 8, 1}, "/vd-%d"},
+    {kBatteryId, {1, 45, 11, 1}, "/raid-battery"},
+};
+
+// Controller types, by entity subtype.
+constexpr const char* kTypes[] = {"SAS", "SATA", "FLASH"};
+
+constexpr Fault kControllerInoperable{1004, "fltStorageControllerInoperable", kEquipmentInoperable};
+constexpr Fault kPatrolReadFailed{1003, "fltStorageControllerInoperable", kEquipmentInoperable};
+constexpr Fault kDiskInoperable{181, "fltStorageLocalDiskInoperable", kEquipmentInoperable};
+constexpr Fault kDiskDegraded{996, "fltStorageLocalDiskDegraded", kEquipmentDegraded};
+constexpr Fault kRebuildFailed{1005, "fltStorageLocalDiskRebuildFailed", kEquipmentOffline};
+constexpr Fault kCopybackFailed{1006, "fltStorageLocalDiskCopybackFailed", kEquipmentOffline};
+constexpr Fault kDiskRemoved{181, "fltStorageLocalDiskInoperable", kEquipmentMissing};
+constexpr Fault kDiskMissing{1256, "fltStorageLocalDiskMissing", kEquipmentMissing};
+constexpr Fault kDriveInoperable{1007, "fltStorageVirtualDriveInoperable", kEquipmentInoperable};
+constexpr Fault kDriveDegraded{1008, "fltStorageVirtualDriveDegraded", kEquipmentDegraded};
+constexpr Fault kReconstructionFailed{1009, "fltStorageVirtualDriveReconstructionFailed", kEquipmentDegraded};
+constexpr Fault kConsistencyCheckFailed{1010, "fltStorageVirtualDriveConsistencyCheckFailed", kEquipmentDegraded};
+constexpr Fault kBatteryInoperable{531, "fltStorageRaidBatteryInoperable", kEquipmentInoperable};
+constexpr Fault kBatteryDegraded{997, "fltStorageRaidBatteryDegraded", kEquipmentDegraded};
+constexpr Fault kRelearnAborted{998, "fltStorageRaidBatteryRelearnAborted", kEquipmentDegraded};
+constexpr Fault kRelearnFailed{999, "fltStorageRaidBatteryRelearnFailed", kEquipmentDegraded};
+
+// Remembered of each instance, whatever it is an instance of: a failed patrol
+// read of a controller counts as a missing disk of its number, as intended.
+constexpr Memory kIsMissing = 1 << 0;
+constinit UnitMemory<1, 256> storage_disk_flags = {};
+
+using enum Disposition;
+
+// Disposition and clear cause are left alone throughout: intended.
+// clang-format off
+constexpr FaultRule kRules[] = {
+    {.when = {.offsets = 11, .states = kAsserted},
+     .descr = "Storage controller %s inoperable: reseat or replace the storage controller %s",
+     .fault = &kControllerInoperable, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+    {.when = {.offsets = 11, .states = kDeasserted},
+     .descr = "Storage controller %s inoperable: Cleared",
+     .fault = &kControllerInoperable, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+
+    {.when = {.offsets = 12, .states = kAsserted},
+     .descr = "Storage controller %s patrol read failed: Patrol Read can't be started.",
+     .fault = &kPatrolReadFailed, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched, .sets = kIsMissing},
+    {.when = {.offsets = 12, .states = kDeasserted},
+     .descr = "Storage controller %s patrol read failed: Cleared",
+     .fault = &kPatrolReadFailed, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched, .clears = kIsMissing},
+
+    {.when = {.offsets = 14, .states = kAsserted, .none_of = kIsMissing},
+     .descr = "Storage Local disk %d is inoperable: reseat or replace the storage drive %d",
+     .fault = &kDiskInoperable, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+    {.when = {.offsets = 14, .states = kDeasserted, .none_of = kIsMissing},
+     .descr = "Storage Local disk %d inoperable: Cleared",
+     .fault = &kDiskInoperable, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+
+    {.when = {.offsets = 15, .states = kAsserted, .none_of = kIsMissing},
+     .descr = "Storage Local disk %d is degraded: please take appropriate action by checking the detailed drive status",
+     .fault = &kDiskDegraded, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+    {.when = {.offsets = 15, .states = kDeasserted, .none_of = kIsMissing},
+     .descr = "Storage Local disk %d degraded: Cleared",
+     .fault = &kDiskDegraded, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+
+    {.when = {.offsets = 16, .states = kAsserted, .none_of = kIsMissing},
+     .descr = "Storage Local disk %d rebuild failed: please check the storage drive %d",
+     .fault = &kRebuildFailed, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+    {.when = {.offsets = 16, .states = kDeasserted, .none_of = kIsMissing},
+     .descr = "Storage Local disk %d rebuild failed: Cleared",
+     .fault = &kRebuildFailed, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+
+    {.when = {.offsets = 17, .states = kAsserted, .none_of = kIsMissing},
+     .descr = "Storage Local disk %d Copyback failed: due to source/destination drive error",
+     .fault = &kCopybackFailed, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+    {.when = {.offsets = 17, .states = kDeasserted, .none_of = kIsMissing},
+     .descr = "Storage Local disk %d Copyback failed: Cleared",
+     .fault = &kCopybackFailed, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+
+    {.when = {.offsets = {18, 20}, .states = kAsserted},
+     .descr = "Storage Local disk %d missing: reseat or replace the storage drive %d",
+     .fault = &kDiskRemoved, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched, .sets = kIsMissing},
+    {.when = {.offsets = {18, 20}, .states = kDeasserted},
+     .descr = "Storage Local disk %d missing: Cleared",
+     .fault = &kDiskRemoved, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched, .clears = kIsMissing},
+
+    {.when = {.offsets = 21, .states = kAsserted, .none_of = kIsMissing},
+     .descr = "Storage Local disk %d missing: reseat or replace the storage drive %d",
+     .fault = &kDiskMissing, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+    {.when = {.offsets = 21, .states = kDeasserted, .none_of = kIsMissing},
+     .descr = "Storage Local disk %d missing: Cleared",
+     .fault = &kDiskMissing, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+
+    {.when = {.offsets = 22, .states = kAsserted},
+     .descr = "Storage Virtual Drive %d is inoperable: Check storage controller, or reseat the storage drive",
+     .fault = &kDriveInoperable, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+    {.when = {.offsets = 22, .states = kDeasserted},
+     .descr = "Storage Virtual Drive %d inoperable: Cleared",
+     .fault = &kDriveInoperable, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+
+    {.when = {.offsets = 23, .states = kAsserted},
+     .descr = "Storage Virtual Drive %d Degraded: please check the storage controller, or reseat the storage drive",
+     .fault = &kDriveDegraded, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+    {.when = {.offsets = 23, .states = kDeasserted},
+     .descr = "Storage Virtual Drive %d degraded: Cleared",
+     .fault = &kDriveDegraded, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+
+    {.when = {.offsets = 24, .states = kAsserted},
+     .descr = "Storage Virtual Drive %d reconstruction failed: Reconstruction failed due to configuration mismatch",
+     .fault = &kReconstructionFailed, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+    {.when = {.offsets = 24, .states = kDeasserted},
+     .descr = "Storage Virtual Drive %d reconstruction failed: Cleared",
+     .fault = &kReconstructionFailed, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+
+    {.when = {.offsets = 25, .states = kAsserted},
+     .descr = "Storage Virtual Drive %d Consistency Check Failed: please check the controller, or reseat the physical drives",
+     .fault = &kConsistencyCheckFailed, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+    {.when = {.offsets = 25, .states = kDeasserted},
+     .descr = "Storage Virtual Drive %d Consistency Check Failed: Cleared",
+     .fault = &kConsistencyCheckFailed, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+
+    {.when = {.offsets = 26, .states = kAsserted},
+     .descr = "Storage Raid Battery %s is inoperable: Check Controller battery",
+     .fault = &kBatteryInoperable, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+    {.when = {.offsets = 26, .states = kDeasserted},
+     .descr = "Storage Raid Battery %s inoperable: Cleared",
+     .fault = &kBatteryInoperable, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+
+    {.when = {.offsets = 27, .states = kAsserted},
+     .descr = "Storage Raid Battery %s degraded: please check the battery or the storage controller",
+     .fault = &kBatteryDegraded, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+    {.when = {.offsets = 27, .states = kDeasserted},
+     .descr = "Storage Raid Battery %s degraded: Cleared",
+     .fault = &kBatteryDegraded, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+
+    {.when = {.offsets = 28, .states = kAsserted},
+     .descr = "Storage Raid Battery %s relearn aborted: Learn cycle aborted by user.",
+     .fault = &kRelearnAborted, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+    {.when = {.offsets = 28, .states = kDeasserted},
+     .descr = "Storage Raid Battery %s relearn aborted: Cleared",
+     .fault = &kRelearnAborted, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+
+    {.when = {.offsets = 29, .states = kAsserted},
+     .descr = "Storage Raid Battery %s relearn failed: Learn cycle failed",
+     .fault = &kRelearnFailed, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+    {.when = {.offsets = 29, .states = kDeasserted},
+     .descr = "Storage Raid Battery %s relearn failed: Cleared",
+     .fault = &kRelearnFailed, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+};
+static_assert(decides_once(kRules));
+
+// What the log calls the events, from the first offset on.
+constexpr std::int32_t kFirstOffset = 11;
+constexpr const char* kEventNames[] = {
+    "fe_storage_controller_inoperable",
+    "fe_storage_controller_patrol_read_failed",
+    nullptr,
+    "fe_storage_local_disk_inoperable",
+    "fe_storage_local_disk_degraded",
+    "fe_storage_local_disk_rebuild_failed",
+    "fe_storage_local_disk_copyback_failed",
+    "fe_storage_local_disk_present",
+    "fe_storage_local_disk_removed_while_in_use",
+    "fe_storage_local_disk_removed_not_in_use",
+    "fe_storage_local_disk_missing",
+    "fe_storage_virtual_drive_inoperable",
+    "fe_storage_virtual_drive_degraded",
+    "fe_storage_virtual_drive_reconstruction_failed",
+    "fe_storage_virtual_drive_consistency_check_failed",
+    "fe_storage_raid_battery_inoperable",
+    "fe_storage_raid_battery_degraded",
+    "fe_storage_raid_battery_relearn_aborted",
+    "fe_storage_raid_battery_relearn_failed",
+};
+// clang-format on
+
+constexpr Offsets kControllerOffsets{11, 12};
+constexpr std::int32_t kPatrolReadOffset = 12;
+constexpr Offsets kRemovedOffsets{18, 20};
+constexpr std::int32_t kDiskMissingOffset = 21;
+constexpr Offsets kDriveOffsets{22, 25};
+constexpr Offsets kBatteryOffsets{26, 29};
+
+// The names and numbers that one event is reported with.
+using Number = char[sizeof "-2147483648"];
+struct Address {
+  Number user_number;
+  Number group_number;
+  char slot[128];               // "SLOT-" and the name of the controller
+  std::string_view user;        // name of the instance
+  std::string_view group;       // name of the instance's owner
+  std::string_view type;        // type of the controller
+  std::string_view controller;  // the controller in DN and RN
+  std::int32_t disk = 0;
+  std::int32_t drive = 0;
+};
+
+bool is_sas(std::string_view name) { return name.starts_with("SAS"); }
+
+// The engine's name of an instance, else its number.
+std::string_view name_of(std::int32_t instance, const char* whose, Number& number) {
+  if (const char* name = translate_user_entity_instance(storage_slot_name_table, g_platform, instance, &g_platform)) {
+    std::printf("Translated %s Instance: %s", whose, name);
+    return name;
+  }
+  TextWriter(number).add_number(instance);
+  return number;
+}
+
+void find_address(Address& address, const fe_sensor_event& event) {
+  address.user = name_of(event.entity_instance, "User", address.user_number);
+  address.group = name_of(event.group_instance, "Group", address.group_number);
+  if (event.entity_subtype < std::size(kTypes)) address.type = kTypes[event.entity_subtype];
+  const std::string_view owner = event.entity_id == kControllerId ? address.user : address.group;
+  TextWriter(address.slot).add("SLOT-").add(owner);
+  address.controller = is_sas(owner) ? owner : address.slot;
+  if (event.entity_id == kDiskId) address.disk = event.entity_instance & 0xFF;
+  if (event.entity_id == kDriveId) address.drive = event.entity_instance & 63;
+}
+
+// Names the object and writes its class. The names of any other entity stay the
+// caller's, and it has no arcs: intended.
+void write_object(fe_fault_record& record, const Address& address) {
+  const Insert insert{.number = record.event.entity_id == kDiskId ? address.disk : address.drive};
+  for (const Object& object : kObjects) {
+    if (object.entity_id != record.event.entity_id) continue;
+    const auto write_name = [&](TextWriter name) {
+      name.add("storage-").add(address.type).add("-").add(address.controller).add_format(object.tail, insert);
+    };
+    write_name(TextWriter(record.dn).add("sys/rack-unit-1/board/"));
+    write_name(TextWriter(record.rn));
+    write_oid(record, object.fault_class);
+    if (object.entity_id == kControllerId) std::puts("STOR_CTLR_ENTITY");
+    return;
+  }
+  record.oid_len = 0;
+}
+
+// What the text of an offset inserts.
+Insert insert_of(std::int32_t offset, const Address& address) {
+  if (kControllerOffsets.hold(offset)) return {.first = address.slot, .further = address.slot};
+  if (kBatteryOffsets.hold(offset)) {
+    // Not the controller's type, which the names have: intended.
+    return {.first = is_sas(address.group) ? address.group : std::string_view(address.slot)};
+  }
+  return {.number = kDriveOffsets.hold(offset) ? address.drive : address.disk};
+}
+
+void log_fault(const fe_fault_record& record, const fe_sensor_event& event) {
+  const char* const name = kEventNames[event.event_offset - kFirstOffset];
+  // One line goes without its end: intended.
+  if (event.event_offset == kDiskMissingOffset) {
+    fe_logger("FaultName: %s FaultCode: %s FaultSev: %d", name, record.name, event.event_state);
+  } else {
+    fe_logger("FaultName: %s FaultCode: %s FaultSev: %d\n", name, record.name, event.event_state);
+  }
+}
+
+// Writes code text and fault DN with the engine's digits, to which one zero is
+// added when there are no more than three: intended.
+void write_engine_code_texts(fe_fault_record& record) {
+  char digits[32] = {};
+  fe_itoa(static_cast<std::int32_t>(record.code), digits, 0);
+  const std::string_view code = field_text(digits);
+  const char* const zero = digits[0] != '0' && code.size() <= 3 ? "0" : "";
+  TextWriter(record.code_text).add("F").add(zero).add(code);
+  TextWriter(record.fault_dn).add(field_text(record.dn)).add("/fault-F").add(zero).add(code);
+}
+
+}  // namespace
+}  // namespace polaiga
+
+std::int32_t process_storage_fault(fe_sensor_event* ev, fe_fault_record** out) {
+  using namespace polaiga;
+  std::puts("process_storage_fault");
+  fe_fault_record* const record = open_record(ev, out);
+  if (record == nullptr) return kNoFault;
+  Address address;
+  find_address(address, *ev);
+  write_object(*record, address);
+  write_key(*record);
+  stamp_time(*record);
+
+  const std::int32_t offset = ev->event_offset;
+  std::printf("Entered switch %d\n", offset);
+  const FaultRule* rule = decide(
+      kRules, {.offset = offset, .state = ev->event_state, .memory = storage_disk_flags.recall(ev->entity_instance)});
+  if (rule == nullptr) return kNoFault;
+  if (offset == kPatrolReadOffset) std::puts("ENTERED PATROL READ");
+  storage_disk_flags.update(ev->entity_instance, *rule);
+  apply(*rule, *record, insert_of(offset, address));
+  log_fault(*record, *ev);
+  if (kControllerOffsets.hold(offset) || kRemovedOffsets.hold(offset)) {
+    write_engine_code_texts(*record);
+  } else {
+    write_code_texts(*record);
+  }
+  return kFilled;
+}

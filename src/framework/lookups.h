@@ -1,0 +1,15 @@
+// The lookup in an exceptional list.
+#pragma once
+
+#include <polaiga/tables.h>
+
+#include <cstdint>
+
+namespace polaiga {
+
+inline constexpr std::int32_t kNotListed = -1;  // also the id of the row that ends a list
+
+// Id of the sensor in the list. The name in the list's last row is never compared.
+std::int32_t find_id(const fe_exceptional_row* row, const char* sensor_name);
+
+}  // namespace polaiga

@@ -1,0 +1,13 @@
+// Names of cards and slots by platform, for the engine to search.
+#pragma once
+
+#include <polaiga/services.h>
+
+namespace polaiga {
+
+inline constexpr int kPlatforms = 18;
+
+extern const fe_platform_names adaptor_name_table[kPlatforms];       // "rn:label" of add-in cards
+extern const fe_platform_names storage_slot_name_table[kPlatforms];  // slots of storage controllers
+
+}  // namespace polaiga

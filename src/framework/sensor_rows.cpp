@@ -28,10 +28,9 @@ std::uint32_t code_of(const fe_sensor_map_row& row, Code code) {
 }  // namespace
 
 std::int32_t find_row(const fe_sensor_map_row* rows, std::int32_t count, std::string_view name) {
-  for (std::int32_t row = count - 1; row >= 0; --row) {
-    if (has_name(rows[row], name)) return row;
-  }
-  return -1;
+  std::int32_t row = count > 0 ? count - 1 : -1;
+  while (row >= 0 && !has_name(rows[row], name)) --row;
+  return row;
 }
 
 void apply(const RowRule& rule, fe_fault_record& record, const fe_sensor_map_row& row, std::uint32_t previous_state) {

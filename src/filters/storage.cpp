@@ -4,7 +4,6 @@
 #include <polaiga/services.h>
 
 #include <cstdio>
-#include <iterator>
 
 #include "framework/faults.h"
 #include "tables/platform_names.h"

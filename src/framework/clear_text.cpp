@@ -1,5 +1,6 @@
 #include "framework/clear_text.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 
@@ -11,10 +12,10 @@ namespace {
 constexpr const char* kCleared = ": Cleared";
 
 // Takes the next token off `rest`; empty when there is none.
-std::string_view next_token(const char*& rest) {
-  rest += std::strspn(rest, ":");
-  const std::string_view token(rest, std::strcspn(rest, ":"));
-  rest += token.size();
+std::string_view next_token(std::string_view& rest) {
+  while (rest.starts_with(':')) rest.remove_prefix(1);
+  const std::string_view token(rest.data(), std::min(rest.find(':'), rest.size()));
+  rest.remove_prefix(token.size());
   return token;
 }
 
@@ -28,8 +29,8 @@ bool clear_from(char (&descr)[FE_DESCR_SIZE], std::size_t colon) {
 
 bool clear_by_tokens(char (&descr)[FE_DESCR_SIZE], Keep keep) {
   char raised[FE_DESCR_SIZE];
-  write_text(raised, field_text(descr));
-  const char* rest = raised;
+  std::memcpy(raised, descr, sizeof raised);
+  std::string_view rest = field_text(raised);
   const std::string_view first = next_token(rest);
   if (first.empty()) return false;
   TextWriter cleared(descr);

@@ -1,11 +1,12 @@
 #include "framework/lookups.h"
 
-#include <cstring>
+#include "framework/text.h"
 
 namespace polaiga {
 
 std::int32_t find_id(const fe_exceptional_row* row, const char* sensor_name) {
-  while (row->id != kNotListed && std::strncmp(row->sensor_name, sensor_name, sizeof row->sensor_name) != 0) ++row;
+  const std::string_view name = sensor_name;
+  while (row->id != kNotListed && !holds_name(row->sensor_name, name)) ++row;
   return row->id;
 }
 

@@ -1,17 +1,7 @@
 #include "framework/sensor_rows.h"
 
-#include <cstring>
-
 namespace polaiga {
 namespace {
-
-bool has_name(const fe_sensor_map_row& row, std::string_view name) {
-  constexpr std::size_t kWidth = sizeof row.sensor_name;
-  if (name.size() > kWidth) return false;
-  // With its NUL, unless the name fills the field.
-  const std::size_t size = name.size() < kWidth ? name.size() + 1 : kWidth;
-  return std::memcmp(row.sensor_name, name.data(), size) == 0;
-}
 
 std::uint32_t code_of(const fe_sensor_map_row& row, Code code) {
   switch (code) {
@@ -29,7 +19,7 @@ std::uint32_t code_of(const fe_sensor_map_row& row, Code code) {
 
 std::int32_t find_row(const fe_sensor_map_row* rows, std::int32_t count, std::string_view name) {
   std::int32_t row = count > 0 ? count - 1 : -1;
-  while (row >= 0 && !has_name(rows[row], name)) --row;
+  while (row >= 0 && !holds_name(rows[row].sensor_name, name)) --row;
   return row;
 }
 

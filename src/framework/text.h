@@ -16,6 +16,16 @@ std::string_view field_text(const char (&field)[N]) {
   return {field, strnlen(field, N)};
 }
 
+// Whether a name field, which need not have a NUL, holds that name and no more.
+template <std::size_t N>
+bool holds_name(const char (&field)[N], std::string_view name) {
+  const std::size_t size = name.size();
+  if (size == 0) return field[0] == '\0';
+  // The end of the name tells most sensors apart, their beginning few.
+  if (size > N || (size < N && field[size] != '\0') || field[size - 1] != name[size - 1]) return false;
+  return std::memcmp(field, name.data(), size) == 0;
+}
+
 // A text of the host's, for which null counts as empty.
 inline std::string_view host_text(const char* text) {
   return text != nullptr ? std::string_view(text) : std::string_view();

@@ -5,7 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <iterator>
+#include <string_view>
 
 namespace polaiga {
 

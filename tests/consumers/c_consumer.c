@@ -5,13 +5,13 @@
 
 static int failures;
 
-static void check_text(const char *what, const char *got, const char *want) {
+static void check_text(const char* what, const char* got, const char* want) {
   if (strcmp(got, want) == 0) return;
   ++failures;
   printf("%s: got '%s', wanted '%s'\n", what, got, want);
 }
 
-static void check_number(const char *what, long got, long want) {
+static void check_number(const char* what, long got, long want) {
   if (got == want) return;
   ++failures;
   printf("%s: got %ld, wanted %ld\n", what, got, want);
@@ -28,7 +28,7 @@ int main(void) {
 
   fe_fault_record record;
   memset(&record, 0, sizeof record);
-  fe_fault_record *out = &record;
+  fe_fault_record* out = &record;
   check_number("raise", process_fan_fault(&event, &out), 0);
   check_text("fault_dn", record.fault_dn, "sys/rack-unit-1/fan-module-1-2/fan-1/fault-F0434");
   check_text("name", record.name, "fltEquipmentFanMissing");

@@ -32,8 +32,8 @@ fe_nm_map_row ent_nm_map[] = {
 };
 int32_t ent_nm_map_sz = 1;
 
-static int check(const char *what, fe_fault_filter *filter, const char *sensor, int32_t offset, const char *fault_dn,
-                 const char *descr) {
+static int check(const char* what, fe_fault_filter* filter, const char* sensor, int32_t offset, const char* fault_dn,
+                 const char* descr) {
   fe_sensor_event event;
   memset(&event, 0, sizeof event);
   strcpy(event.sensor_name, sensor);
@@ -42,14 +42,14 @@ static int check(const char *what, fe_fault_filter *filter, const char *sensor, 
   event.reading_type = FE_READING_THRESHOLD;
   fe_fault_record record;
   memset(&record, 0, sizeof record);
-  fe_fault_record *out = &record;
+  fe_fault_record* out = &record;
   const int32_t result = filter(&event, &out);
   if (result == 0 && strcmp(record.fault_dn, fault_dn) == 0 && strcmp(record.descr, descr) == 0) return 0;
   printf("%s: result %d, fault '%s', '%s'\n", what, (int)result, record.fault_dn, record.descr);
   return 1;
 }
 
-int check_host_rows(fe_fault_filter *drive_bp, fe_fault_filter *cmc, fe_fault_filter *nm) {
+int check_host_rows(fe_fault_filter* drive_bp, fe_fault_filter* cmc, fe_fault_filter* nm) {
   int failures = 0;
   failures += check("drive_bp", drive_bp, "HDD_BP9_TEMP", 117, "sys/rack-unit-1/board/bp-9/fault-F1301",
                     "HDD_BP9_TEMP: Backplane temperature is upper non-critical: Check cooling");

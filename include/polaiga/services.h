@@ -45,7 +45,7 @@ POLAIGA_API const char* get_probable_cause_string(uint32_t cause_id);
 /*
  * Name of an instance: of the row of `table` whose platform is `platform`, the
  * slot whose instance is `instance`; null when there is none. The text must
- * last until the filter returns. Add-in cards pass three arguments, their names
+ * last until the next call of a service. Add-in cards pass three arguments, their names
  * have the form "rn:label". The storage filter passes a fourth, the address of
  * g_platform (int32_t *).
  */

@@ -46,7 +46,7 @@ constexpr RowRule kRules[] = {
     {.when = {.offsets = outside(FE_OFFSET_UPPER_NON_CRITICAL, FE_OFFSET_UPPER_NON_RECOVERABLE)},
      .code = kBase, .disposition = kRaise, .clear_code = kNoCode, .clear_cause_id = kNoCause},
 };
-static_assert(decides_once(kRules));
+static_assert(decides_once(kRules) && decides_all(kRules));
 // clang-format on
 
 constexpr HostRowFilter kManagementController{

@@ -75,7 +75,7 @@ constexpr RowRule kThresholds[] = {
     {.when = {.offsets = outside(FE_OFFSET_LOWER_NON_CRITICAL, FE_OFFSET_UPPER_NON_RECOVERABLE), .states = kAsserted},
      .code = kBase, .disposition = kRaise, .clear_code = kNoCode, .clear_cause_id = kNoCause},
 };
-static_assert(decides_once(kThresholds));
+static_assert(decides_once(kThresholds) && decides_all(kThresholds));
 
 // What the sensor's format inserts; the first rule that holds counts. A clear
 // that no rule names has no words: intended.

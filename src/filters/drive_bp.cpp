@@ -59,7 +59,7 @@ constexpr RowRule kRules[] = {
      .code = kUpperCritical, .disposition = kCritical, .clear_code = kUpperCritical, .clear_cause_id = kRowCause, .words = "upper critical"},
     {.when = {.offsets = FE_OFFSET_UPPER_CRITICAL, .states = only(5)},
      .code = kUpperCritical, .disposition = kNonCritical, .clear_code = kUpperNonCritical, .clear_cause_id = kRowCause, .words = "upper critical"},
-    {.when = {.offsets = FE_OFFSET_UPPER_CRITICAL, .states = except(0, 5), .sensors = kOrdinary},
+    {.when = {.offsets = FE_OFFSET_UPPER_CRITICAL, .states = except(0, 5), .sensors = all_but(kExceptional)},
      .code = kUpperNonCritical, .disposition = kCritical, .clear_code = kUpperCritical, .clear_cause_id = kRowCause, .words = "upper non-critical"},
     {.when = {.offsets = FE_OFFSET_UPPER_CRITICAL, .states = except(0, 5), .sensors = kExceptional},
      .code = kUpperCritical, .disposition = kCritical, .clear_code = kUpperCritical, .clear_cause_id = kDegraded, .words = "upper critical", .deasserts = true},
@@ -75,7 +75,7 @@ constexpr RowRule kRules[] = {
     {.when = {.offsets = outside(FE_OFFSET_LOWER_NON_CRITICAL, FE_OFFSET_UPPER_NON_RECOVERABLE)},
      .code = kBase, .disposition = kRaise, .clear_code = kNoCode, .clear_cause_id = kNoCause},
 };
-static_assert(decides_once(kRules));
+static_assert(decides_once(kRules) && decides_all(kRules));
 // clang-format on
 
 constexpr HostRowFilter kDriveBackplane{

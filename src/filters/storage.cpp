@@ -207,34 +207,33 @@ constexpr Offsets kDriveOffsets{22, 25};
 constexpr Offsets kBatteryOffsets{26, 29};
 
 // The names and numbers that one event is reported with.
-using Number = char[sizeof "-2147483648"];
+using Name = char[128];
 struct Address {
-  Number user_number;
-  Number group_number;
-  char slot[128];               // "SLOT-" and the name of the controller
-  std::string_view user;        // name of the instance
-  std::string_view group;       // name of the instance's owner
-  std::string_view type;        // type of the controller
-  std::string_view controller;  // the controller in DN and RN
+  Name user;                    // of the instance
+  Name group;                   // of the instance's owner
+  Name slot;                    // "SLOT-" and the name of the controller
+  std::string_view type;        // of the controller
+  std::string_view controller;  // what it is called in DN and RN
   std::int32_t disk = 0;
   std::int32_t drive = 0;
 };
 
 bool is_sas(std::string_view name) { return name.starts_with("SAS"); }
 
-// The engine's name of an instance, else its number.
-std::string_view name_of(std::int32_t instance, const char* whose, Number& number) {
-  if (const char* name = translate_user_entity_instance(storage_slot_name_table, g_platform, instance, &g_platform)) {
-    std::printf("Translated %s Instance: %s", whose, name);
-    return name;
+// Takes the engine's name of an instance, else its number. The name is copied:
+// the engine may answer the next question with the same buffer.
+void find_name(Name& name, std::int32_t instance, const char* whose) {
+  if (const char* text = translate_user_entity_instance(storage_slot_name_table, g_platform, instance, &g_platform)) {
+    std::printf("Translated %s Instance: %s", whose, text);
+    write_text(name, text);
+  } else {
+    TextWriter(name).add_number(instance);
   }
-  TextWriter(number).add_number(instance);
-  return number;
 }
 
 void find_address(Address& address, const fe_sensor_event& event) {
-  address.user = name_of(event.entity_instance, "User", address.user_number);
-  address.group = name_of(event.group_instance, "Group", address.group_number);
+  find_name(address.user, event.entity_instance, "User");
+  find_name(address.group, event.group_instance, "Group");
   if (event.entity_subtype < std::size(kTypes)) address.type = kTypes[event.entity_subtype];
   const std::string_view owner = event.entity_id == kControllerId ? address.user : address.group;
   TextWriter(address.slot).add("SLOT-").add(owner);
@@ -266,7 +265,7 @@ Insert insert_of(std::int32_t offset, const Address& address) {
   if (kControllerOffsets.hold(offset)) return {.first = address.slot, .further = address.slot};
   if (kBatteryOffsets.hold(offset)) {
     // Not the controller's type, which the names have: intended.
-    return {.first = is_sas(address.group) ? address.group : std::string_view(address.slot)};
+    return {.first = is_sas(address.group) ? address.group : address.slot};
   }
   return {.number = kDriveOffsets.hold(offset) ? address.drive : address.disk};
 }

@@ -9,18 +9,31 @@
 
 namespace polaiga {
 
-// Event offsets: one, a range, or all outside a range.
+// Event offsets: one, or a range. A range that ends before it begins wraps, and
+// is all offsets but those between.
 struct Offsets {
   std::int32_t first;
   std::int32_t last;
-  bool inside = true;
 
   constexpr Offsets(std::int32_t only) : first(only), last(only) {}
-  constexpr Offsets(std::int32_t from, std::int32_t to, bool within = true) : first(from), last(to), inside(within) {}
-  constexpr bool hold(std::int32_t offset) const { return (first <= offset && offset <= last) == inside; }
+  constexpr Offsets(std::int32_t from, std::int32_t to) : first(from), last(to) {}
+  constexpr bool hold(std::int32_t offset) const { return distance(offset) <= distance(last); }
+  constexpr bool operator==(const Offsets&) const = default;
+  constexpr std::int32_t after() const { return static_cast<std::int32_t>(static_cast<std::uint32_t>(last) + 1); }
+  constexpr bool hold(const Offsets& other) const {
+    return std::uint64_t{distance(other.first)} + other.distance(other.last) <= distance(last);
+  }
+
+ private:
+  constexpr std::uint32_t distance(std::int32_t to) const {
+    return static_cast<std::uint32_t>(to) - static_cast<std::uint32_t>(first);
+  }
 };
 inline constexpr Offsets kAnyOffset{std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()};
-constexpr Offsets outside(std::int32_t first, std::int32_t last) { return {first, last, false}; }
+constexpr Offsets outside(std::int32_t first, std::int32_t last) {  // a range that is not all
+  return {static_cast<std::int32_t>(static_cast<std::uint32_t>(last) + 1),
+          static_cast<std::int32_t>(static_cast<std::uint32_t>(first) - 1)};
+}
 
 // Event states as a set: a bit for each of 0 to 6, one for all others.
 using States = std::uint8_t;
@@ -83,21 +96,20 @@ constexpr const Rule* decide(const Rule (&rules)[N], const Situation& now) {
   return decide(std::span<const Rule>(rules), now);
 }
 
-// Whether two conditions can hold at once.
-constexpr bool meet(const Condition& a, const Condition& b) {
-  if ((a.states & b.states) == 0 || (a.sensors & b.sensors) == 0) return false;
-  if ((a.all_of & b.none_of) != 0 || (b.all_of & a.none_of) != 0) return false;
-  // Ranges that meet share one of their ends or a neighbour of one.
-  for (const Offsets& range : {a.offsets, b.offsets}) {
-    for (const std::int32_t end : {range.first, range.last}) {
-      for (std::int64_t offset = std::int64_t{end} - 1; offset <= std::int64_t{end} + 1; ++offset) {
-        if (offset != static_cast<std::int32_t>(offset)) continue;
-        const auto at = static_cast<std::int32_t>(offset);
-        if (a.offsets.hold(at) && b.offsets.hold(at)) return true;
-      }
-    }
+// The same of a table that decides all: what no other rule holds for falls to the last.
+template <class Rule>
+constexpr const Rule& decide_any(std::span<const Rule> rules, const Situation& now) {
+  for (const Rule& rule : rules.first(rules.size() - 1)) {
+    if (rule.when.holds(now)) return rule;
   }
-  return false;
+  return rules.back();
+}
+
+// Whether two conditions can hold at once. Ranges of offsets that meet do so
+// where one of them begins.
+constexpr bool meet(const Condition& a, const Condition& b) {
+  return (a.offsets.hold(b.offsets.first) || b.offsets.hold(a.offsets.first)) && (a.states & b.states) != 0 &&
+         (a.sensors & b.sensors) != 0 && (a.all_of & b.none_of) == 0 && (b.all_of & a.none_of) == 0;
 }
 
 // Proof that no event falls under two rules, so that their order means nothing.
@@ -111,6 +123,29 @@ constexpr bool decides_once(const Rule (&rules)[N]) {
   return true;
 }
 
+// Proof that every event falls under a rule: at each offset where a range begins
+// or has ended, in every state, for every group of sensors and every memory of
+// three bits, more than which no such table asks for.
+template <class Rule, std::size_t N>
+constexpr bool decides_all(const Rule (&rules)[N]) {
+  constexpr auto kDecidedAt = [](const Rule(&all)[N], std::int32_t offset) {
+    for (std::int32_t state = 0; state <= 7; ++state) {
+      for (Memory memory = 0; memory < 8; ++memory) {
+        for (unsigned group = 1; group <= kAnySensor; group <<= 1) {
+          if (!decide(all, {offset, state, static_cast<Sensors>(group), memory})) return false;
+        }
+      }
+    }
+    return true;
+  };
+  for (std::size_t i = 0; i < N; ++i) {
+    const Offsets& range = rules[i].when.offsets;
+    if (i > 0 && rules[i - 1].when.offsets == range) continue;
+    if (!kDecidedAt(rules, range.first) || !kDecidedAt(rules, range.after())) return false;
+  }
+  return true;
+}
+
 // Proof, for tables in which the first rule that holds counts, that no rule
 // stands wholly behind one before it.
 template <class Rule, std::size_t N>
@@ -119,10 +154,8 @@ constexpr bool each_can_hold(const Rule (&rules)[N]) {
     for (std::size_t j = i + 1; j < N; ++j) {
       const Condition& before = rules[i].when;
       const Condition& after = rules[j].when;
-      const bool wider = before.offsets.hold(after.offsets.first) && before.offsets.hold(after.offsets.last) &&
-                         after.offsets.inside && before.offsets.inside;
-      if (wider && (after.states & ~before.states) == 0 && (after.sensors & ~before.sensors) == 0 &&
-          (before.all_of | before.none_of) == 0) {
+      if (before.offsets.hold(after.offsets) && (after.states & ~before.states) == 0 &&
+          (after.sensors & ~before.sensors) == 0 && (before.all_of | before.none_of) == 0) {
         return false;
       }
     }

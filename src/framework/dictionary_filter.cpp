@@ -41,25 +41,22 @@ std::int32_t filter_event(const DictionaryFilter& filter, Memory& memory, RowSta
                 .state = ev->event_state,
                 .sensors = filter.group_of(filter.exceptional_id(name.data())),
                 .memory = memory};
-  std::string_view words;
-  if (const RowRule* rule = decide(threshold ? filter.thresholds : std::span<const RowRule>(kDiscreteRules), now)) {
-    apply(*rule, record, row, states.recall(index));
-    memory = static_cast<Memory>((memory | rule->sets) & ~unsigned{rule->clears});
-    if (rule->words != nullptr) words = rule->words;
-    if (rule->deasserts) ev->event_state = FE_STATE_DEASSERTED;  // in the caller's event: intended
-  }
+  const RowRule& rule = decide_any(threshold ? filter.thresholds : std::span<const RowRule>(kDiscreteRules), now);
+  apply(rule, record, row, states.recall(index));
+  memory = static_cast<Memory>((memory | rule.sets) & ~unsigned{rule.clears});
+  if (rule.deasserts) ev->event_state = FE_STATE_DEASSERTED;  // in the caller's event: intended
 
   write_names(record, field_text(row.dn), field_text(row.rn));
   write_code_texts(record);
   record.cause_id = row.cause_id;
   record.event.event_state = now.state = ev->event_state;
   states.update(index, now.state);
-  write_text(record.clear_cause, host_text(get_probable_cause_string(record.clear_cause_id)));
-  write_text(record.name, host_text(get_fault_code_string(record.code)));
-  write_text(record.cause, host_text(get_probable_cause_string(record.cause_id)));
+  write_text(record.clear_cause, text_or_empty(get_probable_cause_string(record.clear_cause_id)));
+  write_text(record.name, text_or_empty(get_fault_code_string(record.code)));
+  write_text(record.cause, text_or_empty(get_probable_cause_string(record.cause_id)));
 
-  if (const WordRule* rule = decide(filter.words, now)) words = rule->words;
-  describe(record, name, row, threshold, words);
+  const WordRule* const word_rule = decide(filter.words, now);
+  describe(record, name, row, threshold, text_or_empty(word_rule != nullptr ? word_rule->words : rule.words));
   if (now.state == FE_STATE_DEASSERTED) {
     const Keep keep = (now.sensors & filter.named_clears) != 0 ? Keep::kNameOnly : Keep::kNameAndText;
     if (!clear_by_tokens(record.descr, keep)) return kNoFault;

@@ -21,7 +21,7 @@ struct DictionaryFilter {
   std::uint8_t fe_sensor_map_row::*subtype;     // row byte that becomes the entity subtype
   std::int32_t (*exceptional_id)(const char*);  // lookup in the filter's exceptional list
   Sensors (*group_of)(std::int32_t id);         // the group of sensors that an id stands for
-  std::span<const RowRule> thresholds;          // rules of threshold sensors
+  std::span<const RowRule> thresholds;          // of threshold sensors, for all events
   std::span<const WordRule> words;              // the first that holds counts
   Sensors named_clears;                         // groups whose clear text is the sensor name alone
 };
@@ -34,7 +34,7 @@ inline constexpr RowRule kDiscreteRules[] = {
     {.when = {.states = kAsserted},
      .code = Code::kBase, .disposition = Disposition::kRaise, .clear_code = Code::kNoCode, .clear_cause_id = kNoCause},
 };
-static_assert(decides_once(kDiscreteRules));
+static_assert(decides_once(kDiscreteRules) && decides_all(kDiscreteRules));
 // clang-format on
 
 // Takes one event through the filter; `memory` and `states` are the filter's own.

@@ -23,13 +23,12 @@ std::int32_t filter_event(const HostRowFilter& filter, RowStates states, const f
   record.event.entity_subtype = row.subtype;
   const ZoneName zone = stamp_time(record);
 
-  const RowRule* const rule = decide(
+  const RowRule& rule = decide_any(
       filter.rules, {.offset = ev->event_offset, .state = ev->event_state, .sensors = filter.group_of(name.data())});
-  if (rule == nullptr) return kNoFault;
-  apply(*rule, record, row, states.recall(index));
-  if (rule->deasserts) record.event.event_state = FE_STATE_DEASSERTED;
+  apply(rule, record, row, states.recall(index));
+  if (rule.deasserts) record.event.event_state = FE_STATE_DEASSERTED;
   // Without words of its own the event is described with the zone name: intended.
-  write_row_texts(record, row, rule->words != nullptr ? rule->words : field_text(zone.text));
+  write_row_texts(record, row, rule.words != nullptr ? rule.words : field_text(zone.text));
   write_key(record);
   states.update(index, record.event.event_state);
   if (record.event.event_state != FE_STATE_DEASSERTED) return kFilled;

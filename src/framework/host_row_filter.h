@@ -21,7 +21,7 @@ struct HostRowFilter {
   const std::int32_t* row_count;
   const fe_sensor_map_row* unknown;         // row of a sensor without one; null: such an event is rejected
   Sensors (*group_of)(const char* sensor);  // the group of sensors that it belongs to
-  std::span<const RowRule> rules;           // one holds for every event
+  std::span<const RowRule> rules;           // for all events
 };
 
 // Takes one event through the filter.

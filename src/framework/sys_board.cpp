@@ -127,7 +127,7 @@ constexpr RowRule kThresholds[] = {
     {.when = {.offsets = FE_OFFSET_UPPER_NON_RECOVERABLE, .states = except(1, 5, 6), .sensors = all_but(kEventLog)},
      .code = kUpperNonRecoverable, .disposition = kCritical, .clear_code = kUpperCritical, .clear_cause_id = kDegraded},
 };
-static_assert(decides_once(kThresholds));
+static_assert(decides_once(kThresholds) && decides_all(kThresholds));
 
 // What the sensor's format inserts; the first rule that holds counts. Words of
 // a deassertion have no hyphen, those of state 4 have one: intended.

@@ -28,7 +28,7 @@ TextWriter::TextWriter(char* field, std::size_t at, std::size_t last) : at_(fiel
 TextWriter& TextWriter::add(std::string_view text) {
   const auto room = static_cast<std::size_t>(last_ - at_);
   const std::size_t size = text.size() < room ? text.size() : room;
-  std::memcpy(at_, text.data(), size);
+  if (size != 0) std::memcpy(at_, text.data(), size);  // an empty text may be null
   at_ += size;
   *at_ = '\0';
   return *this;

@@ -26,8 +26,8 @@ bool holds_name(const char (&field)[N], std::string_view name) {
   return std::memcmp(field, name.data(), size) == 0;
 }
 
-// A text of the host's, for which null counts as empty.
-inline std::string_view host_text(const char* text) {
+// A text for which null counts as empty.
+inline std::string_view text_or_empty(const char* text) {
   return text != nullptr ? std::string_view(text) : std::string_view();
 }
 

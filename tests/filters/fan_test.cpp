@@ -167,6 +167,16 @@ TEST_F(FanTest, OnlyTheMissingFanIsSuppressed) {
   EXPECT_TRUE(is_suppressed({.sensor = "FAN3_TACH2", .offset = 3, .state = 4, .instance = 3}));   // fan 6
 }
 
+TEST_F(FanTest, UnlistedSensorOfAMissingFanIsSuppressed) {
+  expect(at(1, 1), 0, of(kRows[0]));
+  for (const int offset : {3, 4, 5, 9, 10}) {
+    for (const int state : {0, 4, 5}) {
+      const Event event{.sensor = "XTACH2", .offset = offset, .state = state, .instance = kModule};
+      EXPECT_TRUE(is_suppressed(event)) << offset << " " << state;
+    }
+  }
+}
+
 TEST_F(FanTest, SpeedBitsSuppressNothing) {
   for (const Row& set : {kRows[8], kRows[13], kRows[21]}) expect(at(set.offset, set.state), 0, of(set));
   for (const Row& row : kRows) expect(at(row.offset, row.state), 0, of(row));

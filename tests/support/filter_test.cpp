@@ -159,14 +159,15 @@ Outcome FilterTest::send(const Event& event, const fe_fault_record& record) {
   return outcome;
 }
 
-void FilterTest::expect(const Event& event, std::int32_t result, const Written& written) {
+void FilterTest::expect(const Event& event, std::int32_t result, const Written& written,
+                        const fe_fault_record& before) {
   SCOPED_TRACE(::testing::Message() << event.sensor << " offset " << event.offset << " state " << event.state
                                     << " instance " << event.instance);
   const fe_sensor_event sent = bytes_of(event);
-  const Outcome outcome = send(event);
+  const Outcome outcome = send(event, before);
   EXPECT_EQ(outcome.result, result);
   EXPECT_EQ(std::memcmp(&outcome.event, &sent, sizeof sent), 0) << "the event was written to";
-  expect_record(event, written, outcome.record);
+  expect_record(event, written, outcome.record, before);
 }
 
 void FilterTest::expect_null_arguments_rejected() {

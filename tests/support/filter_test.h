@@ -84,7 +84,8 @@ class FilterTest : public ::testing::Test {
   Outcome send(const Event& event, const fe_fault_record& record = patterned_record());
 
   // Sends an event and checks result, record and that the event was only read.
-  void expect(const Event& event, std::int32_t result, const Written& written);
+  void expect(const Event& event, std::int32_t result, const Written& written,
+              const fe_fault_record& before = patterned_record());
 
   // The three null arguments: -1, and the record untouched.
   void expect_null_arguments_rejected();

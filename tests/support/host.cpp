@@ -27,11 +27,9 @@ namespace {
 
 const char* look_up(const std::map<std::uint32_t, const char*>& dictionary, const char* prefix, std::uint32_t number) {
   if (const auto entry = dictionary.find(number); entry != dictionary.end()) return entry->second;
-  static std::array<std::string, 4> recent;  // texts last for a few calls
-  static std::size_t next = 0;
-  std::string& text = recent.at(next++ % recent.size());
-  text = prefix + std::to_string(number);
-  return text.c_str();
+  static std::array<char, 64> recent;  // lasts until the next call, as an engine's may
+  std::snprintf(recent.data(), recent.size(), "%s%u", prefix, number);
+  return recent.data();
 }
 
 }  // namespace
@@ -63,6 +61,7 @@ const char* get_probable_cause_string(std::uint32_t cause_id) {
 
 const char* translate_user_entity_instance(const fe_platform_names* table, std::int32_t platform, std::int32_t instance,
                                            ...) {
+  host().platform_names = table;
   if (host().translate) return host().translate(platform, instance);
   if (platform < 0 || platform > 17) return nullptr;
   const fe_platform_names& row = table[platform];

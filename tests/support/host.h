@@ -3,6 +3,7 @@
 #pragma once
 
 #include <polaiga/records.h>
+#include <polaiga/services.h>
 
 #include <cstdint>
 #include <ctime>
@@ -32,6 +33,7 @@ struct Host {
 
   // Answer of translate_user_entity_instance; without one it searches the table.
   std::function<const char*(std::int32_t platform, std::int32_t instance)> translate;
+  const fe_platform_names* platform_names = nullptr;  // the table that it was last given
 };
 
 // The one host, and a fresh start for it: also platform 0 and all sdr values 0.

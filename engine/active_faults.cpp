@@ -1,0 +1,58 @@
+#include "active_faults.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+namespace polaiga::engine {
+
+bool only_clears(const fe_fault_record& record) {
+  return record.event.event_state == FE_STATE_DEASSERTED &&
+         (record.clear_code == 0 || record.clear_code == record.code);
+}
+
+std::string fault_dn(std::string_view dn, std::uint32_t code) {
+  std::array<char, FE_DN_SIZE> text{};
+  std::snprintf(text.data(), text.size(), "%.*s/fault-F%04d", static_cast<int>(dn.size()), dn.data(),
+                static_cast<int>(code));
+  return text.data();
+}
+
+Outcome ActiveFaults::apply(const fe_fault_record& record, Moment when) {
+  if (only_clears(record)) {
+    if (withdraw(record.fault_dn)) return {.change = Change::kCleared};
+    ++counts_.already_clear;
+    return {.change = Change::kAlreadyClear};
+  }
+
+  Outcome outcome;
+  if (record.clear_code != 0 && record.clear_code != record.code) {
+    outcome.superseded = faults_.erase(fault_dn(record.dn, record.clear_code)) != 0;
+    counts_.superseded += outcome.superseded ? 1 : 0;
+  }
+  const auto [entry, is_new] = faults_.try_emplace(record.fault_dn, Entry{{{}, when, when, 0}, counts_.raised});
+  ActiveFault& fault = entry->second.fault;
+  fault.record = record;
+  fault.updated = when;
+  ++fault.reports;
+  outcome.change = is_new ? Change::kRaised : Change::kRefreshed;
+  ++(is_new ? counts_.raised : counts_.refreshed);
+  return outcome;
+}
+
+bool ActiveFaults::withdraw(const std::string& fault_dn) {
+  if (faults_.erase(fault_dn) == 0) return false;
+  ++counts_.cleared;
+  return true;
+}
+
+std::vector<const ActiveFault*> ActiveFaults::in_order() const {
+  std::vector<const Entry*> entries;
+  for (const auto& [dn, entry] : faults_) entries.push_back(&entry);
+  std::ranges::sort(entries, {}, &Entry::order);
+  std::vector<const ActiveFault*> faults;
+  for (const Entry* entry : entries) faults.push_back(&entry->fault);
+  return faults;
+}
+
+}  // namespace polaiga::engine

@@ -1,0 +1,22 @@
+// The three tables of sensors that are the host's: read from files, checked, and
+// put where the library looks for them.
+#pragma once
+
+#include <filesystem>
+#include <stdexcept>
+
+namespace polaiga::engine {
+
+// Says which file, line and column is wrong, and in what.
+struct TableError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+// Reads nm.tsv, cmc.tsv and drive_bp.tsv. Throws TableError, and then leaves the
+// tables as they were.
+void load_host_tables(const std::filesystem::path& directory);
+
+// Where the program finds its own: next to its directory, in share/polaiga/tables.
+std::filesystem::path default_tables_directory();
+
+}  // namespace polaiga::engine

@@ -1,0 +1,22 @@
+// Moments in time: whole seconds since 1970 in UTC, and their text in RFC 3339.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace polaiga::engine {
+
+using Moment = std::int64_t;
+
+inline constexpr Moment kLastMoment = 253402300799;  // 9999-12-31T23:59:59Z
+
+// Fractions of a second are dropped; nothing for a text that is no such time or
+// lies outside 1970 to 9999.
+std::optional<Moment> parse_moment(std::string_view text);
+
+// As 2024-01-31T23:59:59Z.
+std::string format_moment(Moment moment);
+
+}  // namespace polaiga::engine

@@ -1,0 +1,194 @@
+#include "replay.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <utility>
+
+#include "event_line.h"
+#include "host_tables.h"
+#include "interrupt.h"
+#include "json_report.h"
+#include "line_reader.h"
+#include "printable.h"
+#include "progress.h"
+#include "text_report.h"
+
+namespace polaiga::engine {
+namespace {
+
+// An input file, open from before the first line is replayed.
+class Input {
+ public:
+  explicit Input(const std::string& path) : name_(path == "-" ? "<stdin>" : printable(path)) {
+    fd_ = path == "-" ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0) : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat status = {};
+    if (fd_ < 0 || ::fstat(fd_, &status) != 0) fail("cannot open", errno);
+    if (S_ISDIR(status.st_mode)) fail("cannot read", EISDIR);
+    regular_ = S_ISREG(status.st_mode);
+    size_ = regular_ ? static_cast<std::uint64_t>(status.st_size) : 0;
+  }
+  ~Input() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  Input(Input&& other) noexcept
+      : name_(std::move(other.name_)),
+        fd_(std::exchange(other.fd_, -1)),
+        regular_(other.regular_),
+        size_(other.size_) {}
+  Input& operator=(Input&&) = delete;
+
+  const std::string& name() const { return name_; }
+  int fd() const { return fd_; }
+  bool is_regular() const { return regular_; }
+  std::uint64_t size() const { return size_; }
+
+  [[noreturn]] void fail(const char* what, int error) const {
+    throw std::runtime_error(name_ + ": " + what + ": " + std::strerror(error));
+  }
+
+ private:
+  std::string name_;
+  int fd_ = -1;
+  bool regular_ = false;
+  std::uint64_t size_ = 0;
+};
+
+bool wants_colour(Colour colour, const Output& output) {
+  if (colour != Colour::kAuto) return colour == Colour::kAlways;
+  const char* const refused = std::getenv("NO_COLOR");
+  const char* const terminal = std::getenv("TERM");
+  return output.is_terminal() && (refused == nullptr || *refused == '\0') &&
+         (terminal == nullptr || std::strcmp(terminal, "dumb") != 0);
+}
+
+std::unique_ptr<Report> make_report(const ReplayOptions& options, const Output& output) {
+  if (options.json) return std::make_unique<JsonReport>();
+  return std::make_unique<TextReport>(wants_colour(options.colour, output));
+}
+
+// Bytes that progress is measured by; 0 when it is not to be shown.
+std::uint64_t bytes_to_show(const ReplayOptions& options, const std::vector<Input>& inputs) {
+  if (::isatty(STDERR_FILENO) != 1 || options.log != Log::kOff) return 0;
+  std::uint64_t bytes = 0;
+  for (const Input& input : inputs) {
+    if (!input.is_regular()) return 0;
+    bytes += input.size();
+  }
+  return bytes;
+}
+
+class Replay {
+ public:
+  Replay(const ReplayOptions& options, Output& output, std::uint64_t bytes_in_all)
+      : strict_(options.strict), output_(output), report_(make_report(options, output)), progress_(bytes_in_all) {
+    provide_services(faults_, options.platform, options.log);
+  }
+
+  Status run(const std::vector<Input>& inputs) {
+    Status status = kDone;
+    for (const Input& input : inputs) {
+      status = run(input);
+      if (status != kDone) break;
+    }
+    progress_.hide();
+    output_.write(report_->summary(faults_, counts_));
+    output_.flush();
+    if (status == kDone && counts_.bad_lines > 0) status = kBadLines;
+    return status;
+  }
+
+ private:
+  Status run(const Input& input) {
+    LineReader lines(input.fd());
+    for (std::uint64_t number = 1; !interrupted(); ++number) {
+      if (!input.is_regular() && !lines.has_line()) output_.flush();  // before a wait
+      std::string_view line;
+      switch (lines.next(line)) {
+        case LineReader::Result::kLine:
+          if (!take(line, input, number)) return kBadLines;
+          break;
+        case LineReader::Result::kTooLong:
+          if (!reject(input, number, "the line is over 64 KiB long")) return kBadLines;
+          break;
+        case LineReader::Result::kInterrupted:
+          return kInterrupted;
+        case LineReader::Result::kFailed:
+          complain(input.name() + ": cannot read: " + std::strerror(errno));
+          return kFailed;
+        case LineReader::Result::kEnd:
+          bytes_before_ += lines.bytes_taken();
+          return kDone;
+      }
+      progress_.update(bytes_before_ + lines.bytes_taken(), counts_.events);
+    }
+    return kInterrupted;
+  }
+
+  // Both answer whether to go on.
+  bool take(std::string_view line, const Input& input, std::uint64_t number) {
+    if (line.find_first_not_of(" \t\r") == std::string_view::npos) return true;
+    try {
+      EventLine event = parse_event_line(line);
+      handle(event);
+    } catch (const BadLine& bad) {
+      return reject(input, number, bad.what());
+    }
+    return true;
+  }
+
+  bool reject(const Input& input, std::uint64_t number, const std::string& what) {
+    ++counts_.bad_lines;
+    complain(input.name() + ":" + std::to_string(number) + ": " + what);
+    return !strict_;
+  }
+
+  void handle(EventLine& line) {
+    ++counts_.events;
+    fe_fault_record record = {};
+    fe_fault_record* out = &record;
+    const std::uint64_t cleared_before = faults_.counts().cleared;
+    if (line.entity->filter(&line.event, &out) != 0) {
+      // An event may yield no fault and still have one withdrawn.
+      if (faults_.counts().cleared == cleared_before) ++counts_.of_no_interest;
+      return;
+    }
+    const Outcome outcome = faults_.apply(record, line.time.value_or(Moment{record.created_time}));
+    const std::string text = report_->record({record, line.time, outcome});
+    if (output_.is_terminal()) progress_.hide();
+    output_.write(text);
+    if (output_.is_terminal()) output_.flush();
+  }
+
+  void complain(const std::string& what) {
+    progress_.hide();
+    std::fprintf(stderr, "%s\n", what.c_str());
+  }
+
+  bool strict_;
+  Output& output_;
+  std::unique_ptr<Report> report_;
+  Progress progress_;
+  ActiveFaults faults_;
+  LineCounts counts_;
+  std::uint64_t bytes_before_ = 0;  // of the files that are done with
+};
+
+}  // namespace
+
+Status replay(const ReplayOptions& options, Output& output) {
+  load_host_tables(options.tables.empty() ? default_tables_directory() : std::filesystem::path(options.tables));
+  std::vector<Input> inputs;
+  for (const std::string& file : options.files) inputs.emplace_back(file);
+  watch_for_interrupt();
+  output.divert(options.log == Log::kDebug ? Others::kToStandardError : Others::kDiscarded);
+  return Replay(options, output, bytes_to_show(options, inputs)).run(inputs);
+}
+
+}  // namespace polaiga::engine

@@ -1,0 +1,36 @@
+// `polaiga replay`: events from files through the filters, and what comes of them.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "output.h"
+#include "services.h"
+
+namespace polaiga::engine {
+
+// Exit statuses of the program.
+enum Status {
+  kDone = 0,
+  kBadLines = 1,  // some lines were not events; the others were replayed
+  kFailed = 2,
+  kInterrupted = 130,
+};
+
+enum class Colour { kAuto, kAlways, kNever };
+
+struct ReplayOptions {
+  std::vector<std::string> files;  // "-" is standard input
+  bool json = false;
+  bool strict = false;
+  Colour colour = Colour::kAuto;
+  Log log = Log::kOff;
+  std::int32_t platform = 0;
+  std::string tables;  // directory; empty: the program's own
+};
+
+// Throws WriteError when the output cannot be written, TableError for a table
+// that is not right.
+Status replay(const ReplayOptions& options, Output& output);
+
+}  // namespace polaiga::engine

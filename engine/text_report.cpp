@@ -1,0 +1,114 @@
+#include "text_report.h"
+
+#include <algorithm>
+#include <array>
+
+#include "catalog.h"
+#include "printable.h"
+
+namespace polaiga::engine {
+namespace {
+
+constexpr std::size_t kTimeWidth = 20;
+constexpr std::size_t kSeverityWidth = 8;
+constexpr std::size_t kCodeWidth = 5;
+constexpr std::string_view kGap = "  ";
+
+std::string padded(std::string_view text, std::size_t width) {
+  std::string wide(text);
+  if (wide.size() < width) wide.append(width - wide.size(), ' ');
+  return wide;
+}
+
+std::string_view colour_of(Severity severity) {
+  constexpr std::array<std::string_view, 6> kColours{"32", "34", "36", "33", "31", "1;31"};
+  return kColours.at(static_cast<std::size_t>(severity));
+}
+
+std::string shown(Severity severity, bool coloured) {
+  const std::string word = padded(severity_word(severity), kSeverityWidth);
+  if (!coloured) return word;
+  std::string text = "\x1b[";
+  return text.append(colour_of(severity)).append("m").append(word).append("\x1b[0m");
+}
+
+// Some descriptions end with a blank.
+std::string description(const fe_fault_record& record) {
+  std::string text = printable(record.descr);
+  text.erase(text.find_last_not_of(' ') + 1);
+  return text;
+}
+
+std::string consequence(const Reported& reported) {
+  const std::string other = fault_dn("", reported.record.clear_code).substr(std::string_view("/fault-").size());
+  const std::string tail = reported.outcome.superseded ? "supersedes " + other : "";
+  switch (reported.outcome.change) {
+    case Change::kRaised:
+      return tail;
+    case Change::kRefreshed:
+      return tail.empty() ? "still active" : "still active, " + tail;
+    case Change::kCleared:
+      return std::string("clears ") + reported.record.code_text;
+    case Change::kAlreadyClear:
+      return "was not active";
+  }
+  return tail;
+}
+
+std::string count(std::uint64_t number, std::string_view what) {
+  return std::to_string(number) + " " + std::string(what);
+}
+
+std::string plural(std::uint64_t number, const std::string& what) {
+  return count(number, number == 1 ? what : what + "s");
+}
+
+}  // namespace
+
+std::string TextReport::record(const Reported& reported) const {
+  const fe_fault_record& record = reported.record;
+  std::string line;
+  line += padded(reported.time ? format_moment(*reported.time) : record.created, kTimeWidth);
+  line += kGap;
+  line += shown(severity_of(record), coloured_);
+  line += kGap;
+  line += padded(record.code_text, kCodeWidth);
+  line += kGap;
+  line += printable(record.dn);
+  line += kGap;
+  line += description(record);
+  if (const std::string what = consequence(reported); !what.empty()) line += "  (" + what + ")";
+  line += '\n';
+  return line;
+}
+
+std::string TextReport::summary(const ActiveFaults& faults, const LineCounts& counts) const {
+  const auto active = faults.in_order();
+  std::string text = "\n";
+  text += active.empty() ? "No faults are active.\n" : plural(active.size(), "active fault") + ":\n";
+  std::size_t dn_width = 0;
+  for (const ActiveFault* fault : active) dn_width = std::max(dn_width, printable(fault->record.dn).size());
+  for (const ActiveFault* fault : active) {
+    const fe_fault_record& record = fault->record;
+    text += kGap;
+    text += padded(format_moment(fault->since), kTimeWidth);
+    text += kGap;
+    text += shown(severity_of(record), coloured_);
+    text += kGap;
+    text += padded(record.code_text, kCodeWidth);
+    text += kGap;
+    text += padded(printable(record.dn), dn_width);
+    text += kGap;
+    text += description(record);
+    text += '\n';
+  }
+  const FaultCounts& changes = faults.counts();
+  text += '\n';
+  text += plural(counts.events, "event") + ": " + count(changes.raised, "raised") + ", " +
+          count(changes.refreshed, "refreshed") + ", " + count(changes.cleared, "cleared") + ", " +
+          count(changes.already_clear, "already clear") + ", " + count(counts.of_no_interest, "of no interest") + "\n" +
+          plural(changes.superseded, "fault") + " superseded, " + plural(counts.bad_lines, "bad line") + "\n";
+  return text;
+}
+
+}  // namespace polaiga::engine

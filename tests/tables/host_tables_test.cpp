@@ -1,0 +1,25 @@
+#include <gtest/gtest.h>
+
+#include "support/table_image.h"
+
+namespace polaiga::test {
+namespace {
+
+TEST(HostTables, CountsAreZero) {
+  const Library library;
+  expect_count(library, "ent_nm_map_sz", 0);
+  expect_count(library, "ent_cmc_map_sz", 0);
+  expect_count(library, "ent_drive_bp_map_sz", 0);
+}
+
+TEST(HostTables, HoldNothing) {
+  const Library library;
+  for (const char* name : {"ent_nm_map", "ent_cmc_map", "ent_drive_bp_map"}) {
+    const std::size_t size = symbol_size(library, name);
+    EXPECT_GT(size, 0U) << name;
+    expect_table(library, name, {Bytes(size)});
+  }
+}
+
+}  // namespace
+}  // namespace polaiga::test

@@ -123,25 +123,31 @@ constexpr bool decides_once(const Rule (&rules)[N]) {
   return true;
 }
 
-// Proof that every event falls under a rule: at each offset where a range begins
-// or has ended, in every state, for every group of sensors and every memory of
-// three bits, more than which no such table asks for.
+// Whether the rules decide every event of an offset: in each state and with each
+// memory of three bits, more than which no such table asks for, they hold for
+// all groups of sensors together.
+template <class Rule, std::size_t N>
+constexpr bool decides_all_at(const Rule (&rules)[N], std::int32_t offset) {
+  for (Memory memory = 0; memory < 8; ++memory) {
+    for (std::int32_t state = 0; state <= 7; ++state) {
+      Sensors decided = 0;
+      for (const Rule& rule : rules) {
+        if (rule.when.holds({offset, state, kAnySensor, memory})) decided |= rule.when.sensors;
+      }
+      if (decided != kAnySensor) return false;
+    }
+  }
+  return true;
+}
+
+// Proof that every event falls under a rule, at each offset where a range begins
+// or has ended and so at all others.
 template <class Rule, std::size_t N>
 constexpr bool decides_all(const Rule (&rules)[N]) {
-  constexpr auto kDecidedAt = [](const Rule(&all)[N], std::int32_t offset) {
-    for (std::int32_t state = 0; state <= 7; ++state) {
-      for (Memory memory = 0; memory < 8; ++memory) {
-        for (unsigned group = 1; group <= kAnySensor; group <<= 1) {
-          if (!decide(all, {offset, state, static_cast<Sensors>(group), memory})) return false;
-        }
-      }
-    }
-    return true;
-  };
   for (std::size_t i = 0; i < N; ++i) {
     const Offsets& range = rules[i].when.offsets;
     if (i > 0 && rules[i - 1].when.offsets == range) continue;
-    if (!kDecidedAt(rules, range.first) || !kDecidedAt(rules, range.after())) return false;
+    if (!decides_all_at(rules, range.first) || !decides_all_at(rules, range.after())) return false;
   }
   return true;
 }

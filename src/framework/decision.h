@@ -13,15 +13,18 @@ namespace polaiga {
 // is all offsets but those between.
 struct Offsets {
   std::int32_t first;
-  std::int32_t last;
+  std::uint32_t others;  // how many follow the first
 
-  constexpr Offsets(std::int32_t only) : first(only), last(only) {}
-  constexpr Offsets(std::int32_t from, std::int32_t to) : first(from), last(to) {}
-  constexpr bool hold(std::int32_t offset) const { return distance(offset) <= distance(last); }
+  constexpr Offsets(std::int32_t only) : Offsets(only, only) {}
+  constexpr Offsets(std::int32_t from, std::int32_t to)
+      : first(from), others(static_cast<std::uint32_t>(to) - static_cast<std::uint32_t>(from)) {}
+  constexpr bool hold(std::int32_t offset) const { return distance(offset) <= others; }
   constexpr bool operator==(const Offsets&) const = default;
-  constexpr std::int32_t after() const { return static_cast<std::int32_t>(static_cast<std::uint32_t>(last) + 1); }
+  constexpr std::int32_t after() const {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(first) + others + 1);
+  }
   constexpr bool hold(const Offsets& other) const {
-    return std::uint64_t{distance(other.first)} + other.distance(other.last) <= distance(last);
+    return std::uint64_t{distance(other.first)} + other.others <= others;
   }
 
  private:

@@ -78,7 +78,7 @@ ZoneName stamp_time(fe_fault_record& record) {
 
 void write_code_texts(fe_fault_record& record) {
   TextWriter(record.code_text).add("F").add_code(record.code);
-  TextWriter(record.fault_dn).add(field_text(record.dn)).add("/fault-").add(field_text(record.code_text));
+  TextWriter(record.fault_dn).add(field_text(record.dn)).add("/fault-").add(record.code_text);
 }
 
 void stamp_event(fe_fault_record& record, const fe_sensor_event& event) {

@@ -21,18 +21,8 @@ char* digits_before(char* end, std::int32_t value, std::size_t width) {
 
 }  // namespace
 
-TextWriter::TextWriter(char* field, std::size_t at, std::size_t last) : at_(field + at), last_(field + last) {
-  *at_ = '\0';
-}
-
-TextWriter& TextWriter::add(std::string_view text) {
-  const auto room = static_cast<std::size_t>(last_ - at_);
-  const std::size_t size = text.size() < room ? text.size() : room;
-  if (size != 0) std::memcpy(at_, text.data(), size);  // an empty text may be null
-  at_ += size;
-  *at_ = '\0';
-  return *this;
-}
+// What is left of the field is filled, and the rest of the text is lost.
+TextWriter& TextWriter::add_cut(std::string_view text) { return add({text.data(), room()}); }
 
 TextWriter& TextWriter::add_number(std::int32_t value) {
   char digits[kMaxDigits];

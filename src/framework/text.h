@@ -22,7 +22,7 @@ bool holds_name(const char (&field)[N], std::string_view name) {
   const std::size_t size = name.size();
   if (size == 0) return field[0] == '\0';
   // The end of the name tells most sensors apart, their beginning few.
-  if (size > N || (size < N && field[size] != '\0') || field[size - 1] != name[size - 1]) return false;
+  if (size > N || field[size - 1] != name[size - 1] || (size < N && field[size] != '\0')) return false;
   return std::memcmp(field, name.data(), size) == 0;
 }
 
@@ -47,13 +47,22 @@ class TextWriter {
   template <std::size_t N>
   explicit TextWriter(char (&field)[N], std::size_t at = 0) : TextWriter(field, at, N - 1) {}
 
-  TextWriter& add(std::string_view text);
+  TextWriter& add(std::string_view text) {
+    if (text.size() > room()) return add_cut(text);
+    if (!text.empty()) std::memcpy(at_, text.data(), text.size());  // an empty text may be null
+    at_ += text.size();
+    *at_ = '\0';
+    return *this;
+  }
   TextWriter& add_number(std::int32_t value);  // as "%d" does
   TextWriter& add_code(std::uint32_t code);    // as "%04d" does
   TextWriter& add_format(std::string_view format, const Insert& insert);
 
  private:
-  TextWriter(char* field, std::size_t at, std::size_t last);
+  TextWriter(char* field, std::size_t at, std::size_t last) : at_(field + at), last_(field + last) { *at_ = '\0'; }
+
+  std::size_t room() const { return static_cast<std::size_t>(last_ - at_); }
+  TextWriter& add_cut(std::string_view text);
 
   char* at_;
   char* last_;  // where the NUL of a full field stands

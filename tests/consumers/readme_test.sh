@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Compiles the C example of the README, runs it and compares its output with
-# the one shown: readme_test.sh SOURCE_DIRECTORY LIBRARY COMPILER
+# the one shown: readme_test.sh SOURCE_DIRECTORY LIBRARY COMPILER [EMULATOR...]
 set -euo pipefail
 source=$1 library=$2 compiler=$3
+shift 3
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
@@ -16,5 +17,5 @@ lines=$(grep -c . "$work/example.c")
 
 "$compiler" -std=c11 -Wall -Wextra -Werror -I"$source/include" "$work/example.c" "$source/examples/minimal_host.c" \
   "$library" -Wl,-rpath,"$(dirname "$library")" -o "$work/example"
-"$work/example" >"$work/printed"
+"$@" "$work/example" >"$work/printed"
 diff -u "$work/shown" "$work/printed"

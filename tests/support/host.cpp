@@ -71,9 +71,9 @@ const char* translate_user_entity_instance(const fe_platform_names* table, std::
   return nullptr;
 }
 
-void cleanup_deasserted_events(fe_fault_record* record, std::int32_t /*unused*/, std::int32_t /*unused*/,
-                               std::int32_t /*unused*/) {
+void cleanup_deasserted_events(fe_fault_record* record, std::int32_t first, std::int32_t second, std::int32_t third) {
   host().cleaned_up.push_back(*record);
+  host().cleanup_arguments.push_back({first, second, third});
 }
 
 // The C library's own, but for the clock and the one file.
@@ -85,7 +85,8 @@ extern "C" std::time_t time(std::time_t* result) {
 
 extern "C" std::FILE* fopen(const char* path, const char* mode) {
   using Open = std::FILE*(const char*, const char*);
-  static auto* const real = reinterpret_cast<Open*>(dlsym(RTLD_NEXT, "fopen"));
+  // With 64-bit offsets, as 32-bit targets are built, the same call has another name.
+  static auto* const real = reinterpret_cast<Open*>(dlsym(RTLD_NEXT, sizeof(long) == 4 ? "fopen64" : "fopen"));
   if (std::strcmp(path, "/mnt/jffs2/timezone") != 0) return real(path, mode);
   if (!host().timezone_file || std::strcmp(mode, "r") != 0) {
     errno = ENOENT;

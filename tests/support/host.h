@@ -5,6 +5,7 @@
 #include <polaiga/records.h>
 #include <polaiga/services.h>
 
+#include <array>
 #include <cstdint>
 #include <ctime>
 #include <functional>
@@ -28,8 +29,9 @@ struct Host {
   std::map<std::uint32_t, const char*> names;
   std::map<std::uint32_t, const char*> causes;
 
-  std::vector<std::string> log;             // what fe_logger was given, formatted
-  std::vector<fe_fault_record> cleaned_up;  // copies of what cleanup_deasserted_events was given
+  std::vector<std::string> log;                                // what fe_logger was given, formatted
+  std::vector<fe_fault_record> cleaned_up;                     // copies of what cleanup_deasserted_events was given
+  std::vector<std::array<std::int32_t, 3>> cleanup_arguments;  // its further arguments
 
   // Answer of translate_user_entity_instance; without one it searches the table.
   std::function<const char*(std::int32_t platform, std::int32_t instance)> translate;

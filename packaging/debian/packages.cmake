@@ -1,0 +1,51 @@
+# cpack makes libpolaiga1, libpolaiga-dev and polaiga, for the architecture that
+# was built for.
+set(POLAIGA_MAINTAINER "polaiga maintainers <polaiga@localhost>" CACHE STRING "Who stands in the packages as maintainer")
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME polaiga)
+set(CPACK_PACKAGE_CONTACT "${POLAIGA_MAINTAINER}")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_COMPONENTS_ALL library development)
+if(TARGET polaiga_program)
+  list(APPEND CPACK_COMPONENTS_ALL program)
+endif()
+set(CPACK_COMPONENTS_GROUPING IGNORE)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_PACKAGE_SOURCE polaiga)
+set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
+if(CMAKE_LIBRARY_ARCHITECTURE STREQUAL "x86_64-linux-gnu")
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE amd64)
+elseif(CMAKE_LIBRARY_ARCHITECTURE STREQUAL "arm-linux-gnueabihf")
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
+endif()
+
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libpolaiga${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+set(CPACK_COMPONENT_LIBRARY_DESCRIPTION
+  "faults of a rack server from its sensor events\nA fault engine gives every sensor event to the filter of its entity class,\nwhich fills a fault record: what is wrong, since when, why, and what the\noperator should do.")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libpolaiga-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libpolaiga${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})")
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
+  "faults of a rack server from its sensor events - development\nThe headers, the description for pkg-config and CMake, the manual and an\nexample of a host.")
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME polaiga)
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_SECTION admin)
+set(CPACK_COMPONENT_PROGRAM_DESCRIPTION
+  "replays the sensor events of a rack server\nThe reference engine: it reads sensor events and tells which faults they\nraise, clear and leave active.")
+
+# Who links to the library depends on its package, and the loader's cache knows it.
+set(debian_control ${CMAKE_CURRENT_BINARY_DIR}/debian)
+set(POLAIGA_SHLIBS
+  "libpolaiga ${PROJECT_VERSION_MAJOR} libpolaiga${PROJECT_VERSION_MAJOR} (>= ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})")
+file(CONFIGURE OUTPUT ${debian_control}/shlibs CONTENT "${POLAIGA_SHLIBS}\n")
+file(CONFIGURE OUTPUT ${debian_control}/triggers CONTENT "activate-noawait ldconfig\n")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${debian_control}/shlibs ${debian_control}/triggers)
+
+configure_file(debian/project_config.cmake.in debian/project_config.cmake @ONLY)
+configure_file(debian/finish.cmake.in debian/finish.cmake @ONLY)
+set(CPACK_PROJECT_CONFIG_FILE ${debian_control}/project_config.cmake)
+set(CPACK_PRE_BUILD_SCRIPTS ${debian_control}/finish.cmake)
+include(CPack)

@@ -1,0 +1,29 @@
+SUMMARY = "Faults of a rack server from its sensor events"
+DESCRIPTION = "A fault engine gives every sensor event to the filter of its \
+entity class, which fills a fault record. The program is the reference engine: \
+it replays sensor events."
+SECTION = "libs"
+LICENSE = "Apache-2.0"
+LIC_FILES_CHKSUM = "file://LICENSE;md5=3b83ef96387f14655fc854ddc3c6bd57"
+
+# The checkout that this layer is part of; set both for a mirror or a revision.
+POLAIGA_GIT_URI ?= "git://${@os.path.realpath('${THISDIR}/../../../..')};protocol=file;nobranch=1"
+SRC_URI = "${POLAIGA_GIT_URI}"
+SRCREV ?= "${AUTOREV}"
+
+S = "${WORKDIR}/git"
+
+inherit cmake pkgconfig bash-completion
+
+PACKAGECONFIG ??= "program"
+PACKAGECONFIG[program] = "-DCMAKE_DISABLE_FIND_PACKAGE_CLI11=OFF,-DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON,cli11 nlohmann-json"
+
+EXTRA_OECMAKE = "-DCMAKE_SKIP_INSTALL_RPATH=ON"
+
+PACKAGES =+ "lib${BPN}"
+
+FILES:lib${BPN} = "${libdir}/lib${BPN}${SOLIBS}"
+
+# Without the program there is nothing in the main package.
+ALLOW_EMPTY:${PN} = "1"
+RDEPENDS:${PN}-dev = "lib${BPN} (= ${EXTENDPKGV})"

@@ -1,0 +1,65 @@
+#!/usr/bin/env bash
+# Every document tells the project's version, and the manual and the completion
+# tell the program's options: documents_test.sh SOURCE PROGRAM
+set -euo pipefail
+source=$1 program=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+failed=0
+same() { [ "$2" = "$3" ] || { echo "$1: $2, not $3"; failed=1; }; }
+
+version=$(sed -n 's/^  VERSION //p' "$source/CMakeLists.txt")
+same CHANGELOG.md "$(sed -n 's/^## \[\([0-9.]*\)\] - [0-9-]*$/\1/p' "$source/CHANGELOG.md" | head -n 1)" "$version"
+same packaging/debian/changelog "$(sed -n '1s/^polaiga (\(.*\)) .*/\1/p' "$source/packaging/debian/changelog")" "$version"
+same LICENSE "$(sed -n 2,3p "$source/LICENSE" | xargs)" 'Apache License Version 2.0, January 2004'
+same CONTRIBUTING.md "$(grep -c '^- \[[^ ]\]' "$source/CONTRIBUTING.md")" 0
+grep -q '^- \[ \]' "$source/CONTRIBUTING.md" || { echo "CONTRIBUTING.md is no tick-list"; failed=1; }
+
+# The manual pages are well-formed.
+for page in "$source"/packaging/man/*; do
+  same "$(basename "$page")" "$(groff -ww -mandoc -Tutf8 "$page" 2>&1 >/dev/null)" ''
+  for section in NAME SYNOPSIS DESCRIPTION 'SEE ALSO'; do
+    grep -qx "\.Sh $section" "$page" || { echo "$(basename "$page") has no section $section"; failed=1; }
+  done
+done
+
+# Every filter is in the manual.
+grep -o 'process_[a-z_]*_fault' "$source/include/polaiga/filters.h" | LC_ALL=C sort -u >"$work/filters"
+sed -n 's/^\.It Fn \(process_[a-z_]*\) .*/\1/p' "$source/packaging/man/libpolaiga.3" | LC_ALL=C sort >"$work/in_manual"
+diff -u "$work/filters" "$work/in_manual" || failed=1
+
+# The commands of --help, and each one's options.
+"$program" --help >"$work/help"
+commands=$(sed -n '/^Subcommands:/,/^$/s/^  \([a-z]*\) .*/\1/p' "$work/help")
+[ -n "$commands" ] || { echo "--help shows no commands"; failed=1; }
+source "$source/packaging/bash-completion/polaiga"
+complete_words() {
+  COMP_WORDS=(polaiga "$@") COMP_CWORD=$# COMPREPLY=()
+  _polaiga
+  printf '%s\n' "${COMPREPLY[@]}" | LC_ALL=C sort
+}
+options_of() { "$program" "$@" --help | grep -Eo '^ +(-[a-z], ?)?--[a-z-]+' | grep -o -- '--[a-z-]*' | LC_ALL=C sort; }
+same "words of polaiga" "$(complete_words '' | xargs)" "$({ options_of; xargs -n 1 <<<"$commands"; } | LC_ALL=C sort | xargs)"
+for command in $commands; do
+  options=$(options_of "$command")
+  same "options of $command" "$(complete_words "$command" - | xargs)" "$(xargs <<<"$options")"
+  grep -qx "\.Cm $command" "$source/packaging/man/polaiga.1" || { echo "polaiga.1 does not tell of $command"; failed=1; }
+  for option in $options; do
+    grep -q "Fl Fl ${option#--}\b" "$source/packaging/man/polaiga.1" || { echo "polaiga.1 does not tell of $option"; failed=1; }
+  done
+done
+
+# Values and files.
+same 'catalog --tables' "$(complete_words catalog --tables "$source/packag")" "$source/packaging"
+same '--color' "$(complete_words replay --color '' | xargs)" 'always auto never'
+same '--color=' "$(complete_words replay --color = | xargs)" 'always auto never'
+same '--color=n' "$(complete_words replay --color = n)" never
+same '--log' "$(complete_words replay --log o)" off
+same '--platform' "$(complete_words replay --platform 1 | wc -l)" 9
+mkdir "$work/a directory"
+: >"$work/a file"
+same 'files' "$(complete_words replay "$work/a" | sed "s|$work/||" | xargs -d '\n' printf '%s;')" 'a directory;a file;'
+same 'directories' "$(complete_words replay --tables "$work/a")" "$work/a directory"
+
+[ "$failed" -eq 0 ] && echo "documents: passed"
+exit "$failed"

@@ -1,0 +1,52 @@
+#!/usr/bin/env bash
+# Installs the tree in a directory of its own, moves that elsewhere, and builds
+# consumers with CMake and pkg-config: install_test.sh SOURCE BUILD LIBDIR CMAKE COMPILER
+set -euo pipefail
+source=$1 build=$2 libdir=$3 cmake=$4 compiler=$5
+here=$(dirname "$0")
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+DESTDIR='' "$cmake" --install "$build" --prefix "$work/installed" >/dev/null
+mv "$work/installed" "$work/moved elsewhere"
+prefix="$work/moved elsewhere"
+
+# Everything, and nothing else. All documents of docs/ come along.
+{
+  sed "s|@LIBDIR@|$libdir|" "$here/installed.txt"
+  (cd "$source/docs" && find . -type f -printf 'share/doc/polaiga/%P\n')
+} | LC_ALL=C sort >"$work/expected"
+(cd "$prefix" && find . \( -type f -o -type l \) -printf '%P\n') | LC_ALL=C sort |
+  sed 's/polaigaTargets-[a-z]*\.cmake/polaigaTargets-CONFIG.cmake/' >"$work/found"
+diff -u "$work/expected" "$work/found"
+
+check() {
+  [ "$2" = 'sys/rack-unit-1/psu-1/fault-F0383' ] || { echo "the consumer built with $1 says: $2"; exit 1; }
+}
+
+host="$prefix/share/doc/polaiga/examples/minimal_host.c"
+consume() {
+  "$cmake" -S "$here/consumer" -B "$work/consumer" -DCMAKE_C_COMPILER="$compiler" -DCMAKE_PREFIX_PATH="$prefix" \
+    -DHOST="$host" -DPOLAIGA_WANTED="$1" >"$work/log" 2>&1
+}
+consume 1.0 || { cat "$work/log"; exit 1; }
+"$cmake" --build "$work/consumer" >"$work/log" || { cat "$work/log"; exit 1; }
+check CMake "$("$work/consumer/consumer")"
+
+rm -rf "$work/consumer"
+if consume 2.0; then echo "find_package(polaiga 2.0) takes another major version"; exit 1; fi
+grep -q 'compatible with requested version "2.0"' "$work/log" || { cat "$work/log"; exit 1; }
+
+export PKG_CONFIG_PATH="$prefix/$libdir/pkgconfig"
+version=$(pkg-config --modversion polaiga)
+[ "$version" = "$(sed -n 's/^  VERSION //p' "$source/CMakeLists.txt")" ] || { echo "pkg-config: version $version"; exit 1; }
+# Blanks of the path are quoted by pkg-config.
+eval "flags=($(pkg-config --cflags --libs polaiga))"
+"$compiler" -std=c11 "$here/consumer/consumer.c" "$host" "${flags[@]}" -o "$work/with_pkg_config"
+check pkg-config "$(LD_LIBRARY_PATH="$prefix/$libdir" "$work/with_pkg_config")"
+
+# The program finds its library and its tables where they were moved to.
+env -u LD_LIBRARY_PATH "$prefix/bin/polaiga" replay "$prefix/share/doc/polaiga/examples/day.jsonl" >"$work/log" ||
+  { echo "the installed program does not run"; exit 1; }
+grep -q '^550 events:' "$work/log" || { tail -n 3 "$work/log"; exit 1; }
+echo "install: passed"

@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# Checks of the Yocto recipe what can be checked without bitbake: yocto_test.sh SOURCE
+set -euo pipefail
+source=$1
+layer=$source/packaging/yocto
+fail() { echo "$*"; exit 1; }
+
+version=$(sed -n 's/^  VERSION //p' "$source/CMakeLists.txt")
+recipe=$layer/recipes-support/polaiga/polaiga_$version.bb
+[ "$(find "$layer" -name '*.bb')" = "$recipe" ] || fail "the recipe is not that of version $version"
+
+value() { sed -n "s/^$1 ?*= \"\(.*\)\"\$/\1/p" "$recipe"; }
+[ "$(value LICENSE)" = Apache-2.0 ] || fail "LICENSE: $(value LICENSE)"
+[[ $(value LIC_FILES_CHKSUM) =~ ^file://([^\;]+)\;md5=([0-9a-f]{32})$ ]] || fail "LIC_FILES_CHKSUM: $(value LIC_FILES_CHKSUM)"
+echo "${BASH_REMATCH[2]}  $source/${BASH_REMATCH[1]}" | md5sum --check --quiet
+
+# The recipe names the root of the sources by its own place.
+[[ $(value POLAIGA_GIT_URI) =~ THISDIR\}(/[./]+)\' ]] || fail "POLAIGA_GIT_URI: $(value POLAIGA_GIT_URI)"
+[ "$(realpath "$(dirname "$recipe")${BASH_REMATCH[1]}")" = "$(realpath "$source")" ] || fail "the recipe is elsewhere than it thinks"
+
+for line in 'inherit cmake pkgconfig bash-completion' 'PACKAGES =+ "lib${BPN}"' 'FILES:lib${BPN} = "${libdir}/lib${BPN}${SOLIBS}"'; do
+  grep -qxF "$line" "$recipe" || fail "the recipe has no line $line"
+done
+# What PACKAGECONFIG switches off and on is what the build asks for.
+grep -q '^PACKAGECONFIG\[program\] = ".*CMAKE_DISABLE_FIND_PACKAGE_CLI11=ON,cli11 nlohmann-json"$' "$recipe" || fail "PACKAGECONFIG"
+grep -q '^find_package(CLI11 ' "$source/CMakeLists.txt" || fail "the build does not look for CLI11"
+
+# The layer finds the recipe.
+pattern=$(sed -n 's/^BBFILES += "${LAYERDIR}\/\(.*\)"$/\1/p' "$layer/conf/layer.conf")
+(cd "$layer" && compgen -G "$pattern") | grep -qx "recipes-support/polaiga/polaiga_$version.bb" ||
+  fail "the layer does not find the recipe by $pattern"
+echo "yocto: passed"

@@ -48,9 +48,11 @@ bool ActiveFaults::withdraw(const std::string& fault_dn) {
 
 std::vector<const ActiveFault*> ActiveFaults::in_order() const {
   std::vector<const Entry*> entries;
+  entries.reserve(faults_.size());
   for (const auto& [dn, entry] : faults_) entries.push_back(&entry);
   std::ranges::sort(entries, {}, &Entry::order);
   std::vector<const ActiveFault*> faults;
+  faults.reserve(entries.size());
   for (const Entry* entry : entries) faults.push_back(&entry->fault);
   return faults;
 }

@@ -26,7 +26,7 @@ struct BadLine : std::runtime_error {
 };
 
 // Throws BadLine.
-EventLine parse_event_line(std::string_view line);
+EventLine parse_event_line(std::string_view text);
 
 // The members that an event may have, those that it must have first.
 struct EventMember {

@@ -10,7 +10,7 @@ namespace polaiga::engine {
 
 class LineReader {
  public:
-  static constexpr std::size_t kLongestLine = 64 * 1024;  // without its newline
+  static constexpr std::size_t kLongestLine = std::size_t{64} * 1024;  // without its newline
 
   enum class Result { kLine, kTooLong, kEnd, kFailed, kInterrupted };
 

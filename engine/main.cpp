@@ -6,6 +6,7 @@
 #include <exception>
 #include <sstream>
 
+#include "catalog_command.h"
 #include "entities.h"
 #include "replay.h"
 
@@ -50,6 +51,15 @@ int run(int argc, char** argv, Output& output) {
       ->check(CLI::IsMember({"debug", "off"}))
       ->option_text("LEVEL");
 
+  CatalogOptions faults;
+  CLI::App* const list = app.add_subcommand("catalog", "List every fault that the library can raise");
+  list->footer("Example:\n  polaiga catalog --json\n\nEvents are given as OFFSETS: STATES.");
+  bool as_json = false;
+  bool as_markdown = false;
+  list->add_flag("--markdown", as_markdown, "Print a page of documentation")
+      ->excludes(list->add_flag("--json", as_json, "Print JSON Lines, a fault each"));
+  list->add_option("--tables", faults.tables, "Directory of nm.tsv, cmc.tsv and drive_bp.tsv")->option_text("DIR");
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -60,6 +70,12 @@ int run(int argc, char** argv, Output& output) {
     output.flush();
     std::fputs(complaint.str().c_str(), stderr);
     return status == 0 ? kDone : kFailed;
+  }
+  if (list->parsed()) {
+    if (as_json) faults.form = CatalogForm::kJson;
+    if (as_markdown) faults.form = CatalogForm::kMarkdown;
+    catalog(faults, output);
+    return kDone;
   }
   if (colour != "auto") options.colour = colour == "always" ? Colour::kAlways : Colour::kNever;
   if (log == "debug") options.log = Log::kDebug;

@@ -39,7 +39,7 @@ class Scanner {
   void skip_fraction() {
     if (!rest_.starts_with('.')) return;
     rest_.remove_prefix(1);
-    const auto end = std::ranges::find_if_not(rest_, is_digit);
+    const auto* const end = std::ranges::find_if_not(rest_, is_digit);
     if (end == rest_.begin()) spoil();
     rest_.remove_prefix(static_cast<std::size_t>(end - rest_.begin()));
   }

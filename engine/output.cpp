@@ -9,7 +9,7 @@
 namespace polaiga::engine {
 namespace {
 
-constexpr std::size_t kEnough = 64 * 1024;
+constexpr std::size_t kEnough = std::size_t{64} * 1024;
 constexpr int kFirstOwn = 3;  // behind the three standard ones
 
 [[noreturn]] void fail() { throw WriteError(errno, std::generic_category()); }

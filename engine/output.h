@@ -25,7 +25,7 @@ class Output {
   Output& operator=(const Output&) = delete;
 
   // Puts file descriptor 1 and the C library's stdout in the hands of others.
-  void divert(Others others);
+  static void divert(Others others);
 
   bool is_terminal() const { return terminal_; }
 

@@ -187,7 +187,7 @@ Status replay(const ReplayOptions& options, Output& output) {
   std::vector<Input> inputs;
   for (const std::string& file : options.files) inputs.emplace_back(file);
   watch_for_interrupt();
-  output.divert(options.log == Log::kDebug ? Others::kToStandardError : Others::kDiscarded);
+  Output::divert(options.log == Log::kDebug ? Others::kToStandardError : Others::kDiscarded);
   return Replay(options, output, bytes_to_show(options, inputs)).run(inputs);
 }
 

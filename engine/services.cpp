@@ -41,7 +41,7 @@ void fe_logger(const char* format, ...) {
   std::array<char, 1024> line{};
   std::va_list arguments;
   va_start(arguments, format);
-  std::vsnprintf(line.data(), line.size(), format, arguments);
+  std::vsnprintf(line.data(), line.size(), format, arguments);  // NOLINT(clang-analyzer-valist.Uninitialized): it is
   va_end(arguments);
   std::string_view text = line.data();
   while (text.ends_with('\n')) text.remove_suffix(1);

@@ -26,7 +26,7 @@ std::string_view colour_of(Severity severity) {
 }
 
 std::string shown(Severity severity, bool coloured) {
-  const std::string word = padded(severity_word(severity), kSeverityWidth);
+  std::string word = padded(severity_word(severity), kSeverityWidth);
   if (!coloured) return word;
   std::string text = "\x1b[";
   return text.append(colour_of(severity)).append("m").append(word).append("\x1b[0m");
@@ -41,7 +41,7 @@ std::string description(const fe_fault_record& record) {
 
 std::string consequence(const Reported& reported) {
   const std::string other = fault_dn("", reported.record.clear_code).substr(std::string_view("/fault-").size());
-  const std::string tail = reported.outcome.superseded ? "supersedes " + other : "";
+  std::string tail = reported.outcome.superseded ? "supersedes " + other : "";
   switch (reported.outcome.change) {
     case Change::kRaised:
       return tail;

@@ -1,12 +1,22 @@
 # The commands of the project. Each works from a bare clone and says what it does.
 
-.PHONY: help demo build check lint format clean
+.PHONY: help demo build check arm abi bench packages lint format clean
 
 help:
 	@echo "make demo     build the program and replay a server's day"
 	@echo "make check    build and run every test, as continuous integration does"
 	@echo "make build    build the library and the program"
-	@echo "make lint     check formatting and run the static analysers"
+	@echo "make arm      build for the controller, test under qemu, measure the footprint"
+	@echo "make abi      record the ABI anew, after a change that is meant"
+	@echo "make bench    time every filter beside the bare time stamp"
+	@echo "make packages make Debian packages for this machine and the controller, in build/packages"
+	@echo "make lint     check formatting and run clang-tidy"
+	@echo "make cppcheck run cppcheck"
+	@echo "make asan     test with the address and undefined-behaviour sanitizers"
+	@echo "make valgrind test the release build under valgrind"
+	@echo "make fuzz     fuzz all filters for 15 minutes"
+	@echo "make coverage report the lines and branches that the tests reach"
+	@echo "make mutants  change the sources one cell at a time: the tests must notice"
 	@echo "make format   format the sources"
 	@echo "make clean    remove everything that was built"
 
@@ -25,9 +35,49 @@ check:
 	@echo "== Building with the tests"
 	@cmake --preset check >/dev/null
 	@cmake --build --preset check
-	@$(MAKE) --no-print-directory lint
 	@echo "== Testing"
 	@ctest --preset check
+	@$(MAKE) --no-print-directory arm asan fuzz-check lint cppcheck
+
+arm:
+	@tools/setup check
+	@echo "== Building for the controller, with the tests"
+	@cmake --preset arm >/dev/null
+	@cmake --build --preset arm
+	@echo "== Testing under qemu"
+	@ctest --preset arm
+	@echo "== Measuring the footprint"
+	@tools/footprint build/arm
+
+# For a change of the ABI that is meant.
+abi: build/check/compile_commands.json
+	@cmake --build --preset check --target polaiga
+	@cmake --preset arm >/dev/null
+	@cmake --build --preset arm --target polaiga
+	@tools/abi-dump build/check/libpolaiga.so >abi/polaiga-x86_64.abi
+	@tools/abi-dump build/arm/libpolaiga.so >abi/polaiga-arm.abi
+
+bench:
+	@tools/setup check
+	@cmake --preset check >/dev/null
+	@cmake --build --preset check --target filters_bench
+	@echo "== Timing every filter beside the bare time stamp"
+	@build/check/bench/filters_bench --benchmark_enable_random_interleaving=true
+
+packages: build
+	@tools/setup check
+	@echo "== Building for the controller"
+	@cmake -S . -B build/armhf -G Ninja -DCMAKE_BUILD_TYPE=Release --toolchain cmake/arm-linux-gnueabihf.cmake >/dev/null
+	@cmake --build build/armhf
+	@echo "== Packing"
+	@rm -rf build/packages
+	@for tree in release armhf; do cpack --config build/$$tree/CPackConfig.cmake -B build/packages >/dev/null || exit 1; done
+	@rm -rf build/packages/_CPack_Packages
+	@tests/packaging/debian_test.sh . build/release cpack
+	@tests/packaging/debian_test.sh . build/armhf cpack qemu-arm -L /usr/arm-linux-gnueabihf
+	@echo "== Building twice"
+	@tests/packaging/reproducible_test.sh . cmake c++ program
+	@ls -1 build/packages
 
 lint: build/check/compile_commands.json
 	@echo "== Checking the format and analysing"
@@ -42,3 +92,55 @@ format:
 
 clean:
 	@rm -rf build
+
+# The heavier proofs that the library holds under any use.
+.PHONY: asan cppcheck valgrind fuzz fuzz-check coverage mutants
+
+asan:
+	@tools/setup check
+	@echo "== Building with sanitizers"
+	@cmake --preset asan >/dev/null
+	@cmake --build --preset asan
+	@echo "== Testing with sanitizers"
+	@ctest --preset asan
+
+cppcheck:
+	@tools/setup check
+	@echo "== Analysing with cppcheck"
+	@cppcheck --quiet --std=c++20 --language=c++ --enable=warning,performance,portability \
+	  --suppress=duplicateAssignExpression --inline-suppr --error-exitcode=1 \
+	  -I include -I src -I engine src engine fuzz
+
+valgrind: export GTEST_BRIEF = 1
+valgrind:
+	@tools/setup proof
+	@cmake --preset check >/dev/null
+	@cmake --build --preset check
+	@echo "== Testing the release build under valgrind"
+	@tools/valgrind build/check
+
+# Longer with: make fuzz SECONDS_OF_FUZZ=3600
+SECONDS_OF_FUZZ = 900
+fuzz:
+	@tools/fuzz $(SECONDS_OF_FUZZ)
+
+fuzz-check:
+	@tools/fuzz 60
+
+coverage:
+	@tools/setup proof
+	@echo "== Building with counters"
+	@cmake --preset coverage >/dev/null
+	@cmake --build --preset coverage
+	@find build/coverage -name '*.gcda' -delete
+	@ctest --preset coverage
+	@gcovr --root . --filter src/ --exclude-throw-branches --exclude-unreachable-branches \
+	  --html-details build/coverage/index.html --txt build/coverage/summary.txt --print-summary \
+	  --fail-under-line 100 build/coverage
+	@echo "The details are in build/coverage/index.html"
+
+# Longer with: make mutants SECONDS_OF_MUTANTS=7200
+SECONDS_OF_MUTANTS = 1500
+mutants:
+	@tools/setup proof
+	@tools/mutants --seconds $(SECONDS_OF_MUTANTS)

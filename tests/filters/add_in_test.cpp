@@ -334,6 +334,9 @@ TEST_F(AddInTest, TextOfTheHostIsDividedAtItsFirstColon) {
       {"a::", "sys/rack-unit-1/a", "a", "CARD3: : missing: Cleared"},
       {":label", "sys/rack-unit-1/", "", "CARD3: label missing: Cleared"},
       {"rn:", "sys/rack-unit-1/rn", "rn", "CARD3:  missing: Cleared"},
+      // Without a colon there is no label.
+      {"adaptor-5", "sys/rack-unit-1/adaptor-5", "adaptor-5", "CARD3:  missing: Cleared"},
+      {"", "sys/rack-unit-1/", "", "CARD3:  missing: Cleared"},
       {" r n : l ", "sys/rack-unit-1/ r n ", " r n ", "CARD3:  l  missing: Cleared"},
       {"%s:%d%n", "sys/rack-unit-1/%s", "%s", "CARD3: %d%n missing: Cleared"},
       // A text that does not fit its field is cut.

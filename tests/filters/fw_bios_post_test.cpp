@@ -1,3 +1,4 @@
+#include <array>
 #include <limits>
 #include <string>
 
@@ -54,8 +55,10 @@ class FwBiosPostTest : public FilterTest {
   // A clear, and that the engine was told of it once, before the fault was written.
   void expect_clear(const Event& event, const Written& handed_over, const Written& written) {
     host().cleaned_up.clear();
+    host().cleanup_arguments.clear();
     expect(event, -1, written);
     ASSERT_EQ(host().cleaned_up.size(), 1U);
+    EXPECT_EQ(host().cleanup_arguments.front(), (std::array<std::int32_t, 3>{0, 0, 0}));
     expect_record(event, handed_over, host().cleaned_up.front());
   }
 };

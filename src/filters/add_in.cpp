@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-#include "framework/faults.h"
+#include "framework/shared_faults.h"
 #include "tables/platform_names.h"
 
 namespace polaiga {
@@ -14,9 +14,6 @@ namespace {
 constexpr FaultClass kClass{1, 15, 30, 1};
 
 constexpr Fault kMissing{203, "fltAdaptorUnitMissing", kEquipmentMissing};
-constexpr Fault kThermalNonCritical{729, "fltEquipmentIOCardThermalThresholdNonCritical", kThermalProblem};
-constexpr Fault kThermalCritical{730, "fltEquipmentIOCardThermalThresholdCritical", kThermalProblem};
-constexpr Fault kThermalNonRecoverable{731, "fltEquipmentIOCardThermalThresholdNonRecoverable", kThermalProblem};
 constexpr Fault kOverheated{379, "fltEquipmentIOCardThermalProblem", kThermalProblem};
 constexpr Fault kTpmMismatch{1783, "fltEquipmentTpmTpmMismatch", kEquipmentInoperable};
 
@@ -41,22 +38,22 @@ constexpr FaultRule kRules[] = {
 
     {.when = {.offsets = 108, .states = kAsserted, .none_of = kIsMissing},
      .descr = "%s: %s Temperature is upper non critical : Check Cooling ",
-     .fault = &kThermalNonCritical, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty},
+     .fault = &kIoCardNonCritical, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty},
     {.when = {.offsets = 108, .states = kDeasserted, .none_of = kIsMissing},
      .descr = "%s: %s Temperature is upper non critical : Cleared ",
-     .fault = &kThermalNonCritical, .disposition = kNonCritical, .clear_code = 729, .clear_cause = full(kThermalProblem)},
+     .fault = &kIoCardNonCritical, .disposition = kNonCritical, .clear_code = 729, .clear_cause = full(kThermalProblem)},
     {.when = {.offsets = 109, .states = only(4), .none_of = kIsMissing},
      .descr = "%s: %s Temperature is upper non critical : Check Cooling ",
-     .fault = &kThermalNonCritical, .disposition = kCritical, .clear_code = 730, .clear_cause = full(kThermalProblem)},
+     .fault = &kIoCardNonCritical, .disposition = kCritical, .clear_code = 730, .clear_cause = full(kThermalProblem)},
     {.when = {.offsets = 109, .states = except(4), .none_of = kIsMissing},
      .descr = "%s: %s Temperature is upper critical : Check Cooling",
-     .fault = &kThermalCritical, .disposition = kNonCritical, .clear_code = 729, .clear_cause = full(kThermalProblem)},
+     .fault = &kIoCardCritical, .disposition = kNonCritical, .clear_code = 729, .clear_cause = full(kThermalProblem)},
     {.when = {.offsets = 110, .states = only(5), .none_of = kIsMissing},
      .descr = "%s: %s Temperature is upper critical : Check Cooling ",
-     .fault = &kThermalCritical, .disposition = kNonRecoverable, .clear_code = 731, .clear_cause = full(kThermalProblem)},
+     .fault = &kIoCardCritical, .disposition = kNonRecoverable, .clear_code = 731, .clear_cause = full(kThermalProblem)},
     {.when = {.offsets = 110, .states = except(5), .none_of = kIsMissing},
      .descr = "%s: %s Temperature is upper non recoverable : Check Cooling ",
-     .fault = &kThermalNonRecoverable, .disposition = kCritical, .clear_code = 730, .clear_cause = full(kThermalProblem)},
+     .fault = &kIoCardNonRecoverable, .disposition = kCritical, .clear_code = 730, .clear_cause = full(kThermalProblem)},
 
     {.when = {.offsets = 111, .states = kAsserted, .none_of = kIsMissing},
      .descr = "%s: %s is inoperable due to high temperature : Check Cooling",

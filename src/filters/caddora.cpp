@@ -2,7 +2,7 @@
 // drive built over them, and a battery.
 #include <polaiga/filters.h>
 
-#include "framework/faults.h"
+#include "framework/shared_faults.h"
 
 namespace polaiga {
 namespace {
@@ -27,17 +27,9 @@ constexpr Object kObjects[] = {
 constexpr Fault kControllerInoperable{1257, "fltStorageCaddoraControllerInoperable", kEquipmentInoperable};
 constexpr Fault kControllerUnhealthy{1262, "fltStorageCaddoraControllerUnhealthy", kEquipmentUnhealthy};
 constexpr Fault kCardInoperable{1258, "fltStorageCaddoraCardInoperable", kEquipmentInoperable};
-constexpr Fault kRebuildFailed{1005, "fltStorageLocalDiskRebuildFailed", kEquipmentOffline};
-constexpr Fault kCopybackFailed{1006, "fltStorageLocalDiskCopybackFailed", kEquipmentOffline};
 constexpr Fault kCardMissing{1259, "fltStorageCaddoraCardMissing", kEquipmentMissing};
 constexpr Fault kDriveInoperable{1261, "fltStorageCaddoraVirtualDriveInoperable", kEquipmentInoperable};
 constexpr Fault kDriveDegraded{1260, "fltStorageCaddoraVirtualDriveDegraded", kEquipmentDegraded};
-constexpr Fault kReconstructionFailed{1009, "fltStorageVirtualDriveReconstructionFailed", kEquipmentDegraded};
-constexpr Fault kConsistencyCheckFailed{1010, "fltStorageVirtualDriveConsistencyCheckFailed", kEquipmentDegraded};
-constexpr Fault kBatteryInoperable{531, "fltStorageRaidBatteryInoperable", kEquipmentInoperable};
-constexpr Fault kBatteryDegraded{997, "fltStorageRaidBatteryDegraded", kEquipmentDegraded};
-constexpr Fault kRelearnAborted{998, "fltStorageRaidBatteryRelearnAborted", kEquipmentDegraded};
-constexpr Fault kRelearnFailed{999, "fltStorageRaidBatteryRelearnFailed", kEquipmentDegraded};
 
 // Remembered of each card; 0 is the controller, whose patrol read counts as a
 // missing card too: intended.

@@ -2,7 +2,7 @@
 // occupies.
 #include <polaiga/filters.h>
 
-#include "framework/faults.h"
+#include "framework/shared_faults.h"
 
 namespace polaiga {
 namespace {
@@ -11,9 +11,6 @@ constexpr FaultClass kClass{1, 15, 30, 1};
 constexpr std::uint8_t kRackSubtype = 1;  // of events that concern the server as a whole
 
 constexpr Fault kRemoved{376, "fltEquipmentIOCardRemoved", kEquipmentMissing};
-constexpr Fault kNonCriticalFault{729, "fltEquipmentIOCardThermalThresholdNonCritical", kThermalProblem};
-constexpr Fault kCriticalFault{730, "fltEquipmentIOCardThermalThresholdCritical", kThermalProblem};
-constexpr Fault kNonRecoverableFault{731, "fltEquipmentIOCardThermalThresholdNonRecoverable", kThermalProblem};
 
 using enum Disposition;
 
@@ -32,24 +29,24 @@ constexpr FaultRule kRules[] = {
     // A raise that names a clear code all the same: intended.
     {.when = {.offsets = 108, .states = kAsserted},
      .descr = "%s: PCI Slot %d riser card is upper non critical: Check device cooling",
-     .fault = &kNonCriticalFault, .disposition = kRaise, .clear_code = 729, .clear_cause = kCauseUntouched},
+     .fault = &kIoCardNonCritical, .disposition = kRaise, .clear_code = 729, .clear_cause = kCauseUntouched},
     {.when = {.offsets = 108, .states = kDeasserted},
      .descr = "%s: PCI Slot %d  riser card is upper non critical: Cleared",
-     .fault = &kNonCriticalFault, .disposition = kNonCritical, .clear_code = 729, .clear_cause = kCauseUntouched},
+     .fault = &kIoCardNonCritical, .disposition = kNonCritical, .clear_code = 729, .clear_cause = kCauseUntouched},
 
     {.when = {.offsets = 109, .states = only(4)},
      .descr = "%s: PCI Slot %d  riser card is upper non critical: Check device cooling",
-     .fault = &kNonCriticalFault, .disposition = kCritical, .clear_code = 730, .clear_cause = kCauseUntouched},
+     .fault = &kIoCardNonCritical, .disposition = kCritical, .clear_code = 730, .clear_cause = kCauseUntouched},
     {.when = {.offsets = 109, .states = except(4)},
      .descr = "%s: PCI Slot %d riser card is upper critical: Check device cooling",
-     .fault = &kCriticalFault, .disposition = kNonCritical, .clear_code = 729, .clear_cause = kCauseUntouched},
+     .fault = &kIoCardCritical, .disposition = kNonCritical, .clear_code = 729, .clear_cause = kCauseUntouched},
 
     {.when = {.offsets = 110, .states = only(5)},
      .descr = "%s: PCI Slot %d  riser card is upper critical: Check device cooling",
-     .fault = &kCriticalFault, .disposition = kNonRecoverable, .clear_code = 731, .clear_cause = kCauseUntouched},
+     .fault = &kIoCardCritical, .disposition = kNonRecoverable, .clear_code = 731, .clear_cause = kCauseUntouched},
     {.when = {.offsets = 110, .states = except(5)},
      .descr = "%s: PCI Slot %d riser card is upper non recoverable: Check device cooling",
-     .fault = &kNonRecoverableFault, .disposition = kCritical, .clear_code = 730, .clear_cause = kCauseUntouched},
+     .fault = &kIoCardNonRecoverable, .disposition = kCritical, .clear_code = 730, .clear_cause = kCauseUntouched},
 };
 static_assert(decides_once(kRules));
 // clang-format on

@@ -5,7 +5,7 @@
 
 #include <cstdio>
 
-#include "framework/faults.h"
+#include "framework/shared_faults.h"
 #include "tables/platform_names.h"
 
 namespace polaiga {
@@ -37,18 +37,10 @@ constexpr Fault kControllerInoperable{1004, "fltStorageControllerInoperable", kE
 constexpr Fault kPatrolReadFailed{1003, "fltStorageControllerInoperable", kEquipmentInoperable};
 constexpr Fault kDiskInoperable{181, "fltStorageLocalDiskInoperable", kEquipmentInoperable};
 constexpr Fault kDiskDegraded{996, "fltStorageLocalDiskDegraded", kEquipmentDegraded};
-constexpr Fault kRebuildFailed{1005, "fltStorageLocalDiskRebuildFailed", kEquipmentOffline};
-constexpr Fault kCopybackFailed{1006, "fltStorageLocalDiskCopybackFailed", kEquipmentOffline};
 constexpr Fault kDiskRemoved{181, "fltStorageLocalDiskInoperable", kEquipmentMissing};
 constexpr Fault kDiskMissing{1256, "fltStorageLocalDiskMissing", kEquipmentMissing};
 constexpr Fault kDriveInoperable{1007, "fltStorageVirtualDriveInoperable", kEquipmentInoperable};
 constexpr Fault kDriveDegraded{1008, "fltStorageVirtualDriveDegraded", kEquipmentDegraded};
-constexpr Fault kReconstructionFailed{1009, "fltStorageVirtualDriveReconstructionFailed", kEquipmentDegraded};
-constexpr Fault kConsistencyCheckFailed{1010, "fltStorageVirtualDriveConsistencyCheckFailed", kEquipmentDegraded};
-constexpr Fault kBatteryInoperable{531, "fltStorageRaidBatteryInoperable", kEquipmentInoperable};
-constexpr Fault kBatteryDegraded{997, "fltStorageRaidBatteryDegraded", kEquipmentDegraded};
-constexpr Fault kRelearnAborted{998, "fltStorageRaidBatteryRelearnAborted", kEquipmentDegraded};
-constexpr Fault kRelearnFailed{999, "fltStorageRaidBatteryRelearnFailed", kEquipmentDegraded};
 
 // Remembered of each instance, whatever it is an instance of: a failed patrol
 // read of a controller counts as a missing disk of its number, as intended.

@@ -79,9 +79,11 @@ packages: build
 	@tests/packaging/reproducible_test.sh . cmake c++ program
 	@ls -1 build/packages
 
-lint: build/check/compile_commands.json
+lint:
+	@tools/setup check
+	@cmake --preset analysis >/dev/null
 	@echo "== Checking the format and analysing"
-	@tools/lint build/check
+	@tools/lint build/analysis
 
 build/check/compile_commands.json:
 	@tools/setup check

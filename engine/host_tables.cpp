@@ -237,7 +237,8 @@ void load_host_tables(const std::filesystem::path& directory) {
   install(drive_bp, ent_drive_bp_map, ent_drive_bp_map_sz);
 }
 
-std::filesystem::path default_tables_directory() {
+std::filesystem::path tables_directory(const std::string& name) {
+  if (!name.empty()) return name;
   const auto program = std::filesystem::read_symlink("/proc/self/exe");
   return program.parent_path().parent_path() / "share" / "polaiga" / "tables";
 }

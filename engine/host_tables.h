@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <stdexcept>
+#include <string>
 
 namespace polaiga::engine {
 
@@ -16,7 +17,8 @@ struct TableError : std::runtime_error {
 // tables as they were.
 void load_host_tables(const std::filesystem::path& directory);
 
-// Where the program finds its own: next to its directory, in share/polaiga/tables.
-std::filesystem::path default_tables_directory();
+// The directory that is named, or the program's own when none is: next to the
+// program's directory, share/polaiga/tables.
+std::filesystem::path tables_directory(const std::string& name);
 
 }  // namespace polaiga::engine

@@ -1,7 +1,5 @@
 #include "replay.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -9,10 +7,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <utility>
 
 #include "event_line.h"
 #include "host_tables.h"
+#include "input.h"
 #include "interrupt.h"
 #include "json_report.h"
 #include "line_reader.h"
@@ -22,43 +20,6 @@
 
 namespace polaiga::engine {
 namespace {
-
-// An input file, open from before the first line is replayed.
-class Input {
- public:
-  explicit Input(const std::string& path) : name_(path == "-" ? "<stdin>" : printable(path)) {
-    fd_ = path == "-" ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0) : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    struct stat status = {};
-    if (fd_ < 0 || ::fstat(fd_, &status) != 0) fail("cannot open", errno);
-    if (S_ISDIR(status.st_mode)) fail("cannot read", EISDIR);
-    regular_ = S_ISREG(status.st_mode);
-    size_ = regular_ ? static_cast<std::uint64_t>(status.st_size) : 0;
-  }
-  ~Input() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  Input(Input&& other) noexcept
-      : name_(std::move(other.name_)),
-        fd_(std::exchange(other.fd_, -1)),
-        regular_(other.regular_),
-        size_(other.size_) {}
-  Input& operator=(Input&&) = delete;
-
-  const std::string& name() const { return name_; }
-  int fd() const { return fd_; }
-  bool is_regular() const { return regular_; }
-  std::uint64_t size() const { return size_; }
-
-  [[noreturn]] void fail(const char* what, int error) const {
-    throw std::runtime_error(name_ + ": " + what + ": " + std::strerror(error));
-  }
-
- private:
-  std::string name_;
-  int fd_ = -1;
-  bool regular_ = false;
-  std::uint64_t size_ = 0;
-};
 
 bool wants_colour(Colour colour, const Output& output) {
   if (colour != Colour::kAuto) return colour == Colour::kAlways;
@@ -183,7 +144,7 @@ class Replay {
 }  // namespace
 
 Status replay(const ReplayOptions& options, Output& output) {
-  load_host_tables(options.tables.empty() ? default_tables_directory() : std::filesystem::path(options.tables));
+  load_host_tables(tables_directory(options.tables));
   std::vector<Input> inputs;
   for (const std::string& file : options.files) inputs.emplace_back(file);
   watch_for_interrupt();

@@ -4,18 +4,11 @@
 #include <string>
 #include <vector>
 
+#include "command.h"
 #include "output.h"
 #include "services.h"
 
 namespace polaiga::engine {
-
-// Exit statuses of the program.
-enum Status {
-  kDone = 0,
-  kBadLines = 1,  // some lines were not events; the others were replayed
-  kFailed = 2,
-  kInterrupted = 130,
-};
 
 enum class Colour { kAuto, kAlways, kNever };
 

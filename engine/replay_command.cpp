@@ -1,0 +1,46 @@
+#include "replay_command.h"
+
+#include <CLI/CLI.hpp>
+#include <memory>
+
+#include "entities.h"
+#include "replay.h"
+
+namespace polaiga::engine {
+namespace {
+
+std::string entity_names() {
+  std::string names;
+  for (const Entity& entity : entities()) names += (names.empty() ? "" : ", ") + std::string(entity.name);
+  return names;
+}
+
+}  // namespace
+
+Command replay_command(CLI::App& program) {
+  const auto options = std::make_shared<ReplayOptions>();
+  CLI::App* const app = program.add_subcommand("replay", "Replay sensor events, given as JSON Lines");
+  app->footer(std::string(kReplayExample) + "  polaiga replay --json day.jsonl\n\nEntities: " + entity_names() +
+              "\n\nExit status: 0 when all is well, 1 when lines were no events, 2 when the replay failed.");
+  app->add_option("FILE", options->files, "Files of events, one JSON object a line; - is standard input")->required();
+  app->add_flag("--json", options->json, "Print records and summary as JSON Lines");
+  app->add_flag("--strict", options->strict, "Stop at the first line that is no event");
+  app->add_option_function<std::string>(
+         "--color",
+         [options](const std::string& when) {
+           if (when != "auto") options->colour = when == "always" ? Colour::kAlways : Colour::kNever;
+         },
+         "Colour the severities: auto, always or never (default auto)")
+      ->check(CLI::IsMember({"auto", "always", "never"}))
+      ->option_text("WHEN");
+  add_platform_option(*app, options->platform);
+  add_tables_option(*app, options->tables);
+  app->add_option_function<std::string>(
+         "--log", [options](const std::string& level) { options->log = level == "debug" ? Log::kDebug : Log::kOff; },
+         "Diagnostics on standard error: debug or off (default off)")
+      ->check(CLI::IsMember({"debug", "off"}))
+      ->option_text("LEVEL");
+  return {app, [options](Output& output) { return replay(*options, output); }};
+}
+
+}  // namespace polaiga::engine

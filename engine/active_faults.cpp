@@ -40,6 +40,10 @@ Outcome ActiveFaults::apply(const fe_fault_record& record, Moment when) {
   return outcome;
 }
 
+void ActiveFaults::restore(const ActiveFault& fault) {
+  if (faults_.try_emplace(fault.record.fault_dn, Entry{fault, counts_.raised}).second) ++counts_.raised;
+}
+
 bool ActiveFaults::withdraw(const std::string& fault_dn) {
   if (faults_.erase(fault_dn) == 0) return false;
   ++counts_.cleared;

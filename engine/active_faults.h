@@ -52,6 +52,10 @@ class ActiveFaults {
  public:
   Outcome apply(const fe_fault_record& record, Moment when);
 
+  // Takes up a fault that an earlier run of the engine left active, after those
+  // that were raised before it. It counts as raised.
+  void restore(const ActiveFault& fault);
+
   // Clears a fault that no record clears; whether it was active.
   bool withdraw(const std::string& fault_dn);
 

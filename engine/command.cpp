@@ -1,8 +1,10 @@
 #include "command.h"
 
 #include "catalog_command.h"
+#include "diff_command.h"
 #include "replay_command.h"
 #include "services.h"
+#include "worker_command.h"
 
 namespace polaiga::engine {
 
@@ -20,6 +22,8 @@ std::vector<Command> add_commands(CLI::App& program) {
   return {
       replay_command(program),
       catalog_command(program),
+      diff_command(program),
+      worker_command(program),
   };
 }
 

@@ -82,6 +82,16 @@ void read_time(const json& value, std::string_view name, EventLine& line) {
   }
 }
 
+void read_id(const json& value, std::string_view name, EventLine& line) {
+  const std::string& text = text_of(value, name);
+  if (text.empty()) throw BadLine(in_quotes(name) + " is empty");
+  if (text.size() > kLongestId) {
+    throw BadLine(in_quotes(name) + " has " + std::to_string(text.size()) + " bytes; at most " +
+                  std::to_string(kLongestId) + " fit");
+  }
+  line.id = text;
+}
+
 constexpr Member kMembers[] = {
     {"entity", true, read_entity},
     {"sensor", true, read_sensor},
@@ -93,6 +103,7 @@ constexpr Member kMembers[] = {
     {"entity_subtype", false, read_number<&fe_sensor_event::entity_subtype>},
     {"reading_type", false, read_number<&fe_sensor_event::reading_type>},
     {"time", false, read_time},
+    {"id", false, read_id},
 };
 
 const Member* find_member(std::string_view name) {

@@ -18,7 +18,10 @@ struct EventLine {
   const Entity* entity = nullptr;
   fe_sensor_event event = {};
   std::optional<Moment> time;
+  std::optional<std::string> id;  // the sender's own name for the event
 };
+
+inline constexpr std::size_t kLongestId = 64;
 
 // Says what is wrong with a line, in printable characters.
 struct BadLine : std::runtime_error {

@@ -8,8 +8,10 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <limits>
 #include <span>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -26,6 +28,10 @@ std::int32_t ent_drive_bp_map_sz;
 
 namespace polaiga::engine {
 namespace {
+
+constexpr const char* kNodeManagerFile = "nm.tsv";
+constexpr const char* kControllerFile = "cmc.tsv";
+constexpr const char* kDriveBackplaneFile = "drive_bp.tsv";
 
 constexpr std::uint32_t kHighest = std::numeric_limits<std::int32_t>::max();  // codes are printed as signed numbers
 
@@ -180,10 +186,8 @@ void check_header(const std::vector<Cell>& cells) {
 }
 
 template <class Row, std::size_t N>
-std::vector<Row> read_table(const std::filesystem::path& path, const Column<Row> (&columns)[N]) {
-  const std::string file = path.string();
-  std::ifstream input(path);
-  if (!input) throw TableError(file + ": cannot open: " + std::strerror(errno));
+std::vector<Row> rows_of(const std::string& content, const std::string& file, const Column<Row> (&columns)[N]) {
+  std::istringstream input(content);
   std::vector<Row> rows;
   std::vector<std::size_t> lines;  // of the rows
   bool headed = false;
@@ -215,9 +219,16 @@ std::vector<Row> read_table(const std::filesystem::path& path, const Column<Row>
     lines.push_back(line);
     number_row(rows.back(), rows.size());
   }
-  if (input.bad()) throw TableError(file + ": cannot read: " + std::strerror(errno));
   if (!headed) throw TableError(file + ":1:1: " + std::string(columns[0].name) + ": there is no header line");
   return rows;
+}
+
+std::string read_file(const std::filesystem::path& path) {
+  std::ifstream input(path, std::ios::binary);
+  if (!input) throw TableError(path.string() + ": cannot open: " + std::strerror(errno));
+  std::string content{std::istreambuf_iterator<char>(input), {}};
+  if (input.bad()) throw TableError(path.string() + ": cannot read: " + std::strerror(errno));
+  return content;
 }
 
 template <class Row, std::size_t N>
@@ -228,13 +239,22 @@ void install(const std::vector<Row>& rows, Row (&table)[N], std::int32_t& count)
 
 }  // namespace
 
-void load_host_tables(const std::filesystem::path& directory) {
-  const auto nm = read_table(directory / "nm.tsv", kNodeManagerColumns);
-  const auto cmc = read_table(directory / "cmc.tsv", kSensorColumns);
-  const auto drive_bp = read_table(directory / "drive_bp.tsv", kSensorColumns);
+HostTables read_host_tables(const std::filesystem::path& directory) {
+  return {read_file(directory / kNodeManagerFile), read_file(directory / kControllerFile),
+          read_file(directory / kDriveBackplaneFile)};
+}
+
+void install_host_tables(const HostTables& tables, const std::filesystem::path& directory) {
+  const auto nm = rows_of(tables.nm, directory / kNodeManagerFile, kNodeManagerColumns);
+  const auto cmc = rows_of(tables.cmc, directory / kControllerFile, kSensorColumns);
+  const auto drive_bp = rows_of(tables.drive_bp, directory / kDriveBackplaneFile, kSensorColumns);
   install(nm, ent_nm_map, ent_nm_map_sz);
   install(cmc, ent_cmc_map, ent_cmc_map_sz);
   install(drive_bp, ent_drive_bp_map, ent_drive_bp_map_sz);
+}
+
+void load_host_tables(const std::filesystem::path& directory) {
+  install_host_tables(read_host_tables(directory), directory);
 }
 
 std::filesystem::path tables_directory(const std::string& name) {

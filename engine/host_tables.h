@@ -13,8 +13,22 @@ struct TableError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Reads nm.tsv, cmc.tsv and drive_bp.tsv. Throws TableError, and then leaves the
+// The three files as they are.
+struct HostTables {
+  std::string nm;
+  std::string cmc;
+  std::string drive_bp;
+  bool operator==(const HostTables&) const = default;
+};
+
+// Of nm.tsv, cmc.tsv and drive_bp.tsv. Throws TableError.
+HostTables read_host_tables(const std::filesystem::path& directory);
+
+// `directory` is what complaints name. Throws TableError, and then leaves the
 // tables as they were.
+void install_host_tables(const HostTables& tables, const std::filesystem::path& directory);
+
+// Both.
 void load_host_tables(const std::filesystem::path& directory);
 
 // The directory that is named, or the program's own when none is: next to the

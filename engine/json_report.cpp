@@ -1,12 +1,12 @@
 #include "json_report.h"
 
 #include <algorithm>
-#include <array>
 #include <concepts>
 #include <nlohmann/json.hpp>
 #include <utility>
 
 #include "catalog.h"
+#include "ledger_rows.h"
 
 namespace polaiga::engine {
 namespace {
@@ -61,20 +61,6 @@ class Object {
   std::string text_;
 };
 
-std::string_view change_word(Change change) {
-  constexpr std::array<std::string_view, 4> kWords{"raised", "refreshed", "cleared", "already_clear"};
-  return kWords.at(static_cast<std::size_t>(change));
-}
-
-std::string dotted(const fe_fault_record& record) {
-  std::string text;
-  for (std::size_t i = 0; i < record.oid_len && i < FE_OID_SIZE; ++i) {
-    if (i > 0) text += '.';
-    text += std::to_string(record.oid[i]);
-  }
-  return text;
-}
-
 Object event_object(const fe_sensor_event& event) {
   Object object;
   object.add("entity_id", event.entity_id)
@@ -99,7 +85,7 @@ std::string JsonReport::record(const Reported& reported) const {
       .add("fault_dn", record.fault_dn)
       .add("rn", record.rn)
       .add("code_text", record.code_text)
-      .add("oid", dotted(record))
+      .add("oid", dotted_oid(record))
       .add("oid_len", record.oid_len)
       .add("descr", record.descr)
       .add("created", record.created)

@@ -6,9 +6,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <memory>
 
 #include "event_line.h"
+#include "fault_engine.h"
 #include "host_tables.h"
 #include "input.h"
 #include "interrupt.h"
@@ -48,9 +50,11 @@ std::uint64_t bytes_to_show(const ReplayOptions& options, const std::vector<Inpu
 class Replay {
  public:
   Replay(const ReplayOptions& options, Output& output, std::uint64_t bytes_in_all)
-      : strict_(options.strict), output_(output), report_(make_report(options, output)), progress_(bytes_in_all) {
-    provide_services(faults_, options.platform, options.log);
-  }
+      : strict_(options.strict),
+        output_(output),
+        report_(make_report(options, output)),
+        progress_(bytes_in_all),
+        engine_(options.platform, options.log) {}
 
   Status run(const std::vector<Input>& inputs) {
     Status status = kDone;
@@ -59,7 +63,7 @@ class Replay {
       if (status != kDone) break;
     }
     progress_.hide();
-    output_.write(report_->summary(faults_, counts_));
+    output_.write(report_->summary(engine_.faults(), counts_));
     output_.flush();
     if (status == kDone && counts_.bad_lines > 0) status = kBadLines;
     return status;
@@ -96,8 +100,7 @@ class Replay {
   bool take(std::string_view line, const Input& input, std::uint64_t number) {
     if (line.find_first_not_of(" \t\r") == std::string_view::npos) return true;
     try {
-      EventLine event = parse_event_line(line);
-      handle(event);
+      handle(parse_event_line(line));
     } catch (const BadLine& bad) {
       return reject(input, number, bad.what());
     }
@@ -110,18 +113,15 @@ class Replay {
     return !strict_;
   }
 
-  void handle(EventLine& line) {
+  void handle(const EventLine& line) {
     ++counts_.events;
-    fe_fault_record record = {};
-    fe_fault_record* out = &record;
-    const std::uint64_t cleared_before = faults_.counts().cleared;
-    if (line.entity->filter(&line.event, &out) != 0) {
+    const Handled handled = engine_.handle(line, std::time(nullptr));
+    if (!handled.reported) {
       // An event may yield no fault and still have one withdrawn.
-      if (faults_.counts().cleared == cleared_before) ++counts_.of_no_interest;
+      if (handled.withdrawn.empty()) ++counts_.of_no_interest;
       return;
     }
-    const Outcome outcome = faults_.apply(record, line.time.value_or(Moment{record.created_time}));
-    const std::string text = report_->record({record, line.time, outcome});
+    const std::string text = report_->record({handled.record, line.time, handled.outcome});
     if (output_.is_terminal()) progress_.hide();
     output_.write(text);
     if (output_.is_terminal()) output_.flush();
@@ -136,7 +136,7 @@ class Replay {
   Output& output_;
   std::unique_ptr<Report> report_;
   Progress progress_;
-  ActiveFaults faults_;
+  FaultEngine engine_;
   LineCounts counts_;
   std::uint64_t bytes_before_ = 0;  // of the files that are done with
 };

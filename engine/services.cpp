@@ -7,7 +7,9 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
+#include "active_faults.h"
 #include "catalog.h"
 #include "printable.h"
 
@@ -16,13 +18,13 @@ namespace {
 
 constexpr std::uint32_t kPostFailure = 517;
 
-ActiveFaults* active_faults = nullptr;
+Withdraw withdraw_fault;
 Log log_level = Log::kOff;
 
 }  // namespace
 
-void provide_services(ActiveFaults& faults, std::int32_t platform, Log log) {
-  active_faults = &faults;
+void provide_services(Withdraw withdraw, std::int32_t platform, Log log) {
+  withdraw_fault = std::move(withdraw);
   g_platform = platform;
   log_level = log;
 }
@@ -68,5 +70,5 @@ const char* translate_user_entity_instance(const fe_platform_names* table, std::
 
 void cleanup_deasserted_events(fe_fault_record* record, std::int32_t /*unused*/, std::int32_t /*unused*/,
                                std::int32_t /*unused*/) {
-  if (record != nullptr && active_faults != nullptr) active_faults->withdraw(fault_dn(record->dn, kPostFailure));
+  if (record != nullptr && withdraw_fault) withdraw_fault(fault_dn(record->dn, kPostFailure));
 }

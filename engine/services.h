@@ -2,8 +2,8 @@
 #pragma once
 
 #include <cstdint>
-
-#include "active_faults.h"
+#include <functional>
+#include <string>
 
 namespace polaiga::engine {
 
@@ -11,8 +11,10 @@ inline constexpr std::int32_t kPlatforms = 18;
 
 enum class Log { kOff, kDebug };
 
-// Binds the services to the faults that they withdraw from. `faults` must last
-// as long as events are given to filters.
-void provide_services(ActiveFaults& faults, std::int32_t platform, Log log);
+// Told of a fault, by its DN, that is over although no record clears it.
+using Withdraw = std::function<void(const std::string& fault_dn)>;
+
+// What the services answer with from now on.
+void provide_services(Withdraw withdraw, std::int32_t platform, Log log);
 
 }  // namespace polaiga::engine

@@ -1,0 +1,115 @@
+// SQLite's C interface with owners and exceptions, no more.
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace polaiga::engine {
+
+// code() is SQLite's primary result code, as in SQLITE_FULL.
+class SqlError : public std::runtime_error {
+ public:
+  SqlError(int code, const std::string& what) : std::runtime_error(what), code_(code) {}
+  int code() const { return code_; }
+
+ private:
+  int code_;
+};
+
+enum class Access { kRead, kReadWriteCreate };
+
+class Database {
+ public:
+  // Throws SqlError, as all that follows does.
+  Database(const std::string& path, Access access);
+
+  void exec(const std::string& sql);
+  bool in_transaction() const;
+  int rows_changed() const;
+  sqlite3* get() const { return db_.get(); }
+
+ private:
+  struct Close {
+    void operator()(sqlite3* db) const;
+  };
+  std::unique_ptr<sqlite3, Close> db_;
+};
+
+// A prepared statement. Parameters and columns count from 0.
+class Statement {
+ public:
+  Statement(const Database& db, std::string_view sql);
+
+  // Begins anew, with these as its parameters. Texts must last until the last step.
+  template <class... Values>
+  Statement& with(const Values&... values) {
+    reset();
+    int index = 0;
+    (bind(index++, values), ...);
+    return *this;
+  }
+
+  // Whether there is a row.
+  bool step();
+  // Steps to the end, of a statement whose rows do not matter.
+  void run();
+  void reset();
+
+  std::int64_t integer(int column) const;
+  std::string_view text(int column) const;  // until the next step
+  bool is_null(int column) const;
+
+  template <std::integral T>
+  T number(int column) const {
+    return static_cast<T>(integer(column));
+  }
+
+  void bind(int index, std::string_view text);
+  void bind(int index, const char* text) { bind(index, std::string_view(text)); }
+  void bind(int index, const std::string& text) { bind(index, std::string_view(text)); }
+  template <std::integral T>
+  void bind(int index, T number) {
+    bind_integer(index, static_cast<std::int64_t>(number));
+  }
+  template <class T>
+  void bind(int index, const std::optional<T>& value) {
+    if (value) {
+      bind(index, *value);
+    } else {
+      bind_null(index);
+    }
+  }
+
+ private:
+  void bind_integer(int index, std::int64_t number);
+  void bind_null(int index);
+  void check(int code) const;
+
+  struct Finalize {
+    void operator()(sqlite3_stmt* statement) const;
+  };
+  std::unique_ptr<sqlite3_stmt, Finalize> statement_;
+};
+
+// Rolled back unless it is committed.
+class Transaction {
+ public:
+  explicit Transaction(Database& db);
+  ~Transaction();
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+  void commit();
+
+ private:
+  Database& db_;
+};
+
+}  // namespace polaiga::engine

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "active_faults.h"
+#include "shown.h"
 
 namespace polaiga::engine {
 namespace {
@@ -151,8 +151,6 @@ std::vector<std::string> brief_texts(const std::map<std::string, Events>& texts)
 }
 
 namespace {
-
-std::string code_text(std::uint32_t code) { return fault_dn("", code).substr(std::string_view("/fault-").size()); }
 
 // Behaviours that differ in sensors, objects and texts alone.
 std::vector<std::vector<const Behaviour*>> alike(const FoundFault& fault) {

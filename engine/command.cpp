@@ -1,9 +1,11 @@
 #include "command.h"
 
+#include <CLI/CLI.hpp>
+
 #include "catalog_command.h"
 #include "diff_command.h"
 #include "replay_command.h"
-#include "services.h"
+#include "run_command.h"
 #include "worker_command.h"
 
 namespace polaiga::engine {
@@ -18,9 +20,26 @@ void add_platform_option(CLI::App& command, std::int32_t& platform) {
       ->option_text("N");
 }
 
+void add_log_option(CLI::App& command, Log& log) {
+  command
+      .add_option_function<std::string>(
+          "--log", [&log](const std::string& level) { log = level == "debug" ? Log::kDebug : Log::kOff; },
+          "Diagnostics on standard error: debug or off (default off)")
+      ->check(CLI::IsMember({"debug", "off"}))
+      ->option_text("LEVEL");
+}
+
+void add_ledger_option(CLI::App& command, std::string& ledger) {
+  ledger = "/var/lib/polaiga/ledger.db";
+  command.add_option("--ledger", ledger, "File of the ledger (default " + ledger + ")")
+      ->envname("POLAIGA_LEDGER")
+      ->option_text("FILE");
+}
+
 std::vector<Command> add_commands(CLI::App& program) {
   return {
       replay_command(program),
+      run_command(program),
       catalog_command(program),
       diff_command(program),
       worker_command(program),

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "output.h"
+#include "services.h"
 
 namespace polaiga::engine {
 
@@ -16,6 +17,7 @@ enum Status {
   kDone = 0,
   kBadLines = 1,  // some lines were not events; the others were replayed
   kDiffers = 1,   // of a comparison
+  kUnknown = 1,   // a fault that never was
   kFailed = 2,
   kInterrupted = 130,
 };
@@ -30,6 +32,8 @@ struct Command {
 // What several commands have in common: options, and the words of their help.
 void add_tables_option(CLI::App& command, std::string& tables);
 void add_platform_option(CLI::App& command, std::int32_t& platform);
+void add_log_option(CLI::App& command, Log& log);
+void add_ledger_option(CLI::App& command, std::string& ledger);
 
 // Every command of this build, added to the program.
 std::vector<Command> add_commands(CLI::App& program);

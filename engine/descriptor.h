@@ -1,4 +1,4 @@
-// File descriptors that close themselves, and whole reads and writes.
+// File descriptors with an owner.
 #pragma once
 
 #include <cstddef>
@@ -7,27 +7,29 @@ namespace polaiga::engine {
 
 class Descriptor {
  public:
-  Descriptor() = default;
-  explicit Descriptor(int fd) : fd_(fd) {}
+  explicit Descriptor(int fd = -1) : fd_(fd) {}
   ~Descriptor() { close(); }
   Descriptor(Descriptor&& other) noexcept;
   Descriptor& operator=(Descriptor&& other) noexcept;
 
   int get() const { return fd_; }
+  bool is_open() const { return fd_ >= 0; }
   void close();
 
  private:
-  int fd_ = -1;
+  int fd_;
 };
 
-// Both ends are closed by the start of another program.
+// What is written to `in` is read from `out`. Throws std::system_error.
 struct Pipe {
-  Pipe();  // throws std::system_error
-  Descriptor out;
+  Pipe();
+
   Descriptor in;
+  Descriptor out;
 };
 
-// Whether all of it came, or went, as it does not at the end of a pipe.
+// All the bytes or none: false at the end of the input, or on an error that
+// errno tells.
 bool read_all(int fd, void* data, std::size_t size);
 bool write_all(int fd, const void* data, std::size_t size);
 

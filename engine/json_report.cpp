@@ -6,17 +6,13 @@
 #include <utility>
 
 #include "catalog.h"
+#include "json_text.h"
 #include "ledger_rows.h"
 
 namespace polaiga::engine {
 namespace {
 
 using nlohmann::ordered_json;
-
-// A text that was cut may end amid a character; what is left of it is replaced.
-std::string dumped(const ordered_json& value) {
-  return value.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
-}
 
 bool needs_escape(char c) { return c < ' ' || c > '~' || c == '"' || c == '\\'; }
 
@@ -27,7 +23,7 @@ class Object {
   Object& add(std::string_view name, std::string_view value) {
     begin(name);
     if (std::ranges::any_of(value, needs_escape)) {
-      text_ += dumped(value);
+      text_ += json_text(value);
     } else {
       text_.append(1, '"').append(value).append(1, '"');
     }
@@ -120,7 +116,7 @@ std::string JsonReport::summary(const ActiveFaults& faults, const LineCounts& co
                       {"reports", fault->reports}});
   }
   const FaultCounts& changes = faults.counts();
-  return dumped({{"active", std::move(active)},
+  return json_text({{"active", std::move(active)},
                  {"counts",
                   {{"events", counts.events},
                    {"raised", changes.raised},

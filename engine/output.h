@@ -28,6 +28,7 @@ class Output {
   static void divert(Others others);
 
   bool is_terminal() const { return terminal_; }
+  int fd() const { return fd_; }
 
   // Both throw WriteError. What is written is kept until a flush, or until there
   // is enough of it.

@@ -4,7 +4,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <memory>
@@ -22,14 +21,6 @@
 
 namespace polaiga::engine {
 namespace {
-
-bool wants_colour(Colour colour, const Output& output) {
-  if (colour != Colour::kAuto) return colour == Colour::kAlways;
-  const char* const refused = std::getenv("NO_COLOR");
-  const char* const terminal = std::getenv("TERM");
-  return output.is_terminal() && (refused == nullptr || *refused == '\0') &&
-         (terminal == nullptr || std::strcmp(terminal, "dumb") != 0);
-}
 
 std::unique_ptr<Report> make_report(const ReplayOptions& options, const Output& output) {
   if (options.json) return std::make_unique<JsonReport>();

@@ -4,13 +4,12 @@
 #include <string>
 #include <vector>
 
+#include "colour.h"
 #include "command.h"
 #include "output.h"
 #include "services.h"
 
 namespace polaiga::engine {
-
-enum class Colour { kAuto, kAlways, kNever };
 
 struct ReplayOptions {
   std::vector<std::string> files;  // "-" is standard input

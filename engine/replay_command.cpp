@@ -25,21 +25,10 @@ Command replay_command(CLI::App& program) {
   app->add_option("FILE", options->files, "Files of events, one JSON object a line; - is standard input")->required();
   app->add_flag("--json", options->json, "Print records and summary as JSON Lines");
   app->add_flag("--strict", options->strict, "Stop at the first line that is no event");
-  app->add_option_function<std::string>(
-         "--color",
-         [options](const std::string& when) {
-           if (when != "auto") options->colour = when == "always" ? Colour::kAlways : Colour::kNever;
-         },
-         "Colour the severities: auto, always or never (default auto)")
-      ->check(CLI::IsMember({"auto", "always", "never"}))
-      ->option_text("WHEN");
+  add_colour_option(*app, options->colour);
   add_platform_option(*app, options->platform);
   add_tables_option(*app, options->tables);
-  app->add_option_function<std::string>(
-         "--log", [options](const std::string& level) { options->log = level == "debug" ? Log::kDebug : Log::kOff; },
-         "Diagnostics on standard error: debug or off (default off)")
-      ->check(CLI::IsMember({"debug", "off"}))
-      ->option_text("LEVEL");
+  add_log_option(*app, options->log);
   return {app, [options](Output& output) { return replay(*options, output); }};
 }
 

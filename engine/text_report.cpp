@@ -1,46 +1,19 @@
 #include "text_report.h"
 
 #include <algorithm>
-#include <array>
 
 #include "catalog.h"
 #include "printable.h"
+#include "shown.h"
 
 namespace polaiga::engine {
 namespace {
 
 constexpr std::size_t kTimeWidth = 20;
-constexpr std::size_t kSeverityWidth = 8;
 constexpr std::size_t kCodeWidth = 5;
-constexpr std::string_view kGap = "  ";
-
-std::string padded(std::string_view text, std::size_t width) {
-  std::string wide(text);
-  if (wide.size() < width) wide.append(width - wide.size(), ' ');
-  return wide;
-}
-
-std::string_view colour_of(Severity severity) {
-  constexpr std::array<std::string_view, 6> kColours{"32", "34", "36", "33", "31", "1;31"};
-  return kColours.at(static_cast<std::size_t>(severity));
-}
-
-std::string shown(Severity severity, bool coloured) {
-  std::string word = padded(severity_word(severity), kSeverityWidth);
-  if (!coloured) return word;
-  std::string text = "\x1b[";
-  return text.append(colour_of(severity)).append("m").append(word).append("\x1b[0m");
-}
-
-// Some descriptions end with a blank.
-std::string description(const fe_fault_record& record) {
-  std::string text = printable(record.descr);
-  text.erase(text.find_last_not_of(' ') + 1);
-  return text;
-}
 
 std::string consequence(const Reported& reported) {
-  const std::string other = fault_dn("", reported.record.clear_code).substr(std::string_view("/fault-").size());
+  const std::string other = code_text(reported.record.clear_code);
   std::string tail = reported.outcome.superseded ? "supersedes " + other : "";
   switch (reported.outcome.change) {
     case Change::kRaised:
@@ -59,10 +32,6 @@ std::string count(std::uint64_t number, std::string_view what) {
   return std::to_string(number) + " " + std::string(what);
 }
 
-std::string plural(std::uint64_t number, const std::string& what) {
-  return count(number, number == 1 ? what : what + "s");
-}
-
 }  // namespace
 
 std::string TextReport::record(const Reported& reported) const {
@@ -76,7 +45,7 @@ std::string TextReport::record(const Reported& reported) const {
   line += kGap;
   line += printable(record.dn);
   line += kGap;
-  line += description(record);
+  line += shown_description(record.descr);
   if (const std::string what = consequence(reported); !what.empty()) line += "  (" + what + ")";
   line += '\n';
   return line;
@@ -99,7 +68,7 @@ std::string TextReport::summary(const ActiveFaults& faults, const LineCounts& co
     text += kGap;
     text += padded(printable(record.dn), dn_width);
     text += kGap;
-    text += description(record);
+    text += shown_description(record.descr);
     text += '\n';
   }
   const FaultCounts& changes = faults.counts();

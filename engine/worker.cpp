@@ -73,7 +73,9 @@ void check_library(const std::string& path, const std::string& name) {
 class LibraryDirectory {
  public:
   LibraryDirectory() {
-    std::string name = std::filesystem::temp_directory_path() / "polaiga-XXXXXX";
+    std::error_code error;
+    std::string name = std::filesystem::temp_directory_path(error) / "polaiga-XXXXXX";
+    if (error) throw std::system_error(error, "no directory for temporary files");
     if (::mkdtemp(name.data()) == nullptr) throw std::system_error(errno, std::generic_category(), name);
     path_ = name;
   }

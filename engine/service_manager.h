@@ -1,0 +1,33 @@
+// What a service manager is told, by sd_notify(3); without one, nobody is told.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+namespace polaiga::engine {
+
+class ServiceManager {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  ServiceManager();
+
+  void ready(const std::string& status);
+  void reloading();
+  void stopping();
+  void status(const std::string& status);  // passed on when it is new, once a second at most
+
+  // Tells that the program is alive when it is time to.
+  void tick();
+  // Until the next time; none when nobody watches.
+  std::optional<std::chrono::milliseconds> until_tick() const;
+
+ private:
+  std::optional<std::chrono::microseconds> period_;
+  Clock::time_point due_;
+  std::string told_;
+  Clock::time_point told_at_;
+};
+
+}  // namespace polaiga::engine

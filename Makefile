@@ -8,7 +8,7 @@ help:
 	@echo "make build    build the library and the program"
 	@echo "make arm      build for the controller, test under qemu, measure the footprint"
 	@echo "make abi      record the ABI anew, after a change that is meant"
-	@echo "make bench    time every filter beside the bare time stamp"
+	@echo "make bench    time every filter beside the bare time stamp, and the engine with its ledger"
 	@echo "make packages make Debian packages for this machine and the controller, in build/packages"
 	@echo "make lint     check formatting and run clang-tidy"
 	@echo "make cppcheck run cppcheck"
@@ -60,14 +60,18 @@ abi: build/check/compile_commands.json
 bench:
 	@tools/setup check
 	@cmake --preset check >/dev/null
-	@cmake --build --preset check --target filters_bench
+	@cmake --build --preset check --target filters_bench engine_bench
 	@echo "== Timing every filter beside the bare time stamp"
 	@build/check/bench/filters_bench --benchmark_enable_random_interleaving=true
+	@echo "== Timing the engine and its ledger; takes some minutes"
+	@build/check/bench/engine_bench
 
 packages: build
 	@tools/setup check
+	@tools/sysroot build/sysroot
 	@echo "== Building for the controller"
-	@cmake -S . -B build/armhf -G Ninja -DCMAKE_BUILD_TYPE=Release --toolchain cmake/arm-linux-gnueabihf.cmake >/dev/null
+	@cmake -S . -B build/armhf -G Ninja -DCMAKE_BUILD_TYPE=Release --toolchain cmake/arm-linux-gnueabihf.cmake \
+	  -DPOLAIGA_SYSROOT=$(CURDIR)/build/sysroot >/dev/null
 	@cmake --build build/armhf
 	@echo "== Packing"
 	@rm -rf build/packages

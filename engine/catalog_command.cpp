@@ -41,7 +41,8 @@ Command catalog_command(CLI::App& program) {
   CLI::App* const app = program.add_subcommand("catalog", "List every fault that the library can raise");
   app->footer("Example:\n  polaiga catalog --json\n\nEvents are given as OFFSETS: STATES.");
   const auto add_form = [&](const char* name, CatalogForm form, const char* help) {
-    return app->add_flag_callback(name, [options, form] { options->form = form; }, help);
+    return app->add_flag_callback(
+        name, [options, form] { options->form = form; }, help);
   };
   add_form("--markdown", CatalogForm::kMarkdown, "Print a page of documentation")
       ->excludes(add_form("--json", CatalogForm::kJson, "Print JSON Lines, a fault each"));

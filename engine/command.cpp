@@ -2,10 +2,14 @@
 
 #include <CLI/CLI.hpp>
 
+#include "active_command.h"
 #include "catalog_command.h"
 #include "diff_command.h"
+#include "explain_command.h"
+#include "history_command.h"
 #include "replay_command.h"
 #include "run_command.h"
+#include "tail_command.h"
 #include "worker_command.h"
 
 namespace polaiga::engine {
@@ -31,18 +35,16 @@ void add_log_option(CLI::App& command, Log& log) {
 
 void add_ledger_option(CLI::App& command, std::string& ledger) {
   ledger = "/var/lib/polaiga/ledger.db";
-  command.add_option("--ledger", ledger, "File of the ledger (default " + ledger + ")")
+  command.add_option("--ledger", ledger, "File of the ledger (default POLAIGA_LEDGER, or " + ledger + ")")
       ->envname("POLAIGA_LEDGER")
       ->option_text("FILE");
 }
 
 std::vector<Command> add_commands(CLI::App& program) {
   return {
-      replay_command(program),
-      run_command(program),
-      catalog_command(program),
-      diff_command(program),
-      worker_command(program),
+      replay_command(program),  run_command(program),     active_command(program),
+      history_command(program), explain_command(program), tail_command(program),
+      catalog_command(program), diff_command(program),    worker_command(program),
   };
 }
 

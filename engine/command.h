@@ -1,7 +1,6 @@
 // A command of the program: its options, and what it does.
 #pragma once
 
-#include <CLI/App.hpp>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -9,6 +8,10 @@
 
 #include "output.h"
 #include "services.h"
+
+namespace CLI {
+class App;
+}
 
 namespace polaiga::engine {
 

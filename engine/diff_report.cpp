@@ -2,9 +2,12 @@
 
 #include <cstring>
 #include <nlohmann/json.hpp>
+#include <utility>
 #include <variant>
 
+#include "json_text.h"
 #include "printable.h"
+#include "shown.h"
 
 namespace polaiga::engine {
 namespace {
@@ -23,10 +26,7 @@ std::string shown(const Ending& ending) {
   return "by signal " + std::to_string(ending.number) + " (" + ::strsignal(ending.number) + ")";
 }
 
-// A text that was cut may end amid a character; what is left of it is replaced.
-std::string line_of(const ordered_json& object) {
-  return object.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n";
-}
+std::string line_of(const ordered_json& object) { return json_text(object) + "\n"; }
 
 ordered_json json_of(const Value& value) {
   return std::visit([](const auto& held) { return ordered_json(held); }, value);
@@ -37,7 +37,7 @@ ordered_json json_of(const std::optional<Ending>& ending) {
   return {{ending->by_signal ? "signal" : "status", ending->number}};
 }
 
-// The members that the line may have had.
+// Under the names that the line has for them.
 ordered_json json_of(const PlacedEvent& placed) {
   const fe_sensor_event& event = placed.event.event;
   return {{"file", placed.file},
@@ -77,8 +77,8 @@ std::string TextDiffReport::ended(const PlacedEvent* event, const Endings& endin
 }
 
 std::string TextDiffReport::summary(const DiffCounts& counts) const {
-  return std::to_string(counts.events) + (counts.events == 1 ? " event, " : " events, ") +
-         std::to_string(counts.differ) + (counts.differ == 1 ? " differs\n" : " differ\n");
+  return plural(counts.events, "event") + ", " + std::to_string(counts.differ) +
+         (counts.differ == 1 ? " differs\n" : " differ\n");
 }
 
 std::string JsonDiffReport::event(const PlacedEvent& event, std::span<const Difference> differences) const {

@@ -15,10 +15,10 @@ namespace polaiga::engine {
 
 // What came of an event.
 struct Handled {
-  bool reported = false;        // whether the filter filled the record
-  fe_fault_record record = {};  // zero where the filter wrote nothing
-  Outcome outcome;              // of a record that is reported
-  Moment when = 0;              // the event's own time, else that of the call
+  bool reported = false;               // whether the filter filled the record
+  fe_fault_record record = {};         // zero where the filter wrote nothing
+  Outcome outcome;                     // of a record that is reported
+  Moment when = 0;                     // the event's own time, else that of the call
   std::vector<std::string> withdrawn;  // DNs of faults that went without a record
 };
 

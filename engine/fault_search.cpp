@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "active_faults.h"
+#include "ledger_rows.h"
 #include "services.h"
 
 namespace polaiga::engine {
@@ -95,6 +96,9 @@ std::vector<Subject> subjects_of(const Entity& entity) {
   if (entity.name == "caddora") return storage_subjects(entity.entity_id, 1);
   return {{}};
 }
+
+// The filters that tell threshold readings from discrete ones.
+bool tells_readings(const Entity& entity) { return entity.name == "sys_board" || entity.name == "cpu"; }
 
 fe_sensor_event make_event(const Entity& entity, const Subject& subject, const EventKey& key) {
   fe_sensor_event event = {};
@@ -262,10 +266,10 @@ class Search {
   explicit Search(const Entity& entity)
       : entity_(entity),
         memories_(entity.name == "sys_board" ? kMemoryNames.size() : 1),
-        both_readings_(entity.name == "sys_board" || entity.name == "cpu") {}
+        both_readings_(tells_readings(entity)) {}
 
-  FoundFilter run() && {
-    for (const Subject& subject : subjects_of(entity_)) {
+  FoundFilter run(const std::vector<Subject>& subjects) && {
+    for (const Subject& subject : subjects) {
       for (const OffsetRange& tried : kTriedOffsets) {
         const std::int32_t last = std::min(tried.last, subject.offsets.last);
         for (std::int32_t offset = std::max(tried.first, subject.offsets.first); offset <= last; ++offset) {
@@ -313,9 +317,28 @@ std::vector<FoundFilter> find_faults() {
   for (const std::string_view name : kOrder) {
     const Entity* const entity = find_entity(name);
     if (entity == nullptr) throw std::logic_error("no entity " + std::string(name));
-    found.push_back(Search(*entity).run());
+    found.push_back(Search(*entity).run(subjects_of(*entity)));
   }
   return found;
+}
+
+FoundFilter find_faults(const Entity& entity, const fe_sensor_event& like) {
+  provide_services([](const std::string& /*fault_dn*/) {}, 0, Log::kOff);
+  return Search(entity).run({{.sensor = std::string(field_text(like.sensor_name)),
+                              .instance = like.entity_instance,
+                              .group = like.group_instance,
+                              .entity_id = like.entity_id,
+                              .subtype = like.entity_subtype}});
+}
+
+EventKey tried_as(const Entity& entity, const fe_sensor_event& event) {
+  constexpr auto kLow = kTriedOffsets.front();
+  constexpr auto kHigh = kTriedOffsets.back();
+  const bool between = event.event_offset > kLow.last && event.event_offset < kHigh.first;
+  const bool named = event.event_state >= 0 && event.event_state < kStates;
+  return {.threshold = tells_readings(entity) && event.reading_type == FE_READING_THRESHOLD,
+          .offset = between ? kLow.last : std::clamp(event.event_offset, kLow.first, kHigh.last),
+          .state = named ? event.event_state : kStates - 1};
 }
 
 }  // namespace polaiga::engine

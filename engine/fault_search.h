@@ -79,4 +79,10 @@ struct FoundFilter {
 // The host tables must be loaded; the services are bound anew.
 std::vector<FoundFilter> find_faults();
 
+// Of one filter, with the sensor and the unit of this event alone.
+FoundFilter find_faults(const Entity& entity, const fe_sensor_event& like);
+
+// What an event was tried as.
+EventKey tried_as(const Entity& entity, const fe_sensor_event& event);
+
 }  // namespace polaiga::engine

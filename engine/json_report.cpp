@@ -117,15 +117,15 @@ std::string JsonReport::summary(const ActiveFaults& faults, const LineCounts& co
   }
   const FaultCounts& changes = faults.counts();
   return json_text({{"active", std::move(active)},
-                 {"counts",
-                  {{"events", counts.events},
-                   {"raised", changes.raised},
-                   {"refreshed", changes.refreshed},
-                   {"cleared", changes.cleared},
-                   {"already_clear", changes.already_clear},
-                   {"superseded", changes.superseded},
-                   {"of_no_interest", counts.of_no_interest},
-                   {"bad_lines", counts.bad_lines}}}}) +
+                    {"counts",
+                     {{"events", counts.events},
+                      {"raised", changes.raised},
+                      {"refreshed", changes.refreshed},
+                      {"cleared", changes.cleared},
+                      {"already_clear", changes.already_clear},
+                      {"superseded", changes.superseded},
+                      {"of_no_interest", counts.of_no_interest},
+                      {"bad_lines", counts.bad_lines}}}}) +
          "\n";
 }
 

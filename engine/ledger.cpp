@@ -48,7 +48,8 @@ Ledger::Statements::Statements(const Database& db)
       refresh(db,
               "UPDATE episode SET last_seq = ?2, updated_at = ?3, reports = reports + 1 "
               "WHERE fault_dn = ?1 AND ended_seq IS NULL"),
-      end(db, "UPDATE episode SET ended_seq = ?2, ended_at = ?3, ending = ?4 WHERE fault_dn = ?1 AND ended_seq IS NULL"),
+      end(db,
+          "UPDATE episode SET ended_seq = ?2, ended_at = ?3, ending = ?4 WHERE fault_dn = ?1 AND ended_seq IS NULL"),
       forget_slot(db, "DELETE FROM shaping WHERE slot = ?"),
       add_slot(db, "INSERT INTO shaping VALUES (?, ?)"),
       next_events(db, "SELECT seq, received FROM event WHERE seq > ? ORDER BY seq LIMIT ?"),
@@ -96,7 +97,8 @@ Shaping Ledger::restore(FaultEngine& engine) {
   };
   std::vector<Step> steps;
   std::map<std::int64_t, HostTables> tables_used;
-  Statement events(db_, select_events(", event.tables", "event") + " WHERE seq IN (SELECT seq FROM shaping) ORDER BY seq");
+  Statement events(db_,
+                   select_events(", event.tables", "event") + " WHERE seq IN (SELECT seq FROM shaping) ORDER BY seq");
   while (events.step()) {
     steps.push_back({read_event(events), events.integer(kEventWidth)});
     tables_used.try_emplace(steps.back().tables);
@@ -184,12 +186,11 @@ void Ledger::write_record(const LedgerEntry& entry) {
   const std::string oid = dotted_oid(record);
   sql_.add_record
       .with(entry.sequence, change_word(outcome.change), outcome.superseded, severity_word(severity_of(record)),
-            record.event.entity_id, record.event.entity_subtype, record.event.entity_instance,
-            record.event.event_state, record.fault_key, field_text(record.dn), field_text(record.fault_dn),
-            field_text(record.rn), field_text(record.code_text), oid, record.oid_len, field_text(record.descr),
-            field_text(record.created), record.created_time, record.disposition, record.cause_id,
-            record.clear_cause_id, field_text(record.cause), field_text(record.clear_cause), record.code,
-            record.clear_code, field_text(record.name))
+            record.event.entity_id, record.event.entity_subtype, record.event.entity_instance, record.event.event_state,
+            record.fault_key, field_text(record.dn), field_text(record.fault_dn), field_text(record.rn),
+            field_text(record.code_text), oid, record.oid_len, field_text(record.descr), field_text(record.created),
+            record.created_time, record.disposition, record.cause_id, record.clear_cause_id, field_text(record.cause),
+            field_text(record.clear_cause), record.code, record.clear_code, field_text(record.name))
       .run();
   if (outcome.superseded) end(fault_dn(record.dn, record.clear_code), entry, "superseded");
   const std::string_view own = field_text(record.fault_dn);

@@ -86,8 +86,8 @@ class Ledger {
   Statements sql_;
   Sequence last_ = 0;
   Sequence pruned_through_ = 0;
-  Sequence next_sweep_ = 0;       // when the horizon has come this far
-  std::int64_t tables_id_ = 0;    // of the tables in use
+  Sequence next_sweep_ = 0;               // when the horizon has come this far
+  std::int64_t tables_id_ = 0;            // of the tables in use
   std::optional<HostTables> new_tables_;  // those in use, until they are written
 };
 

@@ -161,10 +161,24 @@ std::string when_text(Moment now) {
   return text;
 }
 
-LedgerError told(const std::string& path, const SqlError& error) {
+LedgerError told(const std::string& path, const SqlError& error, const char* advice) {
   const bool shut = error.code() == SQLITE_CANTOPEN || error.code() == SQLITE_READONLY || error.code() == SQLITE_PERM;
-  const std::string advice = shut ? "; is there a directory, and may this user write to it and to the file?" : "";
-  return LedgerError(path + ": cannot open the ledger: " + error.what() + advice);
+  return LedgerError(path + ": cannot open the ledger: " + error.what() + (shut ? advice : ""));
+}
+
+Database open_existing(const std::string& path, Access access) {
+  try {
+    Database db(path, access);
+    if (pragma(db, "application_id") != kApplicationId) throw LedgerError(path + ": this is no ledger");
+    if (const auto version = pragma(db, "user_version"); version != kVersion) {
+      throw LedgerError(path + ": this ledger is of version " + std::to_string(version) + ", and this program reads " +
+                        std::to_string(kVersion) +
+                        (version < kVersion ? "; `polaiga run` brings it up to date" : "; it is of a later program"));
+    }
+    return db;
+  } catch (const SqlError& error) {
+    throw told(path, error, "; is there a ledger, and may this user read it?");
+  }
 }
 
 }  // namespace
@@ -229,24 +243,14 @@ OpenedLedger open_ledger(const std::string& path, Moment now) {
     migrate(db);
     return {std::move(db), set_aside};
   } catch (const SqlError& error) {
-    throw told(path, error);
+    throw told(path, error, "; is there a directory, and may this user write to it and to the file?");
   } catch (const std::filesystem::filesystem_error& error) {
     throw LedgerError(path + ": cannot open the ledger: " + error.code().message());
   }
 }
 
-Database read_ledger(const std::string& path) {
-  try {
-    Database db(path, Access::kRead);
-    if (pragma(db, "application_id") != kApplicationId) throw LedgerError(path + ": this is no ledger");
-    if (const auto version = pragma(db, "user_version"); version != kVersion) {
-      throw LedgerError(path + ": this ledger is of version " + std::to_string(version) + ", and this program reads " +
-                        std::to_string(kVersion) + "; `polaiga run` brings an older one up to date");
-    }
-    return db;
-  } catch (const SqlError& error) {
-    throw told(path, error);
-  }
-}
+Database read_ledger(const std::string& path) { return open_existing(path, Access::kRead); }
+
+Database join_ledger(const std::string& path) { return open_existing(path, Access::kReadWrite); }
 
 }  // namespace polaiga::engine

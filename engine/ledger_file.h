@@ -47,8 +47,10 @@ OpenedLedger open_ledger(const std::string& path, Moment now);
 // Moves a damaged ledger away, with what belongs to it; answers where it is now.
 std::string set_ledger_aside(const std::string& path, Moment now);
 
-// For questions, while an engine may be writing. Throws LedgerError.
+// A ledger that an engine may be writing: for questions, and for publishers, who
+// move their cursors. Both throw LedgerError.
 Database read_ledger(const std::string& path);
+Database join_ledger(const std::string& path);
 
 // Version of the schema that this program writes.
 int ledger_version();

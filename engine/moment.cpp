@@ -1,9 +1,7 @@
 #include "moment.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
-#include <cstdio>
 
 namespace polaiga::engine {
 namespace {
@@ -96,12 +94,18 @@ std::string format_moment(Moment moment) {
   const auto midnight = floor<days>(time);
   const year_month_day date(midnight);
   const hh_mm_ss clock(time - midnight);
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(date.year()),
-                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
-                static_cast<int>(clock.seconds().count()));
-  return text.data();
+  std::string text = "0000-00-00T00:00:00Z";
+  const auto write = [&text](std::size_t end, auto number) {
+    for (auto rest = static_cast<unsigned>(number); rest > 0; rest /= 10)
+      text[--end] = static_cast<char>('0' + rest % 10);
+  };
+  write(4, static_cast<int>(date.year()));
+  write(7, static_cast<unsigned>(date.month()));
+  write(10, static_cast<unsigned>(date.day()));
+  write(13, clock.hours().count());
+  write(16, clock.minutes().count());
+  write(19, clock.seconds().count());
+  return text;
 }
 
 }  // namespace polaiga::engine

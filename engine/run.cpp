@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <sqlite3.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -28,10 +29,10 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t kMostClients = 64;
+constexpr int kMostClients = 64;
 constexpr std::size_t kMostInBatch = 1024;
-constexpr auto kRetry = 1s;       // until a ledger that cannot be written is tried again
-constexpr auto kDrainTime = 5s;   // for what is under way when the engine is to stop
+constexpr auto kRetry = 1s;      // until a ledger that cannot be written is tried again
+constexpr auto kDrainTime = 5s;  // for what is under way when the engine is to stop
 
 void say(const std::string& what) { std::fprintf(stderr, "polaiga: %s\n", what.c_str()); }
 
@@ -80,6 +81,13 @@ struct Kept {
   }
 };
 
+// No file of the engine's gets the number of a standard stream that is closed.
+void fill_standard_streams() {
+  int fd = STDIN_FILENO;
+  while (0 <= fd && fd <= STDERR_FILENO) fd = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+  if (fd >= 0) ::close(fd);
+}
+
 std::string error_answer(const std::string& what) {
   const nlohmann::json answer{{"error", what}};
   return answer.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
@@ -90,7 +98,8 @@ class Run {
   Run(const RunOptions& options, const Output& output) : options_(options), lock_(options.ledger), kept_(options) {
     load_tables();
     if (!options.socket.empty()) listener_ = std::make_unique<Listener>(options.socket);
-    senders_.emplace_back(Sender::Kind::kStandardInput, "<stdin>", Descriptor(::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3)),
+    senders_.emplace_back(Sender::Kind::kStandardInput, "<stdin>",
+                          Descriptor(::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3)),
                           Descriptor(::fcntl(output.fd(), F_DUPFD_CLOEXEC, 3)));
     say("ready: " + status());
     manager_.ready(status());
@@ -101,7 +110,7 @@ class Run {
       wait();
       take_signals();
       if (can_take()) {
-        accept();
+        if (std::exchange(waiting_client_, false)) accept();
         collect();
       }
       write();
@@ -130,10 +139,13 @@ class Run {
            std::ranges::none_of(senders_, [](const Sender& sender) { return sender.has_answers(); });
   }
 
+  bool has_place() const { return std::ranges::count(senders_, false, &Sender::is_standard_input) < kMostClients; }
+
   std::chrono::milliseconds patience() const {
     auto longest = 60'000ms;
     if (stopping_) longest = 20ms;
-    if (is_waiting()) longest = std::min(longest, std::chrono::ceil<std::chrono::milliseconds>(retry_at_ - Clock::now()));
+    if (is_waiting())
+      longest = std::min(longest, std::chrono::ceil<std::chrono::milliseconds>(retry_at_ - Clock::now()));
     if (const auto tick = manager_.until_tick()) longest = std::min(longest, *tick);
     return std::max(0ms, longest);
   }
@@ -141,7 +153,7 @@ class Run {
   // Waits until there is something to do, and receives and sends what there is.
   void wait() {
     std::vector<pollfd> polled{{signals_.fd(), POLLIN, 0}};
-    const bool listens = listener_ && can_take() && senders_.size() < kMostClients;
+    const bool listens = listener_ && can_take() && has_place();
     polled.push_back({listens ? listener_->fd() : -1, POLLIN, 0});
     bool has_lines = false;
     for (const Sender& sender : senders_) {
@@ -179,9 +191,13 @@ class Run {
   // From now on only what has come is taken.
   void stop() {
     say("stopping");
-    manager_.stopping();
+    ServiceManager::stopping();
     stopping_ = true;
     drained_by_ = Clock::now() + kDrainTime;
+    // Those who wait have sent what they have; no more than that wait.
+    for (int waiting = 0; listener_ && waiting < kMostClients && accept(); ++waiting) {
+    }
+    waiting_client_ = false;
     listener_.reset();
     retry_at_ = Clock::now();
   }
@@ -196,7 +212,7 @@ class Run {
   // Tables that are not right change nothing.
   void reload() {
     reload_ = false;
-    manager_.reloading();
+    ServiceManager::reloading();
     try {
       load_tables();
       say("the tables are loaded anew");
@@ -206,12 +222,13 @@ class Run {
     manager_.ready(status());
   }
 
-  void accept() {
-    if (!std::exchange(waiting_client_, false)) return;
+  // Whether there was someone.
+  bool accept() {
     Descriptor connection = listener_->accept();
-    if (!connection.is_open()) return;
+    if (!connection.is_open()) return false;
     senders_.emplace_back(Sender::Kind::kClient, "client " + std::to_string(++clients_), std::move(connection),
                           Descriptor());
+    return true;
   }
 
   // Those who are done with, unless a batch that waits still knows them.
@@ -315,8 +332,8 @@ class Run {
 
   std::string status() const {
     if (stalled_) return problem_;
-    return std::to_string(kept_.engine.faults().size()) + " active faults, " +
-           std::to_string(kept_.ledger->last()) + " events, " + std::to_string(bad_lines_) + " bad lines";
+    return std::to_string(kept_.engine.faults().size()) + " active faults, " + std::to_string(kept_.ledger->last()) +
+           " events, " + std::to_string(bad_lines_) + " bad lines";
   }
 
   Status finish() {
@@ -358,6 +375,7 @@ class Run {
 }  // namespace
 
 Status run(const RunOptions& options, Output& output) {
+  fill_standard_streams();
   Output::divert(options.log == Log::kDebug ? Others::kToStandardError : Others::kDiscarded);
   return Run(options, output).serve();
 }

@@ -11,6 +11,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
+constexpr auto kBetween = 1s;  // from one status to the next
+
 void notify(const std::string& state) { ::sd_notify(0, state.c_str()); }
 
 std::string monotonic_usec() {
@@ -39,7 +41,8 @@ void ServiceManager::stopping() { notify("STOPPING=1"); }
 
 void ServiceManager::status(const std::string& status) {
   const auto now = Clock::now();
-  if (status == told_ || now < told_at_ + 1s) return;
+  late_ = status != told_ && now < told_at_ + kBetween;
+  if (late_ || status == told_) return;
   notify("STATUS=" + status);
   told_ = status;
   told_at_ = now;
@@ -52,8 +55,11 @@ void ServiceManager::tick() {
 }
 
 std::optional<std::chrono::milliseconds> ServiceManager::until_tick() const {
-  if (!period_) return std::nullopt;
-  return std::max(0ms, std::chrono::ceil<std::chrono::milliseconds>(due_ - Clock::now()));
+  auto next = Clock::time_point::max();
+  if (period_) next = due_;
+  if (late_) next = std::min(next, told_at_ + kBetween);
+  if (next == Clock::time_point::max()) return std::nullopt;
+  return std::max(0ms, std::chrono::ceil<std::chrono::milliseconds>(next - Clock::now()));
 }
 
 }  // namespace polaiga::engine

@@ -14,13 +14,13 @@ class ServiceManager {
   ServiceManager();
 
   void ready(const std::string& status);
-  void reloading();
-  void stopping();
+  static void reloading();
+  static void stopping();
   void status(const std::string& status);  // passed on when it is new, once a second at most
 
   // Tells that the program is alive when it is time to.
   void tick();
-  // Until the next time; none when nobody watches.
+  // Until there is something to tell; none when nobody watches and all is told.
   std::optional<std::chrono::milliseconds> until_tick() const;
 
  private:
@@ -28,6 +28,7 @@ class ServiceManager {
   Clock::time_point due_;
   std::string told_;
   Clock::time_point told_at_;
+  bool late_ = false;  // a status waits for its time
 };
 
 }  // namespace polaiga::engine

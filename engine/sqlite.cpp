@@ -18,7 +18,8 @@ void Database::Close::operator()(sqlite3* db) const { sqlite3_close_v2(db); }
 
 Database::Database(const std::string& path, Access access) {
   sqlite3* db = nullptr;
-  const int flags = access == Access::kRead ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+  int flags = access == Access::kRead ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
+  if (access == Access::kReadWriteCreate) flags |= SQLITE_OPEN_CREATE;
   const int code = sqlite3_open_v2(path.c_str(), &db, flags | SQLITE_OPEN_NOMUTEX, nullptr);
   db_.reset(db);
   if (code != SQLITE_OK) fail(db, code);

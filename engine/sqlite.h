@@ -24,7 +24,7 @@ class SqlError : public std::runtime_error {
   int code_;
 };
 
-enum class Access { kRead, kReadWriteCreate };
+enum class Access { kRead, kReadWrite, kReadWriteCreate };
 
 class Database {
  public:

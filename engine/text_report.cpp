@@ -13,8 +13,7 @@ constexpr std::size_t kTimeWidth = 20;
 constexpr std::size_t kCodeWidth = 5;
 
 std::string consequence(const Reported& reported) {
-  const std::string other = code_text(reported.record.clear_code);
-  std::string tail = reported.outcome.superseded ? "supersedes " + other : "";
+  std::string tail = reported.outcome.superseded ? "supersedes " + code_text(reported.record.clear_code) : "";
   switch (reported.outcome.change) {
     case Change::kRaised:
       return tail;

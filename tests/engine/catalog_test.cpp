@@ -5,7 +5,9 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <regex>
+#include <set>
 #include <string>
 
 #include "record.h"
@@ -129,6 +131,39 @@ TEST(Catalog, NamesAreThoseOfTheFilters) {
     }
   }
   EXPECT_GT(found, 50);
+}
+
+// The table of name endings in the documentation: by ending, the severity.
+std::map<std::string, std::string> documented_severities() {
+  std::ifstream page(POLAIGA_SOURCE_DIR "/docs/engine.md");
+  std::map<std::string, std::string> severities;
+  const std::regex row(R"(\| `(\w+)` +\| (`.*))");
+  const std::regex ending("`(\\w+)`");
+  for (std::string line; std::getline(page, line);) {
+    std::smatch cells;
+    if (!std::regex_match(line, cells, row)) continue;
+    const std::string endings = cells[2];
+    for (std::sregex_iterator at(endings.begin(), endings.end(), ending), end; at != end; ++at) {
+      severities[(*at)[1]] = cells[1];
+    }
+  }
+  return severities;
+}
+
+TEST(Catalog, SeveritiesAreAsDocumented) {
+  const auto documented = documented_severities();
+  ASSERT_EQ(documented.size(), 30U);
+  std::set<std::string> used;
+  for (const FaultEntry& entry : fault_entries()) {
+    std::string longest;
+    for (const auto& [ending, severity] : documented) {
+      if (std::string_view(entry.name).ends_with(ending) && ending.size() > longest.size()) longest = ending;
+    }
+    ASSERT_NE(longest, "") << entry.name;
+    EXPECT_EQ(severity_word(entry.severity), documented.at(longest)) << entry.name;
+    used.insert(longest);
+  }
+  EXPECT_EQ(used.size(), documented.size());
 }
 
 }  // namespace

@@ -32,7 +32,8 @@ TEST(TextDiffReport, Ended) {
   EXPECT_EQ(report.ended(&kEvent, {Ending{false, 3}, Ending{true, 9}}),
             "old.so ended with status 3 at day.jsonl:12\n"
             "new.so ended by signal 9 (Killed) at day.jsonl:12\n");
-  EXPECT_EQ(report.ended(nullptr, {Ending{false, 1}, std::nullopt}), "old.so ended with status 1 after the last event\n");
+  EXPECT_EQ(report.ended(nullptr, {Ending{false, 1}, std::nullopt}),
+            "old.so ended with status 1 after the last event\n");
 }
 
 TEST(TextDiffReport, Summary) {

@@ -166,6 +166,49 @@ TEST(FaultSearch, WhatIsRememberedOfTheLog) {
             "threshold any but 115-119: 0; discrete any: 0; threshold 117: 0 (log low)");
 }
 
+// By the name and the number that a unit really has.
+TEST(FaultSearch, OfOneUnit) {
+  found();
+  fe_sensor_event event = {};
+  event.entity_instance = 2;
+  std::string_view("FAN2_TACH2").copy(event.sensor_name, sizeof event.sensor_name - 1);
+  const FoundFilter got = find_faults(*find_entity("fan"), event);
+  EXPECT_EQ(got.entity, "fan");
+  ASSERT_EQ(got.faults.size(), 5U);
+  const FoundFault& slower = got.faults[2];
+  EXPECT_EQ(slower.code, 396U);
+  ASSERT_EQ(slower.behaviours.size(), 1U);
+  EXPECT_EQ(slower.behaviours[0].sensors, std::vector<std::string>{"FAN2_TACH2"});
+  EXPECT_EQ(slower.behaviours[0].objects.at(0).first, "sys/rack-unit-1/fan-module-1-2/fan-2");
+  EXPECT_EQ(brief("fan", slower.behaviours[0].raises), "4: any but 4; 5: 5");
+  EXPECT_EQ(brief("fan", slower.behaviours[0].superseded_by, 397), "5: any but 5");
+}
+
+TEST(FaultSearch, TriedAs) {
+  struct Row {
+    const char* entity;
+    std::uint32_t reading_type;
+    std::int32_t offset;
+    std::int32_t state;
+    EventKey want;
+  };
+  const Row kRows[] = {
+      {"fan", 0, 4, 5, {false, 4, 5}},           {"fan", 1, 116, 0, {false, 116, 0}},
+      {"cpu", 1, 116, 1, {true, 116, 1}},        {"sys_board", 1, 118, 6, {true, 118, 6}},
+      {"sys_board", 0, 118, 6, {false, 118, 6}}, {"fan", 0, -2147483647, 7, {false, -1, 7}},
+      {"fan", 0, 255, 8, {false, 255, 7}},       {"fan", 0, 256, -1, {false, 255, 7}},
+      {"fan", 0, 879, 100, {false, 255, 7}},     {"fan", 0, 880, 1, {false, 880, 1}},
+      {"fan", 0, 5000, 2, {false, 1024, 2}},
+  };
+  for (const Row& row : kRows) {
+    fe_sensor_event event = {};
+    event.reading_type = row.reading_type;
+    event.event_offset = row.offset;
+    event.event_state = row.state;
+    EXPECT_EQ(tried_as(*find_entity(row.entity), event), row.want) << row.entity << " " << row.offset;
+  }
+}
+
 TEST(FaultSearch, ObjectsAreShownByExample) {
   const Behaviour& disk = behaviour_of(fault_of("storage", 996, "equipment-degraded"), "SENSOR");
   ASSERT_EQ(disk.objects.size(), 3U);

@@ -46,6 +46,14 @@ Ended wait_for(int pid, const TempDir& dir) {
 
 }  // namespace
 
+bool comes_true(const std::function<bool()>& condition, std::chrono::seconds patience) {
+  for (const auto end = std::chrono::steady_clock::now() + patience; std::chrono::steady_clock::now() < end;) {
+    if (condition()) return true;
+    std::this_thread::sleep_for(10ms);
+  }
+  return condition();
+}
+
 Child::Child(const std::string& command, const TempDir& dir) : dir_(dir) {
   std::array<int, 2> ends{};
   if (::pipe2(ends.data(), O_CLOEXEC) != 0) return;
@@ -76,17 +84,20 @@ void Child::close_input() {
   input_ = -1;
 }
 
-void Child::interrupt() const { ::kill(pid_, SIGINT); }
+void Child::interrupt() const { kill(SIGINT); }
 
-bool Child::has_printed(const std::string& text) const {
-  for (const auto end = std::chrono::steady_clock::now() + 20s; std::chrono::steady_clock::now() < end;) {
-    if (dir_.read("out").find(text) != std::string::npos) return true;
-    std::this_thread::sleep_for(10ms);
-  }
-  return false;
+void Child::kill(int signal) const { ::kill(pid_, signal); }
+
+bool Child::has(const std::string& text, const char* file) const {
+  return comes_true([&] { return dir_.read(file).find(text) != std::string::npos; });
 }
 
 Ended Child::wait() {
+  siginfo_t info = {};
+  const auto has_ended = [&] {
+    return ::waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == pid_;
+  };
+  if (!comes_true(has_ended, 60s)) kill(SIGKILL);
   const Ended run = wait_for(pid_, dir_);
   pid_ = -1;
   return run;

@@ -1,6 +1,8 @@
 // The polaiga program, run as a user runs it.
 #pragma once
 
+#include <chrono>
+#include <functional>
 #include <string>
 
 #include "temp_dir.h"
@@ -13,6 +15,9 @@ struct Ended {
   std::string err;
 };
 
+// Waits, and gives up after some time, until it holds.
+bool comes_true(const std::function<bool()>& condition, std::chrono::seconds patience = std::chrono::seconds(20));
+
 // A program in the midst of its run, with a pipe at its standard input.
 class Child {
  public:
@@ -24,13 +29,20 @@ class Child {
   void send(const std::string& text) const;
   void close_input();
   void interrupt() const;
+  void kill(int signal) const;
+  int pid() const { return pid_; }
 
-  // Waits, and gives up after some seconds, until standard output holds the text.
-  bool has_printed(const std::string& text) const;
+  // Wait, and give up after some seconds, until standard output or standard error
+  // holds the text.
+  bool has_printed(const std::string& text) const { return has(text, "out"); }
+  bool has_complained(const std::string& text) const { return has(text, "err"); }
 
+  // Kills it when it does not end within a minute.
   Ended wait();
 
  private:
+  bool has(const std::string& text, const char* file) const;
+
   const TempDir& dir_;
   int pid_ = -1;
   int input_ = -1;

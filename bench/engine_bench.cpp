@@ -1,0 +1,237 @@
+// What the engine adds to the filters, and that nothing of it grows: every figure
+// with its limit, as a ratio of this run wherever there is one.
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "fault_engine.h"
+#include "host_tables.h"
+#include "ledger.h"
+#include "output.h"
+
+namespace polaiga::engine {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double seconds(const std::function<void()>& work) {
+  const auto start = Clock::now();
+  work();
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// Of three turns the quickest: the others were made to wait.
+double least_seconds(const std::function<void()>& work) {
+  double least = seconds(work);
+  for (int turn = 1; turn < 3; ++turn) least = std::min(least, seconds(work));
+  return least;
+}
+
+std::vector<std::string> day() {
+  std::ifstream file(POLAIGA_DAY);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(file, line);) lines.push_back(line + "\n");
+  if (lines.empty()) throw std::runtime_error("there is no day");
+  return lines;
+}
+
+std::vector<EventLine> parsed(const std::vector<std::string>& lines) {
+  std::vector<EventLine> events;
+  for (const std::string& line : lines) events.push_back(parse_event_line(line));
+  return events;
+}
+
+// A directory for what is measured, gone at the end.
+class Place {
+ public:
+  Place() {
+    std::string name = (std::filesystem::temp_directory_path() / "polaiga-bench-XXXXXX").string();
+    if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp");
+    path_ = name;
+  }
+  ~Place() { std::filesystem::remove_all(path_); }
+  Place(const Place&) = delete;
+  Place& operator=(const Place&) = delete;
+  std::string file(const char* name) const { return (path_ / name).string(); }
+
+ private:
+  std::filesystem::path path_;
+};
+
+// The program on a file of events, its output thrown away; answers the most memory
+// that it took, in KiB.
+long run_program(const std::string& arguments, const std::string& input) {
+  const int pid = ::fork();
+  if (pid == 0) {
+    const std::string command =
+        std::string("exec ") + POLAIGA_PROGRAM + " " + arguments + " <" + input + " >/dev/null 2>/dev/null";
+    ::execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+    ::_exit(127);
+  }
+  int status = 0;
+  struct rusage usage = {};
+  if (::wait4(pid, &status, 0, &usage) != pid || status != 0) throw std::runtime_error("failed: " + arguments);
+  return usage.ru_maxrss;
+}
+
+class Bench {
+ public:
+  int run() {
+    Output::divert(Others::kDiscarded);  // the filters' traces
+    replay_beside_filters();
+    ledger_rate();
+    many_active_faults();
+    start_up();
+    memory();
+    return missed_ == 0 ? 0 : 1;
+  }
+
+ private:
+  void at_least(const char* what, double is, double limit) { tell(what, is, limit, is >= limit, ">="); }
+  void at_most(const char* what, double is, double limit) { tell(what, is, limit, is <= limit, "<="); }
+
+  void tell(const char* what, double is, double limit, bool holds, const char* sign) {
+    print("%-46s %10.2f   %s %.2f%s\n", what, is, sign, limit, holds ? "" : "  MISSED");
+    missed_ += holds ? 0 : 1;
+  }
+
+  void note(const char* what, double is) { print("%-46s %10.0f\n", what, is); }
+
+  template <class... Values>
+  void print(const char* format, const Values&... values) {
+    std::array<char, 200> line{};
+    std::snprintf(line.data(), line.size(), format, values...);
+    output_.write(line.data());
+    output_.flush();
+  }
+
+  std::string log_of(std::size_t events, const char* name) {
+    const std::string path = place_.file(name);
+    std::ofstream file(path);
+    for (std::size_t i = 0; i < events; ++i) file << day_[i % day_.size()];
+    return path;
+  }
+
+  void replay_beside_filters() {
+    constexpr std::size_t kEvents = 110'000;
+    const std::string log = log_of(kEvents, "replay.jsonl");
+    const std::vector<EventLine> events = parsed(day_);
+    fe_fault_record record = {};
+    const auto call_all = [&] {
+      for (std::size_t i = 0; i < kEvents; ++i) {
+        const EventLine& line = events[i % events.size()];
+        fe_sensor_event event = line.event;
+        fe_fault_record* out = &record;
+        line.entity->filter(&event, &out);
+      }
+    };
+    const double bare = kEvents / least_seconds(call_all);
+    const double replayed = kEvents / least_seconds([&] { run_program("replay -", log); });
+    note("filters in a bare loop, calls a second", bare);
+    note("replay, events a second", replayed);
+    at_least("replay beside the bare loop", replayed / bare, 0.5);
+  }
+
+  void ledger_rate() {
+    constexpr std::size_t kEvents = 220'000;
+    const std::string log = log_of(kEvents, "ledger.jsonl");
+    const std::string arguments = "run --ledger " + place_.file("rate.db");
+    at_least("run with its ledger, 1000 events a second",
+             kEvents / seconds([&] { run_program(arguments, log); }) / 1000, 20);
+  }
+
+  // Microseconds for an event of one of so many faults, which it refreshes, or
+  // clears and raises again.
+  double time_among(int faults) {
+    constexpr int kEvents = 40'000;
+    FaultEngine engine(0, Log::kOff);
+    Ledger ledger(place_.file(("among" + std::to_string(faults) + ".db").c_str()), {}, 0);
+    ledger.use_tables(read_host_tables(POLAIGA_TABLES_DIR));
+    Shaping shaping = ledger.restore(engine);
+    LedgerBatch batch;
+    const auto give = [&](int unit, int state) {
+      EventLine line = parse_event_line(R"({"entity":"mem","sensor":"DIMM","offset":66,"state":1})");
+      line.event.entity_instance = unit;
+      line.event.event_state = state;
+      const Sequence sequence = ledger.last() + 1 + static_cast<Sequence>(batch.entries.size());
+      Handled handled = engine.handle(line, 1);
+      shaping.note(sequence, line, handled.record);
+      batch.entries.push_back({sequence, 1, std::move(line), std::move(handled)});
+      if (batch.entries.size() < 1024) return;
+      batch.shaping = shaping.take_changes();
+      ledger.write(batch);
+      batch = {};
+    };
+    for (int unit = 1; unit <= faults; ++unit) give(unit, 1);
+    if (engine.faults().size() != static_cast<std::size_t>(faults)) throw std::runtime_error("faults are missing");
+    std::mt19937 random(1);
+    const double taken = seconds([&] {
+      for (int i = 0; i < kEvents / 2; ++i) {
+        const int unit = 1 + static_cast<int>(random() % static_cast<unsigned>(faults));
+        give(unit, i % 2);
+        give(unit, 1);
+      }
+    });
+    return taken / kEvents * 1e6;
+  }
+
+  void many_active_faults() {
+    const double few = time_among(100);
+    const double many = time_among(100'000);
+    note("an event among 100 active faults, ns", few * 1000);
+    note("an event among 100,000 active faults, ns", many * 1000);
+    at_most("an event among 100,000 beside one among 100", many / few, 1.5);
+  }
+
+  void start_up() {
+    const std::string ledger = "run --keep-events 0 --ledger " + place_.file("million.db");
+    run_program(ledger, log_of(1'000'000, "million.jsonl"));
+    at_most("start-up with a million recorded events, s", seconds([&] { run_program(ledger, "/dev/null"); }), 2);
+    std::filesystem::remove(place_.file("million.db"));
+    std::filesystem::remove(place_.file("million.jsonl"));
+  }
+
+  void memory() {
+    const std::string arguments = "run --keep-events 20000 --ledger " + place_.file("flat.db");
+    const long short_run = run_program(arguments, log_of(500'000, "short.jsonl"));
+    const auto file_size = std::filesystem::file_size(place_.file("flat.db"));
+    const long long_run = run_program(arguments, log_of(10'000'000, "long.jsonl"));
+    note("memory of half a million events, KiB", static_cast<double>(short_run));
+    note("memory of ten million events, KiB", static_cast<double>(long_run));
+    at_most("memory of ten million events beside that", static_cast<double>(long_run) / static_cast<double>(short_run),
+            1.1);
+    at_most("the ledger's file after them beside that",
+            static_cast<double>(std::filesystem::file_size(place_.file("flat.db"))) / static_cast<double>(file_size),
+            1.1);
+  }
+
+  Output output_;
+  std::vector<std::string> day_ = day();
+  Place place_;
+  int missed_ = 0;
+};
+
+}  // namespace
+}  // namespace polaiga::engine
+
+int main() {
+  try {
+    return polaiga::engine::Bench().run();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "engine_bench: %s\n", error.what());
+    return 2;
+  }
+}

@@ -4,7 +4,23 @@ set(CMAKE_SYSTEM_PROCESSOR arm)
 set(CMAKE_C_COMPILER arm-linux-gnueabihf-gcc)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L /usr/arm-linux-gnueabihf)
+
+# The program's libraries, as tools/sysroot unpacks them. Without them only the
+# library is built, never with the libraries of the building machine.
+set(POLAIGA_SYSROOT "" CACHE PATH "Directory of the controller's libraries")
+list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES POLAIGA_SYSROOT)
+set(sysroot_libraries ${POLAIGA_SYSROOT}/usr/lib/arm-linux-gnueabihf)
+set(ENV{PKG_CONFIG_LIBDIR} ${sysroot_libraries}/pkgconfig)
+set(ENV{PKG_CONFIG_SYSROOT_DIR} ${POLAIGA_SYSROOT})
+
+# Everything is built by one compiler: how older ones passed arguments does not matter.
+set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
 set(CMAKE_FIND_ROOT_PATH /usr/arm-linux-gnueabihf)
+if(POLAIGA_SYSROOT)
+  list(APPEND CMAKE_FIND_ROOT_PATH ${POLAIGA_SYSROOT})
+  # Where the linker looks for what these libraries need themselves.
+  set(CMAKE_EXE_LINKER_FLAGS_INIT -Wl,-rpath-link,${sysroot_libraries})
+endif()
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)

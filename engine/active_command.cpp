@@ -9,6 +9,7 @@
 #include "json_text.h"
 #include "ledger_query.h"
 #include "printable.h"
+#include "record_text.h"
 #include "selection_options.h"
 #include "shown.h"
 

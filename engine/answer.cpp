@@ -9,6 +9,8 @@
 #include <string_view>
 #include <utility>
 
+#include "record_text.h"
+
 namespace polaiga::engine {
 namespace {
 
@@ -16,7 +18,7 @@ Value value_of(std::int64_t number) { return number; }
 
 template <std::size_t N>
 Value value_of(const char (&text)[N]) {
-  return std::string(std::begin(text), std::find(std::begin(text), std::end(text), '\0'));
+  return std::string(field_text(text));
 }
 
 // Reserved bytes.
@@ -28,14 +30,7 @@ Value value_of(const std::uint8_t (&bytes)[N]) {
   return text;
 }
 
-Value dotted_oid(const fe_fault_record& record) {
-  std::string text;
-  for (std::size_t i = 0; i < record.oid_len && i < FE_OID_SIZE; ++i) {
-    if (i > 0) text += '.';
-    text += std::to_string(record.oid[i]);
-  }
-  return text;
-}
+Value read_oid(const fe_fault_record& record) { return dotted_oid(record); }
 
 template <class Struct>
 struct Field {
@@ -69,7 +64,7 @@ constexpr Field<fe_fault_record> kRecordFields[] = {
     {"fault_dn", read<&fe_fault_record::fault_dn>},
     {"rn", read<&fe_fault_record::rn>},
     {"code_text", read<&fe_fault_record::code_text>},
-    {"oid", dotted_oid},
+    {"oid", read_oid},
     {"oid_len", read<&fe_fault_record::oid_len>},
     {"reserved2", read<&fe_fault_record::reserved2>},
     {"descr", read<&fe_fault_record::descr>},

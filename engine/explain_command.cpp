@@ -8,6 +8,7 @@
 #include "json_text.h"
 #include "ledger_query.h"
 #include "printable.h"
+#include "record_text.h"
 #include "shown.h"
 
 namespace polaiga::engine {

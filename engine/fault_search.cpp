@@ -12,6 +12,7 @@
 
 #include "active_faults.h"
 #include "ledger_rows.h"
+#include "record_text.h"
 #include "services.h"
 
 namespace polaiga::engine {

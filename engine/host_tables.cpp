@@ -3,12 +3,12 @@
 #include <polaiga/tables.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <limits>
 #include <span>
 #include <sstream>
@@ -226,7 +226,11 @@ std::vector<Row> rows_of(const std::string& content, const std::string& file, co
 std::string read_file(const std::filesystem::path& path) {
   std::ifstream input(path, std::ios::binary);
   if (!input) throw TableError(path.string() + ": cannot open: " + std::strerror(errno));
-  std::string content{std::istreambuf_iterator<char>(input), {}};
+  std::string content;
+  std::array<char, 4096> part{};
+  while (input.read(part.data(), part.size()) || input.gcount() > 0) {
+    content.append(part.data(), static_cast<std::size_t>(input.gcount()));
+  }
   if (input.bad()) throw TableError(path.string() + ": cannot read: " + std::strerror(errno));
   return content;
 }

@@ -7,7 +7,7 @@
 
 #include "catalog.h"
 #include "json_text.h"
-#include "ledger_rows.h"
+#include "record_text.h"
 
 namespace polaiga::engine {
 namespace {

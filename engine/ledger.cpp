@@ -7,6 +7,7 @@
 
 #include "catalog.h"
 #include "ledger_rows.h"
+#include "record_text.h"
 
 namespace polaiga::engine {
 namespace {

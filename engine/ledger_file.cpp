@@ -116,6 +116,9 @@ CREATE VIEW outbox AS
 };
 constexpr int kVersion = static_cast<int>(std::size(kSteps));
 
+constexpr const char* kWriterAdvice = "; is there a directory, and may this user write to it and to the file?";
+constexpr const char* kReaderAdvice = "; is there a ledger, and may this user read it?";
+
 std::int64_t pragma(Database& db, const std::string& name) {
   Statement statement(db, "PRAGMA " + name);
   return statement.step() ? statement.integer(0) : 0;
@@ -166,19 +169,26 @@ LedgerError told(const std::string& path, const SqlError& error, const char* adv
   return LedgerError(path + ": cannot open the ledger: " + error.what() + (shut ? advice : ""));
 }
 
-Database open_existing(const std::string& path, Access access) {
-  try {
-    Database db(path, access);
-    if (pragma(db, "application_id") != kApplicationId) throw LedgerError(path + ": this is no ledger");
-    if (const auto version = pragma(db, "user_version"); version != kVersion) {
-      throw LedgerError(path + ": this ledger is of version " + std::to_string(version) + ", and this program reads " +
-                        std::to_string(kVersion) +
-                        (version < kVersion ? "; `polaiga run` brings it up to date" : "; it is of a later program"));
-    }
-    return db;
-  } catch (const SqlError& error) {
-    throw told(path, error, "; is there a ledger, and may this user read it?");
+void check_version(Database& db, const std::string& path) {
+  if (pragma(db, "application_id") != kApplicationId) throw LedgerError(path + ": this is no ledger");
+  if (const auto version = pragma(db, "user_version"); version != kVersion) {
+    throw LedgerError(path + ": this ledger is of version " + std::to_string(version) + ", and this program reads " +
+                      std::to_string(kVersion) +
+                      (version < kVersion ? "; `polaiga run` brings it up to date" : "; it is of a later program"));
   }
+}
+
+Database open_existing(const std::string& path, Access access) {
+  Database db(path, access);
+  check_version(db, path);
+  return db;
+}
+
+// Who may not write beside a ledger cannot read it as others do when it has no
+// log; but without one nobody is writing to it.
+Database open_resting(const std::string& path, const SqlError& error) {
+  if (std::filesystem::exists(path + "-wal")) throw error;
+  return open_existing(path, Access::kReadResting);
 }
 
 }  // namespace
@@ -194,7 +204,7 @@ void migrate_ledger(Database& db, int from, int to) {
 LedgerLock::LedgerLock(const std::string& ledger) {
   const std::string path = ledger + "-lock";
   fd_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-  if (fd_ < 0) throw LedgerError(path + ": cannot open: " + std::strerror(errno));
+  if (fd_ < 0) throw LedgerError(path + ": cannot open: " + std::strerror(errno) + kWriterAdvice);
   if (::flock(fd_, LOCK_EX | LOCK_NB) == 0) {
     const std::string process = std::to_string(::getpid()) + "\n";
     // Who holds it is told for people; the lock does not depend on it.
@@ -243,14 +253,30 @@ OpenedLedger open_ledger(const std::string& path, Moment now) {
     migrate(db);
     return {std::move(db), set_aside};
   } catch (const SqlError& error) {
-    throw told(path, error, "; is there a directory, and may this user write to it and to the file?");
+    throw told(path, error, kWriterAdvice);
   } catch (const std::filesystem::filesystem_error& error) {
     throw LedgerError(path + ": cannot open the ledger: " + error.code().message());
   }
 }
 
-Database read_ledger(const std::string& path) { return open_existing(path, Access::kRead); }
+Database read_ledger(const std::string& path) {
+  try {
+    try {
+      return open_existing(path, Access::kRead);
+    } catch (const SqlError& error) {
+      return open_resting(path, error);
+    }
+  } catch (const SqlError& error) {
+    throw told(path, error, kReaderAdvice);
+  }
+}
 
-Database join_ledger(const std::string& path) { return open_existing(path, Access::kReadWrite); }
+Database join_ledger(const std::string& path) {
+  try {
+    return open_existing(path, Access::kReadWrite);
+  } catch (const SqlError& error) {
+    throw told(path, error, kWriterAdvice);
+  }
+}
 
 }  // namespace polaiga::engine

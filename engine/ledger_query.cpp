@@ -4,6 +4,8 @@
 #include <filesystem>
 #include <utility>
 
+#include "record_text.h"
+
 namespace polaiga::engine {
 namespace {
 

@@ -4,15 +4,15 @@
 #include <array>
 #include <charconv>
 #include <cstring>
-#include <span>
 
 #include "ledger_file.h"
 #include "printable.h"
+#include "record_text.h"
 
 namespace polaiga::engine {
 namespace {
 
-constexpr std::array<std::string_view, 4> kChanges{"raised", "refreshed", "cleared", "already_clear"};
+constexpr std::array kChanges{Change::kRaised, Change::kRefreshed, Change::kCleared, Change::kAlreadyClear};
 
 // The columns of a row from left to right.
 class Columns {
@@ -61,23 +61,6 @@ void read_oid(std::string_view text, fe_fault_record& record) {
 
 }  // namespace
 
-std::string_view change_word(Change change) { return kChanges.at(static_cast<std::size_t>(change)); }
-
-std::string dotted_oid(const fe_fault_record& record) {
-  std::span<const std::uint32_t> arcs(record.oid);
-  std::size_t count = std::min<std::size_t>(record.oid_len, arcs.size());
-  if (count == 0) {
-    count = arcs.size();
-    while (count > 0 && arcs[count - 1] == 0) --count;
-  }
-  std::string text;
-  for (const std::uint32_t arc : arcs.first(count)) {
-    if (!text.empty()) text += '.';
-    text += std::to_string(arc);
-  }
-  return text;
-}
-
 StoredEvent read_event(const Statement& row, int column) {
   StoredEvent stored;
   fe_sensor_event& event = stored.line.event;
@@ -106,9 +89,9 @@ StoredRecord read_record(const Statement& row, int column) {
   record.event = stored.event.line.event;
   Columns columns(row, column + kEventWidth);
   const std::string_view change = columns.text();
-  const auto* const found = std::ranges::find(kChanges, change);
+  const auto* const found = std::ranges::find(kChanges, change, change_word);
   if (found == kChanges.end()) throw LedgerError("no change of a fault: " + in_quotes(change));
-  stored.outcome.change = static_cast<Change>(found - kChanges.begin());
+  stored.outcome.change = *found;
   columns.take(stored.outcome.superseded);
   stored.severity = columns.text();
   columns.take(record.event.entity_id);

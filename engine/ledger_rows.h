@@ -45,18 +45,4 @@ inline constexpr int kRecordWidth = 25;
 StoredEvent read_event(const Statement& row, int column = 0);
 StoredRecord read_record(const Statement& row, int column = 0);  // the event's columns, then the record's
 
-// The object identifier in dots: the arcs that count or, of a record that leaves
-// the count alone, all that are there.
-std::string dotted_oid(const fe_fault_record& record);
-
-// A field's text, to its NUL or its end.
-template <std::size_t N>
-std::string_view field_text(const char (&field)[N]) {
-  const std::string_view whole(field, N);
-  return whole.substr(0, whole.find('\0'));
-}
-
-// Raised, refreshed, cleared, already_clear.
-std::string_view change_word(Change change);
-
 }  // namespace polaiga::engine

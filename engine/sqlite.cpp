@@ -10,6 +10,40 @@ namespace {
   throw SqlError(code & 0xFF, db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(code));
 }
 
+int flags_of(Access access) {
+  switch (access) {
+    case Access::kRead:
+      return SQLITE_OPEN_READONLY;
+    case Access::kReadResting:
+      return SQLITE_OPEN_READONLY | SQLITE_OPEN_URI;
+    case Access::kReadWrite:
+      return SQLITE_OPEN_READWRITE;
+    case Access::kReadWriteCreate:
+      break;
+  }
+  return SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+}
+
+std::string resting_uri(const std::string& path) {
+  std::string uri = "file:";
+  for (const char c : path) {
+    switch (c) {
+      case '%':
+        uri += "%25";
+        break;
+      case '?':
+        uri += "%3f";
+        break;
+      case '#':
+        uri += "%23";
+        break;
+      default:
+        uri += c;
+    }
+  }
+  return uri + "?immutable=1";
+}
+
 constexpr int kPatience = 5000;  // ms, for a reader that is about to finish
 
 }  // namespace
@@ -18,9 +52,8 @@ void Database::Close::operator()(sqlite3* db) const { sqlite3_close_v2(db); }
 
 Database::Database(const std::string& path, Access access) {
   sqlite3* db = nullptr;
-  int flags = access == Access::kRead ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
-  if (access == Access::kReadWriteCreate) flags |= SQLITE_OPEN_CREATE;
-  const int code = sqlite3_open_v2(path.c_str(), &db, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+  const std::string name = access == Access::kReadResting ? resting_uri(path) : path;
+  const int code = sqlite3_open_v2(name.c_str(), &db, flags_of(access) | SQLITE_OPEN_NOMUTEX, nullptr);
   db_.reset(db);
   if (code != SQLITE_OK) fail(db, code);
   sqlite3_busy_timeout(db, kPatience);

@@ -24,7 +24,8 @@ class SqlError : public std::runtime_error {
   int code_;
 };
 
-enum class Access { kRead, kReadWrite, kReadWriteCreate };
+// kReadResting: of a file that nobody writes to as long as it is open.
+enum class Access { kRead, kReadResting, kReadWrite, kReadWriteCreate };
 
 class Database {
  public:

@@ -148,7 +148,8 @@ Command tail_command(CLI::App& program) {
   add_ledger_option(*app, options->ledger);
   app->add_option("-n,--lines", options->lines, "Begin with the last N records (default 10)")->option_text("N");
   app->add_flag("--json", options->json, "Print JSON Lines, a record each");
-  app->add_flag("!--no-follow", options->follow, "End after the last records");
+  app->add_flag_callback(
+      "--no-follow", [options] { options->follow = false; }, "End after the last records");
   add_selection_options(*app, options->selection);
   add_colour_option(*app, options->colour);
   return {app, [options](Output& output) { return tail(*options, output); }};

@@ -34,7 +34,10 @@ set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME polaiga)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SECTION admin)
 set(CPACK_COMPONENT_PROGRAM_DESCRIPTION
-  "replays the sensor events of a rack server\nThe reference engine: it reads sensor events and tells which faults they\nraise, clear and leave active.")
+  "fault engine of a rack server\nThe reference engine: it takes sensor events, as a service or from files, keeps\nthe faults that they raise and clear, and tells which are active and why.")
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_CONTROL_EXTRA
+  ${CMAKE_CURRENT_SOURCE_DIR}/debian/postinst ${CMAKE_CURRENT_SOURCE_DIR}/debian/prerm
+  ${CMAKE_CURRENT_SOURCE_DIR}/debian/postrm)
 
 # Who links to the library depends on its package, and the loader's cache knows it.
 set(debian_control ${CMAKE_CURRENT_BINARY_DIR}/debian)

@@ -48,9 +48,8 @@ TEST_F(LedgerFile, AnOlderOneIsMigrated) {
         "INSERT INTO event VALUES (1, NULL, 5, NULL, 1, 'fan', 'FAN1_TACH1', 3, 1, 1, 0, 29, 0, 1);"
         "INSERT INTO episode VALUES (NULL, 'sys/a/fault-F0395', 1, 5, 1, 5, 1, 1, 6, 'withdrawn')");
   }
-  EXPECT_EQ(
-      complaint([&] { read_ledger(path_); }),
-      path_ + ": this ledger is of version 1, and this program reads 2; `polaiga run` brings it up to date");
+  EXPECT_EQ(complaint([&] { read_ledger(path_); }),
+            path_ + ": this ledger is of version 1, and this program reads 2; `polaiga run` brings it up to date");
   EXPECT_EQ(open_ledger(path_, kNow).set_aside, "");
   EXPECT_EQ(test::numbers(path_, "PRAGMA user_version"), std::vector<std::int64_t>{2});
   EXPECT_EQ(test::text(path_, "SELECT sensor FROM event"), "FAN1_TACH1");
@@ -117,7 +116,9 @@ TEST_F(LedgerFile, OneEngineAtATime) {
   }
   EXPECT_EQ(complaint([&] { const LedgerLock second(path_); }), "none");
   EXPECT_EQ(complaint([&] { const LedgerLock none(dir_.file("no/where.db")); }),
-            dir_.file("no/where.db") + "-lock: cannot open: No such file or directory");
+            dir_.file("no/where.db") +
+                "-lock: cannot open: No such file or directory; is there a directory, and may "
+                "this user write to it and to the file?");
 }
 
 TEST_F(LedgerFile, QuestionsNeedALedger) {

@@ -149,7 +149,6 @@ class RunWithoutRightsTest : public RunLedgerTest {
     EXPECT_NE(got.err.find(kAdvice), std::string::npos) << got.err;
   }
 
- private:
   std::string user_;
 };
 
@@ -160,6 +159,17 @@ TEST_F(RunWithoutRightsTest, ALedgerOfSomebodyElse) {
   ASSERT_EQ(::chmod(ledger().c_str(), 0444), 0);
   ASSERT_EQ(::chmod((ledger() + "-lock").c_str(), 0444), 0);
   expect_complaint();
+}
+
+// Who may only read a ledger can ask it all the same, though there is no engine.
+TEST_F(RunWithoutRightsTest, ALedgerToRead) {
+  make_ledger();
+  ASSERT_EQ(::chmod(ledger().c_str(), 0444), 0);
+  ASSERT_EQ(::chmod(dir_.path().c_str(), 0555), 0);
+  const Ended got = Shell().run(user_ + "$POLAIGA tail --no-follow --ledger " + ledger());
+  EXPECT_EQ(got.err, "");
+  EXPECT_EQ(got.status, 0);
+  EXPECT_NE(got.out.find("F0395"), std::string::npos) << got.out;
 }
 
 // Becomes the owner of a namespace of its own, where file systems may be mounted.

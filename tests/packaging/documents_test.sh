@@ -15,6 +15,13 @@ same LICENSE "$(sed -n 2,3p "$source/LICENSE" | xargs)" 'Apache License Version 
 same CONTRIBUTING.md "$(grep -c '^- \[[^ ]\]' "$source/CONTRIBUTING.md")" 0
 grep -q '^- \[ \]' "$source/CONTRIBUTING.md" || { echo "CONTRIBUTING.md is no tick-list"; failed=1; }
 
+# The manual names the places that the service uses.
+for place in /run/polaiga/events.sock /etc/default/polaiga; do
+  for document in man/polaiga.1 systemd/polaiga.service.in; do
+    grep -qF "$place" "$source/packaging/$document" || { echo "$document does not tell of $place"; failed=1; }
+  done
+done
+
 # The manual pages are well-formed.
 for page in "$source"/packaging/man/*; do
   same "$(basename "$page")" "$(groff -ww -mandoc -Tutf8 "$page" 2>&1 >/dev/null)" ''
@@ -39,26 +46,46 @@ complete_words() {
   printf '%s\n' "${COMPREPLY[@]}" | LC_ALL=C sort
 }
 options_of() { "$program" "$@" --help | grep -Eo '^ +(-[a-z], ?)?--[a-z-]+' | grep -o -- '--[a-z-]*' | LC_ALL=C sort; }
+# The options of a command in the synopsis of the manual.
+synopsis_of() {
+  sed -n "/^\.Sh SYNOPSIS/,/^\.Sh DESCRIPTION/{/^\.Cm $1\$/,/^\.\(Nm\|Sh\)/p}" "$source/packaging/man/polaiga.1" |
+    grep -o 'Fl Fl [a-z-]*' | sed 's/Fl Fl /--/' | LC_ALL=C sort
+}
 same "words of polaiga" "$(complete_words '' | xargs)" "$({ options_of; xargs -n 1 <<<"$commands"; } | LC_ALL=C sort | xargs)"
 for command in $commands; do
   options=$(options_of "$command")
   same "options of $command" "$(complete_words "$command" - | xargs)" "$(xargs <<<"$options")"
   grep -qx "\.Cm $command" "$source/packaging/man/polaiga.1" || { echo "polaiga.1 does not tell of $command"; failed=1; }
   for option in $options; do
-    grep -q "Fl Fl ${option#--}\b" "$source/packaging/man/polaiga.1" || { echo "polaiga.1 does not tell of $option"; failed=1; }
+    grep -Eq "^\.It Fl Fl ${option#--}( |\$)" "$source/packaging/man/polaiga.1" || { echo "polaiga.1 does not tell of $option"; failed=1; }
   done
+  same "synopsis of $command" "$({ synopsis_of "$command"; echo --help; } | LC_ALL=C sort | xargs)" "$(xargs <<<"$options")"
 done
+# What is not for people is nowhere.
+same 'commands of polaiga.1' "$(sed -n '/^\.Sh SYNOPSIS/,/^\.Sh DESCRIPTION/s/^\.Cm //p' "$source/packaging/man/polaiga.1" | LC_ALL=C sort | xargs)" \
+  "$(xargs -n 1 <<<"$commands" | LC_ALL=C sort | xargs)"
 
 # Values and files.
 same 'catalog --tables' "$(complete_words catalog --tables "$source/packag")" "$source/packaging"
 same '--color' "$(complete_words replay --color '' | xargs)" 'always auto never'
 same '--color=' "$(complete_words replay --color = | xargs)" 'always auto never'
 same '--color=n' "$(complete_words replay --color = n)" never
+# The words that events and --help have.
+same '--entity' "$(complete_words active --entity '' | xargs)" \
+  "$("$program" replay --help | sed -n 's/^Entities: //p' | tr -d ' ' | tr ',' '\n' | LC_ALL=C sort | xargs)"
+same '--severity' "$(complete_words tail --severity '' | xargs)" \
+  "$("$program" tail --help | grep -o 'worse: .*' | sed 's/worse: //; s/ or /,/' | tr -d ' ' | tr ',' '\n' | LC_ALL=C sort | xargs)"
+same '--severity of active' "$(complete_words active --severity m | xargs)" 'major minor'
+same '--limit' "$(complete_words history --limit '')" ''
+same 'a fault' "$(complete_words explain '')" ''
 same '--log' "$(complete_words replay --log o)" off
 same '--platform' "$(complete_words replay --platform 1 | wc -l)" 9
 mkdir "$work/a directory"
 : >"$work/a file"
 same 'files' "$(complete_words replay "$work/a" | sed "s|$work/||" | xargs -d '\n' printf '%s;')" 'a directory;a file;'
+same 'builds' "$(complete_words diff "$work/a f")" "$work/a file"
+same '--ledger' "$(complete_words active --ledger "$work/a f")" "$work/a file"
+same '--socket' "$(complete_words run --socket "$work/a f")" "$work/a file"
 same 'directories' "$(complete_words replay --tables "$work/a")" "$work/a directory"
 
 [ "$failed" -eq 0 ] && echo "documents: passed"

@@ -8,6 +8,9 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 DESTDIR='' "$cmake" --install "$build" --prefix "$work/installed" >/dev/null
+# The service runs the program where it was installed.
+unit=$work/installed/lib/systemd/system/polaiga.service
+grep -q "^ExecStart=$work/installed/bin/polaiga run " "$unit" || { grep ^ExecStart= "$unit"; exit 1; }
 mv "$work/installed" "$work/moved elsewhere"
 prefix="$work/moved elsewhere"
 

@@ -11,9 +11,11 @@ case $what in
   *) echo "library or program, not $what"; exit 2 ;;
 esac
 
+# Both are of one moment, whoever is editing the sources.
+tar -C "$source" --exclude='./build*' --exclude=./.git -cf "$work/sources.tar" .
 for copy in one "another, with a longer name"; do
   mkdir "$work/$copy"
-  tar -C "$source" --exclude='./build*' --exclude=./.git -cf - . | tar -C "$work/$copy" -xf -
+  tar -C "$work/$copy" -xf "$work/sources.tar"
   "$cmake" -S "$work/$copy" -B "$work/$copy/made" -G Ninja -DCMAKE_BUILD_TYPE=Release \
     -DCMAKE_CXX_COMPILER="$compiler" "${options[@]}" >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }
   "$cmake" --build "$work/$copy/made" >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }

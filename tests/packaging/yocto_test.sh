@@ -18,12 +18,20 @@ echo "${BASH_REMATCH[2]}  $source/${BASH_REMATCH[1]}" | md5sum --check --quiet
 [[ $(value POLAIGA_GIT_URI) =~ THISDIR\}(/[./]+)\' ]] || fail "POLAIGA_GIT_URI: $(value POLAIGA_GIT_URI)"
 [ "$(realpath "$(dirname "$recipe")${BASH_REMATCH[1]}")" = "$(realpath "$source")" ] || fail "the recipe is elsewhere than it thinks"
 
-for line in 'inherit cmake pkgconfig bash-completion' 'PACKAGES =+ "lib${BPN}"' 'FILES:lib${BPN} = "${libdir}/lib${BPN}${SOLIBS}"'; do
+for line in 'inherit cmake pkgconfig bash-completion systemd useradd features_check' \
+  'SYSTEMD_SERVICE:${PN} = "polaiga.service"' 'FILES:${PN} += "${nonarch_libdir}/sysusers.d"' 'PACKAGES =+ "lib${BPN}"' 'FILES:lib${BPN} = "${libdir}/lib${BPN}${SOLIBS}"'; do
   grep -qxF "$line" "$recipe" || fail "the recipe has no line $line"
 done
 # What PACKAGECONFIG switches off and on is what the build asks for.
-grep -q '^PACKAGECONFIG\[program\] = ".*CMAKE_DISABLE_FIND_PACKAGE_CLI11=ON,cli11 nlohmann-json"$' "$recipe" || fail "PACKAGECONFIG"
-grep -q '^find_package(CLI11 ' "$source/CMakeLists.txt" || fail "the build does not look for CLI11"
+grep -q '^PACKAGECONFIG\[program\] = ".*CMAKE_DISABLE_FIND_PACKAGE_CLI11=ON,cli11 nlohmann-json sqlite3 systemd"$' "$recipe" || fail "PACKAGECONFIG"
+for asked in 'find_package(CLI11 ' 'find_package(nlohmann_json ' 'find_package(SQLite3 ' 'pkg_check_modules(SYSTEMD QUIET IMPORTED_TARGET libsystemd)'; do
+  grep -qF "$asked" "$source/CMakeLists.txt" || fail "the build does not ask with $asked"
+done
+# The unit goes where the system keeps its units, and its user is made.
+value EXTRA_OECMAKE | grep -q -- '-DPOLAIGA_UNIT_DIR=${systemd_system_unitdir}$' || fail "EXTRA_OECMAKE: $(value EXTRA_OECMAKE)"
+grep -q '^  set(POLAIGA_UNIT_DIR ' "$source/packaging/CMakeLists.txt" || fail "the build knows no POLAIGA_UNIT_DIR"
+user=$(sed -n 's/^User=//p' "$source/packaging/systemd/polaiga.service.in")
+grep -q "^USERADD_PARAM:\${PN} = \".* $user\"\$" "$recipe" || fail "the recipe does not make the user $user"
 
 # The layer finds the recipe.
 pattern=$(sed -n 's/^BBFILES += "${LAYERDIR}\/\(.*\)"$/\1/p' "$layer/conf/layer.conf")

@@ -1,7 +1,7 @@
 SUMMARY = "Faults of a rack server from its sensor events"
 DESCRIPTION = "A fault engine gives every sensor event to the filter of its \
-entity class, which fills a fault record. The program is the reference engine: \
-it replays sensor events."
+entity class, which fills a fault record. The program is the reference engine, \
+a service that keeps the faults."
 SECTION = "libs"
 LICENSE = "Apache-2.0"
 LIC_FILES_CHKSUM = "file://LICENSE;md5=3b83ef96387f14655fc854ddc3c6bd57"
@@ -13,15 +13,25 @@ SRCREV ?= "${AUTOREV}"
 
 S = "${WORKDIR}/git"
 
-inherit cmake pkgconfig bash-completion
+inherit cmake pkgconfig bash-completion systemd useradd features_check
+
+# The program tells the service manager how it is.
+REQUIRED_DISTRO_FEATURES = "${@bb.utils.contains('PACKAGECONFIG', 'program', 'systemd', '', d)}"
 
 PACKAGECONFIG ??= "program"
-PACKAGECONFIG[program] = "-DCMAKE_DISABLE_FIND_PACKAGE_CLI11=OFF,-DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON,cli11 nlohmann-json"
+PACKAGECONFIG[program] = "-DCMAKE_DISABLE_FIND_PACKAGE_CLI11=OFF,-DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON,cli11 nlohmann-json sqlite3 systemd"
 
-EXTRA_OECMAKE = "-DCMAKE_SKIP_INSTALL_RPATH=ON"
+EXTRA_OECMAKE = "-DCMAKE_SKIP_INSTALL_RPATH=ON -DPOLAIGA_UNIT_DIR=${systemd_system_unitdir}"
+
+SYSTEMD_PACKAGES = "${@bb.utils.contains('PACKAGECONFIG', 'program', '${PN}', '', d)}"
+SYSTEMD_SERVICE:${PN} = "polaiga.service"
+
+USERADD_PACKAGES = "${PN}"
+USERADD_PARAM:${PN} = "--system --home-dir ${localstatedir}/lib/polaiga --no-create-home --shell /sbin/nologin --user-group polaiga"
 
 PACKAGES =+ "lib${BPN}"
 
+FILES:${PN} += "${nonarch_libdir}/sysusers.d"
 FILES:lib${BPN} = "${libdir}/lib${BPN}${SOLIBS}"
 
 # Without the program there is nothing in the main package.

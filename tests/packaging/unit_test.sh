@@ -1,0 +1,63 @@
+#!/usr/bin/env bash
+# The unit is right, and the service is locked in: unit_test.sh SOURCE PROGRAM
+set -euo pipefail
+source=$1 program=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+fail() { echo "$*"; exit 1; }
+
+directory=$(dirname "$program")
+unit=$work/polaiga.service
+sed "s|@bindir@|$directory|" "$source/packaging/systemd/polaiga.service.in" >"$unit"
+! grep -n '@' "$unit" | grep -v '@system-service\|@privileged' || fail "the unit has places that nothing fills"
+
+verify() { systemd-analyze verify --man=no --generators=no --recursive-errors=no "$1" 2>&1; }
+complaints=$(verify "$unit") || fail "systemd-analyze verify: $complaints"
+[ -z "$complaints" ] || fail "systemd-analyze verify: $complaints"
+# A unit that is wrong would be noticed.
+sed 's/^PrivateNetwork=yes/PrivateNetworks=yes/' "$unit" >"$work/wrong.service"
+[[ $(verify "$work/wrong.service" || true) == *PrivateNetworks* ]] || fail "systemd-analyze verify does not see a wrong unit"
+
+# What the service could do is this, and nothing else that systemd knows of: it lives in the system's own
+# root, talks over local sockets, lets the group read, and may read the clock.
+may='DeviceAllow RestrictAddressFamilies_AF_UNIX RootDirectoryOrRootImage UMask'
+open_to() {
+  systemd-analyze security --offline=yes --no-pager --json=short "$1" |
+    python3 -c 'import json, sys; print(*sorted(e["json_field"] for e in json.load(sys.stdin) if e["exposure"] not in (None, "0.0")))'
+}
+[ "$(open_to "$unit")" = "$may" ] || fail "the service may: $(open_to "$unit")"
+# A line less would be noticed.
+sed '/^RestrictNamespaces=/d' "$unit" >"$work/open.service"
+[ "$(open_to "$work/open.service")" != "$may" ] || fail "systemd-analyze security does not see an open service"
+
+# What systemd does not weigh.
+while read -r line; do
+  grep -qxF "$line" "$unit" || fail "the unit has no line $line"
+done <<'END'
+StartLimitIntervalSec=0
+Type=notify
+EnvironmentFile=-/etc/default/polaiga
+ExecReload=/bin/sh -c 'kill -HUP "$$MAINPID"'
+StandardInput=null
+Restart=on-failure
+RestartSec=5
+TimeoutStartSec=5min
+TimeoutStopSec=15
+WatchdogSec=30
+Group=polaiga
+StateDirectory=polaiga
+StateDirectoryMode=0750
+RuntimeDirectory=polaiga
+RuntimeDirectoryMode=0750
+UMask=0027
+MemoryMax=128M
+TasksMax=8
+LimitNOFILE=256
+PrivateIPC=yes
+SystemCallErrorNumber=EPERM
+END
+# The program knows the options that the unit gives it.
+for option in $(sed -n 's/^ExecStart=//p' "$unit" | grep -o -- '--[a-z-]*'); do
+  "$program" run --help | grep -q -- "^ *$option " || fail "the program does not know $option"
+done
+echo "unit: passed"

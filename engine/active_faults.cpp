@@ -18,24 +18,30 @@ std::string fault_dn(std::string_view dn, std::uint32_t code) {
   return text.data();
 }
 
-Outcome ActiveFaults::apply(const fe_fault_record& record, Moment when) {
+Outcome ActiveFaults::apply(const fe_fault_record& record, Moment when, Sequence sequence) {
   if (only_clears(record)) {
-    if (withdraw(record.fault_dn)) return {.change = Change::kCleared};
+    if (const auto raised = withdraw(record.fault_dn)) return {.change = Change::kCleared, .raised = *raised};
     ++counts_.already_clear;
     return {.change = Change::kAlreadyClear};
   }
 
   Outcome outcome;
   if (record.clear_code != 0 && record.clear_code != record.code) {
-    outcome.superseded = faults_.erase(fault_dn(record.dn, record.clear_code)) != 0;
-    counts_.superseded += outcome.superseded ? 1 : 0;
+    if (const auto raised = erase(fault_dn(record.dn, record.clear_code))) {
+      outcome.superseded = true;
+      outcome.superseded_raised = *raised;
+      ++counts_.superseded;
+    }
   }
-  const auto [entry, is_new] = faults_.try_emplace(record.fault_dn, Entry{{{}, when, when, 0}, counts_.raised});
+  auto entry = faults_.find(std::string_view(record.fault_dn));
+  const bool is_new = entry == faults_.end();
+  if (is_new) entry = faults_.try_emplace(record.fault_dn, Entry{{{}, when, when, 0, sequence}, counts_.raised}).first;
   ActiveFault& fault = entry->second.fault;
   fault.record = record;
   fault.updated = when;
   ++fault.reports;
   outcome.change = is_new ? Change::kRaised : Change::kRefreshed;
+  outcome.raised = fault.raised;
   ++(is_new ? counts_.raised : counts_.refreshed);
   return outcome;
 }
@@ -44,10 +50,18 @@ void ActiveFaults::restore(const ActiveFault& fault) {
   if (faults_.try_emplace(fault.record.fault_dn, Entry{fault, counts_.raised}).second) ++counts_.raised;
 }
 
-bool ActiveFaults::withdraw(const std::string& fault_dn) {
-  if (faults_.erase(fault_dn) == 0) return false;
-  ++counts_.cleared;
-  return true;
+std::optional<Sequence> ActiveFaults::withdraw(std::string_view fault_dn) {
+  const auto raised = erase(fault_dn);
+  if (raised) ++counts_.cleared;
+  return raised;
+}
+
+std::optional<Sequence> ActiveFaults::erase(std::string_view fault_dn) {
+  const auto found = faults_.find(fault_dn);
+  if (found == faults_.end()) return std::nullopt;
+  const Sequence raised = found->second.fault.raised;
+  faults_.erase(found);
+  return raised;
 }
 
 std::vector<const ActiveFault*> ActiveFaults::in_order() const {

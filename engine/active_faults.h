@@ -4,6 +4,8 @@
 #include <polaiga/records.h>
 
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -12,6 +14,8 @@
 #include "moment.h"
 
 namespace polaiga::engine {
+
+using Sequence = std::int64_t;  // number of an event, from 1
 
 // What a record did to its own fault.
 enum class Change {
@@ -23,7 +27,9 @@ enum class Change {
 
 struct Outcome {
   Change change = Change::kAlreadyClear;
-  bool superseded = false;  // and the fault that clear_code names went with it
+  bool superseded = false;         // and the fault that clear_code names went with it
+  Sequence raised = 0;             // the event that raised its own fault; 0: it was not active
+  Sequence superseded_raised = 0;  // and the one that raised the other
 };
 
 struct ActiveFault {
@@ -31,6 +37,7 @@ struct ActiveFault {
   Moment since;
   Moment updated;
   std::uint64_t reports;  // records that raised or refreshed it
+  Sequence raised = 0;    // the event that raised it
 };
 
 // At any time, raised == cleared + superseded + the faults that are active.
@@ -50,14 +57,16 @@ std::string fault_dn(std::string_view dn, std::uint32_t code);
 
 class ActiveFaults {
  public:
-  Outcome apply(const fe_fault_record& record, Moment when);
+  // `sequence` is the event that the record was made of.
+  Outcome apply(const fe_fault_record& record, Moment when, Sequence sequence);
 
   // Takes up a fault that an earlier run of the engine left active, after those
   // that were raised before it. It counts as raised.
   void restore(const ActiveFault& fault);
 
-  // Clears a fault that no record clears; whether it was active.
-  bool withdraw(const std::string& fault_dn);
+  // Clears a fault that no record clears, if it is active; answers which event had
+  // raised it.
+  std::optional<Sequence> withdraw(std::string_view fault_dn);
 
   std::size_t size() const { return faults_.size(); }
   const FaultCounts& counts() const { return counts_; }
@@ -71,7 +80,14 @@ class ActiveFaults {
     std::uint64_t order;
   };
 
-  std::unordered_map<std::string, Entry> faults_;  // by fault DN
+  // Looks a DN up as it stands in a record, without a string made of it.
+  struct Hash : std::hash<std::string_view> {
+    using is_transparent = void;
+  };
+
+  std::optional<Sequence> erase(std::string_view fault_dn);
+
+  std::unordered_map<std::string, Entry, Hash, std::equal_to<>> faults_;  // by fault DN
   FaultCounts counts_;
 };
 

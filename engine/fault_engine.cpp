@@ -17,13 +17,13 @@ FaultEngine::FaultEngine(std::int32_t platform, Log log) {
   provide_services([this](const std::string& fault_dn) { withdraw(fault_dn); }, platform, log);
 }
 
-Handled FaultEngine::handle(const EventLine& line, Moment now) {
+Handled FaultEngine::handle(const EventLine& line, Moment now, Sequence sequence) {
   Handled handled;
   handled.when = line.time.value_or(now);
   withdrawn_.clear();
   handled.reported = filter(*line.entity, line.event, handled.record);
   handled.withdrawn = std::exchange(withdrawn_, {});
-  if (handled.reported) handled.outcome = faults_.apply(handled.record, handled.when);
+  if (handled.reported) handled.outcome = faults_.apply(handled.record, handled.when, sequence);
   return handled;
 }
 
@@ -36,7 +36,8 @@ fe_fault_record FaultEngine::remind(const EventLine& line) {
 }
 
 void FaultEngine::withdraw(const std::string& fault_dn) {
-  if (!reminding_ && faults_.withdraw(fault_dn)) withdrawn_.push_back(fault_dn);
+  if (reminding_) return;
+  if (const auto raised = faults_.withdraw(fault_dn)) withdrawn_.push_back({fault_dn, *raised});
 }
 
 }  // namespace polaiga::engine

@@ -13,13 +13,19 @@
 
 namespace polaiga::engine {
 
+// A fault that went without a record.
+struct Withdrawn {
+  std::string fault_dn;
+  Sequence raised = 0;  // the event that had raised it
+};
+
 // What came of an event.
 struct Handled {
-  bool reported = false;               // whether the filter filled the record
-  fe_fault_record record = {};         // zero where the filter wrote nothing
-  Outcome outcome;                     // of a record that is reported
-  Moment when = 0;                     // the event's own time, else that of the call
-  std::vector<std::string> withdrawn;  // DNs of faults that went without a record
+  bool reported = false;        // whether the filter filled the record
+  fe_fault_record record = {};  // zero where the filter wrote nothing
+  Outcome outcome;              // of a record that is reported
+  Moment when = 0;              // the event's own time, else that of the call
+  std::vector<Withdrawn> withdrawn;
 };
 
 class FaultEngine {
@@ -29,7 +35,7 @@ class FaultEngine {
   FaultEngine(const FaultEngine&) = delete;
   FaultEngine& operator=(const FaultEngine&) = delete;
 
-  Handled handle(const EventLine& line, Moment now);
+  Handled handle(const EventLine& line, Moment now, Sequence sequence);
 
   // Gives the library an event that it has had before, for what it remembers of
   // it; the active faults stay as they are. Answers what the filter wrote.
@@ -42,7 +48,7 @@ class FaultEngine {
   void withdraw(const std::string& fault_dn);
 
   ActiveFaults faults_;
-  std::vector<std::string> withdrawn_;
+  std::vector<Withdrawn> withdrawn_;
   bool reminding_ = false;
 };
 

@@ -24,9 +24,11 @@ constexpr std::int64_t kSweepStep = 50'000;
 
 constexpr const char* kTablesName = "the ledger's tables";  // in complaints
 
+// Of an event or a record: the library's memory, or the first or the latest record
+// of an episode.
 constexpr const char* kNeeded =
     "(seq IN (SELECT seq FROM shaping) OR seq IN (SELECT raised_seq FROM episode) OR "
-    "seq IN (SELECT last_seq FROM episode))";
+    "seq IS (SELECT last_seq FROM record AS own JOIN episode USING (raised_seq) WHERE own.seq = one.seq))";
 
 std::string parameters(int count) {
   std::string text = "?";
@@ -44,21 +46,18 @@ Ledger::Statements::Statements(const Database& db)
     : find_id(db, "SELECT seq FROM event WHERE id = ?"),
       add_tables(db, "INSERT INTO tables VALUES (?, ?, ?, ?)"),
       add_event(db, "INSERT INTO event VALUES (" + parameters(14) + ")"),
-      add_record(db, "INSERT INTO record VALUES (?, " + parameters(kRecordWidth) + ")"),
-      raise(db, "INSERT INTO episode VALUES (NULL, ?1, ?2, ?3, ?2, ?3, 1, NULL, NULL, NULL)"),
-      refresh(db,
-              "UPDATE episode SET last_seq = ?2, updated_at = ?3, reports = reports + 1 "
-              "WHERE fault_dn = ?1 AND ended_seq IS NULL"),
-      end(db,
-          "UPDATE episode SET ended_seq = ?2, ended_at = ?3, ending = ?4 WHERE fault_dn = ?1 AND ended_seq IS NULL"),
+      add_record(db, "INSERT INTO record VALUES (?, ?, nullif(?, 0), " + parameters(kRecordWidth - 1) + ")"),
+      raise(db, "INSERT INTO episode VALUES (?1, ?2, ?1, ?2, 1, NULL, NULL, NULL)"),
+      refresh(db, "UPDATE episode SET last_seq = ?2, updated_at = ?3, reports = reports + 1 WHERE raised_seq = ?1"),
+      end(db, "UPDATE episode SET ended_seq = ?2, ended_at = ?3, ending = ?4 WHERE raised_seq = ?1"),
       forget_slot(db, "DELETE FROM shaping WHERE slot = ?"),
       add_slot(db, "INSERT INTO shaping VALUES (?, ?)"),
       next_events(db, "SELECT seq, received FROM event WHERE seq > ? ORDER BY seq LIMIT ?"),
       least_cursor(db, "SELECT min(seq) FROM output"),
       drop_episodes(db, "DELETE FROM episode WHERE ended_seq <= ?"),
       latest_gone(db, "SELECT max(coalesce(time, received)) FROM event WHERE seq > ? AND seq <= ?"),
-      drop_records(db, std::string("DELETE FROM record WHERE seq > ? AND seq <= ? AND NOT ") + kNeeded),
-      drop_events(db, std::string("DELETE FROM event WHERE seq > ? AND seq <= ? AND NOT ") + kNeeded),
+      drop_records(db, std::string("DELETE FROM record AS one WHERE seq > ? AND seq <= ? AND NOT ") + kNeeded),
+      drop_events(db, std::string("DELETE FROM event AS one WHERE seq > ? AND seq <= ? AND NOT ") + kNeeded),
       set_horizon(db, "UPDATE horizon SET through_seq = ?, through_at = max(through_at, ?)"),
       survivors(db, "SELECT count(*) FROM event WHERE seq <= ?") {}
 
@@ -125,15 +124,18 @@ Shaping Ledger::restore(FaultEngine& engine) {
 
 void Ledger::restore_faults(ActiveFaults& faults) {
   std::vector<ActiveFault> active;
-  Statement rows(db_, select_events((std::string(", ") + kRecordColumns + ", raised_at, updated_at, reports").c_str(),
-                                    "episode JOIN event ON event.seq = last_seq JOIN record ON record.seq = last_seq") +
-                          " WHERE ended_seq IS NULL ORDER BY raised_seq, episode.id");
+  Statement rows(
+      db_, select_events(
+               (std::string(", ") + kRecordColumns + ", episode.raised_seq, raised_at, updated_at, reports").c_str(),
+               "episode JOIN event ON event.seq = last_seq JOIN record ON record.seq = last_seq") +
+               " WHERE ended_seq IS NULL ORDER BY episode.raised_seq");
   constexpr int kOwn = kEventWidth + kRecordWidth;
   while (rows.step()) {
     active.push_back({.record = read_record(rows).record,
-                      .since = rows.integer(kOwn),
-                      .updated = rows.integer(kOwn + 1),
-                      .reports = rows.number<std::uint64_t>(kOwn + 2)});
+                      .since = rows.integer(kOwn + 1),
+                      .updated = rows.integer(kOwn + 2),
+                      .reports = rows.number<std::uint64_t>(kOwn + 3),
+                      .raised = rows.integer(kOwn)});
   }
   Statement count(db_, "SELECT count(*) FROM episode WHERE ended_seq IS NULL");
   if (count.step() && count.number<std::size_t>(0) != active.size()) {
@@ -177,7 +179,7 @@ void Ledger::write(const LedgerEntry& entry) {
             field_text(event.sensor_name), event.event_offset, event.event_state, event.entity_instance,
             event.group_instance, event.entity_id, event.entity_subtype, event.reading_type)
       .run();
-  for (const std::string& fault_dn : entry.handled.withdrawn) end(fault_dn, entry, "withdrawn");
+  for (const Withdrawn& fault : entry.handled.withdrawn) end(fault.raised, entry, "withdrawn");
   if (entry.handled.reported) write_record(entry);
 }
 
@@ -186,32 +188,32 @@ void Ledger::write_record(const LedgerEntry& entry) {
   const Outcome& outcome = entry.handled.outcome;
   const std::string oid = dotted_oid(record);
   sql_.add_record
-      .with(entry.sequence, change_word(outcome.change), outcome.superseded, severity_word(severity_of(record)),
-            record.event.entity_id, record.event.entity_subtype, record.event.entity_instance, record.event.event_state,
-            record.fault_key, field_text(record.dn), field_text(record.fault_dn), field_text(record.rn),
-            field_text(record.code_text), oid, record.oid_len, field_text(record.descr), field_text(record.created),
-            record.created_time, record.disposition, record.cause_id, record.clear_cause_id, field_text(record.cause),
-            field_text(record.clear_cause), record.code, record.clear_code, field_text(record.name))
+      .with(entry.sequence, change_word(outcome.change), outcome.raised, outcome.superseded,
+            severity_word(severity_of(record)), record.event.entity_id, record.event.entity_subtype,
+            record.event.entity_instance, record.event.event_state, record.fault_key, field_text(record.dn),
+            field_text(record.fault_dn), field_text(record.rn), field_text(record.code_text), oid, record.oid_len,
+            field_text(record.descr), field_text(record.created), record.created_time, record.disposition,
+            record.cause_id, record.clear_cause_id, field_text(record.cause), field_text(record.clear_cause),
+            record.code, record.clear_code, field_text(record.name))
       .run();
-  if (outcome.superseded) end(fault_dn(record.dn, record.clear_code), entry, "superseded");
-  const std::string_view own = field_text(record.fault_dn);
+  if (outcome.superseded) end(outcome.superseded_raised, entry, "superseded");
   switch (outcome.change) {
     case Change::kRaised:
-      sql_.raise.with(own, entry.sequence, entry.handled.when).run();
+      sql_.raise.with(entry.sequence, entry.handled.when).run();
       break;
     case Change::kRefreshed:
-      sql_.refresh.with(own, entry.sequence, entry.handled.when).run();
+      sql_.refresh.with(outcome.raised, entry.sequence, entry.handled.when).run();
       break;
     case Change::kCleared:
-      end(std::string(own), entry, "cleared");
+      end(outcome.raised, entry, "cleared");
       break;
     case Change::kAlreadyClear:
       break;
   }
 }
 
-void Ledger::end(const std::string& fault_dn, const LedgerEntry& entry, const char* ending) {
-  sql_.end.with(fault_dn, entry.sequence, entry.handled.when, ending).run();
+void Ledger::end(Sequence raised, const LedgerEntry& entry, const char* ending) {
+  sql_.end.with(raised, entry.sequence, entry.handled.when, ending).run();
 }
 
 // How far retention may go with this batch.

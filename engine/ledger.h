@@ -75,7 +75,7 @@ class Ledger {
   void restore_faults(ActiveFaults& faults);
   void write(const LedgerEntry& entry);
   void write_record(const LedgerEntry& entry);
-  void end(const std::string& fault_dn, const LedgerEntry& entry, const char* ending);
+  void end(Sequence raised, const LedgerEntry& entry, const char* ending);
   Sequence prunable_through(const LedgerBatch& batch);
   void prune(const LedgerBatch& batch);
   void drop(Sequence after, Sequence through);

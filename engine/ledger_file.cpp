@@ -49,6 +49,7 @@ CREATE UNIQUE INDEX event_id ON event (id) WHERE id IS NOT NULL;
 CREATE TABLE record (
   seq INTEGER PRIMARY KEY REFERENCES event,
   change TEXT NOT NULL,            -- of its own fault: raised, refreshed, cleared, already_clear
+  raised_seq INTEGER,              -- the record that raised its fault; null: it was not active
   superseded INTEGER NOT NULL,     -- 1: the fault of clear_code went with it
   severity TEXT NOT NULL,          -- as ITU-T X.733 names it
   entity_id INTEGER NOT NULL,      -- these four as the filter left them
@@ -74,22 +75,17 @@ CREATE TABLE record (
   clear_code INTEGER NOT NULL,
   name TEXT NOT NULL
 );
-CREATE TABLE episode (
-  id INTEGER PRIMARY KEY,
-  fault_dn TEXT NOT NULL,
-  raised_seq INTEGER NOT NULL REFERENCES event,
+CREATE TABLE episode (             -- the fault is that of the record that raised it
+  raised_seq INTEGER PRIMARY KEY REFERENCES record,
   raised_at INTEGER NOT NULL,
-  last_seq INTEGER NOT NULL REFERENCES event,  -- of the latest record that raised or refreshed it
+  last_seq INTEGER NOT NULL REFERENCES record,  -- the latest that raised or refreshed it
   updated_at INTEGER NOT NULL,
-  reports INTEGER NOT NULL,                    -- records that raised or refreshed it
-  ended_seq INTEGER REFERENCES event,          -- null: it is active
+  reports INTEGER NOT NULL,                     -- records that raised or refreshed it
+  ended_seq INTEGER REFERENCES event,           -- null: it is active
   ended_at INTEGER,
-  ending TEXT                                  -- cleared, superseded, withdrawn
+  ending TEXT                                   -- cleared, superseded, withdrawn
 );
-CREATE UNIQUE INDEX episode_active ON episode (fault_dn) WHERE ended_seq IS NULL;
-CREATE INDEX episode_fault ON episode (fault_dn, raised_seq);
-CREATE INDEX episode_raised ON episode (raised_seq);
-CREATE INDEX episode_last ON episode (last_seq);
+CREATE INDEX episode_active ON episode (raised_seq) WHERE ended_seq IS NULL;
 CREATE INDEX episode_ended ON episode (ended_seq) WHERE ended_seq IS NOT NULL;
 CREATE TABLE shaping (
   slot TEXT NOT NULL,
@@ -111,7 +107,8 @@ CREATE TABLE output (
 CREATE VIEW outbox AS
   SELECT seq, 2 AS step, change, fault_dn FROM record WHERE change IN ('raised', 'refreshed', 'cleared')
   UNION ALL
-  SELECT ended_seq, 1, ending, fault_dn FROM episode WHERE ended_seq IS NOT NULL AND ending <> 'cleared';
+  SELECT ended_seq, 1, ending, fault_dn FROM episode JOIN record ON record.seq = episode.raised_seq
+  WHERE ended_seq IS NOT NULL AND ending <> 'cleared';
 )sql",
 };
 constexpr int kVersion = static_cast<int>(std::size(kSteps));
@@ -146,8 +143,9 @@ void reject_foreign(Database& db, const std::string& path) {
 
 // What is acknowledged is on the disk: every commit waits for it.
 void prepare(Database& db) {
-  db.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA journal_size_limit = 16777216");
-  db.exec("PRAGMA cache_size = -16384");
+  db.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA cache_size = -16384");
+  // The log is brought in when it has 16 MiB, and is no larger afterwards.
+  db.exec("PRAGMA wal_autocheckpoint = 4096; PRAGMA journal_size_limit = 16777216");
 }
 
 void migrate(Database& db) {

@@ -10,7 +10,7 @@ namespace polaiga::engine {
 namespace {
 
 constexpr const char* kEpisodeColumns =
-    "episode.fault_dn, raised_seq, raised_at, last_seq, updated_at, reports, ended_seq, ended_at, ending, "
+    "record.fault_dn, episode.raised_seq, raised_at, last_seq, updated_at, reports, ended_seq, ended_at, ending, "
     "(SELECT code_text FROM record AS last_record WHERE last_record.seq = ended_seq)";
 
 constexpr int kAtOnce = 1000;  // records of a read transaction
@@ -129,10 +129,10 @@ std::vector<ActiveEpisode> LedgerReader::active(const Selection& selection, std:
   return ask([&] {
     const Sequence now = at ? last_until(*at) : std::numeric_limits<Sequence>::max();
     Statement rows(db_, select({kEventColumns, kRecordColumns, kEpisodeColumns},
-                               "episode JOIN event ON event.seq = iif(last_seq <= ?1, last_seq, raised_seq) "
+                               "episode JOIN event ON event.seq = iif(last_seq <= ?1, last_seq, episode.raised_seq) "
                                "JOIN record ON record.seq = event.seq "
-                               "WHERE raised_seq <= ?1 AND (ended_seq IS NULL") +
-                            (at ? " OR ended_seq > ?1)" : ")") + " ORDER BY raised_seq, episode.id");
+                               "WHERE episode.raised_seq <= ?1 AND (ended_seq IS NULL") +
+                            (at ? " OR ended_seq > ?1)" : ")") + " ORDER BY episode.raised_seq");
     std::vector<ActiveEpisode> found;
     rows.with(now);
     while (rows.step()) {
@@ -147,9 +147,9 @@ std::vector<ActiveEpisode> LedgerReader::active(const Selection& selection, std:
 
 std::vector<Episode> LedgerReader::history(const std::string& fault_dn, std::int64_t limit) {
   return ask([&] {
-    Statement rows(db_, select({kEpisodeColumns}, "episode") +
+    Statement rows(db_, select({kEpisodeColumns}, "episode JOIN record ON record.seq = episode.raised_seq") +
                             (fault_dn.empty() ? " WHERE ?1 = ''" : " WHERE fault_dn = ?1") +
-                            " ORDER BY raised_seq DESC, id DESC LIMIT ?2");
+                            " ORDER BY episode.raised_seq DESC LIMIT ?2");
     std::vector<Episode> found;
     rows.with(fault_dn, limit > 0 ? limit : -1);
     while (rows.step()) found.push_back(read_episode(rows, 0));
@@ -161,9 +161,10 @@ std::vector<Episode> LedgerReader::history(const std::string& fault_dn, std::int
 std::optional<Explanation> LedgerReader::explain(const std::string& fault_dn) {
   return ask([&]() -> std::optional<Explanation> {
     Statement row(db_, select({kEventColumns, kRecordColumns, kEpisodeColumns, "nm", "cmc", "drive_bp"},
-                              "episode JOIN event ON event.seq = raised_seq JOIN record ON record.seq = raised_seq "
-                              "JOIN tables ON tables.id = event.tables WHERE episode.fault_dn = ? "
-                              "ORDER BY raised_seq DESC, episode.id DESC LIMIT 1"));
+                              "episode JOIN event ON event.seq = episode.raised_seq "
+                              "JOIN record ON record.seq = episode.raised_seq "
+                              "JOIN tables ON tables.id = event.tables WHERE record.fault_dn = ? "
+                              "ORDER BY episode.raised_seq DESC LIMIT 1"));
     if (!row.with(fault_dn).step()) return std::nullopt;
     constexpr int kTables = kEventWidth + kRecordWidth + 10;
     Explanation found{
@@ -173,7 +174,9 @@ std::optional<Explanation> LedgerReader::explain(const std::string& fault_dn) {
                    std::string(row.text(kTables + 2))},
         .superseded = {},
     };
-    Statement others(db_, "SELECT fault_dn FROM episode WHERE ended_seq = ? AND ending = 'superseded'");
+    Statement others(db_,
+                     "SELECT fault_dn FROM episode JOIN record ON record.seq = episode.raised_seq "
+                     "WHERE ended_seq = ? AND ending = 'superseded'");
     others.with(found.episode.raised);
     while (others.step()) found.superseded.emplace_back(others.text(0));
     return found;

@@ -6,17 +6,24 @@
 
 namespace polaiga::engine {
 
-// With "?" for every control character, those of two bytes included.
-inline std::string printable(std::string_view text) {
-  std::string shown(text);
-  for (std::size_t i = 0; i < shown.size(); ++i) {
-    const auto byte = static_cast<unsigned char>(shown[i]);
-    if (byte < 0x20 || byte == 0x7F) {
-      shown[i] = '?';
-    } else if (byte == 0xC2 && i + 1 < shown.size() && static_cast<unsigned char>(shown[i + 1]) < 0xA0) {
-      shown.replace(i, 2, "?");
-    }
+// Adds a text, with "?" for every control character, those of two bytes included.
+inline void add_printable(std::string& line, std::string_view text) {
+  std::size_t plain = 0;  // from here on nothing was added yet
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    const bool is_control = byte < 0x20 || byte == 0x7F;
+    const bool begins_control = byte == 0xC2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) < 0xA0;
+    if (!is_control && !begins_control) continue;
+    line.append(text.substr(plain, i - plain)).append(1, '?');
+    if (begins_control) ++i;
+    plain = i + 1;
   }
+  line += text.substr(plain);
+}
+
+inline std::string printable(std::string_view text) {
+  std::string shown;
+  add_printable(shown, text);
   return shown;
 }
 

@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -14,9 +13,9 @@
 #include "input.h"
 #include "interrupt.h"
 #include "json_report.h"
-#include "line_reader.h"
 #include "printable.h"
 #include "progress.h"
+#include "read_ahead.h"
 #include "text_report.h"
 
 namespace polaiga::engine {
@@ -62,42 +61,36 @@ class Replay {
 
  private:
   Status run(const Input& input) {
-    LineReader lines(input.fd());
-    for (std::uint64_t number = 1; !interrupted(); ++number) {
-      if (!input.is_regular() && !lines.has_line()) output_.flush();  // before a wait
-      std::string_view line;
-      switch (lines.next(line)) {
-        case LineReader::Result::kLine:
-          if (!take(line, input, number)) return kBadLines;
-          break;
-        case LineReader::Result::kTooLong:
-          if (!reject(input, number, "the line is over 64 KiB long")) return kBadLines;
-          break;
+    ReadAhead ahead(input);
+    while (!interrupted()) {
+      if (!input.is_regular() && !ahead.is_ready()) output_.flush();  // before a wait
+      const ReadLines read = ahead.next();
+      for (const ReadLine& line : read.lines) {
+        if (interrupted()) return kInterrupted;
+        if (line.event) {
+          handle(*line.event);
+        } else if (!reject(input, line.number, line.complaint)) {
+          return kBadLines;
+        }
+      }
+      progress_.update(bytes_before_ + read.bytes_taken, counts_.events);
+      switch (read.end) {
         case LineReader::Result::kInterrupted:
           return kInterrupted;
         case LineReader::Result::kFailed:
-          complain(input.name() + ": cannot read: " + std::strerror(errno));
+          complain(input.name() + ": cannot read: " + std::strerror(read.error));
           return kFailed;
         case LineReader::Result::kEnd:
-          bytes_before_ += lines.bytes_taken();
+          bytes_before_ += read.bytes_taken;
           return kDone;
+        default:
+          break;
       }
-      progress_.update(bytes_before_ + lines.bytes_taken(), counts_.events);
     }
     return kInterrupted;
   }
 
-  // Both answer whether to go on.
-  bool take(std::string_view line, const Input& input, std::uint64_t number) {
-    if (line.find_first_not_of(" \t\r") == std::string_view::npos) return true;
-    try {
-      handle(parse_event_line(line));
-    } catch (const BadLine& bad) {
-      return reject(input, number, bad.what());
-    }
-    return true;
-  }
-
+  // Answers whether to go on.
   bool reject(const Input& input, std::uint64_t number, const std::string& what) {
     ++counts_.bad_lines;
     complain(input.name() + ":" + std::to_string(number) + ": " + what);
@@ -106,7 +99,7 @@ class Replay {
 
   void handle(const EventLine& line) {
     ++counts_.events;
-    const Handled handled = engine_.handle(line, std::time(nullptr));
+    const Handled handled = engine_.handle(line, std::time(nullptr), static_cast<Sequence>(counts_.events));
     if (!handled.reported) {
       // An event may yield no fault and still have one withdrawn.
       if (handled.withdrawn.empty()) ++counts_.of_no_interest;

@@ -30,7 +30,7 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 constexpr int kMostClients = 64;
-constexpr std::size_t kMostInBatch = 1024;
+constexpr std::size_t kMostInBatch = 4096;
 constexpr auto kRetry = 1s;      // until a ledger that cannot be written is tried again
 constexpr auto kDrainTime = 5s;  // for what is under way when the engine is to stop
 
@@ -290,7 +290,7 @@ class Run {
   Sequence handle(EventLine event) {
     const Sequence sequence = kept_.ledger->last() + 1 + static_cast<Sequence>(batch_.entries.size());
     const Moment received = clock();
-    Handled handled = kept_.engine.handle(event, received);
+    Handled handled = kept_.engine.handle(event, received, sequence);
     kept_.shaping.note(sequence, event, handled.record);
     if (event.id) new_ids_.emplace(*event.id, sequence);
     batch_.entries.push_back({sequence, received, std::move(event), std::move(handled)});

@@ -11,11 +11,10 @@
 #include <string>
 #include <vector>
 
+#include "active_faults.h"
 #include "event_line.h"
 
 namespace polaiga::engine {
-
-using Sequence = std::int64_t;  // number of an event, from 1
 
 // Things remembered, each apart from the others: "fan 3", "cpu row 12". The
 // events that shaped it come in their order.

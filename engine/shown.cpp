@@ -41,9 +41,14 @@ std::string line(const std::vector<std::string>& cells, const std::vector<std::s
 
 }  // namespace
 
+void add_padded(std::string& line, std::string_view text, std::size_t width) {
+  line += text;
+  if (text.size() < width) line.append(width - text.size(), ' ');
+}
+
 std::string padded(std::string_view text, std::size_t width) {
-  std::string wide(text);
-  if (wide.size() < width) wide.append(width - wide.size(), ' ');
+  std::string wide;
+  add_padded(wide, text, width);
   return wide;
 }
 
@@ -58,16 +63,25 @@ std::string aligned(const std::vector<std::vector<std::string>>& rows) {
   return text;
 }
 
+void add_shown(std::string& line, Severity severity, bool coloured) {
+  if (coloured) line.append("\x1b[").append(colour_of(severity)).append("m");
+  add_padded(line, severity_word(severity), kSeverityWidth);
+  if (coloured) line += "\x1b[0m";
+}
+
 std::string shown(Severity severity, bool coloured) {
-  std::string word = padded(severity_word(severity), kSeverityWidth);
-  if (!coloured) return word;
-  std::string text = "\x1b[";
-  return text.append(colour_of(severity)).append("m").append(word).append("\x1b[0m");
+  std::string text;
+  add_shown(text, severity, coloured);
+  return text;
+}
+
+void add_description(std::string& line, std::string_view description) {
+  add_printable(line, description.substr(0, description.find_last_not_of(' ') + 1));
 }
 
 std::string shown_description(std::string_view description) {
-  std::string text = printable(description);
-  text.erase(text.find_last_not_of(' ') + 1);
+  std::string text;
+  add_description(text, description);
   return text;
 }
 

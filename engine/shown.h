@@ -24,6 +24,11 @@ std::string shown(Severity severity, bool coloured);
 // A description, without the blanks that some end with.
 std::string shown_description(std::string_view description);
 
+// The same three, at the end of a line that is being made.
+void add_padded(std::string& line, std::string_view text, std::size_t width);
+void add_shown(std::string& line, Severity severity, bool coloured);
+void add_description(std::string& line, std::string_view description);
+
 // As F0395.
 std::string code_text(std::uint32_t code);
 

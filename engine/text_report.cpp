@@ -34,18 +34,20 @@ std::string count(std::uint64_t number, std::string_view what) {
 }  // namespace
 
 std::string TextReport::record(const Reported& reported) const {
+  constexpr std::size_t kUsual = 256;
   const fe_fault_record& record = reported.record;
   std::string line;
-  line += padded(reported.time ? format_moment(*reported.time) : record.created, kTimeWidth);
+  line.reserve(kUsual);
+  add_padded(line, reported.time ? format_moment(*reported.time) : record.created, kTimeWidth);
   line += kGap;
-  line += shown(severity_of(record), coloured_);
+  add_shown(line, severity_of(record), coloured_);
   line += kGap;
-  line += padded(record.code_text, kCodeWidth);
+  add_padded(line, record.code_text, kCodeWidth);
   line += kGap;
-  line += printable(record.dn);
+  add_printable(line, record.dn);
   line += kGap;
-  line += shown_description(record.descr);
-  if (const std::string what = consequence(reported); !what.empty()) line += "  (" + what + ")";
+  add_description(line, record.descr);
+  if (const std::string what = consequence(reported); !what.empty()) line.append("  (").append(what).append(")");
   line += '\n';
   return line;
 }

@@ -28,12 +28,13 @@ class ActiveFaultsTest : public ::testing::Test {
   }
 
   void expect(const test::RecordOf& of, Change change, bool superseded, Moment when = 1000) {
-    const Outcome outcome = faults_.apply(make_record(of), when);
+    const Outcome outcome = faults_.apply(make_record(of), when, ++sequence_);
     EXPECT_EQ(static_cast<int>(outcome.change), static_cast<int>(change));
     EXPECT_EQ(outcome.superseded, superseded);
   }
 
   ActiveFaults faults_;
+  Sequence sequence_ = 0;
 };
 
 using Dns = std::vector<std::string>;
@@ -44,6 +45,34 @@ TEST_F(ActiveFaultsTest, RaiseAndClear) {
   expect({.dn = "a", .code = 395, .clear_code = 395, .state = 0}, Change::kCleared, false);
   EXPECT_EQ(active(), Dns());
   expect_counts({.raised = 1, .cleared = 1});
+}
+
+// Each outcome names the event that had raised what it is about.
+TEST_F(ActiveFaultsTest, WhichEventRaisedIt) {
+  EXPECT_EQ(faults_.apply(make_record({.dn = "a", .code = 395, .state = 0}), 1000, 1).raised, 0);
+  EXPECT_EQ(faults_.apply(make_record({.dn = "a", .code = 395}), 1000, 2).raised, 2);
+  EXPECT_EQ(faults_.apply(make_record({.dn = "a", .code = 395}), 1000, 3).raised, 2);
+  const Outcome moved = faults_.apply(make_record({.dn = "a", .code = 396, .clear_code = 395}), 1000, 4);
+  EXPECT_EQ(moved.raised, 4);
+  EXPECT_EQ(moved.superseded_raised, 2);
+  EXPECT_EQ(faults_.in_order().front()->raised, 4);
+  EXPECT_EQ(faults_.apply(make_record({.dn = "a", .code = 396, .state = 0}), 1000, 5).raised, 4);
+}
+
+// A fault that an earlier run left is one like the others.
+TEST_F(ActiveFaultsTest, Restored) {
+  faults_.restore(
+      {.record = make_record({.dn = "b", .code = 395}), .since = 7, .updated = 8, .reports = 3, .raised = 5});
+  faults_.restore(
+      {.record = make_record({.dn = "a", .code = 395}), .since = 8, .updated = 8, .reports = 1, .raised = 6});
+  EXPECT_EQ(active(), Dns({"b/fault-F0395", "a/fault-F0395"}));
+  const Outcome outcome = faults_.apply(make_record({.dn = "b", .code = 395}), 9, 20);
+  EXPECT_EQ(outcome.change, Change::kRefreshed);
+  EXPECT_EQ(outcome.raised, 5);
+  EXPECT_EQ(faults_.in_order().front()->reports, 4U);
+  EXPECT_EQ(faults_.in_order().front()->since, 7);
+  EXPECT_EQ(faults_.withdraw("a/fault-F0395"), 6);
+  expect_counts({.raised = 2, .refreshed = 1, .cleared = 1});
 }
 
 TEST_F(ActiveFaultsTest, ClearWithoutAClearCode) {

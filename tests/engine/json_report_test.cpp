@@ -96,8 +96,8 @@ TEST(JsonReport, TextsOfAnyKind) {
 
 TEST(JsonReport, Summary) {
   ActiveFaults faults;
-  faults.apply(full_record(), 1706745599);
-  faults.apply(full_record(), 1706745600);
+  faults.apply(full_record(), 1706745599, 1);
+  faults.apply(full_record(), 1706745600, 2);
   const std::string line = JsonReport().summary(faults, {.events = 9, .of_no_interest = 7, .bad_lines = 2});
   EXPECT_EQ(line.find('\n'), line.size() - 1);
   const json want = {{"active",

@@ -28,11 +28,11 @@ inline Sequence write(Ledger& ledger, ActiveFaults& faults, const EntryOf& of,
   entry.handled.when = of.received;
   entry.handled.reported = of.reported;
   for (const std::string& fault_dn : of.withdrawn) {
-    if (faults.withdraw(fault_dn)) entry.handled.withdrawn.push_back(fault_dn);
+    if (const auto raised = faults.withdraw(fault_dn)) entry.handled.withdrawn.push_back({fault_dn, *raised});
   }
   if (of.reported) {
     entry.handled.record = make_record(of.record);
-    entry.handled.outcome = faults.apply(entry.handled.record, of.received);
+    entry.handled.outcome = faults.apply(entry.handled.record, of.received, entry.sequence);
   }
   const Sequence sequence = entry.sequence;
   LedgerBatch batch;

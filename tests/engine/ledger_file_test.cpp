@@ -46,14 +46,19 @@ TEST_F(LedgerFile, AnOlderOneIsMigrated) {
     db.exec(
         "INSERT INTO tables VALUES (1, 'a', 'b', 'c');"
         "INSERT INTO event VALUES (1, NULL, 5, NULL, 1, 'fan', 'FAN1_TACH1', 3, 1, 1, 0, 29, 0, 1);"
-        "INSERT INTO episode VALUES (NULL, 'sys/a/fault-F0395', 1, 5, 1, 5, 1, 1, 6, 'withdrawn')");
+        "INSERT INTO record VALUES (1, 'raised', 1, 0, 'minor', 29, 0, 1, 1, 0, 'sys/a', 'sys/a/fault-F0395', 'a', "
+        "'F0395', "
+        "'', 0, '', '', 5, 0, 0, 0, '', '', 395, 0, '');"
+        "INSERT INTO episode VALUES (1, 5, 1, 5, 1, 1, 6, 'withdrawn')");
   }
   EXPECT_EQ(complaint([&] { read_ledger(path_); }),
             path_ + ": this ledger is of version 1, and this program reads 2; `polaiga run` brings it up to date");
   EXPECT_EQ(open_ledger(path_, kNow).set_aside, "");
   EXPECT_EQ(test::numbers(path_, "PRAGMA user_version"), std::vector<std::int64_t>{2});
   EXPECT_EQ(test::text(path_, "SELECT sensor FROM event"), "FAN1_TACH1");
-  EXPECT_EQ(test::text(path_, "SELECT fault_dn FROM outbox"), "sys/a/fault-F0395");
+  EXPECT_EQ(
+      test::text(path_, "SELECT group_concat(change || fault_dn, ' ') FROM (SELECT * FROM outbox ORDER BY seq, step)"),
+      "withdrawnsys/a/fault-F0395 raisedsys/a/fault-F0395");
   EXPECT_TRUE(Outbox(path_, "test").next(1).empty());
 }
 

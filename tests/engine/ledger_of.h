@@ -42,7 +42,7 @@ inline void write_ledger(const std::string& path, const std::vector<EventAt>& ev
       for (const auto& [received, text] : events) {
         const Sequence sequence = ledger.last() + static_cast<Sequence>(batch.entries.size()) + 1;
         EventLine line = parse_event_line(text);
-        Handled handled = engine.handle(line, kNewYear + received);
+        Handled handled = engine.handle(line, kNewYear + received, sequence);
         shaping.note(sequence, line, handled.record);
         batch.entries.push_back({sequence, kNewYear + received, std::move(line), std::move(handled)});
       }

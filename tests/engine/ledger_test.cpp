@@ -51,10 +51,11 @@ TEST_F(LedgerTest, EpisodesOfAFault) {
   write(*ledger_, faults_, {.record = {.code = 434}, .received = 1009});
   EXPECT_EQ(ledger_->last(), 9);
   const std::string all =
-      "SELECT group_concat(fault_dn || ' ' || raised_seq || '@' || raised_at || ' ' || last_seq || '@' || updated_at "
+      "SELECT group_concat(fault_dn || ' ' || episode.raised_seq || '@' || raised_at || ' ' || last_seq || '@' || "
+      "updated_at "
       "|| "
       "' ' || reports || ' ' || coalesce(ended_seq || '@' || ended_at || ' ' || ending, 'active'), char(10)) "
-      "FROM episode ORDER BY id";
+      "FROM episode JOIN record ON record.seq = episode.raised_seq ORDER BY episode.raised_seq";
   EXPECT_EQ(text(path_, all),
             "sys/rack-unit-1/fan-module-1-3/fan-1/fault-F0395 1@1001 2@1002 2 3@1003 superseded\n"
             "sys/rack-unit-1/fan-module-1-3/fan-1/fault-F0396 3@1003 3@1003 1 5@1005 cleared\n"
@@ -84,7 +85,7 @@ TEST_F(LedgerTest, RestoresTheActiveFaultsInTheirOrder) {
   EXPECT_EQ(faults[0]->updated, 1004);
   EXPECT_EQ(faults[0]->reports, 2U);
   EXPECT_STREQ(faults[1]->record.fault_dn, "sys/a/fault-F0395");
-  EXPECT_EQ(engine.faults().apply(test::make_record({.dn = "sys/a", .code = 395}), 1).change, Change::kRefreshed);
+  EXPECT_EQ(engine.faults().apply(test::make_record({.dn = "sys/a", .code = 395}), 1, 6).change, Change::kRefreshed);
 }
 
 TEST_F(LedgerTest, KnowsEventsByTheirId) {

@@ -187,7 +187,8 @@ std::string told(Handled handled) {
   text += handled.reported ? 'R' : '-';
   text += static_cast<char>('0' + static_cast<int>(handled.outcome.change));
   text += handled.outcome.superseded ? 'S' : '-';
-  for (const std::string& fault_dn : handled.withdrawn) text += fault_dn;
+  for (const Withdrawn& fault : handled.withdrawn) text += fault.fault_dn;
+  text += std::to_string(handled.outcome.raised) + "," + std::to_string(handled.outcome.superseded_raised);
   return text;
 }
 
@@ -228,7 +229,7 @@ class Interrupted {
           tables = step.tables;
         }
         const Sequence sequence = static_cast<Sequence>(i) + 1;
-        Handled handled = engine.handle(step.line, kNow);
+        Handled handled = engine.handle(step.line, kNow, sequence);
         shaping.note(sequence, step.line, handled.record);
         text += told(handled);
         batch.entries.push_back({sequence, kNow, step.line, std::move(handled)});
@@ -258,9 +259,10 @@ std::string uninterrupted(const std::vector<Step>& steps) {
     FaultEngine engine(0, Log::kOff);
     std::string text;
     const HostTables* tables = nullptr;
+    Sequence sequence = 0;
     for (const Step& step : steps) {
       if (step.tables != tables) install_host_tables(*(tables = step.tables), "tables");
-      text += told(engine.handle(step.line, kNow));
+      text += told(engine.handle(step.line, kNow, ++sequence));
     }
     return text + told(engine.faults());
   });

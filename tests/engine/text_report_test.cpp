@@ -75,10 +75,10 @@ TEST(TextReport, NothingCanDriveTheTerminal) {
 
 TEST(TextReport, Summary) {
   ActiveFaults faults;
-  faults.apply(make_record({.dn = "sys/longer", .code = 396, .descr = "slow "}), kTime);
-  faults.apply(make_record({.dn = "sys/longer", .code = 396, .descr = "slower "}), kTime + 60);
-  faults.apply(make_record({.dn = "sys/a", .code = 434, .descr = "missing"}), kTime + 1);
-  faults.apply(make_record({.dn = "sys/b", .code = 434, .state = 0}), kTime + 2);
+  faults.apply(make_record({.dn = "sys/longer", .code = 396, .descr = "slow "}), kTime, 1);
+  faults.apply(make_record({.dn = "sys/longer", .code = 396, .descr = "slower "}), kTime + 60, 2);
+  faults.apply(make_record({.dn = "sys/a", .code = 434, .descr = "missing"}), kTime + 1, 3);
+  faults.apply(make_record({.dn = "sys/b", .code = 434, .state = 0}), kTime + 2, 4);
   EXPECT_EQ(TextReport(false).summary(faults, {.events = 9, .of_no_interest = 5, .bad_lines = 1}),
             "\n"
             "2 active faults:\n"

@@ -65,6 +65,17 @@ done
 same 'commands of polaiga.1' "$(sed -n '/^\.Sh SYNOPSIS/,/^\.Sh DESCRIPTION/s/^\.Cm //p' "$source/packaging/man/polaiga.1" | LC_ALL=C sort | xargs)" \
   "$(xargs -n 1 <<<"$commands" | LC_ALL=C sort | xargs)"
 
+# Options and files that the documents name are there.
+for command in '' $commands; do options_of $command; done | LC_ALL=C sort -u >"$work/options"
+for document in README.md docs/engine.md docs/events.md docs/design.md docs/footprint.md; do
+  for option in $(grep -o '`--[a-z-]*' "$source/$document" | tr -d '`'); do
+    grep -qx -- "$option" "$work/options" || { echo "$document names $option"; failed=1; }
+  done
+  for link in $(grep -o '](\([^)#]*\))' "$source/$document" | sed 's/^](//; s/)$//'); do
+    [ -e "$source/$(dirname "$document")/$link" ] || { echo "$document names $link"; failed=1; }
+  done
+done
+
 # Values and files.
 same 'catalog --tables' "$(complete_words catalog --tables "$source/packag")" "$source/packaging"
 same '--color' "$(complete_words replay --color '' | xargs)" 'always auto never'

@@ -145,7 +145,7 @@ TEST_F(RunTest, AnIdIsTakenOnce) {
   client.send(slow(1, "b") + slow(1, "c"));
   EXPECT_EQ(client.answers(2), Answers({known(2), taken(4)}));
   EXPECT_EQ(events(), 4);
-  EXPECT_EQ(ask("SELECT reports || ' ' || coalesce(ending, 'active') FROM episode ORDER BY id"),
+  EXPECT_EQ(ask("SELECT reports || ' ' || coalesce(ending, 'active') FROM episode ORDER BY raised_seq"),
             Answers({"2 cleared", "1 active"}));
 }
 

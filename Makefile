@@ -37,7 +37,8 @@ check:
 	@cmake --build --preset check
 	@echo "== Testing"
 	@ctest --preset check
-	@$(MAKE) --no-print-directory arm asan fuzz-check lint cppcheck
+	@$(MAKE) --no-print-directory arm asan
+	@$(MAKE) --no-print-directory --jobs 2 --output-sync=target fuzz-check lint cppcheck
 
 arm:
 	@tools/setup check

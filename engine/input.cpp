@@ -27,10 +27,7 @@ Input::~Input() {
 }
 
 Input::Input(Input&& other) noexcept
-    : name_(std::move(other.name_)),
-      fd_(std::exchange(other.fd_, -1)),
-      regular_(other.regular_),
-      size_(other.size_) {}
+    : name_(std::move(other.name_)), fd_(std::exchange(other.fd_, -1)), regular_(other.regular_), size_(other.size_) {}
 
 void Input::fail(const char* what, int error) const {
   throw std::runtime_error(name_ + ": " + what + ": " + std::strerror(error));

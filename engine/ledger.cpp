@@ -12,7 +12,7 @@
 namespace polaiga::engine {
 namespace {
 
-constexpr Moment kDay = 24 * 60 * 60;
+constexpr Moment kDay = Moment{24} * 60 * 60;
 
 // Retention goes on by at most this much with a batch, so that it delays none.
 constexpr std::int64_t kPrunedAtOnce = 256;
@@ -144,9 +144,9 @@ void Ledger::restore_faults(ActiveFaults& faults) {
   for (const ActiveFault& fault : active) faults.restore(fault);
 }
 
-void Ledger::use_tables(const HostTables& used) {
+void Ledger::use_tables(const HostTables& in_use) {
   new_tables_.reset();
-  if (tables_id_ == 0 || tables(tables_id_) != used) new_tables_ = used;
+  if (tables_id_ == 0 || tables(tables_id_) != in_use) new_tables_ = in_use;
 }
 
 void Ledger::write(const LedgerBatch& batch) {

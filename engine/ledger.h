@@ -55,7 +55,7 @@ class Ledger {
   Shaping restore(FaultEngine& engine);
 
   // The host tables that events are handled under from now on.
-  void use_tables(const HostTables& tables);
+  void use_tables(const HostTables& in_use);
 
   // In one transaction, durable when it returns; the entries' numbers follow
   // last(). Throws SqlError, and then the ledger is as it was: the same batch may

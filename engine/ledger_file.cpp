@@ -164,7 +164,7 @@ std::string when_text(Moment now) {
 
 LedgerError told(const std::string& path, const SqlError& error, const char* advice) {
   const bool shut = error.code() == SQLITE_CANTOPEN || error.code() == SQLITE_READONLY || error.code() == SQLITE_PERM;
-  return LedgerError(path + ": cannot open the ledger: " + error.what() + (shut ? advice : ""));
+  return LedgerError{path + ": cannot open the ledger: " + error.what() + (shut ? advice : "")};
 }
 
 void check_version(Database& db, const std::string& path) {
@@ -180,13 +180,6 @@ Database open_existing(const std::string& path, Access access) {
   Database db(path, access);
   check_version(db, path);
   return db;
-}
-
-// Who may not write beside a ledger cannot read it as others do when it has no
-// log; but without one nobody is writing to it.
-Database open_resting(const std::string& path, const SqlError& error) {
-  if (std::filesystem::exists(path + "-wal")) throw error;
-  return open_existing(path, Access::kReadResting);
 }
 
 }  // namespace
@@ -261,8 +254,11 @@ Database read_ledger(const std::string& path) {
   try {
     try {
       return open_existing(path, Access::kRead);
-    } catch (const SqlError& error) {
-      return open_resting(path, error);
+    } catch (const SqlError&) {
+      // Who may not write beside a ledger cannot read it as others do when it has
+      // no log; but without one nobody is writing to it.
+      if (std::filesystem::exists(path + "-wal")) throw;
+      return open_existing(path, Access::kReadResting);
     }
   } catch (const SqlError& error) {
     throw told(path, error, kReaderAdvice);

@@ -15,7 +15,7 @@ std::vector<std::string> severity_words() {
   return words;
 }
 
-std::vector<std::string> entity_names() {
+std::vector<std::string> entity_words() {
   std::vector<std::string> names;
   for (const Entity& entity : entities()) names.emplace_back(entity.name);
   return names;
@@ -49,7 +49,7 @@ void add_entity_option(CLI::App& command, Selection& selection) {
       .add_option_function<std::string>(
           "--entity", [&selection](const std::string& name) { selection.entity = find_entity(name); },
           "Of this entity, as in events")
-      ->check(CLI::IsMember(entity_names()))
+      ->check(CLI::IsMember(entity_words()))
       ->option_text("NAME");
 }
 

@@ -59,7 +59,7 @@ Database::Database(const std::string& path, Access access) {
   sqlite3_busy_timeout(db, kPatience);
 }
 
-void Database::exec(const std::string& sql) {
+void Database::exec(const std::string& sql) const {
   if (const int code = sqlite3_exec(get(), sql.c_str(), nullptr, nullptr, nullptr); code != SQLITE_OK) {
     fail(get(), code);
   }
@@ -87,9 +87,9 @@ bool Statement::step() {
   const int code = sqlite3_step(statement_.get());
   if (code == SQLITE_ROW) return true;
   if (code == SQLITE_DONE) return false;
-  const SqlError error(code & 0xFF, sqlite3_errmsg(sqlite3_db_handle(statement_.get())));
+  const std::string what = sqlite3_errmsg(sqlite3_db_handle(statement_.get()));
   reset();
-  throw error;
+  throw SqlError(code & 0xFF, what);
 }
 
 void Statement::run() {

@@ -32,7 +32,7 @@ class Database {
   // Throws SqlError, as all that follows does.
   Database(const std::string& path, Access access);
 
-  void exec(const std::string& sql);
+  void exec(const std::string& sql) const;
   bool in_transaction() const;
   int rows_changed() const;
   sqlite3* get() const { return db_.get(); }

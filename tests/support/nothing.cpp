@@ -1,0 +1,1 @@
+// What belongs to headers that are compiled ahead.

@@ -64,7 +64,7 @@ Ledger::Statements::Statements(const Database& db)
 Ledger::Ledger(const std::string& path, const Retention& retention, Moment now)
     : Ledger(open_ledger(path, now), retention) {}
 
-Ledger::Ledger(OpenedLedger opened, const Retention& retention)
+Ledger::Ledger(OpenedLedger&& opened, const Retention& retention)
     : retention_(retention), set_aside_(std::move(opened.set_aside)), db_(std::move(opened.db)), sql_(db_) {
   Statement now(db_,
                 "SELECT through_seq, max(through_seq, coalesce((SELECT max(seq) FROM event), 0)), "

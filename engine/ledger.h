@@ -69,7 +69,7 @@ class Ledger {
     Statement next_events, least_cursor, drop_episodes, latest_gone, drop_records, drop_events, set_horizon, survivors;
   };
 
-  Ledger(OpenedLedger opened, const Retention& retention);
+  Ledger(OpenedLedger&& opened, const Retention& retention);
 
   HostTables tables(std::int64_t id) const;
   void restore_faults(ActiveFaults& faults);

@@ -31,8 +31,10 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kMostClients = 64;
 constexpr std::size_t kMostInBatch = 4096;
-constexpr auto kRetry = 1s;      // until a ledger that cannot be written is tried again
-constexpr auto kDrainTime = 5s;  // for what is under way when the engine is to stop
+constexpr std::chrono::milliseconds kLongestWait{60'000};  // if nothing comes
+constexpr std::chrono::milliseconds kDrainWait{20};        // the same, when the engine is to stop
+constexpr auto kRetry = 1s;                                // until a ledger that cannot be written is tried again
+constexpr auto kDrainTime = 5s;                            // for what is under way when the engine is to stop
 
 void say(const std::string& what) { std::fprintf(stderr, "polaiga: %s\n", what.c_str()); }
 
@@ -142,8 +144,7 @@ class Run {
   bool has_place() const { return std::ranges::count(senders_, false, &Sender::is_standard_input) < kMostClients; }
 
   std::chrono::milliseconds patience() const {
-    auto longest = 60'000ms;
-    if (stopping_) longest = 20ms;
+    auto longest = stopping_ ? kDrainWait : kLongestWait;
     if (is_waiting())
       longest = std::min(longest, std::chrono::ceil<std::chrono::milliseconds>(retry_at_ - Clock::now()));
     if (const auto tick = manager_.until_tick()) longest = std::min(longest, *tick);

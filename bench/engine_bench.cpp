@@ -18,10 +18,10 @@
 #include <utility>
 #include <vector>
 
-#include "fault_engine.h"
-#include "host_tables.h"
-#include "ledger.h"
-#include "output.h"
+#include "base/output.h"
+#include "core/fault_engine.h"
+#include "filter/host_tables.h"
+#include "ledger/ledger.h"
 
 namespace polaiga::engine {
 namespace {

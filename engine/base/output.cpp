@@ -1,0 +1,56 @@
+#include "base/output.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+namespace polaiga::engine {
+namespace {
+
+constexpr std::size_t kEnough = std::size_t{64} * 1024;
+constexpr int kFirstOwn = 3;  // behind the three standard ones
+
+[[noreturn]] void fail() { throw WriteError(errno, std::generic_category()); }
+
+}  // namespace
+
+Output::Output() : fd_(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, kFirstOwn)), terminal_(fd_ >= 0 && ::isatty(fd_) == 1) {
+  if (fd_ < 0) fail();
+}
+
+Output::~Output() { ::close(fd_); }
+
+void Output::divert(Others others) {
+  // What stdout still holds was meant for the old place, so it goes out first.
+  if (std::fflush(stdout) != 0) fail();
+  if (others == Others::kToStandardError) {
+    std::setvbuf(stdout, nullptr, _IONBF, 0);  // in step with the log lines
+    if (::dup2(STDERR_FILENO, STDOUT_FILENO) < 0) fail();
+    return;
+  }
+  const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+  if (nowhere < 0 || ::dup2(nowhere, STDOUT_FILENO) < 0) fail();
+  ::close(nowhere);
+}
+
+void Output::write(std::string_view text) {
+  pending_ += text;
+  if (pending_.size() >= kEnough) flush();
+}
+
+void Output::flush() {
+  std::string_view rest = pending_;
+  while (!rest.empty()) {
+    const auto written = ::write(fd_, rest.data(), rest.size());
+    if (written >= 0) {
+      rest.remove_prefix(static_cast<std::size_t>(written));
+    } else if (errno != EINTR) {
+      fail();
+    }
+  }
+  pending_.clear();
+}
+
+}  // namespace polaiga::engine

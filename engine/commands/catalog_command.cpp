@@ -1,0 +1,56 @@
+#include "commands/catalog_command.h"
+
+#include <CLI/CLI.hpp>
+#include <memory>
+
+#include "explore/catalog_forms.h"
+#include "filter/host_tables.h"
+
+namespace polaiga::engine {
+namespace {
+
+enum class CatalogForm : std::uint8_t { kText, kJson, kMarkdown };
+
+struct CatalogOptions {
+  CatalogForm form = CatalogForm::kText;
+  std::string tables;  // directory; empty: the program's own
+};
+
+std::string in_form(CatalogForm form, std::span<const FoundFilter> filters) {
+  switch (form) {
+    case CatalogForm::kJson:
+      return catalog_as_json(filters);
+    case CatalogForm::kMarkdown:
+      return catalog_as_markdown(filters);
+    default:
+      return catalog_as_text(filters);
+  }
+}
+
+void catalog(const CatalogOptions& options, Output& output) {
+  load_host_tables(tables_directory(options.tables));
+  Output::divert(Others::kDiscarded);
+  output.write(in_form(options.form, find_faults()));
+  output.flush();
+}
+
+}  // namespace
+
+Command catalog_command(CLI::App& program) {
+  const auto options = std::make_shared<CatalogOptions>();
+  CLI::App* const app = program.add_subcommand("catalog", "List every fault that the library can raise");
+  app->footer("Example:\n  polaiga catalog --json\n\nEvents are given as OFFSETS: STATES.");
+  const auto add_form = [&](const char* name, CatalogForm form, const char* help) {
+    return app->add_flag_callback(
+        name, [options, form] { options->form = form; }, help);
+  };
+  add_form("--markdown", CatalogForm::kMarkdown, "Print a page of documentation")
+      ->excludes(add_form("--json", CatalogForm::kJson, "Print JSON Lines, a fault each"));
+  add_tables_option(*app, options->tables);
+  return {app, [options](Output& output) {
+            catalog(*options, output);
+            return kDone;
+          }};
+}
+
+}  // namespace polaiga::engine

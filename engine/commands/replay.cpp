@@ -1,0 +1,139 @@
+#include "commands/replay.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <memory>
+
+#include "base/input.h"
+#include "base/interrupt.h"
+#include "base/printable.h"
+#include "core/fault_engine.h"
+#include "filter/host_tables.h"
+#include "intake/read_ahead.h"
+#include "model/event_line.h"
+#include "report/json_report.h"
+#include "report/progress.h"
+#include "report/text_report.h"
+
+namespace polaiga::engine {
+namespace {
+
+std::unique_ptr<Report> make_report(const ReplayOptions& options, const Output& output) {
+  if (options.json) return std::make_unique<JsonReport>();
+  return std::make_unique<TextReport>(wants_colour(options.colour, output));
+}
+
+// Bytes that progress is measured by; 0 when it is not to be shown.
+std::uint64_t bytes_to_show(const ReplayOptions& options, const std::vector<Input>& inputs) {
+  if (::isatty(STDERR_FILENO) != 1 || options.log != Log::kOff) return 0;
+  std::uint64_t bytes = 0;
+  for (const Input& input : inputs) {
+    if (!input.is_regular()) return 0;
+    bytes += input.size();
+  }
+  return bytes;
+}
+
+class Replay {
+ public:
+  Replay(const ReplayOptions& options, Output& output, std::uint64_t bytes_in_all)
+      : strict_(options.strict),
+        output_(output),
+        report_(make_report(options, output)),
+        progress_(bytes_in_all),
+        engine_(options.platform, options.log) {}
+
+  Status run(const std::vector<Input>& inputs) {
+    Status status = kDone;
+    for (const Input& input : inputs) {
+      status = run(input);
+      if (status != kDone) break;
+    }
+    progress_.hide();
+    output_.write(report_->summary(engine_.faults(), counts_));
+    output_.flush();
+    if (status == kDone && counts_.bad_lines > 0) status = kBadLines;
+    return status;
+  }
+
+ private:
+  Status run(const Input& input) {
+    ReadAhead ahead(input);
+    while (!interrupted()) {
+      if (!input.is_regular() && !ahead.is_ready()) output_.flush();  // before a wait
+      const ReadLines read = ahead.next();
+      for (const ReadLine& line : read.lines) {
+        if (interrupted()) return kInterrupted;
+        if (line.event) {
+          handle(*line.event);
+        } else if (!reject(input, line.number, line.complaint)) {
+          return kBadLines;
+        }
+      }
+      progress_.update(bytes_before_ + read.bytes_taken, counts_.events);
+      switch (read.end) {
+        case LineReader::Result::kInterrupted:
+          return kInterrupted;
+        case LineReader::Result::kFailed:
+          complain(input.name() + ": cannot read: " + std::strerror(read.error));
+          return kFailed;
+        case LineReader::Result::kEnd:
+          bytes_before_ += read.bytes_taken;
+          return kDone;
+        default:
+          break;
+      }
+    }
+    return kInterrupted;
+  }
+
+  // Answers whether to go on.
+  bool reject(const Input& input, std::uint64_t number, const std::string& what) {
+    ++counts_.bad_lines;
+    complain(input.name() + ":" + std::to_string(number) + ": " + what);
+    return !strict_;
+  }
+
+  void handle(const EventLine& line) {
+    ++counts_.events;
+    const Handled handled = engine_.handle(line, std::time(nullptr), static_cast<Sequence>(counts_.events));
+    if (!handled.reported) {
+      // An event may yield no fault and still have one withdrawn.
+      if (handled.withdrawn.empty()) ++counts_.of_no_interest;
+      return;
+    }
+    const std::string text = report_->record({handled.record, line.time, handled.outcome});
+    if (output_.is_terminal()) progress_.hide();
+    output_.write(text);
+    if (output_.is_terminal()) output_.flush();
+  }
+
+  void complain(const std::string& what) {
+    progress_.hide();
+    std::fprintf(stderr, "%s\n", what.c_str());
+  }
+
+  bool strict_;
+  Output& output_;
+  std::unique_ptr<Report> report_;
+  Progress progress_;
+  FaultEngine engine_;
+  LineCounts counts_;
+  std::uint64_t bytes_before_ = 0;  // of the files that are done with
+};
+
+}  // namespace
+
+Status replay(const ReplayOptions& options, Output& output) {
+  load_host_tables(tables_directory(options.tables));
+  std::vector<Input> inputs;
+  for (const std::string& file : options.files) inputs.emplace_back(file);
+  watch_for_interrupt();
+  Output::divert(options.log == Log::kDebug ? Others::kToStandardError : Others::kDiscarded);
+  return Replay(options, output, bytes_to_show(options, inputs)).run(inputs);
+}
+
+}  // namespace polaiga::engine

@@ -1,0 +1,35 @@
+#include "commands/replay_command.h"
+
+#include <CLI/CLI.hpp>
+#include <memory>
+
+#include "commands/replay.h"
+#include "model/entities.h"
+
+namespace polaiga::engine {
+namespace {
+
+std::string entity_names() {
+  std::string names;
+  for (const Entity& entity : entities()) names += (names.empty() ? "" : ", ") + std::string(entity.name);
+  return names;
+}
+
+}  // namespace
+
+Command replay_command(CLI::App& program) {
+  const auto options = std::make_shared<ReplayOptions>();
+  CLI::App* const app = program.add_subcommand("replay", "Replay sensor events, given as JSON Lines");
+  app->footer(std::string(kReplayExample) + "  polaiga replay --json day.jsonl\n\nEntities: " + entity_names() +
+              "\n\nExit status: 0 when all is well, 1 when lines were no events, 2 when the replay failed.");
+  app->add_option("FILE", options->files, "Files of events, one JSON object a line; - is standard input")->required();
+  app->add_flag("--json", options->json, "Print records and summary as JSON Lines");
+  app->add_flag("--strict", options->strict, "Stop at the first line that is no event");
+  add_colour_option(*app, options->colour);
+  add_platform_option(*app, options->platform);
+  add_tables_option(*app, options->tables);
+  add_log_option(*app, options->log);
+  return {app, [options](Output& output) { return replay(*options, output); }};
+}
+
+}  // namespace polaiga::engine

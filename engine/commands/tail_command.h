@@ -1,0 +1,10 @@
+// `polaiga tail`, as the command line knows it.
+#pragma once
+
+#include "commands/command.h"
+
+namespace polaiga::engine {
+
+Command tail_command(CLI::App& program);
+
+}  // namespace polaiga::engine

@@ -1,0 +1,177 @@
+#include "compare/diff.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "base/input.h"
+#include "base/interrupt.h"
+#include "base/printable.h"
+#include "compare/answer.h"
+#include "compare/diff_report.h"
+#include "compare/worker.h"
+#include "filter/host_tables.h"
+#include "intake/line_reader.h"
+#include "model/entities.h"
+#include "model/event_line.h"
+
+namespace polaiga::engine {
+namespace {
+
+constexpr std::size_t kBatch = 512;  // events
+
+std::unique_ptr<DiffReport> make_report(const DiffOptions& options) {
+  const LibraryNames libraries{printable(options.a), printable(options.b)};
+  if (options.json) return std::make_unique<JsonDiffReport>(libraries);
+  return std::make_unique<TextDiffReport>(libraries);
+}
+
+Question question_of(const EventLine& line) {
+  return {static_cast<std::uint32_t>(line.entity - entities().data()), line.event};
+}
+
+class Diff {
+ public:
+  Diff(const DiffOptions& options, Output& output)
+      : output_(output),
+        report_(make_report(options)),
+        a_(options.a, options.tables, options.platform),
+        b_(options.b, options.tables, options.platform) {}
+
+  Status run(const std::vector<Input>& inputs) {
+    Status status = kDone;
+    for (const Input& input : inputs) {
+      status = run(input);
+      if (status != kDone) break;
+    }
+    if (status == kDone) status = end();
+    output_.write(report_->summary(counts_));
+    output_.flush();
+    if (status != kDone) return status;
+    if (counts_.bad_lines > 0) return kFailed;
+    return counts_.differ > 0 ? kDiffers : kDone;
+  }
+
+ private:
+  // An event that is yet to be compared.
+  struct Pending {
+    std::uint64_t line;
+    EventLine event;
+  };
+
+  Status run(const Input& input) {
+    LineReader lines(input.fd());
+    Status status = kDone;
+    for (std::uint64_t number = 1; status == kDone; ++number) {
+      if (!input.is_regular() && !lines.has_line()) {  // before a wait
+        status = compare(input);
+        output_.flush();
+        if (status != kDone) break;
+      }
+      std::string_view line;
+      switch (lines.next(line)) {
+        case LineReader::Result::kLine:
+          take(line, input, number);
+          if (pending_.size() == kBatch) status = compare(input);
+          break;
+        case LineReader::Result::kTooLong:
+          reject(input, number, "the line is over 64 KiB long");
+          break;
+        case LineReader::Result::kInterrupted:
+          return kInterrupted;
+        case LineReader::Result::kFailed:
+          std::fprintf(stderr, "%s: cannot read: %s\n", input.name().c_str(), std::strerror(errno));
+          compare(input);
+          return kFailed;
+        case LineReader::Result::kEnd:
+          return compare(input);
+      }
+    }
+    return status;
+  }
+
+  void take(std::string_view line, const Input& input, std::uint64_t number) {
+    if (line.find_first_not_of(" \t\r") == std::string_view::npos) return;
+    try {
+      pending_.push_back({number, parse_event_line(line)});
+    } catch (const BadLine& bad) {
+      reject(input, number, bad.what());
+    }
+  }
+
+  void reject(const Input& input, std::uint64_t number, const std::string& what) {
+    ++counts_.bad_lines;
+    std::fprintf(stderr, "%s:%llu: %s\n", input.name().c_str(), static_cast<unsigned long long>(number), what.c_str());
+  }
+
+  // What is pending, which then is not any more.
+  Status compare(const Input& input) {
+    std::vector<Question> batch;
+    batch.reserve(pending_.size());
+    for (const Pending& pending : pending_) batch.push_back(question_of(pending.event));
+    a_.ask(batch);
+    b_.ask(batch);
+    Status status = interrupted() ? kInterrupted : kDone;
+    for (const Pending& pending : pending_) {
+      if (status != kDone) break;
+      status = compare({input.name(), pending.line, pending.event});
+    }
+    pending_.clear();
+    return status;
+  }
+
+  Status compare(const PlacedEvent& event) {
+    const std::optional<Answer> from_a = a_.answer();
+    const std::optional<Answer> from_b = b_.answer();
+    if (interrupted()) return kInterrupted;
+    ++counts_.events;
+    if (!from_a || !from_b) {
+      Endings endings;
+      if (!from_a) endings[0] = a_.end();
+      if (!from_b) endings[1] = b_.end();
+      return tell_ended(&event, endings);
+    }
+    const std::vector<Difference> found = differences(*from_a, *from_b);
+    if (found.empty()) return kDone;
+    ++counts_.differ;
+    output_.write(report_->event(event, found));
+    return kDone;
+  }
+
+  Status tell_ended(const PlacedEvent* event, const Endings& endings) {
+    if (event != nullptr) ++counts_.differ;
+    output_.write(report_->ended(event, endings));
+    return kDiffers;
+  }
+
+  // A build may also fail while it is unloaded.
+  Status end() {
+    Endings endings{a_.end(), b_.end()};
+    for (std::optional<Ending>& ending : endings) {
+      if (!ending->by_signal && ending->number == kDone) ending.reset();
+    }
+    return endings[0] || endings[1] ? tell_ended(nullptr, endings) : kDone;
+  }
+
+  Output& output_;
+  std::unique_ptr<DiffReport> report_;
+  Worker a_;
+  Worker b_;
+  std::vector<Pending> pending_;
+  DiffCounts counts_;
+};
+
+}  // namespace
+
+Status diff(const DiffOptions& options, Output& output) {
+  load_host_tables(tables_directory(options.tables));  // so that what is wrong with them is told once
+  std::vector<Input> inputs;
+  for (const std::string& file : options.files) inputs.emplace_back(file);
+  watch_for_interrupt();
+  return Diff(options, output).run(inputs);
+}
+
+}  // namespace polaiga::engine

@@ -1,0 +1,357 @@
+#include "explore/catalog_forms.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "report/shown.h"
+
+namespace polaiga::engine {
+namespace {
+
+using nlohmann::ordered_json;
+using States = std::uint8_t;  // a bit for each
+using StatesByOffset = std::map<std::int32_t, States>;
+
+std::string joined(const std::vector<std::string>& parts, std::string_view between) {
+  std::string text;
+  for (std::size_t i = 0; i < parts.size(); ++i) text.append(i == 0 ? "" : between).append(parts[i]);
+  return text;
+}
+
+std::string states_text(States states) {
+  constexpr std::size_t kMany = 4;
+  std::vector<std::string> with;
+  std::vector<std::string> without;
+  for (std::int32_t state = 0; state < kStates; ++state) {
+    ((states >> state & 1) != 0 ? with : without).push_back(std::to_string(state));
+  }
+  if (without.empty()) return "any";
+  return with.size() > kMany ? "any but " + joined(without, ", ") : joined(with, ", ");
+}
+
+// Ascending offsets as ranges.
+std::string ranges_text(const std::vector<std::int32_t>& offsets) {
+  std::vector<std::string> ranges;
+  for (std::size_t first = 0; first < offsets.size();) {
+    std::size_t last = first;
+    while (last + 1 < offsets.size() && offsets[last + 1] == offsets[last] + 1) ++last;
+    const std::string end = last > first ? "-" + std::to_string(offsets[last]) : "";
+    ranges.push_back(std::to_string(offsets[first]) + end);
+    first = last + 1;
+  }
+  return joined(ranges, ", ");
+}
+
+std::string offsets_text(const std::vector<std::int32_t>& offsets) {
+  if (offsets.front() != kTriedOffsets.front().first || offsets.back() != kTriedOffsets.back().last) {
+    return ranges_text(offsets);
+  }
+  std::vector<std::int32_t> others;
+  for (const OffsetRange& tried : kTriedOffsets) {
+    for (std::int32_t offset = tried.first; offset <= tried.last; ++offset) {
+      if (!std::ranges::binary_search(offsets, offset)) others.push_back(offset);
+    }
+  }
+  return others.empty() ? "any" : "any but " + ranges_text(others);
+}
+
+// Offsets of the same states go together.
+std::string grouped_text(const StatesByOffset& events) {
+  std::vector<std::pair<States, std::vector<std::int32_t>>> groups;
+  for (const auto& [offset, states] : events) {
+    auto group = std::ranges::find(groups, states, [](const auto& one) { return one.first; });
+    if (group == groups.end()) group = groups.insert(group, {states, {}});
+    group->second.push_back(offset);
+  }
+  std::vector<std::string> parts;
+  parts.reserve(groups.size());
+  for (const auto& [states, offsets] : groups) parts.push_back(offsets_text(offsets) + ": " + states_text(states));
+  return joined(parts, "; ");
+}
+
+std::string memories_text(Memories memories) {
+  std::vector<std::string> names;
+  for (std::size_t memory = 0; memory < kMemoryNames.size(); ++memory) {
+    if ((memories >> memory & 1) == 0) continue;
+    names.emplace_back(memory == 0 ? "log not low" : kMemoryNames[memory]);
+  }
+  return " (" + joined(names, " or ") + ")";
+}
+
+void add(StatesByOffset& events, const EventKey& key) {
+  events[key.offset] = static_cast<States>(events[key.offset] | 1U << key.state);
+}
+
+}  // namespace
+
+std::string brief_events(const Events& events, std::size_t memories) {
+  StatesByOffset discrete;
+  StatesByOffset threshold;
+  std::map<Memories, StatesByOffset> at_times;
+  for (const auto& [key, when] : events) {
+    const auto always = static_cast<Memories>(is_remembered(key) ? (1U << memories) - 1 : 1U);
+    if (when != always) {
+      add(at_times[when], key);
+    } else {
+      add(key.threshold ? threshold : discrete, key);
+    }
+  }
+  std::vector<std::string> parts;
+  if (threshold.empty() || discrete == threshold) {
+    if (!discrete.empty()) parts.push_back(grouped_text(discrete));
+  } else {
+    parts.push_back("threshold " + grouped_text(threshold));
+    if (!discrete.empty()) parts.push_back("discrete " + grouped_text(discrete));
+  }
+  for (const auto& [when, keys] : at_times) parts.push_back("threshold " + grouped_text(keys) + memories_text(when));
+  return joined(parts, "; ");
+}
+
+namespace {
+
+// As one, with what differs in braces.
+std::string with_braces(const std::vector<std::string>& texts) {
+  const std::string& first = texts.front();
+  if (texts.size() == 1) return first;
+  std::size_t head = first.size();
+  std::size_t tail = first.size();
+  std::size_t shortest = first.size();
+  for (const std::string& text : texts) {
+    const auto same_head = std::ranges::mismatch(first, text).in1 - first.begin();
+    const auto same_tail =
+        std::mismatch(first.rbegin(), first.rend(), text.rbegin(), text.rend()).first - first.rbegin();
+    head = std::min(head, static_cast<std::size_t>(same_head));
+    tail = std::min(tail, static_cast<std::size_t>(same_tail));
+    shortest = std::min(shortest, text.size());
+  }
+  // Only whole words differ.
+  while (head > 0 && first[head - 1] != ' ') --head;
+  tail = std::min(tail, shortest - head);
+  while (tail > 0 && std::string_view(" :").find(first[first.size() - tail]) == std::string_view::npos) --tail;
+  std::vector<std::string> middles;
+  for (const std::string& text : texts) {
+    const std::string middle = text.substr(head, text.size() - head - tail);
+    middles.push_back(middle.empty() ? "(none)" : middle);
+  }
+  return first.substr(0, head) + "{" + joined(middles, " / ") + "}" + first.substr(first.size() - tail);
+}
+
+}  // namespace
+
+std::vector<std::string> brief_texts(const std::map<std::string, Events>& texts) {
+  std::vector<std::string> raises;
+  std::vector<std::string> clears;
+  for (const auto& [text, events] : texts) {
+    (text.find(": Cleared") == std::string::npos ? raises : clears).push_back(text);
+  }
+  std::vector<std::string> brief;
+  if (!raises.empty()) brief.push_back(with_braces(raises));
+  if (!clears.empty()) brief.push_back(with_braces(clears));
+  return brief;
+}
+
+namespace {
+
+// Behaviours that differ in sensors, objects and texts alone.
+std::vector<std::vector<const Behaviour*>> alike(const FoundFault& fault) {
+  std::vector<std::vector<const Behaviour*>> groups;
+  for (const Behaviour& one : fault.behaviours) {
+    const auto group = std::ranges::find_if(groups, [&](const auto& others) {
+      const Behaviour& other = *others.front();
+      return std::tie(other.raises, other.clears, other.supersedes, other.superseded_by) ==
+             std::tie(one.raises, one.clears, one.supersedes, one.superseded_by);
+    });
+    if (group == groups.end()) {
+      groups.push_back({&one});
+    } else {
+      group->push_back(&one);
+    }
+  }
+  return groups;
+}
+
+// What the events do, a line each: what, and by which events.
+std::vector<std::pair<std::string, std::string>> effects(const Behaviour& behaviour, std::size_t memories) {
+  std::vector<std::pair<std::string, std::string>> lines;
+  const auto add_line = [&](const std::string& what, const Events& events) {
+    if (!events.empty()) lines.emplace_back(what, brief_events(events, memories));
+  };
+  add_line("raised", behaviour.raises);
+  for (const auto& [code, events] : behaviour.supersedes) add_line("supersedes " + code_text(code), events);
+  add_line("cleared", behaviour.clears);
+  for (const auto& [code, events] : behaviour.superseded_by) add_line("superseded by " + code_text(code), events);
+  return lines;
+}
+
+std::vector<std::string> dns_of(const Behaviour& behaviour) {
+  std::vector<std::string> dns;
+  for (const auto& [dn, oid] : behaviour.objects) dns.push_back(dn);
+  return dns;
+}
+
+std::vector<std::string> oids_of(const FoundFault& fault) {
+  std::vector<std::string> oids;
+  for (const Behaviour& behaviour : fault.behaviours) {
+    for (const auto& [dn, oid] : behaviour.objects) {
+      if (std::ranges::find(oids, oid) == oids.end()) oids.push_back(oid);
+    }
+  }
+  return oids;
+}
+
+constexpr std::string_view kUnreported = "The record is filled, but never reported: the filter answers -1.";
+
+std::size_t count_faults(std::span<const FoundFilter> filters) {
+  std::size_t count = 0;
+  for (const FoundFilter& filter : filters) count += filter.faults.size();
+  return count;
+}
+
+}  // namespace
+
+std::string catalog_as_text(std::span<const FoundFilter> filters) {
+  constexpr std::size_t kWidth = 22;  // of what an event does
+  std::string text;
+  for (const FoundFilter& filter : filters) {
+    text.append(text.empty() ? "" : "\n").append(filter.entity).append("\n");
+    for (const FoundFault& fault : filter.faults) {
+      text += "\n  " + code_text(fault.code) + "  " + fault.name + "  " + std::string(severity_word(fault.severity)) +
+              "  " + fault.cause + "  " + joined(oids_of(fault), ", ") + "\n";
+      if (!fault.reported) text.append("    ").append(kUnreported).append("\n");
+      for (const auto& group : alike(fault)) {
+        for (const auto& [what, events] : effects(*group.front(), filter.memories)) {
+          text.append("    ").append(what).append(kWidth - std::min(what.size(), kWidth - 1), ' ').append(events) +=
+              '\n';
+        }
+        for (const Behaviour* one : group) {
+          text += "      " + joined(dns_of(*one), ", ") + "  (" + joined(one->sensors, ", ") + ")\n";
+          for (const std::string& line : brief_texts(one->raise_texts)) text += "        " + line + "\n";
+          for (const std::string& line : brief_texts(one->clear_texts)) text += "        " + line + "\n";
+        }
+      }
+    }
+  }
+  text += "\n" + std::to_string(count_faults(filters)) + " faults of " + std::to_string(filters.size()) + " filters\n";
+  return text;
+}
+
+namespace {
+
+ordered_json texts_as_json(const std::map<std::string, Events>& texts, std::size_t memories) {
+  ordered_json list = ordered_json::array();
+  for (const auto& [text, events] : texts)
+    list.push_back({{"events", brief_events(events, memories)}, {"descr", text}});
+  return list;
+}
+
+ordered_json by_code_as_json(const std::map<std::uint32_t, Events>& others, std::size_t memories) {
+  ordered_json list = ordered_json::array();
+  for (const auto& [code, events] : others)
+    list.push_back({{"code", code}, {"events", brief_events(events, memories)}});
+  return list;
+}
+
+ordered_json behaviour_as_json(const Behaviour& behaviour, std::size_t memories) {
+  ordered_json objects = ordered_json::array();
+  for (const auto& [dn, oid] : behaviour.objects) objects.push_back({{"dn", dn}, {"oid", oid}});
+  return {{"sensors", behaviour.sensors},
+          {"objects", std::move(objects)},
+          {"raised_by", texts_as_json(behaviour.raise_texts, memories)},
+          {"cleared_by", texts_as_json(behaviour.clear_texts, memories)},
+          {"supersedes", by_code_as_json(behaviour.supersedes, memories)},
+          {"superseded_by", by_code_as_json(behaviour.superseded_by, memories)}};
+}
+
+}  // namespace
+
+std::string catalog_as_json(std::span<const FoundFilter> filters) {
+  std::string text;
+  for (const FoundFilter& filter : filters) {
+    for (const FoundFault& fault : filter.faults) {
+      ordered_json behaviours = ordered_json::array();
+      for (const Behaviour& one : fault.behaviours) behaviours.push_back(behaviour_as_json(one, filter.memories));
+      const ordered_json line = {{"filter", filter.entity},    {"code", fault.code},
+                                 {"name", fault.name},         {"severity", severity_word(fault.severity)},
+                                 {"cause_id", fault.cause_id}, {"cause", fault.cause},
+                                 {"reported", fault.reported}, {"behaviours", std::move(behaviours)}};
+      text += line.dump() + "\n";
+    }
+  }
+  return text;
+}
+
+namespace {
+
+std::string in_code(const std::string& text) { return text.empty() ? "*nothing*" : "`" + text + "`"; }
+
+std::string in_codes(std::vector<std::string> texts, std::string_view between) {
+  for (std::string& text : texts) text = in_code(text);
+  return joined(texts, between);
+}
+
+std::string row(const std::vector<std::string>& cells) { return "| " + joined(cells, " | ") + " |\n"; }
+
+constexpr std::string_view kIntroduction = R"(# Faults
+
+Every fault that the library can raise. This page is the output of `polaiga catalog --markdown`, which gives every
+filter its events and reads the records; do not edit it. `polaiga catalog --json` is the same for programs.
+
+- **Events** are `offsets: states`. `1-2: any but 0` is offset 1 or 2 in any state but 0. Tried are the offsets -1 to
+  255 and 880 to 1024, which are all that mean something to a filter, and the states 0 to 7; a higher state does as 7.
+  The system board and the processors tell *threshold* readings from *discrete* ones; where neither is said, both do
+  the same.
+- **Raised**: the fault is active from then on. **Supersedes**: so it is, in place of another fault of the same object,
+  which is no longer active. **Cleared**: it is no longer active.
+- **Sensors**: `SENSOR` is any sensor, and stands for its name in the texts. Where what differs between texts stands
+  in braces, one of these is said.
+- **Objects** are shown by example: unit 7 of its kind, power supplies 1 and 2, the fans of module 3, the storage
+  controllers in slot 2, each with the events that its own kind of object has. Others have their own number in DN and
+  text. Every unit is present: one that is missing raises no more than that, if its filter keeps count.
+- The faults of `drive_bp`, `nm` and `cmc` are those of the program's tables; a host may bring others. `(none)` is in
+  theirs the name of the time zone, if the server has one set.
+)";
+
+std::string fault_as_markdown(const FoundFault& fault, std::size_t memories) {
+  std::string text = "### " + code_text(fault.code) + " " + fault.name + "\n\n";
+  text += std::string(severity_word(fault.severity)) + ", " + fault.cause;
+  if (fault.cause_id != 0) text += " (" + std::to_string(fault.cause_id) + ")";
+  text += ", " + in_codes(oids_of(fault), ", ") + "\n\n";
+  if (!fault.reported) text.append(kUnreported).append("\n\n");
+  for (const auto& group : alike(fault)) {
+    for (const auto& [what, events] : effects(*group.front(), memories))
+      text.append("- ").append(what).append(": `").append(events).append("`\n");
+    text += "\n" + row({"object", "sensors", "raised as", "cleared as"}) + "| --- | --- | --- | --- |\n";
+    for (const Behaviour* one : group) {
+      text += row({in_codes(dns_of(*one), "<br>"), in_codes(one->sensors, "<br>"),
+                   in_codes(brief_texts(one->raise_texts), "<br>"), in_codes(brief_texts(one->clear_texts), "<br>")});
+    }
+    text += "\n";
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string catalog_as_markdown(std::span<const FoundFilter> filters) {
+  std::string text(kIntroduction);
+  text += "\n" + row({"entity", "filter", "faults"}) + "| --- | --- | ---: |\n";
+  for (const FoundFilter& filter : filters) {
+    const std::string name(filter.entity);
+    const std::string link = std::string("[").append(name).append("](#").append(name).append(")");
+    const std::string function = std::string("`process_").append(name).append("_fault`");
+    text += row({link, function, std::to_string(filter.faults.size())});
+  }
+  for (const FoundFilter& filter : filters) {
+    text += "\n## " + std::string(filter.entity) + "\n\n";
+    text += row({"code", "name", "severity", "cause"}) + "| --- | --- | --- | --- |\n";
+    for (const FoundFault& fault : filter.faults) {
+      text += row({code_text(fault.code), fault.name, std::string(severity_word(fault.severity)), fault.cause});
+    }
+    text += "\n";
+    for (const FoundFault& fault : filter.faults) text += fault_as_markdown(fault, filter.memories);
+    text.pop_back();  // the blank line of the last
+  }
+  return text;
+}
+
+}  // namespace polaiga::engine

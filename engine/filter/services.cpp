@@ -1,0 +1,74 @@
+#include "filter/services.h"
+
+#include <polaiga/services.h>
+
+#include <array>
+#include <charconv>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+#include "alarms/active_faults.h"
+#include "base/printable.h"
+#include "model/catalog.h"
+
+namespace polaiga::engine {
+namespace {
+
+constexpr std::uint32_t kPostFailure = 517;
+
+Withdraw withdraw_fault;
+Log log_level = Log::kOff;
+
+}  // namespace
+
+void provide_services(Withdraw withdraw, std::int32_t platform, Log log) {
+  withdraw_fault = std::move(withdraw);
+  g_platform = platform;
+  log_level = log;
+}
+
+}  // namespace polaiga::engine
+
+using namespace polaiga::engine;
+
+std::int32_t g_platform;
+
+// All 0: the instances of every entity count from 1.
+std::int32_t fe_sdr_instance_array[FE_ENTITY_IDS];
+
+void fe_logger(const char* format, ...) {
+  if (log_level == Log::kOff) return;
+  std::array<char, 1024> line{};
+  std::va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(line.data(), line.size(), format, arguments);  // NOLINT(clang-analyzer-valist.Uninitialized): it is
+  va_end(arguments);
+  std::string_view text = line.data();
+  while (text.ends_with('\n')) text.remove_suffix(1);
+  std::fprintf(stderr, "%s\n", printable(text).c_str());
+}
+
+void fe_itoa(std::int32_t value, char* buffer, std::int32_t /*flags*/) {
+  constexpr std::ptrdiff_t kLongest = 11;  // -2147483648
+  *std::to_chars(buffer, buffer + kLongest, value).ptr = '\0';
+}
+
+const char* get_fault_code_string(std::uint32_t code) { return fault_name(code); }
+
+const char* get_probable_cause_string(std::uint32_t cause_id) { return cause_text(cause_id); }
+
+const char* translate_user_entity_instance(const fe_platform_names* table, std::int32_t platform, std::int32_t instance,
+                                           ...) {
+  if (table == nullptr || platform < 0 || platform >= kPlatforms) return nullptr;
+  for (const auto& slot : table[platform].slots) {
+    if (slot.name != nullptr && slot.instance == instance) return slot.name;
+  }
+  return nullptr;
+}
+
+void cleanup_deasserted_events(fe_fault_record* record, std::int32_t /*unused*/, std::int32_t /*unused*/,
+                               std::int32_t /*unused*/) {
+  if (record != nullptr && withdraw_fault) withdraw_fault(fault_dn(record->dn, kPostFailure));
+}

@@ -1,0 +1,54 @@
+#include "intake/sender.h"
+
+#include <limits.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+namespace polaiga::engine {
+
+Sender::Sender(Kind kind, std::string name, Descriptor in, Descriptor out)
+    : kind_(kind), name_(std::move(name)), in_(std::move(in)), out_(std::move(out)) {}
+
+void Sender::receive() {
+  const std::span<char> room = lines_.room();
+  const auto count = ::read(in(), room.data(), room.size());
+  if (count > 0) {
+    lines_.added(static_cast<std::size_t>(count));
+  } else if (count == 0 || (errno != EAGAIN && errno != EINTR)) {
+    ended_ = true;  // a connection that broke is over as well
+  }
+}
+
+LineBuffer::Result Sender::next(std::string_view& line) {
+  if (is_full()) return LineBuffer::Result::kNone;
+  auto found = lines_.next(line);
+  if (found == LineBuffer::Result::kNone && ended_ && !finished_) {
+    found = lines_.rest(line);
+    finished_ = true;
+  }
+  if (found != LineBuffer::Result::kNone) ++number_;
+  return found;
+}
+
+void Sender::answer(std::string_view text) {
+  if (!deaf_) unsent_ += text;
+}
+
+void Sender::send() {
+  // No more than a pipe that is ready takes without a wait.
+  const std::size_t size = kind_ == Kind::kClient ? unsent_.size() : std::min<std::size_t>(unsent_.size(), PIPE_BUF);
+  const auto sent = kind_ == Kind::kClient ? ::send(out(), unsent_.data(), size, MSG_NOSIGNAL | MSG_DONTWAIT)
+                                           : ::write(out(), unsent_.data(), size);
+  if (sent >= 0) {
+    unsent_.erase(0, static_cast<std::size_t>(sent));
+  } else if (errno != EAGAIN && errno != EINTR) {
+    deaf_ = true;
+    unsent_.clear();
+  }
+}
+
+}  // namespace polaiga::engine

@@ -1,0 +1,138 @@
+#include "ledger/sqlite.h"
+
+#include <sqlite3.h>
+
+namespace polaiga::engine {
+namespace {
+
+// What SQLite says, and what the system said to it.
+[[noreturn]] void fail(sqlite3* db, int code) {
+  throw SqlError(code & 0xFF, db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(code));
+}
+
+int flags_of(Access access) {
+  switch (access) {
+    case Access::kRead:
+      return SQLITE_OPEN_READONLY;
+    case Access::kReadResting:
+      return SQLITE_OPEN_READONLY | SQLITE_OPEN_URI;
+    case Access::kReadWrite:
+      return SQLITE_OPEN_READWRITE;
+    case Access::kReadWriteCreate:
+      break;
+  }
+  return SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+}
+
+std::string resting_uri(const std::string& path) {
+  std::string uri = "file:";
+  for (const char c : path) {
+    switch (c) {
+      case '%':
+        uri += "%25";
+        break;
+      case '?':
+        uri += "%3f";
+        break;
+      case '#':
+        uri += "%23";
+        break;
+      default:
+        uri += c;
+    }
+  }
+  return uri + "?immutable=1";
+}
+
+constexpr int kPatience = 5000;  // ms, for a reader that is about to finish
+
+}  // namespace
+
+void Database::Close::operator()(sqlite3* db) const { sqlite3_close_v2(db); }
+
+Database::Database(const std::string& path, Access access) {
+  sqlite3* db = nullptr;
+  const std::string name = access == Access::kReadResting ? resting_uri(path) : path;
+  const int code = sqlite3_open_v2(name.c_str(), &db, flags_of(access) | SQLITE_OPEN_NOMUTEX, nullptr);
+  db_.reset(db);
+  if (code != SQLITE_OK) fail(db, code);
+  sqlite3_busy_timeout(db, kPatience);
+}
+
+void Database::exec(const std::string& sql) const {
+  if (const int code = sqlite3_exec(get(), sql.c_str(), nullptr, nullptr, nullptr); code != SQLITE_OK) {
+    fail(get(), code);
+  }
+}
+
+bool Database::in_transaction() const { return sqlite3_get_autocommit(get()) == 0; }
+
+int Database::rows_changed() const { return sqlite3_changes(get()); }
+
+void Statement::Finalize::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+
+Statement::Statement(const Database& db, std::string_view sql) {
+  sqlite3_stmt* statement = nullptr;
+  const int code = sqlite3_prepare_v3(db.get(), sql.data(), static_cast<int>(sql.size()), SQLITE_PREPARE_PERSISTENT,
+                                      &statement, nullptr);
+  statement_.reset(statement);
+  if (code != SQLITE_OK) fail(db.get(), code);
+}
+
+void Statement::check(int code) const {
+  if (code != SQLITE_OK) fail(sqlite3_db_handle(statement_.get()), code);
+}
+
+bool Statement::step() {
+  const int code = sqlite3_step(statement_.get());
+  if (code == SQLITE_ROW) return true;
+  if (code == SQLITE_DONE) return false;
+  const std::string what = sqlite3_errmsg(sqlite3_db_handle(statement_.get()));
+  reset();
+  throw SqlError(code & 0xFF, what);
+}
+
+void Statement::run() {
+  while (step()) {
+  }
+  reset();
+}
+
+// The error of the last step is told by that step.
+void Statement::reset() { sqlite3_reset(statement_.get()); }
+
+std::int64_t Statement::integer(int column) const { return sqlite3_column_int64(statement_.get(), column); }
+
+std::string_view Statement::text(int column) const {
+  const unsigned char* const text = sqlite3_column_text(statement_.get(), column);
+  const int size = sqlite3_column_bytes(statement_.get(), column);
+  return text != nullptr ? std::string_view(reinterpret_cast<const char*>(text), static_cast<std::size_t>(size)) : "";
+}
+
+bool Statement::is_null(int column) const { return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL; }
+
+void Statement::bind(int index, std::string_view text) {
+  const char* const data = text.data() != nullptr ? text.data() : "";
+  check(sqlite3_bind_text64(statement_.get(), index + 1, data, text.size(), SQLITE_STATIC, SQLITE_UTF8));
+}
+
+void Statement::bind_integer(int index, std::int64_t number) {
+  check(sqlite3_bind_int64(statement_.get(), index + 1, number));
+}
+
+void Statement::bind_null(int index) { check(sqlite3_bind_null(statement_.get(), index + 1)); }
+
+Transaction::Transaction(Database& db) : db_(db) { db_.exec("BEGIN IMMEDIATE"); }
+
+Transaction::~Transaction() {
+  // An error such as a full disk may have rolled it back already.
+  if (!db_.in_transaction()) return;
+  try {
+    db_.exec("ROLLBACK");
+  } catch (const SqlError&) {  // the next BEGIN will tell
+  }
+}
+
+void Transaction::commit() { db_.exec("COMMIT"); }
+
+}  // namespace polaiga::engine

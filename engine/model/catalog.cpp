@@ -1,0 +1,175 @@
+#include "model/catalog.h"
+
+#include <algorithm>
+#include <array>
+
+#include "alarms/active_faults.h"
+
+namespace polaiga::engine {
+namespace {
+
+using enum Severity;
+
+// The level of a threshold decides: non-critical is minor, critical major,
+// non-recoverable critical. What is inoperable is critical, what is missing or
+// degraded a warning. Ascending by code; 1300 to 1399 are the host tables'.
+constexpr FaultEntry kFaults[] = {
+    {153, "fltEquipmentChassisThermalThresholdCritical", kMajor},
+    {154, "fltEquipmentChassisThermalThresholdNonCritical", kMinor},
+    {155, "fltEquipmentChassisThermalThresholdNonRecoverable", kCritical},
+    {174, "fltProcessorUnitInoperable", kCritical},
+    {175, "fltProcessorUnitThermalNonCritical", kMinor},
+    {176, "fltProcessorUnitThermalCritical", kMajor},
+    {177, "fltProcessorUnitThermalNonRecoverable", kCritical},
+    {178, "fltProcessorUnitVoltageThresholdNonCritical", kMinor},
+    {179, "fltProcessorUnitVoltageThresholdCritical", kMajor},
+    {180, "fltProcessorUnitVoltageThresholdNonRecoverable", kCritical},
+    {181, "fltStorageLocalDiskInoperable", kCritical},
+    {184, "fltMemoryUnitDegraded", kWarning},
+    {185, "fltMemoryUnitInoperable", kCritical},
+    {186, "fltMemoryUnitThermalThresholdNonCritical", kMinor},
+    {187, "fltMemoryUnitThermalThresholdCritical", kMajor},
+    {188, "fltMemoryUnitThermalThresholdNonRecoverable", kCritical},
+    {190, "fltMemoryArrayVoltageThresholdCritical", kMajor},
+    {191, "fltMemoryArrayVoltageThresholdNonRecoverable", kCritical},
+    {203, "fltAdaptorUnitMissing", kWarning},
+    {313, "fltComputePhysicalBiosPostTimeout", kMajor},
+    {320, "fltComputePhysicalUnidentified", kWarning},
+    {371, "fltEquipmentFanDegraded", kWarning},
+    {374, "fltEquipmentPsuInoperable", kCritical},
+    {376, "fltEquipmentIOCardRemoved", kWarning},
+    {378, "fltEquipmentPsuMissing", kWarning},
+    {379, "fltEquipmentIOCardThermalProblem", kMajor},
+    {381, "fltEquipmentPsuThermalThresholdNonCritical", kMinor},
+    {383, "fltEquipmentPsuThermalThresholdCritical", kMajor},
+    {385, "fltEquipmentPsuThermalThresholdNonRecoverable", kCritical},
+    {389, "fltEquipmentPsuVoltageThresholdCritical", kMajor},
+    {391, "fltEquipmentPsuVoltageThresholdNonRecoverable", kCritical},
+    {392, "fltEquipmentPsuPerfThresholdNonCritical", kMinor},
+    {393, "fltEquipmentPsuPerfThresholdCritical", kMajor},
+    {394, "fltEquipmentPsuPerfThresholdNonRecoverable", kCritical},
+    {395, "fltEquipmentFanPerfThresholdNonCritical", kMinor},
+    {396, "fltEquipmentFanPerfThresholdCritical", kMajor},
+    {397, "fltEquipmentFanPerfThresholdNonRecoverable", kCritical},
+    {407, "fltEquipmentPsuIdentity", kWarning},
+    {409, "fltEquipmentChassisThermalThresholdCritical", kMajor},
+    {410, "fltEquipmentChassisThermalThresholdNonCritical", kMinor},
+    {411, "fltEquipmentChassisThermalThresholdNonRecoverable", kCritical},
+    {424, "fltComputeBoardBatteryVoltageLow", kMinor},
+    {425, "fltComputeBoardBatteryVoltageNonRecoverable", kCritical},
+    {434, "fltEquipmentFanMissing", kWarning},
+    {460, "fltSysdebugMEpLogMEpLogLog", kWarning},
+    {461, "fltSysdebugMEpLogMEpLogVeryLow", kMinor},
+    {462, "fltSysdebugMEpLogMEpLogFull", kMajor},
+    {502, "fltMemoryUnitIdentityUnestablishable", kWarning},
+    {517, "fltComputePhysicalPostfailure", kMajor},
+    {531, "fltStorageRaidBatteryInoperable", kCritical},
+    {717, "fltMgmtIfMissing", kWarning},
+    {729, "fltEquipmentIOCardThermalThresholdNonCritical", kMinor},
+    {730, "fltEquipmentIOCardThermalThresholdCritical", kMajor},
+    {731, "fltEquipmentIOCardThermalThresholdNonRecoverable", kCritical},
+    {743, "fltPowerChassisMemberChassisPsuRedundanceFailure", kMajor},
+    {842, "fltProcessorUnitDisabled", kWarning},
+    {844, "fltMemoryUnitDisabled", kWarning},
+    {868, "fltComputeBoardPowerFail", kCritical},
+    {869, "fltComputeBoardThermalProblem", kMajor},
+    {882, "fltEquipmentPsuPowerThreshold", kMajor},
+    {883, "fltEquipmentPsuInputError", kMajor},
+    {918, "fltComputeBoardMotherBoardVoltageUpperNonRecoverable", kCritical},
+    {919, "fltComputeBoardMotherBoardVoltageLowerNonRecoverable", kCritical},
+    {920, "fltComputeBoardMotherBoardVoltageUpperCritical", kMajor},
+    {921, "fltComputeBoardMotherBoardVoltageUpperThresholdCritical", kMajor},
+    {996, "fltStorageLocalDiskDegraded", kWarning},
+    {997, "fltStorageRaidBatteryDegraded", kWarning},
+    {998, "fltStorageRaidBatteryRelearnAborted", kWarning},
+    {999, "fltStorageRaidBatteryRelearnFailed", kMajor},
+    {1003, "fltStorageControllerInoperable", kCritical},
+    {1004, "fltStorageControllerInoperable", kCritical},
+    {1005, "fltStorageLocalDiskRebuildFailed", kMajor},
+    {1006, "fltStorageLocalDiskCopybackFailed", kMajor},
+    {1007, "fltStorageVirtualDriveInoperable", kCritical},
+    {1008, "fltStorageVirtualDriveDegraded", kWarning},
+    {1009, "fltStorageVirtualDriveReconstructionFailed", kMajor},
+    {1010, "fltStorageVirtualDriveConsistencyCheckFailed", kMajor},
+    {1040, "fltComputeBoardPowerUsageProblem", kMinor},
+    {1256, "fltStorageLocalDiskMissing", kWarning},
+    {1257, "fltStorageCaddoraControllerInoperable", kCritical},
+    {1258, "fltStorageCaddoraCardInoperable", kCritical},
+    {1259, "fltStorageCaddoraCardMissing", kWarning},
+    {1260, "fltStorageCaddoraVirtualDriveDegraded", kWarning},
+    {1261, "fltStorageCaddoraVirtualDriveInoperable", kCritical},
+    {1262, "fltStorageCaddoraControllerUnhealthy", kWarning},
+    {1300, "fltNodeManagerPowerLimitExceeded", kMinor},
+    {1301, "fltNodeManagerInletTemperatureExceeded", kMajor},
+    {1302, "fltNodeManagerPowerReadingMissing", kWarning},
+    {1303, "fltNodeManagerInletReadingMissing", kWarning},
+    {1304, "fltNodeManagerHostLinkLost", kWarning},
+    {1305, "fltNodeManagerInoperable", kCritical},
+    {1310, "fltDriveBackplaneThermalNonCritical", kMinor},
+    {1311, "fltDriveBackplaneThermalCritical", kMajor},
+    {1312, "fltDriveBackplaneThermalNonRecoverable", kCritical},
+    {1320, "fltChassisControllerThermalNonCritical", kMinor},
+    {1321, "fltChassisControllerThermalCritical", kMajor},
+    {1322, "fltChassisControllerThermalNonRecoverable", kCritical},
+    {1323, "fltChassisPowerDrawNonCritical", kMinor},
+    {1324, "fltChassisPowerDrawCritical", kMajor},
+    {1325, "fltChassisPowerDrawNonRecoverable", kCritical},
+    {1783, "fltEquipmentTpmTpmMismatch", kMajor},
+};
+static_assert(std::ranges::is_sorted(kFaults, std::ranges::less_equal(), &FaultEntry::code));
+
+constexpr CauseEntry kCauses[] = {
+    {0, ""},
+    {214, "equipment-inoperable"},
+    {215, "thermal-problem"},
+    {216, "voltage-problem"},
+    {218, "equipment-degraded"},
+    {238, "equipment-missing"},
+    {242, "link-missing"},
+    {260, "psu-redundancy-fail"},
+    {338, "log-capacity"},
+    {344, "power-problem"},
+    {348, "equipment-problem"},
+    {380, "equipment-offline"},
+    {381, "performance-problem"},
+    {387, "fru-problem"},
+    {388, "equipment-disabled"},
+    {389, "equipment-unhealthy"},
+};
+static_assert(std::ranges::is_sorted(kCauses, std::ranges::less_equal(), &CauseEntry::id));
+
+template <class Entry>
+const Entry* find(std::span<const Entry> entries, std::uint32_t number, std::uint32_t Entry::*key) {
+  const auto found = std::ranges::lower_bound(entries, number, {}, key);
+  return found != entries.end() && (*found).*key == number ? &*found : nullptr;
+}
+
+const FaultEntry* find_fault(std::uint32_t code) { return find(fault_entries(), code, &FaultEntry::code); }
+
+}  // namespace
+
+std::string_view severity_word(Severity severity) {
+  constexpr std::array<std::string_view, 6> kWords{"cleared", "info", "warning", "minor", "major", "critical"};
+  return kWords.at(static_cast<std::size_t>(severity));
+}
+
+std::span<const FaultEntry> fault_entries() { return kFaults; }
+std::span<const CauseEntry> cause_entries() { return kCauses; }
+
+const char* fault_name(std::uint32_t code) {
+  const FaultEntry* entry = find_fault(code);
+  return entry != nullptr ? entry->name : "";
+}
+
+const char* cause_text(std::uint32_t cause_id) {
+  const CauseEntry* entry = find(cause_entries(), cause_id, &CauseEntry::id);
+  return entry != nullptr ? entry->text : "";
+}
+
+Severity severity_of(const fe_fault_record& record) {
+  if (only_clears(record)) return Severity::kCleared;
+  const FaultEntry* entry = find_fault(record.code);
+  return entry != nullptr ? entry->severity : Severity::kInfo;
+}
+
+}  // namespace polaiga::engine

@@ -1,0 +1,94 @@
+#include "report/shown.h"
+
+#include <algorithm>
+#include <array>
+
+#include "alarms/active_faults.h"
+#include "base/printable.h"
+
+namespace polaiga::engine {
+namespace {
+
+constexpr std::size_t kSeverityWidth = 8;
+
+std::string_view colour_of(Severity severity) {
+  constexpr std::array<std::string_view, 6> kColours{"32", "34", "36", "33", "31", "1;31"};
+  return kColours.at(static_cast<std::size_t>(severity));
+}
+
+// Without what only colours.
+std::size_t visible_size(std::string_view text) {
+  std::size_t size = 0;
+  bool in_escape = false;
+  for (const char c : text) {
+    in_escape = in_escape || c == '\x1b';
+    if (!in_escape) ++size;
+    if (c == 'm') in_escape = false;
+  }
+  return size;
+}
+
+std::string line(const std::vector<std::string>& cells, const std::vector<std::size_t>& widths) {
+  std::string text;
+  for (std::size_t i = 0; i < cells.size(); ++i) {
+    if (i > 0) text += kGap;
+    text += cells[i];
+    text.append(widths[i] - visible_size(cells[i]), ' ');
+  }
+  text.erase(text.find_last_not_of(' ') + 1);
+  return text + "\n";
+}
+
+}  // namespace
+
+void add_padded(std::string& line, std::string_view text, std::size_t width) {
+  line += text;
+  if (text.size() < width) line.append(width - text.size(), ' ');
+}
+
+std::string padded(std::string_view text, std::size_t width) {
+  std::string wide;
+  add_padded(wide, text, width);
+  return wide;
+}
+
+std::string aligned(const std::vector<std::vector<std::string>>& rows) {
+  std::vector<std::size_t> widths;
+  for (const auto& cells : rows) {
+    widths.resize(std::max(widths.size(), cells.size()));
+    for (std::size_t i = 0; i < cells.size(); ++i) widths[i] = std::max(widths[i], visible_size(cells[i]));
+  }
+  std::string text;
+  for (const auto& cells : rows) text += line(cells, widths);
+  return text;
+}
+
+void add_shown(std::string& line, Severity severity, bool coloured) {
+  if (coloured) line.append("\x1b[").append(colour_of(severity)).append("m");
+  add_padded(line, severity_word(severity), kSeverityWidth);
+  if (coloured) line += "\x1b[0m";
+}
+
+std::string shown(Severity severity, bool coloured) {
+  std::string text;
+  add_shown(text, severity, coloured);
+  return text;
+}
+
+void add_description(std::string& line, std::string_view description) {
+  add_printable(line, description.substr(0, description.find_last_not_of(' ') + 1));
+}
+
+std::string shown_description(std::string_view description) {
+  std::string text;
+  add_description(text, description);
+  return text;
+}
+
+std::string code_text(std::uint32_t code) { return fault_dn("", code).substr(std::string_view("/fault-").size()); }
+
+std::string plural(std::uint64_t number, const std::string& what) {
+  return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
+}
+
+}  // namespace polaiga::engine

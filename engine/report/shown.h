@@ -1,0 +1,38 @@
+// What text for people is made of.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "model/catalog.h"
+
+namespace polaiga::engine {
+
+inline constexpr std::string_view kGap = "  ";  // between columns
+
+// Filled up with blanks to a width.
+std::string padded(std::string_view text, std::size_t width);
+
+// Rows of cells as lines with aligned columns; the last is as long as it is.
+std::string aligned(const std::vector<std::vector<std::string>>& rows);
+
+// All as wide as the widest.
+std::string shown(Severity severity, bool coloured);
+
+// A description, without the blanks that some end with.
+std::string shown_description(std::string_view description);
+
+// The same three, at the end of a line that is being made.
+void add_padded(std::string& line, std::string_view text, std::size_t width);
+void add_shown(std::string& line, Severity severity, bool coloured);
+void add_description(std::string& line, std::string_view description);
+
+// As F0395.
+std::string code_text(std::uint32_t code);
+
+// As "1 event" and "2 events".
+std::string plural(std::uint64_t number, const std::string& what);
+
+}  // namespace polaiga::engine

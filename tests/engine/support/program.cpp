@@ -1,0 +1,139 @@
+#include "support/program.h"
+
+#include <fcntl.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <thread>
+
+namespace polaiga::engine::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+int status_of(int wait_status) {
+  return WIFEXITED(wait_status) ? WEXITSTATUS(wait_status) : 128 + WTERMSIG(wait_status);
+}
+
+[[noreturn]] void become(const std::string& command) {
+  ::setenv("POLAIGA", POLAIGA_PROGRAM, 1);
+  ::signal(SIGINT, SIG_DFL);
+  ::execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+  ::_exit(127);
+}
+
+void redirect(const std::string& path, int flags, int fd) {
+  const int file = ::open(path.c_str(), flags, 0600);
+  if (file < 0 || ::dup2(file, fd) < 0) ::_exit(127);
+  ::close(file);
+}
+
+void redirect_output(const TempDir& dir) {
+  redirect(dir.file("out"), O_WRONLY | O_CREAT | O_TRUNC, STDOUT_FILENO);
+  redirect(dir.file("err"), O_WRONLY | O_CREAT | O_TRUNC, STDERR_FILENO);
+}
+
+Ended wait_for(int pid, const TempDir& dir) {
+  int status = 0;
+  ::waitpid(pid, &status, 0);
+  return {status_of(status), dir.read("out"), dir.read("err")};
+}
+
+}  // namespace
+
+bool comes_true(const std::function<bool()>& condition, std::chrono::seconds patience) {
+  for (const auto end = std::chrono::steady_clock::now() + patience; std::chrono::steady_clock::now() < end;) {
+    if (condition()) return true;
+    std::this_thread::sleep_for(10ms);
+  }
+  return condition();
+}
+
+Child::Child(const std::string& command, const TempDir& dir) : dir_(dir) {
+  std::array<int, 2> ends{};
+  if (::pipe2(ends.data(), O_CLOEXEC) != 0) return;
+  input_ = ends[1];
+  pid_ = ::fork();
+  if (pid_ == 0) {
+    ::dup2(ends[0], STDIN_FILENO);
+    redirect_output(dir);
+    become("exec " + command);
+  }
+  ::close(ends[0]);
+}
+
+Child::~Child() {
+  close_input();
+  if (pid_ > 0) {
+    ::kill(pid_, SIGKILL);
+    ::waitpid(pid_, nullptr, 0);
+  }
+}
+
+void Child::send(const std::string& text) const {
+  if (::write(input_, text.data(), text.size()) < 0) throw std::runtime_error("write");
+}
+
+void Child::close_input() {
+  if (input_ >= 0) ::close(input_);
+  input_ = -1;
+}
+
+void Child::interrupt() const { kill(SIGINT); }
+
+void Child::kill(int signal) const { ::kill(pid_, signal); }
+
+bool Child::has(const std::string& text, const char* file) const {
+  return comes_true([&] { return dir_.read(file).find(text) != std::string::npos; });
+}
+
+Ended Child::wait() {
+  siginfo_t info = {};
+  const auto has_ended = [&] {
+    return ::waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == pid_;
+  };
+  if (!comes_true(has_ended, 60s)) kill(SIGKILL);
+  const Ended run = wait_for(pid_, dir_);
+  pid_ = -1;
+  return run;
+}
+
+Ended Shell::run(const std::string& command, const std::string& input) const {
+  dir_.write("in", input);
+  const int pid = ::fork();
+  if (pid == 0) {
+    redirect(dir_.file("in"), O_RDONLY, STDIN_FILENO);
+    redirect_output(dir_);
+    become(command);
+  }
+  return wait_for(pid, dir_);
+}
+
+Ended Shell::run_on_terminal(const std::string& command) const {
+  int terminal = -1;
+  const int pid = ::forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (pid == 0) {
+    ::setenv("TERM", "xterm", 1);
+    ::unsetenv("NO_COLOR");
+    become(command);
+  }
+  Ended run;
+  std::array<char, 4096> buffer{};
+  for (;;) {
+    const auto count = ::read(terminal, buffer.data(), buffer.size());
+    if (count <= 0) break;  // the end of a terminal is an error
+    run.out.append(buffer.data(), static_cast<std::size_t>(count));
+  }
+  int status = 0;
+  ::waitpid(pid, &status, 0);
+  ::close(terminal);
+  run.status = status_of(status);
+  return run;
+}
+
+}  // namespace polaiga::engine::test

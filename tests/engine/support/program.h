@@ -1,0 +1,66 @@
+// The polaiga program, run as a user runs it.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+
+#include "support/temp_dir.h"
+
+namespace polaiga::engine::test {
+
+struct Ended {
+  int status = -1;  // exit status; 128 and the signal when it was killed
+  std::string out;
+  std::string err;
+};
+
+// Waits, and gives up after some time, until it holds.
+bool comes_true(const std::function<bool()>& condition, std::chrono::seconds patience = std::chrono::seconds(20));
+
+// A program in the midst of its run, with a pipe at its standard input.
+class Child {
+ public:
+  Child(const std::string& command, const TempDir& dir);
+  ~Child();
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+
+  void send(const std::string& text) const;
+  void close_input();
+  void interrupt() const;
+  void kill(int signal) const;
+  int pid() const { return pid_; }
+
+  // Wait, and give up after some seconds, until standard output or standard error
+  // holds the text.
+  bool has_printed(const std::string& text) const { return has(text, "out"); }
+  bool has_complained(const std::string& text) const { return has(text, "err"); }
+
+  // Kills it when it does not end within a minute.
+  Ended wait();
+
+ private:
+  bool has(const std::string& text, const char* file) const;
+
+  const TempDir& dir_;
+  int pid_ = -1;
+  int input_ = -1;
+};
+
+// Commands of the shell, in which $POLAIGA is the program.
+class Shell {
+ public:
+  const TempDir& dir() const { return dir_; }
+
+  // With the text at standard input.
+  Ended run(const std::string& command, const std::string& input = "") const;
+
+  // On a terminal, of which all that it was sent is in `out`.
+  Ended run_on_terminal(const std::string& command) const;
+
+ private:
+  TempDir dir_;
+};
+
+}  // namespace polaiga::engine::test

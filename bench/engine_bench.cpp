@@ -18,9 +18,10 @@
 #include <utility>
 #include <vector>
 
-#include "base/output.h"
+#include "base/standard_output.h"
 #include "core/fault_engine.h"
 #include "filter/host_tables.h"
+#include "intake/event_parser.h"
 #include "ledger/ledger.h"
 
 namespace polaiga::engine {
@@ -42,9 +43,9 @@ std::vector<std::string> day() {
   return lines;
 }
 
-std::vector<EventLine> parsed(const std::vector<std::string>& lines) {
-  std::vector<EventLine> events;
-  for (const std::string& line : lines) events.push_back(parse_event_line(line));
+std::vector<SensorEvent> parsed(const std::vector<std::string>& lines) {
+  std::vector<SensorEvent> events;
+  for (const std::string& line : lines) events.push_back(parse_sensor_event(line));
   return events;
 }
 
@@ -85,7 +86,7 @@ class Bench {
  public:
   // Those of the parts that are named; all when none is.
   int run(const std::vector<std::string>& names) {
-    Output::divert(Others::kDiscarded);  // the filters' traces
+    StandardOutput::divert(Others::kDiscarded);  // the filters' traces
     const std::pair<const char*, void (Bench::*)()> kParts[] = {
         {"memory", &Bench::memory},  // first: what this process has itself would count for the program's
         {"replay", &Bench::replay_beside_filters},
@@ -128,11 +129,11 @@ class Bench {
   void replay_beside_filters() {
     constexpr std::size_t kEvents = 110'000;
     const std::string log = log_of(kEvents, "replay.jsonl");
-    const std::vector<EventLine> events = parsed(day_);
+    const std::vector<SensorEvent> events = parsed(day_);
     fe_fault_record record = {};
     const auto call_all = [&] {
       for (std::size_t i = 0; i < kEvents; ++i) {
-        const EventLine& line = events[i % events.size()];
+        const SensorEvent& line = events[i % events.size()];
         fe_sensor_event event = line.event;
         fe_fault_record* out = &record;
         line.entity->filter(&event, &out);
@@ -168,18 +169,18 @@ class Bench {
     FaultEngine engine(0, Log::kOff);
     Ledger ledger(place_.file(("among" + std::to_string(faults) + ".db").c_str()), {}, 0);
     ledger.use_tables(read_host_tables(POLAIGA_TABLES_DIR));
-    Shaping shaping = ledger.restore(engine);
+    FilterState filter_state = ledger.restore(engine);
     LedgerBatch batch;
     const auto give = [&](int unit, int state) {
-      EventLine line = parse_event_line(R"({"entity":"mem","sensor":"DIMM","offset":66,"state":1})");
+      SensorEvent line = parse_sensor_event(R"({"entity":"mem","sensor":"DIMM","offset":66,"state":1})");
       line.event.entity_instance = unit;
       line.event.event_state = state;
       const Sequence sequence = ledger.last() + 1 + static_cast<Sequence>(batch.entries.size());
       Handled handled = engine.handle(line, 1, sequence);
-      shaping.note(sequence, line, handled.record);
+      filter_state.note(sequence, line, handled.record);
       batch.entries.push_back({sequence, 1, std::move(line), std::move(handled)});
       if (batch.entries.size() < kBatch) return;
-      batch.shaping = shaping.take_changes();
+      batch.filter_state = filter_state.take_changes();
       ledger.write(batch);
       batch = {};
     };
@@ -226,7 +227,7 @@ class Bench {
             1.1);
   }
 
-  Output output_;
+  StandardOutput output_;
   std::vector<std::string> day_ = day();
   Place place_;
   int missed_ = 0;

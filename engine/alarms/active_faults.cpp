@@ -1,22 +1,9 @@
 #include "alarms/active_faults.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
+#include "model/fault.h"
 
 namespace polaiga::engine {
-
-bool only_clears(const fe_fault_record& record) {
-  return record.event.event_state == FE_STATE_DEASSERTED &&
-         (record.clear_code == 0 || record.clear_code == record.code);
-}
-
-std::string fault_dn(std::string_view dn, std::uint32_t code) {
-  std::array<char, FE_DN_SIZE> text{};
-  std::snprintf(text.data(), text.size(), "%.*s/fault-F%04d", static_cast<int>(dn.size()), dn.data(),
-                static_cast<int>(code));
-  return text.data();
-}
 
 Outcome ActiveFaults::apply(const fe_fault_record& record, Moment when, Sequence sequence) {
   if (only_clears(record)) {

@@ -11,19 +11,10 @@
 #include <unordered_map>
 #include <vector>
 
+#include "model/change.h"
 #include "model/moment.h"
 
 namespace polaiga::engine {
-
-using Sequence = std::int64_t;  // number of an event, from 1
-
-// What a record did to its own fault.
-enum class Change {
-  kRaised,        // it is active from now on
-  kRefreshed,     // it was active and still is
-  kCleared,       // it is no longer active
-  kAlreadyClear,  // it was not active and still is not
-};
 
 struct Outcome {
   Change change = Change::kAlreadyClear;
@@ -48,12 +39,6 @@ struct FaultCounts {
   std::uint64_t already_clear = 0;
   std::uint64_t superseded = 0;
 };
-
-// Whether a record clears its own fault and raises none.
-bool only_clears(const fe_fault_record& record);
-
-// DN of a fault of an object, cut to its field as the filters cut it.
-std::string fault_dn(std::string_view dn, std::uint32_t code);
 
 class ActiveFaults {
  public:

@@ -118,7 +118,7 @@ std::string as_json(const ActiveEpisode& active) {
   return json_text(object) + "\n";
 }
 
-Status active(const ActiveOptions& options, Output& output) {
+Status active(const ActiveOptions& options, StandardOutput& output) {
   const auto found = LedgerReader(options.ledger).active(selection_of(options), options.at);
   if (options.json) {
     for (const ActiveEpisode& one : found) output.write(as_json(one));
@@ -149,7 +149,7 @@ Command active_command(CLI::App& program) {
   add_age_option(*app, "--newer-than", options->newer_than, "Raised less than this long ago");
   add_at_option(*app, options->at);
   add_colour_option(*app, options->colour);
-  return {app, [options](Output& output) { return active(*options, output); }};
+  return {app, [options](StandardOutput& output) { return active(*options, output); }};
 }
 
 }  // namespace polaiga::engine

@@ -27,9 +27,9 @@ std::string in_form(CatalogForm form, std::span<const FoundFilter> filters) {
   }
 }
 
-void catalog(const CatalogOptions& options, Output& output) {
+void catalog(const CatalogOptions& options, StandardOutput& output) {
   load_host_tables(tables_directory(options.tables));
-  Output::divert(Others::kDiscarded);
+  StandardOutput::divert(Others::kDiscarded);
   output.write(in_form(options.form, find_faults()));
   output.flush();
 }
@@ -47,7 +47,7 @@ Command catalog_command(CLI::App& program) {
   add_form("--markdown", CatalogForm::kMarkdown, "Print a page of documentation")
       ->excludes(add_form("--json", CatalogForm::kJson, "Print JSON Lines, a fault each"));
   add_tables_option(*app, options->tables);
-  return {app, [options](Output& output) {
+  return {app, [options](StandardOutput& output) {
             catalog(*options, output);
             return kDone;
           }};

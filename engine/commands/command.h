@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "base/output.h"
+#include "base/standard_output.h"
+#include "base/status.h"
 #include "filter/services.h"
 
 namespace CLI {
@@ -15,21 +16,11 @@ class App;
 
 namespace polaiga::engine {
 
-// Exit statuses of the program. Each command's help tells what they mean to it.
-enum Status {
-  kDone = 0,
-  kBadLines = 1,  // some lines were not events; the others were replayed
-  kDiffers = 1,   // of a comparison
-  kUnknown = 1,   // a fault that never was
-  kFailed = 2,
-  kInterrupted = 130,
-};
-
 // Throws WriteError when the output cannot be written, TableError for a table
 // that is not right, and other exceptions with a complaint for the user.
 struct Command {
   CLI::App* app = nullptr;
-  std::function<Status(Output& output)> run;
+  std::function<Status(StandardOutput& output)> run;
 };
 
 // What several commands have in common: options, and the words of their help.

@@ -25,7 +25,7 @@ Command diff_command(CLI::App& program) {
   app->add_flag("--json", options->json, "Print differences and summary as JSON Lines");
   add_platform_option(*app, options->platform);
   add_tables_option(*app, options->tables);
-  return {app, [options](Output& output) { return diff(*options, output); }};
+  return {app, [options](StandardOutput& output) { return diff(*options, output); }};
 }
 
 }  // namespace polaiga::engine

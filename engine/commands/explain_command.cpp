@@ -36,7 +36,7 @@ bool is_of(const FoundFault& fault, const fe_fault_record& record) {
 
 // Nothing when the filter of this build does not raise the fault by its event.
 std::optional<Rule> rule_of(const StoredRecord& raise) {
-  const EventLine& line = raise.event.line;
+  const SensorEvent& line = raise.event.line;
   const FoundFilter filter = find_faults(*line.entity, line.event);
   const EventKey key = tried_as(*line.entity, line.event);
   for (const FoundFault& fault : filter.faults) {
@@ -125,7 +125,7 @@ std::string since_then_text(const Explanation& found) {
   return block.text();
 }
 
-std::string rule_text(const std::optional<Rule>& rule, const EventLine& line) {
+std::string rule_text(const std::optional<Rule>& rule, const SensorEvent& line) {
   Block raised("The rule, as OFFSETS: STATES");
   raised.add("filter", std::string(line.entity->name));
   if (!rule) return raised.add("raised by", "other events: this build would not raise it by that one").text();
@@ -206,7 +206,7 @@ std::string as_json(const Explanation& found, const std::optional<Rule>& rule) {
   return json_text(object) + "\n";
 }
 
-Status explain(const ExplainOptions& options, Output& output) {
+Status explain(const ExplainOptions& options, StandardOutput& output) {
   const auto found = LedgerReader(options.ledger).explain(options.fault_dn);
   if (!found) {
     std::fprintf(stderr, "No history of %s.\n", printable(options.fault_dn).c_str());
@@ -217,7 +217,7 @@ Status explain(const ExplainOptions& options, Output& output) {
   } else {
     load_host_tables(options.tables);
   }
-  Output::divert(Others::kDiscarded);
+  StandardOutput::divert(Others::kDiscarded);
   const auto rule = rule_of(found->raise);
   output.write(options.json ? as_json(*found, rule) : as_text(*found, rule));
   output.flush();
@@ -240,7 +240,7 @@ Command explain_command(CLI::App& program) {
   add_ledger_option(*app, options->ledger);
   app->add_flag("--json", options->json, "Print a JSON object");
   add_tables_option(*app, options->tables);
-  return {app, [options](Output& output) { return explain(*options, output); }};
+  return {app, [options](StandardOutput& output) { return explain(*options, output); }};
 }
 
 }  // namespace polaiga::engine

@@ -80,7 +80,7 @@ std::string as_json(const Episode& episode) {
   return json_text(object) + "\n";
 }
 
-Status history(const HistoryOptions& options, Output& output) {
+Status history(const HistoryOptions& options, StandardOutput& output) {
   const auto episodes = LedgerReader(options.ledger).history(options.fault_dn, options.limit);
   if (episodes.empty() && !options.fault_dn.empty()) {
     std::fprintf(stderr, "No history of %s.\n", printable(options.fault_dn).c_str());
@@ -112,7 +112,7 @@ Command history_command(CLI::App& program) {
   app->add_option("--limit", options->limit, "At most the last N; 0 is all (default 100)")
       ->check(CLI::NonNegativeNumber)
       ->option_text("N");
-  return {app, [options](Output& output) { return history(*options, output); }};
+  return {app, [options](StandardOutput& output) { return history(*options, output); }};
 }
 
 }  // namespace polaiga::engine

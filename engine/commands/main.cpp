@@ -13,7 +13,7 @@ namespace {
 
 using namespace polaiga::engine;
 
-int run(int argc, char** argv, Output& output) {
+int run(int argc, char** argv, StandardOutput& output) {
   CLI::App app("Takes sensor events of a rack server to fault records, and tells which faults are active.", "polaiga");
   app.set_version_flag("--version", "polaiga " POLAIGA_VERSION);
   app.footer(kReplayExample);
@@ -42,7 +42,7 @@ int main(int argc, char** argv) {
   // A reader that has gone away is then an error of the write.
   std::signal(SIGPIPE, SIG_IGN);
   try {
-    Output output;
+    StandardOutput output;
     return run(argc, argv, output);
   } catch (const WriteError& error) {
     if (error.code().value() == EPIPE) return kDone;

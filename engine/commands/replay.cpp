@@ -12,8 +12,8 @@
 #include "base/printable.h"
 #include "core/fault_engine.h"
 #include "filter/host_tables.h"
+#include "intake/event_parser.h"
 #include "intake/read_ahead.h"
-#include "model/event_line.h"
 #include "report/json_report.h"
 #include "report/progress.h"
 #include "report/text_report.h"
@@ -21,7 +21,7 @@
 namespace polaiga::engine {
 namespace {
 
-std::unique_ptr<Report> make_report(const ReplayOptions& options, const Output& output) {
+std::unique_ptr<Report> make_report(const ReplayOptions& options, const StandardOutput& output) {
   if (options.json) return std::make_unique<JsonReport>();
   return std::make_unique<TextReport>(wants_colour(options.colour, output));
 }
@@ -39,7 +39,7 @@ std::uint64_t bytes_to_show(const ReplayOptions& options, const std::vector<Inpu
 
 class Replay {
  public:
-  Replay(const ReplayOptions& options, Output& output, std::uint64_t bytes_in_all)
+  Replay(const ReplayOptions& options, StandardOutput& output, std::uint64_t bytes_in_all)
       : strict_(options.strict),
         output_(output),
         report_(make_report(options, output)),
@@ -97,7 +97,7 @@ class Replay {
     return !strict_;
   }
 
-  void handle(const EventLine& line) {
+  void handle(const SensorEvent& line) {
     ++counts_.events;
     const Handled handled = engine_.handle(line, std::time(nullptr), static_cast<Sequence>(counts_.events));
     if (!handled.reported) {
@@ -117,7 +117,7 @@ class Replay {
   }
 
   bool strict_;
-  Output& output_;
+  StandardOutput& output_;
   std::unique_ptr<Report> report_;
   Progress progress_;
   FaultEngine engine_;
@@ -127,12 +127,12 @@ class Replay {
 
 }  // namespace
 
-Status replay(const ReplayOptions& options, Output& output) {
+Status replay(const ReplayOptions& options, StandardOutput& output) {
   load_host_tables(tables_directory(options.tables));
   std::vector<Input> inputs;
   for (const std::string& file : options.files) inputs.emplace_back(file);
   watch_for_interrupt();
-  Output::divert(options.log == Log::kDebug ? Others::kToStandardError : Others::kDiscarded);
+  StandardOutput::divert(options.log == Log::kDebug ? Others::kToStandardError : Others::kDiscarded);
   return Replay(options, output, bytes_to_show(options, inputs)).run(inputs);
 }
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "base/output.h"
-#include "commands/command.h"
+#include "base/standard_output.h"
+#include "base/status.h"
 #include "filter/services.h"
 #include "report/colour.h"
 
@@ -23,6 +23,6 @@ struct ReplayOptions {
 
 // Throws WriteError when the output cannot be written, TableError for a table
 // that is not right.
-Status replay(const ReplayOptions& options, Output& output);
+Status replay(const ReplayOptions& options, StandardOutput& output);
 
 }  // namespace polaiga::engine

@@ -29,7 +29,7 @@ Command replay_command(CLI::App& program) {
   add_platform_option(*app, options->platform);
   add_tables_option(*app, options->tables);
   add_log_option(*app, options->log);
-  return {app, [options](Output& output) { return replay(*options, output); }};
+  return {app, [options](StandardOutput& output) { return replay(*options, output); }};
 }
 
 }  // namespace polaiga::engine

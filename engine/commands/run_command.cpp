@@ -31,7 +31,7 @@ Command run_command(CLI::App& program) {
       ->check(CLI::Range(0, 36500))
       ->option_text("N");
   add_log_option(*app, options->log);
-  return {app, [options](Output& output) { return run(*options, output); }};
+  return {app, [options](StandardOutput& output) { return run(*options, output); }};
 }
 
 }  // namespace polaiga::engine

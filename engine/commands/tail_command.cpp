@@ -51,7 +51,7 @@ bool wait() {
 
 class Tail {
  public:
-  Tail(const TailOptions& options, Output& output) : options_(options), output_(output) {
+  Tail(const TailOptions& options, StandardOutput& output) : options_(options), output_(output) {
     if (options.json) {
       report_ = std::make_unique<JsonReport>();
     } else {
@@ -119,7 +119,7 @@ class Tail {
   static void tell(const std::string& what) { std::fprintf(stderr, "polaiga: %s\n", what.c_str()); }
 
   const TailOptions& options_;
-  Output& output_;
+  StandardOutput& output_;
   std::unique_ptr<Report> report_;
   std::optional<LedgerReader> reader_;
   std::optional<FileIdentity> file_;  // of the ledger that is read
@@ -127,7 +127,7 @@ class Tail {
   int failures_ = 0;
 };
 
-Status tail(const TailOptions& options, Output& output) {
+Status tail(const TailOptions& options, StandardOutput& output) {
   watch_for_interrupt();
   Tail(options, output).run();
   return kDone;
@@ -152,7 +152,7 @@ Command tail_command(CLI::App& program) {
       "--no-follow", [options] { options->follow = false; }, "End after the last records");
   add_selection_options(*app, options->selection);
   add_colour_option(*app, options->colour);
-  return {app, [options](Output& output) { return tail(*options, output); }};
+  return {app, [options](StandardOutput& output) { return tail(*options, output); }};
 }
 
 }  // namespace polaiga::engine

@@ -51,26 +51,26 @@ bool read_batch(std::vector<Question>& batch) {
   return read_all(STDIN_FILENO, batch.data(), batch.size() * sizeof(Question));
 }
 
-void ask_filter(const Question& question, Answer& answer) {
+void ask_filter(const Question& question, LibraryAnswer& answer) {
   answer.event = question.event;
   fe_fault_record* record = &answer.record;
   answer.result = entities()[question.entity].filter(&answer.event, &record);
 }
 
-void write_answer(const Answer& answer, Output& output) {
+void write_answer(const LibraryAnswer& answer, StandardOutput& output) {
   output.write({reinterpret_cast<const char*>(&answer), sizeof answer});
   output.flush();  // a next one may be the last
 }
 
-Status work(const WorkerOptions& options, Output& output) {
+Status work(const WorkerOptions& options, StandardOutput& output) {
   check_loaded(options.library);
   load_host_tables(tables_directory(options.tables));
-  Answer answer;
+  LibraryAnswer answer;
   const auto withdraw = [&answer](const std::string& fault_dn) {
     std::copy_n(fault_dn.c_str(), std::min(fault_dn.size() + 1, sizeof answer.withdrawn), answer.withdrawn);
   };
   provide_services(withdraw, options.platform, Log::kOff);
-  Output::divert(Others::kDiscarded);
+  StandardOutput::divert(Others::kDiscarded);
   ::dup2(options.error_fd, STDERR_FILENO);
   output.write({&kReady, 1});
   output.flush();
@@ -93,7 +93,7 @@ Command worker_command(CLI::App& program) {
   app->add_option("LIBRARY", options->library)->required();
   add_platform_option(*app, options->platform);
   add_tables_option(*app, options->tables);
-  return {app, [options](Output& output) { return work(*options, output); }};
+  return {app, [options](StandardOutput& output) { return work(*options, output); }};
 }
 
 }  // namespace polaiga::engine

@@ -91,29 +91,29 @@ void compare(std::span<const Field<Struct>> fields, const char* prefix, const St
   }
 }
 
-Answer unstamped(Answer answer) {
+LibraryAnswer unstamped(LibraryAnswer answer) {
   std::ranges::fill(answer.record.created, '\0');
   answer.record.created_time = 0;
   return answer;
 }
 
 // Almost all answers are alike to the byte, and need no look at their fields.
-bool same_bytes(const Answer& a, const Answer& b) {
-  using Bytes = std::array<std::byte, sizeof(Answer)>;
+bool same_bytes(const LibraryAnswer& a, const LibraryAnswer& b) {
+  using Bytes = std::array<std::byte, sizeof(LibraryAnswer)>;
   return std::bit_cast<Bytes>(unstamped(a)) == std::bit_cast<Bytes>(unstamped(b));
 }
 
 }  // namespace
 
-std::vector<Difference> differences(const Answer& a, const Answer& b) {
+std::vector<Difference> differences(const LibraryAnswer& a, const LibraryAnswer& b) {
   if (same_bytes(a, b)) return {};
   if ((a.result == 0) != (b.result == 0)) return {{"result", value_of(a.result), value_of(b.result)}};
   std::vector<Difference> found;
   compare<fe_sensor_event>(kEventFields, "event.", a.record.event, b.record.event, found);
   compare<fe_fault_record>(kRecordFields, "", a.record, b.record, found);
   compare<fe_sensor_event>(kEventFields, "caller_event.", a.event, b.event, found);
-  constexpr Field<Answer> kWithdrawn[] = {{"withdrawn", read<&Answer::withdrawn>}};
-  compare<Answer>(kWithdrawn, "", a, b, found);
+  constexpr Field<LibraryAnswer> kWithdrawn[] = {{"withdrawn", read<&LibraryAnswer::withdrawn>}};
+  compare<LibraryAnswer>(kWithdrawn, "", a, b, found);
   return found;
 }
 

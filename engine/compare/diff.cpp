@@ -14,9 +14,9 @@
 #include "compare/diff_report.h"
 #include "compare/worker.h"
 #include "filter/host_tables.h"
+#include "intake/event_parser.h"
 #include "intake/line_reader.h"
 #include "model/entities.h"
-#include "model/event_line.h"
 
 namespace polaiga::engine {
 namespace {
@@ -29,13 +29,13 @@ std::unique_ptr<DiffReport> make_report(const DiffOptions& options) {
   return std::make_unique<TextDiffReport>(libraries);
 }
 
-Question question_of(const EventLine& line) {
+Question question_of(const SensorEvent& line) {
   return {static_cast<std::uint32_t>(line.entity - entities().data()), line.event};
 }
 
 class Diff {
  public:
-  Diff(const DiffOptions& options, Output& output)
+  Diff(const DiffOptions& options, StandardOutput& output)
       : output_(output),
         report_(make_report(options)),
         a_(options.a, options.tables, options.platform),
@@ -59,7 +59,7 @@ class Diff {
   // An event that is yet to be compared.
   struct Pending {
     std::uint64_t line;
-    EventLine event;
+    SensorEvent event;
   };
 
   Status run(const Input& input) {
@@ -96,7 +96,7 @@ class Diff {
   void take(std::string_view line, const Input& input, std::uint64_t number) {
     if (line.find_first_not_of(" \t\r") == std::string_view::npos) return;
     try {
-      pending_.push_back({number, parse_event_line(line)});
+      pending_.push_back({number, parse_sensor_event(line)});
     } catch (const BadLine& bad) {
       reject(input, number, bad.what());
     }
@@ -124,8 +124,8 @@ class Diff {
   }
 
   Status compare(const PlacedEvent& event) {
-    const std::optional<Answer> from_a = a_.answer();
-    const std::optional<Answer> from_b = b_.answer();
+    const std::optional<LibraryAnswer> from_a = a_.answer();
+    const std::optional<LibraryAnswer> from_b = b_.answer();
     if (interrupted()) return kInterrupted;
     ++counts_.events;
     if (!from_a || !from_b) {
@@ -156,7 +156,7 @@ class Diff {
     return endings[0] || endings[1] ? tell_ended(nullptr, endings) : kDone;
   }
 
-  Output& output_;
+  StandardOutput& output_;
   std::unique_ptr<DiffReport> report_;
   Worker a_;
   Worker b_;
@@ -166,7 +166,7 @@ class Diff {
 
 }  // namespace
 
-Status diff(const DiffOptions& options, Output& output) {
+Status diff(const DiffOptions& options, StandardOutput& output) {
   load_host_tables(tables_directory(options.tables));  // so that what is wrong with them is told once
   std::vector<Input> inputs;
   for (const std::string& file : options.files) inputs.emplace_back(file);

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "base/output.h"
-#include "commands/command.h"
+#include "base/standard_output.h"
+#include "base/status.h"
 
 namespace polaiga::engine {
 
@@ -20,6 +20,6 @@ struct DiffOptions {
 };
 
 // Throws as a command does, and std::runtime_error when a build cannot be used.
-Status diff(const DiffOptions& options, Output& output);
+Status diff(const DiffOptions& options, StandardOutput& output);
 
 }  // namespace polaiga::engine

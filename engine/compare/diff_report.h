@@ -9,7 +9,7 @@
 
 #include "compare/answer.h"
 #include "compare/worker.h"
-#include "model/event_line.h"
+#include "model/sensor_event.h"
 
 namespace polaiga::engine {
 
@@ -17,7 +17,7 @@ namespace polaiga::engine {
 struct PlacedEvent {
   const std::string& file;  // for people
   std::uint64_t line;
-  const EventLine& event;
+  const SensorEvent& event;
 };
 
 // Of A and of B, in this order.

@@ -200,11 +200,11 @@ void Worker::ask(std::span<const Question> batch) const {
   }
 }
 
-std::optional<Answer> Worker::answer() const {
+std::optional<LibraryAnswer> Worker::answer() const {
   std::array<pollfd, 2> waited{{{answers_.get(), POLLIN, 0}, {interrupt_fd(), POLLIN, 0}}};
   while (::poll(waited.data(), waited.size(), -1) < 0 && errno == EINTR) {
   }
-  Answer answer;
+  LibraryAnswer answer;
   if (interrupted() || !read_all(answers_.get(), &answer, sizeof answer)) return std::nullopt;
   return answer;
 }

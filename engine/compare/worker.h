@@ -46,7 +46,7 @@ class Worker {
 
   // In the order of the questions, each as soon as it is known. Nothing when the
   // process has ended at that question, or this program was interrupted.
-  std::optional<Answer> answer() const;
+  std::optional<LibraryAnswer> answer() const;
 
   // No more questions; waits until it has ended.
   Ending end();

@@ -17,7 +17,7 @@ FaultEngine::FaultEngine(std::int32_t platform, Log log) {
   provide_services([this](const std::string& fault_dn) { withdraw(fault_dn); }, platform, log);
 }
 
-Handled FaultEngine::handle(const EventLine& line, Moment now, Sequence sequence) {
+Handled FaultEngine::handle(const SensorEvent& line, Moment now, Sequence sequence) {
   Handled handled;
   handled.when = line.time.value_or(now);
   withdrawn_.clear();
@@ -27,16 +27,16 @@ Handled FaultEngine::handle(const EventLine& line, Moment now, Sequence sequence
   return handled;
 }
 
-fe_fault_record FaultEngine::remind(const EventLine& line) {
+fe_fault_record FaultEngine::rebuild(const SensorEvent& line) {
   fe_fault_record record = {};
-  reminding_ = true;
+  rebuilding_ = true;
   filter(*line.entity, line.event, record);
-  reminding_ = false;
+  rebuilding_ = false;
   return record;
 }
 
 void FaultEngine::withdraw(const std::string& fault_dn) {
-  if (reminding_) return;
+  if (rebuilding_) return;
   if (const auto raised = faults_.withdraw(fault_dn)) withdrawn_.push_back({fault_dn, *raised});
 }
 

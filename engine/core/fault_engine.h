@@ -9,7 +9,7 @@
 
 #include "alarms/active_faults.h"
 #include "filter/services.h"
-#include "model/event_line.h"
+#include "model/sensor_event.h"
 
 namespace polaiga::engine {
 
@@ -35,11 +35,11 @@ class FaultEngine {
   FaultEngine(const FaultEngine&) = delete;
   FaultEngine& operator=(const FaultEngine&) = delete;
 
-  Handled handle(const EventLine& line, Moment now, Sequence sequence);
+  Handled handle(const SensorEvent& line, Moment now, Sequence sequence);
 
   // Gives the library an event that it has had before, for what it remembers of
   // it; the active faults stay as they are. Answers what the filter wrote.
-  fe_fault_record remind(const EventLine& line);
+  fe_fault_record rebuild(const SensorEvent& line);
 
   ActiveFaults& faults() { return faults_; }
   const ActiveFaults& faults() const { return faults_; }
@@ -49,7 +49,7 @@ class FaultEngine {
 
   ActiveFaults faults_;
   std::vector<Withdrawn> withdrawn_;
-  bool reminding_ = false;
+  bool rebuilding_ = false;
 };
 
 }  // namespace polaiga::engine

@@ -18,10 +18,10 @@
 
 #include "base/signals.h"
 #include "daemon/service_manager.h"
+#include "intake/event_parser.h"
 #include "intake/line_buffer.h"
 #include "intake/listener.h"
 #include "intake/sender.h"
-#include "model/event_line.h"
 
 namespace polaiga::engine {
 namespace {
@@ -66,14 +66,14 @@ struct Kept {
 
   FaultEngine engine;
   std::optional<Ledger> ledger;
-  Shaping shaping;
+  FilterState filter_state;
   std::string set_aside;
 
  private:
   void open(const RunOptions& options) {
     ledger.emplace(options.ledger, options.retention, std::time(nullptr));
     if (set_aside.empty()) set_aside = ledger->set_aside();
-    shaping = ledger->restore(engine);
+    filter_state = ledger->restore(engine);
   }
 
   void replace(const RunOptions& options) {
@@ -97,7 +97,8 @@ std::string error_answer(const std::string& what) {
 
 class Run {
  public:
-  Run(const RunOptions& options, const Output& output) : options_(options), lock_(options.ledger), kept_(options) {
+  Run(const RunOptions& options, const StandardOutput& output)
+      : options_(options), lock_(options.ledger), kept_(options) {
     load_tables();
     if (!options.socket.empty()) listener_ = std::make_unique<Listener>(options.socket);
     senders_.emplace_back(Sender::Kind::kStandardInput, "<stdin>",
@@ -255,13 +256,13 @@ class Run {
         }
       }
     }
-    batch_.shaping = kept_.shaping.take_changes();
+    batch_.filter_state = kept_.filter_state.take_changes();
   }
 
   void take(Sender& sender, std::string_view line) {
     if (line.find_first_not_of(" \t\r") == std::string_view::npos) return;
     try {
-      EventLine event = parse_event_line(line);
+      SensorEvent event = parse_sensor_event(line);
       if (const auto known = find(event)) {
         answers_.push_back({&sender, acknowledgement(*known, true)});
       } else {
@@ -282,17 +283,17 @@ class Run {
   }
 
   // The number of an event that was taken before.
-  std::optional<Sequence> find(const EventLine& event) {
+  std::optional<Sequence> find(const SensorEvent& event) {
     if (!event.id) return std::nullopt;
     if (const auto found = new_ids_.find(*event.id); found != new_ids_.end()) return found->second;
     return kept_.ledger->find(*event.id);
   }
 
-  Sequence handle(EventLine event) {
+  Sequence handle(SensorEvent event) {
     const Sequence sequence = kept_.ledger->last() + 1 + static_cast<Sequence>(batch_.entries.size());
     const Moment received = clock();
     Handled handled = kept_.engine.handle(event, received, sequence);
-    kept_.shaping.note(sequence, event, handled.record);
+    kept_.filter_state.note(sequence, event, handled.record);
     if (event.id) new_ids_.emplace(*event.id, sequence);
     batch_.entries.push_back({sequence, received, std::move(event), std::move(handled)});
     return sequence;
@@ -319,7 +320,7 @@ class Run {
     for (const Answer& answer : answers_) answer.sender->answer(answer.text);
     answers_.clear();
     batch_.entries.clear();
-    batch_.shaping.clear();
+    batch_.filter_state.clear();
     new_ids_.clear();
   }
 
@@ -375,9 +376,9 @@ class Run {
 
 }  // namespace
 
-Status run(const RunOptions& options, Output& output) {
+Status run(const RunOptions& options, StandardOutput& output) {
   fill_standard_streams();
-  Output::divert(options.log == Log::kDebug ? Others::kToStandardError : Others::kDiscarded);
+  StandardOutput::divert(options.log == Log::kDebug ? Others::kToStandardError : Others::kDiscarded);
   return Run(options, output).serve();
 }
 

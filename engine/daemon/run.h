@@ -4,7 +4,8 @@
 
 #include <string>
 
-#include "commands/command.h"
+#include "base/standard_output.h"
+#include "base/status.h"
 #include "filter/services.h"
 #include "ledger/ledger.h"
 
@@ -20,6 +21,6 @@ struct RunOptions {
 };
 
 // Throws what its parts throw when it cannot begin.
-Status run(const RunOptions& options, Output& output);
+Status run(const RunOptions& options, StandardOutput& output);
 
 }  // namespace polaiga::engine

@@ -10,9 +10,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "alarms/active_faults.h"
 #include "filter/services.h"
-#include "ledger/ledger_rows.h"
+#include "model/fault.h"
 #include "model/record_text.h"
 
 namespace polaiga::engine {

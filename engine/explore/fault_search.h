@@ -10,7 +10,7 @@
 #include <tuple>
 #include <vector>
 
-#include "model/catalog.h"
+#include "model/dictionary.h"
 #include "model/entities.h"
 
 namespace polaiga::engine {

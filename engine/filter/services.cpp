@@ -9,9 +9,10 @@
 #include <cstring>
 #include <utility>
 
-#include "alarms/active_faults.h"
 #include "base/printable.h"
-#include "model/catalog.h"
+#include "model/change.h"
+#include "model/dictionary.h"
+#include "model/fault.h"
 
 namespace polaiga::engine {
 namespace {

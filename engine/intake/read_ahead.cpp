@@ -1,4 +1,5 @@
 #include "intake/read_ahead.h"
+#include "intake/event_parser.h"
 
 #include <cerrno>
 #include <chrono>
@@ -12,7 +13,7 @@ bool is_blank(std::string_view line) { return line.find_first_not_of(" \t\r") ==
 ReadLine parse(std::uint64_t number, std::string_view line) {
   ReadLine read{.number = number, .event = std::nullopt, .complaint = {}};
   try {
-    read.event = parse_event_line(line);
+    read.event = parse_sensor_event(line);
   } catch (const BadLine& bad) {
     read.complaint = bad.what();
   }

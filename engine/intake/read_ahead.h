@@ -9,15 +9,15 @@
 #include <vector>
 
 #include "base/input.h"
+#include "intake/event_parser.h"
 #include "intake/line_reader.h"
-#include "model/event_line.h"
 
 namespace polaiga::engine {
 
 // A line that is not blank.
 struct ReadLine {
   std::uint64_t number = 0;
-  std::optional<EventLine> event;
+  std::optional<SensorEvent> event;
   std::string complaint;  // of a line that is none
 };
 

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "ledger/ledger_rows.h"
-#include "model/catalog.h"
+#include "model/dictionary.h"
 #include "model/record_text.h"
 
 namespace polaiga::engine {
@@ -27,7 +27,7 @@ constexpr const char* kTablesName = "the ledger's tables";  // in complaints
 // Of an event or a record: the library's memory, or the first or the latest record
 // of an episode.
 constexpr const char* kNeeded =
-    "(seq IN (SELECT seq FROM shaping) OR seq IN (SELECT raised_seq FROM episode) OR "
+    "(seq IN (SELECT seq FROM filter_state) OR seq IN (SELECT raised_seq FROM episode) OR "
     "seq IS (SELECT last_seq FROM record AS own JOIN episode USING (raised_seq) WHERE own.seq = one.seq))";
 
 std::string parameters(int count) {
@@ -50,8 +50,8 @@ Ledger::Statements::Statements(const Database& db)
       raise(db, "INSERT INTO episode VALUES (?1, ?2, ?1, ?2, 1, NULL, NULL, NULL)"),
       refresh(db, "UPDATE episode SET last_seq = ?2, updated_at = ?3, reports = reports + 1 WHERE raised_seq = ?1"),
       end(db, "UPDATE episode SET ended_seq = ?2, ended_at = ?3, ending = ?4 WHERE raised_seq = ?1"),
-      forget_slot(db, "DELETE FROM shaping WHERE slot = ?"),
-      add_slot(db, "INSERT INTO shaping VALUES (?, ?)"),
+      forget_slot(db, "DELETE FROM filter_state WHERE slot = ?"),
+      add_slot(db, "INSERT INTO filter_state VALUES (?, ?)"),
       next_events(db, "SELECT seq, received FROM event WHERE seq > ? ORDER BY seq LIMIT ?"),
       least_cursor(db, "SELECT min(seq) FROM output"),
       drop_episodes(db, "DELETE FROM episode WHERE ended_seq <= ?"),
@@ -90,20 +90,20 @@ HostTables Ledger::tables(std::int64_t id) const {
 
 // All is read before any of it is used: what the library has been given cannot be
 // taken back.
-Shaping Ledger::restore(FaultEngine& engine) {
+FilterState Ledger::restore(FaultEngine& engine) {
   struct Step {
     StoredEvent event;
     std::int64_t tables;
   };
   std::vector<Step> steps;
   std::map<std::int64_t, HostTables> tables_used;
-  Statement events(db_,
-                   select_events(", event.tables", "event") + " WHERE seq IN (SELECT seq FROM shaping) ORDER BY seq");
+  Statement events(
+      db_, select_events(", event.tables", "event") + " WHERE seq IN (SELECT seq FROM filter_state) ORDER BY seq");
   while (events.step()) {
     steps.push_back({read_event(events), events.integer(kEventWidth)});
     tables_used.try_emplace(steps.back().tables);
   }
-  Statement lost(db_, "SELECT count(*) FROM shaping WHERE seq NOT IN (SELECT seq FROM event)");
+  Statement lost(db_, "SELECT count(*) FROM filter_state WHERE seq NOT IN (SELECT seq FROM event)");
   if (lost.step() && lost.integer(0) != 0) throw LedgerError("events that shaped the library's memory are gone");
   for (auto& [id, content] : tables_used) {
     content = tables(id);
@@ -111,15 +111,15 @@ Shaping Ledger::restore(FaultEngine& engine) {
   }
   restore_faults(engine.faults());
 
-  Shaping shaping;
+  FilterState filter_state;
   std::int64_t installed = 0;
   for (const Step& step : steps) {
     if (step.tables != installed) install_host_tables(tables_used[step.tables], kTablesName);
     installed = step.tables;
-    shaping.note(step.event.sequence, step.event.line, engine.remind(step.event.line));
+    filter_state.note(step.event.sequence, step.event.line, engine.rebuild(step.event.line));
   }
-  shaping.take_changes();  // they are here already
-  return shaping;
+  filter_state.take_changes();  // they are here already
+  return filter_state;
 }
 
 void Ledger::restore_faults(ActiveFaults& faults) {
@@ -156,7 +156,7 @@ void Ledger::write(const LedgerBatch& batch) {
     Transaction transaction(db_);
     if (new_tables_) sql_.add_tables.with(++tables_id_, new_tables_->nm, new_tables_->cmc, new_tables_->drive_bp).run();
     for (const LedgerEntry& entry : batch.entries) write(entry);
-    for (const auto& [slot, sequences] : batch.shaping) {
+    for (const auto& [slot, sequences] : batch.filter_state) {
       sql_.forget_slot.with(slot).run();
       for (const Sequence sequence : sequences) sql_.add_slot.with(slot, sequence).run();
     }
@@ -172,7 +172,7 @@ void Ledger::write(const LedgerBatch& batch) {
 }
 
 void Ledger::write(const LedgerEntry& entry) {
-  const EventLine& line = entry.line;
+  const SensorEvent& line = entry.line;
   const fe_sensor_event& event = line.event;
   sql_.add_event
       .with(entry.sequence, line.id, entry.received, line.time, tables_id_, line.entity->name,

@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "core/fault_engine.h"
+#include "filter/filter_state.h"
 #include "filter/host_tables.h"
-#include "filter/shaping.h"
 #include "ledger/ledger_file.h"
 
 namespace polaiga::engine {
@@ -22,14 +22,14 @@ namespace polaiga::engine {
 struct LedgerEntry {
   Sequence sequence = 0;
   Moment received = 0;
-  EventLine line;
+  SensorEvent line;
   Handled handled;
 };
 
 // What is written at once, or not at all.
 struct LedgerBatch {
   std::vector<LedgerEntry> entries;
-  std::map<Slot, std::vector<Sequence>> shaping;  // of the slots that changed
+  std::map<Slot, std::vector<Sequence>> filter_state;  // of the slots that changed
 };
 
 // How much of the past is kept; 0 is all of it. What active faults, the library's
@@ -52,7 +52,7 @@ class Ledger {
 
   // Gives the engine its active faults, and the library's memory back; the host
   // tables are then those of the last event.
-  Shaping restore(FaultEngine& engine);
+  FilterState restore(FaultEngine& engine);
 
   // The host tables that events are handled under from now on.
   void use_tables(const HostTables& in_use);

@@ -87,12 +87,12 @@ CREATE TABLE episode (             -- the fault is that of the record that raise
 );
 CREATE INDEX episode_active ON episode (raised_seq) WHERE ended_seq IS NULL;
 CREATE INDEX episode_ended ON episode (ended_seq) WHERE ended_seq IS NOT NULL;
-CREATE TABLE shaping (
+CREATE TABLE filter_state (
   slot TEXT NOT NULL,
   seq INTEGER NOT NULL REFERENCES event,
   PRIMARY KEY (slot, seq)
 ) WITHOUT ROWID;
-CREATE INDEX shaping_seq ON shaping (seq);
+CREATE INDEX filter_state_seq ON filter_state (seq);
 CREATE TABLE horizon (             -- one row: what retention has taken
   through_seq INTEGER NOT NULL,    -- up to here only what is still needed is left
   through_at INTEGER NOT NULL      -- the latest time of what is gone

@@ -3,7 +3,7 @@
 //   event    every accepted event, by its sequence number
 //   record   what the filter made of it, if anything
 //   episode  a fault from its raise to its end; that of an active fault has none
-//   shaping  the events that the library's memory is brought back by
+//   filter_state  the events that the library's memory is brought back by
 //   tables   the host tables that events were handled under
 //   output   how far each publisher has come
 //   outbox   what publishers publish: every change of a fault, in order

@@ -10,7 +10,7 @@
 #include "filter/host_tables.h"
 #include "ledger/ledger_file.h"
 #include "ledger/ledger_rows.h"
-#include "model/catalog.h"
+#include "model/dictionary.h"
 
 namespace polaiga::engine {
 

@@ -7,16 +7,16 @@
 #include <string>
 
 #include "alarms/active_faults.h"
-#include "filter/shaping.h"
+#include "filter/filter_state.h"
 #include "ledger/sqlite.h"
-#include "model/event_line.h"
+#include "model/sensor_event.h"
 
 namespace polaiga::engine {
 
 struct StoredEvent {
   Sequence sequence = 0;
   Moment received = 0;
-  EventLine line;
+  SensorEvent line;
 };
 
 struct StoredRecord {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "filter/shaping.h"
+#include "filter/filter_state.h"
 #include "ledger/sqlite.h"
 
 namespace polaiga::engine {

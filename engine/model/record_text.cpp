@@ -1,7 +1,6 @@
 #include "model/record_text.h"
 
 #include <algorithm>
-#include <array>
 #include <span>
 
 namespace polaiga::engine {
@@ -19,11 +18,6 @@ std::string dotted_oid(const fe_fault_record& record) {
     text += std::to_string(arc);
   }
   return text;
-}
-
-std::string_view change_word(Change change) {
-  constexpr std::array<std::string_view, 4> kWords{"raised", "refreshed", "cleared", "already_clear"};
-  return kWords.at(static_cast<std::size_t>(change));
 }
 
 }  // namespace polaiga::engine

@@ -6,8 +6,6 @@
 #include <string>
 #include <string_view>
 
-#include "alarms/active_faults.h"
-
 namespace polaiga::engine {
 
 // A field's text, to its NUL or its end.
@@ -20,8 +18,5 @@ std::string_view field_text(const char (&field)[N]) {
 // The object identifier in dots: the arcs that count or, of a record that leaves
 // their number alone, all that are there.
 std::string dotted_oid(const fe_fault_record& record);
-
-// Raised, refreshed, cleared, already_clear.
-std::string_view change_word(Change change);
 
 }  // namespace polaiga::engine

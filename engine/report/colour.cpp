@@ -18,7 +18,7 @@ void add_colour_option(CLI::App& command, Colour& colour) {
       ->option_text("WHEN");
 }
 
-bool wants_colour(Colour colour, const Output& output) {
+bool wants_colour(Colour colour, const StandardOutput& output) {
   if (colour != Colour::kAuto) return colour == Colour::kAlways;
   const char* const refused = std::getenv("NO_COLOR");
   const char* const terminal = std::getenv("TERM");

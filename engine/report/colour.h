@@ -4,7 +4,7 @@
 #include <CLI/App.hpp>
 #include <cstdint>
 
-#include "base/output.h"
+#include "base/standard_output.h"
 
 namespace polaiga::engine {
 
@@ -13,6 +13,6 @@ enum class Colour : std::uint8_t { kAuto, kAlways, kNever };
 void add_colour_option(CLI::App& command, Colour& colour);
 
 // On a terminal that can, unless the user says otherwise.
-bool wants_colour(Colour colour, const Output& output);
+bool wants_colour(Colour colour, const StandardOutput& output);
 
 }  // namespace polaiga::engine

@@ -5,7 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "model/catalog.h"
+#include "model/dictionary.h"
 #include "model/record_text.h"
 #include "report/json_text.h"
 

@@ -5,6 +5,7 @@
 
 #include "alarms/active_faults.h"
 #include "base/printable.h"
+#include "model/fault.h"
 
 namespace polaiga::engine {
 namespace {

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "model/catalog.h"
+#include "model/dictionary.h"
 
 namespace polaiga::engine {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "base/printable.h"
-#include "model/catalog.h"
+#include "model/dictionary.h"
 #include "report/shown.h"
 
 namespace polaiga::engine {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "model/fault.h"
 #include "support/record.h"
 
 namespace polaiga::engine {

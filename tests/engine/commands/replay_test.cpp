@@ -7,6 +7,7 @@
 #include <set>
 #include <sstream>
 
+#include "intake/event_parser.h"
 #include "support/program.h"
 
 namespace polaiga::engine::test {

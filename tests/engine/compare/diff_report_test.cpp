@@ -1,4 +1,5 @@
 #include "compare/diff_report.h"
+#include "intake/event_parser.h"
 
 #include <gtest/gtest.h>
 
@@ -10,8 +11,8 @@ namespace {
 using nlohmann::json;
 
 const std::string kFile = "day.jsonl";
-const EventLine kLine =
-    parse_event_line(R"({"entity":"fan","sensor":"FAN1_\u0001","offset":116,"state":-3,"instance":2,"group":4})");
+const SensorEvent kLine =
+    parse_sensor_event(R"({"entity":"fan","sensor":"FAN1_\u0001","offset":116,"state":-3,"instance":2,"group":4})");
 const PlacedEvent kEvent{kFile, 12, kLine};
 const std::vector<Difference> kDifferences{
     {"code", 371, 372}, {"descr", "a\nb", "it's \xC3"}, {"reserved2", "000000", "0000ff"}};

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "intake/event_parser.h"
 #include "support/program.h"
 
 namespace polaiga::engine::test {

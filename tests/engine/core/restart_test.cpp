@@ -63,7 +63,7 @@ std::string in_fresh_process(const std::function<std::string()>& work) {
 
 // An event, after the host tables were changed if it says so.
 struct Step {
-  EventLine line;
+  SensorEvent line;
   const HostTables* tables;
 };
 
@@ -108,8 +108,8 @@ class Generator {
     return numbers.begin()[pick(0, static_cast<int>(numbers.size()) - 1)];
   }
 
-  EventLine event() {
-    EventLine line;
+  SensorEvent event() {
+    SensorEvent line;
     fe_sensor_event& event = line.event;
     event.entity_instance = pick(0, 9) == 0 ? one_of({-1, 0, 12, 13, 20, 21, 255, 256, 257}) : pick(1, 3);
     event.event_state = one_of({0, 0, 1, 1, 1, 4, 5, 6, 7});
@@ -165,7 +165,7 @@ class Generator {
     return line;
   }
 
-  static void become(EventLine& line, const char* entity) {
+  static void become(SensorEvent& line, const char* entity) {
     line.entity = find_entity(entity);
     line.event.entity_id = line.entity->entity_id;
   }
@@ -216,34 +216,34 @@ class Interrupted {
     return in_fresh_process([&] {
       FaultEngine engine(0, Log::kOff);
       Ledger ledger(ledger_, retention_, kNow);
-      Shaping shaping = ledger.restore(engine);
+      FilterState filter_state = ledger.restore(engine);
       std::string text;
       LedgerBatch batch;
       const HostTables* tables = nullptr;
       for (std::size_t i = begin; i < end; ++i) {
         const Step& step = steps_[i];
         if (step.tables != tables) {
-          if (!batch.entries.empty()) write(ledger, shaping, batch);
+          if (!batch.entries.empty()) write(ledger, filter_state, batch);
           install_host_tables(*step.tables, "tables");
           ledger.use_tables(*step.tables);
           tables = step.tables;
         }
         const Sequence sequence = static_cast<Sequence>(i) + 1;
         Handled handled = engine.handle(step.line, kNow, sequence);
-        shaping.note(sequence, step.line, handled.record);
+        filter_state.note(sequence, step.line, handled.record);
         text += told(handled);
         batch.entries.push_back({sequence, kNow, step.line, std::move(handled)});
-        if (batch.entries.size() == static_cast<std::size_t>(most)) write(ledger, shaping, batch);
+        if (batch.entries.size() == static_cast<std::size_t>(most)) write(ledger, filter_state, batch);
       }
-      if (!batch.entries.empty()) write(ledger, shaping, batch);
+      if (!batch.entries.empty()) write(ledger, filter_state, batch);
       if (last) text += told(engine.faults());
       return text;
     });
   }
 
  private:
-  static void write(Ledger& ledger, Shaping& shaping, LedgerBatch& batch) {
-    batch.shaping = shaping.take_changes();
+  static void write(Ledger& ledger, FilterState& filter_state, LedgerBatch& batch) {
+    batch.filter_state = filter_state.take_changes();
     ledger.write(batch);
     batch = {};
   }

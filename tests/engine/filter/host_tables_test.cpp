@@ -6,7 +6,7 @@
 #include <set>
 #include <string>
 
-#include "model/catalog.h"
+#include "model/dictionary.h"
 #include "support/temp_dir.h"
 
 namespace polaiga::engine {

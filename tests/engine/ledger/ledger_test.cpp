@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "intake/event_parser.h"
 #include "support/ledger_entries.h"
 #include "support/temp_dir.h"
 
@@ -106,20 +107,20 @@ TEST_F(LedgerTest, ABatchIsWrittenAsAWholeOrNotAtAll) {
   for (const char* id : {"b", "a"}) {  // the second is refused
     LedgerEntry entry;
     entry.sequence = ledger_->last() + 1 + static_cast<Sequence>(batch.entries.size());
-    entry.line = parse_event_line(R"({"entity":"fan","sensor":"X","offset":3,"state":1})");
+    entry.line = parse_sensor_event(R"({"entity":"fan","sensor":"X","offset":3,"state":1})");
     entry.line.id = id;
     batch.entries.push_back(entry);
   }
-  batch.shaping["fan 1"] = {2};
+  batch.filter_state["fan 1"] = {2};
   EXPECT_THROW(ledger_->write(batch), SqlError);
   EXPECT_EQ(ledger_->last(), 1);
   EXPECT_EQ(numbers_of("SELECT seq FROM event"), Numbers{1});
-  EXPECT_EQ(numbers_of("SELECT seq FROM shaping"), Numbers{});
+  EXPECT_EQ(numbers_of("SELECT seq FROM filter_state"), Numbers{});
   batch.entries[1].line.id = "c";
   ledger_->write(batch);
   EXPECT_EQ(ledger_->last(), 3);
   EXPECT_EQ(numbers_of("SELECT seq FROM event"), (Numbers{1, 2, 3}));
-  EXPECT_EQ(numbers_of("SELECT seq FROM shaping"), Numbers{2});
+  EXPECT_EQ(numbers_of("SELECT seq FROM filter_state"), Numbers{2});
 }
 
 TEST_F(LedgerTest, RetentionByCountKeepsWhatIsNeeded) {
@@ -157,7 +158,7 @@ TEST_F(LedgerTest, WhatIsNeededNoMoreGoesInTime) {
     for (int i = 0; i < 60'000; ++i) {
       LedgerEntry entry;
       entry.sequence = ledger_->last() + 1 + i;
-      entry.line = parse_event_line(R"({"entity":"fan","sensor":"X","offset":3,"state":1})");
+      entry.line = parse_sensor_event(R"({"entity":"fan","sensor":"X","offset":3,"state":1})");
       batch.entries.push_back(entry);
     }
     ledger_->write(batch);

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "intake/event_parser.h"
 #include "ledger/ledger.h"
 #include "support/record.h"
 
@@ -19,11 +20,11 @@ struct EntryOf {
 
 // Writes an event that came to that; its number.
 inline Sequence write(Ledger& ledger, ActiveFaults& faults, const EntryOf& of,
-                      std::map<Slot, std::vector<Sequence>> shaping = {}) {
+                      std::map<Slot, std::vector<Sequence>> filter_state = {}) {
   LedgerEntry entry;
   entry.sequence = ledger.last() + 1;
   entry.received = of.received;
-  entry.line = parse_event_line(R"({"entity":"fan","sensor":"FAN3_TACH1","instance":3,"offset":3,"state":1})");
+  entry.line = parse_sensor_event(R"({"entity":"fan","sensor":"FAN3_TACH1","instance":3,"offset":3,"state":1})");
   if (!of.id.empty()) entry.line.id = of.id;
   entry.handled.when = of.received;
   entry.handled.reported = of.reported;
@@ -37,7 +38,7 @@ inline Sequence write(Ledger& ledger, ActiveFaults& faults, const EntryOf& of,
   const Sequence sequence = entry.sequence;
   LedgerBatch batch;
   batch.entries.push_back(std::move(entry));
-  batch.shaping = std::move(shaping);
+  batch.filter_state = std::move(filter_state);
   ledger.write(batch);
   return sequence;
 }

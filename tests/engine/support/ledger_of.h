@@ -11,7 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "base/output.h"
+#include "base/standard_output.h"
+#include "intake/event_parser.h"
 #include "ledger/ledger.h"
 
 namespace polaiga::engine::test {
@@ -31,22 +32,22 @@ inline void write_ledger(const std::string& path, const std::vector<EventAt>& ev
   const int pid = ::fork();
   if (pid == 0) {
     try {
-      Output::divert(Others::kDiscarded);
+      StandardOutput::divert(Others::kDiscarded);
       Ledger ledger(path, retention, kNewYear);
       FaultEngine engine(0, Log::kOff);
-      Shaping shaping = ledger.restore(engine);
+      FilterState filter_state = ledger.restore(engine);
       const HostTables tables = read_host_tables(POLAIGA_TABLES_DIR);
       install_host_tables(tables, POLAIGA_TABLES_DIR);
       ledger.use_tables(tables);
       LedgerBatch batch;
       for (const auto& [received, text] : events) {
         const Sequence sequence = ledger.last() + static_cast<Sequence>(batch.entries.size()) + 1;
-        EventLine line = parse_event_line(text);
+        SensorEvent line = parse_sensor_event(text);
         Handled handled = engine.handle(line, kNewYear + received, sequence);
-        shaping.note(sequence, line, handled.record);
+        filter_state.note(sequence, line, handled.record);
         batch.entries.push_back({sequence, kNewYear + received, std::move(line), std::move(handled)});
       }
-      batch.shaping = shaping.take_changes();
+      batch.filter_state = filter_state.take_changes();
       ledger.write(batch);
     } catch (const std::exception& error) {
       std::fprintf(stderr, "%s\n", error.what());

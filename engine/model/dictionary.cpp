@@ -1,9 +1,10 @@
-#include "model/catalog.h"
+#include "model/dictionary.h"
 
 #include <algorithm>
 #include <array>
 
-#include "alarms/active_faults.h"
+#include "model/change.h"
+#include "model/fault.h"
 
 namespace polaiga::engine {
 namespace {

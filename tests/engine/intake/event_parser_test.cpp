@@ -1,4 +1,4 @@
-#include "model/event_line.h"
+#include "intake/event_parser.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@ namespace {
 
 std::string complaint_about(const std::string& line) {
   try {
-    parse_event_line(line);
+    parse_sensor_event(line);
   } catch (const BadLine& bad) {
     return bad.what();
   }
@@ -23,8 +23,8 @@ std::string with(const std::string& more) {
   return R"({"entity":"fan","sensor":"S","offset":3,"state":1,)" + more + "}";
 }
 
-TEST(EventLine, Defaults) {
-  const EventLine line = parse_event_line(R"({"entity":"fan","sensor":"FAN1_TACH1","offset":3,"state":1})");
+TEST(SensorEvent, Defaults) {
+  const SensorEvent line = parse_sensor_event(R"({"entity":"fan","sensor":"FAN1_TACH1","offset":3,"state":1})");
   EXPECT_EQ(line.entity, find_entity("fan"));
   EXPECT_STREQ(line.event.sensor_name, "FAN1_TACH1");
   EXPECT_EQ(line.event.event_offset, 3);
@@ -37,8 +37,8 @@ TEST(EventLine, Defaults) {
   EXPECT_FALSE(line.time.has_value());
 }
 
-TEST(EventLine, EveryMember) {
-  const EventLine line = parse_event_line(
+TEST(SensorEvent, EveryMember) {
+  const SensorEvent line = parse_sensor_event(
       R"({"time":"2024-01-31T23:59:59Z","reading_type":4294967295,"entity_subtype":255,"entity_id":254,"group":-7,)"
       R"("instance":-2147483648,"state":2147483647,"offset":-1,"sensor":"NINETEEN_CHARACTERS","entity":"sys_board"})");
   EXPECT_EQ(line.entity, find_entity("sys_board"));
@@ -53,30 +53,30 @@ TEST(EventLine, EveryMember) {
   EXPECT_EQ(line.time, Moment{1706745599});
 }
 
-TEST(EventLine, ReadingTypeByOffset) {
+TEST(SensorEvent, ReadingTypeByOffset) {
   const std::pair<int, unsigned> kRows[] = {{113, 0}, {114, 1}, {115, 1}, {118, 1}, {119, 1}, {120, 0}, {0, 0}};
   for (const auto& [offset, reading_type] : kRows) {
     const std::string start = R"({"entity":"fan","sensor":"S","state":1,"offset":)" + std::to_string(offset);
-    EXPECT_EQ(parse_event_line(start + "}").event.reading_type, reading_type) << offset;
-    EXPECT_EQ(parse_event_line(start + R"(,"reading_type":0})").event.reading_type, 0U) << offset;
-    EXPECT_EQ(parse_event_line(start + R"(,"reading_type":1})").event.reading_type, 1U) << offset;
+    EXPECT_EQ(parse_sensor_event(start + "}").event.reading_type, reading_type) << offset;
+    EXPECT_EQ(parse_sensor_event(start + R"(,"reading_type":0})").event.reading_type, 0U) << offset;
+    EXPECT_EQ(parse_sensor_event(start + R"(,"reading_type":1})").event.reading_type, 1U) << offset;
   }
 }
 
-TEST(EventLine, TimeAsANumber) {
-  EXPECT_EQ(parse_event_line(with(R"("time":0)")).time, Moment{0});
-  EXPECT_EQ(parse_event_line(with(R"("time":253402300799)")).time, Moment{253402300799});
+TEST(SensorEvent, TimeAsANumber) {
+  EXPECT_EQ(parse_sensor_event(with(R"("time":0)")).time, Moment{0});
+  EXPECT_EQ(parse_sensor_event(with(R"("time":253402300799)")).time, Moment{253402300799});
 }
 
-TEST(EventLine, BlanksAndEscapesAreJson) {
-  const EventLine line = parse_event_line(
+TEST(SensorEvent, BlanksAndEscapesAreJson) {
+  const SensorEvent line = parse_sensor_event(
       "  { \"entity\" : \"f\\u0061n\", \"sensor\":\"\xC3\xA9\", \"offset\":3, "
       "\"state\":0 }\r");
   EXPECT_EQ(line.entity, find_entity("fan"));
   EXPECT_STREQ(line.event.sensor_name, "\xC3\xA9");
 }
 
-TEST(EventLine, WhatIsWrong) {
+TEST(SensorEvent, WhatIsWrong) {
   const std::pair<std::string, const char*> kRows[] = {
       // Not JSON, or not an object.
       {"{",
@@ -140,13 +140,13 @@ TEST(EventLine, WhatIsWrong) {
   for (const auto& [line, complaint] : kRows) EXPECT_EQ(complaint_about(line), complaint) << line;
 }
 
-TEST(EventLine, DeepNestingIsJustALineAmiss) {
+TEST(SensorEvent, DeepNestingIsJustALineAmiss) {
   EXPECT_EQ(complaint_about(with("\"state\":" + std::string(30000, '[') + std::string(30000, ']'))),
             "member 'state' comes twice");
   EXPECT_EQ(complaint_about(std::string(60000, '[')).substr(0, 8), "not JSON");
 }
 
-TEST(EventLine, TheSchemaHasTheSameMembers) {
+TEST(SensorEvent, TheSchemaHasTheSameMembers) {
   std::ifstream file(POLAIGA_SOURCE_DIR "/docs/event.schema.json");
   const auto schema = nlohmann::json::parse(file);
   std::set<std::string> properties;
@@ -166,7 +166,7 @@ TEST(EventLine, TheSchemaHasTheSameMembers) {
 
 // The bounds of the schema are those of the parser: what lies on one passes,
 // what lies behind it does not.
-TEST(EventLine, TheSchemaHasTheSameBounds) {
+TEST(SensorEvent, TheSchemaHasTheSameBounds) {
   std::ifstream file(POLAIGA_SOURCE_DIR "/docs/event.schema.json");
   const auto schema = nlohmann::json::parse(file);
   nlohmann::json event = {{"entity", "fan"}, {"sensor", "S"}, {"offset", 3}, {"state", 1}};

@@ -17,12 +17,12 @@ enum class Others { kDiscarded, kToStandardError };
 
 // Filters print traces to standard output by themselves. This keeps the real one
 // to the program, and gives them another in its place.
-class Output {
+class StandardOutput {
  public:
-  Output();
-  ~Output();
-  Output(const Output&) = delete;
-  Output& operator=(const Output&) = delete;
+  StandardOutput();
+  ~StandardOutput();
+  StandardOutput(const StandardOutput&) = delete;
+  StandardOutput& operator=(const StandardOutput&) = delete;
 
   // Puts file descriptor 1 and the C library's stdout in the hands of others.
   static void divert(Others others);

@@ -1,25 +1,14 @@
-// One line of input: a sensor event as a JSON object.
+// Reads a sensor event from one line of input, a JSON object.
 #pragma once
 
-#include <polaiga/records.h>
-
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "model/entities.h"
-#include "model/moment.h"
+#include "model/sensor_event.h"
 
 namespace polaiga::engine {
-
-struct EventLine {
-  const Entity* entity = nullptr;
-  fe_sensor_event event = {};
-  std::optional<Moment> time;
-  std::optional<std::string> id;  // the sender's own name for the event
-};
 
 inline constexpr std::size_t kLongestId = 64;
 
@@ -29,7 +18,7 @@ struct BadLine : std::runtime_error {
 };
 
 // Throws BadLine.
-EventLine parse_event_line(std::string_view text);
+SensorEvent parse_sensor_event(std::string_view text);
 
 // The members that an event may have, those that it must have first.
 struct EventMember {

@@ -1,4 +1,4 @@
-#include "model/event_line.h"
+#include "intake/event_parser.h"
 
 #include <algorithm>
 #include <array>
@@ -56,23 +56,23 @@ T integer_of(const Value& value, std::string_view name, T least = std::numeric_l
 struct Member {
   std::string_view name;
   bool required;
-  void (*read)(const Value& value, std::string_view name, EventLine& line);
+  void (*read)(const Value& value, std::string_view name, SensorEvent& line);
 };
 
 template <auto Field>
-void read_number(const Value& value, std::string_view name, EventLine& line) {
+void read_number(const Value& value, std::string_view name, SensorEvent& line) {
   auto& field = line.event.*Field;
   field = integer_of<std::remove_reference_t<decltype(field)>>(value, name);
 }
 
-void read_entity(const Value& value, std::string_view name, EventLine& line) {
+void read_entity(const Value& value, std::string_view name, SensorEvent& line) {
   const std::string& text = text_of(value, name);
   line.entity = find_entity(text);
   if (line.entity == nullptr) throw BadLine("entity " + in_quotes(text) + " is not known to this build");
   line.event.entity_id = line.entity->entity_id;
 }
 
-void read_sensor(const Value& value, std::string_view name, EventLine& line) {
+void read_sensor(const Value& value, std::string_view name, SensorEvent& line) {
   const std::string& text = text_of(value, name);
   constexpr std::size_t kLongest = FE_SENSOR_NAME_SIZE - 1;
   if (text.size() > kLongest) {
@@ -83,7 +83,7 @@ void read_sensor(const Value& value, std::string_view name, EventLine& line) {
   std::memcpy(line.event.sensor_name, text.c_str(), text.size() + 1);
 }
 
-void read_offset(const Value& value, std::string_view name, EventLine& line) {
+void read_offset(const Value& value, std::string_view name, SensorEvent& line) {
   const auto offset = integer_of<std::int32_t>(value, name);
   line.event.event_offset = offset;
   if (offset >= FE_OFFSET_LOWER_NON_CRITICAL && offset <= FE_OFFSET_UPPER_NON_RECOVERABLE) {
@@ -91,7 +91,7 @@ void read_offset(const Value& value, std::string_view name, EventLine& line) {
   }
 }
 
-void read_time(const Value& value, std::string_view name, EventLine& line) {
+void read_time(const Value& value, std::string_view name, SensorEvent& line) {
   if (value.kind != Value::Kind::kText) {
     line.time = integer_of<Moment>(value, name, 0, kLastMoment);
     return;
@@ -103,7 +103,7 @@ void read_time(const Value& value, std::string_view name, EventLine& line) {
   }
 }
 
-void read_id(const Value& value, std::string_view name, EventLine& line) {
+void read_id(const Value& value, std::string_view name, SensorEvent& line) {
   const std::string& text = text_of(value, name);
   if (text.empty()) throw BadLine(in_quotes(name) + " is empty");
   if (text.size() > kLongestId) {
@@ -173,10 +173,10 @@ class Members : public nlohmann::json_sax<json> {
     throw BadLine(error.id == kOutOfRange ? "not JSON: a number is too large" : complaint(byte, error.what()));
   }
 
-  EventLine line() const {
+  SensorEvent line() const {
     if (!is_object_) throw BadLine("not an object");
     if (unknown_) throw BadLine("member " + in_quotes(*unknown_) + " is not known");
-    EventLine line;
+    SensorEvent line;
     line.event.entity_instance = 1;
     for (std::size_t i = 0; i < kMemberCount; ++i) {
       const Member& member = kMembers[i];
@@ -230,7 +230,7 @@ class Members : public nlohmann::json_sax<json> {
 
 }  // namespace
 
-EventLine parse_event_line(std::string_view text) {
+SensorEvent parse_sensor_event(std::string_view text) {
   Members members;
   json::sax_parse(text, &members);
   return members.line();

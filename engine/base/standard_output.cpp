@@ -1,4 +1,4 @@
-#include "base/output.h"
+#include "base/standard_output.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -16,13 +16,14 @@ constexpr int kFirstOwn = 3;  // behind the three standard ones
 
 }  // namespace
 
-Output::Output() : fd_(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, kFirstOwn)), terminal_(fd_ >= 0 && ::isatty(fd_) == 1) {
+StandardOutput::StandardOutput()
+    : fd_(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, kFirstOwn)), terminal_(fd_ >= 0 && ::isatty(fd_) == 1) {
   if (fd_ < 0) fail();
 }
 
-Output::~Output() { ::close(fd_); }
+StandardOutput::~StandardOutput() { ::close(fd_); }
 
-void Output::divert(Others others) {
+void StandardOutput::divert(Others others) {
   // What stdout still holds was meant for the old place, so it goes out first.
   if (std::fflush(stdout) != 0) fail();
   if (others == Others::kToStandardError) {
@@ -35,12 +36,12 @@ void Output::divert(Others others) {
   ::close(nowhere);
 }
 
-void Output::write(std::string_view text) {
+void StandardOutput::write(std::string_view text) {
   pending_ += text;
   if (pending_.size() >= kEnough) flush();
 }
 
-void Output::flush() {
+void StandardOutput::flush() {
   std::string_view rest = pending_;
   while (!rest.empty()) {
     const auto written = ::write(fd_, rest.data(), rest.size());

@@ -1,4 +1,4 @@
-#include "filter/shaping.h"
+#include "filter/filter_state.h"
 
 #include <gtest/gtest.h>
 #include <polaiga/tables.h>
@@ -24,7 +24,7 @@ struct Given {
 class ShapingTest : public testing::Test {
  protected:
   void note(Sequence sequence, const Given& given) {
-    EventLine line;
+    SensorEvent line;
     line.entity = find_entity(given.entity);
     line.event.event_offset = given.offset;
     line.event.event_state = given.state;
@@ -34,10 +34,10 @@ class ShapingTest : public testing::Test {
     fe_fault_record record = {};
     record.event = line.event;
     if (given.renumbered != 0) record.event.entity_instance = given.renumbered;
-    shaping_.note(sequence, line, record);
+    filter_state_.note(sequence, line, record);
   }
 
-  Shaping shaping_;
+  FilterState filter_state_;
 };
 
 TEST_F(ShapingTest, AUnitIsMissingOrNotByItsLastWord) {
@@ -45,16 +45,16 @@ TEST_F(ShapingTest, AUnitIsMissingOrNotByItsLastWord) {
   note(2, {.entity = "add_in", .offset = 63, .state = 1, .instance = 8});
   note(3, {.entity = "add_in", .offset = 108, .state = 1, .instance = 7});
   note(4, {.entity = "add_in", .offset = 63, .state = 0, .instance = 7});
-  EXPECT_EQ(shaping_.events(), (Events{2, 4}));
-  EXPECT_EQ(shaping_.take_changes(), (Changes{{"add_in 7", {4}}, {"add_in 8", {2}}}));
-  EXPECT_EQ(shaping_.take_changes(), Changes{});
+  EXPECT_EQ(filter_state_.events(), (Events{2, 4}));
+  EXPECT_EQ(filter_state_.take_changes(), (Changes{{"add_in 7", {4}}, {"add_in 8", {2}}}));
+  EXPECT_EQ(filter_state_.take_changes(), Changes{});
 }
 
 TEST_F(ShapingTest, UnitsByTheNumberThatTheLibraryKnows) {
   note(1, {.entity = "fan", .offset = 1, .instance = 3, .renumbered = 6});
   note(2, {.entity = "fan", .offset = 2, .instance = 6, .renumbered = 6});
   note(3, {.entity = "ps", .offset = 30, .instance = 1, .renumbered = 17});  // a power reading's row
-  EXPECT_EQ(shaping_.take_changes(), (Changes{{"fan 6", {2}}, {"ps 1", {3}}}));
+  EXPECT_EQ(filter_state_.take_changes(), (Changes{{"fan 6", {2}}, {"ps 1", {3}}}));
 }
 
 TEST_F(ShapingTest, OnlyWhatIsRemembered) {
@@ -70,13 +70,13 @@ TEST_F(ShapingTest, OnlyWhatIsRemembered) {
   Sequence sequence = 0;
   for (const Given& given : kForgotten) {
     note(++sequence, given);
-    EXPECT_EQ(shaping_.events(), Events{}) << given.entity << " " << given.offset << " " << given.instance;
+    EXPECT_EQ(filter_state_.events(), Events{}) << given.entity << " " << given.offset << " " << given.instance;
   }
   for (const Given& given : kRemembered) {
-    Shaping fresh;
-    std::swap(shaping_, fresh);
+    FilterState fresh;
+    std::swap(filter_state_, fresh);
     note(++sequence, given);
-    EXPECT_EQ(shaping_.events(), Events{sequence}) << given.entity << " " << given.offset << " " << given.instance;
+    EXPECT_EQ(filter_state_.events(), Events{sequence}) << given.entity << " " << given.offset << " " << given.instance;
   }
 }
 
@@ -88,7 +88,7 @@ TEST_F(ShapingTest, ARowByItsLastEvent) {
   note(4, {.entity = "drive_bp", .offset = 117, .sensor = "HDD_BP1_TEMP"});
   note(5, {.entity = "nm", .offset = 202, .reading_type = 0});
   note(6, {.entity = "nm", .offset = 199, .reading_type = 0});
-  EXPECT_EQ(shaping_.take_changes(),
+  EXPECT_EQ(filter_state_.take_changes(),
             (Changes{{"cpu row 13", {2}}, {"cmc row 1", {3}}, {"drive_bp row 0", {4}}, {"nm row 2", {5}}}));
 }
 
@@ -99,18 +99,18 @@ TEST_F(ShapingTest, TheLogIsAWayWithoutDetours) {
   note(1, {.entity = "sys_board", .offset = 117, .sensor = kLog});  // low
   note(2, {.entity = "sys_board", .offset = 118, .sensor = kLog});  // very low
   note(3, {.entity = "sys_board", .offset = 119, .sensor = kLog});  // full
-  EXPECT_EQ(shaping_.events(), (Events{1, 2, 3}));
+  EXPECT_EQ(filter_state_.events(), (Events{1, 2, 3}));
   note(4, {.entity = "sys_board", .offset = 119, .sensor = kLog});  // very low again, by an event that must be given
-  EXPECT_EQ(shaping_.events(), (Events{1, 2, 3, 4}));
+  EXPECT_EQ(filter_state_.events(), (Events{1, 2, 3, 4}));
   note(5, {.entity = "sys_board", .offset = 114, .sensor = kLog});  // the row's last is another now
-  EXPECT_EQ(shaping_.events(), (Events{1, 2, 5}));
+  EXPECT_EQ(filter_state_.events(), (Events{1, 2, 5}));
   note(6, {.entity = "sys_board", .offset = 117, .sensor = kLog});  // low, at once
   note(7, {.entity = "sys_board", .offset = 114, .sensor = kLog});
-  EXPECT_EQ(shaping_.events(), (Events{1, 7}));
+  EXPECT_EQ(filter_state_.events(), (Events{1, 7}));
   note(8, {.entity = "sys_board", .offset = 117, .state = 0, .sensor = kLog});
-  EXPECT_EQ(shaping_.events(), (Events{1, 8}));  // 8 is given, and needs a log that is low
+  EXPECT_EQ(filter_state_.events(), (Events{1, 8}));  // 8 is given, and needs a log that is low
   note(9, {.entity = "sys_board", .offset = 114, .sensor = kLog});
-  EXPECT_EQ(shaping_.events(), Events{9});
+  EXPECT_EQ(filter_state_.events(), Events{9});
 }
 
 // The last event of a row is given to the library in any case, so the way there
@@ -119,9 +119,9 @@ TEST_F(ShapingTest, LastEventsOfRowsStayOnTheWay) {
   note(10, {.entity = "sys_board", .offset = 117, .sensor = kLog});
   note(20, {.entity = "sys_board", .offset = 118, .sensor = kOther});
   note(30, {.entity = "sys_board", .offset = 118, .sensor = kOther});
-  EXPECT_EQ(shaping_.events(), (Events{10, 20, 30}));
+  EXPECT_EQ(filter_state_.events(), (Events{10, 20, 30}));
   note(40, {.entity = "sys_board", .offset = 114, .sensor = kOther});
-  EXPECT_EQ(shaping_.events(), (Events{10, 40}));
+  EXPECT_EQ(filter_state_.events(), (Events{10, 40}));
 }
 
 TEST_F(ShapingTest, WhatChangesNoLog) {
@@ -129,8 +129,8 @@ TEST_F(ShapingTest, WhatChangesNoLog) {
   note(2, {.entity = "sys_board", .offset = 117, .state = 4, .sensor = kLog});
   note(3, {.entity = "sys_board", .offset = 117, .state = 0, .sensor = kOther});
   note(4, {.entity = "sys_board", .offset = 118, .sensor = "NO SUCH SENSOR"});
-  EXPECT_EQ(shaping_.events(), (Events{2, 3}));
-  EXPECT_FALSE(shaping_.take_changes().contains("sys_board log"));
+  EXPECT_EQ(filter_state_.events(), (Events{2, 3}));
+  EXPECT_FALSE(filter_state_.take_changes().contains("sys_board log"));
 }
 
 }  // namespace

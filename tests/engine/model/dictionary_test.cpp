@@ -1,4 +1,4 @@
-#include "model/catalog.h"
+#include "model/dictionary.h"
 
 #include <gtest/gtest.h>
 #include <polaiga/tables.h>

@@ -11,8 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "alarms/active_faults.h"
-#include "model/event_line.h"
+#include "model/change.h"
+#include "model/fault.h"
+#include "model/sensor_event.h"
 
 namespace polaiga::engine {
 
@@ -20,11 +21,11 @@ namespace polaiga::engine {
 // events that shaped it come in their order.
 using Slot = std::string;
 
-class Shaping {
+class FilterState {
  public:
   // Notes an event that the library has been given, with the record that it
   // filled, in part or in whole.
-  void note(Sequence sequence, const EventLine& line, const fe_fault_record& record);
+  void note(Sequence sequence, const SensorEvent& line, const fe_fault_record& record);
 
   // Of all slots, ascending.
   std::set<Sequence> events() const;
@@ -41,8 +42,8 @@ class Shaping {
   };
 
   void set(const Slot& slot, Sequence sequence);
-  void note_unit(const EventLine& line, const fe_fault_record& record, Sequence sequence);
-  void note_row(const EventLine& line, Sequence sequence);
+  void note_unit(const SensorEvent& line, const fe_fault_record& record, Sequence sequence);
+  void note_row(const SensorEvent& line, Sequence sequence);
   void note_log(const fe_sensor_event& event, const Slot& row, Sequence sequence);
   void shorten_log();
 

@@ -1,4 +1,4 @@
-#include "filter/shaping.h"
+#include "filter/filter_state.h"
 
 #include <polaiga/tables.h>
 
@@ -96,18 +96,18 @@ Slot slot_of(std::string_view entity, const char* what, std::int32_t number) {
 
 }  // namespace
 
-void Shaping::note(Sequence sequence, const EventLine& line, const fe_fault_record& record) {
+void FilterState::note(Sequence sequence, const SensorEvent& line, const fe_fault_record& record) {
   note_unit(line, record, sequence);
   note_row(line, sequence);
 }
 
-void Shaping::set(const Slot& slot, Sequence sequence) {
+void FilterState::set(const Slot& slot, Sequence sequence) {
   last_[slot] = sequence;
   changed_.insert(slot);
 }
 
 // The record has the number that the library knows the unit by.
-void Shaping::note_unit(const EventLine& line, const fe_fault_record& record, Sequence sequence) {
+void FilterState::note_unit(const SensorEvent& line, const fe_fault_record& record, Sequence sequence) {
   const auto* const unit = std::ranges::find(kUnits, line.entity->name, &Unit::entity);
   if (unit == std::end(kUnits)) return;
   const auto says_so = [&](const auto& offsets) {
@@ -118,7 +118,7 @@ void Shaping::note_unit(const EventLine& line, const fe_fault_record& record, Se
   if (unit->first <= number && number <= unit->last) set(slot_of(unit->entity, " ", number), sequence);
 }
 
-void Shaping::note_row(const EventLine& line, Sequence sequence) {
+void FilterState::note_row(const SensorEvent& line, Sequence sequence) {
   const std::int32_t row = row_of(line.entity->name, line.event);
   if (row < 0) return;
   const Slot slot = slot_of(line.entity->name, " row ", row);
@@ -126,7 +126,7 @@ void Shaping::note_row(const EventLine& line, Sequence sequence) {
   if (line.entity->name == "sys_board") note_log(line.event, slot, sequence);
 }
 
-void Shaping::note_log(const fe_sensor_event& event, const Slot& row, Sequence sequence) {
+void FilterState::note_log(const fe_sensor_event& event, const Slot& row, Sequence sequence) {
   const bool had_step = std::ranges::find(log_, row, &LogStep::row) != log_.end();
   const bool has_step = may_change_log(event);
   if (!had_step && !has_step) return;
@@ -138,7 +138,7 @@ void Shaping::note_log(const fe_sensor_event& event, const Slot& row, Sequence s
 
 // A way that comes back to where it was is forgotten, but for the last events of
 // rows: these are given to the library in any case.
-void Shaping::shorten_log() {
+void FilterState::shorten_log() {
   std::vector<LogStep> kept;
   std::size_t way = 0;  // where that since the last such event begins
   for (const LogStep& step : log_) {
@@ -160,14 +160,14 @@ void Shaping::shorten_log() {
   log_ = std::move(kept);
 }
 
-std::set<Sequence> Shaping::events() const {
+std::set<Sequence> FilterState::events() const {
   std::set<Sequence> events;
   for (const auto& [slot, sequence] : last_) events.insert(sequence);
   for (const LogStep& step : log_) events.insert(step.sequence);
   return events;
 }
 
-std::map<Slot, std::vector<Sequence>> Shaping::take_changes() {
+std::map<Slot, std::vector<Sequence>> FilterState::take_changes() {
   std::map<Slot, std::vector<Sequence>> changes;
   for (const Slot& slot : changed_) {
     std::vector<Sequence>& events = changes[slot];

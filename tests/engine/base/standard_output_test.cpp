@@ -1,4 +1,4 @@
-#include "base/output.h"
+#include "base/standard_output.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -46,7 +46,7 @@ class OutputTest : public ::testing::Test {
 };
 
 void speak(Others others) {
-  Output output;
+  StandardOutput output;
   std::printf("before ");
   output.divert(others);
   std::printf("trace ");
@@ -71,13 +71,13 @@ TEST_F(OutputTest, OthersGoToStandardErrorInTheirOrder) {
 
 TEST_F(OutputTest, AFileIsNoTerminal) {
   run([] {
-    if (Output().is_terminal()) ::_exit(1);
+    if (StandardOutput().is_terminal()) ::_exit(1);
   });
 }
 
 TEST_F(OutputTest, MuchIsWrittenBeforeTheFlush) {
   run([] {
-    Output output;
+    StandardOutput output;
     for (int i = 0; i < 1000; ++i) output.write(std::string(100, 'x'));
   });
   EXPECT_GT(out_.size(), 65000U);

@@ -1,0 +1,22 @@
+// Numbers of inputs, and what an input can do to a fault.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace polaiga::engine {
+
+using Sequence = std::int64_t;  // number of an input, from 1
+
+// What a record did to its own fault.
+enum class Change {
+  kRaised,        // it is active from now on
+  kRefreshed,     // it was active and still is
+  kCleared,       // it is no longer active
+  kAlreadyClear,  // it was not active and still is not
+};
+
+// Raised, refreshed, cleared, already_clear.
+std::string_view change_word(Change change);
+
+}  // namespace polaiga::engine

@@ -1,0 +1,21 @@
+// A sensor event, as the engine handles it.
+#pragma once
+
+#include <polaiga/records.h>
+
+#include <optional>
+#include <string>
+
+#include "model/entities.h"
+#include "model/moment.h"
+
+namespace polaiga::engine {
+
+struct SensorEvent {
+  const Entity* entity = nullptr;
+  fe_sensor_event event = {};
+  std::optional<Moment> time;     // when it happened, if the source says so
+  std::optional<std::string> id;  // the source's own name for the event
+};
+
+}  // namespace polaiga::engine

@@ -47,6 +47,7 @@ void fe_logger(const char* format, ...) {
   std::vsnprintf(line.data(), line.size(), format, arguments);
   va_end(arguments);
   host().log.emplace_back(line.data());
+  if (host().on_log) host().on_log();
 }
 
 void fe_itoa(std::int32_t value, char* buffer, std::int32_t /*flags*/) {

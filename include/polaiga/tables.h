@@ -97,14 +97,17 @@ static_assert(sizeof(fe_exceptional_row) == 24, "fe_exceptional_row");
 static_assert(offsetof(fe_exceptional_row, id) == 0, "id");
 static_assert(offsetof(fe_exceptional_row, sensor_name) == 4, "sensor_name");
 
-/* Constant sensor maps with their row counts: system board, processors, the
- * power readings of the power supplies. */
+/* Constant sensor maps: system board, processors, the power readings of the
+ * power supplies. Each has a count of its rows beside it, which a host may
+ * lower between calls: the filter then knows the first rows only, and below 1
+ * none. A count above the number of rows makes the filter read behind the
+ * table. */
 POLAIGA_API extern const fe_sensor_map_row ent_map[];
-POLAIGA_API extern const int32_t ent_map_sz;
+POLAIGA_API extern int32_t ent_map_sz;
 POLAIGA_API extern const fe_sensor_map_row ent_cpu_map[];
-POLAIGA_API extern const int32_t ent_cpu_map_sz;
+POLAIGA_API extern int32_t ent_cpu_map_sz;
 POLAIGA_API extern const fe_sensor_map_row ent_ps_map[];
-POLAIGA_API extern const int32_t ent_ps_map_sz;
+POLAIGA_API extern int32_t ent_ps_map_sz;
 
 /* Constant exceptional lists: fans, system board, processors. */
 POLAIGA_API extern const fe_exceptional_row exceptional_fan_sensor_map[];

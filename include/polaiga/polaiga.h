@@ -17,7 +17,11 @@
  *     (The filter of the BIOS power-on self test always answers -1.)
  *  4. Untouched fields. A filter writes only the fields that its event calls
  *     for. Every other field, the reserved bytes, the unused OID elements and
- *     the bytes behind a text's NUL keep what the caller had there.
+ *     the bytes behind a text's NUL keep what the caller had there. Two texts
+ *     are written twice, so that behind their NUL may be the end of a longer
+ *     text: the description of a clear that is made from the raise text, which
+ *     was written first and is cut at a colon, and the DN of a power-supply
+ *     event that ends up at another object than it came with.
  *  5. Strings. Texts are NUL-terminated and never longer than their field; a
  *     text that would be is cut. The sensor name of an event is read to its
  *     NUL: leave one in its 20 bytes. Texts are plain bytes; the library's own

@@ -2,11 +2,10 @@
 #ifndef POLAIGA_RECORDS_H
 #define POLAIGA_RECORDS_H
 
-#include <assert.h>
-#include <stddef.h>
 #include <stdint.h>
 
 #include <polaiga/export.h>
+#include <polaiga/layout.h>
 
 POLAIGA_BEGIN_DECLS
 
@@ -116,44 +115,44 @@ typedef struct fe_fault_record {
 } fe_fault_record;
 
 /* The layout is shared with the engine and frozen. */
-static_assert(sizeof(fe_sensor_event) == 52, "fe_sensor_event");
-static_assert(offsetof(fe_sensor_event, entity_id) == 0, "entity_id");
-static_assert(offsetof(fe_sensor_event, entity_subtype) == 1, "entity_subtype");
-static_assert(offsetof(fe_sensor_event, reserved1) == 2, "reserved1");
-static_assert(offsetof(fe_sensor_event, group_instance) == 4, "group_instance");
-static_assert(offsetof(fe_sensor_event, entity_instance) == 8, "entity_instance");
-static_assert(offsetof(fe_sensor_event, event_state) == 12, "event_state");
-static_assert(offsetof(fe_sensor_event, event_offset) == 16, "event_offset");
-static_assert(offsetof(fe_sensor_event, reserved2) == 20, "reserved2");
-static_assert(offsetof(fe_sensor_event, sensor_name) == 24, "sensor_name");
-static_assert(offsetof(fe_sensor_event, reading_type) == 44, "reading_type");
-static_assert(offsetof(fe_sensor_event, reserved3) == 48, "reserved3");
+POLAIGA_SIZE(fe_sensor_event, 52);
+POLAIGA_OFFSET(fe_sensor_event, entity_id, 0);
+POLAIGA_OFFSET(fe_sensor_event, entity_subtype, 1);
+POLAIGA_OFFSET(fe_sensor_event, reserved1, 2);
+POLAIGA_OFFSET(fe_sensor_event, group_instance, 4);
+POLAIGA_OFFSET(fe_sensor_event, entity_instance, 8);
+POLAIGA_OFFSET(fe_sensor_event, event_state, 12);
+POLAIGA_OFFSET(fe_sensor_event, event_offset, 16);
+POLAIGA_OFFSET(fe_sensor_event, reserved2, 20);
+POLAIGA_OFFSET(fe_sensor_event, sensor_name, 24);
+POLAIGA_OFFSET(fe_sensor_event, reading_type, 44);
+POLAIGA_OFFSET(fe_sensor_event, reserved3, 48);
 
-static_assert(sizeof(fe_fault_record) == 924, "fe_fault_record");
-static_assert(offsetof(fe_fault_record, event) == 0, "event");
-static_assert(offsetof(fe_fault_record, fault_key) == 52, "fault_key");
-static_assert(offsetof(fe_fault_record, reserved1) == 56, "reserved1");
-static_assert(offsetof(fe_fault_record, dn) == 96, "dn");
-static_assert(offsetof(fe_fault_record, fault_dn) == 176, "fault_dn");
-static_assert(offsetof(fe_fault_record, rn) == 256, "rn");
-static_assert(offsetof(fe_fault_record, code_text) == 288, "code_text");
-static_assert(offsetof(fe_fault_record, oid) == 320, "oid");
-static_assert(offsetof(fe_fault_record, oid_len) == 448, "oid_len");
-static_assert(offsetof(fe_fault_record, reserved2) == 449, "reserved2");
-static_assert(offsetof(fe_fault_record, descr) == 452, "descr");
-static_assert(offsetof(fe_fault_record, created) == 676, "created");
-static_assert(offsetof(fe_fault_record, created_time) == 740, "created_time");
-static_assert(offsetof(fe_fault_record, reserved3) == 744, "reserved3");
-static_assert(offsetof(fe_fault_record, disposition) == 748, "disposition");
-static_assert(offsetof(fe_fault_record, reserved4) == 749, "reserved4");
-static_assert(offsetof(fe_fault_record, cause_id) == 752, "cause_id");
-static_assert(offsetof(fe_fault_record, clear_cause_id) == 756, "clear_cause_id");
-static_assert(offsetof(fe_fault_record, cause) == 760, "cause");
-static_assert(offsetof(fe_fault_record, clear_cause) == 792, "clear_cause");
-static_assert(offsetof(fe_fault_record, code) == 824, "code");
-static_assert(offsetof(fe_fault_record, clear_code) == 828, "clear_code");
-static_assert(offsetof(fe_fault_record, reserved5) == 832, "reserved5");
-static_assert(offsetof(fe_fault_record, name) == 860, "name");
+POLAIGA_SIZE(fe_fault_record, 924);
+POLAIGA_OFFSET(fe_fault_record, event, 0);
+POLAIGA_OFFSET(fe_fault_record, fault_key, 52);
+POLAIGA_OFFSET(fe_fault_record, reserved1, 56);
+POLAIGA_OFFSET(fe_fault_record, dn, 96);
+POLAIGA_OFFSET(fe_fault_record, fault_dn, 176);
+POLAIGA_OFFSET(fe_fault_record, rn, 256);
+POLAIGA_OFFSET(fe_fault_record, code_text, 288);
+POLAIGA_OFFSET(fe_fault_record, oid, 320);
+POLAIGA_OFFSET(fe_fault_record, oid_len, 448);
+POLAIGA_OFFSET(fe_fault_record, reserved2, 449);
+POLAIGA_OFFSET(fe_fault_record, descr, 452);
+POLAIGA_OFFSET(fe_fault_record, created, 676);
+POLAIGA_OFFSET(fe_fault_record, created_time, 740);
+POLAIGA_OFFSET(fe_fault_record, reserved3, 744);
+POLAIGA_OFFSET(fe_fault_record, disposition, 748);
+POLAIGA_OFFSET(fe_fault_record, reserved4, 749);
+POLAIGA_OFFSET(fe_fault_record, cause_id, 752);
+POLAIGA_OFFSET(fe_fault_record, clear_cause_id, 756);
+POLAIGA_OFFSET(fe_fault_record, cause, 760);
+POLAIGA_OFFSET(fe_fault_record, clear_cause, 792);
+POLAIGA_OFFSET(fe_fault_record, code, 824);
+POLAIGA_OFFSET(fe_fault_record, clear_code, 828);
+POLAIGA_OFFSET(fe_fault_record, reserved5, 832);
+POLAIGA_OFFSET(fe_fault_record, name, 860);
 
 POLAIGA_END_DECLS
 

@@ -5,10 +5,10 @@
 #ifndef POLAIGA_SERVICES_H
 #define POLAIGA_SERVICES_H
 
-#include <assert.h>
 #include <stdint.h>
 
 #include <polaiga/export.h>
+#include <polaiga/layout.h>
 #include <polaiga/records.h>
 
 POLAIGA_BEGIN_DECLS
@@ -25,7 +25,7 @@ typedef struct fe_platform_names {
 } fe_platform_names;
 
 /* 132 bytes on the 32-bit target. */
-static_assert(sizeof(void*) != 4 || sizeof(fe_platform_names) == 132, "fe_platform_names");
+POLAIGA_ASSERT(fe_platform_names_size, sizeof(void*) != 4 || sizeof(fe_platform_names) == 132);
 
 /* Writes one diagnostic line, printf-style. Some lines bring their newline. */
 POLAIGA_API void fe_logger(const char* format, ...) __attribute__((format(printf, 1, 2)));

@@ -2,11 +2,10 @@
 #ifndef POLAIGA_TABLES_H
 #define POLAIGA_TABLES_H
 
-#include <assert.h>
-#include <stddef.h>
 #include <stdint.h>
 
 #include <polaiga/export.h>
+#include <polaiga/layout.h>
 #include <polaiga/records.h>
 
 POLAIGA_BEGIN_DECLS
@@ -42,20 +41,20 @@ typedef struct fe_sensor_map_row {
   uint32_t threshold_codes[FE_THRESHOLD_CODES]; /* fault codes of the levels */
 } fe_sensor_map_row;
 
-static_assert(sizeof(fe_sensor_map_row) == 484, "fe_sensor_map_row");
-static_assert(offsetof(fe_sensor_map_row, sensor_name) == 0, "sensor_name");
-static_assert(offsetof(fe_sensor_map_row, entity_id) == 20, "entity_id");
-static_assert(offsetof(fe_sensor_map_row, row_number) == 21, "row_number");
-static_assert(offsetof(fe_sensor_map_row, subtype) == 22, "subtype");
-static_assert(offsetof(fe_sensor_map_row, sensor_class) == 23, "sensor_class");
-static_assert(offsetof(fe_sensor_map_row, base_code) == 24, "base_code");
-static_assert(offsetof(fe_sensor_map_row, cause_id) == 28, "cause_id");
-static_assert(offsetof(fe_sensor_map_row, fault_name) == 32, "fault_name");
-static_assert(offsetof(fe_sensor_map_row, cause) == 96, "cause");
-static_assert(offsetof(fe_sensor_map_row, dn) == 128, "dn");
-static_assert(offsetof(fe_sensor_map_row, rn) == 208, "rn");
-static_assert(offsetof(fe_sensor_map_row, descr_format) == 240, "descr_format");
-static_assert(offsetof(fe_sensor_map_row, threshold_codes) == 464, "threshold_codes");
+POLAIGA_SIZE(fe_sensor_map_row, 484);
+POLAIGA_OFFSET(fe_sensor_map_row, sensor_name, 0);
+POLAIGA_OFFSET(fe_sensor_map_row, entity_id, 20);
+POLAIGA_OFFSET(fe_sensor_map_row, row_number, 21);
+POLAIGA_OFFSET(fe_sensor_map_row, subtype, 22);
+POLAIGA_OFFSET(fe_sensor_map_row, sensor_class, 23);
+POLAIGA_OFFSET(fe_sensor_map_row, base_code, 24);
+POLAIGA_OFFSET(fe_sensor_map_row, cause_id, 28);
+POLAIGA_OFFSET(fe_sensor_map_row, fault_name, 32);
+POLAIGA_OFFSET(fe_sensor_map_row, cause, 96);
+POLAIGA_OFFSET(fe_sensor_map_row, dn, 128);
+POLAIGA_OFFSET(fe_sensor_map_row, rn, 208);
+POLAIGA_OFFSET(fe_sensor_map_row, descr_format, 240);
+POLAIGA_OFFSET(fe_sensor_map_row, threshold_codes, 464);
 
 /* Node manager row: one fault, keyed by the event offset. Texts are NUL-padded. */
 typedef struct fe_nm_map_row {
@@ -73,19 +72,19 @@ typedef struct fe_nm_map_row {
   char descr[244]; /* plain text, not a format; 223 characters count */
 } fe_nm_map_row;
 
-static_assert(sizeof(fe_nm_map_row) == 468, "fe_nm_map_row");
-static_assert(offsetof(fe_nm_map_row, event_offset) == 0, "event_offset");
-static_assert(offsetof(fe_nm_map_row, entity_id) == 4, "entity_id");
-static_assert(offsetof(fe_nm_map_row, instance) == 5, "instance");
-static_assert(offsetof(fe_nm_map_row, subtype) == 6, "subtype");
-static_assert(offsetof(fe_nm_map_row, reserved) == 7, "reserved");
-static_assert(offsetof(fe_nm_map_row, code) == 8, "code");
-static_assert(offsetof(fe_nm_map_row, cause_id) == 12, "cause_id");
-static_assert(offsetof(fe_nm_map_row, fault_name) == 16, "fault_name");
-static_assert(offsetof(fe_nm_map_row, cause) == 80, "cause");
-static_assert(offsetof(fe_nm_map_row, dn) == 112, "dn");
-static_assert(offsetof(fe_nm_map_row, rn) == 192, "rn");
-static_assert(offsetof(fe_nm_map_row, descr) == 224, "descr");
+POLAIGA_SIZE(fe_nm_map_row, 468);
+POLAIGA_OFFSET(fe_nm_map_row, event_offset, 0);
+POLAIGA_OFFSET(fe_nm_map_row, entity_id, 4);
+POLAIGA_OFFSET(fe_nm_map_row, instance, 5);
+POLAIGA_OFFSET(fe_nm_map_row, subtype, 6);
+POLAIGA_OFFSET(fe_nm_map_row, reserved, 7);
+POLAIGA_OFFSET(fe_nm_map_row, code, 8);
+POLAIGA_OFFSET(fe_nm_map_row, cause_id, 12);
+POLAIGA_OFFSET(fe_nm_map_row, fault_name, 16);
+POLAIGA_OFFSET(fe_nm_map_row, cause, 80);
+POLAIGA_OFFSET(fe_nm_map_row, dn, 112);
+POLAIGA_OFFSET(fe_nm_map_row, rn, 192);
+POLAIGA_OFFSET(fe_nm_map_row, descr, 224);
 
 /* Exceptional list row: a sensor with wording of its own. Id -1 ends the list. */
 typedef struct fe_exceptional_row {
@@ -93,18 +92,21 @@ typedef struct fe_exceptional_row {
   char sensor_name[FE_SENSOR_NAME_SIZE]; /* NUL-padded; empty in the last row */
 } fe_exceptional_row;
 
-static_assert(sizeof(fe_exceptional_row) == 24, "fe_exceptional_row");
-static_assert(offsetof(fe_exceptional_row, id) == 0, "id");
-static_assert(offsetof(fe_exceptional_row, sensor_name) == 4, "sensor_name");
+POLAIGA_SIZE(fe_exceptional_row, 24);
+POLAIGA_OFFSET(fe_exceptional_row, id, 0);
+POLAIGA_OFFSET(fe_exceptional_row, sensor_name, 4);
 
-/* Constant sensor maps with their row counts: system board, processors, the
- * power readings of the power supplies. */
+/* Constant sensor maps: system board, processors, the power readings of the
+ * power supplies. Each has a count of its rows beside it, which a host may
+ * lower between calls: the filter then knows the first rows only, and below 1
+ * none. A count above the number of rows makes the filter read behind the
+ * table. */
 POLAIGA_API extern const fe_sensor_map_row ent_map[];
-POLAIGA_API extern const int32_t ent_map_sz;
+POLAIGA_API extern int32_t ent_map_sz;
 POLAIGA_API extern const fe_sensor_map_row ent_cpu_map[];
-POLAIGA_API extern const int32_t ent_cpu_map_sz;
+POLAIGA_API extern int32_t ent_cpu_map_sz;
 POLAIGA_API extern const fe_sensor_map_row ent_ps_map[];
-POLAIGA_API extern const int32_t ent_ps_map_sz;
+POLAIGA_API extern int32_t ent_ps_map_sz;
 
 /* Constant exceptional lists: fans, system board, processors. */
 POLAIGA_API extern const fe_exceptional_row exceptional_fan_sensor_map[];

@@ -17,10 +17,10 @@ constexpr Fault kMissing{203, "fltAdaptorUnitMissing", kEquipmentMissing};
 constexpr Fault kOverheated{379, "fltEquipmentIOCardThermalProblem", kThermalProblem};
 constexpr Fault kTpmMismatch{1783, "fltEquipmentTpmTpmMismatch", kEquipmentInoperable};
 
-// Remembered of each card. A missing card raises nothing else, the trusted
-// platform module's mismatch included: intended.
+// Remembered of each card; cards may be counted from 0. A missing card raises
+// nothing else, the trusted platform module's mismatch included: intended.
 constexpr Memory kIsMissing = 1 << 0;
-constinit UnitMemory<1, 256> adaptor_presence_bits = {};
+constinit UnitMemory<0, 256> adaptor_presence_bits = {};
 
 using enum Disposition;
 
@@ -87,6 +87,7 @@ std::int32_t process_add_in_fault(fe_sensor_event* ev, fe_fault_record** out) {
   using namespace polaiga;
   fe_fault_record* const record = open_record(ev, out);
   if (record == nullptr) return kNoFault;
+  const std::uint8_t arcs = write_oid_arcs(*record, kClass);
   const std::int32_t card = ev->entity_instance;
   char rn[50];
   char own_label[sizeof "Add-in Card -2147483648"];
@@ -100,8 +101,8 @@ std::int32_t process_add_in_fault(fe_sensor_event* ev, fe_fault_record** out) {
     TextWriter(own_label).add("Add-in Card ").add_number(card);
     label = own_label;
   }
-  write_oid(*record, kClass);
   write_key(*record);
+  record->oid_len = arcs;
   TextWriter(record->dn).add("sys/rack-unit-1/").add(rn);
   write_text(record->rn, rn);
   stamp_event(*record, *ev);

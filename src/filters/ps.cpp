@@ -263,9 +263,10 @@ std::int32_t process_ps_fault(fe_sensor_event* ev, fe_fault_record** out) {
   } else {
     result = report_supply(*ev, *record);
   }
-  // A power reading leaves with its row number, whatever supply it belongs to,
-  // and every key with the code on top: intended.
+  // A power reading leaves with its row number, whatever supply it belongs to.
+  // Every key leaves with the record's code on top, which is the caller's code
+  // when the event yields no fault. Both are intended.
   if (row != nullptr) record->event.entity_instance = row->row_number;
-  if (result == kFilled) record->fault_key += record->code;
+  record->fault_key += record->code;
   return result;
 }

@@ -304,8 +304,10 @@ std::int32_t process_storage_fault(fe_sensor_event* ev, fe_fault_record** out) {
   if (rule == nullptr) return kNoFault;
   if (offset == kPatrolReadOffset) std::puts("ENTERED PATROL READ");
   storage_disk_flags.update(ev->entity_instance, *rule);
-  apply(*rule, *record, insert_of(offset, address));
+  // The host's logger may look at the record: it finds the fault, not yet described.
+  apply_fault(*rule, *record);
   log_fault(*record, *ev);
+  apply_description(*rule, *record, insert_of(offset, address));
   if (kControllerOffsets.hold(offset) || kRemovedOffsets.hold(offset)) {
     write_engine_code_texts(*record);
   } else {

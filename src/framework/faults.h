@@ -76,8 +76,12 @@ struct FaultRule {
   Memory clears = 0;  // what is forgotten
 };
 
-// Writes what the rule says into the record, all but code text and fault DN.
+// Writes what the rule says into the record, all but code text and fault DN. Its
+// two parts can be written apart: which fault it is and what it clears, and what
+// describes it.
 void apply(const FaultRule& rule, fe_fault_record& record, const Insert& insert);
+void apply_fault(const FaultRule& rule, fe_fault_record& record);
+void apply_description(const FaultRule& rule, fe_fault_record& record, const Insert& insert);
 
 // The last step of a hand-written filter: writes all that the rule says.
 std::int32_t report(const FaultRule& rule, fe_fault_record& record, const Insert& insert);

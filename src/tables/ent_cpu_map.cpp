@@ -63,4 +63,4 @@ constexpr fe_sensor_map_row ent_cpu_map[] = {
 };
 // clang-format on
 static_assert(numbered(ent_cpu_map));
-constexpr std::int32_t ent_cpu_map_sz = std::size(ent_cpu_map);
+constinit std::int32_t ent_cpu_map_sz = std::size(ent_cpu_map);

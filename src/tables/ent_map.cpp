@@ -68,4 +68,4 @@ constexpr fe_sensor_map_row ent_map[] = {
 };
 // clang-format on
 static_assert(numbered(ent_map));
-constexpr std::int32_t ent_map_sz = std::size(ent_map);
+constinit std::int32_t ent_map_sz = std::size(ent_map);

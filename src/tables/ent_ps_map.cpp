@@ -26,4 +26,4 @@ constexpr fe_sensor_map_row ent_ps_map[] = {
 };
 // clang-format on
 static_assert(numbered(ent_ps_map));
-constexpr std::int32_t ent_ps_map_sz = std::size(ent_ps_map);
+constinit std::int32_t ent_ps_map_sz = std::size(ent_ps_map);

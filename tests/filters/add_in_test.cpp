@@ -3,6 +3,7 @@
 #include <polaiga/services.h>
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
@@ -239,13 +240,29 @@ TEST_F(AddInTest, StateBelongsToTheInstanceOfTheEvent) {
   EXPECT_FALSE(is_suppressed(4));
 }
 
+// Two platforms count their one adaptor from 0.
+TEST_F(AddInTest, AdaptorZeroCanBeMissing) {
+  fe_sdr_instance_array[0x1D] = 1;
+  for (const int platform : {8, 9}) {
+    g_platform = platform;
+    EXPECT_FALSE(is_suppressed(0));
+    set_missing(0, 1);
+    EXPECT_TRUE(is_suppressed(0)) << platform;
+    EXPECT_FALSE(is_suppressed(1));
+    set_missing(0, 0);
+    EXPECT_FALSE(is_suppressed(0));
+    EXPECT_STREQ(send({.sensor = "CARD", .offset = 108, .state = 1, .instance = 0}).record.dn,
+                 "sys/rack-unit-1/adaptor-1");
+  }
+}
+
 TEST_F(AddInTest, InstancesOutsideTheStateAreNeverSuppressed) {
-  const int outside[] = {0, -1, -2, 257, 258, 512, 1000000, 2147483647, -2147483647, -2147483647 - 1};
+  const int outside[] = {-1, -2, 257, 258, 512, 1000000, 2147483647, -2147483647, -2147483647 - 1};
   for (const int instance : outside) {
     set_missing(instance, 1);
     EXPECT_FALSE(is_suppressed(instance)) << instance;
   }
-  for (int instance = 1; instance <= 256; ++instance) {
+  for (int instance = 0; instance <= 256; ++instance) {
     EXPECT_FALSE(is_suppressed(instance)) << instance;
     set_missing(instance, 1);
     EXPECT_TRUE(is_suppressed(instance)) << instance;
@@ -317,6 +334,28 @@ TEST_F(AddInTest, InstanceIsTranslatedOnceForEveryEvent) {
         EXPECT_EQ(calls, (Calls{{platform, c.adjusted}})) << int{c.entity_id} << " " << c.instance;
       }
     }
+  }
+}
+
+// When the host is asked, the record has its event and its arcs, and no more.
+TEST_F(AddInTest, ArcsAreWrittenBeforeTheHostIsAsked) {
+  const std::uint32_t arcs[] = {1, 3, 6, 1, 4, 1, 32473, 5, 100, 1, 15, 30, 1};
+  for (const int offset : {63, 108, 64}) {
+    fe_sensor_event event = bytes_of(at(offset, 0));
+    fe_fault_record record = patterned_record();
+    fe_fault_record* out = &record;
+    int calls = 0;
+    host().translate = [&](auto, auto) -> const char* {
+      ++calls;
+      fe_fault_record expected = patterned_record();
+      expected.event = event;
+      std::ranges::copy(arcs, expected.oid);
+      EXPECT_EQ(std::memcmp(&record, &expected, sizeof record), 0);
+      return nullptr;
+    };
+    filter()(&event, &out);
+    EXPECT_EQ(calls, 1) << offset;
+    EXPECT_EQ(record.oid_len, 13);
   }
 }
 

@@ -142,7 +142,7 @@ TEST_F(PsRowsTest, EmptyTable) {
   add("%s: of 2 is %s: check");
   for (const int count : {0, -1, -2147483647 - 1}) {
     host_row_count = count;
-    const Written written{.fault_key = 0x1D000653,
+    const Written written{.fault_key = 0x1D000653 + 0xA5A5A5A5,  // the code that was there
                           .dn = "sys/rack-unit-1/psu-6",
                           .rn = "psu-6",
                           .oid = {{1, 3, 6, 1, 4, 1, 32473, 5, 100, 1, 15, 56, 1}},

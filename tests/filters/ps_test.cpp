@@ -170,6 +170,9 @@ const struct {
 constexpr int kLeast = -2147483647 - 1;
 constexpr int kMost = 2147483647;
 
+// The code in a patterned record. An event that yields no fault leaves it there.
+constexpr std::uint32_t kCodeBefore = 0xA5A5A5A5;
+
 // Instances of which nothing is remembered.
 const int kOutside[] = {-1, -2, 256, 257, 65536, 16777217, kLeast, kMost};
 
@@ -183,9 +186,9 @@ class PsTest : public FilterTest {
 
   static bool is_redundancy(int offset) { return offset >= 60 && offset <= 62; }
 
-  // What every event of PSX leaves, whatever comes of it.
+  // What an event of PSX leaves that yields no fault.
   static Written framed() {
-    return {.fault_key = 0x1D000653,
+    return {.fault_key = 0x1D000653 + kCodeBefore,
             .dn = "sys/rack-unit-1/psu-6",
             .rn = "psu-6",
             .oid = {{1, 3, 6, 1, 4, 1, 32473, 5, 100, 1, 15, 56, 1}},
@@ -314,7 +317,7 @@ TEST_F(PsTest, SuppliesOutsideTheStateAreRejected) {
     const std::string number = std::to_string(instance);
     written.dn = "sys/rack-unit-1/psu-" + number;
     written.rn = "psu-" + number;
-    written.fault_key = 0x1D000053U | (static_cast<std::uint32_t>(instance) << 8);
+    written.fault_key = (0x1D000053U | (static_cast<std::uint32_t>(instance) << 8)) + kCodeBefore;
     for (const Row& row : kRows) {
       for (const int state : {0, 1, 4, 5}) expect(at(row.offset, state, instance), -1, written);
     }
@@ -370,6 +373,31 @@ TEST_F(PsTest, KeyAdditionWraps) {
   EXPECT_EQ(send(event).record.fault_key, 0xFF0004FF + 392U);
 }
 
+TEST_F(PsTest, KeyOfARejectedEventHasTheCallersCodeOnTop) {
+  EXPECT_FALSE(is_suppressed(30, 1, 6));
+  const struct {
+    Event event;
+    std::uint32_t code;
+    std::uint32_t key;
+  } cases[] = {
+      {at(31, 1), 0, 0x1D000653},                // unknown offset
+      {at(31, 0), 378, 0x1D0007CD},              // 378 is 0x17A
+      {at(45, 1), 389, 0x1D0007D8},              // suppressed; 389 is 0x185
+      {at(45, 1), 0xFFFFFFFF, 0x1D000652},       // the addition wraps
+      {at(30, 1, 256), 0x01000000, 0x1E010053},  // a supply without state
+      {at(3, 1), 392, 0x1D0007DB},               // a power reading of an unknown sensor; 392 is 0x188
+      {{.sensor = "PSU2_PIN", .offset = 31, .state = 1, .instance = 6}, 1, 0x1D000254},
+  };
+  for (const auto& c : cases) {
+    fe_fault_record before = patterned_record();
+    before.code = c.code;
+    const Outcome outcome = send(c.event, before);
+    EXPECT_EQ(outcome.result, -1) << c.event.sensor << " offset " << c.event.offset;
+    EXPECT_EQ(outcome.record.code, c.code);
+    EXPECT_EQ(outcome.record.fault_key, c.key) << c.event.sensor << " offset " << c.event.offset;
+  }
+}
+
 TEST_F(PsTest, RedundancyIsOfTheRackUnit) {
   Written written = of(row_of(61, 1));
   written.dn = "sys/rack-unit-1";
@@ -406,6 +434,15 @@ TEST_F(PsTest, PowerReadings) {
       }
     }
   }
+}
+
+// The raise text is written first and then cut, and keeps its end behind the NUL.
+TEST_F(PsTest, ClearedPowerReadingHasTheEndOfTheRaiseTextBehindItsNul) {
+  const Outcome outcome = send({.sensor = "PSU1_PIN", .offset = 3, .state = 0, .instance = 1});
+  const std::string text(std::begin(outcome.record.descr), std::end(outcome.record.descr));
+  const std::string whole =
+      std::string("Power Supply 1 input power is PSU1_PIN: Cleared") + '\0' + "r replace Power Supply" + '\0';
+  EXPECT_EQ(text, whole + std::string(FE_DESCR_SIZE - whole.size(), '\xA5'));
 }
 
 TEST_F(PsTest, PowerReadingsAreNeverSuppressed) {
@@ -448,7 +485,7 @@ TEST_F(PsTest, OtherEventsOfAPowerReadingSensor) {
 
   Written rejected = framed();
   rejected.entity_instance = 3;
-  rejected.fault_key = 0x1D000353;
+  rejected.fault_key = 0x1D000353 + kCodeBefore;
   expect({.sensor = "PSU1_POUT", .offset = 52, .state = 1, .instance = 6}, -1, rejected);
   expect({.sensor = "PSU1_POUT", .offset = 51, .state = 0, .instance = 6}, -1, rejected);
 

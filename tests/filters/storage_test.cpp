@@ -579,6 +579,33 @@ TEST_F(StorageTest, InstanceAndGroupAreTranslatedForEveryEvent) {
   }
 }
 
+// The logger is called with the fault in the record, and before its description.
+TEST_F(StorageTest, LoggerSeesTheFaultNotYetDescribed) {
+  const std::string before(4, '\xA5');
+  for (const Row& row : kRows) {
+    fe_sensor_event event = bytes_of(at(kPlainDisk, row.offset, 0));
+    fe_fault_record record = callers_record();
+    fe_fault_record* out = &record;
+    int calls = 0;
+    host().on_log = [&] {
+      ++calls;
+      EXPECT_EQ(record.code, row.code);
+      EXPECT_EQ(record.clear_code, 0U);
+      EXPECT_STREQ(record.name, row.name);
+      EXPECT_EQ(std::string(record.descr, 4), before);
+      EXPECT_EQ(record.cause_id, 0xA5A5A5A5U);
+      EXPECT_EQ(std::string(record.cause, 4), before);
+      EXPECT_EQ(std::string(record.code_text, 4), before);
+      EXPECT_EQ(std::string(record.fault_dn, 4), before);
+    };
+    ::testing::internal::CaptureStdout();
+    EXPECT_EQ(filter()(&event, &out), 0);
+    ::testing::internal::GetCapturedStdout();
+    EXPECT_EQ(calls, 1) << row.offset;
+    EXPECT_EQ(record.descr, filled(row.cleared, kPlainDisk));
+  }
+}
+
 TEST_F(StorageTest, SensorNameIsNotUsed) {
   for (const char* sensor : {"", "ABCDEFGHIJKLMNOPQRS", "ABCDEFGHIJKLMNOPQRST", "%s%n%d"}) {
     for (const int offset : {11, 14, 22, 26}) {

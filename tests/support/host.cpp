@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <polaiga/services.h>
+#include <sys/types.h>
 
 #include <array>
 #include <cerrno>
@@ -47,6 +48,7 @@ void fe_logger(const char* format, ...) {
   std::vsnprintf(line.data(), line.size(), format, arguments);
   va_end(arguments);
   host().log.emplace_back(line.data());
+  if (host().on_log) host().on_log();
 }
 
 void fe_itoa(std::int32_t value, char* buffer, std::int32_t /*flags*/) {
@@ -85,8 +87,9 @@ extern "C" std::time_t time(std::time_t* result) {
 
 extern "C" std::FILE* fopen(const char* path, const char* mode) {
   using Open = std::FILE*(const char*, const char*);
-  // With 64-bit offsets, as 32-bit targets are built, the same call has another name.
-  static auto* const real = reinterpret_cast<Open*>(dlsym(RTLD_NEXT, sizeof(long) == 4 ? "fopen64" : "fopen"));
+  // With 64-bit offsets on a 32-bit target, the same call has another name.
+  static auto* const real =
+      reinterpret_cast<Open*>(dlsym(RTLD_NEXT, sizeof(long) < sizeof(off_t) ? "fopen64" : "fopen"));
   if (std::strcmp(path, "/mnt/jffs2/timezone") != 0) return real(path, mode);
   if (!host().timezone_file || std::strcmp(mode, "r") != 0) {
     errno = ENOENT;

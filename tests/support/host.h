@@ -29,6 +29,7 @@ struct Host {
   std::map<std::uint32_t, const char*> names;
   std::map<std::uint32_t, const char*> causes;
 
+  std::function<void()> on_log;                                // called by fe_logger
   std::vector<std::string> log;                                // what fe_logger was given, formatted
   std::vector<fe_fault_record> cleaned_up;                     // copies of what cleanup_deasserted_events was given
   std::vector<std::array<std::int32_t, 3>> cleanup_arguments;  // its further arguments

@@ -58,15 +58,17 @@ TEST_F(ShapingTest, UnitsByTheNumberThatTheLibraryKnows) {
 }
 
 TEST_F(ShapingTest, OnlyWhatIsRemembered) {
-  const Given kRemembered[] = {{"fan", 1, 0, 1},        {"fan", 2, 1, 20},     {"ps", 30, 1, 0},
-                               {"ps", 112, 0, 255},     {"add_in", 63, 1},     {"add_in", 63, 5, 256},
-                               {"caddora", 12, 1, 12},  {"caddora", 18, 0, 1}, {"caddora", 20, 1},
-                               {"storage", 12, 1, 256}, {"storage", 19, 1, 1}};
-  const Given kForgotten[] = {
-      {"fan", 1, 0, 21},  {"fan", 0, 1},        {"fan", 3, 1},           {"ps", 30, 1, 256},     {"ps", 30, 1, -1},
-      {"ps", 57, 5},      {"add_in", 63, 1, 0}, {"add_in", 62, 1},       {"caddora", 18, 1, 13}, {"caddora", 11, 1},
-      {"caddora", 17, 1}, {"caddora", 21, 1},   {"storage", 12, 1, 257}, {"storage", 12, 1, -1}, {"storage", 21, 1},
-      {"mem", 64, 1},     {"pci", 63, 1},       {"chassis", 1, 1},       {"sys_board", 117, 1},  {"cpu", 117, 1}};
+  const Given kRemembered[] = {{"fan", 1, 0, 1},     {"fan", 2, 1, 20},       {"ps", 30, 1, 0},
+                               {"ps", 112, 0, 255},  {"add_in", 63, 1},       {"add_in", 63, 5, 256},
+                               {"add_in", 63, 1, 0}, {"caddora", 12, 1, 12},  {"caddora", 18, 0, 1},
+                               {"caddora", 20, 1},   {"storage", 12, 1, 256}, {"storage", 19, 1, 1}};
+  const Given kForgotten[] = {{"fan", 1, 0, 21},      {"fan", 0, 1},           {"fan", 3, 1},
+                              {"ps", 30, 1, 256},     {"ps", 30, 1, -1},       {"ps", 57, 5},
+                              {"add_in", 63, 1, -1},  {"add_in", 63, 1, 257},  {"add_in", 62, 1},
+                              {"caddora", 18, 1, 13}, {"caddora", 11, 1},      {"caddora", 17, 1},
+                              {"caddora", 21, 1},     {"storage", 12, 1, 257}, {"storage", 12, 1, -1},
+                              {"storage", 21, 1},     {"mem", 64, 1},          {"pci", 63, 1},
+                              {"chassis", 1, 1},      {"sys_board", 117, 1},   {"cpu", 117, 1}};
   Sequence sequence = 0;
   for (const Given& given : kForgotten) {
     note(++sequence, given);

@@ -1,94 +1,102 @@
-// The ledger: every accepted event and what came of it, durable. One engine
-// writes to it; the questions of ledger_query.h may be asked meanwhile.
+// The ledger: every accepted input and what came of it, durable. One engine writes
+// to it. Questions (reader.h) and publishers (change_feed.h) read it meanwhile, in
+// other processes.
 #pragma once
 
-#include <functional>
+#include <cstdint>
 #include <map>
 #include <optional>
-#include <set>
-#include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "core/fault_engine.h"
-#include "filter/filter_state.h"
+#include "alarms/alarms.h"
 #include "filter/host_tables.h"
+#include "ledger/batch.h"
 #include "ledger/ledger_file.h"
 
 namespace polaiga::engine {
 
-// An event with its sequence number and what came of it.
-struct LedgerEntry {
-  Sequence sequence = 0;
-  Moment received = 0;
-  SensorEvent line;
-  Handled handled;
-};
-
-// What is written at once, or not at all.
-struct LedgerBatch {
-  std::vector<LedgerEntry> entries;
-  std::map<Slot, std::vector<Sequence>> filter_state;  // of the slots that changed
-};
-
-// How much of the past is kept; 0 is all of it. What active faults, the library's
-// memory and publishers need is kept in any case.
+// How much of the past is kept; 0 sets no limit. What active alarms and the
+// filters' state need is kept in any case.
 struct Retention {
   std::int64_t events = 1'000'000;
-  std::int64_t days = 365;
+  std::int64_t days = 365;                              // counted by RecordedInput::arrived
+  std::int64_t bytes = std::int64_t{64} * 1024 * 1024;  // of the database's file and its log together
+  std::int64_t held_changes = 100'000;                  // most that a publisher which is behind holds back
+};
+
+// The build of the library that records are made by.
+struct LibraryBuild {
+  std::string build_id;  // of its ELF note, in hexadecimal digits; empty: it has none
+  std::string version;
+  bool operator==(const LibraryBuild&) const = default;
+};
+
+// What an engine goes on with after a start.
+struct Restored {
+  // An event that the library must be given again, in the order of the list.
+  struct Step {
+    Sequence sequence;
+    SensorEvent event;
+    std::int64_t tables;  // key in `tables`: the host tables it was handled under
+  };
+  std::vector<Step> steps;
+  std::map<std::int64_t, HostTables> tables;
+  std::map<Slot, std::vector<Sequence>> filter_state;
+  std::vector<ActiveFault> faults;  // in the order in which they were raised
+};
+
+// For the status of the engine.
+struct LedgerSize {
+  std::int64_t file_bytes = 0;
+  std::int64_t log_bytes = 0;
+  Sequence oldest_event = 0;
+  ChangeNumber oldest_change = 0;  // 0: there is none
 };
 
 class Ledger {
  public:
-  // Throws LedgerError.
+  // Opens the ledger or begins one. Throws LedgerError.
   Ledger(const std::string& path, const Retention& retention, Moment now);
 
-  // Where a damaged ledger went, in place of which this one was begun; else empty.
+  // 32 hexadecimal digits, made at random with the ledger.
+  const std::string& id() const { return id_; }
+
+  // Where a damaged ledger was moved to, in whose place this one was begun; else empty.
   const std::string& set_aside() const { return set_aside_; }
 
-  Sequence last() const { return last_; }
+  Sequence last_sequence() const { return last_sequence_; }
+  ChangeNumber last_change() const { return last_change_; }
+  Moment last_arrived() const { return last_arrived_; }  // of the last input; 0: there is none
+
+  // The number of the input that came with this id. Throws SqlError.
   std::optional<Sequence> find(const std::string& id);
 
-  // Gives the engine its active faults, and the library's memory back; the host
-  // tables are then those of the last event.
-  FilterState restore(FaultEngine& engine);
+  // Throws LedgerError when what an engine needs is not there as a whole.
+  Restored restore() const;
 
-  // The host tables that events are handled under from now on.
-  void use_tables(const HostTables& in_use);
+  // Under what inputs are handled from now on. It is written with the next batch.
+  void use(const HostTables& tables, const LibraryBuild& build);
 
-  // In one transaction, durable when it returns; the entries' numbers follow
-  // last(). Throws SqlError, and then the ledger is as it was: the same batch may
-  // be written later.
-  void write(const LedgerBatch& batch);
+  // In one transaction, durable when it returns; the numbers of the inputs and the
+  // changes follow the last ones. Throws SqlError, and then the ledger is as it
+  // was: the same batch may be written later.
+  void write(const Batch& batch);
+
+  // How far a publisher has come: it needs no change up to `through` again. A new
+  // name begins a cursor. Throws SqlError.
+  void set_cursor(const std::string& publisher, ChangeNumber through, Moment now);
+  // Ends a cursor; answers whether there was one. Throws SqlError.
+  bool forget_cursor(const std::string& publisher);
+
+  LedgerSize size() const;
 
  private:
-  struct Statements {
-    explicit Statements(const Database& db);
-    Statement find_id, add_tables, add_event, add_record, raise, refresh, end, forget_slot, add_slot;
-    Statement next_events, least_cursor, drop_episodes, latest_gone, drop_records, drop_events, set_horizon, survivors;
-  };
-
-  Ledger(OpenedLedger&& opened, const Retention& retention);
-
-  HostTables tables(std::int64_t id) const;
-  void restore_faults(ActiveFaults& faults);
-  void write(const LedgerEntry& entry);
-  void write_record(const LedgerEntry& entry);
-  void end(Sequence raised, const LedgerEntry& entry, const char* ending);
-  Sequence prunable_through(const LedgerBatch& batch);
-  void prune(const LedgerBatch& batch);
-  void drop(Sequence after, Sequence through);
-
-  Retention retention_;
+  std::string id_;
   std::string set_aside_;
-  Database db_;
-  Statements sql_;
-  Sequence last_ = 0;
-  Sequence pruned_through_ = 0;
-  Sequence next_sweep_ = 0;               // when the horizon has come this far
-  std::int64_t tables_id_ = 0;            // of the tables in use
-  std::optional<HostTables> new_tables_;  // those in use, until they are written
+  Sequence last_sequence_ = 0;
+  ChangeNumber last_change_ = 0;
+  Moment last_arrived_ = 0;
 };
 
 }  // namespace polaiga::engine

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "alarms/active_faults.h"
+#include "alarms/alarms.h"
 #include "model/moment.h"
 
 namespace polaiga::engine {

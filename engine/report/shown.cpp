@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 
-#include "alarms/active_faults.h"
 #include "base/printable.h"
 #include "model/fault.h"
 

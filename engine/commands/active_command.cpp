@@ -89,7 +89,7 @@ std::string as_text(const std::vector<ActiveEpisode>& active, bool coloured) {
   for (const auto& [episode, stored, is_latest] : active) {
     const fe_fault_record& record = stored.record;
     rows.push_back({format_moment(episode.raised_at),
-                    shown(find_severity(stored.severity).value_or(Severity::kInfo), coloured),
+                    shown(find_severity(stored.severity).value_or(Severity::kIndeterminate), coloured),
                     printable(field_text(record.code_text)), printable(field_text(record.dn)),
                     shown_description(field_text(record.descr))});
   }

@@ -6,7 +6,7 @@
 namespace polaiga::engine {
 namespace {
 
-constexpr Severity kAskedFor[] = {Severity::kInfo, Severity::kWarning, Severity::kMinor, Severity::kMajor,
+constexpr Severity kAskedFor[] = {Severity::kIndeterminate, Severity::kWarning, Severity::kMinor, Severity::kMajor,
                                   Severity::kCritical};
 
 std::vector<std::string> severity_words() {
@@ -39,7 +39,7 @@ void add_selection_options(CLI::App& command, Selection& selection) {
       .add_option_function<std::string>(
           "--severity",
           [&selection](const std::string& word) { selection.least = find_severity(word).value_or(Severity::kCleared); },
-          "Of this severity and worse: info, warning, minor, major or critical")
+          "Of this severity and worse: indeterminate, warning, minor, major or critical")
       ->check(CLI::IsMember(severity_words()))
       ->option_text("WORD");
 }

@@ -199,6 +199,19 @@ std::vector<std::string> oids_of(const FoundFault& fault) {
   return oids;
 }
 
+// By number, or by text where the record has no number.
+std::optional<CauseStandard> standard_of(const FoundFault& fault) {
+  return fault.cause_id != 0 ? cause_standard(fault.cause_id) : cause_standard(fault.cause);
+}
+
+// "equipmentAlarm, powerProblems (533)"; empty for a cause that is not in the dictionary.
+std::string standard_text(const FoundFault& fault) {
+  const auto standard = standard_of(fault);
+  if (!standard) return "";
+  return std::string(event_type_word(standard->event_type)) + ", " + standard->probable_cause + " (" +
+         std::to_string(standard->probable_cause_number) + ")";
+}
+
 constexpr std::string_view kUnreported = "The record is filled, but never reported: the filter answers -1.";
 
 std::size_t count_faults(std::span<const FoundFilter> filters) {
@@ -217,6 +230,7 @@ std::string catalog_as_text(std::span<const FoundFilter> filters) {
     for (const FoundFault& fault : filter.faults) {
       text += "\n  " + code_text(fault.code) + "  " + fault.name + "  " + std::string(severity_word(fault.severity)) +
               "  " + fault.cause + "  " + joined(oids_of(fault), ", ") + "\n";
+      if (const std::string standard = standard_text(fault); !standard.empty()) text += "    " + standard + "\n";
       if (!fault.reported) text.append("    ").append(kUnreported).append("\n");
       for (const auto& group : alike(fault)) {
         for (const auto& [what, events] : effects(*group.front(), filter.memories)) {
@@ -270,10 +284,15 @@ std::string catalog_as_json(std::span<const FoundFilter> filters) {
     for (const FoundFault& fault : filter.faults) {
       ordered_json behaviours = ordered_json::array();
       for (const Behaviour& one : fault.behaviours) behaviours.push_back(behaviour_as_json(one, filter.memories));
-      const ordered_json line = {{"filter", filter.entity},    {"code", fault.code},
-                                 {"name", fault.name},         {"severity", severity_word(fault.severity)},
-                                 {"cause_id", fault.cause_id}, {"cause", fault.cause},
-                                 {"reported", fault.reported}, {"behaviours", std::move(behaviours)}};
+      ordered_json line = {{"filter", filter.entity},    {"code", fault.code},
+                           {"name", fault.name},         {"severity", severity_word(fault.severity)},
+                           {"cause_id", fault.cause_id}, {"cause", fault.cause}};
+      const auto standard = standard_of(fault);
+      line["event_type"] = standard ? ordered_json(event_type_word(standard->event_type)) : nullptr;
+      line["probable_cause"] = standard ? ordered_json(standard->probable_cause) : nullptr;
+      line["probable_cause_number"] = standard ? ordered_json(standard->probable_cause_number) : nullptr;
+      line["reported"] = fault.reported;
+      line["behaviours"] = std::move(behaviours);
       text += line.dump() + "\n";
     }
   }
@@ -304,6 +323,8 @@ filter its events and reads the records; do not edit it. `polaiga catalog --json
   which is no longer active. **Cleared**: it is no longer active.
 - **Sensors**: `SENSOR` is any sensor, and stands for its name in the texts. Where what differs between texts stands
   in braces, one of these is said.
+- Each fault has the event type of ITU-T X.733 and the probable cause of IANA's list, with its number
+  (`IANAItuEventType` and `IANAItuProbableCause`, RFC 3877). They follow from the cause.
 - **Objects** are shown by example: unit 7 of its kind, power supplies 1 and 2, the fans of module 3, the storage
   controllers in slot 2, each with the events that its own kind of object has. Others have their own number in DN and
   text. Every unit is present: one that is missing raises no more than that, if its filter keeps count.
@@ -316,6 +337,7 @@ std::string fault_as_markdown(const FoundFault& fault, std::size_t memories) {
   text += std::string(severity_word(fault.severity)) + ", " + fault.cause;
   if (fault.cause_id != 0) text += " (" + std::to_string(fault.cause_id) + ")";
   text += ", " + in_codes(oids_of(fault), ", ") + "\n\n";
+  if (const std::string standard = standard_text(fault); !standard.empty()) text += standard + "\n\n";
   if (!fault.reported) text.append(kUnreported).append("\n\n");
   for (const auto& group : alike(fault)) {
     for (const auto& [what, events] : effects(*group.front(), memories))

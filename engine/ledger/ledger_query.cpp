@@ -85,8 +85,8 @@ bool has(const Selection& selection, const Episode& episode) {
 }  // namespace
 
 std::optional<Severity> find_severity(std::string_view word) {
-  for (auto severity : {Severity::kCleared, Severity::kInfo, Severity::kWarning, Severity::kMinor, Severity::kMajor,
-                        Severity::kCritical}) {
+  for (auto severity : {Severity::kCleared, Severity::kIndeterminate, Severity::kWarning, Severity::kMinor,
+                        Severity::kMajor, Severity::kCritical}) {
     if (severity_word(severity) == word) return severity;
   }
   return std::nullopt;

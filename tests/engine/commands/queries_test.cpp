@@ -506,7 +506,7 @@ TEST_F(Queries, NoLedger) {
 
 TEST_F(Queries, WhatIsWrong) {
   const std::pair<const char*, const char*> kRows[] = {
-      {"active --severity bad", "--severity: bad not in {info,warning,minor,major,critical}"},
+      {"active --severity bad", "--severity: bad not in {indeterminate,warning,minor,major,critical}"},
       {"active --severity cleared", "cleared not in"},
       {"active --entity fans", "--entity: fans not in {fan,ps,"},
       {"active --under ''", "--under: a DN is wanted, as in sys/rack-unit-1/psu-1"},

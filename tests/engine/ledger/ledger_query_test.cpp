@@ -55,7 +55,7 @@ TEST(LedgerQueryDn, IsUnder) {
 
 TEST(LedgerQueryWords, FindSeverity) {
   EXPECT_EQ(find_severity("critical"), Severity::kCritical);
-  EXPECT_EQ(find_severity("info"), Severity::kInfo);
+  EXPECT_EQ(find_severity("indeterminate"), Severity::kIndeterminate);
   EXPECT_EQ(find_severity("cleared"), Severity::kCleared);
   EXPECT_EQ(find_severity("Major"), std::nullopt);
   EXPECT_EQ(find_severity(""), std::nullopt);

@@ -41,7 +41,7 @@ TEST(TextReport, WhatARecordDid) {
       {{.dn = "sys/a", .code = 434, .clear_code = 434, .state = 0, .descr = "S: over: Cleared"},
        {Change::kAlreadyClear, false},
        "cleared   F0434  sys/a  S: over: Cleared  (was not active)\n"},
-      {{.dn = "sys/a", .code = 99999, .descr = ""}, {Change::kRaised, false}, "info      F99999  sys/a  \n"},
+      {{.dn = "sys/a", .code = 99999, .descr = ""}, {Change::kRaised, false}, "indeterminate  F99999  sys/a  \n"},
   };
   for (const auto& row : kRows) EXPECT_EQ(line_of(make_record(row.of), row.outcome), start + row.line);
 }
@@ -54,7 +54,7 @@ TEST(TextReport, TheRecordsStampWithoutATimeOfTheEvent) {
 }
 
 TEST(TextReport, SeveritiesAreColoured) {
-  const std::pair<std::uint32_t, const char*> kRows[] = {{1, "\x1b[34minfo    \x1b[0m"},
+  const std::pair<std::uint32_t, const char*> kRows[] = {{1, "\x1b[34mindeterminate\x1b[0m"},
                                                          {434, "\x1b[36mwarning \x1b[0m"},
                                                          {395, "\x1b[33mminor   \x1b[0m"},
                                                          {396, "\x1b[31mmajor   \x1b[0m"},

@@ -16,9 +16,10 @@ namespace polaiga::engine {
 // An input with its number and all that came of it.
 struct RecordedInput {
   Sequence sequence = 0;
-  Moment received = 0;  // what the machine's clock said
-  Moment arrived = 0;   // the same with the clock's jumps taken out; never less than that of the input before
-  Moment at = 0;        // when it happened: the event's own time, unless `arrived` contradicts it
+  Moment received = 0;   // what the machine's clock said
+  Moment arrived = 0;    // the same, or an estimate while the clock was not set
+  std::int64_t age = 0;  // seconds since the ledger began, without the clock's jumps; retention counts by it
+  Moment at = 0;         // when it happened: the event's own time, unless `arrived` contradicts it
   SensorEvent event;
   bool reported = false;        // whether the filter filled the record
   fe_fault_record record = {};  // zero where the filter wrote nothing

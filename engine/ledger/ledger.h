@@ -20,7 +20,7 @@ namespace polaiga::engine {
 // filters' state need is kept in any case.
 struct Retention {
   std::int64_t events = 1'000'000;
-  std::int64_t days = 365;                              // counted by RecordedInput::arrived
+  std::int64_t days = 365;                              // counted by RecordedInput::age
   std::int64_t bytes = std::int64_t{64} * 1024 * 1024;  // of the database's file and its log together
   std::int64_t held_changes = 100'000;                  // most that a publisher which is behind holds back
 };
@@ -67,7 +67,9 @@ class Ledger {
 
   Sequence last_sequence() const { return last_sequence_; }
   ChangeNumber last_change() const { return last_change_; }
-  Moment last_arrived() const { return last_arrived_; }  // of the last input; 0: there is none
+  // Of the last input; 0 when there is none.
+  Moment last_arrived() const { return last_arrived_; }
+  std::int64_t last_age() const { return last_age_; }
 
   // The number of the input that came with this id. Throws SqlError.
   std::optional<Sequence> find(const std::string& id);
@@ -97,6 +99,7 @@ class Ledger {
   Sequence last_sequence_ = 0;
   ChangeNumber last_change_ = 0;
   Moment last_arrived_ = 0;
+  std::int64_t last_age_ = 0;
 };
 
 }  // namespace polaiga::engine

@@ -72,7 +72,7 @@ Receipt Recorder::record(SensorEvent event) {
   input.age = arrival.age;
   input.at = moment_of(event, arrival.arrived);
   const Filtered filtered = filters_.run(event);
-  filter_state_.note(input.sequence, event, filtered.record);
+  if (ledger_ != nullptr) filter_state_.note(input.sequence, event, filtered.record);
   for (const std::string& fault_dn : filtered.withdrawn) {
     alarms_.withdraw(fault_dn, input.sequence, input.at, input.changes);
   }

@@ -21,7 +21,7 @@ namespace polaiga::engine {
 struct Receipt {
   Sequence sequence = 0;
   bool duplicate = false;                // an input with the same id was taken before, under this number
-  const RecordedInput* input = nullptr;  // null for a duplicate; lasts until the next commit
+  const RecordedInput* input = nullptr;  // null for a duplicate; lasts until the next call
 };
 
 // Takes inputs one by one: gives each to its filter, the record to the alarms, and
@@ -87,9 +87,5 @@ class Recorder {
   Moment last_received_ = 0;
   std::int64_t went_back_ = 0;
 };
-
-// The build of the library that this process runs. Its version is that of the
-// program when both come from one build.
-LibraryBuild library_build();
 
 }  // namespace polaiga::engine

@@ -11,6 +11,7 @@
 
 #include "alarms/alarms.h"
 #include "filter/host_tables.h"
+#include "filter/library_build.h"
 #include "ledger/batch.h"
 #include "ledger/ledger_file.h"
 
@@ -23,13 +24,6 @@ struct Retention {
   std::int64_t days = 365;                              // counted by RecordedInput::age
   std::int64_t bytes = std::int64_t{64} * 1024 * 1024;  // of the database's file and its log together
   std::int64_t held_changes = 100'000;                  // most that a publisher which is behind holds back
-};
-
-// The build of the library that records are made by.
-struct LibraryBuild {
-  std::string build_id;  // of its ELF note, in hexadecimal digits; empty: it has none
-  std::string version;
-  bool operator==(const LibraryBuild&) const = default;
 };
 
 // What an engine goes on with after a start.

@@ -72,6 +72,19 @@ class JsonArray {
     return *this;
   }
 
+  template <std::integral T>
+  JsonArray& add(T value) {
+    begin();
+    text_ += std::to_string(value);
+    return *this;
+  }
+
+  JsonArray& add_null() {
+    begin();
+    text_ += "null";
+    return *this;
+  }
+
   JsonArray& add(const JsonObject& value) {
     begin();
     text_ += value.text();

@@ -33,11 +33,6 @@ JsonObject event_copy(const fe_sensor_event& event) {
   return object;
 }
 
-// By number, or by text where the record has no number.
-std::optional<CauseStandard> standard_of(const fe_fault_record& record) {
-  return record.cause_id != 0 ? cause_standard(record.cause_id) : cause_standard(field_text(record.cause));
-}
-
 void add_standard(JsonObject& object, const std::optional<CauseStandard>& standard) {
   if (!standard) {
     object.add_null("event_type").add_null("probable_cause").add_null("probable_cause_number");
@@ -86,7 +81,7 @@ JsonObject record_form(const fe_fault_record& record) {
   add_fields(object, kRecordContent, record);
   add_fields(object, kRecordStamp, record);
   object.add("severity", severity_word(severity_of(record)));
-  add_standard(object, standard_of(record));
+  add_standard(object, cause_standard(record));
   return object;
 }
 
@@ -185,6 +180,23 @@ JsonObject active_fault_form(const ActiveFault& fault, const fe_fault_record& sh
       .add("reporters", fault.reports.size())
       .add("record", record_form(shown))
       .add("reports", reports);
+  return object;
+}
+
+JsonObject active_row_form(const ActiveRow& row, std::string_view ledger_id) {
+  JsonObject object = fault_form(row.fault, ledger_id);
+  object.add("created", format_moment(row.alarm_since))
+      .add("event", event_form(row.shown.event))
+      .add("record", record_form(row.shown.record));
+  return object;
+}
+
+JsonObject stored_change_form(const StoredChange& stored, std::string_view ledger_id) {
+  JsonObject object;
+  object.add("ledger_id", ledger_id)
+      .add_members_of(change_form(stored.change, ledger_id))
+      .add("event", event_form(stored.event));
+  if (stored.record) object.add("record", record_form(stored.record->record));
   return object;
 }
 

@@ -12,6 +12,7 @@
 
 #include "alarms/alarms.h"
 #include "ledger/batch.h"
+#include "ledger/reader.h"
 #include "ledger/stored.h"
 #include "report/json_object.h"
 
@@ -45,6 +46,12 @@ JsonObject fault_form(const StoredFault& fault, std::string_view ledger_id);
 
 // An active fault of a replay: with the record that it shows and its reporters.
 JsonObject active_fault_form(const ActiveFault& fault, const fe_fault_record& shown);
+
+// An active fault with the record that it shows.
+JsonObject active_row_form(const ActiveRow& row, std::string_view ledger_id);
+
+// A change with the event that made it and the record of that event, if it has one.
+JsonObject stored_change_form(const StoredChange& stored, std::string_view ledger_id);
 
 // An alarm with its faults as steps.
 JsonObject alarm_form(const StoredAlarm& alarm, std::string_view ledger_id);

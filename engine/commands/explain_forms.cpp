@@ -39,10 +39,7 @@ std::string by_input(Sequence sequence, Moment when) {
 }
 
 std::string ending_of(const Explanation& found) {
-  const StoredFault& fault = found.fault;
-  const StoredFault* const next = superseded_by(found.alarm, fault);
-  return std::string(change_word(fault.ending)) + (next != nullptr ? " by " + code_text(next->code) : "") + ", by " +
-         by_input(*fault.ended, fault.ended_at);
+  return ending_text(found.alarm, found.fault) + ", by " + by_input(*found.fault.ended, found.fault.ended_at);
 }
 
 std::string state_text(const Explanation& found) {
@@ -63,12 +60,9 @@ std::string alarm_state(const StoredAlarm& alarm, std::string_view ledger_id) {
 std::string steps_text(const StoredAlarm& alarm) {
   std::vector<std::vector<std::string>> rows;
   for (const StoredFault& step : alarm.steps) {
-    const StoredFault* const next = superseded_by(alarm, step);
-    std::string ending;
-    if (step.ended)
-      ending = std::string(change_word(step.ending)) + (next != nullptr ? " by " + code_text(next->code) : "");
     rows.push_back({"", format_moment(step.since), step.ended ? format_moment(step.ended_at) : "active",
-                    std::string(severity_word(step.severity)), code_text(step.code), printable(step.name), ending});
+                    std::string(severity_word(step.severity)), code_text(step.code), printable(step.name),
+                    ending_text(alarm, step)});
   }
   return "\nIts faults\n" + aligned(rows);
 }
@@ -101,12 +95,11 @@ std::string reports_text(const std::vector<StoredReport>& reports) {
   if (reports.empty()) return "";
   std::string text = "\nWho reports it\n";
   for (const auto& [report, stored] : reports) {
-    text.append(kGap)
-        .append(report.reporter.entity->name)
-        .append(" " + printable(report.reporter.sensor) + ", instance " + std::to_string(report.reporter.instance))
-        .append(", since " + by_input(report.since, report.since_at))
-        .append(", " + plural(report.count, "record"));
-    if (report.count > 1) text.append(", last by " + by_input(report.last, report.last_at));
+    text.append(kGap).append(report.reporter.entity->name).append(" ").append(printable(report.reporter.sensor));
+    text.append(", instance ").append(std::to_string(report.reporter.instance));
+    text.append(", since ").append(by_input(report.since, report.since_at));
+    text.append(", ").append(plural(report.count, "record"));
+    if (report.count > 1) text.append(", last by ").append(by_input(report.last, report.last_at));
     text.append("\n    ").append(shown_description(field_text(stored.record.descr))).append("\n");
   }
   return text;

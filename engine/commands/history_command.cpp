@@ -37,12 +37,6 @@ std::string ending_text(const StoredAlarm& alarm) {
   return text;
 }
 
-std::string ending_text(const StoredAlarm& alarm, const StoredFault& step) {
-  if (!step.ended) return "";
-  const StoredFault* const next = superseded_by(alarm, step);
-  return std::string(change_word(step.ending)) + (next != nullptr ? " by " + code_text(next->code) : "");
-}
-
 std::string severity_text(const StoredAlarm& alarm) {
   const std::string now(severity_word(alarm.severity));
   return alarm.worst == alarm.severity ? now : now + ", was " + std::string(severity_word(alarm.worst));

@@ -91,8 +91,8 @@ std::string duration_text(Moment seconds) {
     const char* name;
   };
   constexpr Unit kUnits[] = {{86'400, "d"}, {3'600, "h"}, {60, "m"}, {1, "s"}};
-  if (seconds < 0) return "-" + duration_text(-seconds);
   std::string text;
+  if (seconds < 0) return text.append("-").append(duration_text(-seconds));
   int shown = 0;
   for (const Unit& unit : kUnits) {
     const Moment count = seconds / unit.seconds;
@@ -100,7 +100,7 @@ std::string duration_text(Moment seconds) {
     if (shown > 0) ++shown;
     if (shown > 2) break;
     if (count == 0) continue;
-    text += (text.empty() ? "" : " ") + std::to_string(count) + unit.name;
+    text.append(text.empty() ? "" : " ").append(std::to_string(count)).append(unit.name);
     shown = std::max(shown, 1);
   }
   return text.empty() ? "0s" : text;

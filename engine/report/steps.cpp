@@ -1,5 +1,7 @@
 #include "report/steps.h"
 
+#include "report/shown.h"
+
 namespace polaiga::engine {
 
 const StoredFault* superseded_by(const StoredAlarm& alarm, const StoredFault& step) {
@@ -20,6 +22,13 @@ std::vector<const StoredFault*> superseded(const StoredAlarm& alarm, const Store
     if (next != nullptr && next->number == step.number) others.push_back(&other);
   }
   return others;
+}
+
+std::string ending_text(const StoredAlarm& alarm, const StoredFault& step) {
+  if (!step.ended) return "";
+  std::string text(change_word(step.ending));
+  if (const StoredFault* const next = superseded_by(alarm, step)) text.append(" by ").append(code_text(next->code));
+  return text;
 }
 
 }  // namespace polaiga::engine

@@ -1,6 +1,7 @@
 // How the faults of an alarm follow each other.
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "ledger/stored.h"
@@ -13,5 +14,9 @@ const StoredFault* superseded_by(const StoredAlarm& alarm, const StoredFault& st
 
 // The steps whose place this one took.
 std::vector<const StoredFault*> superseded(const StoredAlarm& alarm, const StoredFault& step);
+
+// How a step ended, in the words that people read: "superseded by F0396"; empty
+// while it is active.
+std::string ending_text(const StoredAlarm& alarm, const StoredFault& step);
 
 }  // namespace polaiga::engine

@@ -170,8 +170,7 @@ void add_rule(JsonObject& object, const std::optional<Rule>& rule, const Entity&
   JsonArray others;
   for (const auto& [code, events] : rule->superseded_by) {
     JsonObject other;
-    others.add(
-        other.add("code", code).add("code_text", code_text(code)).add("name", fault_name(code)).add("events", events));
+    others.add(other.add("code", code).add("name", fault_name(code)).add("events", events));
   }
   JsonObject form;
   form.add("filter", entity.name)

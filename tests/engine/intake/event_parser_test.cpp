@@ -147,7 +147,7 @@ TEST(SensorEvent, DeepNestingIsJustALineAmiss) {
 }
 
 TEST(SensorEvent, TheSchemaHasTheSameMembers) {
-  std::ifstream file(POLAIGA_SOURCE_DIR "/docs/event.schema.json");
+  std::ifstream file(POLAIGA_SOURCE_DIR "/docs/schemas/event.schema.json");
   const auto schema = nlohmann::json::parse(file);
   std::set<std::string> properties;
   for (const auto& [name, value] : schema["properties"].items()) properties.insert(name);
@@ -167,7 +167,7 @@ TEST(SensorEvent, TheSchemaHasTheSameMembers) {
 // The bounds of the schema are those of the parser: what lies on one passes,
 // what lies behind it does not.
 TEST(SensorEvent, TheSchemaHasTheSameBounds) {
-  std::ifstream file(POLAIGA_SOURCE_DIR "/docs/event.schema.json");
+  std::ifstream file(POLAIGA_SOURCE_DIR "/docs/schemas/event.schema.json");
   const auto schema = nlohmann::json::parse(file);
   nlohmann::json event = {{"entity", "fan"}, {"sensor", "S"}, {"offset", 3}, {"state", 1}};
   const auto check = [&](const std::string& name, const nlohmann::json& bounds) {

@@ -46,7 +46,7 @@ TEST(Entities, NamesAreExact) {
 }
 
 TEST(Entities, TheSchemaHasTheSameNames) {
-  std::ifstream file(POLAIGA_SOURCE_DIR "/docs/event.schema.json");
+  std::ifstream file(POLAIGA_SOURCE_DIR "/docs/schemas/event.schema.json");
   const auto schema = nlohmann::json::parse(file);
   std::set<std::string> known;
   for (const auto& name : schema["properties"]["entity"]["enum"]) known.insert(name);

@@ -1,0 +1,110 @@
+// What the commands print with --json is what docs/schemas describes.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "support/program.h"
+
+namespace polaiga::engine::test {
+namespace {
+
+using nlohmann::json;
+using Lines = std::vector<std::string>;
+
+Lines lines_of(const std::string& text) {
+  Lines lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
+// Calls `visit` with every object in a value, the value itself included.
+template <class Visit>
+void for_each_object(json& value, const Visit& visit) {
+  if (value.is_object()) visit(value);
+  if (!value.is_structured()) return;
+  for (json& part : value) for_each_object(part, visit);
+}
+
+// The line with one thing wrong: an object with a member that is not known, or a
+// member that holds what it never may. As many lines as there are such places.
+Lines spoiled(const std::string& line) {
+  Lines all;
+  json value = json::parse(line);
+  for_each_object(value, [&](json& object) {
+    object["Unknown"] = 1;
+    all.push_back(value.dump());
+    object.erase("Unknown");
+    for (auto& member : object) {
+      const json before = std::exchange(member, {{"Unknown", 1}});
+      all.push_back(value.dump());
+      member = before;
+    }
+  });
+  return all;
+}
+
+class SchemasTest : public ::testing::Test {
+ protected:
+  // What the validator says of each line.
+  Lines verdicts(const std::string& schema, const Lines& lines) const {
+    std::string text;
+    for (const std::string& line : lines) text += line + "\n";
+    const Ended got = shell_.run("python3 '" POLAIGA_SOURCE_DIR "/tests/engine/support/validate_json.py' '" +
+                                     directory_ + "/" + schema + ".schema.json'",
+                                 text);
+    EXPECT_EQ(got.status, 0) << got.err;
+    return lines_of(got.out);
+  }
+
+  // All lines are as described, and would not be if anything were wrong with them.
+  void expect_described(const std::string& schema, const std::string& command, const std::string& input = "") const {
+    const Lines lines = lines_of(shell_.run(command, input).out);
+    ASSERT_FALSE(lines.empty()) << command;
+    const Lines good = verdicts(schema, lines);
+    ASSERT_EQ(good.size(), lines.size());
+    for (std::size_t i = 0; i < lines.size(); ++i) EXPECT_EQ(good[i], "accepted") << lines[i];
+
+    Lines wrong;
+    for (const std::string& line : {lines.front(), lines.back()})
+      std::ranges::move(spoiled(line), std::back_inserter(wrong));
+    const Lines refused = verdicts(schema, wrong);
+    ASSERT_EQ(refused.size(), wrong.size());
+    for (std::size_t i = 0; i < wrong.size(); ++i) EXPECT_EQ(refused[i].substr(0, 9), "refused: ") << wrong[i];
+  }
+
+  Shell shell_;
+  std::string directory_ = POLAIGA_SOURCE_DIR "/docs/schemas";
+};
+
+TEST_F(SchemasTest, Event) { expect_described("event", "cat '" POLAIGA_DAY "'"); }
+
+TEST_F(SchemasTest, Replay) { expect_described("replay", "$POLAIGA replay --json '" POLAIGA_DAY "'"); }
+
+TEST_F(SchemasTest, Catalog) { expect_described("catalog", "$POLAIGA catalog --json"); }
+
+TEST_F(SchemasTest, Diff) {
+  const std::string predicted = R"({"entity":"fan","sensor":"FAN1_TACH1","offset":9,"state":1})";
+  const std::string builds = "'" POLAIGA_LIBRARY "' '" POLAIGA_CHANGED "' -";
+  expect_described("diff", "$POLAIGA diff --json " + builds, predicted + "\n");
+  const std::string crashing = R"({"entity":"fan","sensor":"FAN8_TACH1","instance":8,"offset":3,"state":1})";
+  expect_described("diff", "$POLAIGA diff --json '" POLAIGA_LIBRARY "' '" POLAIGA_CRASHING "' -", crashing + "\n");
+}
+
+// The validator itself: a schema that lets unknown members pass is not taken.
+TEST_F(SchemasTest, ASchemaThatIsOpenIsRefused) {
+  const std::string copy = shell_.dir().file("schemas");
+  const Ended got = shell_.run(
+      "cp -r '" + directory_ + "' '" + copy + "' && sed -i '/additionalProperties/d' '" + copy +
+      "/active.schema.json' && echo '{}' | python3 '" POLAIGA_SOURCE_DIR "/tests/engine/support/validate_json.py' '" +
+      copy + "/replay.schema.json'");
+  EXPECT_EQ(got.status, 2);
+  EXPECT_EQ(got.out, "");
+  EXPECT_EQ(got.err, "active.schema.json: additionalProperties is not false\n");
+}
+
+}  // namespace
+}  // namespace polaiga::engine::test

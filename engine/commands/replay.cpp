@@ -4,26 +4,26 @@
 
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <memory>
 
 #include "base/input.h"
 #include "base/interrupt.h"
 #include "base/printable.h"
-#include "core/fault_engine.h"
+#include "core/recorder.h"
 #include "filter/host_tables.h"
 #include "intake/event_parser.h"
 #include "intake/read_ahead.h"
-#include "report/json_report.h"
+#include "report/json_replay_report.h"
+#include "report/kept_records.h"
 #include "report/progress.h"
-#include "report/text_report.h"
+#include "report/text_replay_report.h"
 
 namespace polaiga::engine {
 namespace {
 
-std::unique_ptr<Report> make_report(const ReplayOptions& options, const StandardOutput& output) {
-  if (options.json) return std::make_unique<JsonReport>();
-  return std::make_unique<TextReport>(wants_colour(options.colour, output));
+std::unique_ptr<ReplayReport> make_report(const ReplayOptions& options, const StandardOutput& output) {
+  if (options.json) return std::make_unique<JsonReplayReport>();
+  return std::make_unique<TextReplayReport>(wants_colour(options.colour, output));
 }
 
 // Bytes that progress is measured by; 0 when it is not to be shown.
@@ -44,7 +44,7 @@ class Replay {
         output_(output),
         report_(make_report(options, output)),
         progress_(bytes_in_all),
-        engine_(options.platform, options.log) {}
+        recorder_({.platform = options.platform, .log = options.log}, clock_) {}
 
   Status run(const std::vector<Input>& inputs) {
     Status status = kDone;
@@ -53,7 +53,7 @@ class Replay {
       if (status != kDone) break;
     }
     progress_.hide();
-    output_.write(report_->summary(engine_.faults(), counts_));
+    output_.write(report_->summary(recorder_.alarms(), records_, counts_));
     output_.flush();
     if (status == kDone && counts_.bad_lines > 0) status = kBadLines;
     return status;
@@ -97,15 +97,20 @@ class Replay {
     return !strict_;
   }
 
-  void handle(const SensorEvent& line) {
+  void handle(const SensorEvent& event) {
     ++counts_.events;
-    const Handled handled = engine_.handle(line, std::time(nullptr), static_cast<Sequence>(counts_.events));
-    if (!handled.reported) {
-      // An event may yield no fault and still have one withdrawn.
-      if (handled.withdrawn.empty()) ++counts_.of_no_interest;
-      return;
+    const RecordedInput& input = *recorder_.record(event).input;
+    if (input.reported || !input.changes.empty()) {
+      records_.keep(input, recorder_.alarms());
+      print(input);
+    } else {
+      ++counts_.of_no_interest;
     }
-    const std::string text = report_->record({handled.record, line.time, handled.outcome});
+    if (recorder_.is_full()) recorder_.commit();
+  }
+
+  void print(const RecordedInput& input) {
+    const std::string text = report_->input(input);
     if (output_.is_terminal()) progress_.hide();
     output_.write(text);
     if (output_.is_terminal()) output_.flush();
@@ -118,9 +123,11 @@ class Replay {
 
   bool strict_;
   StandardOutput& output_;
-  std::unique_ptr<Report> report_;
+  std::unique_ptr<ReplayReport> report_;
   Progress progress_;
-  FaultEngine engine_;
+  SystemClock clock_;
+  Recorder recorder_;
+  KeptRecords records_;
   LineCounts counts_;
   std::uint64_t bytes_before_ = 0;  // of the files that are done with
 };

@@ -15,6 +15,13 @@ std::vector<std::string> severity_words() {
   return words;
 }
 
+Severity severity_of_word(std::string_view word) {
+  for (const Severity severity : kAskedFor) {
+    if (severity_word(severity) == word) return severity;
+  }
+  return Severity::kCleared;
+}
+
 std::vector<std::string> entity_words() {
   std::vector<std::string> names;
   for (const Entity& entity : entities()) names.emplace_back(entity.name);
@@ -29,17 +36,16 @@ void add_selection_options(CLI::App& command, Selection& selection) {
           "--under",
           [&selection](const std::string& dn) {
             if (dn.find_first_not_of('/') == std::string::npos) {
-              throw CLI::ValidationError("--under", "a DN is wanted, as in sys/rack-unit-1/psu-1");
+              throw CLI::ValidationError("--under", "give a DN, as in sys/rack-unit-1/psu-1");
             }
             selection.under = dn;
           },
-          "Of this DN and all below it")
+          "Only this object or fault and all below it")
       ->option_text("DN");
   command
       .add_option_function<std::string>(
-          "--severity",
-          [&selection](const std::string& word) { selection.least = find_severity(word).value_or(Severity::kCleared); },
-          "Of this severity and worse: indeterminate, warning, minor, major or critical")
+          "--severity", [&selection](const std::string& word) { selection.least = severity_of_word(word); },
+          "Only this severity and worse: indeterminate, warning, minor, major or critical")
       ->check(CLI::IsMember(severity_words()))
       ->option_text("WORD");
 }
@@ -48,7 +54,7 @@ void add_entity_option(CLI::App& command, Selection& selection) {
   command
       .add_option_function<std::string>(
           "--entity", [&selection](const std::string& name) { selection.entity = find_entity(name); },
-          "Of this entity, as in events")
+          "Only faults that events of this entity raised")
       ->check(CLI::IsMember(entity_words()))
       ->option_text("NAME");
 }

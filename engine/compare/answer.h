@@ -30,10 +30,12 @@ struct Difference {
   bool operator==(const Difference&) const = default;
 };
 
-// In the order of the record. The time stamp is left out, and what does not
-// count: bytes behind a text, arcs behind an OID. A filter that rejects an event
-// may fill the record all the same, so the records of two rejections count, but
-// not those of a rejection and a report.
+// The fields that differ, under the names and in the order of model/fields.h, with
+// the reserved bytes behind them. Fields of the record's event begin with "event.",
+// those of the caller's with "caller_event.". The record's stamp is not compared,
+// nor are bytes after the end of a text or arcs after the end of an OID. A filter
+// that rejects an event may fill the record all the same. So the records of two
+// rejections are compared, but not that of a rejection with that of a report.
 std::vector<Difference> differences(const LibraryAnswer& a, const LibraryAnswer& b);
 
 }  // namespace polaiga::engine

@@ -5,6 +5,7 @@
 
 #include "model/change.h"
 #include "model/fault.h"
+#include "model/record_text.h"
 
 namespace polaiga::engine {
 namespace {
@@ -189,6 +190,10 @@ std::optional<CauseStandard> cause_standard(std::uint32_t cause_id) {
 std::optional<CauseStandard> cause_standard(std::string_view text) {
   const auto* const entry = std::ranges::find(kCauses, text, &CauseEntry::text);
   return entry != std::end(kCauses) ? std::optional(entry->standard) : std::nullopt;
+}
+
+std::optional<CauseStandard> cause_standard(const fe_fault_record& record) {
+  return record.cause_id != 0 ? cause_standard(record.cause_id) : cause_standard(field_text(record.cause));
 }
 
 Severity severity_of(const fe_fault_record& record) {

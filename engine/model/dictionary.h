@@ -57,6 +57,9 @@ std::optional<CauseStandard> cause_standard(std::uint32_t cause_id);
 // the text alone and leave the number 0.
 std::optional<CauseStandard> cause_standard(std::string_view text);
 
+// That of a record's cause: by its number or, without one, by its text.
+std::optional<CauseStandard> cause_standard(const fe_fault_record& record);
+
 // A record that only clears is "cleared". Any other record has the severity of
 // its code, or "indeterminate" if the code is unknown.
 Severity severity_of(const fe_fault_record& record);

@@ -85,6 +85,27 @@ std::string shown_description(std::string_view description) {
   return text;
 }
 
+std::string duration_text(Moment seconds) {
+  struct Unit {
+    Moment seconds;
+    const char* name;
+  };
+  constexpr Unit kUnits[] = {{86'400, "d"}, {3'600, "h"}, {60, "m"}, {1, "s"}};
+  if (seconds < 0) return "-" + duration_text(-seconds);
+  std::string text;
+  int shown = 0;
+  for (const Unit& unit : kUnits) {
+    const Moment count = seconds / unit.seconds;
+    seconds %= unit.seconds;
+    if (shown > 0) ++shown;
+    if (shown > 2) break;
+    if (count == 0) continue;
+    text += (text.empty() ? "" : " ") + std::to_string(count) + unit.name;
+    shown = std::max(shown, 1);
+  }
+  return text.empty() ? "0s" : text;
+}
+
 std::string code_text(std::uint32_t code) { return fault_dn("", code).substr(std::string_view("/fault-").size()); }
 
 std::string plural(std::uint64_t number, const std::string& what) {

@@ -86,7 +86,9 @@ class RunTablesTest : public RunServiceTest {
   }
 
   std::string description(std::int64_t sequence) const {
-    return ask("SELECT descr FROM record WHERE seq = " + std::to_string(sequence)).at(0);
+    return ask("SELECT descr FROM form WHERE seq = (SELECT form FROM event WHERE seq = " + std::to_string(sequence) +
+               ")")
+        .at(0);
   }
 };
 

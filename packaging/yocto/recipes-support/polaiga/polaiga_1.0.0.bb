@@ -19,7 +19,7 @@ inherit cmake pkgconfig bash-completion systemd useradd features_check
 REQUIRED_DISTRO_FEATURES = "${@bb.utils.contains('PACKAGECONFIG', 'program', 'systemd', '', d)}"
 
 PACKAGECONFIG ??= "program"
-PACKAGECONFIG[program] = "-DCMAKE_DISABLE_FIND_PACKAGE_CLI11=OFF,-DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON,cli11 nlohmann-json sqlite3 systemd"
+PACKAGECONFIG[program] = "-DCMAKE_DISABLE_FIND_PACKAGE_CLI11=OFF,-DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON,cli11 nlohmann-json simdjson sqlite3 systemd"
 
 EXTRA_OECMAKE = "-DCMAKE_SKIP_INSTALL_RPATH=ON -DPOLAIGA_UNIT_DIR=${systemd_system_unitdir}"
 

@@ -18,7 +18,7 @@
 #include "daemon/engine_state.h"
 #include "daemon/poll_set.h"
 #include "daemon/service_manager.h"
-#include "intake/event_parser.h"
+#include "intake/event_line.h"
 #include "ledger/sqlite.h"
 
 namespace polaiga::engine {
@@ -159,14 +159,13 @@ class Daemon {
     for (bool more = true; more && has_room();) {
       more = false;
       for (Sender& sender : events_.senders()) {
-        std::string_view line;
-        const auto found = sender.next(line);
-        if (found == LineBuffer::Result::kNone) continue;
+        std::optional<EventLine> line = sender.next();
+        if (!line) continue;
         more = true;
-        if (found == LineBuffer::Result::kTooLong) {
-          reject(sender, "The line is longer than 64 KiB");
+        if (line->event) {
+          take_event(sender, std::move(*line->event));
         } else {
-          take_event(sender, line);
+          reject(sender, *line);
         }
         if (!has_room()) break;
       }
@@ -175,15 +174,10 @@ class Daemon {
 
   bool has_room() const { return waiting_.size() < kMostAnswers && !state_.recorder().is_full(); }
 
-  void take_event(Sender& sender, std::string_view line) {
-    if (line.find_first_not_of(" \t\r") == std::string_view::npos) return;
-    try {
-      const Receipt receipt = state_.recorder().record(parse_sensor_event(line));
-      answer(sender, acknowledgement(receipt));
-      if (receipt.input != nullptr) watch_input(*receipt.input);
-    } catch (const BadLine& bad) {
-      reject(sender, bad.what());
-    }
+  void take_event(Sender& sender, SensorEvent event) {
+    const Receipt receipt = state_.recorder().record(std::move(event));
+    answer(sender, acknowledgement(receipt));
+    if (receipt.input != nullptr) watch_input(*receipt.input);
   }
 
   // An answer may not pass one that waits, since answers come in the order of the lines.
@@ -192,13 +186,13 @@ class Daemon {
     waiting_.push_back({&sender, std::move(text)});
   }
 
-  void reject(Sender& sender, const std::string& what) {
-    answer(sender, refusal(what));
+  void reject(Sender& sender, const EventLine& line) {
+    answer(sender, refusal(line.complaint));
     ++bad_lines_;
     // A client is told of each of its bad lines; here the first one is enough.
     const bool tell = sender.is_standard_input() || sender.bad_lines == 0;
     ++sender.bad_lines;
-    if (tell) say(sender.name() + ":" + std::to_string(sender.line_number()) + ": " + what);
+    if (tell) say(line.complaint_in(sender.name()));
   }
 
   void watch_input(const RecordedInput& input) {

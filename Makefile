@@ -1,18 +1,23 @@
 # The commands of the project. Each works from a bare clone and says what it does.
 
-.PHONY: help demo build check arm abi bench packages lint format clean
+.PHONY: help demo build test check proof arm abi bench packages lint format clean
 
 help:
 	@echo "make demo     build the program and replay a server's day"
-	@echo "make check    build and run every test, as continuous integration does"
 	@echo "make build    build the library and the program"
-	@echo "make arm      build for the controller, test under qemu, measure the footprint"
+	@echo "make test     build and run the tests of what the library and the program do"
+	@echo "make check    the same, and check formatting, documents, packages, ABI and instruction counts"
+	@echo "make proof    the long tests: ARM under qemu, sanitizers, fuzzing, static analysis, musl"
+	@echo "              (continuous integration runs check and proof)"
+	@echo ""
+	@echo "make arm      build library and program for the controller, test under qemu, measure the footprint"
 	@echo "make abi      record the ABI anew, after a change that is meant"
 	@echo "make bench    time every filter beside the bare time stamp, and the engine with its ledger"
 	@echo "make packages make Debian packages for this machine and the controller, in build/packages"
 	@echo "make lint     check formatting and run clang-tidy"
 	@echo "make cppcheck run cppcheck"
 	@echo "make asan     test with the address and undefined-behaviour sanitizers"
+	@echo "make musl     build the library with musl and run a consumer"
 	@echo "make valgrind test the release build under valgrind"
 	@echo "make fuzz     fuzz all filters for 15 minutes"
 	@echo "make coverage report the lines and branches that the tests reach"
@@ -30,18 +35,29 @@ build:
 	@cmake --preset release >/dev/null
 	@cmake --build --preset release
 
-check:
-	@tools/setup check
+test:
+	@tools/setup test
 	@echo "== Building with the tests"
 	@cmake --preset check >/dev/null
 	@cmake --build --preset check
 	@echo "== Testing"
+	@ctest --preset test
+
+check: format-check
+	@tools/setup check
+	@echo "== Building with the tests"
+	@cmake --preset check >/dev/null
+	@cmake --build --preset check
+	@echo "== Testing and checking"
 	@ctest --preset check
-	@$(MAKE) --no-print-directory arm asan
+
+proof:
+	@$(MAKE) --no-print-directory arm asan musl
 	@$(MAKE) --no-print-directory --jobs 2 --output-sync=target fuzz-check lint cppcheck
 
 arm:
-	@tools/setup check
+	@tools/setup proof
+	@tools/sysroot build/sysroot
 	@echo "== Building for the controller, with the tests"
 	@cmake --preset arm >/dev/null
 	@cmake --build --preset arm
@@ -53,6 +69,8 @@ arm:
 # For a change of the ABI that is meant.
 abi: build/check/compile_commands.json
 	@cmake --build --preset check --target polaiga
+	@tools/setup proof
+	@tools/sysroot build/sysroot
 	@cmake --preset arm >/dev/null
 	@cmake --build --preset arm --target polaiga
 	@tools/abi-dump build/check/libpolaiga.so >abi/polaiga-x86_64.abi
@@ -68,7 +86,7 @@ bench:
 	@build/check/bench/engine_bench
 
 packages: build
-	@tools/setup check
+	@tools/setup proof
 	@tools/sysroot build/sysroot
 	@echo "== Building for the controller"
 	@cmake -S . -B build/armhf -G Ninja -DCMAKE_BUILD_TYPE=Release --toolchain cmake/arm-linux-gnueabihf.cmake \
@@ -84,10 +102,10 @@ packages: build
 	@tests/packaging/reproducible_test.sh . cmake c++ program
 	@ls -1 build/packages
 
-lint:
-	@tools/setup check
+lint: format-check
+	@tools/setup proof
 	@cmake --preset analysis >/dev/null
-	@echo "== Checking the format and analysing"
+	@echo "== Analysing with clang-tidy"
 	@tools/lint build/analysis
 
 build/check/compile_commands.json:
@@ -97,22 +115,33 @@ build/check/compile_commands.json:
 format:
 	@git ls-files -z '*.c' '*.h' '*.cpp' | xargs -0 clang-format -i
 
+format-check:
+	@tools/setup check
+	@echo "== Checking the format"
+	@git ls-files -z '*.c' '*.h' '*.cpp' | xargs -0 clang-format --dry-run --Werror
+
 clean:
 	@rm -rf build
 
 # The heavier proofs that the library holds under any use.
-.PHONY: asan cppcheck valgrind fuzz fuzz-check coverage mutants
+.PHONY: asan cppcheck valgrind musl fuzz fuzz-check coverage mutants format-check
 
 asan:
-	@tools/setup check
+	@tools/setup proof
 	@echo "== Building with sanitizers"
 	@cmake --preset asan >/dev/null
 	@cmake --build --preset asan
 	@echo "== Testing with sanitizers"
 	@ctest --preset asan
 
+musl:
+	@tools/setup proof
+	@echo "== Building with musl"
+	@cmake --preset check >/dev/null
+	@ctest --preset musl
+
 cppcheck:
-	@tools/setup check
+	@tools/setup proof
 	@echo "== Analysing with cppcheck"
 	@cppcheck --quiet --std=c++20 --language=c++ --enable=warning,performance,portability \
 	  --suppress=duplicateAssignExpression --inline-suppr --error-exitcode=1 \
@@ -135,7 +164,7 @@ fuzz-check:
 	@tools/fuzz 60
 
 coverage:
-	@tools/setup proof
+	@tools/setup coverage
 	@echo "== Building with counters"
 	@cmake --preset coverage >/dev/null
 	@cmake --build --preset coverage

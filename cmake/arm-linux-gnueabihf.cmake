@@ -18,8 +18,9 @@ set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
 set(CMAKE_FIND_ROOT_PATH /usr/arm-linux-gnueabihf)
 if(POLAIGA_SYSROOT)
   list(APPEND CMAKE_FIND_ROOT_PATH ${POLAIGA_SYSROOT})
-  # Where the linker looks for what these libraries need themselves.
-  set(CMAKE_EXE_LINKER_FLAGS_INIT -Wl,-rpath-link,${sysroot_libraries})
+  # Where the linker looks for what these libraries need themselves. So does the
+  # loader, when a program of the build tree runs: the older tag holds for them, too.
+  set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,-rpath-link,${sysroot_libraries} -Wl,--disable-new-dtags")
 endif()
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)

@@ -58,8 +58,9 @@ Outcome Alarms::raise(const fe_fault_record& record, const std::optional<Former>
   if (const auto found = faults_.find(std::string_view(record.fault_dn)); found != faults_.end()) {
     return refresh(found->second, former, step);
   }
-  // A reporter that was just taken away from another fault made room for this one.
-  if (reports_ >= most_reports_) {
+  // A reporter that was just taken away from another fault left its place to this
+  // one, even where an earlier run left more than the limit.
+  if (!former && reports_ >= most_reports_) {
     ++counts_.not_tracked;
     return Outcome::kNotTracked;
   }
@@ -83,7 +84,7 @@ Outcome Alarms::raise(const fe_fault_record& record, const std::optional<Former>
 
 Outcome Alarms::refresh(ActiveFault& fault, const std::optional<Former>& former, const Step& step) {
   const bool is_new = std::ranges::find(fault.reports, step.reporter, &Report::reporter) == fault.reports.end();
-  if (is_new && reports_ >= most_reports_) {
+  if (is_new && !former && reports_ >= most_reports_) {
     ++counts_.not_tracked;
     return Outcome::kNotTracked;
   }

@@ -3,16 +3,13 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstring>
 #include <memory>
 
 #include "base/input.h"
 #include "base/interrupt.h"
-#include "base/printable.h"
 #include "core/recorder.h"
 #include "filter/host_tables.h"
-#include "intake/event_parser.h"
-#include "intake/read_ahead.h"
+#include "intake/event_source.h"
 #include "report/json_replay_report.h"
 #include "report/kept_records.h"
 #include "report/progress.h"
@@ -61,40 +58,35 @@ class Replay {
 
  private:
   Status run(const Input& input) {
-    ReadAhead ahead(input);
+    EventSource source(input);
+    EventLine line;
     while (!interrupted()) {
-      if (!input.is_regular() && !ahead.is_ready()) output_.flush();  // before a wait
-      const ReadLines read = ahead.next();
-      for (const ReadLine& line : read.lines) {
-        if (interrupted()) return kInterrupted;
-        if (line.event) {
-          handle(*line.event);
-        } else if (!reject(input, line.number, line.complaint)) {
-          return kBadLines;
-        }
-      }
-      progress_.update(bytes_before_ + read.bytes_taken, counts_.events);
-      switch (read.end) {
-        case LineReader::Result::kInterrupted:
+      if (source.may_wait()) output_.flush();
+      const auto result = source.next(line);
+      progress_.update(bytes_before_ + source.bytes_taken(), counts_.events);
+      switch (result) {
+        case EventSource::Result::kInterrupted:
           return kInterrupted;
-        case LineReader::Result::kFailed:
-          complain(input.name() + ": cannot read: " + std::strerror(read.error));
+        case EventSource::Result::kFailed:
+          complain(source.failure());
           return kFailed;
-        case LineReader::Result::kEnd:
-          bytes_before_ += read.bytes_taken;
+        case EventSource::Result::kEnd:
+          bytes_before_ += source.bytes_taken();
           return kDone;
-        default:
+        case EventSource::Result::kBlank:
+          continue;
+        case EventSource::Result::kLine:
           break;
+      }
+      if (line.event) {
+        handle(*line.event);
+      } else {
+        ++counts_.bad_lines;
+        complain(line.complaint_in(input.name()));
+        if (strict_) return kBadLines;
       }
     }
     return kInterrupted;
-  }
-
-  // Answers whether to go on.
-  bool reject(const Input& input, std::uint64_t number, const std::string& what) {
-    ++counts_.bad_lines;
-    complain(input.name() + ":" + std::to_string(number) + ": " + what);
-    return !strict_;
   }
 
   void handle(const SensorEvent& event) {

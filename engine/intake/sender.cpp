@@ -34,6 +34,15 @@ LineBuffer::Result Sender::next(std::string_view& line) {
   return found;
 }
 
+std::optional<EventLine> Sender::next() {
+  std::string_view line;
+  for (;;) {
+    const auto found = next(line);
+    if (found == LineBuffer::Result::kNone) return std::nullopt;
+    if (auto read = read_event_line(number_, found, line)) return read;
+  }
+}
+
 void Sender::answer(std::string_view text) {
   if (!deaf_) unsent_ += text;
 }

@@ -3,10 +3,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "base/descriptor.h"
+#include "intake/event_line.h"
 #include "intake/line_buffer.h"
 
 namespace polaiga::engine {
@@ -39,6 +41,9 @@ class Sender {
   // The next line, with its number; kNone: not now.
   LineBuffer::Result next(std::string_view& line);
   std::uint64_t line_number() const { return number_; }
+
+  // The next line that is not blank, as an event or a complaint; nullopt: not now.
+  std::optional<EventLine> next();
 
   void answer(std::string_view text);
 

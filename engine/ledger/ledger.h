@@ -48,6 +48,13 @@ struct LedgerSize {
   ChangeNumber oldest_change = 0;  // 0: there is none
 };
 
+// How far a publisher has come: it needs no change up to `through` again.
+struct PublisherCursor {
+  std::string publisher;
+  ChangeNumber through = 0;
+  Moment updated = 0;  // when it said so
+};
+
 class Ledger {
  public:
   // Opens the ledger or begins one. Throws LedgerError.
@@ -79,11 +86,16 @@ class Ledger {
   // was: the same batch may be written later.
   void write(const Batch& batch);
 
-  // How far a publisher has come: it needs no change up to `through` again. A new
-  // name begins a cursor. Throws SqlError.
+  // How many inputs a batch may have, so that it fits the limit of bytes.
+  std::size_t most_inputs_in_batch() const;
+
+  // A new name begins a cursor. Throws SqlError.
   void set_cursor(const std::string& publisher, ChangeNumber through, Moment now);
   // Ends a cursor; answers whether there was one. Throws SqlError.
   bool forget_cursor(const std::string& publisher);
+
+  // Of all publishers, by name. Throws SqlError.
+  std::vector<PublisherCursor> cursors() const;
 
   LedgerSize size() const;
 

@@ -21,7 +21,7 @@ enum class ChangeKind : std::uint8_t {
   kCleared,        // the last reporter took its report back
   kSuperseded,     // the last reporter reports another level of the same object instead
   kWithdrawn,      // the library told its host that the fault is over
-  kMerged,         // the alarm goes on as part of an older one
+  kMerged,         // the alarm goes on as part of an older one; the fault is the one that both have then
 };
 
 // raised, refreshed, partly_cleared, cleared, superseded, withdrawn, merged.
@@ -36,13 +36,13 @@ struct Change {
   ChangeKind kind = ChangeKind::kRaised;
   Moment at = 0;
   std::string fault_dn;
-  ChangeNumber fault = 0;                 // the change that raised the fault
-  ChangeNumber alarm = 0;                 // the change that raised the alarm for the first time
-  Severity before = Severity::kCleared;   // the alarm's severity before this change
-  Severity after = Severity::kCleared;    // and after it; cleared when the alarm is over
-  ChangeNumber other = 0;                 // of raised: a related alarm; of merged: the alarm that goes on; 0: none
-  Sequence shown = 0;                     // the input whose record the fault shows after this change
-  std::uint32_t reporters = 0;            // how many report the fault after this change
+  ChangeNumber fault = 0;                // the change that raised the fault
+  ChangeNumber alarm = 0;                // the change that raised the alarm for the first time
+  Severity before = Severity::kCleared;  // the alarm's severity before this change
+  Severity after = Severity::kCleared;   // and after it; cleared when the alarm is over
+  ChangeNumber other = 0;                // of raised: a related alarm; of merged: the alarm that goes on; 0: none
+  Sequence shown = 0;                    // the input whose record the fault shows after this change
+  std::uint32_t reporters = 0;           // how many report the fault after this change
 
   bool operator==(const Change&) const = default;
 };

@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "ledger/sqlite.h"
+#include "model/change.h"
 #include "support/program.h"
 
 namespace polaiga::engine {
@@ -91,13 +92,15 @@ class Killing : public testing::Test {
 // Of the ledger, and of a replay of the same events at once.
 std::vector<std::string> records_of(const std::string& ledger) {
   const Database db(ledger, Access::kRead);
-  Statement rows(db,
-                 "SELECT seq, change, superseded, fault_dn, descr, disposition, cause_id, clear_cause_id, clear_cause, "
-                 "code, clear_code, fault_key FROM record ORDER BY seq");
+  Statement rows(
+      db,
+      "SELECT outcome, fault_dn, descr, disposition, cause_id, clear_cause_id, clear_cause, code, clear_code, "
+      "fault_key FROM event JOIN form ON form.seq = event.form ORDER BY event.seq");
   std::vector<std::string> records;
   while (rows.step()) {
-    std::string text;
-    for (int column = 1; column < 12; ++column) text.append(rows.text(column)).append("|");
+    std::string text(outcome_word(static_cast<Outcome>(rows.integer(0))));
+    text += "|";
+    for (int column = 1; column < 10; ++column) text.append(rows.text(column)).append("|");
     records.push_back(text);
   }
   return records;
@@ -112,12 +115,10 @@ std::vector<std::string> replayed_records(const test::Shell& shell, const std::v
     const json record = json::parse(line);
     if (!record.contains("fault_dn")) continue;  // the summary
     std::string text;
-    for (const char* name : {"change", "superseded", "fault_dn", "descr", "disposition", "cause_id", "clear_cause_id",
-                             "clear_cause", "code", "clear_code", "fault_key"}) {
+    for (const char* name : {"change", "fault_dn", "descr", "disposition", "cause_id", "clear_cause_id", "clear_cause",
+                             "code", "clear_code", "fault_key"}) {
       const json& value = record.at(name);
-      text += value.is_string()    ? value.get<std::string>()
-              : value.is_boolean() ? std::to_string(value.get<bool>())
-                                   : value.dump();
+      text += value.is_string() ? value.get<std::string>() : value.dump();
       text += "|";
     }
     records.push_back(text);

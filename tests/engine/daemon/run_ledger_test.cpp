@@ -230,7 +230,7 @@ class FullDiskTest : public RunTest {
     Answers want;
     for (int i = 1; i <= last; ++i) want.push_back(id(i));
     EXPECT_EQ(ask(on_disk(), "SELECT id FROM event ORDER BY seq"), want);
-    EXPECT_EQ(ask(on_disk(), "SELECT reports FROM episode"), Answers({std::to_string(last)}));
+    EXPECT_EQ(ask(on_disk(), "SELECT count(*) FROM change"), Answers({std::to_string(last)}));
   }
 
   NotifySocket manager_{dir_.file("notify")};

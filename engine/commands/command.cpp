@@ -2,8 +2,14 @@
 
 #include <CLI/CLI.hpp>
 
+#include "commands/active_command.h"
 #include "commands/catalog_command.h"
 #include "commands/diff_command.h"
+#include "commands/explain_command.h"
+#include "commands/history_command.h"
+#include "commands/replay_command.h"
+#include "commands/run_command.h"
+#include "commands/tail_command.h"
 #include "commands/worker_command.h"
 
 namespace polaiga::engine {
@@ -36,9 +42,9 @@ void add_ledger_option(CLI::App& command, std::string& ledger) {
 
 std::vector<Command> add_commands(CLI::App& program) {
   return {
-      catalog_command(program),
-      diff_command(program),
-      worker_command(program),
+      replay_command(program),  run_command(program),     active_command(program),
+      history_command(program), explain_command(program), tail_command(program),
+      catalog_command(program), diff_command(program),    worker_command(program),
   };
 }
 

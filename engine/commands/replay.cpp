@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <utility>
 
 #include "base/input.h"
 #include "base/interrupt.h"
@@ -79,7 +80,7 @@ class Replay {
           break;
       }
       if (line.event) {
-        handle(*line.event);
+        handle(std::move(*line.event));
       } else {
         ++counts_.bad_lines;
         complain(line.complaint_in(input.name()));
@@ -89,9 +90,9 @@ class Replay {
     return kInterrupted;
   }
 
-  void handle(const SensorEvent& event) {
+  void handle(SensorEvent event) {
     ++counts_.events;
-    const RecordedInput& input = *recorder_.record(event).input;
+    const RecordedInput& input = *recorder_.record(std::move(event)).input;
     if (input.reported || !input.changes.empty()) {
       records_.keep(input, recorder_.alarms());
       print(input);

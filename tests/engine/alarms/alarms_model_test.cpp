@@ -25,7 +25,7 @@ constexpr unsigned kSequences = 300;
 constexpr unsigned kSequencesOfAFault = 2;
 #else
 constexpr unsigned kSequences = 2500;
-constexpr unsigned kSequencesOfAFault = 10;
+constexpr unsigned kSequencesOfAFault = 12;
 #endif
 
 class Model {

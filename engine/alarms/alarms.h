@@ -43,8 +43,8 @@ struct ActiveFault {
   Moment alarm_since = 0;
   Moment since = 0;
   Moment updated = 0;
-  Sequence shown = 0;       // the latest of the records that are still in force
-  std::uint64_t count = 0;  // records that raised or refreshed it
+  Sequence shown = 0;           // the latest of the records that are still in force
+  std::uint64_t count = 0;      // records that raised or refreshed it
   std::vector<Report> reports;  // in the order in which they began
 };
 

@@ -77,6 +77,7 @@ void read_level(fe_sensor_map_row& row, const Cell& cell) {
 
 void write_text(std::span<char> field, const Cell& cell, std::size_t longest) {
   if (cell.text.empty()) cell.reject("is empty");
+  if (cell.text.find('\0') != std::string_view::npos) cell.reject("holds a NUL");
   if (cell.text.size() > longest) {
     cell.reject("has " + std::to_string(cell.text.size()) + " bytes; at most " + std::to_string(longest) + " fit");
   }

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <iterator>
 #include <limits>
 #include <new>
@@ -69,8 +68,8 @@ void read_sensor(element value, std::string_view name, SensorEvent& line) {
     throw BadLine(in_quotes(name) + " has " + std::to_string(text.size()) + " bytes; at most " +
                   std::to_string(kLongest) + " fit");
   }
-  if (text.find('\0') != std::string::npos) throw BadLine(in_quotes(name) + " holds a NUL");
-  text.copy(line.event.sensor_name, text.size());  // the NUL behind it is there already
+  if (text.find('\0') != std::string::npos) throw BadLine(in_quotes(name) + " contains a NUL character");
+  text.copy(line.event.sensor_name, text.size());  // the field was filled with NULs before
 }
 
 void read_offset(element value, std::string_view name, SensorEvent& line) {
@@ -89,7 +88,8 @@ void read_time(element value, std::string_view name, SensorEvent& line) {
   const std::string_view text = text_of(value, name);
   line.time = parse_moment(text);
   if (!line.time) {
-    throw BadLine(in_quotes(name) + " is " + in_quotes(text) + ", which is no RFC 3339 time from 1970 to 9999");
+    throw BadLine(in_quotes(name) + " is " + in_quotes(text) +
+                  ", which is not an RFC 3339 time from 1970 to 9999, such as 2025-03-12T09:12:20Z");
   }
 }
 
@@ -119,7 +119,7 @@ constexpr Member kMembers[] = {
 
 constexpr std::size_t kMemberCount = std::size(kMembers);
 
-// What is wrong with a line that simdjson cannot read.
+// What is wrong with a text that simdjson cannot read. It does not say where in the text the mistake is.
 std::string complaint_about(simdjson::error_code error) {
   switch (error) {
     case simdjson::UTF8_ERROR:
@@ -145,7 +145,8 @@ std::string complaint_about(simdjson::error_code error) {
   }
 }
 
-// What is read lasts until the thread's next call, whose memory is the same.
+// Reads the whole text and checks that it is valid JSON. The object lives in the memory of the parser, which is used
+// again by the next call on this thread.
 simdjson::dom::object object_of(std::string_view text) {
   thread_local simdjson::dom::parser parser;
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";

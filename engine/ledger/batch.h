@@ -21,8 +21,8 @@ struct RecordedInput {
   std::int64_t age = 0;  // seconds since the ledger began, without the clock's jumps; retention counts by it
   Moment at = 0;         // when it happened: the event's own time, unless `arrived` contradicts it
   SensorEvent event;
-  bool reported = false;        // whether the filter filled the record
-  fe_fault_record record = {};  // zero where the filter wrote nothing
+  bool reported = false;                     // whether the filter filled the record
+  fe_fault_record record = {};               // zero where the filter wrote nothing
   Outcome outcome = Outcome::kAlreadyClear;  // of a record that is reported
   std::vector<Change> changes;               // in their order
 };

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,8 +22,9 @@ struct Snapshot {
 };
 
 struct Feed {
-  // Changes `first` to `last` are gone, because retention took them before this
-  // publisher read them. It must begin again with a snapshot.
+  // Changes `first` to `last` are not there: retention took them before this
+  // publisher read them, or the ledger was put back to an earlier state and does
+  // not have them yet. The publisher must begin again with a snapshot.
   struct Gap {
     ChangeNumber first = 0;
     ChangeNumber last = 0;
@@ -35,8 +37,11 @@ class ChangeFeed {
  public:
   // Of a ledger that an engine may be writing. Throws LedgerError, as all do.
   explicit ChangeFeed(const std::string& ledger);
+  ~ChangeFeed();
+  ChangeFeed(ChangeFeed&& other) noexcept;
+  ChangeFeed& operator=(ChangeFeed&& other) noexcept;
 
-  const std::string& ledger_id() const;
+  const std::string& ledger_id() const { return ledger_id_; }
 
   // Where a publisher's cursor is; nothing when it has none.
   std::optional<ChangeNumber> cursor(const std::string& publisher);
@@ -49,6 +54,10 @@ class ChangeFeed {
 
   // Whether something was written since the last call.
   bool has_changed();
+
+ private:
+  std::unique_ptr<LedgerConnection> connection_;
+  std::string ledger_id_;
 };
 
 }  // namespace polaiga::engine

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,17 +15,9 @@
 #include "filter/library_build.h"
 #include "ledger/batch.h"
 #include "ledger/ledger_file.h"
+#include "ledger/retention.h"
 
 namespace polaiga::engine {
-
-// How much of the past is kept; 0 sets no limit. What active alarms and the
-// filters' state need is kept in any case.
-struct Retention {
-  std::int64_t events = 1'000'000;
-  std::int64_t days = 365;                              // counted by RecordedInput::age
-  std::int64_t bytes = std::int64_t{64} * 1024 * 1024;  // of the database's file and its log together
-  std::int64_t held_changes = 100'000;                  // most that a publisher which is behind holds back
-};
 
 // What an engine goes on with after a start.
 struct Restored {
@@ -46,6 +39,8 @@ struct LedgerSize {
   std::int64_t log_bytes = 0;
   Sequence oldest_event = 0;
   ChangeNumber oldest_change = 0;  // 0: there is none
+  bool is_too_full = false;        // what must be kept alone takes more than the limit
+  bool is_held = false;            // the log passes its limit, because a reader keeps it from beginning anew
 };
 
 // How far a publisher has come: it needs no change up to `through` again.
@@ -59,6 +54,9 @@ class Ledger {
  public:
   // Opens the ledger or begins one. Throws LedgerError.
   Ledger(const std::string& path, const Retention& retention, Moment now);
+  ~Ledger();
+  Ledger(Ledger&& other) noexcept;
+  Ledger& operator=(Ledger&& other) noexcept;
 
   // 32 hexadecimal digits, made at random with the ledger.
   const std::string& id() const { return id_; }
@@ -66,11 +64,11 @@ class Ledger {
   // Where a damaged ledger was moved to, in whose place this one was begun; else empty.
   const std::string& set_aside() const { return set_aside_; }
 
-  Sequence last_sequence() const { return last_sequence_; }
-  ChangeNumber last_change() const { return last_change_; }
+  Sequence last_sequence() const;
+  ChangeNumber last_change() const;
   // Of the last input; 0 when there is none.
-  Moment last_arrived() const { return last_arrived_; }
-  std::int64_t last_age() const { return last_age_; }
+  Moment last_arrived() const;
+  std::int64_t last_age() const;
 
   // The number of the input that came with this id. Throws SqlError.
   std::optional<Sequence> find(const std::string& id);
@@ -86,7 +84,8 @@ class Ledger {
   // was: the same batch may be written later.
   void write(const Batch& batch);
 
-  // How many inputs a batch may have, so that it fits the limit of bytes.
+  // How many inputs a batch may have, so that it fits the limit of bytes. Larger
+  // ones are written, too.
   std::size_t most_inputs_in_batch() const;
 
   // A new name begins a cursor. Throws SqlError.
@@ -97,15 +96,17 @@ class Ledger {
   // Of all publishers, by name. Throws SqlError.
   std::vector<PublisherCursor> cursors() const;
 
+  // Goes on with taking out what is past the retention, when there is nothing to
+  // write; answers whether there is more of it. Throws SqlError.
+  bool tidy();
+
   LedgerSize size() const;
 
  private:
+  class Writer;
+  std::unique_ptr<Writer> writer_;
   std::string id_;
   std::string set_aside_;
-  Sequence last_sequence_ = 0;
-  ChangeNumber last_change_ = 0;
-  Moment last_arrived_ = 0;
-  std::int64_t last_age_ = 0;
 };
 
 }  // namespace polaiga::engine

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -39,12 +40,12 @@ struct StoredReport {
 struct Explanation {
   StoredFault fault;
   StoredAlarm alarm;
-  StoredRecord raise;                     // the record that raised the fault
-  StoredRecord shown;                     // the one that it shows, or showed last
-  std::vector<StoredReport> reports;      // of who still report it
-  std::vector<Change> changes;            // the alarm's latest changes, in their order
-  std::uint64_t changes_left_out = 0;     // those before them
-  HostTables tables;                      // that the fault was raised under
+  StoredRecord raise;                  // the record that raised the fault
+  StoredRecord shown;                  // the one that it shows, or showed last
+  std::vector<StoredReport> reports;   // of who still report it
+  std::vector<Change> changes;         // the alarm's latest changes, in their order
+  std::uint64_t changes_left_out = 0;  // those before them
+  HostTables tables;                   // that the fault was raised under
 };
 
 // A change with the record of the input that made it, if that had one.
@@ -59,12 +60,17 @@ struct ChangesRead {
   ChangeNumber through = 0;  // how far the ledger was read for them
 };
 
+class LedgerConnection;
+
 // Each question is answered of one moment. All throw LedgerError.
 class LedgerReader {
  public:
   explicit LedgerReader(std::string path);
+  ~LedgerReader();
+  LedgerReader(LedgerReader&& other) noexcept;
+  LedgerReader& operator=(LedgerReader&& other) noexcept;
 
-  const std::string& path() const { return path_; }
+  const std::string& path() const;
   std::string ledger_id();
 
   // In the order in which they were raised; of now, or as they were after the last
@@ -85,6 +91,9 @@ class LedgerReader {
 
   // Whether something was written since the last call.
   bool has_changed();
+
+ private:
+  std::unique_ptr<LedgerConnection> connection_;
 };
 
 // Whether a DN is this one or lies below it.

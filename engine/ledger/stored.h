@@ -55,10 +55,10 @@ struct StoredAlarm {
   ChangeNumber number = 0;  // of its first raise; with the ledger's id it names the alarm for ever
   std::string dn;           // of the object
   Moment created = 0;
-  Moment changed = 0;                             // last
-  Severity severity = Severity::kIndeterminate;   // now, or the last one when it is over
-  Severity worst = Severity::kIndeterminate;      // so far
-  std::optional<ChangeNumber> ended;              // the change that ended it; none: it is active
+  Moment changed = 0;                            // last
+  Severity severity = Severity::kIndeterminate;  // now, or the last one when it is over
+  Severity worst = Severity::kIndeterminate;     // so far
+  std::optional<ChangeNumber> ended;             // the change that ended it; none: it is active
   Moment ended_at = 0;
   ChangeKind ending = ChangeKind::kCleared;  // cleared, withdrawn or merged
   ChangeNumber merged_into = 0;              // the alarm that goes on in its place; 0: none

@@ -24,8 +24,8 @@ using test::make_record;
 constexpr unsigned kSequences = 300;
 constexpr unsigned kSequencesOfAFault = 2;
 #else
-constexpr unsigned kSequences = 3000;
-constexpr unsigned kSequencesOfAFault = 15;
+constexpr unsigned kSequences = 2500;
+constexpr unsigned kSequencesOfAFault = 12;
 #endif
 
 class Model {

@@ -180,7 +180,7 @@ TEST_F(RunPlaceTest, WhatIsNoSocketIsLeftAlone) {
   dir_.write("events.sock", "a file");
   const Ended got = Shell().run(command());
   EXPECT_EQ(got.status, 2);
-  EXPECT_NE(got.err.find(socket() + ": this is no socket; it is left alone"), std::string::npos) << got.err;
+  EXPECT_NE(got.err.find(socket() + ": this file is not a socket and is left alone"), std::string::npos) << got.err;
   EXPECT_EQ(dir_.read("events.sock"), "a file");
 }
 

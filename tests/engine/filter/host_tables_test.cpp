@@ -154,6 +154,12 @@ TEST_F(HostTablesTest, EmptyTexts) {
   EXPECT_EQ(about_sensor_row("sys/a", ""), "cmc.tsv:2:59: dn: is empty");
 }
 
+TEST_F(HostTablesTest, TextsWithANul) {
+  const std::string nul(1, '\0');
+  EXPECT_EQ(about_sensor_row("BP1", nul + "BP1"), "cmc.tsv:2:1: sensor_name: holds a NUL");
+  EXPECT_EQ(about_sensor_row("sys/a", "sys" + nul), "cmc.tsv:2:59: dn: holds a NUL");
+}
+
 TEST_F(HostTablesTest, Numbers) {
   EXPECT_EQ(about_sensor_row("\t15\t", "\t256\t"), "cmc.tsv:2:5: entity_id: '256' is no number from 0 to 255");
   EXPECT_EQ(about_sensor_row("\t15\t", "\t-1\t"), "cmc.tsv:2:5: entity_id: '-1' is no number from 0 to 255");

@@ -135,7 +135,7 @@ TEST(SensorEvent, WhatIsWrong) {
       {R"({"entity":"fan","sensor":"TWENTY_CHARACTERS_IN","offset":3,"state":1})",
        "'sensor' has 20 bytes; at most 19 fit"},
       {R"({"entity":"fan","sensor":"ééééééééééé","offset":3,"state":1})", "'sensor' has 22 bytes; at most 19 fit"},
-      {R"({"entity":"fan","sensor":"A\u0000B","offset":3,"state":1})", "'sensor' holds a NUL"},
+      {R"({"entity":"fan","sensor":"A\u0000B","offset":3,"state":1})", "'sensor' contains a NUL character"},
       // Numbers.
       {R"({"entity":"fan","sensor":"S","offset":"3","state":1})", "'offset' must be an integer"},
       {R"({"entity":"fan","sensor":"S","offset":3,"state":1.0})", "'state' must be an integer"},
@@ -159,11 +159,14 @@ TEST(SensorEvent, WhatIsWrong) {
       {with(R"("time":-1)"), "'time' is -1, which is outside 0 to 253402300799"},
       {with(R"("time":253402300800)"), "'time' is 253402300800, which is outside 0 to 253402300799"},
       {with(R"("time":1.5)"), "'time' must be an integer"},
-      {with(R"("time":"noon")"), "'time' is 'noon', which is no RFC 3339 time from 1970 to 9999"},
+      {with(R"("time":"noon")"),
+       "'time' is 'noon', which is not an RFC 3339 time from 1970 to 9999, such as 2025-03-12T09:12:20Z"},
       {with(R"("time":"2024-01-31 23:59:59")"),
-       "'time' is '2024-01-31 23:59:59', which is no RFC 3339 time from 1970 to 9999"},
+       "'time' is '2024-01-31 23:59:59', which is not an RFC 3339 time from 1970 to 9999, such as "
+       "2025-03-12T09:12:20Z"},
       {with("\"time\":\"" + std::string(50, 'x') + "\""),
-       "'time' is 'xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx...', which is no RFC 3339 time from 1970 to 9999"},
+       "'time' is 'xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx...', which is not an RFC 3339 time from 1970 to 9999, such "
+       "as 2025-03-12T09:12:20Z"},
       // The sender's own names.
       {with(R"("id":3)"), "'id' must be a text"},
       {with(R"("id":"")"), "'id' is empty"},

@@ -42,6 +42,12 @@ std::string severity_text(const StoredAlarm& alarm) {
   return alarm.worst == alarm.severity ? now : now + ", was " + std::string(severity_word(alarm.worst));
 }
 
+// A fault that is active when its alarm is merged goes on in the other alarm.
+std::string step_ending_text(const StoredAlarm& alarm, const StoredFault& step) {
+  const bool goes_on = !step.ended && alarm.merged_into != 0;
+  return goes_on ? numbered("goes on in alarm", alarm.merged_into) : ending_text(alarm, step);
+}
+
 // From when to when, and for how long. What is active lasts until now.
 void add_times(std::vector<std::string>& row, Moment from, std::optional<Moment> to, Moment now) {
   row.insert(row.end(),
@@ -63,8 +69,8 @@ std::string as_text(const std::vector<StoredAlarm>& alarms) {
       std::vector<std::string>& line = rows.emplace_back();
       line.push_back(std::string(kGap) + code_text(step.code) + std::string(kGap) + printable(step.name));
       add_times(line, step.since, ended_at(step), now);
-      line.insert(line.end(),
-                  {std::string(severity_word(step.severity)), std::to_string(step.count), ending_text(alarm, step)});
+      line.insert(line.end(), {std::string(severity_word(step.severity)), std::to_string(step.count),
+                               step_ending_text(alarm, step)});
     }
   }
   return aligned(rows);

@@ -44,21 +44,23 @@ constexpr std::tuple kReservedOfRecord{
 };
 constexpr std::tuple kWithdrawn{Field<&LibraryAnswer::withdrawn>{"withdrawn"}};
 
+template <class NamedField, class Struct>
+Value read(const NamedField& field, const Struct& from) {
+  using Type = std::remove_cvref_t<decltype(from.*field.kMember)>;
+  if constexpr (std::is_same_v<Type, decltype(fe_fault_record::oid)>) {
+    return dotted_oid(from);
+  } else {
+    return value_of(from.*field.kMember);
+  }
+}
+
 // Compares the fields of a list.
 template <class Fields, class Struct>
 void compare(const Fields& fields, const char* prefix, const Struct& a, const Struct& b,
              std::vector<Difference>& found) {
   for_each_field(fields, [&](const auto& field) {
-    const auto read = [&field](const Struct& from) {
-      using Type = std::remove_cvref_t<decltype(from.*field.kMember)>;
-      if constexpr (std::is_same_v<Type, decltype(fe_fault_record::oid)>) {
-        return Value(dotted_oid(from));
-      } else {
-        return value_of(from.*field.kMember);
-      }
-    };
-    Value in_a = read(a);
-    Value in_b = read(b);
+    Value in_a = read(field, a);
+    Value in_b = read(field, b);
     if (in_a != in_b) found.push_back({prefix + std::string(field.name), std::move(in_a), std::move(in_b)});
   });
 }

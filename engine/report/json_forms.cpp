@@ -10,19 +10,22 @@
 namespace polaiga::engine {
 namespace {
 
+template <class NamedField, class Struct>
+void add_field(JsonObject& object, const NamedField& field, const Struct& from) {
+  const auto& value = from.*field.kMember;
+  using Type = std::remove_cvref_t<decltype(value)>;
+  if constexpr (std::is_same_v<Type, decltype(fe_fault_record::oid)>) {
+    object.add(field.name, dotted_oid(from));
+  } else if constexpr (std::is_array_v<Type>) {
+    object.add(field.name, field_text(value));
+  } else {
+    object.add(field.name, value);
+  }
+}
+
 template <class Fields, class Struct>
 void add_fields(JsonObject& object, const Fields& fields, const Struct& from) {
-  for_each_field(fields, [&](const auto& field) {
-    const auto& value = from.*field.kMember;
-    using Type = std::remove_cvref_t<decltype(value)>;
-    if constexpr (std::is_same_v<Type, decltype(fe_fault_record::oid)>) {
-      object.add(field.name, dotted_oid(from));
-    } else if constexpr (std::is_array_v<Type>) {
-      object.add(field.name, field_text(value));
-    } else {
-      object.add(field.name, value);
-    }
-  });
+  for_each_field(fields, [&](const auto& field) { add_field(object, field, from); });
 }
 
 // The copy of the event in a record, into which some filters write.

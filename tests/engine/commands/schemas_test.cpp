@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "support/ledger_of.h"
 #include "support/program.h"
 
 namespace polaiga::engine::test {
@@ -93,6 +94,51 @@ TEST_F(SchemasTest, Diff) {
   const std::string crashing = R"({"entity":"fan","sensor":"FAN8_TACH1","instance":8,"offset":3,"state":1})";
   expect_described("diff", "$POLAIGA diff --json '" POLAIGA_LIBRARY "' '" POLAIGA_CRASHING "' -", crashing + "\n");
 }
+
+// A ledger with all that an alarm may go through: reporters that come and go, levels,
+// a related alarm, a merged one, and one that is over.
+class LedgerSchemasTest : public SchemasTest {
+ protected:
+  void SetUp() override {
+    std::vector<EventAt> events = kStory;
+    const auto riser = [&events](int number, int offset, int state) {
+      const Moment at = events.back().received + 10;
+      events.push_back({at, R"({"entity":"sys_board","sensor":"RISER)" + std::to_string(number) +
+                                R"(_INLET_TMP","offset":)" + std::to_string(offset) + R"(,"state":)" +
+                                std::to_string(state) + R"(,"id":"at )" + std::to_string(at) + R"(","time":)" +
+                                std::to_string(kNewYear + at - 1) + "}"});
+    };
+    riser(1, 117, 4);
+    riser(2, 117, 4);
+    riser(1, 118, 5);
+    riser(2, 118, 5);
+    write_ledger(ledger_, events);
+  }
+
+  std::string command(const std::string& arguments) const {
+    return "POLAIGA_LEDGER='" + ledger_ + "' $POLAIGA " + arguments;
+  }
+
+  std::string ledger_ = shell_.dir().file("ledger.db");
+};
+
+TEST_F(LedgerSchemasTest, Active) {
+  expect_described("active", command("active --json"));
+  expect_described("active", command("active --json --at 2025-01-01T00:04:00Z"));
+}
+
+TEST_F(LedgerSchemasTest, History) {
+  expect_described("history", command("history --json"));
+  expect_described("history", command("history --json " + kSlow));
+}
+
+TEST_F(LedgerSchemasTest, Explain) {
+  for (const std::string& fault : {kSlow, kSlower, kSupply, std::string("sys/rack-unit-1/board/fault-F0409")}) {
+    expect_described("explain", command("explain --json " + fault));
+  }
+}
+
+TEST_F(LedgerSchemasTest, Tail) { expect_described("tail", command("tail --json --no-follow -n 100")); }
 
 // The validator itself: a schema that lets unknown members pass is not taken.
 TEST_F(SchemasTest, ASchemaThatIsOpenIsRefused) {

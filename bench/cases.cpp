@@ -9,6 +9,8 @@
 #include <cstring>
 #include <ctime>
 
+#include "model/entities.h"
+
 // Full host tables, with the rows in question first: the search ends there.
 namespace {
 template <std::size_t N>
@@ -56,6 +58,15 @@ extern "C" std::FILE* fopen(const char* path, const char* mode) {
 }
 
 namespace polaiga::bench {
+
+fe_fault_filter* filter_of(const Case& c) {
+  const engine::Entity* const entity = engine::find_entity(c.entity);
+  if (entity == nullptr) {
+    std::fprintf(stderr, "bench/cases.h: there is no filter for the entity \"%s\"\n", c.entity);
+    std::exit(1);
+  }
+  return entity->filter;
+}
 
 fe_sensor_event event_of(const Case& c) {
   fe_sensor_event event{};

@@ -7,7 +7,6 @@
 #include <cstring>
 #include <optional>
 #include <span>
-#include <stdexcept>
 #include <utility>
 
 #include "filter/services.h"
@@ -16,11 +15,6 @@
 
 namespace polaiga::engine {
 namespace {
-
-// The order of polaiga/filters.h.
-constexpr std::string_view kOrder[] = {"sys_board",   "fan",    "ps",      "cpu",     "mem",      "fw_bios_post",
-                                       "pci",         "add_in", "caddora", "storage", "drive_bp", "chassis",
-                                       "front_panel", "nm",     "ne",      "cmc"};
 
 // The number that units go by, where no sensor name has one of its own. No other
 // number in DNs and texts is the same.
@@ -314,11 +308,7 @@ bool is_remembered(const EventKey& key) {
 std::vector<FoundFilter> find_faults() {
   provide_services([](const std::string& /*fault_dn*/) {}, 0, Log::kOff);
   std::vector<FoundFilter> found;
-  for (const std::string_view name : kOrder) {
-    const Entity* const entity = find_entity(name);
-    if (entity == nullptr) throw std::logic_error("no entity " + std::string(name));
-    found.push_back(Search(*entity).run(subjects_of(*entity)));
-  }
+  for (const Entity& entity : entities()) found.push_back(Search(entity).run(subjects_of(entity)));
   return found;
 }
 

@@ -508,7 +508,7 @@ TEST_F(Queries, WhatIsWrong) {
   const std::pair<const char*, const char*> kRows[] = {
       {"active --severity bad", "--severity: bad not in {indeterminate,warning,minor,major,critical}"},
       {"active --severity cleared", "cleared not in"},
-      {"active --entity fans", "--entity: fans not in {fan,ps,"},
+      {"active --entity fans", "--entity: fans not in {sys_board,fan,ps,"},
       {"active --under ''", "--under: a DN is wanted, as in sys/rack-unit-1/psu-1"},
       {"active --under //", "--under: a DN is wanted"},
       {"active --older-than 5", "--older-than: '5' is no age: a number with s, m, h or d, as in 90s or 2h"},

@@ -56,7 +56,7 @@ class Diff {
   }
 
  private:
-  // An event that is yet to be compared.
+  // An event that was read but not yet compared.
   struct Pending {
     std::uint64_t line;
     SensorEvent event;
@@ -66,7 +66,7 @@ class Diff {
     LineReader lines(input.fd());
     Status status = kDone;
     for (std::uint64_t number = 1; status == kDone; ++number) {
-      if (!input.is_regular() && !lines.has_line()) {  // before a wait
+      if (!input.is_regular() && !lines.has_line()) {  // reading the next line will wait
         status = compare(input);
         output_.flush();
         if (status != kDone) break;
@@ -107,7 +107,7 @@ class Diff {
     std::fprintf(stderr, "%s:%llu: %s\n", input.name().c_str(), static_cast<unsigned long long>(number), what.c_str());
   }
 
-  // What is pending, which then is not any more.
+  // Compares the answers to all pending events and removes the events.
   Status compare(const Input& input) {
     std::vector<Question> batch;
     batch.reserve(pending_.size());
@@ -147,7 +147,7 @@ class Diff {
     return kDiffers;
   }
 
-  // A build may also fail while it is unloaded.
+  // Ends both processes. A build may also fail while it is unloaded.
   Status end() {
     Endings endings{a_.end(), b_.end()};
     for (std::optional<Ending>& ending : endings) {
@@ -167,7 +167,8 @@ class Diff {
 }  // namespace
 
 Status diff(const DiffOptions& options, StandardOutput& output) {
-  load_host_tables(tables_directory(options.tables));  // so that what is wrong with them is told once
+  load_host_tables(
+      tables_directory(options.tables));  // both workers load them, too, but a mistake in them is to be reported once
   std::vector<Input> inputs;
   for (const std::string& file : options.files) inputs.emplace_back(file);
   watch_for_interrupt();

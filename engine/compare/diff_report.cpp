@@ -37,7 +37,7 @@ ordered_json json_of(const std::optional<Ending>& ending) {
   return {{ending->by_signal ? "signal" : "status", ending->number}};
 }
 
-// Under the names that the line has for them.
+// The members have the same names as in the lines of events.
 ordered_json json_of(const PlacedEvent& placed) {
   const fe_sensor_event& event = placed.event.event;
   return {{"file", placed.file},

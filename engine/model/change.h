@@ -1,4 +1,4 @@
-// Numbers of inputs, and what an input can do to a fault.
+// The numbers of inputs, and what an input can do to a fault.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +6,7 @@
 
 namespace polaiga::engine {
 
-using Sequence = std::int64_t;  // number of an input, from 1
+using Sequence = std::int64_t;  // the number of an input; the first is 1
 
 // What a record did to its own fault.
 enum class Change {
@@ -16,7 +16,7 @@ enum class Change {
   kAlreadyClear,  // it was not active and still is not
 };
 
-// Raised, refreshed, cleared, already_clear.
+// The word that reports show: raised, refreshed, cleared or already_clear.
 std::string_view change_word(Change change);
 
 }  // namespace polaiga::engine

@@ -77,7 +77,7 @@ LibraryAnswer unstamped(LibraryAnswer answer) {
   return answer;
 }
 
-// Almost all answers are alike to the byte, and need no look at their fields.
+// Almost all pairs of answers have the same bytes. Then the fields need not be compared.
 bool same_bytes(const LibraryAnswer& a, const LibraryAnswer& b) {
   using Bytes = std::array<std::byte, sizeof(LibraryAnswer)>;
   return std::bit_cast<Bytes>(unstamped(a)) == std::bit_cast<Bytes>(unstamped(b));

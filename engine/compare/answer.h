@@ -1,5 +1,5 @@
-// What a build of the library answers to an event, and how the answers of two
-// builds differ.
+// The answer of a build of the library to an event, and the differences between the
+// answers of two builds.
 #pragma once
 
 #include <polaiga/records.h>
@@ -11,12 +11,12 @@
 
 namespace polaiga::engine {
 
-// Is passed between processes as it is.
+// Processes send it to each other byte for byte.
 struct LibraryAnswer {
   std::int32_t result = 0;
-  fe_sensor_event event = {};       // the caller's, after the call
-  fe_fault_record record = {};      // zero where the filter wrote nothing
-  char withdrawn[FE_DN_SIZE] = {};  // DN of the fault that the host was told is over; empty: none
+  fe_sensor_event event = {};       // the caller's event after the call
+  fe_fault_record record = {};      // zero wherever the filter wrote nothing
+  char withdrawn[FE_DN_SIZE] = {};  // DN of the fault that the filter withdrew through its host; empty: none
 };
 static_assert(sizeof(LibraryAnswer) ==
               sizeof(std::int32_t) + sizeof(fe_sensor_event) + sizeof(fe_fault_record) + FE_DN_SIZE);

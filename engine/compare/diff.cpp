@@ -52,7 +52,7 @@ class Diff {
   }
 
  private:
-  // An event that is yet to be compared.
+  // An event that was read but not yet compared.
   struct Pending {
     std::uint64_t line;
     SensorEvent event;
@@ -95,7 +95,7 @@ class Diff {
 
   static void complain(const std::string& what) { std::fprintf(stderr, "%s\n", what.c_str()); }
 
-  // What is pending, which then is not any more.
+  // Compares the answers to all pending events and removes the events.
   Status compare(const Input& input) {
     std::vector<Question> batch;
     batch.reserve(pending_.size());
@@ -135,7 +135,7 @@ class Diff {
     return kDiffers;
   }
 
-  // A build may also fail while it is unloaded.
+  // Ends both processes. A build may also fail while it is unloaded.
   Status end() {
     Endings endings{a_.end(), b_.end()};
     for (std::optional<Ending>& ending : endings) {
@@ -155,7 +155,8 @@ class Diff {
 }  // namespace
 
 Status diff(const DiffOptions& options, StandardOutput& output) {
-  load_host_tables(tables_directory(options.tables));  // so that what is wrong with them is told once
+  load_host_tables(
+      tables_directory(options.tables));  // both workers load them, too, but a mistake in them is to be reported once
   std::vector<Input> inputs;
   for (const std::string& file : options.files) inputs.emplace_back(file);
   watch_for_interrupt();

@@ -19,7 +19,7 @@ struct Entity {
 // In the order of polaiga/filters.h.
 std::span<const Entity> entities();
 
-// Null when this build has no filter of that name.
+// Null if there is no entity class of that name.
 const Entity* find_entity(std::string_view name);
 
 }  // namespace polaiga::engine

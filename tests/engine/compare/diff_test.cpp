@@ -212,9 +212,9 @@ TEST_F(DiffTest, BuildsThatCannotBeUsed) {
   const std::string foreign = file("foreign.so", bytes);
   const std::pair<std::string, std::string> kRows[] = {
       {dir + "/none.so", "cannot open: No such file or directory"},
-      {dir, "is no regular file"},
-      {text, "is no shared library"},
-      {empty, "is no shared library"},
+      {dir, "is not a regular file"},
+      {text, "is not a shared library"},
+      {empty, "is not a shared library"},
       {foreign, "is built for another machine"},
       {cut, "cannot be loaded: error while loading shared libraries: "},
       {POLAIGA_INCOMPLETE, "cannot be loaded: symbol lookup error: polaiga: undefined symbol: process_chassis_fault"},

@@ -51,7 +51,7 @@ class RunLedgerTest : public RunTest {
     ASSERT_EQ(set_aside().size(), 1U);
     const std::string aside = set_aside()[0];
     EXPECT_NE(
-        got.err.find("the ledger was damaged; it is set aside as " + dir_.file(aside) + ", and a new one is begun"),
+        got.err.find("The ledger was damaged. It was moved to " + dir_.file(aside) + ", and a new one was begun."),
         std::string::npos)
         << got.err;
     EXPECT_TRUE(dir_.read(aside) == content);

@@ -116,7 +116,7 @@ TEST_F(RunTablesTest, AHangupLoadsTheTablesAnew) {
   EXPECT_NE(manager_.next("RELOADING=1"), "");
   EXPECT_NE(manager_.next("READY=1"), "");
   const std::string complaint =
-      dir_.file("nm.tsv") + ":8:5: entity_id: 'forty-six' is no number from 0 to 255; the tables stay as they were\n";
+      dir_.file("nm.tsv") + ":8:5: entity_id: 'forty-six' is not a number from 0 to 255; the tables stay as they were\n";
   EXPECT_TRUE(engine.has_complained(complaint)) << dir_.read("err");
   client.send(kNodeManagerEvent);
   EXPECT_EQ(client.answer(), taken(3));

@@ -103,7 +103,7 @@ TEST(CatalogForms, Text) {
             "        SENSOR: slow\n"
             "        SENSOR: Cleared\n"
             "\n"
-            "1 faults of 1 filters\n");
+            "1 fault of 1 filter\n");
 }
 
 TEST(CatalogForms, Json) {

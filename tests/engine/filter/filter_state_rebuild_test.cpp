@@ -517,15 +517,17 @@ TEST(FilterStateRebuild, FindsANewMemory) {
     const char* library;
     const char* entity;
     const char* found;
+    bool has_initial_value = false;
   };
   const Row kRows[] = {
       {POLAIGA_FLAG, "pci", "pci: offset 63, state 1"},
-      {POLAIGA_LAST_STATE, "front_panel", "front_panel: offset 105"},
+      {POLAIGA_LAST_STATE, "front_panel", "front_panel: offset 105", true},
       {POLAIGA_FURTHER_BIT, "fan", "fan: offset 4"},
       {POLAIGA_FURTHER_UNIT, "add_in", "add_in: offset 63, state 1, unit 257"},
   };
   prepare_host();
   for (const Row& row : kRows) {
+    if (!LibraryMemory::kWithInitialValues && row.has_initial_value) continue;  // such memory is not covered then
     LoadedLibrary library(row.library);
     Comparison comparison(library);
     {

@@ -190,7 +190,7 @@ class FullDiskTest : public RunTest {
     std::filesystem::create_directory(disk());
     mounted_ = mount() || (enter_namespace() && mount());
     if (!mounted_) GTEST_SKIP() << "a small disk cannot be mounted here: " << std::strerror(errno);
-    ASSERT_TRUE(std::ofstream(filler()) << std::string(900'000, 'x') << std::flush);
+    ASSERT_TRUE(std::ofstream(filler()) << std::string(1'600'000, 'x') << std::flush);
   }
   void TearDown() override {
     if (mounted_) ::umount2(disk().c_str(), MNT_DETACH);
@@ -209,7 +209,7 @@ class FullDiskTest : public RunTest {
   // That last one is not acknowledged.
   void fill(const Child& engine, Client& client) {
     const std::string complaint =
-        on_disk() + ": cannot write: database or disk is full; no event is taken until it can be";
+        on_disk() + ": cannot write: database or disk is full; no event is taken until it can be written";
     const auto is_full = [&] { return dir_.read("err").find(complaint) != std::string::npos; };
     while (!is_full()) {
       ASSERT_LT(sent_, 10'000);
@@ -256,7 +256,7 @@ TEST_F(FullDiskTest, GoesOnByItselfWhenThereIsSpace) {
   ASSERT_TRUE(std::filesystem::remove(filler()));
   for (int i = pending; i <= sent_; ++i) ASSERT_EQ(client.answer(), taken(i));
   EXPECT_EQ(other.answers(2), Answers({R"({"error":"not an object"})", known(pending)}));
-  EXPECT_TRUE(engine.has_complained("the ledger can be written again\n"));
+  EXPECT_TRUE(engine.has_complained("The ledger can be written again.\n"));
   EXPECT_NE(manager_.next("STATUS=1 active faults, " + std::to_string(sent_) + " events, 1 bad lines"), "");
   EXPECT_EQ(stop(engine, SIGTERM).status, 0);
   expect_events(sent_);
@@ -269,7 +269,7 @@ TEST_F(FullDiskTest, AStopMeanwhileLosesNothingThatWasAcknowledged) {
     ASSERT_NO_FATAL_FAILURE(fill(engine, client));
     const Ended got = stop(engine, SIGTERM);
     EXPECT_EQ(got.status, 2);
-    EXPECT_NE(got.err.find("1 events could not be written and were not acknowledged\n"), std::string::npos) << got.err;
+    EXPECT_NE(got.err.find("1 events could not be written and were not acknowledged. Send them again.\n"), std::string::npos) << got.err;
     EXPECT_TRUE(client.is_let_go());
   }
   EXPECT_FALSE(std::filesystem::exists(socket()));

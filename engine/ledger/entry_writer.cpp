@@ -52,11 +52,11 @@ EntryWriter::Statements::Statements(const Database& db)
       standing(db, insert_standing()),
       alarm_goes_on(db, "UPDATE alarm SET severity = ?2, worst = max(worst, ?2), fault = ?3 WHERE number = ?1"),
       later_alarm(db, "UPDATE fault SET later_alarm = nullif(?2, alarm) WHERE number = ?1"),
-      end_alarm(db, "UPDATE alarm SET ended = ?2, ended_at = ?3, ending = ?4, merged_into = ?5 WHERE number = ?1"),
+      end_alarm(db, "UPDATE alarm SET ended = ?2, merged_into = ?3 WHERE number = ?1"),
       end_fault(db,
-                "UPDATE fault SET ended = ?2, ended_seq = ?3, ended_at = ?4, ending = ?5, shown_seq = ?6, change = ?2, "
-                "updated_at = iif(?7 > updated_seq, ?8, updated_at), updated_seq = max(updated_seq, ?7), "
-                "count = count + ?9 WHERE number = ?1"),
+                "UPDATE fault SET ended = ?2, shown_seq = ?3, change = ?2, "
+                "updated_at = iif(?4 > updated_seq, ?5, updated_at), updated_seq = max(updated_seq, ?4), "
+                "count = count + ?6 WHERE number = ?1"),
       all_reports(db, "SELECT max(last_seq), last_at, sum(count) FROM report WHERE fault = ?"),
       forget_reports(db, "DELETE FROM report WHERE fault = ?"),
       one_report(db,
@@ -280,14 +280,14 @@ void EntryWriter::write(const Change& change, const RecordedInput& input) {
       break;
     case ChangeKind::kCleared:
     case ChangeKind::kWithdrawn:
-      end_fault(change, input);
-      end_alarm(change, input);
+      end_fault(change);
+      end_alarm(change);
       break;
     case ChangeKind::kSuperseded:
-      end_fault(change, input);
+      end_fault(change);
       break;
     case ChangeKind::kMerged:
-      end_alarm(change, input);
+      end_alarm(change);
       break;
   }
   last_change_ = change.number;
@@ -327,42 +327,32 @@ void EntryWriter::must_change_one(const char* what, ChangeNumber number) const {
 }
 
 void EntryWriter::raise(const Change& change, const RecordedInput& input) {
-  const fe_fault_record& record = input.record;
   if (change.alarm == change.number) {
     sql_.alarm({.number = change.number,
-                .dn = std::string(field_text(record.dn)),
                 .created = input.at,
                 .severity = change.after,
                 .worst = change.after,
                 .fault = change.fault,
                 .ended = {},
-                .ended_at = {},
-                .ending = {},
                 .merged_into = 0,
                 .related = change.other});
   } else {
     sql_.alarm_goes_on.with(change.alarm, static_cast<int>(change.after), change.fault).run();
     must_change_one("alarm", change.alarm);
+    sql_.step({change.alarm, change.fault});
   }
   sql_.fault({.number = change.number,
+              .name = fault_name_hash(change.fault_dn),
               .alarm = change.alarm,
               .later_alarm = {},
-              .fault_dn = change.fault_dn,
-              .code = record.code,
-              .name = std::string(field_text(record.name)),
               .severity = change.after,
               .raised_seq = input.sequence,
-              .raised_at = input.at,
               .shown_seq = input.sequence,
               .updated_seq = 0,
               .updated_at = 0,
               .count = 0,
               .change = change.number,
-              .ended = {},
-              .ended_seq = {},
-              .ended_at = {},
-              .ending = {}});
-  sql_.step({change.alarm, change.fault});
+              .ended = {}});
   report(change, input);
 }
 
@@ -373,7 +363,7 @@ void EntryWriter::refresh(const Change& change, const RecordedInput& input) {
     must_change_one("alarm", change.alarm);
     sql_.later_alarm.with(change.fault, change.alarm).run();
     must_change_one("fault", change.fault);
-    sql_.step({change.alarm, change.fault});
+    if (change.fault != change.alarm) sql_.step({change.alarm, change.fault});
   }
   report(change, input);
 }
@@ -405,21 +395,20 @@ void EntryWriter::take_back(const Change& change, const RecordedInput& input) {
   sql_.forget_report.with(change.fault, reporter.entity->name, reporter.sensor, reporter.instance).run();
 }
 
-void EntryWriter::end_fault(const Change& change, const RecordedInput& input) {
+void EntryWriter::end_fault(const Change& change) {
   Statement& reports = sql_.all_reports.with(change.fault);
   reports.step();
   sql_.end_fault
-      .with(change.fault, change.number, input.sequence, input.at, static_cast<int>(change.kind), change.shown,
-            reports.integer(0), reports.integer(1), reports.integer(2))
+      .with(change.fault, change.number, change.shown, reports.integer(0), reports.integer(1), reports.integer(2))
       .run();
   reports.reset();
   must_change_one("fault", change.fault);
   sql_.forget_reports.with(change.fault).run();
 }
 
-void EntryWriter::end_alarm(const Change& change, const RecordedInput& input) {
+void EntryWriter::end_alarm(const Change& change) {
   const ChangeNumber merged_into = change.kind == ChangeKind::kMerged ? change.other : 0;
-  sql_.end_alarm.with(change.alarm, change.number, input.at, static_cast<int>(change.kind), merged_into).run();
+  sql_.end_alarm.with(change.alarm, change.number, merged_into).run();
   must_change_one("alarm", change.alarm);
   heads_.erase(change.alarm);
 }

@@ -96,8 +96,8 @@ class EntryWriter {
   void refresh(const Change& change, const RecordedInput& input);
   void report(const Change& change, const RecordedInput& input);
   void take_back(const Change& change, const RecordedInput& input);
-  void end_fault(const Change& change, const RecordedInput& input);
-  void end_alarm(const Change& change, const RecordedInput& input);
+  void end_fault(const Change& change);
+  void end_alarm(const Change& change);
   void must_change_one(const char* what, ChangeNumber number) const;
 
   template <class Row>

@@ -336,16 +336,16 @@ void Ledger::Writer::restore_faults(std::vector<ActiveFault>& faults) const {
       if (!rows.with(row.fault).step()) {
         throw LedgerError("fault " + std::to_string(row.fault) + " is reported, but is not there with its alarm");
       }
-      const auto fault = read_row<FaultRow>(rows);
-      const auto alarm = read_row<AlarmRow>(rows, kWidth<FaultRow>);
-      must_have_record(fault.raised_seq);
-      faults.push_back({.fault_dn = fault.fault_dn,
-                        .code = fault.code,
+      const auto alarm = read_row<AlarmRow>(rows);
+      const NamedFault named(rows, kWidth<AlarmRow>);
+      const FaultRow& fault = named.row;
+      faults.push_back({.fault_dn = named.fault_dn,
+                        .code = named.code,
                         .severity = fault.severity,
                         .fault = fault.number,
                         .alarm = alarm.number,
                         .alarm_since = alarm.created,
-                        .since = fault.raised_at,
+                        .since = named.raised_at,
                         .updated = fault.updated_at,
                         .shown = 0,
                         .count = fault.count,

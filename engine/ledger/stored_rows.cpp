@@ -10,11 +10,19 @@
 namespace polaiga::engine {
 namespace {
 
-constexpr const char* kMoment = "coalesce(event.at, event.time, event.arrived, event.received)";
+// When an input happened, of the table `event` or of another name for it.
+std::string moment_sql(const std::string& event = "event") {
+  return "coalesce(" + event + ".at, " + event + ".time, " + event + ".arrived, " + event + ".received)";
+}
 
 constexpr const char* kOfEvent =
     " JOIN subject ON subject.seq = event.subject JOIN setting ON setting.id = event.setting "
     "JOIN build ON build.id = setting.build LEFT JOIN form ON form.seq = event.form";
+
+// The faults of a DN, by its number and by itself.
+const std::string kNamed =
+    "fault JOIN event AS raise ON raise.seq = fault.raised_seq JOIN form ON form.seq = raise.form "
+    "WHERE fault.name = ? AND form.fault_dn = ?";
 
 std::string record_columns() { return columns_sql<EventRow, SubjectRow, BuildRow, FormRow>(); }
 
@@ -104,6 +112,34 @@ std::string gone(const char* what, std::int64_t number) {
 
 }  // namespace
 
+NamedFault::NamedFault(const Statement& statement, int first) : row(read_row<FaultRow>(statement, first)) {
+  const auto form = read_row<FormRow>(statement, first + kWidth<FaultRow>);
+  constexpr int kRest = kWidth<FaultRow> + kWidth<FormRow>;
+  fault_dn = field_text(form.record.fault_dn);
+  dn = field_text(form.record.dn);
+  code = form.record.code;
+  name = field_text(form.record.name);
+  raised_at = moment_of(statement, first + kRest);
+  if (!row.ended) return;
+  if (statement.is_null(first + kRest + 1)) throw LedgerError(gone("change", *row.ended));
+  Cells cells(statement, first + kRest + 1);
+  cells.at("change", Column<&ChangeRow::seq>{"seq"});
+  cells.take(ended_seq);
+  cells.take(ending);
+  ended_at = moment_of(statement, first + kRest + 3);
+}
+
+std::string NamedFault::columns() {
+  return columns_sql<FaultRow, FormRow>() + ", " + moment_sql("raise") + ", ending.seq, ending.kind, " +
+         moment_sql("ending_event");
+}
+
+std::string NamedFault::tables() {
+  return "fault JOIN event AS raise ON raise.seq = fault.raised_seq JOIN form ON form.seq = raise.form "
+         "LEFT JOIN change AS ending ON ending.number = fault.ended "
+         "LEFT JOIN event AS ending_event ON ending_event.seq = ending.seq";
+}
+
 SensorEvent sensor_event(const EventRow& event, const SubjectRow& subject) {
   SensorEvent stored{.entity = subject.entity, .event = subject.event, .time = event.time, .id = event.id};
   for_each_field(kEventValues, [&](const auto& field) {
@@ -118,10 +154,11 @@ StoredRows::StoredRows(const Database& db)
       records_(db, "SELECT " + record_columns() + " FROM event" + kOfEvent + " WHERE event.seq = ?"),
       fault_reports_(db, "SELECT " + columns_sql<ReportRow>() + " FROM report WHERE fault = ?"),
       alarms_(db, "SELECT " + columns_sql<AlarmRow>() + " FROM alarm WHERE number = ?"),
-      steps_(db, "SELECT " + columns_sql<FaultRow>() +
-                     " FROM step JOIN fault ON fault.number = step.fault WHERE step.alarm = ? ORDER BY step.fault"),
-      faults_(db, "SELECT " + columns_sql<FaultRow>() + " FROM fault WHERE number = ?"),
-      one_change_(db, "SELECT " + columns_sql<ChangeRow>() + ", " + kMoment +
+      steps_(db,
+             "SELECT number FROM fault WHERE number = ?1 UNION "
+             "SELECT fault FROM step JOIN fault ON fault.number = step.fault WHERE step.alarm = ?1 ORDER BY 1"),
+      faults_(db, "SELECT " + NamedFault::columns() + " FROM " + NamedFault::tables() + " WHERE fault.number = ?"),
+      one_change_(db, "SELECT " + columns_sql<ChangeRow>() + ", " + moment_sql() +
                           " FROM change JOIN event ON event.seq = change.seq WHERE change.number = ?") {}
 
 ChangeNumber StoredRows::last_change() const {
@@ -149,13 +186,15 @@ HostTables StoredRows::tables_of(Sequence sequence) {
 
 // A fault is active exactly when it is reported.
 std::vector<ActiveRow> StoredRows::active() {
-  Statement rows(db_, "SELECT DISTINCT fault FROM report ORDER BY fault");
+  Statement rows(db_,
+                 "SELECT DISTINCT report.fault, coalesce(fault.later_alarm, fault.alarm) "
+                 "FROM report LEFT JOIN fault ON fault.number = report.fault ORDER BY report.fault");
   std::vector<StandingRow> standing;
   while (rows.step()) {
     const Reports reports = reports_of(rows.integer(0));
     standing.push_back({.era = 0,
                         .fault = rows.integer(0),
-                        .alarm = 0,
+                        .alarm = rows.integer(1),
                         .shown = reports.shown,
                         .reporters = reports.reporters,
                         .updated_at = 0,
@@ -182,7 +221,7 @@ std::vector<ActiveRow> StoredRows::active_at(Moment at) {
     const auto row = read_row<StandingRow>(rows);
     standing[row.fault] = row;
   }
-  Statement changes(db_, "SELECT " + columns_sql<ChangeRow>() + ", " + kMoment +
+  Statement changes(db_, "SELECT " + columns_sql<ChangeRow>() + ", " + moment_sql() +
                              " FROM change JOIN event ON event.seq = change.seq WHERE change.number >= ? "
                              "ORDER BY change.number");
   changes.with(std::max(era.first_change, ledger.watermark_change + 1));
@@ -203,7 +242,7 @@ std::vector<ActiveRow> StoredRows::active_at(Moment at) {
 Sequence StoredRows::last_until(Moment at, const LedgerRow& ledger) {
   Statement eras(db_, "SELECT seq FROM era WHERE least_at <= ? ORDER BY seq DESC");
   Statement next_era(db_, "SELECT seq FROM era WHERE seq > ? ORDER BY seq LIMIT 1");
-  Statement last(db_, std::string("SELECT seq FROM event WHERE seq >= ? AND seq < ? AND ") + kMoment +
+  Statement last(db_, std::string("SELECT seq FROM event WHERE seq >= ? AND seq < ? AND ") + moment_sql() +
                           " <= ? ORDER BY seq DESC LIMIT 1");
   eras.with(at);
   while (eras.step()) {
@@ -219,12 +258,10 @@ std::vector<ActiveRow> StoredRows::active_rows(const std::vector<StandingRow>& s
   std::vector<ActiveRow> found;
   found.reserve(standing.size());
   for (const StandingRow& one : standing) {
-    if (!faults_.with(one.fault).step()) throw LedgerError(gone("fault", one.fault));
-    const auto row = read_row<FaultRow>(faults_);
-    const ChangeNumber number = one.alarm != 0 ? one.alarm : row.later_alarm.value_or(row.alarm);
+    ActiveRow active{.fault = fault(one.fault), .alarm_since = 0, .shown = record(one.shown)};
+    const ChangeNumber number = one.alarm;
     if (!alarms_.with(number).step()) throw LedgerError(gone("alarm", number));
-    const auto alarm = read_row<AlarmRow>(alarms_);
-    ActiveRow active{.fault = fault(row, alarm.dn), .alarm_since = alarm.created, .shown = record(one.shown)};
+    active.alarm_since = read_row<AlarmRow>(alarms_).created;
     if (one.count > 0) {  // as it was then
       active.fault.updated = one.updated_at;
       active.fault.count = one.count;
@@ -255,23 +292,30 @@ StoredRows::Reports StoredRows::reports_of(ChangeNumber fault) {
   return reports;
 }
 
-StoredFault StoredRows::fault(const FaultRow& row, const std::string& dn) {
+StoredFault StoredRows::fault(ChangeNumber number) {
+  if (!faults_.with(number).step()) throw LedgerError(gone("fault", number));
+  return fault(faults_);
+}
+
+StoredFault StoredRows::fault(const Statement& statement) {
+  NamedFault named(statement);
+  const FaultRow& row = named.row;
   StoredFault fault{.number = row.number,
                     .alarm = row.alarm,
-                    .fault_dn = row.fault_dn,
-                    .dn = dn,
-                    .code = row.code,
-                    .name = row.name,
+                    .fault_dn = std::move(named.fault_dn),
+                    .dn = std::move(named.dn),
+                    .code = named.code,
+                    .name = std::move(named.name),
                     .severity = row.severity,
                     .raised = row.raised_seq,
-                    .since = row.raised_at,
+                    .since = named.raised_at,
                     .shown = row.shown_seq,
                     .updated = row.updated_at,
                     .count = row.count,
                     .reporters = 0,
-                    .ended = row.ended_seq,
-                    .ended_at = row.ended_at.value_or(0),
-                    .ending = row.ending.value_or(ChangeKind::kCleared)};
+                    .ended = named.ended_seq,
+                    .ended_at = named.ended_at,
+                    .ending = named.ending};
   if (row.ended) return fault;
   const Reports reports = reports_of(row.number);
   fault.shown = reports.shown;
@@ -283,8 +327,9 @@ StoredFault StoredRows::fault(const FaultRow& row, const std::string& dn) {
 
 std::string StoredRows::changes_sql(Direction direction) {
   return "SELECT " + columns_sql<ChangeRow>() + ", " + record_columns() + ", " + columns_sql<FaultRow>() +
-         " FROM change JOIN event ON event.seq = change.seq" + kOfEvent +
-         " JOIN fault ON fault.number = change.fault WHERE change.number " +
+         ", name.fault_dn FROM change JOIN event ON event.seq = change.seq" + kOfEvent +
+         " JOIN fault ON fault.number = change.fault JOIN event AS raise ON raise.seq = fault.raised_seq "
+         "JOIN form AS name ON name.seq = raise.form WHERE change.number " +
          (direction == Direction::kForwards ? "> ? ORDER BY change.number" : "< ? ORDER BY change.number DESC");
 }
 
@@ -292,9 +337,9 @@ StoredRows::ChangeOfFault StoredRows::change(const Statement& row) const {
   const auto change = read_row<ChangeRow>(row);
   const RecordRow record(row, kWidth<ChangeRow>);
   const auto fault = read_row<FaultRow>(row, kWidth<ChangeRow> + RecordRow::kColumns);
-  StoredChange stored{.change = stored_change(change, record.event.moment(), fault.fault_dn),
-                      .event = stored_event(record),
-                      .record = {}};
+  const std::string fault_dn(row.text(kWidth<ChangeRow> + RecordRow::kColumns + kWidth<FaultRow>));
+  StoredChange stored{
+      .change = stored_change(change, record.event.moment(), fault_dn), .event = stored_event(record), .record = {}};
   if (record.event.form) stored.record = stored_record(record);
   return {std::move(stored), fault.severity};
 }
@@ -304,25 +349,32 @@ std::optional<StoredAlarm> StoredRows::alarm(ChangeNumber number) {
   const auto row = read_row<AlarmRow>(alarms_);
   alarms_.reset();
   StoredAlarm alarm{.number = row.number,
-                    .dn = row.dn,
+                    .dn = {},
                     .created = row.created,
-                    .changed = row.ended_at.value_or(0),
+                    .changed = 0,
                     .severity = row.severity,
                     .worst = row.worst,
                     .ended = row.ended,
-                    .ended_at = row.ended_at.value_or(0),
-                    .ending = row.ending.value_or(ChangeKind::kCleared),
+                    .ended_at = 0,
+                    .ending = ChangeKind::kCleared,
                     .merged_into = row.merged_into,
                     .related = row.related,
                     .steps = {}};
-  std::vector<FaultRow> steps;
+  std::vector<ChangeNumber> steps;
   steps_.with(number);
-  while (steps_.step()) steps.push_back(read_row<FaultRow>(steps_));
-  for (const FaultRow& step : steps) {
-    alarm.steps.push_back(fault(step, row.dn));
-    if (!row.ended && step.number == row.fault) alarm.changed = alarm.steps.back().updated;
+  while (steps_.step()) steps.push_back(steps_.integer(0));
+  for (const ChangeNumber step : steps) alarm.steps.push_back(fault(step));
+  const auto last = std::ranges::find(alarm.steps, row.fault, &StoredFault::number);
+  if (last == alarm.steps.end()) throw LedgerError(gone("fault", row.fault));
+  alarm.dn = last->dn;
+  alarm.changed = last->updated;
+  if (one_change_.with(head_of(row)).step()) {
+    alarm.changed = moment_of(one_change_, kWidth<ChangeRow>);
+    alarm.ending = read_row<ChangeRow>(one_change_).kind;
+  } else if (row.ended) {
+    throw LedgerError(gone("change", *row.ended));
   }
-  if (!row.ended && one_change_.with(head_of(row)).step()) alarm.changed = moment_of(one_change_, kWidth<ChangeRow>);
+  if (row.ended) alarm.ended_at = alarm.changed;
   return alarm;
 }
 
@@ -330,9 +382,9 @@ std::vector<ChangeNumber> StoredRows::alarms_of(const std::string& fault_dn, std
   const std::size_t most = limit > 0 ? static_cast<std::size_t>(limit) : std::numeric_limits<std::size_t>::max();
   std::set<ChangeNumber> numbers;
   Statement rows(db_, fault_dn.empty()
-                          ? "SELECT number, number FROM alarm WHERE ? = '' ORDER BY number DESC"
-                          : "SELECT alarm, later_alarm FROM fault WHERE fault_dn = ? ORDER BY number DESC");
-  rows.with(fault_dn);
+                          ? std::string("SELECT number, number FROM alarm ORDER BY number DESC")
+                          : "SELECT fault.alarm, fault.later_alarm FROM " + kNamed + " ORDER BY fault.number DESC");
+  if (!fault_dn.empty()) rows.with(fault_name_hash(fault_dn), fault_dn);
   while (numbers.size() < most && rows.step()) {
     for (const int column : {0, 1}) {
       if (!rows.is_null(column)) numbers.insert(rows.integer(column));
@@ -343,9 +395,8 @@ std::vector<ChangeNumber> StoredRows::alarms_of(const std::string& fault_dn, std
 }
 
 std::optional<FaultRow> StoredRows::latest_fault(const std::string& fault_dn) {
-  Statement row(db_,
-                "SELECT " + columns_sql<FaultRow>() + " FROM fault WHERE fault_dn = ? ORDER BY number DESC LIMIT 1");
-  if (!row.with(fault_dn).step()) return std::nullopt;
+  Statement row(db_, "SELECT " + columns_sql<FaultRow>() + " FROM " + kNamed + " ORDER BY fault.number DESC LIMIT 1");
+  if (!row.with(fault_name_hash(fault_dn), fault_dn).step()) return std::nullopt;
   return read_row<FaultRow>(row);
 }
 
@@ -371,8 +422,7 @@ std::vector<StoredReport> StoredRows::reports(ChangeNumber fault) {
 ChangeNumber StoredRows::head_of(const AlarmRow& alarm) {
   if (alarm.ended) return *alarm.ended;
   if (!faults_.with(alarm.fault).step()) throw LedgerError(gone("fault", alarm.fault));
-  const auto fault = read_row<FaultRow>(faults_);
-  return std::max(fault.change, reports_of(alarm.fault).change);
+  return std::max(read_row<FaultRow>(faults_).change, reports_of(alarm.fault).change);
 }
 
 std::vector<Change> StoredRows::changes_of(ChangeNumber alarm, std::size_t most, std::uint64_t& left_out) {
@@ -389,7 +439,7 @@ std::vector<Change> StoredRows::changes_of(ChangeNumber alarm, std::size_t most,
     std::string& fault_dn = fault_dns[row.fault];
     if (fault_dn.empty()) {
       if (!faults_.with(row.fault).step()) throw LedgerError(gone("fault", row.fault));
-      fault_dn = read_row<FaultRow>(faults_).fault_dn;
+      fault_dn = NamedFault(faults_).fault_dn;
     }
     changes.push_back(stored_change(row, moment_of(one_change_, kWidth<ChangeRow>), fault_dn));
     left_out = row.of_alarm > 0 ? static_cast<std::uint64_t>(row.of_alarm - 1) : 0;

@@ -12,6 +12,24 @@
 
 namespace polaiga::engine {
 
+// A fault's row with what its raise and its end tell of it: columns() FROM tables().
+struct NamedFault {
+  explicit NamedFault(const Statement& row, int first = 0);
+
+  static std::string columns();
+  static std::string tables();
+
+  FaultRow row;
+  std::string fault_dn;
+  std::string dn;
+  std::uint32_t code = 0;
+  std::string name;
+  Moment raised_at = 0;
+  std::optional<Sequence> ended_seq;
+  Moment ended_at = 0;
+  ChangeKind ending = ChangeKind::kCleared;
+};
+
 SensorEvent sensor_event(const EventRow& event, const SubjectRow& subject);
 
 // Reads within a transaction of the caller's. A row that refers to one that is not
@@ -53,6 +71,7 @@ class StoredRows {
   // The latest of them; 0 for all.
   std::vector<ChangeNumber> alarms_of(const std::string& fault_dn, std::int64_t limit);
 
+  // The fault that is active, or was last; nothing when the ledger does not know it.
   std::optional<FaultRow> latest_fault(const std::string& fault_dn);
   std::vector<StoredReport> reports(ChangeNumber fault);
 
@@ -73,7 +92,8 @@ class StoredRows {
   std::vector<ActiveRow> active_rows(const std::vector<StandingRow>& standing);
   Sequence last_until(Moment at, const LedgerRow& ledger);
   Reports reports_of(ChangeNumber fault);
-  StoredFault fault(const FaultRow& row, const std::string& dn);
+  StoredFault fault(ChangeNumber number);
+  StoredFault fault(const Statement& row);
   ChangeNumber head_of(const AlarmRow& alarm);
 
   const Database& db_;

@@ -30,6 +30,13 @@ void apply(std::optional<StandingRow>& standing, const ChangeRow& change, Sequen
   ++standing->count;
 }
 
+// FNV-1a of 64 bits, less one bit, as numbers of the ledger are not negative.
+std::int64_t fault_name_hash(std::string_view fault_dn) {
+  std::uint64_t hash = 0xCBF29CE484222325U;
+  for (const char c : fault_dn) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3U;
+  return static_cast<std::int64_t>(hash >> 1U);
+}
+
 LedgerRow ledger_row(const Database& db) {
   Statement row(db, "SELECT " + columns_sql<LedgerRow>() + " FROM ledger");
   if (!row.step()) throw LedgerError("the ledger's own row is gone");
@@ -47,7 +54,7 @@ std::string schema() {
          create_table<ReportRow>() + create_table<StandingRow>() + create_table<FilterStateRow>() +
          create_table<CursorRow>() +
          "CREATE UNIQUE INDEX event_id ON event (id) WHERE id IS NOT NULL;\n"
-         "CREATE INDEX fault_of ON fault (fault_dn, number);\n";
+         "CREATE INDEX fault_name ON fault (name, number);\n";
 }
 
 }  // namespace polaiga::engine

@@ -238,16 +238,15 @@ struct Table<ChangeRow> {
   static constexpr std::string_view kMore = ") STRICT";
 };
 
+// An alarm. Its object is that of its fault; when and how it ended is told by the
+// change that ended it.
 struct AlarmRow {
   ChangeNumber number = 0;
-  std::string dn;  // of the object
   Moment created = 0;
   Severity severity = Severity::kIndeterminate;  // now, or the last one
   Severity worst = Severity::kIndeterminate;
   ChangeNumber fault = 0;             // now, or the last one
   std::optional<ChangeNumber> ended;  // the change that ended it; null: it is active
-  std::optional<Moment> ended_at;
-  std::optional<ChangeKind> ending;
   ChangeNumber merged_into = 0;
   ChangeNumber related = 0;
 };
@@ -257,42 +256,34 @@ struct Table<AlarmRow> {
   static constexpr std::string_view kName = "alarm";
   static constexpr std::tuple kColumns{
       Column<&AlarmRow::number>{"number", "PRIMARY KEY"},
-      Column<&AlarmRow::dn>{"dn"},
       Column<&AlarmRow::created>{"created", {}, kLastMoment},
       Column<&AlarmRow::severity>{"severity"},
       Column<&AlarmRow::worst>{"worst"},
       Column<&AlarmRow::fault>{"fault"},
       Column<&AlarmRow::ended>{"ended"},
-      Column<&AlarmRow::ended_at>{"ended_at", {}, kLastMoment},
-      Column<&AlarmRow::ending>{"ending"},
       Column<&AlarmRow::merged_into>{"merged_into"},
       Column<&AlarmRow::related>{"related"},
   };
   static constexpr std::string_view kMore = ") STRICT";
 };
 
-// A fault from its raise to its end. As long as it is active its row says nothing
-// of the reports that are in force, so that a refresh need not touch it; what they
-// say is added when they are taken back.
+// A fault from its raise to its end. What it is called is told by the record that
+// raised it, and how it ended by the change that ended it. As long as it is active
+// its row says nothing of the reports that are in force, so that a refresh need not
+// touch it; what they say is added when they are taken back.
 struct FaultRow {
   ChangeNumber number = 0;
+  std::int64_t name = 0;                    // see fault_name_hash()
   ChangeNumber alarm = 0;                   // that it was raised for
   std::optional<ChangeNumber> later_alarm;  // that it belongs to since its own was merged into that
-  std::string fault_dn;
-  std::uint32_t code = 0;
-  std::string name;
   Severity severity = Severity::kIndeterminate;
   Sequence raised_seq = 0;
-  Moment raised_at = 0;
   Sequence shown_seq = 0;    // when it is over: the record that it showed last
   Sequence updated_seq = 0;  // the latest of the reports that were taken back
   Moment updated_at = 0;
   std::uint64_t count = 0;  // records of the reports that were taken back
   ChangeNumber change = 0;  // the latest that was no raise and no refresh
   std::optional<ChangeNumber> ended;
-  std::optional<Sequence> ended_seq;
-  std::optional<Moment> ended_at;
-  std::optional<ChangeKind> ending;
 };
 
 template <>
@@ -300,28 +291,27 @@ struct Table<FaultRow> {
   static constexpr std::string_view kName = "fault";
   static constexpr std::tuple kColumns{
       Column<&FaultRow::number>{"number", "PRIMARY KEY"},
+      Column<&FaultRow::name>{"name"},
       Column<&FaultRow::alarm>{"alarm"},
       Column<&FaultRow::later_alarm>{"later_alarm"},
-      Column<&FaultRow::fault_dn>{"fault_dn"},
-      Column<&FaultRow::code>{"code"},
-      Column<&FaultRow::name>{"name"},
       Column<&FaultRow::severity>{"severity"},
       Column<&FaultRow::raised_seq>{"raised_seq"},
-      Column<&FaultRow::raised_at>{"raised_at", {}, kLastMoment},
       Column<&FaultRow::shown_seq>{"shown_seq"},
       Column<&FaultRow::updated_seq>{"updated_seq"},
       Column<&FaultRow::updated_at>{"updated_at", {}, kLastMoment},
       Column<&FaultRow::count>{"count"},
       Column<&FaultRow::change>{"change"},
       Column<&FaultRow::ended>{"ended"},
-      Column<&FaultRow::ended_seq>{"ended_seq"},
-      Column<&FaultRow::ended_at>{"ended_at", {}, kLastMoment},
-      Column<&FaultRow::ending>{"ending"},
   };
   static constexpr std::string_view kMore = ") STRICT";
 };
 
-// A fault that was a level of an alarm.
+// Faults are found by a number made of their DN, which takes less space than the
+// DN; that it is the right one is seen in the record.
+std::int64_t fault_name_hash(std::string_view fault_dn);
+
+// A fault that was a later level of an alarm. The first level is the fault that
+// has the alarm's number.
 struct StepRow {
   ChangeNumber alarm = 0;
   ChangeNumber fault = 0;

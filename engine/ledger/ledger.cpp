@@ -9,9 +9,9 @@
 #include <utility>
 
 #include "ledger/entry_writer.h"
-#include "ledger/log.h"
 #include "ledger/pruner.h"
 #include "ledger/stored_rows.h"
+#include "ledger/write_ahead_log.h"
 
 namespace polaiga::engine {
 namespace {
@@ -266,7 +266,7 @@ class Ledger::Writer {
   std::int64_t most_log_bytes_;
   std::int64_t page_size_;
   std::int64_t most_pages_;
-  Log log_;
+  WriteAheadLog log_;
   EntryWriter entries_;
   Pruner pruner_;
   Statement find_;

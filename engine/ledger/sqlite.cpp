@@ -118,6 +118,8 @@ std::string_view Statement::text(int column) const {
 
 bool Statement::is_null(int column) const { return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL; }
 
+int Statement::columns() const { return sqlite3_column_count(statement_.get()); }
+
 int Statement::type(int column) const { return sqlite3_column_type(statement_.get(), column); }
 
 void Statement::bind_copy(int index, std::string_view text) {

@@ -71,6 +71,7 @@ class Statement {
   std::int64_t integer(int column) const;
   std::string_view text(int column) const;  // until the next step
   bool is_null(int column) const;
+  int columns() const;
   int type(int column) const;  // SQLITE_INTEGER and so on
 
   template <std::integral T>

@@ -112,12 +112,12 @@ std::vector<std::string> replayed_records(const test::Shell& shell, const std::v
   std::istringstream output(shell.run("\"$POLAIGA\" replay --json -", input).out);
   std::vector<std::string> records;
   for (std::string line; std::getline(output, line);) {
-    const json input = json::parse(line);
-    if (!input.contains("record")) continue;  // the summary, or an input without a record
-    std::string text = input.at("change").get<std::string>() + "|";
+    const json told = json::parse(line);
+    if (!told.contains("record")) continue;  // the summary, or an input without a record
+    std::string text = told.at("change").get<std::string>() + "|";
     for (const char* name : {"fault_dn", "descr", "disposition", "cause_id", "clear_cause_id", "clear_cause", "code",
                              "clear_code", "fault_key"}) {
-      const json& value = input.at("record").at(name);
+      const json& value = told.at("record").at(name);
       text += value.is_string() ? value.get<std::string>() : value.dump();
       text += "|";
     }

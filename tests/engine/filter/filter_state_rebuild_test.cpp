@@ -522,7 +522,7 @@ TEST(FilterStateRebuild, FindsANewMemory) {
       {POLAIGA_FLAG, "pci", "pci: offset 63, state 1"},
       {POLAIGA_LAST_STATE, "front_panel", "front_panel: offset 105"},
       {POLAIGA_FURTHER_BIT, "fan", "fan: offset 4"},
-      {POLAIGA_FURTHER_UNIT, "add_in", "add_in: offset 63, state 1, unit 0"},
+      {POLAIGA_FURTHER_UNIT, "add_in", "add_in: offset 63, state 1, unit 257"},
   };
   prepare_host();
   for (const Row& row : kRows) {

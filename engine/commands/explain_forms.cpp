@@ -214,7 +214,9 @@ std::string explain_as_text(const Explanation& found, const std::optional<Rule>&
 }
 
 std::string explain_as_json(const Explanation& found, const std::optional<Rule>& rule, std::string_view ledger_id) {
-  JsonObject object = fault_form(found.fault, ledger_id);
+  StoredFault fault = found.fault;
+  fault.alarm = found.alarm.number;  // the one it was raised for may have been merged into this one
+  JsonObject object = fault_form(fault, ledger_id);
   if (const StoredFault* const next = superseded_by(found.alarm, found.fault)) {
     object.add("superseded_by", next->fault_dn);
   }

@@ -56,8 +56,12 @@ bool wait() {
   return !interrupted() && (watched[1].revents & (POLLERR | POLLHUP)) == 0;
 }
 
-// A change as a line. The description is that of the record, if the record is about
-// the same fault: a record that supersedes describes another one.
+// Whether the record of the input describes what the change did: a record that
+// supersedes describes another fault, and a merge is not about a fault at all.
+bool describes(const StoredRecord& stored, const Change& change) {
+  return change.kind != ChangeKind::kMerged && field_text(stored.record.fault_dn) == change.fault_dn;
+}
+
 std::string change_line(const StoredChange& stored, bool coloured) {
   constexpr std::size_t kNumberWidth = 6;
   constexpr std::size_t kCodeWidth = 5;
@@ -66,12 +70,13 @@ std::string change_line(const StoredChange& stored, bool coloured) {
   const std::string number = std::to_string(change.number);
   std::string line(kNumberWidth - std::min(kNumberWidth, number.size()), ' ');
   line.append(number).append(kGap).append(format_moment(change.at)).append(kGap);
-  add_shown(line, change.after, coloured);
+  // A merged alarm is over, but what is wrong goes on.
+  add_shown(line, change.kind == ChangeKind::kMerged ? change.before : change.after, coloured);
   line += kGap;
   add_padded(line, printable(code), kCodeWidth);
   line += kGap;
   add_printable(line, dn);
-  if (stored.record && field_text(stored.record->record.fault_dn) == change.fault_dn) {
+  if (stored.record && describes(*stored.record, change)) {
     line += kGap;
     add_description(line, field_text(stored.record->record.descr));
   }

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "base/standard_output.h"
 #include "intake/event_parser.h"
 #include "support/manual_clock.h"
 #include "support/temp_dir.h"
@@ -16,8 +15,6 @@ constexpr Moment kToday = 1'800'000'000;
 
 class RecorderTest : public ::testing::Test {
  protected:
-  RecorderTest() { StandardOutput::divert(Others::kDiscarded); }  // the traces of some filters
-
   static SensorEvent event(const std::string& more) {
     return parse_sensor_event(R"({"entity":"fan","sensor":"FAN1_TACH1","offset":3,)" + more + "}");
   }

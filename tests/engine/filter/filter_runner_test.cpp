@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "base/standard_output.h"
 #include "filter/library_build.h"
 #include "model/entities.h"
 #include "support/program.h"
@@ -23,7 +22,6 @@ SensorEvent event_of(const char* entity, std::int32_t offset, std::int32_t state
 
 class FilterRunnerTest : public ::testing::Test {
  protected:
-  FilterRunnerTest() { StandardOutput::divert(Others::kDiscarded); }
   FilterRunner runner_{0, Log::kOff};
 };
 

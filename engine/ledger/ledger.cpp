@@ -320,9 +320,9 @@ void Ledger::Writer::restore_steps(Restored& restored) const {
 void Ledger::Writer::restore_faults(std::vector<ActiveFault>& faults) const {
   Statement reports(db_, "SELECT " + columns_sql<ReportRow>() + " FROM report ORDER BY fault");
   Statement rows(db_,
-                 "SELECT " + columns_sql<FaultRow, AlarmRow>() +
-                     " FROM fault JOIN alarm ON alarm.number = coalesce(fault.later_alarm, fault.alarm) "
-                     "WHERE fault.number = ? AND fault.ended IS NULL AND alarm.ended IS NULL AND alarm.fault = ?1");
+                 "SELECT " + columns_sql<AlarmRow>() + ", " + NamedFault::columns() + " FROM " + NamedFault::tables() +
+                     " JOIN alarm ON alarm.number = coalesce(fault.later_alarm, fault.alarm) "
+                     "WHERE fault.number = ?1 AND fault.ended IS NULL AND alarm.ended IS NULL AND alarm.fault = ?1");
   Statement records(db_, "SELECT 1 FROM event WHERE seq = ? AND form IS NOT NULL");
   const auto must_have_record = [&records](Sequence sequence) {
     if (!records.with(sequence).step()) {

@@ -21,7 +21,7 @@ constexpr const char* kOfEvent =
 
 // The faults of a DN, by its number and by itself.
 const std::string kNamed =
-    "fault JOIN event AS raise ON raise.seq = fault.raised_seq JOIN form ON form.seq = raise.form "
+    "fault JOIN event AS raising ON raising.seq = fault.raised_seq JOIN form ON form.seq = raising.form "
     "WHERE fault.name = ? AND form.fault_dn = ?";
 
 std::string record_columns() { return columns_sql<EventRow, SubjectRow, BuildRow, FormRow>(); }
@@ -130,12 +130,12 @@ NamedFault::NamedFault(const Statement& statement, int first) : row(read_row<Fau
 }
 
 std::string NamedFault::columns() {
-  return columns_sql<FaultRow, FormRow>() + ", " + moment_sql("raise") + ", ending.seq, ending.kind, " +
+  return columns_sql<FaultRow, FormRow>() + ", " + moment_sql("raising") + ", ending.seq, ending.kind, " +
          moment_sql("ending_event");
 }
 
 std::string NamedFault::tables() {
-  return "fault JOIN event AS raise ON raise.seq = fault.raised_seq JOIN form ON form.seq = raise.form "
+  return "fault JOIN event AS raising ON raising.seq = fault.raised_seq JOIN form ON form.seq = raising.form "
          "LEFT JOIN change AS ending ON ending.number = fault.ended "
          "LEFT JOIN event AS ending_event ON ending_event.seq = ending.seq";
 }
@@ -328,8 +328,8 @@ StoredFault StoredRows::fault(const Statement& statement) {
 std::string StoredRows::changes_sql(Direction direction) {
   return "SELECT " + columns_sql<ChangeRow>() + ", " + record_columns() + ", " + columns_sql<FaultRow>() +
          ", name.fault_dn FROM change JOIN event ON event.seq = change.seq" + kOfEvent +
-         " JOIN fault ON fault.number = change.fault JOIN event AS raise ON raise.seq = fault.raised_seq "
-         "JOIN form AS name ON name.seq = raise.form WHERE change.number " +
+         " JOIN fault ON fault.number = change.fault JOIN event AS raising ON raising.seq = fault.raised_seq "
+         "JOIN form AS name ON name.seq = raising.form WHERE change.number " +
          (direction == Direction::kForwards ? "> ? ORDER BY change.number" : "< ? ORDER BY change.number DESC");
 }
 

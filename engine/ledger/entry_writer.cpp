@@ -52,7 +52,7 @@ EntryWriter::Statements::Statements(const Database& db)
       standing(db, insert_standing()),
       alarm_goes_on(db, "UPDATE alarm SET severity = ?2, worst = max(worst, ?2), fault = ?3 WHERE number = ?1"),
       later_alarm(db, "UPDATE fault SET later_alarm = nullif(?2, alarm) WHERE number = ?1"),
-      end_alarm(db, "UPDATE alarm SET ended = ?2, merged_into = ?3 WHERE number = ?1"),
+      merge_alarm(db, "UPDATE alarm SET merged = ?2, merged_into = ?3 WHERE number = ?1"),
       end_fault(db,
                 "UPDATE fault SET ended = ?2, shown_seq = ?3, change = ?2, "
                 "updated_at = iif(?4 > updated_seq, ?5, updated_at), updated_seq = max(updated_seq, ?4), "
@@ -281,13 +281,13 @@ void EntryWriter::write(const Change& change, const RecordedInput& input) {
     case ChangeKind::kCleared:
     case ChangeKind::kWithdrawn:
       end_fault(change);
-      end_alarm(change);
+      heads_.erase(change.alarm);
       break;
     case ChangeKind::kSuperseded:
       end_fault(change);
       break;
     case ChangeKind::kMerged:
-      end_alarm(change);
+      merge_alarm(change);
       break;
   }
   last_change_ = change.number;
@@ -333,7 +333,7 @@ void EntryWriter::raise(const Change& change, const RecordedInput& input) {
                 .severity = change.after,
                 .worst = change.after,
                 .fault = change.fault,
-                .ended = {},
+                .merged = {},
                 .merged_into = 0,
                 .related = change.other});
   } else {
@@ -406,9 +406,8 @@ void EntryWriter::end_fault(const Change& change) {
   sql_.forget_reports.with(change.fault).run();
 }
 
-void EntryWriter::end_alarm(const Change& change) {
-  const ChangeNumber merged_into = change.kind == ChangeKind::kMerged ? change.other : 0;
-  sql_.end_alarm.with(change.alarm, change.number, merged_into).run();
+void EntryWriter::merge_alarm(const Change& change) {
+  sql_.merge_alarm.with(change.alarm, change.number, change.other).run();
   must_change_one("alarm", change.alarm);
   heads_.erase(change.alarm);
 }

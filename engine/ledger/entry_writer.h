@@ -72,7 +72,7 @@ class EntryWriter {
     Statement standing;
     Statement alarm_goes_on;
     Statement later_alarm;
-    Statement end_alarm;
+    Statement merge_alarm;
     Statement end_fault;
     Statement all_reports;
     Statement forget_reports;
@@ -97,7 +97,7 @@ class EntryWriter {
   void report(const Change& change, const RecordedInput& input);
   void take_back(const Change& change, const RecordedInput& input);
   void end_fault(const Change& change);
-  void end_alarm(const Change& change);
+  void merge_alarm(const Change& change);
   void must_change_one(const char* what, ChangeNumber number) const;
 
   template <class Row>

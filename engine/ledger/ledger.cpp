@@ -246,20 +246,20 @@ class Ledger::Writer {
     log_.lift(false);
   }
 
-  // The log is brought in when it is half full. Should a reader still need it then,
-  // there is time until it is full.
+  // The log is brought in when this much of it is full. Should a reader still need
+  // it then, there is time until it is all full.
   void bring_in_log() {
-    const std::int64_t half = most_log_bytes_ / 2;
+    const std::int64_t part = most_log_bytes_ / 8;
     const std::int64_t used = log_.used();
-    if (used < half) {
-      next_bring_in_ = half;
+    if (used < 5 * part) {
+      next_bring_in_ = 5 * part;
       is_held_ = false;
       if (log_.bytes() > most_log_bytes_) log_.empty();
     }
     if (used < next_bring_in_) return;
-    next_bring_in_ = used + most_log_bytes_ / 8;
+    next_bring_in_ = used + part;
     log_.bring_in();
-    if (used >= half + half / 2) is_held_ = !log_.empty();
+    if (used >= 7 * part) is_held_ = !log_.empty();
   }
 
   Database db_;
@@ -320,9 +320,9 @@ void Ledger::Writer::restore_steps(Restored& restored) const {
 void Ledger::Writer::restore_faults(std::vector<ActiveFault>& faults) const {
   Statement reports(db_, "SELECT " + columns_sql<ReportRow>() + " FROM report ORDER BY fault");
   Statement rows(db_,
-                 "SELECT " + columns_sql<FaultRow, AlarmRow>() +
-                     " FROM fault JOIN alarm ON alarm.number = coalesce(fault.later_alarm, fault.alarm) "
-                     "WHERE fault.number = ? AND fault.ended IS NULL AND alarm.ended IS NULL AND alarm.fault = ?1");
+                 "SELECT " + columns_sql<AlarmRow>() + ", " + NamedFault::columns() + " FROM " + NamedFault::tables() +
+                     " JOIN alarm ON alarm.number = coalesce(fault.later_alarm, fault.alarm) "
+                     "WHERE fault.number = ?1 AND fault.ended IS NULL AND alarm.merged IS NULL AND alarm.fault = ?1");
   Statement records(db_, "SELECT 1 FROM event WHERE seq = ? AND form IS NOT NULL");
   const auto must_have_record = [&records](Sequence sequence) {
     if (!records.with(sequence).step()) {

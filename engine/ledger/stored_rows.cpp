@@ -21,7 +21,7 @@ constexpr const char* kOfEvent =
 
 // The faults of a DN, by its number and by itself.
 const std::string kNamed =
-    "fault JOIN event AS raise ON raise.seq = fault.raised_seq JOIN form ON form.seq = raise.form "
+    "fault JOIN event AS raising ON raising.seq = fault.raised_seq JOIN form ON form.seq = raising.form "
     "WHERE fault.name = ? AND form.fault_dn = ?";
 
 std::string record_columns() { return columns_sql<EventRow, SubjectRow, BuildRow, FormRow>(); }
@@ -130,12 +130,12 @@ NamedFault::NamedFault(const Statement& statement, int first) : row(read_row<Fau
 }
 
 std::string NamedFault::columns() {
-  return columns_sql<FaultRow, FormRow>() + ", " + moment_sql("raise") + ", ending.seq, ending.kind, " +
+  return columns_sql<FaultRow, FormRow>() + ", " + moment_sql("raising") + ", ending.seq, ending.kind, " +
          moment_sql("ending_event");
 }
 
 std::string NamedFault::tables() {
-  return "fault JOIN event AS raise ON raise.seq = fault.raised_seq JOIN form ON form.seq = raise.form "
+  return "fault JOIN event AS raising ON raising.seq = fault.raised_seq JOIN form ON form.seq = raising.form "
          "LEFT JOIN change AS ending ON ending.number = fault.ended "
          "LEFT JOIN event AS ending_event ON ending_event.seq = ending.seq";
 }
@@ -328,8 +328,8 @@ StoredFault StoredRows::fault(const Statement& statement) {
 std::string StoredRows::changes_sql(Direction direction) {
   return "SELECT " + columns_sql<ChangeRow>() + ", " + record_columns() + ", " + columns_sql<FaultRow>() +
          ", name.fault_dn FROM change JOIN event ON event.seq = change.seq" + kOfEvent +
-         " JOIN fault ON fault.number = change.fault JOIN event AS raise ON raise.seq = fault.raised_seq "
-         "JOIN form AS name ON name.seq = raise.form WHERE change.number " +
+         " JOIN fault ON fault.number = change.fault JOIN event AS raising ON raising.seq = fault.raised_seq "
+         "JOIN form AS name ON name.seq = raising.form WHERE change.number " +
          (direction == Direction::kForwards ? "> ? ORDER BY change.number" : "< ? ORDER BY change.number DESC");
 }
 
@@ -354,7 +354,7 @@ std::optional<StoredAlarm> StoredRows::alarm(ChangeNumber number) {
                     .changed = 0,
                     .severity = row.severity,
                     .worst = row.worst,
-                    .ended = row.ended,
+                    .ended = {},
                     .ended_at = 0,
                     .ending = ChangeKind::kCleared,
                     .merged_into = row.merged_into,
@@ -368,13 +368,19 @@ std::optional<StoredAlarm> StoredRows::alarm(ChangeNumber number) {
   if (last == alarm.steps.end()) throw LedgerError(gone("fault", row.fault));
   alarm.dn = last->dn;
   alarm.changed = last->updated;
-  if (one_change_.with(head_of(row)).step()) {
+  const Head head = head_of(row);
+  if (one_change_.with(head.change).step()) {
     alarm.changed = moment_of(one_change_, kWidth<ChangeRow>);
     alarm.ending = read_row<ChangeRow>(one_change_).kind;
-  } else if (row.ended) {
-    throw LedgerError(gone("change", *row.ended));
+  } else if (head.is_end) {
+    throw LedgerError(gone("change", head.change));
   }
-  if (row.ended) alarm.ended_at = alarm.changed;
+  if (head.is_end) {
+    alarm.ended = head.change;
+    alarm.ended_at = alarm.changed;
+  } else {
+    alarm.ending = ChangeKind::kCleared;
+  }
   return alarm;
 }
 
@@ -419,16 +425,18 @@ std::vector<StoredReport> StoredRows::reports(ChangeNumber fault) {
 }
 
 // The latest change of an alarm.
-ChangeNumber StoredRows::head_of(const AlarmRow& alarm) {
-  if (alarm.ended) return *alarm.ended;
+StoredRows::Head StoredRows::head_of(const AlarmRow& alarm) {
+  if (alarm.merged) return {*alarm.merged, true};
   if (!faults_.with(alarm.fault).step()) throw LedgerError(gone("fault", alarm.fault));
-  return std::max(read_row<FaultRow>(faults_).change, reports_of(alarm.fault).change);
+  const auto fault = read_row<FaultRow>(faults_);
+  if (fault.ended) return {*fault.ended, true};
+  return {std::max(fault.change, reports_of(alarm.fault).change), false};
 }
 
 std::vector<Change> StoredRows::changes_of(ChangeNumber alarm, std::size_t most, std::uint64_t& left_out) {
   left_out = 0;
   if (!alarms_.with(alarm).step()) throw LedgerError(gone("alarm", alarm));
-  ChangeNumber next = head_of(read_row<AlarmRow>(alarms_));
+  ChangeNumber next = head_of(read_row<AlarmRow>(alarms_)).change;
   const ChangeNumber gone_through = ledger().watermark_change;
   std::map<ChangeNumber, std::string> fault_dns;
   std::vector<Change> changes;

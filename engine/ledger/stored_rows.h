@@ -87,6 +87,12 @@ class StoredRows {
     ChangeNumber change = 0;
   };
 
+  // The latest change of an alarm, and whether it ended it.
+  struct Head {
+    ChangeNumber change = 0;
+    bool is_end = false;
+  };
+
   static std::string changes_sql(Direction direction);
   ChangeOfFault change(const Statement& row) const;
   std::vector<ActiveRow> active_rows(const std::vector<StandingRow>& standing);
@@ -94,7 +100,7 @@ class StoredRows {
   Reports reports_of(ChangeNumber fault);
   StoredFault fault(ChangeNumber number);
   StoredFault fault(const Statement& row);
-  ChangeNumber head_of(const AlarmRow& alarm);
+  Head head_of(const AlarmRow& alarm);
 
   const Database& db_;
   Statement records_;

@@ -238,15 +238,15 @@ struct Table<ChangeRow> {
   static constexpr std::string_view kMore = ") STRICT";
 };
 
-// An alarm. Its object is that of its fault; when and how it ended is told by the
-// change that ended it.
+// An alarm. Its object is that of its fault, and it ends with its fault, unless it
+// is merged into another one.
 struct AlarmRow {
   ChangeNumber number = 0;
   Moment created = 0;
   Severity severity = Severity::kIndeterminate;  // now, or the last one
   Severity worst = Severity::kIndeterminate;
-  ChangeNumber fault = 0;             // now, or the last one
-  std::optional<ChangeNumber> ended;  // the change that ended it; null: it is active
+  ChangeNumber fault = 0;              // now, or the last one
+  std::optional<ChangeNumber> merged;  // the change that merged it; null: none
   ChangeNumber merged_into = 0;
   ChangeNumber related = 0;
 };
@@ -260,7 +260,7 @@ struct Table<AlarmRow> {
       Column<&AlarmRow::severity>{"severity"},
       Column<&AlarmRow::worst>{"worst"},
       Column<&AlarmRow::fault>{"fault"},
-      Column<&AlarmRow::ended>{"ended"},
+      Column<&AlarmRow::merged>{"merged"},
       Column<&AlarmRow::merged_into>{"merged_into"},
       Column<&AlarmRow::related>{"related"},
   };

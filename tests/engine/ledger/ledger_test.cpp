@@ -23,7 +23,7 @@ constexpr const char* kChanges =
     "SELECT number, seq, kind, fault, alarm, before, after, other, shown, reporters, previous, of_alarm "
     "FROM change ORDER BY number";
 constexpr const char* kAlarms =
-    "SELECT number, created, severity, worst, fault, ended, merged_into, related FROM alarm";
+    "SELECT number, created, severity, worst, fault, merged, merged_into, related FROM alarm";
 constexpr const char* kFaults =
     "SELECT number, alarm, later_alarm, severity, raised_seq, shown_seq, updated_seq, updated_at, count, change, "
     "ended FROM fault";
@@ -83,7 +83,7 @@ TEST_F(LedgerTest, TheLastClearEndsFaultAndAlarm) {
   engine_->write(clears("A", "o", 395, 1003));
   engine_->write(clears("A", "o", 395, 1004));
   EXPECT_EQ(rows(kChanges).back(), "3 3 3 1 1 3 0 0 2 0 2 3");
-  EXPECT_EQ(rows(kAlarms), (Rows{"1 1001 3 3 1 3 0 0"}));
+  EXPECT_EQ(rows(kAlarms), (Rows{"1 1001 3 3 1 - 0 0"}));
   EXPECT_EQ(rows(kFaults), (Rows{"1 1 - 3 1 2 2 1002 2 3 3"}));
   EXPECT_EQ(rows(kReports), Rows{});
   EXPECT_EQ(rows("SELECT seq, outcome, fault FROM event"), (Rows{"1 0 1", "2 1 1", "3 3 -", "4 4 -"}));
@@ -104,7 +104,7 @@ TEST_F(LedgerTest, AnAlarmNamesTheOneItCameFrom) {
   engine_->write(raises("A", "o", 395, 1001));
   engine_->write(raises("B", "o", 395, 1002));
   engine_->write(moves("A", "o", 395, 396, 1003));
-  EXPECT_EQ(rows("SELECT number, related, fault, ended FROM alarm"), (Rows{"1 0 1 -", "4 1 4 -"}));
+  EXPECT_EQ(rows("SELECT number, related, fault, merged FROM alarm"), (Rows{"1 0 1 -", "4 1 4 -"}));
   EXPECT_EQ(rows("SELECT fault, sensor FROM report"), (Rows{"1 B", "4 A"}));
 }
 
@@ -113,7 +113,7 @@ TEST_F(LedgerTest, AWithdrawalEndsTheFaultWithAllItsReports) {
   engine_->write(raises("B", "o", 395, 1002));
   engine_->write({.reported = false, .at = 1003, .withdrawn = {"o/fault-F0395"}});
   EXPECT_EQ(rows(kChanges).back(), "3 3 5 1 1 3 0 0 2 0 2 3");
-  EXPECT_EQ(rows(kAlarms), (Rows{"1 1001 3 3 1 3 0 0"}));
+  EXPECT_EQ(rows(kAlarms), (Rows{"1 1001 3 3 1 - 0 0"}));
   EXPECT_EQ(rows("SELECT count, updated_at, shown_seq, ended FROM fault"), (Rows{"2 1002 2 3"}));
   EXPECT_EQ(rows(kReports), Rows{});
   EXPECT_EQ(rows("SELECT form, outcome, created_time FROM event WHERE seq = 3"), (Rows{"- - -"}));

@@ -17,6 +17,7 @@
 #include "base/descriptor.h"
 #include "base/printable.h"
 #include "ledger/tables.h"
+#include "ledger/views.h"
 
 namespace polaiga::engine {
 namespace {
@@ -106,7 +107,7 @@ void make(Database& db, Moment now) {
   db.exec("PRAGMA page_size = " + std::to_string(kPageSize) + "; PRAGMA auto_vacuum = INCREMENTAL");
   prepare(db);
   Transaction transaction(db);
-  db.exec(schema());
+  db.exec(schema() + views());
   Insert<LedgerRow>{db}({.id = random_id(), .created = std::clamp<Moment>(now, 0, kLastMoment)});
   db.exec("PRAGMA application_id = " + std::to_string(kApplicationId));
   db.exec("PRAGMA user_version = " + std::to_string(kVersion));

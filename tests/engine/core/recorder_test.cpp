@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+
 #include "intake/event_parser.h"
 #include "support/manual_clock.h"
 #include "support/temp_dir.h"
@@ -19,6 +21,13 @@ class RecorderTest : public ::testing::Test {
     return parse_sensor_event(R"({"entity":"fan","sensor":"FAN1_TACH1","offset":3,)" + more + "}");
   }
   static SensorEvent slow(int fan) { return event(R"("state":1,"instance":)" + std::to_string(fan)); }
+
+  // A recorder that goes on with a ledger, under the program's own tables.
+  std::unique_ptr<Recorder> on(Ledger& ledger, const Recorder::Options& options = {}) const {
+    auto recorder = std::make_unique<Recorder>(options, clock_, ledger);
+    recorder->use_tables(read_host_tables(POLAIGA_TABLES_DIR), POLAIGA_TABLES_DIR);
+    return recorder;
+  }
 
   test::TempDir dir_;
   ManualClock clock_{kToday};
@@ -64,7 +73,8 @@ TEST_F(RecorderTest, TellsHowFarTheClockWentBack) {
 
 TEST_F(RecorderTest, BeyondTheLimitAnEventIsRecordedAndItsFaultIsNotTracked) {
   Ledger ledger(dir_.file("ledger.db"), {}, kToday);
-  Recorder recorder({.most_reports = 2}, clock_, ledger);
+  const auto kept = on(ledger, {.most_reports = 2});
+  Recorder& recorder = *kept;
   EXPECT_EQ(recorder.record(slow(1)).input->outcome, Outcome::kRaised);
   EXPECT_EQ(recorder.record(slow(2)).input->outcome, Outcome::kRaised);
   const Receipt third = recorder.record(slow(3));
@@ -92,7 +102,8 @@ TEST_F(RecorderTest, ABatchIsFullAtItsLimit) {
 
 TEST_F(RecorderTest, AnIdIsTakenOnceInABatchAndLater) {
   Ledger ledger(dir_.file("ledger.db"), {}, kToday);
-  Recorder recorder({}, clock_, ledger);
+  const auto kept = on(ledger);
+  Recorder& recorder = *kept;
   const SensorEvent named = event(R"("state":1,"id":"a")");
   EXPECT_EQ(recorder.record(named).sequence, 1);
   const Receipt again = recorder.record(named);
@@ -107,7 +118,8 @@ TEST_F(RecorderTest, AnIdIsTakenOnceInABatchAndLater) {
 
 TEST_F(RecorderTest, WhatTheLedgerRefusesStaysInTheBatch) {
   Ledger ledger(dir_.file("ledger.db"), {}, kToday);
-  Recorder recorder({}, clock_, ledger);
+  const auto kept = on(ledger);
+  Recorder& recorder = *kept;
   recorder.record(slow(1));
   {
     const Database other(dir_.file("ledger.db"), Access::kReadWrite);
@@ -124,7 +136,8 @@ TEST_F(RecorderTest, WhatTheLedgerRefusesStaysInTheBatch) {
 TEST_F(RecorderTest, ARestartGoesOnWithNumbersFaultsAndAge) {
   {
     Ledger ledger(dir_.file("ledger.db"), {}, kToday);
-    Recorder recorder({}, clock_, ledger);
+    const auto kept = on(ledger);
+    Recorder& recorder = *kept;
     recorder.record(slow(1));
     clock_.pass(10);
     recorder.record(slow(2));
@@ -132,7 +145,8 @@ TEST_F(RecorderTest, ARestartGoesOnWithNumbersFaultsAndAge) {
   }
   clock_.pass(90);
   Ledger ledger(dir_.file("ledger.db"), {}, clock_.wall());
-  Recorder recorder({}, clock_, ledger);
+  const auto kept = on(ledger);
+  Recorder& recorder = *kept;
   EXPECT_EQ(recorder.alarms().size(), 2U);
   const Receipt receipt = recorder.record(event(R"("state":0)"));
   EXPECT_EQ(receipt.sequence, 3);

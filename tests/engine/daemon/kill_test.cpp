@@ -13,7 +13,6 @@
 #include <thread>
 
 #include "ledger/sqlite.h"
-#include "model/change.h"
 #include "support/program.h"
 
 namespace polaiga::engine {
@@ -98,9 +97,8 @@ std::vector<std::string> records_of(const std::string& ledger) {
       "fault_key FROM event JOIN form ON form.seq = event.form ORDER BY event.seq");
   std::vector<std::string> records;
   while (rows.step()) {
-    std::string text(outcome_word(static_cast<Outcome>(rows.integer(0))));
-    text += "|";
-    for (int column = 1; column < 10; ++column) text.append(rows.text(column)).append("|");
+    std::string text;
+    for (int column = 0; column < 10; ++column) text.append(rows.text(column)).append("|");
     records.push_back(text);
   }
   return records;

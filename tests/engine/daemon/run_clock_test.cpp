@@ -98,7 +98,7 @@ TEST_F(RunClockTest, AClockThatGoesBackIsToldOnceAndChangesNoOrder) {
   EXPECT_NEAR(std::stod(told.substr(at + begin.size())), 3600, 20);  // the seconds since the event before are missing
   EXPECT_EQ(told.find(begin, at + 1), std::string::npos) << told;
   EXPECT_EQ(ask("SELECT seq FROM event ORDER BY seq"), Answers({"1", "2", "3", "4", "5"}));
-  EXPECT_EQ(ask("SELECT fault_dn FROM fault WHERE ended IS NULL ORDER BY number"),
+  EXPECT_EQ(ask("SELECT fault_dn FROM faults WHERE ended IS NULL ORDER BY number"),
             Answers({"sys/rack-unit-1/fan-module-1-1/fan-1/fault-F0395",
                      "sys/rack-unit-1/fan-module-1-3/fan-1/fault-F0395"}));
   EXPECT_EQ(ask("SELECT count(*) FROM event WHERE received < (SELECT received FROM event WHERE seq = 1) - 3500"),

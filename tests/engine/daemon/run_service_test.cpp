@@ -86,9 +86,7 @@ class RunTablesTest : public RunServiceTest {
   }
 
   std::string description(std::int64_t sequence) const {
-    return ask("SELECT descr FROM form WHERE seq = (SELECT form FROM event WHERE seq = " + std::to_string(sequence) +
-               ")")
-        .at(0);
+    return ask("SELECT descr FROM records WHERE seq = " + std::to_string(sequence)).at(0);
   }
 };
 
@@ -116,7 +114,8 @@ TEST_F(RunTablesTest, AHangupLoadsTheTablesAnew) {
   EXPECT_NE(manager_.next("RELOADING=1"), "");
   EXPECT_NE(manager_.next("READY=1"), "");
   const std::string complaint =
-      dir_.file("nm.tsv") + ":8:5: entity_id: 'forty-six' is not a number from 0 to 255; the tables stay as they were\n";
+      dir_.file("nm.tsv") +
+      ":8:5: entity_id: 'forty-six' is not a number from 0 to 255; the tables stay as they were\n";
   EXPECT_TRUE(engine.has_complained(complaint)) << dir_.read("err");
   client.send(kNodeManagerEvent);
   EXPECT_EQ(client.answer(), taken(3));

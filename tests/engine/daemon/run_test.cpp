@@ -6,7 +6,6 @@
 #include <map>
 #include <sstream>
 
-#include "model/change.h"
 #include "support/client.h"
 
 namespace polaiga::engine::test {
@@ -22,10 +21,9 @@ TEST_F(RunTest, AnAnswerMeansThatTheEventIsInTheLedger) {
     ASSERT_EQ(client.answer(), taken(i));
     ASSERT_EQ(ask("SELECT state FROM event WHERE seq = " + std::to_string(i)), Answers({i % 2 == 1 ? "1" : "0"}));
   }
-  EXPECT_EQ(ask("SELECT fault_dn FROM form WHERE seq = (SELECT form FROM event WHERE seq = 1)"),
+  EXPECT_EQ(ask("SELECT fault_dn FROM records WHERE seq = 1"),
             Answers({"sys/rack-unit-1/fan-module-1-1/fan-1/fault-F0395"}));
-  EXPECT_EQ(ask("SELECT count(*) FROM fault WHERE ending = " + std::to_string(static_cast<int>(ChangeKind::kCleared))),
-            Answers({"20"}));
+  EXPECT_EQ(ask("SELECT count(*) FROM faults WHERE ending = 'cleared'"), Answers({"20"}));
 }
 
 TEST_F(RunTest, EachClientGetsTheAnswersToItsOwnLines) {
@@ -147,7 +145,7 @@ TEST_F(RunTest, AnIdIsTakenOnce) {
   client.send(slow(1, "b") + slow(1, "c"));
   EXPECT_EQ(client.answers(2), Answers({known(2), taken(4)}));
   EXPECT_EQ(events(), 4);
-  EXPECT_EQ(ask("SELECT fault_dn || ' ' || (ended IS NULL) FROM fault ORDER BY number"),
+  EXPECT_EQ(ask("SELECT fault_dn || ' ' || (ended IS NULL) FROM faults ORDER BY number"),
             Answers({"sys/rack-unit-1/fan-module-1-1/fan-1/fault-F0395 0",
                      "sys/rack-unit-1/fan-module-1-1/fan-1/fault-F0395 1"}));
 }
@@ -210,10 +208,8 @@ TEST_P(StopTest, WhatWasSentBeforeIsTakenAndAnswered) {
   EXPECT_GT(number_in(got.out), 1);
   EXPECT_TRUE(second.is_let_go());
   EXPECT_FALSE(std::filesystem::exists(socket()));
-  EXPECT_EQ(ask("SELECT count(*) FROM event JOIN subject ON subject.seq = subject WHERE instance = 1"),
-            Answers({std::to_string(1 + sent / slow().size())}));
-  EXPECT_EQ(ask("SELECT count(*) FROM event JOIN subject ON subject.seq = subject WHERE instance IN (2, 3, 4)"),
-            Answers({"3"}));
+  EXPECT_EQ(ask("SELECT count(*) FROM inputs WHERE instance = 1"), Answers({std::to_string(1 + sent / slow().size())}));
+  EXPECT_EQ(ask("SELECT count(*) FROM inputs WHERE instance IN (2, 3, 4)"), Answers({"3"}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Signals, StopTest, ::testing::Values(SIGTERM, SIGINT));

@@ -12,7 +12,6 @@
 #include <utility>
 
 #include "ledger/sqlite.h"
-#include "model/change.h"
 
 namespace polaiga::engine::test {
 namespace {
@@ -123,14 +122,6 @@ std::vector<std::string> RunTest::ask(const std::string& ledger, const std::stri
   std::vector<std::string> found;
   while (statement.step()) found.emplace_back(statement.text(0));
   return found;
-}
-
-std::vector<std::string> RunTest::outcomes() const {
-  std::vector<std::string> words;
-  for (const std::string& number : ask("SELECT outcome FROM event WHERE outcome IS NOT NULL ORDER BY seq")) {
-    words.emplace_back(outcome_word(static_cast<Outcome>(std::stoi(number))));
-  }
-  return words;
 }
 
 Ended stop(Child& engine, int signal) {

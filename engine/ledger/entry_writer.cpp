@@ -12,8 +12,8 @@ namespace {
 
 // What an era knows of its rows takes memory; beyond this it begins anew, and rows
 // are stored again.
-constexpr std::size_t kMostSubjects = 16'384;
-constexpr std::size_t kMostForms = 4'096;
+constexpr std::size_t kMostSubjects = 32'768;
+constexpr std::size_t kMostForms = 8'192;
 
 constexpr std::int64_t kRowBytes = 40;  // of a row, beside what it says; about
 

@@ -25,7 +25,7 @@ constexpr std::int64_t kMostLogBytes = std::int64_t{16} * 1024 * 1024;
 constexpr std::int64_t kPagesOfInput = 5;
 constexpr std::int64_t kMostInputs = 4096;
 
-constexpr std::int64_t kEraInputs = 16'384;
+constexpr std::int64_t kEraInputs = 32'768;
 constexpr std::int64_t kEraPart = 16;  // of the file, for what an era repeats
 
 // How long the start of an engine may wait for what is past a retention that was

@@ -25,7 +25,7 @@ namespace {
 #ifdef POLAIGA_SHORT_WALK
 constexpr int kSequences = 300;
 #else
-constexpr int kSequences = 3000;
+constexpr int kSequences = 1000;
 #endif
 
 // What `work` answers, in a process whose library has seen nothing yet.

@@ -93,8 +93,8 @@ std::vector<std::string> records_of(const std::string& ledger) {
   const Database db(ledger, Access::kRead);
   Statement rows(
       db,
-      "SELECT outcome, fault_dn, descr, disposition, cause_id, clear_cause_id, clear_cause, code, clear_code, "
-      "fault_key FROM event JOIN form ON form.seq = event.form ORDER BY event.seq");
+      "SELECT change, fault_dn, descr, disposition, cause_id, clear_cause_id, clear_cause, code, clear_code, "
+      "fault_key FROM records ORDER BY seq");
   std::vector<std::string> records;
   while (rows.step()) {
     std::string text;

@@ -52,6 +52,9 @@ inline const Case kRejected[] = {
     {"ne", process_ne_fault, "BMC_LINK", 125, 1, 38, 0},
 };
 
+// Gives the time-zone file another zone name, or removes it: null. It begins with Europe/Berlin.
+void write_zone_file(const char* zone);
+
 fe_sensor_event event_of(const Case& c);
 
 // The C library calls of a time stamp alone, as every filter makes them.

@@ -60,4 +60,7 @@ fe_sensor_event event_of(const Case& c);
 // The C library calls of a time stamp alone, as every filter makes them.
 void bare_stamp();
 
+// The same, once before anything is measured: the C library then reads the zone's rules.
+void first_stamp();
+
 }  // namespace polaiga::bench

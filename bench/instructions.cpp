@@ -21,6 +21,7 @@ int main(int argc, char** argv) {
       std::fputs(c.name, stdout);
       std::fputc('\n', stdout);
     } else if (std::strcmp(name, c.name) == 0) {
+      first_stamp();
       for (int i = 0; i < calls; ++i) {
         bare_stamp();
         fe_sensor_event event = event_of(c);

@@ -97,13 +97,13 @@ std::int32_t process_add_in_fault(fe_sensor_event* ev, fe_fault_record** out) {
     write_text(rn, colon != nullptr ? std::string_view(name, static_cast<std::size_t>(colon - name)) : name);
     label = colon != nullptr ? colon + 1 : "";
   } else {
-    TextWriter(rn).add("adaptor-").add_number(card);
-    TextWriter(own_label).add("Add-in Card ").add_number(card);
+    TextWriter(rn).add_literal("adaptor-").add_number(card);
+    TextWriter(own_label).add_literal("Add-in Card ").add_number(card);
     label = own_label;
   }
   write_key(*record);
   record->oid_len = arcs;
-  TextWriter(record->dn).add("sys/rack-unit-1/").add(rn);
+  TextWriter(record->dn).add_literal("sys/rack-unit-1/").add(rn);
   write_text(record->rn, rn);
   stamp_event(*record, *ev);
 

@@ -11,8 +11,8 @@ namespace {
 struct Object {
   std::uint8_t entity_id;
   FaultClass fault_class;
-  const char* dn;  // formats of the instance
-  const char* rn;
+  Format dn;  // of the instance
+  Format rn;
 };
 constexpr std::uint8_t kControllerId = 212;
 
@@ -156,8 +156,8 @@ void write_object(fe_fault_record& record) {
   const Insert insert{.number = record.event.entity_instance};
   for (const Object& object : kObjects) {
     if (object.entity_id != record.event.entity_id) continue;
-    TextWriter(record.dn).add_format(object.dn, insert);
-    TextWriter(record.rn).add_format(object.rn, insert);
+    TextWriter(record.dn).add(object.dn, insert);
+    TextWriter(record.rn).add(object.rn, insert);
     write_oid(record, object.fault_class);
     return;
   }

@@ -12,7 +12,8 @@ constexpr Sensors kOtherListed = 1 << 1;
 constexpr Sensors kUnlisted = 1 << 2;
 constexpr Sensors kListed = kCoreTemperature | kOtherListed;
 
-constexpr Sensors group_of(std::int32_t id) {
+Sensors group_of(const char* sensor) {
+  const std::int32_t id = exceptional_sensor_lookup(sensor);
   if (id >= 1 && id <= 4) return kCoreTemperature;
   if (id >= 5 && id <= 20) return kOtherListed;
   return kUnlisted;
@@ -104,7 +105,6 @@ constexpr DictionaryFilter kProcessors{
     .rows = ent_cpu_map,
     .row_count = &ent_cpu_map_sz,
     .subtype = &fe_sensor_map_row::sensor_class,  // where the system board takes the subtype: intended
-    .exceptional_id = exceptional_sensor_lookup,
     .group_of = group_of,
     .thresholds = kThresholds,
     .words = kWords,

@@ -3,8 +3,6 @@
 #include <polaiga/filters.h>
 #include <polaiga/tables.h>
 
-#include <cstring>
-
 #include "framework/faults.h"
 
 namespace polaiga {
@@ -86,13 +84,13 @@ static_assert(decides_once(kRules));
 // Which fan a sensor of a module stands for.
 struct Fan {
   std::int32_t number;
-  const char* tachometer;
+  std::string_view tachometer;
 };
 
-Fan fan_of(std::int32_t module, const char* sensor) {
+Fan fan_of(std::int32_t module, std::string_view sensor) {
   const std::uint32_t twice = static_cast<std::uint32_t>(module) * 2;
-  if (std::strstr(sensor, "TACH1") != nullptr) return {static_cast<std::int32_t>(twice - 1), "1"};
-  if (std::strstr(sensor, "TACH2") != nullptr) return {static_cast<std::int32_t>(twice), "2"};
+  if (contains(sensor, "TACH1")) return {static_cast<std::int32_t>(twice - 1), "1"};
+  if (contains(sensor, "TACH2")) return {static_cast<std::int32_t>(twice), "2"};
   return {module, "1"};  // the speed sensors count modules, and share that fan's state: intended
 }
 
@@ -104,12 +102,16 @@ std::int32_t process_fan_fault(fe_sensor_event* ev, fe_fault_record** out) {
   fe_fault_record* const record = open_record(ev, out);
   if (record == nullptr) return kNoFault;
   const std::int32_t module = ev->entity_instance;
-  const Fan fan = fan_of(module, sensor_name(record->event).data());
+  const Fan fan = fan_of(module, sensor_name(record->event));
   record->event.entity_instance = fan.number;
   write_oid(*record, kClass);
   write_key(*record);
-  TextWriter(record->dn).add("sys/rack-unit-1/fan-module-1-").add_number(module).add("/fan-").add(fan.tachometer);
-  TextWriter(record->rn).add("fan-module-1-").add_number(module).add("/fan-").add(fan.tachometer);
+  TextWriter(record->dn)
+      .add_literal("sys/rack-unit-1/fan-module-1-")
+      .add_number(module)
+      .add_literal("/fan-")
+      .add(fan.tachometer);
+  TextWriter(record->rn).add_literal("fan-module-1-").add_number(module).add_literal("/fan-").add(fan.tachometer);
   stamp_event(*record, *ev);
 
   const std::int32_t id = expectional_fan_sensor_lookup(sensor_name(record->event).data());

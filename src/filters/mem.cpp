@@ -153,8 +153,8 @@ std::int32_t process_mem_fault(fe_sensor_event* ev, fe_fault_record** out) {
   if (array) {
     write_names(*record, "sys/rack-unit-1/board/memarray-1", "memarray-1");
   } else {
-    TextWriter(record->dn).add("sys/rack-unit-1/board/memarray-1/mem-").add_number(instance);
-    TextWriter(record->rn).add("memarray-1/mem-").add_number(instance);
+    TextWriter(record->dn).add_literal("sys/rack-unit-1/board/memarray-1/mem-").add_number(instance);
+    TextWriter(record->rn).add_literal("memarray-1/mem-").add_number(instance);
   }
   stamp_event(*record, *ev);
   // The record leaves with the group above the instance, filled or not; names

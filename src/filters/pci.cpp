@@ -64,8 +64,8 @@ std::int32_t process_pci_fault(fe_sensor_event* ev, fe_fault_record** out) {
   if (ev->entity_subtype == kRackSubtype) {
     write_names(*record, "sys/rack-unit-1", "rack-unit-1");
   } else {
-    TextWriter(record->dn).add("sys/rack-unit-1/equipped-slot-").add_number(slot);
-    TextWriter(record->rn).add("equipped-slot-").add_number(slot);
+    TextWriter(record->dn).add_literal("sys/rack-unit-1/equipped-slot-").add_number(slot);
+    TextWriter(record->rn).add_literal("equipped-slot-").add_number(slot);
   }
   stamp_event(*record, *ev);
 

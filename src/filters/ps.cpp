@@ -4,8 +4,6 @@
 #include <polaiga/services.h>
 #include <polaiga/tables.h>
 
-#include <cstring>
-
 #include "framework/clear_text.h"
 #include "framework/faults.h"
 #include "framework/sensor_rows.h"
@@ -105,17 +103,17 @@ constexpr FaultRule kRules[] = {
      .descr = "%s: Power Supply %d input error: Cleared",
      .fault = &kInoperable, .disposition = kCritical, .clear_code = 374, .clear_cause = full(kEquipmentInoperable)},
 
-    {.when = {.offsets = 35, .states = kAsserted, .none_of = kIsMissing}, .descr = psu_config_error[0],
+    {.when = {.offsets = 35, .states = kAsserted, .none_of = kIsMissing}, .descr = Format::of_table(psu_config_error[0]),
      .fault = &kIdentity, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty},
-    {.when = {.offsets = 36, .states = kAsserted, .none_of = kIsMissing}, .descr = psu_config_error[1],
+    {.when = {.offsets = 36, .states = kAsserted, .none_of = kIsMissing}, .descr = Format::of_table(psu_config_error[1]),
      .fault = &kIdentity, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty},
-    {.when = {.offsets = 37, .states = kAsserted, .none_of = kIsMissing}, .descr = psu_config_error[2],
+    {.when = {.offsets = 37, .states = kAsserted, .none_of = kIsMissing}, .descr = Format::of_table(psu_config_error[2]),
      .fault = &kIdentity, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty},
-    {.when = {.offsets = 38, .states = kAsserted, .none_of = kIsMissing}, .descr = psu_config_error[3],
+    {.when = {.offsets = 38, .states = kAsserted, .none_of = kIsMissing}, .descr = Format::of_table(psu_config_error[3]),
      .fault = &kIdentity, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty},
-    {.when = {.offsets = 39, .states = kAsserted, .none_of = kIsMissing}, .descr = psu_config_error[4],
+    {.when = {.offsets = 39, .states = kAsserted, .none_of = kIsMissing}, .descr = Format::of_table(psu_config_error[4]),
      .fault = &kIdentity, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty},
-    {.when = {.offsets = 40, .states = kAsserted, .none_of = kIsMissing}, .descr = psu_config_error[5],
+    {.when = {.offsets = 40, .states = kAsserted, .none_of = kIsMissing}, .descr = Format::of_table(psu_config_error[5]),
      .fault = &kIdentity, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty},
     {.when = {.offsets = {35, 40}, .states = kDeasserted},
      .descr = "%s: Power Supply %d FRU configuration error: Cleared",
@@ -234,7 +232,7 @@ std::int32_t report_supply(const fe_sensor_event& event, fe_fault_record& record
   psu_fault_state.update(supply, *rule);
   if (rule->fault == &kRedundancy) write_text(record.dn, "sys/rack-unit-1");  // the RN stays the supply's: intended
   const std::string_view name = sensor_name(event);
-  const char* const direction = std::strstr(name.data(), "POUT") != nullptr ? "output" : "input";
+  const std::string_view direction = contains(name, "POUT") ? "output" : "input";
   return report(*rule, record, {.first = name, .further = direction, .number = supply});
 }
 
@@ -250,8 +248,8 @@ std::int32_t process_ps_fault(fe_sensor_event* ev, fe_fault_record** out) {
   const std::int32_t index = find_row(ent_ps_map, ent_ps_map_sz, name);
   const fe_sensor_map_row* const row = index >= 0 ? &ent_ps_map[index] : nullptr;
   const std::int32_t supply = ev->entity_instance;
-  TextWriter(record->dn).add("sys/rack-unit-1/psu-").add_number(supply);
-  TextWriter(record->rn).add("psu-").add_number(supply);
+  TextWriter(record->dn).add_literal("sys/rack-unit-1/psu-").add_number(supply);
+  TextWriter(record->rn).add_literal("psu-").add_number(supply);
   write_key(*record, row != nullptr ? row->row_number : supply);
   fe_logger("sensor: %s id: %d instance: %d type: %d Index: %d\n", name.data(), record->event.entity_id, supply,
             record->event.entity_subtype, static_cast<std::int32_t>(record->fault_key));

@@ -16,7 +16,7 @@ namespace {
 struct Object {
   std::uint8_t entity_id;
   FaultClass fault_class;
-  const char* tail;  // format of the disk or drive number
+  Format tail;  // of the disk or drive number
 };
 constexpr std::uint8_t kControllerId = 208;
 constexpr std::uint8_t kDiskId = 209;
@@ -31,7 +31,7 @@ constexpr Object kObjects[] = {
 };
 
 // Controller types, by entity subtype.
-constexpr const char* kTypes[] = {"SAS", "SATA", "FLASH"};
+constexpr std::string_view kTypes[] = {"SAS", "SATA", "FLASH"};
 
 constexpr Fault kControllerInoperable{1004, "fltStorageControllerInoperable", kEquipmentInoperable};
 constexpr Fault kPatrolReadFailed{1003, "fltStorageControllerInoperable", kEquipmentInoperable};
@@ -228,7 +228,7 @@ void find_address(Address& address, const fe_sensor_event& event) {
   find_name(address.group, event.group_instance, "Group");
   if (event.entity_subtype < std::size(kTypes)) address.type = kTypes[event.entity_subtype];
   const std::string_view owner = event.entity_id == kControllerId ? address.user : address.group;
-  TextWriter(address.slot).add("SLOT-").add(owner);
+  TextWriter(address.slot).add_literal("SLOT-").add(owner);
   address.controller = is_sas(owner) ? owner : address.slot;
   if (event.entity_id == kDiskId) address.disk = event.entity_instance & 0xFF;
   if (event.entity_id == kDriveId) address.drive = event.entity_instance & 63;
@@ -241,9 +241,9 @@ void write_object(fe_fault_record& record, const Address& address) {
   for (const Object& object : kObjects) {
     if (object.entity_id != record.event.entity_id) continue;
     const auto write_name = [&](TextWriter name) {
-      name.add("storage-").add(address.type).add("-").add(address.controller).add_format(object.tail, insert);
+      name.add_literal("storage-").add(address.type).add_literal("-").add(address.controller).add(object.tail, insert);
     };
-    write_name(TextWriter(record.dn).add("sys/rack-unit-1/board/"));
+    write_name(TextWriter(record.dn).add_literal("sys/rack-unit-1/board/"));
     write_name(TextWriter(record.rn));
     write_oid(record, object.fault_class);
     if (object.entity_id == kControllerId) std::puts("STOR_CTLR_ENTITY");
@@ -279,8 +279,8 @@ void write_engine_code_texts(fe_fault_record& record) {
   fe_itoa(static_cast<std::int32_t>(record.code), digits, 0);
   const std::string_view code = field_text(digits);
   const char* const zero = digits[0] != '0' && code.size() <= 3 ? "0" : "";
-  TextWriter(record.code_text).add("F").add(zero).add(code);
-  TextWriter(record.fault_dn).add(field_text(record.dn)).add("/fault-F").add(zero).add(code);
+  TextWriter(record.code_text).add_literal("F").add(zero).add(code);
+  TextWriter(record.fault_dn).add(field_text(record.dn)).add_literal("/fault-F").add(zero).add(code);
 }
 
 }  // namespace

@@ -9,7 +9,8 @@
 namespace polaiga {
 namespace {
 
-constexpr const char* kCleared = ": Cleared";
+constexpr char kCleared[] = ": Cleared";
+constexpr std::size_t kLast = FE_DESCR_SIZE - 1;  // where the NUL of a full description stands
 
 // Takes the next token off `rest`; empty when there is none.
 std::string_view next_token(std::string_view& rest) {
@@ -21,25 +22,29 @@ std::string_view next_token(std::string_view& rest) {
 
 bool clear_from(char (&descr)[FE_DESCR_SIZE], std::size_t colon) {
   if (colon == std::string_view::npos) return false;
-  TextWriter(descr, colon).add(kCleared);
+  TextWriter(descr, colon).add_literal(kCleared);
   return true;
 }
 
 }  // namespace
 
 bool clear_by_tokens(char (&descr)[FE_DESCR_SIZE], Keep keep) {
-  char raised[FE_DESCR_SIZE];
-  std::memcpy(raised, descr, sizeof raised);
-  std::string_view rest = field_text(raised);
+  std::string_view rest = field_text(descr);
   const std::string_view first = next_token(rest);
   if (first.empty()) return false;
-  TextWriter cleared(descr);
-  cleared.add(first);
-  if (keep == Keep::kNameAndText) {
-    const std::string_view second = next_token(rest);
-    if (!second.empty()) cleared.add(": ").add(second);
+  const std::string_view second = keep == Keep::kNameAndText ? next_token(rest) : std::string_view();
+
+  // Both move within the field: the first to its beginning, the second to behind ": ".
+  if (first.data() != descr) std::memmove(descr, first.data(), first.size());
+  std::size_t size = std::min(first.size(), kLast);
+  if (!second.empty()) {
+    const std::size_t at = std::min(size + 2, kLast);
+    const std::size_t kept = std::min(second.size(), kLast - at);
+    std::memmove(descr + at, second.data(), kept);
+    std::memcpy(descr + size, ": ", 2);
+    size = at + kept;
   }
-  cleared.add(kCleared);
+  TextWriter(descr, size).add_literal(kCleared);
   return true;
 }
 

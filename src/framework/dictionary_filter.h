@@ -18,12 +18,11 @@ struct DictionaryFilter {
   FaultClass fault_class;
   const fe_sensor_map_row* rows;
   const std::int32_t* row_count;
-  std::uint8_t fe_sensor_map_row::*subtype;     // row byte that becomes the entity subtype
-  std::int32_t (*exceptional_id)(const char*);  // lookup in the filter's exceptional list
-  Sensors (*group_of)(std::int32_t id);         // the group of sensors that an id stands for
-  std::span<const RowRule> thresholds;          // of threshold sensors, for all events
-  std::span<const WordRule> words;              // the first that holds counts
-  Sensors named_clears;                         // groups whose clear text is the sensor name alone
+  std::uint8_t fe_sensor_map_row::*subtype;  // row byte that becomes the entity subtype
+  Sensors (*group_of)(const char* sensor);   // the group of sensors that it belongs to
+  std::span<const RowRule> thresholds;       // of threshold sensors, for all events
+  std::span<const WordRule> words;           // the first that holds counts
+  Sensors named_clears;                      // groups whose clear text is the sensor name alone
 };
 
 // Discrete sensors, at any offset.

@@ -14,11 +14,11 @@ void apply_fault(const FaultRule& rule, fe_fault_record& record) {
     record.disposition = static_cast<std::uint8_t>(rule.disposition);
   record.clear_code = rule.clear_code;
   if (rule.clear_cause.writes_id) record.clear_cause_id = rule.clear_cause.id;
-  if (rule.clear_cause.text != nullptr) write_text(record.clear_cause, rule.clear_cause.text);
+  if (rule.clear_cause.text.data() != nullptr) write_text(record.clear_cause, rule.clear_cause.text);
 }
 
 void apply_description(const FaultRule& rule, fe_fault_record& record, const Insert& insert) {
-  if (rule.descr != nullptr) TextWriter(record.descr).add_format(rule.descr, insert);
+  if (rule.descr.has_text()) TextWriter(record.descr).add(rule.descr, insert);
   record.cause_id = rule.fault->cause.id;
   write_text(record.cause, rule.fault->cause.text);
 }

@@ -5,6 +5,7 @@
 #include <polaiga/records.h>
 
 #include <cstdint>
+#include <string_view>
 
 #include "framework/decision.h"
 #include "framework/framing.h"
@@ -15,7 +16,7 @@ namespace polaiga {
 // A probable cause.
 struct Cause {
   std::uint32_t id;
-  const char* text;
+  std::string_view text;
 };
 
 inline constexpr Cause kEquipmentInoperable{214, "equipment-inoperable"};
@@ -36,7 +37,7 @@ inline constexpr Cause kEquipmentUnhealthy{389, "equipment-unhealthy"};
 // A fault with the cause that it is reported with.
 struct Fault {
   std::uint32_t code;
-  const char* name;
+  std::string_view name;
   const Cause& cause;
 };
 
@@ -56,18 +57,18 @@ enum class Disposition : std::uint8_t {
 struct ClearCause {
   bool writes_id = false;
   std::uint32_t id = 0;
-  const char* text = nullptr;  // null: the text is left alone
+  std::string_view text = {};  // null: the text is left alone
 };
 inline constexpr ClearCause kCauseUntouched{};
 inline constexpr ClearCause kCauseZero{.writes_id = true};
 inline constexpr ClearCause kCauseEmpty{.writes_id = true, .text = ""};
 constexpr ClearCause full(const Cause& cause) { return {true, cause.id, cause.text}; }
-constexpr ClearCause number_only(const Cause& cause) { return {true, cause.id, nullptr}; }
+constexpr ClearCause number_only(const Cause& cause) { return {true, cause.id, {}}; }
 
 // One line of a decision table.
 struct FaultRule {
   Condition when;
-  const char* descr;  // format; null: the text is left alone
+  Format descr;  // null: the text is left alone
   const Fault* fault;
   Disposition disposition;
   std::uint32_t clear_code;

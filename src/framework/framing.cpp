@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 #include "framework/text.h"
@@ -39,8 +40,8 @@ __attribute__((noinline)) std::string_view sensor_name(const fe_sensor_event& ev
 }
 
 std::uint8_t write_oid_arcs(fe_fault_record& record, const FaultClass& fault_class) {
-  std::uint8_t count = 0;
-  for (const std::uint32_t arc : kOidPrefix) record.oid[count++] = arc;
+  std::memcpy(record.oid, kOidPrefix, sizeof kOidPrefix);
+  std::uint8_t count = std::size(kOidPrefix);
   for (const std::uint8_t* arc = fault_class.arcs; *arc != 0; ++arc) record.oid[count++] = *arc;
   return count;
 }
@@ -68,17 +69,20 @@ ZoneName stamp_time(fe_fault_record& record) {
   tzset();
   const std::time_t now = std::time(nullptr);
   record.created_time = static_cast<std::uint32_t>(now);
-  char stamp[20] = "";  // 19 characters: a year of five digits leaves it empty
-  if (const std::tm* local = std::localtime(&now)) {
-    if (std::strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%S", local) == 0) stamp[0] = '\0';
-  }
-  write_text(record.created, field_text(stamp));
+  char stamp[20];  // 19 characters: a year of five digits leaves it empty
+  std::size_t size = 0;
+  if (const std::tm* local = std::localtime(&now))
+    size = std::strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%S", local);
+  write_text(record.created, {stamp, size});
   return zone;
 }
 
 void write_code_texts(fe_fault_record& record) {
-  TextWriter(record.code_text).add("F").add_code(record.code);
-  TextWriter(record.fault_dn).add(field_text(record.dn)).add("/fault-").add(record.code_text);
+  char text[sizeof "/fault-F-2147483648"];
+  const char* const end = TextWriter(text).add_literal("/fault-F").add_code(record.code).end();
+  const char* const code = text + sizeof "/fault-" - 1;
+  write_text(record.code_text, {code, static_cast<std::size_t>(end - code)});
+  TextWriter(record.fault_dn).add(field_text(record.dn)).add({text, static_cast<std::size_t>(end - text)});
 }
 
 void stamp_event(fe_fault_record& record, const fe_sensor_event& event) {

@@ -41,7 +41,7 @@ struct RowRule {
   Disposition disposition;
   Code clear_code;
   ClearCauseId clear_cause_id;
-  const char* words = nullptr;  // threshold words; null: none of its own
+  std::string_view words = {};  // threshold words; empty: none of its own
   bool deasserts = false;       // the event is taken as deasserted
   Memory sets = 0;
   Memory clears = 0;
@@ -50,7 +50,7 @@ struct RowRule {
 // Threshold words by event, for filters that choose them apart from the codes.
 struct WordRule {
   Condition when;
-  const char* words;
+  std::string_view words;
 };
 
 // Index of the last row of that name, -1 when there is none.

@@ -13,7 +13,8 @@ constexpr Sensors kCoreTemperature = 1 << 2;
 constexpr Sensors kVoltage = 1 << 3;
 constexpr Sensors kOther = 1 << 4;
 
-constexpr Sensors group_of(std::int32_t id) {
+Sensors group_of(const char* sensor) {
+  const std::int32_t id = expectional_sensor_lookup(sensor);
   if (id == 1 || id == 8) return kEventLog;
   if (id == 2 || id == 3) return kBattery;
   if (id >= 4 && id <= 7) return kCoreTemperature;
@@ -30,9 +31,9 @@ constinit Memory sel_state = 0;
 
 constinit std::uint32_t sys_board_row_state[25] = {};
 
-constexpr const char* kCapacityIsLow = "capacity is low";
-constexpr const char* kCapacityIsVeryLow = "capacity is very low";
-constexpr const char* kLogIsFull = "is Full: Clear the log";
+constexpr std::string_view kCapacityIsLow = "capacity is low";
+constexpr std::string_view kCapacityIsVeryLow = "capacity is very low";
+constexpr std::string_view kLogIsFull = "is Full: Clear the log";
 
 constexpr ClearCauseId kDegraded = id_of(kEquipmentDegraded);
 constexpr ClearCauseId kInoperable = id_of(kEquipmentInoperable);
@@ -160,7 +161,6 @@ constexpr DictionaryFilter kSysBoard{
     .rows = ent_map,
     .row_count = &ent_map_sz,
     .subtype = &fe_sensor_map_row::subtype,
-    .exceptional_id = expectional_sensor_lookup,
     .group_of = group_of,
     .thresholds = kThresholds,
     .words = kWords,

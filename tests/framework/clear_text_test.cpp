@@ -126,6 +126,30 @@ TEST(ClearByTokens, FieldWithoutANul) {
   }
 }
 
+// Both tokens are moved within the field, which may be full and need not have a
+// NUL: wherever they stand, the result is theirs, cut, and no byte behind it changes.
+TEST(ClearByTokens, TokensMayStandAnywhere) {
+  for (std::size_t before = 0; before <= 3; ++before) {
+    for (std::size_t between = 1; between <= 3; ++between) {
+      for (std::size_t first = 1; before + first + between < FE_DESCR_SIZE; ++first) {
+        for (const std::size_t second : {std::size_t{1}, std::size_t{40}, FE_DESCR_SIZE - before - first - between}) {
+          if (before + first + between + second > FE_DESCR_SIZE) continue;
+          std::string text = std::string(before, ':') + x(first) + std::string(between, ':') + std::string(second, 'y');
+          text.resize(FE_DESCR_SIZE, '\0');
+          const std::string cleared = (x(first) + ": " + std::string(second, 'y') + ": Cleared").substr(0, 223);
+          std::string want = text;
+          want.replace(0, cleared.size() + 1, cleared.c_str(), cleared.size() + 1);
+          Description descr("");
+          std::memcpy(descr.field(), text.data(), FE_DESCR_SIZE);
+          EXPECT_TRUE(name_and_text(descr.field()));
+          ASSERT_EQ(std::string(descr.field(), FE_DESCR_SIZE), want) << before << ' ' << first << ' ' << between;
+          EXPECT_TRUE(descr.guards_hold());
+        }
+      }
+    }
+  }
+}
+
 TEST(ClearAtLastColon, CutsThere) {
   expect_cleared(clear_at_last_colon, {
                                           {"A: B: C", "A: B: Cleared"},

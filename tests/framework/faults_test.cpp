@@ -151,7 +151,7 @@ TEST(Causes, Numbers) {
   };
   for (const auto& c : cases) {
     EXPECT_EQ(c.cause.id, c.id);
-    EXPECT_STREQ(c.cause.text, c.text);
+    EXPECT_EQ(c.cause.text, c.text);
   }
 }
 

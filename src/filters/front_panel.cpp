@@ -19,25 +19,25 @@ using enum Disposition;
 constexpr FaultRule kRules[] = {
     {.when = {.offsets = 105, .states = kAsserted},
      .descr = "%s: Front Panel Thermal Threshold at upper non critical levels: Check Cooling ",
-     .fault = &kNonCriticalFault, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty},
+     .fault = &kNonCriticalFault, .disposition = kRaise, .clear_cause = kNumberAndText},
     {.when = {.offsets = 105, .states = kDeasserted},
      .descr = "%s: Front Panel Thermal Threshold at upper non critical levels: Cleared ",
-     .fault = &kNonCriticalFault, .disposition = kNonCritical, .clear_code = 154, .clear_cause = full(kThermalProblem)},
+     .fault = &kNonCriticalFault, .disposition = kNonCritical, .cleared = &kNonCriticalFault, .clear_cause = kNumberAndText},
 
     {.when = {.offsets = 106, .states = only(4)},
      .descr = "%s: Front Panel Thermal Threshold at upper non critical levels: Check Cooling ",
-     .fault = &kNonCriticalFault, .disposition = kCritical, .clear_code = 153, .clear_cause = full(kThermalProblem)},
+     .fault = &kNonCriticalFault, .disposition = kCritical, .cleared = &kCriticalFault, .clear_cause = kNumberAndText},
     {.when = {.offsets = 106, .states = except(4)},
      .descr = "%s: Front Panel Thermal Threshold at upper critical levels: Check Cooling ",
-     .fault = &kCriticalFault, .disposition = kNonCritical, .clear_code = 154, .clear_cause = full(kThermalProblem)},
+     .fault = &kCriticalFault, .disposition = kNonCritical, .cleared = &kNonCriticalFault, .clear_cause = kNumberAndText},
 
     {.when = {.offsets = 107, .states = only(5)},
      .descr = "%s: Front Panel Thermal Threshold at upper critical levels: Check Cooling ",
-     .fault = &kCriticalFault, .disposition = kNonRecoverable, .clear_code = 155, .clear_cause = full(kThermalProblem)},
+     .fault = &kCriticalFault, .disposition = kNonRecoverable, .cleared = &kNonRecoverableFault, .clear_cause = kNumberAndText},
     // Disposition 3, where other escalations have 5: intended.
     {.when = {.offsets = 107, .states = except(5)},
      .descr = "%s: Front Panel Thermal Threshold at upper non recoverable levels: Check Cooling ",
-     .fault = &kNonRecoverableFault, .disposition = kPresence, .clear_code = 153, .clear_cause = full(kThermalProblem)},
+     .fault = &kNonRecoverableFault, .disposition = kPresence, .cleared = &kCriticalFault, .clear_cause = kNumberAndText},
 };
 static_assert(decides_once(kRules));
 // clang-format on

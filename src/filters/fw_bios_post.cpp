@@ -16,11 +16,11 @@ constexpr Fault kPostFailure{517, "fltComputePhysicalPostfailure", kEquipmentPro
 constexpr FaultRule kRules[] = {
     {.when = {.offsets = 103, .states = kAsserted},
      .descr = "%s: Bios Post Failed: Check hardware ",
-     .fault = &kPostFailure, .disposition = Disposition::kRaise, .clear_code = 0, .clear_cause = kCauseZero},
+     .fault = &kPostFailure, .disposition = Disposition::kRaise, .clear_cause = kNumberOnly},
     // Two colons, and the text of the clear cause left alone: intended.
     {.when = {.offsets = 103, .states = kDeasserted},
      .descr = "%s: Bios Post Failed:: Cleared",
-     .fault = &kPostFailure, .disposition = Disposition::kNonRecoverable, .clear_code = 517, .clear_cause = number_only(kEquipmentProblem)},
+     .fault = &kPostFailure, .disposition = Disposition::kNonRecoverable, .cleared = &kPostFailure, .clear_cause = kNumberOnly},
 };
 static_assert(decides_once(kRules));
 // clang-format on

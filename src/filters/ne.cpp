@@ -13,16 +13,16 @@ constexpr Fault kLinkDown{717, "fltMgmtIfMissing", kLinkMissing};
 
 using enum Disposition;
 
-// A clear names no code that it clears; disposition and clear cause are left
-// alone: intended.
+// No rule names a disposition or something that it clears, not even that of a
+// clear, so the record's disposition and clear cause stay the caller's: intended.
 // clang-format off
 constexpr FaultRule kRules[] = {
     {.when = {.offsets = 126, .states = kAsserted},
      .descr = "Management Interface Link Down : %s Check the network cable connection",
-     .fault = &kLinkDown, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+     .fault = &kLinkDown},
     {.when = {.offsets = 126, .states = kDeasserted},
      .descr = "Management Interface Link Down : %s: Cleared",
-     .fault = &kLinkDown, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+     .fault = &kLinkDown},
 };
 static_assert(decides_once(kRules));
 // clang-format on

@@ -21,32 +21,32 @@ using enum Disposition;
 constexpr FaultRule kRules[] = {
     {.when = {.offsets = 63, .states = kAsserted},
      .descr = "%s: PCI %d riser is missing: reseat or replace PCI riser %d",
-     .fault = &kRemoved, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero},
+     .fault = &kRemoved, .disposition = kRaise, .clear_cause = kNumberOnly},
     {.when = {.offsets = 63, .states = kDeasserted},
      .descr = "%s: PCI %d riser is missing: Cleared",
-     .fault = &kRemoved, .disposition = kPresence, .clear_code = 376, .clear_cause = number_only(kEquipmentMissing)},
+     .fault = &kRemoved, .disposition = kPresence, .cleared = &kRemoved, .clear_cause = kNumberOnly},
 
     // A raise that names a clear code all the same: intended.
     {.when = {.offsets = 108, .states = kAsserted},
      .descr = "%s: PCI Slot %d riser card is upper non critical: Check device cooling",
-     .fault = &kIoCardNonCritical, .disposition = kRaise, .clear_code = 729, .clear_cause = kCauseUntouched},
+     .fault = &kIoCardNonCritical, .disposition = kRaise, .cleared = &kIoCardNonCritical},
     {.when = {.offsets = 108, .states = kDeasserted},
      .descr = "%s: PCI Slot %d  riser card is upper non critical: Cleared",
-     .fault = &kIoCardNonCritical, .disposition = kNonCritical, .clear_code = 729, .clear_cause = kCauseUntouched},
+     .fault = &kIoCardNonCritical, .disposition = kNonCritical, .cleared = &kIoCardNonCritical},
 
     {.when = {.offsets = 109, .states = only(4)},
      .descr = "%s: PCI Slot %d  riser card is upper non critical: Check device cooling",
-     .fault = &kIoCardNonCritical, .disposition = kCritical, .clear_code = 730, .clear_cause = kCauseUntouched},
+     .fault = &kIoCardNonCritical, .disposition = kCritical, .cleared = &kIoCardCritical},
     {.when = {.offsets = 109, .states = except(4)},
      .descr = "%s: PCI Slot %d riser card is upper critical: Check device cooling",
-     .fault = &kIoCardCritical, .disposition = kNonCritical, .clear_code = 729, .clear_cause = kCauseUntouched},
+     .fault = &kIoCardCritical, .disposition = kNonCritical, .cleared = &kIoCardNonCritical},
 
     {.when = {.offsets = 110, .states = only(5)},
      .descr = "%s: PCI Slot %d  riser card is upper critical: Check device cooling",
-     .fault = &kIoCardCritical, .disposition = kNonRecoverable, .clear_code = 731, .clear_cause = kCauseUntouched},
+     .fault = &kIoCardCritical, .disposition = kNonRecoverable, .cleared = &kIoCardNonRecoverable},
     {.when = {.offsets = 110, .states = except(5)},
      .descr = "%s: PCI Slot %d riser card is upper non recoverable: Check device cooling",
-     .fault = &kIoCardNonRecoverable, .disposition = kCritical, .clear_code = 730, .clear_cause = kCauseUntouched},
+     .fault = &kIoCardNonRecoverable, .disposition = kCritical, .cleared = &kIoCardCritical},
 };
 static_assert(decides_once(kRules));
 // clang-format on

@@ -1,6 +1,12 @@
 #include "framework/faults.h"
 
 namespace polaiga {
+namespace {
+
+constexpr Cause kNoCause{0, ""};
+constexpr Fault kNothing{.code = 0, .name = {}, .cause = kNoCause};  // what is cleared by a rule that clears nothing
+
+}  // namespace
 
 void apply(const FaultRule& rule, fe_fault_record& record, const Insert& insert) {
   apply_fault(rule, record);
@@ -12,9 +18,10 @@ void apply_fault(const FaultRule& rule, fe_fault_record& record) {
   write_text(record.name, rule.fault->name);
   if (rule.disposition != Disposition::kDispositionUntouched)
     record.disposition = static_cast<std::uint8_t>(rule.disposition);
-  record.clear_code = rule.clear_code;
-  if (rule.clear_cause.writes_id) record.clear_cause_id = rule.clear_cause.id;
-  if (rule.clear_cause.text.data() != nullptr) write_text(record.clear_cause, rule.clear_cause.text);
+  const Fault& cleared = rule.cleared != nullptr ? *rule.cleared : kNothing;
+  record.clear_code = cleared.code;
+  if (rule.clear_cause != kCauseUntouched) record.clear_cause_id = cleared.cause.id;
+  if (rule.clear_cause == kNumberAndText) write_text(record.clear_cause, cleared.cause.text);
 }
 
 void apply_description(const FaultRule& rule, fe_fault_record& record, const Insert& insert) {

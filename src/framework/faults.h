@@ -53,26 +53,21 @@ enum class Disposition : std::uint8_t {
   kDispositionUntouched = 0xFF,  // the field is left alone
 };
 
-// The cause of what is cleared: which of its two fields are written, with what.
-struct ClearCause {
-  bool writes_id = false;
-  std::uint32_t id = 0;
-  std::string_view text = {};  // null: the text is left alone
-};
-inline constexpr ClearCause kCauseUntouched{};
-inline constexpr ClearCause kCauseZero{.writes_id = true};
-inline constexpr ClearCause kCauseEmpty{.writes_id = true, .text = ""};
-constexpr ClearCause full(const Cause& cause) { return {true, cause.id, cause.text}; }
-constexpr ClearCause number_only(const Cause& cause) { return {true, cause.id, {}}; }
+// How much the record says of the cause of the fault that is cleared. The rest
+// of its two fields is left alone.
+enum class ClearCause : std::uint8_t { kCauseUntouched, kNumberOnly, kNumberAndText };
+using enum ClearCause;
 
-// One line of a decision table.
+// One line of a decision table. A rule that names no disposition and no cause
+// leaves those fields alone. One that clears nothing writes 0 for the code, and
+// 0 and the empty text for as much of the cause as it writes.
 struct FaultRule {
   Condition when;
   Format descr;  // null: the text is left alone
   const Fault* fault;
-  Disposition disposition;
-  std::uint32_t clear_code;
-  ClearCause clear_cause;
+  Disposition disposition = Disposition::kDispositionUntouched;
+  const Fault* cleared = nullptr;  // the fault that is cleared or superseded
+  ClearCause clear_cause = kCauseUntouched;
   Memory sets = 0;    // what is remembered from now on
   Memory clears = 0;  // what is forgotten
 };

@@ -1,4 +1,4 @@
-#include "framework/sys_board_fixture.h"
+#include "filters/sys_board_fixture.h"
 
 namespace polaiga::test {
 namespace {

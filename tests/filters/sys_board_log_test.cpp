@@ -1,6 +1,6 @@
 #include <string_view>
 
-#include "framework/sys_board_fixture.h"
+#include "filters/sys_board_fixture.h"
 
 namespace polaiga::test {
 namespace {

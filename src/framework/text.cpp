@@ -7,11 +7,11 @@ namespace {
 
 constexpr std::size_t kMaxDigits = 11;  // of -2147483648
 
-// Writes the decimal text of `value`, at least `width` wide, before `end`.
+// Writes the decimal text of `value`, at least `width` wide, which is not 0, before `end`.
 char* digits_before(char* end, std::int32_t value, std::size_t width) {
   char* at = end;
   std::uint32_t rest = value < 0 ? 0U - static_cast<std::uint32_t>(value) : static_cast<std::uint32_t>(value);
-  const std::size_t digits = value < 0 && width > 0 ? width - 1 : width;  // the sign counts
+  const std::size_t digits = value < 0 ? width - 1 : width;  // the sign counts
   do {
     *--at = static_cast<char>('0' + rest % 10);
     rest /= 10;

@@ -1,4 +1,4 @@
-#include "support/filter_test.h"
+#include "support/fault_row.h"
 
 #include <cstddef>
 #include <string>
@@ -6,27 +6,7 @@
 namespace polaiga::test {
 namespace {
 
-// A line of the decision table. The texts are for FAN3_TACH2, which is fan 6.
-struct Row {
-  int offset;
-  int state;
-  std::optional<std::string> descr;
-  std::uint32_t code;
-  std::uint8_t disposition;
-  std::uint32_t clear_code;
-  std::uint32_t clear_cause_id;
-  std::optional<std::string> clear_cause;
-};
-
-struct CodeRow {
-  std::uint32_t code;
-  const char* code_text;
-  const char* name;
-  std::uint32_t cause_id;
-  const char* cause;
-};
-
-const CodeRow kCodes[] = {
+const KnownFault kFaults[] = {
     {434, "F0434", "fltEquipmentFanMissing", 238, "equipment-missing"},
     {395, "F0395", "fltEquipmentFanPerfThresholdNonCritical", 381, "performance-problem"},
     {396, "F0396", "fltEquipmentFanPerfThresholdCritical", 381, "performance-problem"},
@@ -57,24 +37,7 @@ class FanTest : public FilterTest {
             .created_time = kNow};
   }
 
-  static Written of(const Row& row) {
-    Written written = framed();
-    for (const CodeRow& code : kCodes) {
-      if (code.code != row.code) continue;
-      written.code_text = code.code_text;
-      written.fault_dn = "sys/rack-unit-1/fan-module-1-3/fan-2/fault-" + std::string(code.code_text);
-      written.name = code.name;
-      written.cause_id = code.cause_id;
-      written.cause = code.cause;
-    }
-    written.descr = row.descr;
-    written.code = row.code;
-    written.disposition = row.disposition;
-    written.clear_code = row.clear_code;
-    written.clear_cause_id = row.clear_cause_id;
-    written.clear_cause = row.clear_cause;
-    return written;
-  }
+  static Written of(const FaultRow& row) { return written_by(row, kFaults, framed()); }
 
   // Bits remembered of a fan show only in what is suppressed.
   bool is_suppressed(const Event& event) { return send(event).result == -1; }
@@ -96,9 +59,10 @@ const char* const kNonRecoverable =
 const char* const kPredictive = "FAN3_TACH2: Fan 6 has asserted a predictive failure: reseat or replace fan 6";
 const char* const kPredictiveCleared = "FAN3_TACH2: Fan 6 predictive failure: Cleared";
 
-// Every line of the table with the states that fall under it. The order keeps
+// Every line of the table with the states that fall under it. The texts are for
+// FAN3_TACH2, which is fan 6. The order keeps
 // the fan present: a line that marks it missing is followed by one that ends it.
-const Row kRows[] = {
+const FaultRow kRows[] = {
     {1, 1, kMissing, 434, 0, 0, 0, kLeftAlone},
     {1, 0, kPresent, 434, 3, 434, 238, kLeftAlone},
     {2, 1, kMissing, 434, 0, 0, 0, kLeftAlone},
@@ -138,7 +102,7 @@ const Row kRows[] = {
 TEST_F(FanTest, NullArguments) { expect_null_arguments_rejected(); }
 
 TEST_F(FanTest, EveryLineOfTheTable) {
-  for (const Row& row : kRows) expect(at(row.offset, row.state), 0, of(row));
+  for (const FaultRow& row : kRows) expect(at(row.offset, row.state), 0, of(row));
 }
 
 TEST_F(FanTest, OtherOffsetsLeaveAStampedRecord) {
@@ -155,7 +119,7 @@ TEST_F(FanTest, MissingFanRaisesNothingElse) {
   }
   expect(at(1, 1), 0, of(kRows[0]));  // presence is never suppressed
   expect(at(2, 0), 0, of(kRows[1]));
-  for (const Row& row : kRows) {
+  for (const FaultRow& row : kRows) {
     if (row.offset > 2) expect(at(row.offset, row.state), 0, of(row));
   }
 }
@@ -178,8 +142,8 @@ TEST_F(FanTest, UnlistedSensorOfAMissingFanIsSuppressed) {
 }
 
 TEST_F(FanTest, SpeedBitsSuppressNothing) {
-  for (const Row& set : {kRows[8], kRows[13], kRows[21]}) expect(at(set.offset, set.state), 0, of(set));
-  for (const Row& row : kRows) expect(at(row.offset, row.state), 0, of(row));
+  for (const FaultRow& set : {kRows[8], kRows[13], kRows[21]}) expect(at(set.offset, set.state), 0, of(set));
+  for (const FaultRow& row : kRows) expect(at(row.offset, row.state), 0, of(row));
 }
 
 TEST_F(FanTest, SpeedSensorSharesTheStateOfTheFanOfItsNumber) {
@@ -228,7 +192,7 @@ TEST_F(FanTest, Renumbering) {
 }
 
 TEST_F(FanTest, CriticalClearOfAnUnlistedSensorLeavesTheDescription) {
-  Row row{4, 0, kLeftAlone, 396, 4, 395, 381, kPerformance};
+  FaultRow row{4, 0, kLeftAlone, 396, 4, 395, 381, kPerformance};
   for (const char* sensor : {"FAN7_TACH2", "fan3_TACH2", "XTACH2"}) {
     expect({.sensor = sensor, .offset = 4, .state = 0, .instance = kModule}, 0, of(row));
   }

@@ -3,39 +3,10 @@
 #include <utility>
 #include <vector>
 
-#include "support/filter_test.h"
+#include "support/fault_row.h"
 
 namespace polaiga::test {
 namespace {
-
-struct Fault {
-  std::uint32_t code;
-  const char* code_text;
-  const char* name;
-};
-
-struct Cause {
-  std::uint32_t id;
-  const char* text;
-};
-
-// What a line says of the fault that is over.
-struct Cleared {
-  std::uint32_t code;
-  std::uint32_t cause_id;
-  std::optional<std::string> cause;
-};
-
-// A line of the decision table with states that fall under it.
-struct Row {
-  int offset;
-  std::vector<int> states;
-  const char* descr;
-  Fault fault;
-  Cause cause;
-  std::uint8_t disposition;
-  Cleared cleared;
-};
 
 const Fault kMissing{378, "F0378", "fltEquipmentPsuMissing"};
 const Fault kInoperable{374, "F0374", "fltEquipmentPsuInoperable"};
@@ -67,7 +38,7 @@ const Cleared kMissingTextLeft{378, 238, {}};
 // The texts are for the sensor PSX of power supply 6. The order keeps the
 // supply present: a line that marks it missing is followed by one that ends it.
 // clang-format off
-const Row kRows[] = {
+const StatesRow kRows[] = {
     {30, {1, 2, 3, 4, 5, 6, 7, 100, -1, 256}, "PSX: Power Supply 6 missing: reseat or replace PS 6", kMissing, kCauseMissing, 0, kNothingTextLeft},
     {30, {0}, "PSX: Power Supply 6 missing: Cleared", kMissing, kCauseMissing, 3, kMissingTextLeft},
     {112, {1, 2, 3, 4, 5, 6, 7, 100, -1, 256}, "PSX: Main Power Supply missing, check AC/DC power input", kMissing, kCauseMissing, 0, kNothingTextLeft},
@@ -197,26 +168,15 @@ class PsTest : public FilterTest {
             .created_time = kNow};
   }
 
-  static Written of(const Row& row) {
+  static Written of(const StatesRow& row) {
     Written written = framed();
     written.fault_key = 0x1D000653 + row.fault.code;
     if (is_redundancy(row.offset)) written.dn = "sys/rack-unit-1";
-    written.fault_dn = *written.dn + "/fault-" + row.fault.code_text;
-    written.code_text = row.fault.code_text;
-    written.descr = row.descr;
-    written.disposition = row.disposition;
-    written.cause_id = row.cause.id;
-    written.clear_cause_id = row.cleared.cause_id;
-    written.cause = row.cause.text;
-    written.clear_cause = row.cleared.cause;
-    written.code = row.fault.code;
-    written.clear_code = row.cleared.code;
-    written.name = row.fault.name;
-    return written;
+    return written_by(row, written);
   }
 
-  static const Row& row_of(int offset, int state) {
-    for (const Row& row : kRows) {
+  static const StatesRow& row_of(int offset, int state) {
+    for (const StatesRow& row : kRows) {
       for (const int other : row.states) {
         if (row.offset == offset && other == state) return row;
       }
@@ -245,7 +205,7 @@ TEST_F(PsTest, NullArguments) {
 }
 
 TEST_F(PsTest, EveryLineOfTheTable) {
-  for (const Row& row : kRows) {
+  for (const StatesRow& row : kRows) {
     for (const int state : row.states) expect_written(at(row.offset, state), of(row));
   }
 }
@@ -261,7 +221,7 @@ TEST_F(PsTest, OtherOffsetsLeaveAStampedRecord) {
 TEST_F(PsTest, MissingSupplyRaisesNothingElse) {
   for (const int presence : {30, 112}) {
     expect_line(presence, 1);
-    for (const Row& row : kRows) {
+    for (const StatesRow& row : kRows) {
       if (row.offset == 30 || row.offset == 112) continue;
       for (const int state : row.states) {
         if (state == 0) {
@@ -276,7 +236,7 @@ TEST_F(PsTest, MissingSupplyRaisesNothingElse) {
     expect_line(30, 1);  // presence itself is never suppressed
     expect_line(112, 1);
     expect_line(presence, 0);
-    for (const Row& row : kRows) {
+    for (const StatesRow& row : kRows) {
       for (const int state : row.states) expect_written(at(row.offset, state), of(row));
     }
   }
@@ -318,13 +278,13 @@ TEST_F(PsTest, SuppliesOutsideTheStateAreRejected) {
     written.dn = "sys/rack-unit-1/psu-" + number;
     written.rn = "psu-" + number;
     written.fault_key = (0x1D000053U | (static_cast<std::uint32_t>(instance) << 8)) + kCodeBefore;
-    for (const Row& row : kRows) {
+    for (const StatesRow& row : kRows) {
       for (const int state : {0, 1, 4, 5}) expect(at(row.offset, state, instance), -1, written);
     }
     expect(at(31, 1, instance), -1, written);
   }
   for (const int instance : {0, 255}) {
-    for (const Row& row : kRows) {
+    for (const StatesRow& row : kRows) {
       for (const int state : row.states) {
         EXPECT_EQ(send(at(row.offset, state, instance)).result, 0) << instance << ", offset " << row.offset;
       }

@@ -1,5 +1,5 @@
-// Add-in cards (adaptors): presence, temperature, and the trusted platform
-// module that sits among them.
+// Add-in cards (adaptors): presence and temperature. The trusted platform module
+// counts as one of them.
 #include <polaiga/filters.h>
 #include <polaiga/services.h>
 
@@ -17,16 +17,18 @@ constexpr Fault kMissing{203, "fltAdaptorUnitMissing", kEquipmentMissing};
 constexpr Fault kOverheated{379, "fltEquipmentIOCardThermalProblem", kThermalProblem};
 constexpr Fault kTpmMismatch{1783, "fltEquipmentTpmTpmMismatch", kEquipmentInoperable};
 
-// Remembered of each card; cards may be counted from 0. A missing card raises
-// nothing else, the trusted platform module's mismatch included: intended.
+// What is remembered of each card; cards may be counted from 0. While a card is
+// missing, none of its other faults is reported, not even the mismatch of the trusted
+// platform module: intended.
 constexpr Memory kIsMissing = 1 << 0;
 constinit UnitMemory<0, 256> adaptor_presence_bits = {};
 
 using enum Disposition;
 
-// The first "%s" is the sensor, every other one the card's label. Offsets 109
-// and 110 have no clear: state 0 raises as the others do. Blanks before colons
-// and at ends belong to the texts, and differ between them. All intended.
+// The first "%s" stands for the sensor, every other one for the card's label. Offsets
+// 109 and 110 have no clear: their state 0 raises a fault, as their other states do. The
+// blanks in front of colons and at the end belong to the texts, and differ between them.
+// All of this is intended.
 // clang-format off
 constexpr FaultRule kRules[] = {
     {.when = {.offsets = 63, .states = kAsserted},
@@ -65,7 +67,7 @@ constexpr FaultRule kRules[] = {
     {.when = {.offsets = 127, .states = kAsserted, .none_of = kIsMissing},
      .descr = "%s: Check TPM, either wrong TPM version installed for CPU type or previously installed TPM has been removed",
      .fault = &kTpmMismatch, .disposition = kRaise, .clear_cause = kNumberAndText},
-    // The text of the raise again: intended.
+    // The clear has the text of the raise: intended.
     {.when = {.offsets = 127, .states = kDeasserted, .none_of = kIsMissing},
      .descr = "%s: Check TPM, either wrong TPM version installed for CPU type or previously installed TPM has been removed",
      .fault = &kTpmMismatch, .disposition = kPresence, .cleared = &kTpmMismatch, .clear_cause = kNumberAndText},
@@ -73,7 +75,8 @@ constexpr FaultRule kRules[] = {
 static_assert(decides_once(kRules));
 // clang-format on
 
-// The engine's name of a card, "rn:label"; null when it has none.
+// Returns the engine's name of a card, which has the form "rn:label", or null when the
+// engine has no name for it.
 const char* engine_name(const fe_sensor_event& event) {
   const auto instance = static_cast<std::uint32_t>(event.entity_instance);
   const std::uint32_t adjusted = fe_sdr_instance_array[event.entity_id] == 1 ? instance : instance - 1;

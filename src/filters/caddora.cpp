@@ -1,5 +1,5 @@
-// The SD-card storage controller: the controller itself, its cards, the virtual
-// drive built over them, and a battery.
+// The SD-card storage controller: the controller itself, its cards, the virtual drive
+// that consists of the cards, and a battery.
 #include <polaiga/filters.h>
 
 #include "framework/shared_faults.h"
@@ -7,11 +7,11 @@
 namespace polaiga {
 namespace {
 
-// What an event concerns, by its entity id.
+// The object that an event concerns. Its kind follows from the entity id of the event.
 struct Object {
   std::uint8_t entity_id;
   FaultClass fault_class;
-  Format dn;  // of the instance
+  Format dn;  // these two insert the number of the instance
   Format rn;
 };
 constexpr std::uint8_t kControllerId = 212;
@@ -20,7 +20,7 @@ constexpr Object kObjects[] = {
     {kControllerId, {1, 45, 1, 1}, "sys/rack-unit-1/board/storage-caddora-Caddora-0", "storage-caddora-Caddora-0"},
     {213, {1, 45, 4, 1}, "sys/rack-unit-1/board/storage-caddora-Caddora-0/card-%d", "card-%d"},
     {214, {1, 45, 8, 1}, "sys/rack-unit-1/board/storage-caddora-Caddora-0/vd-%d", "vd-%d"},
-    // The class of the virtual drive: intended.
+    // The battery has the fault class of the virtual drive: intended.
     {215, {1, 45, 8, 1}, "sys/rack-unit-1/board/storage-caddora-Caddora-0/raid-battery", "raid-battery"},
 };
 
@@ -31,15 +31,15 @@ constexpr Fault kCardMissing{1259, "fltStorageCaddoraCardMissing", kEquipmentMis
 constexpr Fault kDriveInoperable{1261, "fltStorageCaddoraVirtualDriveInoperable", kEquipmentInoperable};
 constexpr Fault kDriveDegraded{1260, "fltStorageCaddoraVirtualDriveDegraded", kEquipmentDegraded};
 
-// Remembered of each card; 0 is the controller, whose patrol read counts as a
-// missing card too: intended.
+// What is remembered of each card. Number 0 is the controller: its failed patrol read
+// counts as a missing card, too. This is intended.
 constexpr Memory kIsMissing = 1 << 0;
 constinit UnitMemory<0, 12> caddora_card_flags = {};
 
 using enum Disposition;
 
-// The text of the clear cause is left alone throughout; clears of the battery
-// name nothing that they clear. Both intended.
+// All rows leave the text of the clear cause as it is, and the clears of the battery name
+// no fault that they clear. Both is intended.
 // clang-format off
 constexpr FaultRule kRules[] = {
     {.when = {.offsets = 11, .states = kAsserted},
@@ -150,8 +150,8 @@ constexpr FaultRule kRules[] = {
 static_assert(decides_once(kRules));
 // clang-format on
 
-// Names the object and writes its class. The names of any other entity stay the
-// caller's, and it has no arcs: intended.
+// Writes the names and the fault class of the object. For an entity that is not in the
+// table the record's names are not written, and its number of arcs becomes 0: intended.
 void write_object(fe_fault_record& record) {
   const Insert insert{.number = record.event.entity_instance};
   for (const Object& object : kObjects) {
@@ -171,7 +171,8 @@ std::int32_t process_caddora_fault(fe_sensor_event* ev, fe_fault_record** out) {
   using namespace polaiga;
   fe_fault_record* const record = open_record(ev, out);
   if (record == nullptr) return kNoFault;
-  // There is one controller, and it is 0, in the caller's event too: intended.
+  // There is only one controller. Its instance is set to 0, also in the caller's event:
+  // intended.
   if (ev->entity_id == kControllerId) record->event.entity_instance = ev->entity_instance = 0;
   const std::int32_t instance = record->event.entity_instance;
   write_object(*record);

@@ -1,4 +1,4 @@
-// Chassis intrusion.
+// The chassis: intrusion.
 #include <polaiga/filters.h>
 
 #include "framework/faults.h"
@@ -15,7 +15,7 @@ constexpr FaultRule kRules[] = {
     {.when = {.offsets = 104, .states = kAsserted},
      .descr = "%s: Chassis Intrusion detected: Please secure the server chassis ",
      .fault = &kIntrusion, .disposition = Disposition::kRaise, .clear_cause = kNumberOnly},
-    // Two colons, and the text of the clear cause left alone: intended.
+    // The text has two colons, and the text of the clear cause is not written: both intended.
     {.when = {.offsets = 104, .states = kDeasserted},
      .descr = "%s: Chassis Intrusion detected:: Cleared",
      .fault = &kIntrusion, .disposition = Disposition::kPresence, .cleared = &kIntrusion, .clear_cause = kNumberOnly},

@@ -1,5 +1,5 @@
-// Fan faults: presence, speed thresholds, predictive failure. A fan module has
-// two tachometers, each of which is reported as a fan of its own.
+// Fans: presence, speed thresholds, predictive failure. A fan module has two
+// tachometers, and each of them is reported as a fan of its own.
 #include <polaiga/filters.h>
 #include <polaiga/tables.h>
 
@@ -16,26 +16,26 @@ constexpr Fault kSpeedCritical{396, "fltEquipmentFanPerfThresholdCritical", kPer
 constexpr Fault kSpeedNonRecoverable{397, "fltEquipmentFanPerfThresholdNonRecoverable", kPerformanceProblem};
 constexpr Fault kDegraded{371, "fltEquipmentFanDegraded", kEquipmentDegraded};
 
-// Remembered of each fan. A missing fan raises nothing else; the other bits are
-// kept and never asked for.
+// What is remembered of each fan. While a fan is missing, none of its other faults
+// is reported. The other bits are kept, but no rule asks for them.
 constexpr Memory kIsMissing = 1 << 0;
 constexpr Memory kIsNonCritical = 1 << 4;
 constexpr Memory kIsCritical = 1 << 5;
 constexpr Memory kIsNonRecoverable = 1 << 6;
 constinit UnitMemory<1, 20> fan_state = {};
 
-// Groups of sensors: those of the exceptional fan list, and the rest.
+// Two groups of sensors: those in the exceptional fan list, and all others.
 constexpr Sensors kListed = 1 << 0;
 constexpr Sensors kUnlisted = 1 << 1;
 
 using enum Disposition;
 
-// The blank in front of a colon, the missing hyphens and the blank at the end
-// belong to the texts. Offset 4 in state 4 and offset 5 in state 5 are a speed
-// that has risen by one level; no other state of theirs is a clear, 0 included.
+// The blanks in front of colons and at the end, and the missing hyphens, belong to
+// the texts. Offset 4 with state 4, and offset 5 with state 5, mean that the speed has
+// risen by one level. No other state of these two offsets is a clear, not even 0.
 // clang-format off
 constexpr FaultRule kRules[] = {
-    // The text of the clear cause is left alone on both: intended.
+    // Both rows leave the text of the clear cause as it is: intended.
     {.when = {.offsets = {1, 2}, .states = kAsserted},
      .descr = "%s: Fan %d missing: reseat or replace fan %d",
      .fault = &kMissing, .disposition = kRaise, .clear_cause = kNumberOnly, .sets = kIsMissing},
@@ -56,7 +56,7 @@ constexpr FaultRule kRules[] = {
     {.when = {.offsets = 4, .states = except(0, 4), .none_of = kIsMissing},
      .descr = "%s: Fan speed for fan-%d is lower critical : Check the air intake to the server ",
      .fault = &kSpeedCritical, .disposition = kNonCritical, .cleared = &kSpeedNonCritical, .clear_cause = kNumberAndText, .sets = kIsCritical},
-    // Says "Cleared", yet raises the fault: intended.
+    // The text says "Cleared", yet the row raises the fault: intended.
     {.when = {.offsets = 4, .states = kDeasserted, .sensors = kListed, .none_of = kIsMissing},
      .descr = "%s: Fan speed for fan-%d is lower critical : Cleared ",
      .fault = &kSpeedCritical, .disposition = kNonCritical, .cleared = &kSpeedNonCritical, .clear_cause = kNumberAndText, .sets = kIsCritical},
@@ -81,7 +81,7 @@ constexpr FaultRule kRules[] = {
 static_assert(decides_once(kRules));
 // clang-format on
 
-// Which fan a sensor of a module stands for.
+// The fan that a sensor of a fan module stands for.
 struct Fan {
   std::int32_t number;
   std::string_view tachometer;
@@ -91,7 +91,7 @@ Fan fan_of(std::int32_t module, std::string_view sensor) {
   const std::uint32_t twice = static_cast<std::uint32_t>(module) * 2;
   if (contains(sensor, "TACH1")) return {static_cast<std::int32_t>(twice - 1), "1"};
   if (contains(sensor, "TACH2")) return {static_cast<std::int32_t>(twice), "2"};
-  return {module, "1"};  // the speed sensors count modules, and share that fan's state: intended
+  return {module, "1"};  // a speed sensor has the number of its module, and shares that fan's memory: intended
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Front panel (inlet) temperature.
+// The front panel: the temperature at the air inlet.
 #include <polaiga/filters.h>
 
 #include "framework/faults.h"
@@ -14,7 +14,8 @@ constexpr Fault kNonRecoverableFault{155, "fltEquipmentChassisThermalThresholdNo
 
 using enum Disposition;
 
-// Offsets 106 and 107 have no clear: state 0 raises as the others do, as intended.
+// Offsets 106 and 107 have no clear: their state 0 raises a fault, as their other states
+// do. This is intended.
 // clang-format off
 constexpr FaultRule kRules[] = {
     {.when = {.offsets = 105, .states = kAsserted},
@@ -34,7 +35,7 @@ constexpr FaultRule kRules[] = {
     {.when = {.offsets = 107, .states = only(5)},
      .descr = "%s: Front Panel Thermal Threshold at upper critical levels: Check Cooling ",
      .fault = &kCriticalFault, .disposition = kNonRecoverable, .cleared = &kNonRecoverableFault, .clear_cause = kNumberAndText},
-    // Disposition 3, where other escalations have 5: intended.
+    // The disposition is 3, while it is 5 for this escalation in other filters: intended.
     {.when = {.offsets = 107, .states = except(5)},
      .descr = "%s: Front Panel Thermal Threshold at upper non recoverable levels: Check Cooling ",
      .fault = &kNonRecoverableFault, .disposition = kPresence, .cleared = &kCriticalFault, .clear_cause = kNumberAndText},

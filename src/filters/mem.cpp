@@ -1,5 +1,5 @@
-// Memory faults: memory units (DIMMs), and memory risers, which are addressed
-// through the memory array.
+// Memory units (DIMMs) and memory risers. Most events of a riser are addressed to the
+// memory array.
 #include <polaiga/filters.h>
 
 #include "framework/faults.h"
@@ -10,8 +10,8 @@ namespace {
 constexpr FaultClass kUnitClass{1, 30, 11, 1};
 constexpr FaultClass kArrayClass{1, 30, 1, 1};
 
-// Offsets that are addressed to the array. 85, a riser's, is not one of them,
-// and 87 to 89, which raise nothing, are: both intended.
+// The offsets that are addressed to the array. Offset 85 belongs to risers and is not
+// among them; offsets 87 to 89 raise nothing and are among them. Both is intended.
 constexpr Offsets kArrayOffsets[] = {{75, 77}, {87, 90}, {96, 97}, {99, 100}};
 
 constexpr bool concerns_array(std::int32_t offset) {
@@ -28,25 +28,26 @@ constexpr Fault kThermalNonRecoverable{188, "fltMemoryUnitThermalThresholdNonRec
 constexpr Fault kVoltageCritical{190, "fltMemoryArrayVoltageThresholdCritical", kVoltageProblem};
 constexpr Fault kVoltageNonRecoverable{191, "fltMemoryArrayVoltageThresholdNonRecoverable", kVoltageProblem};
 constexpr Fault kInoperable{185, "fltMemoryUnitInoperable", kEquipmentInoperable};
-constexpr Fault kDegraded{184, "fltMemoryUnitDegraded", kEquipmentInoperable};  // the cause of its offset: intended
-constexpr Fault kDegradedBefore{kDegraded.code, kDegraded.name,
-                                kEquipmentDegraded};  // the same fault when it is cleared: intended
+// This fault is raised with the cause of its offset, and cleared with its own: intended.
+constexpr Fault kDegraded{184, "fltMemoryUnitDegraded", kEquipmentInoperable};
+constexpr Fault kDegradedBefore{kDegraded.code, kDegraded.name, kEquipmentDegraded};
 constexpr Fault kDisabled{844, "fltMemoryUnitDisabled", kEquipmentDisabled};
 
-// Remembered of each instance. A missing unit or riser raises nothing else. No
-// rule ever sets these bits: intended.
+// What is remembered of each instance: a missing unit or riser would raise nothing
+// else. But no rule ever sets these bits: intended.
 constexpr Memory kUnitIsMissing = 1 << 0;
 constexpr Memory kRiserIsMissing = 1 << 1;
 constinit UnitMemory<1, 256> mem_presence_bits = {};
 
 using enum Disposition;
 
-// Here the non-critical level is disposition 1, and offsets 67 and 76 ease back
-// in state 1. Offsets 67, 68, 76, 77, 97 and 100 have no clear: state 0 raises
-// as the others do. Blanks before colons and at ends belong to the texts.
+// In this table the disposition of the non-critical level is 1, and state 1 of offsets
+// 67 and 76 means that the level has fallen from critical to non-critical. Offsets 67,
+// 68, 76, 77, 97 and 100 have no clear: their state 0 raises a fault, as their other
+// states do. Blanks in front of colons and at the end belong to the texts.
 // clang-format off
 constexpr FaultRule kRules[] = {
-    // The text of the clear cause is left alone by both kinds of missing: intended.
+    // The rows of both kinds of "missing" leave the text of the clear cause as it is: intended.
     {.when = {.offsets = 64, .states = kAsserted},
      .descr = "%s: Memory Unit %d missing: reseat or replace physical memory %d",
      .fault = &kMissing, .disposition = kRaise, .clear_cause = kNumberOnly},
@@ -79,7 +80,7 @@ constexpr FaultRule kRules[] = {
      .descr = "%s: Memory Unit %d temperature is upper non recoverable",
      .fault = &kThermalNonRecoverable, .disposition = kCritical, .cleared = &kThermalCritical, .clear_cause = kNumberAndText},
 
-    // A raise that clears "degraded", and a clear that raises it: intended.
+    // The raise clears "degraded", and the clear raises it: intended.
     {.when = {.offsets = 72, .states = kAsserted, .none_of = kUnitIsMissing},
      .descr = "%s: DIMM %d is inoperable : Check or replace DIMM",
      .fault = &kInoperable, .disposition = kRaise, .cleared = &kDegradedBefore, .clear_cause = kNumberAndText},
@@ -159,8 +160,9 @@ std::int32_t process_mem_fault(fe_sensor_event* ev, fe_fault_record** out) {
     TextWriter(record->rn).add_literal("memarray-1/mem-").add_number(instance);
   }
   stamp_event(*record, *ev);
-  // The record leaves with the group above the instance, filled or not; names
-  // and key have the plain instance: intended.
+  // In the record's event the instance gets the number of the group above its lowest
+  // byte, whether or not a fault is found. Names and key have the plain instance. Both
+  // is intended.
   record->event.entity_instance = static_cast<std::int32_t>(static_cast<std::uint32_t>(ev->group_instance) << 8 |
                                                             static_cast<std::uint32_t>(instance));
 

@@ -1,4 +1,4 @@
-// PCI risers: presence and temperature, addressed to the slot that the riser
+// PCI risers: presence and temperature. They are addressed by the slot that the riser
 // occupies.
 #include <polaiga/filters.h>
 
@@ -8,15 +8,15 @@ namespace polaiga {
 namespace {
 
 constexpr FaultClass kClass{1, 15, 30, 1};
-constexpr std::uint8_t kRackSubtype = 1;  // of events that concern the server as a whole
+constexpr std::uint8_t kRackSubtype = 1;  // the entity subtype of events that concern the whole server
 
 constexpr Fault kRemoved{376, "fltEquipmentIOCardRemoved", kEquipmentMissing};
 
 using enum Disposition;
 
-// Texts of a fall to a lower level have two blanks in front of "riser". Offsets
-// 109 and 110 have no clear: state 0 raises as the others do. The clear cause is
-// left alone by all thermal rules. All of it is intended.
+// The texts for a fall to a lower level have two blanks in front of "riser". Offsets 109
+// and 110 have no clear: their state 0 raises a fault, as their other states do. The
+// thermal rows name no clear cause, so that it is not written. All of this is intended.
 // clang-format off
 constexpr FaultRule kRules[] = {
     {.when = {.offsets = 63, .states = kAsserted},
@@ -26,7 +26,7 @@ constexpr FaultRule kRules[] = {
      .descr = "%s: PCI %d riser is missing: Cleared",
      .fault = &kRemoved, .disposition = kPresence, .cleared = &kRemoved, .clear_cause = kNumberOnly},
 
-    // A raise that names a clear code all the same: intended.
+    // This raise names a cleared fault, which is the fault itself: intended.
     {.when = {.offsets = 108, .states = kAsserted},
      .descr = "%s: PCI Slot %d riser card is upper non critical: Check device cooling",
      .fault = &kIoCardNonCritical, .disposition = kRaise, .cleared = &kIoCardNonCritical},

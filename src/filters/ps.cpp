@@ -1,5 +1,5 @@
-// Power-supply faults: presence, input, configuration, thresholds, redundancy.
-// The lower thresholds of the power readings are those of ent_ps_map's rows.
+// Power supplies: presence, input, configuration, thresholds, redundancy. The faults
+// of the lower thresholds of the power readings come from the rows of ent_ps_map.
 #include <polaiga/filters.h>
 #include <polaiga/services.h>
 #include <polaiga/tables.h>
@@ -28,8 +28,8 @@ constexpr Fault kThermalNonRecoverable{385, "fltEquipmentPsuThermalThresholdNonR
 constexpr Fault kRedundancy{743, "fltPowerChassisMemberChassisPsuRedundanceFailure", kPsuRedundancyFail};
 constexpr Fault kInputError{883, "fltEquipmentPsuInputError", kPowerProblem};
 
-// Remembered of each power supply. A missing one raises nothing else; the other
-// bits are kept and never asked for.
+// What is remembered of each power supply. While one is missing, none of its other
+// faults is raised. The other bits are kept, but no rule asks for them.
 constexpr Memory kIsMissing = 1 << 0;
 constexpr Memory kVoltageIsCritical = 1 << 2;
 constexpr Memory kVoltageIsNonRecoverable = 1 << 3;
@@ -45,7 +45,8 @@ constexpr Memory kThermalFellToCritical = 1 << 15;
 using SupplyMemory = UnitMemory<0, 255, std::uint16_t>;
 constinit SupplyMemory psu_fault_state = {};
 
-// What a missing supply still raises: a clear, and its own presence.
+// What the rules are told of the memory. They are not told that a supply is missing
+// when the event is a clear, since clears are reported of a missing supply, too.
 constexpr Memory recalled(Memory memory, std::int32_t state) {
   return state == FE_STATE_DEASSERTED ? static_cast<Memory>(memory & ~unsigned{kIsMissing}) : memory;
 }
@@ -53,8 +54,8 @@ constexpr Memory recalled(Memory memory, std::int32_t state) {
 using enum Code;
 using enum Disposition;
 
-// Lower thresholds of the power readings. They are neither suppressed nor
-// remembered.
+// The lower thresholds of the power readings. A missing supply does not suppress
+// them, and nothing of them is remembered.
 // clang-format off
 constexpr RowRule kRowRules[] = {
     {.when = {.offsets = 3, .states = kDeasserted},
@@ -78,11 +79,11 @@ constexpr RowRule kRowRules[] = {
 };
 static_assert(decides_once(kRowRules));
 
-// Offsets 46, 49, 50, 53, 54, 57 and 58 have no clear: state 0 raises as the
-// others do. Capitals, and the blanks before colons and at ends, differ between
-// the texts. All of it is intended.
+// Offsets 46, 49, 50, 53, 54, 57 and 58 have no clear: their state 0 raises a fault,
+// as their other states do. The texts differ in their capitals, and in the blanks in
+// front of colons and at the end. All of this is intended.
 constexpr FaultRule kRules[] = {
-    // The text of the clear cause is left alone by both kinds of missing: intended.
+    // The rows of both kinds of "missing" leave the text of the clear cause as it is: intended.
     {.when = {.offsets = 30, .states = kAsserted},
      .descr = "%s: Power Supply %d missing: reseat or replace PS %d",
      .fault = &kMissing, .disposition = kRaise, .clear_cause = kNumberOnly, .sets = kIsMissing},
@@ -132,7 +133,7 @@ constexpr FaultRule kRules[] = {
      .descr = "%s: Power Supply %d Voltage is upper non Recoverable : Reseat or replace Power Supply ",
      .fault = &kVoltageNonRecoverable, .disposition = kCritical, .cleared = &kVoltageCritical, .clear_cause = kNumberAndText, .sets = kVoltageIsNonRecoverable},
 
-    // All levels of the current are one fault: intended.
+    // All levels of the current are reported as the same fault: intended.
     {.when = {.offsets = 48, .states = kAsserted, .none_of = kIsMissing},
      .descr = "%s: Power Supply %d current is upper non critical : Reseat or replace Power Supply ",
      .fault = &kCurrent, .disposition = kRaise, .clear_cause = kNumberAndText, .sets = kCurrentIsNonCritical},
@@ -183,7 +184,8 @@ constexpr FaultRule kRules[] = {
     {.when = {.offsets = 57, .states = except(4), .none_of = kIsMissing},
      .descr = "%s: Power Supply %d temperature is upper critical : Check Power Supply Status",
      .fault = &kThermalCritical, .disposition = kNonCritical, .cleared = &kThermalNonCritical, .clear_cause = kNumberAndText, .sets = kThermalIsCritical},
-    // The bit is set on the way back and forgotten on the way up, unlike its siblings: intended.
+    // Unlike the bits of the other levels, this one is set when the temperature falls and
+    // forgotten when it rises: intended.
     {.when = {.offsets = 58, .states = only(5), .none_of = kIsMissing},
      .descr = "%s: Power Supply %d temperature is upper critical : Check Power Supply Status",
      .fault = &kThermalCritical, .disposition = kNonRecoverable, .cleared = &kThermalNonRecoverable, .clear_cause = kNumberAndText, .sets = kThermalFellToCritical},
@@ -201,7 +203,7 @@ constexpr FaultRule kRules[] = {
      .descr = "%s: Power Supply redundancy is lost: Cleared",
      .fault = &kRedundancy, .disposition = kCritical, .cleared = &kRedundancy, .clear_cause = kNumberAndText},
 
-    // The offset has the number of its fault code: intended.
+    // The offset and the fault code are the same number: intended.
     {.when = {.offsets = 883, .states = kAsserted, .none_of = kIsMissing},
      .descr = "%s: Power supply %d is in a degraded state, or has bad input voltage: Check Power Supply status",
      .fault = &kInputError, .disposition = kRaise, .clear_cause = kNumberAndText},
@@ -212,8 +214,8 @@ constexpr FaultRule kRules[] = {
 static_assert(decides_once(kRules));
 // clang-format on
 
-// A lower threshold of a power reading. The cause number and the text of the
-// clear cause are left alone: intended.
+// Reports a lower threshold of a power reading. It leaves the number of the cause and
+// the text of the clear cause as they are: intended.
 std::int32_t report_row(const RowRule& rule, fe_fault_record& record, const fe_sensor_map_row& row) {
   apply(rule, record, row, 0);
   write_text(record.dn, field_text(row.dn));

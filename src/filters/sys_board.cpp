@@ -1,4 +1,4 @@
-// System-board faults: every sensor that the board has is a row of ent_map.
+// The system board. Every one of its sensors is a row of ent_map.
 #include <polaiga/filters.h>
 
 #include "framework/dictionary_filter.h"
@@ -6,7 +6,7 @@
 namespace polaiga {
 namespace {
 
-// Groups of sensors, by their id in the exceptional list.
+// Groups of sensors. The id in the exceptional list decides to which a sensor belongs.
 constexpr Sensors kEventLog = 1 << 0;
 constexpr Sensors kBattery = 1 << 1;
 constexpr Sensors kCoreTemperature = 1 << 2;
@@ -22,8 +22,8 @@ Sensors group_of(const char* sensor) {
   return kOther;
 }
 
-// How full the event log is known to be. Kept once for all rows: a sensor that
-// is no event log moves it too, as intended.
+// How full the event log is, as far as events have told. There is one such memory for all
+// rows, and events of sensors that are no event logs change it, too: intended.
 constexpr Memory kLow = 1 << 0;
 constexpr Memory kVeryLow = 1 << 1;
 constexpr Memory kFull = 1 << 2;
@@ -42,8 +42,8 @@ using enum Code;
 using enum Disposition;
 
 // clang-format off
-// The words given here are the event log's: every other sensor in state 1 is
-// given words of its own below.
+// The words in this table are those of the event log. For every other sensor, kWords
+// below has the words for state 1.
 constexpr RowRule kThresholds[] = {
     {.when = {.offsets = outside(FE_OFFSET_LOWER_NON_CRITICAL, FE_OFFSET_UPPER_NON_RECOVERABLE), .states = kAsserted},
      .code = kBase, .disposition = kRaise, .clear_code = kNoCode, .clear_cause_id = kNoCause},
@@ -77,7 +77,7 @@ constexpr RowRule kThresholds[] = {
     {.when = {.offsets = FE_OFFSET_UPPER_NON_CRITICAL, .states = kDeasserted, .sensors = kEventLog, .all_of = kLow},
      .code = kUpperNonCritical, .disposition = kTransition, .clear_code = kUpperNonCritical, .clear_cause_id = kDegraded,
      .clears = kLow | kVeryLow | kFull},
-    // A log that was not low has nothing to clear, and its codes stay the caller's: intended.
+    // A log that was not low has nothing to clear. The record's codes are not written: intended.
     {.when = {.offsets = FE_OFFSET_UPPER_NON_CRITICAL, .states = kDeasserted, .sensors = kEventLog, .none_of = kLow},
      .code = kCodeUntouched, .disposition = kDispositionUntouched, .clear_code = kCodeUntouched, .clear_cause_id = kCauseIdUntouched},
     {.when = {.offsets = FE_OFFSET_UPPER_NON_CRITICAL, .states = kDeasserted, .sensors = all_but(kEventLog)},
@@ -89,7 +89,7 @@ constexpr RowRule kThresholds[] = {
     {.when = {.offsets = FE_OFFSET_UPPER_CRITICAL, .states = only(1), .all_of = kLow, .none_of = kVeryLow},
      .code = kUpperCritical, .disposition = kTransition, .clear_code = kUpperNonCritical, .clear_cause_id = kDegraded,
      .words = kCapacityIsVeryLow, .sets = kVeryLow, .clears = kLow},
-    // The code of "very low" with the words of "low": intended.
+    // The code is that of "very low", the words are those of "low": intended.
     {.when = {.offsets = FE_OFFSET_UPPER_CRITICAL, .states = only(1), .none_of = kLow | kVeryLow},
      .code = kUpperCritical, .disposition = kTransition, .clear_code = kUpperNonCritical, .clear_cause_id = kDegraded,
      .words = kCapacityIsLow, .sets = kLow},
@@ -115,7 +115,7 @@ constexpr RowRule kThresholds[] = {
     {.when = {.offsets = FE_OFFSET_UPPER_NON_RECOVERABLE, .states = only(1), .all_of = kFull, .none_of = kVeryLow},
      .code = kUpperCritical, .disposition = kTransition, .clear_code = kUpperNonRecoverable, .clear_cause_id = kDegraded,
      .words = kCapacityIsVeryLow, .sets = kVeryLow, .clears = kFull},
-    // The code of "full" with the words of "very low": intended.
+    // The code is that of "full", the words are those of "very low": intended.
     {.when = {.offsets = FE_OFFSET_UPPER_NON_RECOVERABLE, .states = only(1), .none_of = kVeryLow | kFull},
      .code = kUpperNonRecoverable, .disposition = kTransition, .clear_code = kUpperCritical, .clear_cause_id = kDegraded,
      .words = kCapacityIsVeryLow, .sets = kVeryLow},
@@ -124,14 +124,14 @@ constexpr RowRule kThresholds[] = {
      .words = kLogIsFull, .sets = kFull, .clears = kVeryLow},
     {.when = {.offsets = FE_OFFSET_UPPER_NON_RECOVERABLE, .states = except(1, 5, 6), .sensors = kEventLog},
      .code = kUpperNonRecoverable, .disposition = kTransition, .clear_code = kUpperCritical, .clear_cause_id = kDegraded},
-    // State 0 escalates as the others do: intended.
+    // State 0 is an escalation here, as the other states are: intended.
     {.when = {.offsets = FE_OFFSET_UPPER_NON_RECOVERABLE, .states = except(1, 5, 6), .sensors = all_but(kEventLog)},
      .code = kUpperNonRecoverable, .disposition = kCritical, .clear_code = kUpperCritical, .clear_cause_id = kDegraded},
 };
 static_assert(decides_once(kThresholds) && decides_all(kThresholds));
 
-// What the sensor's format inserts; the first rule that holds counts. Words of
-// a deassertion have no hyphen, those of state 4 have one: intended.
+// The words that the sensor's format inserts. The first rule that holds counts. The words
+// of state 0 have no hyphen, those of state 4 have one: intended.
 constexpr WordRule kWords[] = {
     {.when = {.offsets = FE_OFFSET_UPPER_NON_CRITICAL, .states = only(0), .sensors = all_but(kVoltage)}, .words = "upper non critical"},
     {.when = {.offsets = FE_OFFSET_LOWER_NON_CRITICAL, .states = only(0), .sensors = all_but(kVoltage)}, .words = "lower non critical"},
@@ -143,7 +143,7 @@ constexpr WordRule kWords[] = {
 
     {.when = {.offsets = {FE_OFFSET_LOWER_CRITICAL, FE_OFFSET_LOWER_NON_RECOVERABLE}, .states = only(5)}, .words = "lower critical"},
     {.when = {.offsets = {FE_OFFSET_UPPER_CRITICAL, FE_OFFSET_UPPER_NON_RECOVERABLE}, .states = only(5)}, .words = "upper critical"},
-    // No board sensor reports these two offsets otherwise: intended.
+    // These two offsets are no thresholds, yet they have words of their own in state 5: intended.
     {.when = {.offsets = {109, 110}, .states = only(5)}, .words = "upper critical"},
 
     {.when = {.offsets = FE_OFFSET_LOWER_NON_RECOVERABLE, .states = only(6), .sensors = kBattery},

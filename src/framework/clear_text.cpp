@@ -12,7 +12,8 @@ namespace {
 constexpr char kCleared[] = ": Cleared";
 constexpr std::size_t kLast = FE_DESCR_SIZE - 1;  // where the NUL of a full description stands
 
-// Takes the next token off `rest`; empty when there is none.
+// Removes the next token from the beginning of `rest` and returns it. It is empty
+// when there is none.
 std::string_view next_token(std::string_view& rest) {
   while (rest.starts_with(':')) rest.remove_prefix(1);
   const std::string_view token(rest.data(), std::min(rest.find(':'), rest.size()));
@@ -34,7 +35,8 @@ bool clear_by_tokens(char (&descr)[FE_DESCR_SIZE], Keep keep) {
   if (first.empty()) return false;
   const std::string_view second = keep == Keep::kNameAndText ? next_token(rest) : std::string_view();
 
-  // Both move within the field: the first to its beginning, the second to behind ": ".
+  // Both tokens are moved within the field: the first to the beginning of the field,
+  // the second to behind the first and ": ".
   if (first.data() != descr) std::memmove(descr, first.data(), first.size());
   std::size_t size = std::min(first.size(), kLast);
   if (!second.empty()) {

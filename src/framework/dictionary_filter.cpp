@@ -15,7 +15,7 @@ void describe(fe_fault_record& record, std::string_view name, const fe_sensor_ma
   if (threshold) {
     descr.add_format(field_text(row.descr_format), {.first = words});
   } else {
-    descr.add(field_text(row.descr_format));  // as it stands, not as a format
+    descr.add(field_text(row.descr_format));  // copied as it stands, not used as a format
   }
 }
 
@@ -42,7 +42,7 @@ std::int32_t filter_event(const DictionaryFilter& filter, Memory& memory, RowSta
   const RowRule& rule = decide_any(threshold ? filter.thresholds : std::span<const RowRule>(kDiscreteRules), now);
   apply(rule, record, row, states.recall(index));
   memory = static_cast<Memory>((memory | rule.sets) & ~unsigned{rule.clears});
-  if (rule.deasserts) ev->event_state = FE_STATE_DEASSERTED;  // in the caller's event: intended
+  if (rule.deasserts) ev->event_state = FE_STATE_DEASSERTED;  // writes to the caller's event: intended
 
   write_names(record, field_text(row.dn), field_text(row.rn));
   write_code_texts(record);

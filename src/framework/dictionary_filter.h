@@ -1,5 +1,5 @@
-// Filters over the library's own sensor rows that take fault names and cause
-// texts from the engine's dictionaries: system board and processors.
+// The filters over the library's own sensor rows: system board and processors. They
+// take fault names and cause texts from the engine's dictionaries.
 #pragma once
 
 #include <polaiga/records.h>
@@ -13,7 +13,7 @@
 
 namespace polaiga {
 
-// What sets one such filter apart.
+// What distinguishes one such filter from the other.
 struct DictionaryFilter {
   FaultClass fault_class;
   const fe_sensor_map_row* rows;
@@ -25,7 +25,7 @@ struct DictionaryFilter {
   Sensors named_clears;                      // groups whose clear text is the sensor name alone
 };
 
-// Discrete sensors, at any offset.
+// The rules of discrete sensors, which do not depend on the offset.
 // clang-format off
 inline constexpr RowRule kDiscreteRules[] = {
     {.when = {.states = kDeasserted},
@@ -36,7 +36,7 @@ inline constexpr RowRule kDiscreteRules[] = {
 static_assert(decides_once(kDiscreteRules) && decides_all(kDiscreteRules));
 // clang-format on
 
-// Takes one event through the filter; `memory` and `states` are the filter's own.
+// Handles one event. `memory` and `states` are what the filter remembers.
 std::int32_t filter_event(const DictionaryFilter& filter, Memory& memory, RowStates states, fe_sensor_event* ev,
                           fe_fault_record** out);
 

@@ -4,7 +4,8 @@ namespace polaiga {
 namespace {
 
 constexpr Cause kNoCause{0, ""};
-constexpr Fault kNothing{.code = 0, .name = {}, .cause = kNoCause};  // what is cleared by a rule that clears nothing
+constexpr Fault kNothing{
+    .code = 0, .name = {}, .cause = kNoCause};  // stands for what is cleared when a rule clears nothing
 
 }  // namespace
 

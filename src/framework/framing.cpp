@@ -15,7 +15,8 @@ constexpr const char* kTimeZoneFile = "/mnt/jffs2/timezone";
 constexpr std::uint32_t kOidPrefix[] = {1, 3, 6, 1, 4, 1, 32473, 5, 100};
 constexpr std::uint32_t kInstanceMask = 0x00FFFFFF;
 
-// The first word of the time-zone file; empty, which is UTC, when there is none.
+// Reads the first word of the time-zone file. It is empty when there is none, which
+// means UTC.
 ZoneName read_zone_name() {
   ZoneName zone;
   zone.text[0] = '\0';
@@ -34,7 +35,8 @@ fe_fault_record* open_record(const fe_sensor_event* ev, fe_fault_record** out) {
   return *out;
 }
 
-// The name may run on behind its array, so its length is taken of the event's bytes.
+// The name may go on behind its array. Therefore it is read through a pointer into
+// the event's bytes: the compiler must not conclude that it ends within the array.
 __attribute__((noinline)) std::string_view sensor_name(const fe_sensor_event& event) {
   return reinterpret_cast<const char*>(&event) + offsetof(fe_sensor_event, sensor_name);
 }
@@ -54,7 +56,7 @@ void write_key(fe_fault_record& record) { write_key(record, record.event.entity_
 
 void write_key(fe_fault_record& record, std::int32_t instance) {
   const std::uint32_t middle = (static_cast<std::uint32_t>(instance) & kInstanceMask) << 8;
-  // The upper instance byte meets the entity id: both are OR-ed in, as intended.
+  // The upper byte of the instance lies where the entity id lies. Both are OR-ed: intended.
   record.fault_key = std::uint32_t{record.event.entity_id} << 24 | middle | record.event.entity_subtype;
 }
 
@@ -69,7 +71,7 @@ ZoneName stamp_time(fe_fault_record& record) {
   tzset();
   const std::time_t now = std::time(nullptr);
   record.created_time = static_cast<std::uint32_t>(now);
-  char stamp[20];  // 19 characters: a year of five digits leaves it empty
+  char stamp[20];  // for 19 characters: with a year of five digits the text is empty
   std::size_t size = 0;
   if (const std::tm* local = std::localtime(&now))
     size = std::strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%S", local);

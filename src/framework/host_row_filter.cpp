@@ -27,7 +27,7 @@ std::int32_t filter_event(const HostRowFilter& filter, RowStates states, const f
       filter.rules, {.offset = ev->event_offset, .state = ev->event_state, .sensors = filter.group_of(name.data())});
   apply(rule, record, row, states.recall(index));
   if (rule.deasserts) record.event.event_state = FE_STATE_DEASSERTED;
-  // Without words of its own the event is described with the zone name: intended.
+  // When the rule has no words, the name of the time zone is inserted instead: intended.
   write_row_texts(record, row, !rule.words.empty() ? rule.words : field_text(zone.text));
   write_key(record);
   states.update(index, record.event.event_state);

@@ -28,8 +28,8 @@ void copy_ends(char* to, const char* from, std::size_t size) {
   std::memcpy(to + size - N, from + size - N, N);
 }
 
-// Copies as memcpy() does, without a call: most texts are so short that the way
-// to the C library would take longer than the copying.
+// Does what memcpy() does. Most texts are so short that a call of the C library
+// would take longer than copying them here.
 void copy(char* to, const char* from, std::size_t size) {
   if (size >= 32) {
     for (; size > 64; size -= 32, to += 32, from += 32) std::memcpy(to, from, 32);
@@ -59,7 +59,8 @@ bool contains(std::string_view text, std::string_view word) {
   return false;
 }
 
-// What does not fit is lost. It begins a cache line: nothing is called as often.
+// The part of the text that does not fit is left out. The function is aligned to a
+// cache line because it is called more often than any other, and is then faster.
 __attribute__((aligned(64))) char* TextWriter::put(char* at, char* last, std::string_view text) {
   const std::size_t size = std::min(text.size(), static_cast<std::size_t>(last - at));
   copy(at, text.data(), size);
@@ -81,7 +82,8 @@ char* TextWriter::put(char* at, char* last, const Format& format, const Insert& 
   return put_format(at, last, {format.text_, size}, insert, format.stops_);
 }
 
-// With stops, they say where the percent signs stand.
+// When `stops` is given, it says where the percent signs are (see Format). Otherwise
+// they are searched for.
 char* TextWriter::put_format(char* at, char* last, std::string_view format, const Insert& insert,
                              const std::uint8_t* stops) {
   const char* from = format.data();
@@ -99,7 +101,7 @@ char* TextWriter::put_format(char* at, char* last, std::string_view format, cons
       at = put_number(at, last, *insert.number, 1);
     } else {
       at = put(at, last, "%");
-      if (percent[1] != '%') --from;  // what follows may be the next "%"
+      if (percent[1] != '%') --from;  // the character behind the "%" is written as it stands
     }
   }
 }

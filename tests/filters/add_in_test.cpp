@@ -124,7 +124,7 @@ class AddInTest : public FilterTest {
     return {.sensor = "CARD3", .offset = offset, .state = state, .instance = 3};
   }
 
-  // What every event of the card leaves, whatever comes of it.
+  // What every event of the card writes, whether or not it yields a fault.
   static Written framed() {
     return {.fault_key = 0x1D000353,
             .dn = "sys/rack-unit-1/adaptor-3",
@@ -143,7 +143,7 @@ class AddInTest : public FilterTest {
     EXPECT_EQ(send({.sensor = "CARD", .offset = 63, .state = state, .instance = instance}).result, 0);
   }
 
-  // A card's bit shows only in what is suppressed.
+  // What is remembered of a card can be seen only by the events that are then suppressed.
   bool is_suppressed(int instance) {
     return send({.sensor = "CARD", .offset = 127, .state = 1, .instance = instance}).result == -1;
   }
@@ -246,7 +246,7 @@ TEST_F(AddInTest, CardsWithoutAnEntryAreNamedFromTheirInstance) {
       {4, 0x1D000453, "adaptor-4", "CARD3: Add-in Card 4 missing: reseat or replace Add-in Card 4"},
       {0, 0x1D000053, "adaptor-0", "CARD3: Add-in Card 0 missing: reseat or replace Add-in Card 0"},
       {-1, 0xFFFFFF53, "adaptor--1", "CARD3: Add-in Card -1 missing: reseat or replace Add-in Card -1"},
-      // The key's instance has 24 bits, of which the upper 8 join the entity.
+      // 24 bits of the instance go into the key; the upper 8 of them are OR-ed with the entity id.
       {0x130203, 0x1F020353, "adaptor-1245699",
        "CARD3: Add-in Card 1245699 missing: reseat or replace Add-in Card 1245699"},
       {2147483647, 0xFFFFFF53, "adaptor-2147483647",
@@ -291,7 +291,7 @@ TEST_F(AddInTest, InstanceIsTranslatedOnceForEveryEvent) {
   for (const int platform : {0, 11, 17, 18, -1, 2147483647}) {
     for (const auto& c : cases) {
       g_platform = platform;
-      // Only the entry of the event's own entity counts.
+      // Only the entry for the entity of the event counts.
       std::ranges::fill(fe_sdr_instance_array, c.sdr == 1 ? 0 : 1);
       fe_sdr_instance_array[c.entity_id] = c.sdr;
       for (const int offset : {63, 127, 64}) {  // reported, suppressed, unknown
@@ -363,7 +363,7 @@ TEST_F(AddInTest, SensorNameIsReadToItsNul) {
   for (const auto& [sensor, descr] : {
            std::pair{"", ": Adaptor Unit 3 missing: Cleared"},
            std::pair{"ABCDEFGHIJKLMNOPQRS", "ABCDEFGHIJKLMNOPQRS: Adaptor Unit 3 missing: Cleared"},
-           // Twenty characters fill the field; the text goes on into the reading type.
+           // Twenty characters fill the field without a NUL, so the name goes on into the reading type.
            std::pair{"ABCDEFGHIJKLMNOPQRST", "ABCDEFGHIJKLMNOPQRSTZ: Adaptor Unit 3 missing: Cleared"},
            std::pair{"%s%n%d", "%s%n%d: Adaptor Unit 3 missing: Cleared"},
        }) {

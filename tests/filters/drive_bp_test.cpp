@@ -6,7 +6,7 @@ std::int32_t ent_drive_bp_map_sz;
 namespace polaiga::test {
 namespace {
 
-// Lines that do not ask for the sensor's class.
+// The lines that hold for exceptional and for other sensors.
 const ThresholdRow kRows[] = {
     {114, 1, 0, 1114, 0, 0, "lower non-critical"},
     {114, 4, 0, 1114, 0, 0, "lower non-critical"},

@@ -25,7 +25,7 @@ class FanTest : public FilterTest {
     return {.sensor = kSensor, .offset = offset, .state = state, .instance = kModule};
   }
 
-  // What every event of FAN3_TACH2 leaves, whatever comes of it.
+  // What every event of FAN3_TACH2 writes, whether or not it yields a fault.
   static Written framed() {
     return {.entity_instance = 6,
             .fault_key = 0x1D000653,
@@ -39,7 +39,7 @@ class FanTest : public FilterTest {
 
   static Written of(const FaultRow& row) { return written_by(row, kFaults, framed()); }
 
-  // Bits remembered of a fan show only in what is suppressed.
+  // What is remembered of a fan can be seen only by the events that are then suppressed.
   bool is_suppressed(const Event& event) { return send(event).result == -1; }
 };
 
@@ -147,7 +147,7 @@ TEST_F(FanTest, SpeedBitsSuppressNothing) {
 }
 
 TEST_F(FanTest, SpeedSensorSharesTheStateOfTheFanOfItsNumber) {
-  // FAN6_SPEED counts modules, so it is fan 6, as FAN3_TACH2 is.
+  // FAN6_SPEED has the number of its module, so that it shares fan 6 with FAN3_TACH2.
   expect(at(1, 1), 0, of(kRows[0]));
   EXPECT_TRUE(is_suppressed({.sensor = "FAN6_SPEED", .offset = 3, .state = 4, .instance = 6}));
   EXPECT_FALSE(is_suppressed({.sensor = "FAN3_SPEED", .offset = 3, .state = 4, .instance = 3}));
@@ -227,7 +227,7 @@ TEST_F(FanTest, FansOutsideTheStateAreNeverSuppressed) {
 }
 
 TEST_F(FanTest, ModuleNumbersAtTheEndsOfTheirRange) {
-  // Twice the number does not fit: it wraps as 32-bit arithmetic does.
+  // Twice the module's number does not fit into 32 bits and wraps around.
   const Outcome least = send({.sensor = "TACH1", .offset = 1, .state = 1, .instance = -2147483647 - 1});
   EXPECT_EQ(least.record.event.entity_instance, -1);
   EXPECT_STREQ(least.record.dn, "sys/rack-unit-1/fan-module-1--2147483648/fan-1");
@@ -238,7 +238,7 @@ TEST_F(FanTest, ModuleNumbersAtTheEndsOfTheirRange) {
 }
 
 TEST_F(FanTest, SensorNameIsReadToItsNul) {
-  // Twenty characters fill the field; the text goes on into the reading type.
+  // Twenty characters fill the field without a NUL, so the name goes on into the reading type.
   const Outcome outcome =
       send({.sensor = "ABCDEFGHIJKLMNO_TACH2", .offset = 2, .state = 1, .instance = 1, .reading_type = 0x5A});
   EXPECT_STREQ(outcome.record.descr, "ABCDEFGHIJKLMNO_TACHZ: Fan 1 missing: reseat or replace fan 1");

@@ -64,7 +64,7 @@ class FrontPanelTest : public FilterTest {
 
   static Event at(int offset, int state) { return {.sensor = "FP_AMBIENT", .offset = offset, .state = state}; }
 
-  // What every event leaves, whatever comes of it.
+  // What every event writes, whether or not it yields a fault.
   static Written framed() {
     return {.fault_key = 0x1D000153,
             .dn = "sys/rack-unit-1",

@@ -73,7 +73,7 @@ class MemTest : public FilterTest {
     return {.sensor = "MEM_S", .offset = offset, .state = state, .instance = 3};
   }
 
-  // Risers are addressed through their array; offset 85 is one and is not.
+  // Risers are addressed through their array. Offset 85 is a riser's, but is not addressed so.
   static bool is_of_the_array(int offset) {
     for (const int riser : {75, 76, 77, 87, 88, 89, 90, 96, 97, 99, 100}) {
       if (offset == riser) return true;
@@ -81,7 +81,7 @@ class MemTest : public FilterTest {
     return false;
   }
 
-  // What every event of MEM_S leaves, whatever comes of it.
+  // What every event of MEM_S writes, whether or not it yields a fault.
   static Written framed(int offset) {
     const bool array = is_of_the_array(offset);
     return {.entity_instance = 0x0B0C0D03,  // the group 0x0A0B0C0D, shifted, and 3
@@ -210,7 +210,7 @@ TEST_F(MemTest, SensorNames) {
                "%s%n:%d: DIMM 3 is inoperable : Cleared");
   EXPECT_STREQ(send({.sensor = "ABCDEFGHIJKLMNOPQRS", .offset = 64, .state = 0, .instance = 3}).record.descr,
                "ABCDEFGHIJKLMNOPQRS: Memory Unit 3 missing: Cleared");
-  // Twenty characters fill the field; the text goes on into the reading type.
+  // Twenty characters fill the field without a NUL, so the name goes on into the reading type.
   const Event full{.sensor = "ABCDEFGHIJKLMNOPQRST", .offset = 64, .state = 0, .instance = 3, .reading_type = 0x5A};
   EXPECT_STREQ(send(full).record.descr, "ABCDEFGHIJKLMNOPQRSTZ: Memory Unit 3 missing: Cleared");
 }

@@ -62,7 +62,7 @@ class PciTest : public FilterTest {
     return {.sensor = "RISER2", .offset = offset, .state = state, .instance = 2, .entity_subtype = subtype};
   }
 
-  // What every event of slot 2 leaves, whatever comes of it.
+  // What every event of slot 2 writes, whether or not it yields a fault.
   static Written framed() {
     return {.fault_key = 0x1D000200,
             .dn = "sys/rack-unit-1/equipped-slot-2",
@@ -81,7 +81,7 @@ class PciTest : public FilterTest {
     return written;
   }
 
-  // A line on top of what the frame leaves.
+  // What a line writes, in addition to what every event writes.
   static Written of(const FaultRow& row, Written written) { return written_by(row, kFaults, std::move(written)); }
 };
 
@@ -138,7 +138,7 @@ TEST_F(PciTest, Slots) {
       {-1, 0xFFFFFF00, "sys/rack-unit-1/equipped-slot--1", "equipped-slot--1",
        "S: PCI -1 riser is missing: reseat or replace PCI riser -1",
        "S: PCI Slot -1  riser card is upper critical: Check device cooling"},
-      // The key's instance has 24 bits, of which the upper 8 join the entity.
+      // 24 bits of the instance go into the key; the upper 8 of them are OR-ed with the entity id.
       {0x130203, 0x1F020300, "sys/rack-unit-1/equipped-slot-1245699", "equipped-slot-1245699",
        "S: PCI 1245699 riser is missing: reseat or replace PCI riser 1245699",
        "S: PCI Slot 1245699  riser card is upper critical: Check device cooling"},
@@ -161,7 +161,7 @@ TEST_F(PciTest, Slots) {
       expect({.sensor = "S", .offset = row.offset, .state = row.state, .instance = c.slot, .entity_subtype = 0}, 0,
              of(row, frame));
     }
-    // The server has no number, its riser keeps one.
+    // The names of the server have no number, the text of its riser has one.
     Written server = framed_as_server();
     server.fault_key = c.key | 1;
     FaultRow row = missing;
@@ -176,7 +176,7 @@ TEST_F(PciTest, SensorNameIsReadToItsNul) {
            std::pair{"", ": PCI 2 riser is missing: reseat or replace PCI riser 2"},
            std::pair{"ABCDEFGHIJKLMNOPQRS",
                      "ABCDEFGHIJKLMNOPQRS: PCI 2 riser is missing: reseat or replace PCI riser 2"},
-           // Twenty characters fill the field; the text goes on into the reading type.
+           // Twenty characters fill the field without a NUL, so the name goes on into the reading type.
            std::pair{"ABCDEFGHIJKLMNOPQRST",
                      "ABCDEFGHIJKLMNOPQRSTZ: PCI 2 riser is missing: reseat or replace PCI riser 2"},
            std::pair{"%s%n%d", "%s%n%d: PCI 2 riser is missing: reseat or replace PCI riser 2"},

@@ -118,7 +118,7 @@ const ReadingRow kReadingRows[] = {
     {5, {5}, 393, 6, 394, 344}, {5, {1, 2, 3, 4, 6, 7, 100, -1}, 394, 5, 393, 344},
 };
 
-// The sensor's name stands where the level is meant to: intended.
+// The description has the sensor's name where the level would be expected: intended.
 const struct {
   const char* sensor;
   int row;
@@ -185,7 +185,8 @@ class PsTest : public FilterTest {
     return kRows[0];
   }
 
-  // A redundancy event may leave the end of the supply's longer name behind its own.
+  // A redundancy event writes a DN over that of the supply, which is longer, so that the end
+  // of the longer one may remain behind the NUL.
   void expect_written(const Event& event, const Written& written) {
     fe_fault_record before = patterned_record();
     if (is_redundancy(event.offset)) {
@@ -328,7 +329,7 @@ TEST_F(PsTest, KeyAdditionWraps) {
   event.entity_id = 0xFF;
   event.entity_subtype = 0xFF;
   expect(event, 0, written);
-  // The row's number goes into the key, the event's entity stays.
+  // The key has the number of the row and the entity of the event.
   event = {.sensor = "PSU2_POUT", .offset = 3, .state = 1, .instance = -1, .entity_id = 0xFF, .entity_subtype = 0xFF};
   EXPECT_EQ(send(event).record.fault_key, 0xFF0004FF + 392U);
 }
@@ -396,7 +397,7 @@ TEST_F(PsTest, PowerReadings) {
   }
 }
 
-// The raise text is written first and then cut, and keeps its end behind the NUL.
+// The raise text is written first and then cut, so that its end remains behind the NUL.
 TEST_F(PsTest, ClearedPowerReadingHasTheEndOfTheRaiseTextBehindItsNul) {
   const Outcome outcome = send({.sensor = "PSU1_PIN", .offset = 3, .state = 0, .instance = 1});
   const std::string text(std::begin(outcome.record.descr), std::end(outcome.record.descr));
@@ -433,7 +434,7 @@ TEST_F(PsTest, PowerReadingOfAnUnknownSensorIsRejected) {
   }
 }
 
-// The unit of names and state is the event's; what leaves is the sensor's row.
+// Names and memory follow the instance of the event; the record's instance is the sensor's row.
 TEST_F(PsTest, OtherEventsOfAPowerReadingSensor) {
   Written missing = of(kRows[0]);
   missing.entity_instance = 3;
@@ -517,7 +518,7 @@ TEST_F(PsTest, SensorNames) {
                "%s%n:%d: Main Power missing: Cleared");
   EXPECT_STREQ(send({.sensor = "ABCDEFGHIJKLMNOPQRS", .offset = 32, .state = 0, .instance = 6}).record.descr,
                "ABCDEFGHIJKLMNOPQRS: Power Supply 6 input error: Cleared");
-  // Twenty characters fill the field; the text goes on into the reading type.
+  // Twenty characters fill the field without a NUL, so the name goes on into the reading type.
   const Event full{.sensor = "ABCDEFGHIJKLMNOPQPOU", .offset = 52, .state = 0, .instance = 6, .reading_type = 0x54};
   EXPECT_STREQ(send(full).record.descr,
                "ABCDEFGHIJKLMNOPQPOUT: Power Supply 6 output power is upper non critical levels: Cleared ");

@@ -13,7 +13,7 @@ struct Case {
   std::string cleared;
 };
 
-// The description's field between bytes that must stay as they are.
+// A description between bytes that must not change.
 class Description {
  public:
   explicit Description(const std::string& text) {
@@ -126,8 +126,8 @@ TEST(ClearByTokens, FieldWithoutANul) {
   }
 }
 
-// Both tokens are moved within the field, which may be full and need not have a
-// NUL: wherever they stand, the result is theirs, cut, and no byte behind it changes.
+// Both tokens are moved within the field, which may be full and without a NUL. Wherever they
+// stand, the result consists of them and is cut to the field, and no byte behind it changes.
 TEST(ClearByTokens, TokensMayStandAnywhere) {
   for (std::size_t before = 0; before <= 3; ++before) {
     for (std::size_t between = 1; between <= 3; ++between) {

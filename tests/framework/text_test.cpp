@@ -14,7 +14,7 @@ namespace {
 constexpr std::int32_t kLeast = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
 
-// A field between bytes that must stay as they are; so must those behind the text.
+// A field between bytes that must not change. The bytes behind the text in it must not change, either.
 template <std::size_t N>
 struct Guarded {
   std::array<char, 16> before;
@@ -82,8 +82,8 @@ TEST(HoldsName, ComparesTheFieldWhole) {
   EXPECT_FALSE(holds_name(empty, "A"));
 }
 
-// Of every length, so that each way of comparing is taken: with a difference at
-// every place, and with none.
+// Names of every length, because they are compared in different ways. Each name is compared
+// with itself, and with a name that differs at one place, for every place.
 TEST(HoldsName, NoticesADifferenceAnywhere) {
   for (std::size_t size = 1; size <= 20; ++size) {
     const std::string name = std::string("ABCDEFGHIJKLMNOPQRST").substr(0, size);
@@ -94,6 +94,18 @@ TEST(HoldsName, NoticesADifferenceAnywhere) {
       letter ^= 1;
       EXPECT_FALSE(holds_name(field, name) && &letter <= field + size) << name << " " << &letter - field;
       letter ^= 1;
+    }
+  }
+}
+
+TEST(SameText, NoticesADifferenceAnywhere) {
+  for (std::size_t size = 0; size <= 64; ++size) {
+    const std::string text(size, 'a');
+    EXPECT_TRUE(same_text(text.data(), std::string(size, 'a').data(), size)) << size;
+    for (std::size_t at = 0; at < size; ++at) {
+      std::string other = text;
+      other[at] = 'b';
+      EXPECT_FALSE(same_text(text.data(), other.data(), size)) << size << " " << at;
     }
   }
 }
@@ -142,7 +154,7 @@ TEST(TextWriter, CutsAtTheEndOfTheField) {
   }
 }
 
-// What copies a text takes another way for each range of lengths.
+// Texts are copied in different ways, depending on their lengths.
 TEST(TextWriter, CopiesTextsOfEveryLength) {
   for (std::size_t size = 0; size <= 300; ++size) {
     std::string text;
@@ -247,7 +259,7 @@ void expect_formats(const Insert& insert, std::initializer_list<FormatCase> case
   }
 }
 
-// The same of a format that the compiler has looked through.
+// The same for a format that has been searched by the compiler.
 void expect_compiled(const Format& format, const Insert& insert, const char* text) {
   Guarded<64> guarded;
   TextWriter(guarded.field).add(format, insert);

@@ -81,7 +81,7 @@ bench:
 	@cmake --preset check >/dev/null
 	@cmake --build --preset check --target filters_bench engine_bench
 	@echo "== Timing every filter beside the bare time stamp"
-	@build/check/bench/filters_bench --benchmark_enable_random_interleaving=true
+	@build/check/bench/filters_bench
 	@echo "== Timing the engine and its ledger; takes some minutes"
 	@build/check/bench/engine_bench
 

@@ -54,9 +54,15 @@ inline const Case kRejected[] = {
 // The filter of the case's entity. Ends the program if there is none.
 fe_fault_filter* filter_of(const Case& c);
 
+// Gives the time-zone file another zone name, or removes it: null. It begins with Europe/Berlin.
+void write_zone_file(const char* zone);
+
 fe_sensor_event event_of(const Case& c);
 
 // The C library calls of a time stamp alone, as every filter makes them.
 void bare_stamp();
+
+// The same, once before anything is measured: the C library then reads the zone's rules.
+void first_stamp();
 
 }  // namespace polaiga::bench

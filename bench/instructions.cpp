@@ -22,6 +22,7 @@ int main(int argc, char** argv) {
       std::fputc('\n', stdout);
     } else if (std::strcmp(name, c.entity) == 0) {
       fe_fault_filter* const process = filter_of(c);
+      first_stamp();
       for (int i = 0; i < calls; ++i) {
         bare_stamp();
         fe_sensor_event event = event_of(c);

@@ -62,7 +62,7 @@ class SysBoardTest : public FilterTest {
 
   static std::vector<std::uint32_t> arcs() { return {1, 3, 6, 1, 4, 1, 32473, 5, 100, 1, 9, 6, 1}; }
 
-  // What every event of a known sensor leaves, whatever was decided.
+  // What every event of a known sensor writes, whatever was decided.
   static Written framed(const Sensor& sensor, std::uint32_t code, const std::string& descr) {
     const bool log = sensor.row == 1;
     const std::string dn = log ? "sys/rack-unit-1/mgmt/log-SEL-0" : "sys/rack-unit-1/board";
@@ -102,7 +102,7 @@ class SysBoardTest : public FilterTest {
     }
   }
 
-  // An event that leaves codes, disposition and clear cause as the caller had them.
+  // An event that does not write codes, disposition and clear cause.
   void expect_untouched_codes(const Event& event, const Sensor& sensor, const std::string& descr) {
     fe_fault_record before = patterned_record();
     before.code = 4711;

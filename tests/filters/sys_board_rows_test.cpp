@@ -1,5 +1,5 @@
-// The system-board filter over rows that the shipped table has not: the table
-// and its count defined here take the place of the library's.
+// The system-board filter over rows that are not in the shipped table. The table and the
+// count that are defined here take the place of the library's.
 #include <algorithm>
 #include <cstring>
 #include <string>
@@ -8,7 +8,7 @@
 #include "support/table_image.h"
 
 extern "C" {
-// Laid out by hand, and writable: a test changes the count.
+// These are laid out by hand, and writable, because a test changes the count.
 alignas(4) unsigned char ent_map[40 * 484];
 std::int32_t ent_map_sz;
 }
@@ -95,7 +95,8 @@ class SysBoardRowsTest : public FilterTest {
     std::string descr;
   };
 
-  // What an event comes to, and that the caller's event has the record's state.
+  // Sends an event and checks what comes of it, and that the caller's event has the state
+  // that the record has.
   void expect_result(const char* sensor, int offset, int state, const Result& want) {
     SCOPED_TRACE(::testing::Message() << sensor << " " << offset << " " << state);
     const Outcome outcome = send({.sensor = sensor, .offset = offset, .state = state});
@@ -325,7 +326,7 @@ TEST_F(SysBoardRowsTest, StatesOfTheFirstTwentyFiveRowsAreRemembered) {
 }
 
 TEST_F(SysBoardRowsTest, ClearTextsNeedATokenOnly) {
-  // A name of nothing: the format's text is the first token.
+  // An empty name: then the text of the format is the first token.
   EXPECT_EQ(descr("", 114, 4), ": Text lower non-critical: Act");
   EXPECT_EQ(descr("", 114, 0), " Text lower non critical:  Act: Cleared");
   EXPECT_EQ(descr("A:B", 114, 4), "A:B: Text lower non-critical: Act");
@@ -387,7 +388,7 @@ TEST_F(SysBoardRowsTest, CountIsReadOnEveryCall) {
 }
 
 TEST_F(SysBoardRowsTest, NameWithoutANul) {
-  // Twenty characters: the name runs on into the reading type, and is another then.
+  // A name of twenty characters goes on into the reading type, which makes it another name.
   EXPECT_EQ(send({.sensor = "ABCDEFGHIJKLMNOPQRST", .offset = 114, .state = 4}).result, -1);
   const Outcome outcome = send({.sensor = "ABCDEFGHIJKLMNOPQRST", .offset = 114, .state = 4, .reading_type = 0});
   EXPECT_EQ(outcome.result, 0);

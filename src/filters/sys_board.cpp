@@ -1,4 +1,4 @@
-// System-board faults: every sensor that the board has is a row of ent_map.
+// The system board. Every one of its sensors is a row of ent_map.
 #include <polaiga/filters.h>
 
 #include "framework/dictionary_filter.h"
@@ -6,14 +6,15 @@
 namespace polaiga {
 namespace {
 
-// Groups of sensors, by their id in the exceptional list.
+// Groups of sensors. The id in the exceptional list decides to which a sensor belongs.
 constexpr Sensors kEventLog = 1 << 0;
 constexpr Sensors kBattery = 1 << 1;
 constexpr Sensors kCoreTemperature = 1 << 2;
 constexpr Sensors kVoltage = 1 << 3;
 constexpr Sensors kOther = 1 << 4;
 
-constexpr Sensors group_of(std::int32_t id) {
+Sensors group_of(const char* sensor) {
+  const std::int32_t id = expectional_sensor_lookup(sensor);
   if (id == 1 || id == 8) return kEventLog;
   if (id == 2 || id == 3) return kBattery;
   if (id >= 4 && id <= 7) return kCoreTemperature;
@@ -21,8 +22,8 @@ constexpr Sensors group_of(std::int32_t id) {
   return kOther;
 }
 
-// How full the event log is known to be. Kept once for all rows: a sensor that
-// is no event log moves it too, as intended.
+// How full the event log is, as far as events have told. There is one such memory for all
+// rows, and events of sensors that are no event logs change it, too: intended.
 constexpr Memory kLow = 1 << 0;
 constexpr Memory kVeryLow = 1 << 1;
 constexpr Memory kFull = 1 << 2;
@@ -30,9 +31,9 @@ constinit Memory sel_state = 0;
 
 constinit std::uint32_t sys_board_row_state[25] = {};
 
-constexpr const char* kCapacityIsLow = "capacity is low";
-constexpr const char* kCapacityIsVeryLow = "capacity is very low";
-constexpr const char* kLogIsFull = "is Full: Clear the log";
+constexpr std::string_view kCapacityIsLow = "capacity is low";
+constexpr std::string_view kCapacityIsVeryLow = "capacity is very low";
+constexpr std::string_view kLogIsFull = "is Full: Clear the log";
 
 constexpr ClearCauseId kDegraded = id_of(kEquipmentDegraded);
 constexpr ClearCauseId kInoperable = id_of(kEquipmentInoperable);
@@ -41,8 +42,8 @@ using enum Code;
 using enum Disposition;
 
 // clang-format off
-// The words given here are the event log's: every other sensor in state 1 is
-// given words of its own below.
+// The words in this table are those of the event log. For every other sensor, kWords
+// below has the words for state 1.
 constexpr RowRule kThresholds[] = {
     {.when = {.offsets = outside(FE_OFFSET_LOWER_NON_CRITICAL, FE_OFFSET_UPPER_NON_RECOVERABLE), .states = kAsserted},
      .code = kBase, .disposition = kRaise, .clear_code = kNoCode, .clear_cause_id = kNoCause},
@@ -76,7 +77,7 @@ constexpr RowRule kThresholds[] = {
     {.when = {.offsets = FE_OFFSET_UPPER_NON_CRITICAL, .states = kDeasserted, .sensors = kEventLog, .all_of = kLow},
      .code = kUpperNonCritical, .disposition = kTransition, .clear_code = kUpperNonCritical, .clear_cause_id = kDegraded,
      .clears = kLow | kVeryLow | kFull},
-    // A log that was not low has nothing to clear, and its codes stay the caller's: intended.
+    // A log that was not low has nothing to clear. The record's codes are not written: intended.
     {.when = {.offsets = FE_OFFSET_UPPER_NON_CRITICAL, .states = kDeasserted, .sensors = kEventLog, .none_of = kLow},
      .code = kCodeUntouched, .disposition = kDispositionUntouched, .clear_code = kCodeUntouched, .clear_cause_id = kCauseIdUntouched},
     {.when = {.offsets = FE_OFFSET_UPPER_NON_CRITICAL, .states = kDeasserted, .sensors = all_but(kEventLog)},
@@ -88,7 +89,7 @@ constexpr RowRule kThresholds[] = {
     {.when = {.offsets = FE_OFFSET_UPPER_CRITICAL, .states = only(1), .all_of = kLow, .none_of = kVeryLow},
      .code = kUpperCritical, .disposition = kTransition, .clear_code = kUpperNonCritical, .clear_cause_id = kDegraded,
      .words = kCapacityIsVeryLow, .sets = kVeryLow, .clears = kLow},
-    // The code of "very low" with the words of "low": intended.
+    // The code is that of "very low", the words are those of "low": intended.
     {.when = {.offsets = FE_OFFSET_UPPER_CRITICAL, .states = only(1), .none_of = kLow | kVeryLow},
      .code = kUpperCritical, .disposition = kTransition, .clear_code = kUpperNonCritical, .clear_cause_id = kDegraded,
      .words = kCapacityIsLow, .sets = kLow},
@@ -114,7 +115,7 @@ constexpr RowRule kThresholds[] = {
     {.when = {.offsets = FE_OFFSET_UPPER_NON_RECOVERABLE, .states = only(1), .all_of = kFull, .none_of = kVeryLow},
      .code = kUpperCritical, .disposition = kTransition, .clear_code = kUpperNonRecoverable, .clear_cause_id = kDegraded,
      .words = kCapacityIsVeryLow, .sets = kVeryLow, .clears = kFull},
-    // The code of "full" with the words of "very low": intended.
+    // The code is that of "full", the words are those of "very low": intended.
     {.when = {.offsets = FE_OFFSET_UPPER_NON_RECOVERABLE, .states = only(1), .none_of = kVeryLow | kFull},
      .code = kUpperNonRecoverable, .disposition = kTransition, .clear_code = kUpperCritical, .clear_cause_id = kDegraded,
      .words = kCapacityIsVeryLow, .sets = kVeryLow},
@@ -123,14 +124,14 @@ constexpr RowRule kThresholds[] = {
      .words = kLogIsFull, .sets = kFull, .clears = kVeryLow},
     {.when = {.offsets = FE_OFFSET_UPPER_NON_RECOVERABLE, .states = except(1, 5, 6), .sensors = kEventLog},
      .code = kUpperNonRecoverable, .disposition = kTransition, .clear_code = kUpperCritical, .clear_cause_id = kDegraded},
-    // State 0 escalates as the others do: intended.
+    // State 0 is an escalation here, as the other states are: intended.
     {.when = {.offsets = FE_OFFSET_UPPER_NON_RECOVERABLE, .states = except(1, 5, 6), .sensors = all_but(kEventLog)},
      .code = kUpperNonRecoverable, .disposition = kCritical, .clear_code = kUpperCritical, .clear_cause_id = kDegraded},
 };
 static_assert(decides_once(kThresholds) && decides_all(kThresholds));
 
-// What the sensor's format inserts; the first rule that holds counts. Words of
-// a deassertion have no hyphen, those of state 4 have one: intended.
+// The words that the sensor's format inserts. The first rule that holds counts. The words
+// of state 0 have no hyphen, those of state 4 have one: intended.
 constexpr WordRule kWords[] = {
     {.when = {.offsets = FE_OFFSET_UPPER_NON_CRITICAL, .states = only(0), .sensors = all_but(kVoltage)}, .words = "upper non critical"},
     {.when = {.offsets = FE_OFFSET_LOWER_NON_CRITICAL, .states = only(0), .sensors = all_but(kVoltage)}, .words = "lower non critical"},
@@ -142,7 +143,7 @@ constexpr WordRule kWords[] = {
 
     {.when = {.offsets = {FE_OFFSET_LOWER_CRITICAL, FE_OFFSET_LOWER_NON_RECOVERABLE}, .states = only(5)}, .words = "lower critical"},
     {.when = {.offsets = {FE_OFFSET_UPPER_CRITICAL, FE_OFFSET_UPPER_NON_RECOVERABLE}, .states = only(5)}, .words = "upper critical"},
-    // No board sensor reports these two offsets otherwise: intended.
+    // These two offsets are no thresholds, yet they have words of their own in state 5: intended.
     {.when = {.offsets = {109, 110}, .states = only(5)}, .words = "upper critical"},
 
     {.when = {.offsets = FE_OFFSET_LOWER_NON_RECOVERABLE, .states = only(6), .sensors = kBattery},
@@ -160,7 +161,6 @@ constexpr DictionaryFilter kSysBoard{
     .rows = ent_map,
     .row_count = &ent_map_sz,
     .subtype = &fe_sensor_map_row::subtype,
-    .exceptional_id = expectional_sensor_lookup,
     .group_of = group_of,
     .thresholds = kThresholds,
     .words = kWords,

@@ -1,11 +1,11 @@
 #include <string_view>
 
-#include "framework/sys_board_fixture.h"
+#include "filters/sys_board_fixture.h"
 
 namespace polaiga::test {
 namespace {
 
-// What is known of the event log, in letters: low, very low, full.
+// What is remembered of the event log, as letters: L for low, V for very low, F for full.
 struct Transition {
   const char* from;
   int offset;  // an event of state 1 of this offset
@@ -32,10 +32,10 @@ const Transition kTransitions[] = {
     {"VF", 119, 462, 461, "is Full: Clear the log", "F"},
 };
 
-// Follows what the log is known to be through a sequence of events.
+// Follows what is remembered of the log through a sequence of events.
 class EventLogTest : public SysBoardTest {
  protected:
-  // An event of state 1, and what it says.
+  // Sends an event with state 1 and checks the words of its description.
   void assert_capacity(int offset) {
     for (const Transition& line : kTransitions) {
       if (line.offset != offset || known_ != line.from) continue;
@@ -57,7 +57,7 @@ class EventLogTest : public SysBoardTest {
     }
   }
 
-  // The four events of the machine, by number.
+  // The four events that change what is remembered, by number.
   void take(int event) { event == 3 ? deassert_low() : assert_capacity(117 + event); }
 
   void start_anew() {
@@ -65,7 +65,7 @@ class EventLogTest : public SysBoardTest {
     take(3);
   }
 
-  // Every sequence of so many events.
+  // Tries every sequence of that many events.
   template <class Act>
   void for_each_sequence(int length, Act act) {
     for (int sequence = 0; sequence < 1 << 2 * length; ++sequence) {
@@ -117,7 +117,8 @@ TEST_F(EventLogTest, OtherEventsOfTheLogMoveNothing) {
 }
 
 TEST_F(EventLogTest, OtherSensorsMoveItToo) {
-  // By a voltage: low, very low, full; its own words and codes are a voltage's.
+  // A voltage sensor changes what is remembered of the log; its own words and codes are those
+  // of a voltage.
   expect(at(kVoltage, 117, 1), 0, of(kVoltage, {117, {}, 920, 920, 1, 218, "a preset"}));
   expect(at(kLog, 118, 1), 0, of(kLog, {118, {}, 461, 460, 1, 218, "capacity is very low"}));
   expect(at(kVoltage, 119, 1), 0, of(kVoltage, {119, {}, 918, 920, 1, 218, "a preset"}));  // full

@@ -1,4 +1,4 @@
-#include "framework/sys_board_fixture.h"
+#include "filters/sys_board_fixture.h"
 
 namespace polaiga::test {
 namespace {
@@ -295,7 +295,7 @@ TEST_F(SysBoardTest, EveryOtherReadingTypeIsDiscrete) {
 }
 
 TEST_F(SysBoardTest, TextOfADiscreteEventIsNoFormat) {
-  // A threshold sensor that reports as a discrete one: its clear cause is the row's.
+  // A threshold sensor that reports as a discrete one: the clear cause is that of its row.
   Event event = at(kVoltage, 118, 5);
   event.reading_type = 2;
   expect(event, 0, of(kVoltage, {118, {}, 921, 0, 0, 0, "%s"}));
@@ -351,7 +351,7 @@ TEST_F(SysBoardTest, StampUsesTheTimeZoneFile) {
   EXPECT_STREQ(send(at(kVoltage, 114, 4)).record.created, "2024-02-01T00:59:59");
 }
 
-// Every sensor raised and cleared as it is in the field; texts are whole.
+// Every sensor is raised and cleared as in practice, and the whole texts are compared.
 struct FieldCase {
   const char* sensor;
   int row;

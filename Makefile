@@ -6,8 +6,8 @@ help:
 	@echo "make demo     build the program and replay a server's day"
 	@echo "make build    build the library and the program"
 	@echo "make test     build and run the tests of what the library and the program do"
-	@echo "make check    the same, and check formatting, documents, packages, ABI and instruction counts"
-	@echo "make proof    the long tests: ARM under qemu, sanitizers, fuzzing, static analysis, musl"
+	@echo "make check    the same, and check formatting, documents, packages, ABI and instruction counts, and run cppcheck"
+	@echo "make proof    the long tests: ARM under qemu, sanitizers, fuzzing, clang-tidy, musl"
 	@echo "              (continuous integration runs check and proof)"
 	@echo ""
 	@echo "make arm      build library and program for the controller, test under qemu, measure the footprint"
@@ -50,10 +50,11 @@ check: format-check
 	@cmake --build --preset check
 	@echo "== Testing and checking"
 	@ctest --preset check
+	@$(MAKE) --no-print-directory cppcheck
 
 proof:
 	@$(MAKE) --no-print-directory arm asan musl
-	@$(MAKE) --no-print-directory --jobs 2 --output-sync=target fuzz-check lint cppcheck
+	@$(MAKE) --no-print-directory --jobs 2 --output-sync=target fuzz-check lint
 
 arm:
 	@tools/setup proof
@@ -141,7 +142,7 @@ musl:
 	@ctest --preset musl
 
 cppcheck:
-	@tools/setup proof
+	@tools/setup check
 	@echo "== Analysing with cppcheck"
 	@cppcheck --quiet --std=c++20 --language=c++ --enable=warning,performance,portability \
 	  --suppress=duplicateAssignExpression --inline-suppr --error-exitcode=1 \

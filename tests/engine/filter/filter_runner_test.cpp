@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "filter/library_build.h"
 #include "model/entities.h"
 #include "support/program.h"

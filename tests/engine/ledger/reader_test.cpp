@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include <optional>
 
 #include "support/ledger_entries.h"

@@ -26,11 +26,11 @@ ordered_json publishers_of(const EngineStatus& status) {
 
 // Events come by the tens of thousands a second, so this is put together by hand.
 std::string acknowledgement(const Receipt& receipt) {
-  std::string text = "{\"seq\":" + std::to_string(receipt.sequence);
-  if (receipt.duplicate) text += ",\"duplicate\":true";
+  std::string text = R"({"seq":)" + std::to_string(receipt.sequence);
+  if (receipt.duplicate) text += R"(,"duplicate":true)";
   const RecordedInput* const input = receipt.input;
   if (input != nullptr && input->reported && input->outcome == Outcome::kNotTracked) {
-    text.append(",\"warning\":\"").append(kNotTracked).append("\"");
+    text.append(R"(,"warning":")").append(kNotTracked).append("\"");
   }
   return text + "}\n";
 }

@@ -3,15 +3,16 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "ledger/ledger_file.h"
 #include "ledger/sqlite.h"
 
 namespace polaiga::engine {
 
-EngineState::EngineState(const std::string& path, const Retention& retention, const Recorder::Options& options,
+EngineState::EngineState(std::string path, const Retention& retention, const Recorder::Options& options,
                          const Clock& clock)
-    : path_(path), retention_(retention), options_(options), clock_(clock) {
+    : path_(std::move(path)), retention_(retention), options_(options), clock_(clock) {
   try {
     open();
   } catch (const LedgerError&) {

@@ -14,8 +14,7 @@ namespace polaiga::engine {
 class EngineState {
  public:
   // Throws LedgerError and SqlError when there is no ledger to be had.
-  EngineState(const std::string& path, const Retention& retention, const Recorder::Options& options,
-              const Clock& clock);
+  EngineState(std::string path, const Retention& retention, const Recorder::Options& options, const Clock& clock);
 
   Ledger& ledger() { return *ledger_; }
   const Ledger& ledger() const { return *ledger_; }

@@ -57,6 +57,8 @@ int look_at(dl_phdr_info* object, std::size_t /*size*/, void* argument) {
   if (!is_here) return 0;
   for (const auto& segment : segments) {
     if (segment.p_type != PT_NOTE || !search.build_id.empty()) continue;
+    // The loader tells addresses as numbers.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
     const auto* const begin = reinterpret_cast<const unsigned char*>(object->dlpi_addr + segment.p_vaddr);
     search.build_id = build_id_in({begin, segment.p_memsz});
   }

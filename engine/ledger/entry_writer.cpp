@@ -45,6 +45,7 @@ EntryWriter::Statements::Statements(const Database& db)
       report(db,
              " ON CONFLICT (fault, entity, sensor, instance) DO UPDATE SET last_seq = excluded.last_seq, "
              "last_at = excluded.last_at, count = count + 1, change = excluded.change"),
+      shown_again(db),
       era(db),
       filter_state(db),
       forget_slot(db, "DELETE FROM filter_state WHERE slot = ?"),
@@ -98,6 +99,8 @@ void EntryWriter::load() {
   Statement era(db_, "SELECT " + columns_sql<EraRow>() + " FROM era ORDER BY seq DESC LIMIT 1");
   if (!era.step()) return;
   era_ = read_row<EraRow>(era);
+  Statement standing(db_, "SELECT count(*) FROM standing WHERE era = ?");
+  era_standing_ = first_integer(standing.with(era_.seq));
   warm<SubjectRow>(subjects_, kMostSubjects);
   warm<FormRow>(forms_, kMostForms);
 }
@@ -171,7 +174,10 @@ void EntryWriter::write(const RecordedInput& input) {
     throw SqlError(SQLITE_MISUSE, "input " + std::to_string(input.sequence) + " does not follow input " +
                                       std::to_string(last_sequence_));
   }
-  const bool era_is_over = era_.seq == 0 || input.sequence - era_.seq >= limits_.inputs || era_bytes_ >= limits_.bytes;
+  // Each era says what is active when it begins, so that none is shorter than that.
+  const std::int64_t inputs = input.sequence - era_.seq;
+  const bool era_is_over =
+      era_.seq == 0 || inputs >= limits_.inputs || (era_bytes_ >= limits_.bytes && inputs >= era_standing_);
   if (era_is_over) begin_era(input);
   if (input.at < era_.least_at) {
     era_.least_at = input.at;
@@ -214,6 +220,7 @@ void EntryWriter::begin_era(const RecordedInput& input) {
   era_ = {.seq = input.sequence, .least_at = input.at, .first_change = last_change_ + 1};
   sql_.era(era_);
   sql_.standing.with(era_.seq).run();
+  era_standing_ = db_.rows_changed();
   subjects_.clear();
   forms_.clear();
   era_bytes_ = 0;
@@ -392,6 +399,7 @@ void EntryWriter::take_back(const Change& change, const RecordedInput& input) {
   sql_.take_back.with(change.fault, change.number, found.integer(0), found.integer(1), found.integer(2)).run();
   found.reset();
   must_change_one("fault", change.fault);
+  sql_.shown_again({change.shown, change.number});
   sql_.forget_report.with(change.fault, reporter.entity->name, reporter.sensor, reporter.instance).run();
 }
 

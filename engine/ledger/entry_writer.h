@@ -65,6 +65,7 @@ class EntryWriter {
     Insert<FaultRow> fault;
     Insert<StepRow> step;
     Insert<ReportRow> report;
+    Insert<ShownAgainRow> shown_again;
     Insert<EraRow> era;
     Insert<FilterStateRow> filter_state;
     Statement forget_slot;
@@ -114,7 +115,8 @@ class EntryWriter {
   Setting setting_;
   EraRow era_;  // none has begun as long as its seq is 0
   std::int64_t era_bytes_ = 0;
-  Known subjects_;  // of this era
+  std::int64_t era_standing_ = 0;  // faults that were active when it began
+  Known subjects_;                 // of this era
   Known forms_;
   std::unordered_map<ChangeNumber, Head> heads_;  // of alarms that are active
   std::string key_;                               // of what is looked up

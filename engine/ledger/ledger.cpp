@@ -92,12 +92,11 @@ class Ledger::Writer {
         entries_(db_, era_limits(retention)),
         pruner_(db_, retention, most_pages_),
         find_(db_, "SELECT seq FROM event WHERE id = ?"),
-        pages_(db_, "PRAGMA page_count"),
         oldest_event_(db_, "SELECT coalesce(min(seq), 0) FROM event"),
         oldest_change_(db_, "SELECT coalesce(min(number), 0) FROM change") {
     take_position();
     try {
-      if (log_.bytes() > 0) log_.empty();
+      if (log_.bytes() > 0) log_.empty(true);
       const auto end = std::chrono::steady_clock::now() + kStartTidyTime;
       while (tidy() && std::chrono::steady_clock::now() < end) {
       }
@@ -127,6 +126,9 @@ class Ledger::Writer {
     if (batch.inputs.empty() && batch.filter_state.empty()) return;
     Pruner::Position now = position_;
     if (!batch.inputs.empty()) now.age = batch.inputs.back().age;
+    for (const RecordedInput& input : batch.inputs) {
+      if (!input.changes.empty()) now.last_change = input.changes.back().number;
+    }
     prune(now, batch.inputs.size());
     keep_within([&] { insert(batch); });
     take_position();
@@ -175,7 +177,7 @@ class Ledger::Writer {
   }
 
   LedgerSize size() {
-    return {.file_bytes = integer(pages_) * page_size_,
+    return {.file_bytes = db_.file_bytes(),
             .log_bytes = log_.bytes(),
             .oldest_event = integer(oldest_event_),
             .oldest_change = integer(oldest_change_),
@@ -222,7 +224,7 @@ class Ledger::Writer {
   // no event is lost for them.
   template <class Work>
   void keep_within(Work work) {
-    is_over_ = false;
+    is_over_ = pruner_.is_too_full();
     log_.lift(is_held_);
     std::int64_t wanted = 0;  // pages
     for (bool log_is_new = false;;) {
@@ -238,7 +240,7 @@ class Ledger::Writer {
         wanted += wanted / 8;
       } catch (const SqlError& error) {
         if (error.code() != SQLITE_FULL || !log_.take_refused()) throw;
-        is_held_ = !log_.empty();
+        is_held_ = !log_.empty(!is_held_);
         if (is_held_ || log_is_new) log_.lift(true);
         log_is_new = true;
       }
@@ -246,20 +248,22 @@ class Ledger::Writer {
     log_.lift(false);
   }
 
-  // The log is brought in when this much of it is full. Should a reader still need
-  // it then, there is time until it is all full.
+  // The log is brought in when a good part of it is full. Should a reader still need
+  // it then, there is time until all of it is.
   void bring_in_log() {
     const std::int64_t part = most_log_bytes_ / 8;
     const std::int64_t used = log_.used();
     if (used < 5 * part) {
       next_bring_in_ = 5 * part;
       is_held_ = false;
-      if (log_.bytes() > most_log_bytes_) log_.empty();
+      if (log_.bytes() > most_log_bytes_) log_.empty(false);
     }
-    if (used < next_bring_in_) return;
+    // The file becomes shorter when that is brought in.
+    const bool is_long = most_pages_ > 0 && db_.file_bytes() > std::max(most_pages_, pruner_.pages()) * page_size_;
+    if (used < next_bring_in_ && !is_long) return;
     next_bring_in_ = used + part;
     log_.bring_in();
-    if (used >= 7 * part) is_held_ = !log_.empty();
+    if (used >= 7 * part) is_held_ = !log_.empty(!is_held_);
   }
 
   Database db_;
@@ -270,7 +274,6 @@ class Ledger::Writer {
   EntryWriter entries_;
   Pruner pruner_;
   Statement find_;
-  Statement pages_;
   Statement oldest_event_;
   Statement oldest_change_;
   Pruner::Position position_;

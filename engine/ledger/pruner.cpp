@@ -1,6 +1,7 @@
 #include "ledger/pruner.h"
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 namespace polaiga::engine {
@@ -71,14 +72,16 @@ Pruner::Statements::Statements(const Database& db)
       drop_event(db, "DELETE FROM event WHERE seq = ?"),
       drop_change(db, "DELETE FROM change WHERE number = ?"),
       drop_fault(db, "DELETE FROM fault WHERE number = ?"),
-      fault_alarms(db, "SELECT alarm, coalesce(later_alarm, alarm) FROM fault WHERE number = ?"),
+      fault(db, select<FaultRow>() + " WHERE number = ?"),
       drop_step(db, "DELETE FROM step WHERE fault = ?1 AND alarm IN (?2, ?3)"),
       drop_steps(db, "DELETE FROM step WHERE alarm = ?"),
       drop_alarm(db, "DELETE FROM alarm WHERE number = ?"),
+      drop_shown_again(db, "DELETE FROM shown_again WHERE seq = ? AND change = ?"),
       needed(db,
              "SELECT EXISTS (SELECT 1 FROM fault WHERE number = ?1 AND ?2 IN (raised_seq, shown_seq)) OR "
              "EXISTS (SELECT 1 FROM report WHERE fault = ?1 AND ?2 IN (since_seq, last_seq)) OR "
-             "EXISTS (SELECT 1 FROM standing WHERE era = ?3 AND fault = ?1 AND shown = ?2)"),
+             "EXISTS (SELECT 1 FROM standing WHERE era = ?3 AND fault = ?1 AND shown = ?2) OR "
+             "EXISTS (SELECT 1 FROM shown_again WHERE seq = ?2)"),
       era_of(db, "SELECT seq FROM era WHERE seq <= ? ORDER BY seq DESC LIMIT 1"),
       next_era(db, "SELECT seq FROM era WHERE seq > ? ORDER BY seq LIMIT 1"),
       standing(db, select<StandingRow>() + " WHERE era = ? AND fault = ?"),
@@ -210,10 +213,16 @@ void Pruner::step(Sequence through, std::int64_t most) {
     // A source may say any time; what it says of the future does not count.
     watermark.watermark_at = std::max(watermark.watermark_at, std::min(event.moment(), event.arrival()));
   }
-  watermark.watermark_change = drop_changes(events, through, era, era_goes);
+  std::set<Sequence> left;  // inputs taken out earlier but for what was needed then
+  watermark.watermark_change = drop_changes(events, era, era_goes, left);
   if (era_goes) sql_.drop_era_standing.with(era).run();
   for (const EventRow& event : events) {
     if (!is_needed(event, era_goes ? end : era)) sql_.drop_event.with(event.seq).run();
+  }
+  for (const Sequence sequence : left) {
+    for (const EventRow& event : all_rows<EventRow>(sql_.survivors.with(sequence, sequence + 1))) {
+      if (!is_needed(event, era_goes ? end : era)) sql_.drop_event.with(event.seq).run();
+    }
   }
   sql_.move_watermark.with(watermark.watermark_seq, watermark.watermark_change, watermark.watermark_at).run();
   if (era_goes) sweep(era, end, end);
@@ -223,33 +232,40 @@ void Pruner::step(Sequence through, std::int64_t most) {
 
 // Takes out the changes of these inputs with the faults and alarms that they
 // ended. What remains of the era says what was active after them.
-ChangeNumber Pruner::drop_changes(const std::vector<EventRow>& events, Sequence through, Sequence era, bool era_goes) {
+ChangeNumber Pruner::drop_changes(const std::vector<EventRow>& events, Sequence era, bool era_goes,
+                                  std::set<Sequence>& left) {
   std::vector<ChangeRow> changes;
   sql_.changes.with(watermark_.watermark_change);
-  while (sql_.changes.step()) {
+  while (!events.empty() && sql_.changes.step()) {
     const auto change = read_row<ChangeRow>(sql_.changes);
-    if (change.seq > through) break;
+    if (change.seq > events.back().seq) break;
     changes.push_back(change);
   }
   sql_.changes.reset();
   std::map<ChangeNumber, std::optional<StandingRow>> standing;
   for (const ChangeRow& change : changes) {
-    if (!era_goes) {
-      const auto event = std::ranges::lower_bound(events, change.seq, {}, &EventRow::seq);
-      const Moment at = event != events.end() && event->seq == change.seq ? event->moment() : 0;
-      if (!standing.contains(change.fault)) standing[change.fault] = standing_of(era, change.fault);
-      apply(standing[change.fault], change, era, at);
+    const auto [known, is_new] = standing.try_emplace(change.fault);
+    if (is_new) known->second = standing_of(era, change.fault);
+    if (known->second) left.insert(known->second->shown);
+    const auto event = std::ranges::lower_bound(events, change.seq, {}, &EventRow::seq);
+    const Moment at = event != events.end() && event->seq == change.seq ? event->moment() : 0;
+    apply(known->second, change, era, at);
+    drop_ended(change, left);
+    if (change.kind == ChangeKind::kPartlyCleared) {
+      sql_.drop_shown_again.with(change.shown, change.number).run();
+      left.insert(change.shown);
     }
-    drop_ended(change);
     sql_.drop_change.with(change.number).run();
   }
   for (const auto& [fault, row] : standing) {
+    if (era_goes) break;
     if (row) {
       sql_.add_standing(*row);
     } else {
       sql_.drop_standing.with(era, fault).run();
     }
   }
+  std::erase_if(left, [&](Sequence sequence) { return sequence > watermark_.watermark_seq; });
   return changes.empty() ? watermark_.watermark_change : changes.back().number;
 }
 
@@ -260,12 +276,15 @@ std::optional<StandingRow> Pruner::standing_of(Sequence era, ChangeNumber fault)
   return row;
 }
 
-void Pruner::drop_ended(const ChangeRow& change) {
+void Pruner::drop_ended(const ChangeRow& change, std::set<Sequence>& left) {
   if (ends_fault(change.kind)) {
-    if (sql_.fault_alarms.with(change.fault).step()) {
-      sql_.drop_step.with(change.fault, sql_.fault_alarms.integer(0), sql_.fault_alarms.integer(1)).run();
+    Statement& fault = sql_.fault;
+    if (fault.with(change.fault).step()) {
+      const auto row = read_row<FaultRow>(fault);
+      left.insert({row.raised_seq, row.shown_seq});
+      sql_.drop_step.with(row.number, row.alarm, row.later_alarm).run();
     }
-    sql_.fault_alarms.reset();
+    fault.reset();
     sql_.drop_fault.with(change.fault).run();
   }
   if (ends_alarm(change.kind)) {

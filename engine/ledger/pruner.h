@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -59,10 +60,11 @@ class Pruner {
     Statement drop_event;
     Statement drop_change;
     Statement drop_fault;
-    Statement fault_alarms;
+    Statement fault;
     Statement drop_step;
     Statement drop_steps;
     Statement drop_alarm;
+    Statement drop_shown_again;
     Statement needed;
     Statement era_of;
     Statement next_era;
@@ -88,9 +90,9 @@ class Pruner {
   Sequence base_era();
   std::int64_t part(Sequence last) const;
   void step(Sequence through, std::int64_t most);
-  ChangeNumber drop_changes(const std::vector<EventRow>& events, Sequence through, Sequence era, bool era_goes);
+  ChangeNumber drop_changes(const std::vector<EventRow>& events, Sequence era, bool era_goes, std::set<Sequence>& left);
   std::optional<StandingRow> standing_of(Sequence era, ChangeNumber fault);
-  void drop_ended(const ChangeRow& change);
+  void drop_ended(const ChangeRow& change, std::set<Sequence>& left);
   bool is_needed(const EventRow& event, Sequence base);
   std::int64_t sweep(Sequence era, Sequence end, Sequence base);
   static void drop_others(Statement& rows, Statement& drop, const std::unordered_set<Sequence>& kept);

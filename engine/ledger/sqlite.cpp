@@ -67,6 +67,15 @@ void Database::exec(const std::string& sql) const {
   }
 }
 
+std::int64_t Database::file_bytes() const {
+  sqlite3_file* file = nullptr;
+  sqlite3_int64 size = 0;
+  int code = sqlite3_file_control(get(), "main", SQLITE_FCNTL_FILE_POINTER, static_cast<void*>(&file));
+  if (code == SQLITE_OK) code = file->pMethods->xFileSize(file, &size);
+  if (code != SQLITE_OK) fail(get(), code);
+  return size;
+}
+
 int Database::set_patience(int patience) {
   sqlite3_busy_timeout(get(), patience);
   return std::exchange(patience_, patience);

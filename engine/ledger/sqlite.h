@@ -35,6 +35,7 @@ class Database {
   void exec(const std::string& sql) const;
   bool in_transaction() const;
   int rows_changed() const;
+  std::int64_t file_bytes() const;  // on the disk
 
   // How long to wait for others that use the file, in ms; answers with what it was.
   int set_patience(int patience);

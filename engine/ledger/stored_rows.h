@@ -51,6 +51,7 @@ class StoredRows {
   // The changes after a number, in their order, or those before it, backwards.
   // `take` answers whether to go on.
   enum class Direction { kForwards, kBackwards };
+  static std::string changes_sql(Direction direction);
   template <class Take>
   void changes(Direction direction, ChangeNumber number, Take take) {
     Statement rows(db_, changes_sql(direction));
@@ -93,7 +94,6 @@ class StoredRows {
     bool is_end = false;
   };
 
-  static std::string changes_sql(Direction direction);
   ChangeOfFault change(const Statement& row) const;
   std::vector<ActiveRow> active_rows(const std::vector<StandingRow>& standing);
   Sequence last_until(Moment at, const LedgerRow& ledger);

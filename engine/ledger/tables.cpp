@@ -51,8 +51,8 @@ std::string schema() {
   return create_table<LedgerRow>() + create_table<BuildRow>() + create_table<TablesRow>() + create_table<SettingRow>() +
          create_table<EraRow>() + create_table<SubjectRow>() + create_table<FormRow>() + create_table<EventRow>() +
          create_table<ChangeRow>() + create_table<AlarmRow>() + create_table<FaultRow>() + create_table<StepRow>() +
-         create_table<ReportRow>() + create_table<StandingRow>() + create_table<FilterStateRow>() +
-         create_table<CursorRow>() +
+         create_table<ReportRow>() + create_table<ShownAgainRow>() + create_table<StandingRow>() +
+         create_table<FilterStateRow>() + create_table<CursorRow>() +
          "CREATE UNIQUE INDEX event_id ON event (id) WHERE id IS NOT NULL;\n"
          "CREATE INDEX fault_name ON fault (name, number);\n";
 }

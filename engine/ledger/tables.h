@@ -355,6 +355,22 @@ struct Table<ReportRow> {
   static constexpr std::string_view kMore = ", PRIMARY KEY (fault, entity, sensor, instance)) STRICT, WITHOUT ROWID";
 };
 
+// A record that a fault showed again when a later one was taken back.
+struct ShownAgainRow {
+  Sequence seq = 0;
+  ChangeNumber change = 0;
+};
+
+template <>
+struct Table<ShownAgainRow> {
+  static constexpr std::string_view kName = "shown_again";
+  static constexpr std::tuple kColumns{
+      Column<&ShownAgainRow::seq>{"seq"},
+      Column<&ShownAgainRow::change>{"change"},
+  };
+  static constexpr std::string_view kMore = ", PRIMARY KEY (seq, change)) STRICT, WITHOUT ROWID";
+};
+
 // A fault that was active when an era began; of the oldest era, as it was when the
 // oldest input that is kept came.
 struct StandingRow {

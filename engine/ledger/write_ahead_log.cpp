@@ -82,8 +82,8 @@ bool WriteAheadLog::checkpoint(int mode) {
 
 void WriteAheadLog::bring_in() { checkpoint(SQLITE_CHECKPOINT_PASSIVE); }
 
-bool WriteAheadLog::empty() {
-  const int patience = db_.set_patience(kReaderWait);
+bool WriteAheadLog::empty(bool patient) {
+  const int patience = db_.set_patience(patient ? kReaderWait : 0);
   const bool all = checkpoint(SQLITE_CHECKPOINT_TRUNCATE);
   db_.set_patience(patience);
   if (all) frames_ = 0;

@@ -31,9 +31,9 @@ class WriteAheadLog {
   // and no reader needs it any more, the next transaction begins the log anew.
   void bring_in();
 
-  // Brings all of it in and makes its file empty. Waits for readers, though not
-  // long; answers whether it could.
-  bool empty();
+  // Brings all of it in and makes its file empty; answers whether it could. With
+  // `patient`, waits for readers, though not long.
+  bool empty(bool patient);
 
   // Whether the limit was the reason that a transaction failed since the last call.
   bool take_refused();

@@ -1,0 +1,196 @@
+#include "ledger/change_feed.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+
+#include "ledger/stored_rows.h"
+#include "support/ledger_entries.h"
+#include "support/temp_dir.h"
+
+namespace polaiga::engine {
+namespace {
+
+using test::clears;
+using test::LedgerWithAlarms;
+using test::moves;
+using test::raises;
+
+constexpr Retention kAll{.events = 0, .days = 0, .bytes = 0};
+
+class ChangeFeedTest : public testing::Test {
+ protected:
+  void open(const Retention& retention) {
+    engine_.reset();
+    engine_.emplace(path_, retention);
+  }
+
+  static std::string numbers(const Feed& feed) {
+    std::string found;
+    for (const StoredChange& change : feed.changes) found += std::to_string(change.change.number) + " ";
+    if (feed.gap) found += "gap " + std::to_string(feed.gap->first) + " to " + std::to_string(feed.gap->last);
+    return found;
+  }
+
+  std::string complaint(const std::string& harm) {
+    Database(path_, Access::kReadWrite).exec(harm);
+    try {
+      ChangeFeed(path_).next(0, 100);
+    } catch (const LedgerError& error) {
+      return error.what();
+    }
+    return "none";
+  }
+
+  test::TempDir dir_;
+  const std::string path_ = dir_.file("ledger.db");
+  std::optional<LedgerWithAlarms> engine_;
+};
+
+TEST_F(ChangeFeedTest, ChangesComeWithAllThatTheyNeed) {
+  open(kAll);
+  engine_->write(raises("A", "o", 395, 1001));
+  engine_->write(moves("A", "o", 395, 396, 1002));
+  engine_->write({.reported = false, .sensor = "B", .at = 1003, .withdrawn = {"o/fault-F0396"}});
+  ChangeFeed feed(path_);
+  EXPECT_EQ(feed.ledger_id(), engine_->ledger.id());
+  const Feed all = feed.next(0, 100);
+  ASSERT_EQ(numbers(all), "1 2 3 4 ");
+  EXPECT_EQ(all.changes[1].change, (Change{.number = 2,
+                                           .sequence = 2,
+                                           .kind = ChangeKind::kSuperseded,
+                                           .at = 1002,
+                                           .fault_dn = "o/fault-F0395",
+                                           .fault = 1,
+                                           .alarm = 1,
+                                           .before = Severity::kMinor,
+                                           .after = Severity::kMinor,
+                                           .other = 0,
+                                           .shown = 1,
+                                           .reporters = 0}));
+  ASSERT_TRUE(all.changes[1].record);
+  EXPECT_STREQ(all.changes[1].record->record.fault_dn, "o/fault-F0396");
+  EXPECT_EQ(all.changes[3].change.fault_dn, "o/fault-F0396");
+  EXPECT_FALSE(all.changes[3].record);
+  EXPECT_STREQ(all.changes[3].event.event.event.sensor_name, "B");
+  EXPECT_EQ(numbers(feed.next(2, 1)), "3 ");
+  EXPECT_EQ(numbers(feed.next(4, 100)), "");
+  EXPECT_EQ(numbers(feed.next(0, 0)), "");
+  EXPECT_EQ(numbers(feed.next(6, 100)), "gap 5 to 6");  // of a later state of the ledger
+}
+
+TEST_F(ChangeFeedTest, BeginsWithASnapshot) {
+  open(kAll);
+  ChangeFeed feed(path_);
+  EXPECT_EQ(feed.snapshot().number, 0);
+  engine_->write(raises("A", "o", 395));
+  engine_->write(raises("A", "p", 395));
+  engine_->write(clears("A", "o", 395));
+  const Snapshot snapshot = feed.snapshot();
+  EXPECT_EQ(snapshot.ledger_id, engine_->ledger.id());
+  EXPECT_EQ(snapshot.number, 3);
+  ASSERT_EQ(snapshot.active.size(), 1U);
+  EXPECT_EQ(snapshot.active[0].fault.fault_dn, "p/fault-F0395");
+}
+
+// Whoever begins with a snapshot and follows the changes has what is active.
+TEST_F(ChangeFeedTest, SnapshotsAndChangesGoTogether) {
+  open({.events = 0, .days = 0, .bytes = 512 * 1024});
+  ChangeFeed feed(path_);
+  Snapshot snapshot = feed.snapshot();
+  std::map<ChangeNumber, Sequence> active;  // faults, with the record that each shows
+  const auto begin = [&] {
+    snapshot = feed.snapshot();
+    active.clear();
+    for (const ActiveRow& row : snapshot.active) active[row.fault.number] = row.fault.shown;
+  };
+  std::size_t gaps = 0;
+  std::uint32_t state = 1;
+  for (int i = 0; i < 400; ++i) {
+    for (int k = 0; k < 20; ++k) {
+      state = state * 1664525 + 1013904223;
+      const std::string dn = "o" + std::to_string(state >> 27U);
+      const std::uint32_t code = 395 + (state >> 20U) % 2;
+      const char* sensor = (state >> 18U) % 2 == 0 ? "A" : "B";
+      switch ((state >> 22U) % 3) {
+        case 0:
+          engine_->add(raises(sensor, dn.c_str(), code));
+          break;
+        case 1:
+          engine_->add(moves(sensor, dn.c_str(), code, 791 - code));
+          break;
+        default:
+          engine_->add(clears(sensor, dn.c_str(), code));
+      }
+    }
+    engine_->write();
+    if (i % 150 >= 100) continue;  // a while it does not ask, so that changes are gone
+    for (;;) {
+      const Feed next = feed.next(snapshot.number, 7);
+      if (next.gap) {
+        ++gaps;
+        begin();
+        continue;
+      }
+      if (next.changes.empty()) break;
+      for (const StoredChange& change : next.changes) {
+        snapshot.number = change.change.number;
+        const ChangeKind kind = change.change.kind;
+        if (kind == ChangeKind::kCleared || kind == ChangeKind::kSuperseded || kind == ChangeKind::kWithdrawn) {
+          active.erase(change.change.fault);
+        } else {
+          active[change.change.fault] = change.change.shown;
+        }
+      }
+    }
+    std::map<ChangeNumber, Sequence> expected;
+    for (const ActiveFault* fault : engine_->alarms.in_order()) expected[fault->fault] = fault->shown;
+    ASSERT_EQ(active, expected) << i;
+  }
+  EXPECT_GE(gaps, 1U);
+}
+
+TEST_F(ChangeFeedTest, CursorsAreRead) {
+  open(kAll);
+  ChangeFeed feed(path_);
+  EXPECT_EQ(feed.cursor("snmp"), std::nullopt);
+  engine_->ledger.set_cursor("snmp", 7, 0);
+  EXPECT_EQ(feed.cursor("snmp"), 7);
+  EXPECT_TRUE(feed.has_changed());
+  EXPECT_FALSE(feed.has_changed());
+}
+
+// However many changes there are, those that come next are found by their numbers.
+TEST_F(ChangeFeedTest, ReadsByKey) {
+  open(kAll);
+  const Database db(path_, Access::kRead);
+  for (const auto direction : {StoredRows::Direction::kForwards, StoredRows::Direction::kBackwards}) {
+    Statement plan(db, "EXPLAIN QUERY PLAN " + StoredRows::changes_sql(direction));
+    std::size_t steps = 0;
+    while (plan.step()) {
+      EXPECT_TRUE(plan.text(3).starts_with("SEARCH")) << plan.text(3);
+      EXPECT_TRUE(plan.text(3).find("USING INTEGER PRIMARY KEY") != std::string_view::npos) << plan.text(3);
+      ++steps;
+    }
+    EXPECT_EQ(steps, 9U);
+  }
+}
+
+TEST_F(ChangeFeedTest, RowsThatNoEngineWrites) {
+  open(kAll);
+  engine_->write(raises("A", "o", 395));
+  engine_->write(raises("A", "o", 395));
+  engine_->write(raises("A", "o", 395));
+  EXPECT_EQ(complaint("UPDATE change SET after = 6 WHERE number = 2"), path_ + ": change 2: after is out of range: 6");
+  EXPECT_EQ(complaint("UPDATE change SET reporters = -1, after = 3 WHERE number = 2"),
+            path_ + ": change 2: reporters is out of range: -1");
+  EXPECT_EQ(complaint("UPDATE change SET reporters = 1; UPDATE event SET zone = -1001 WHERE seq = 2"),
+            path_ + ": event 2: zone is out of range: -1001");
+  EXPECT_EQ(complaint("UPDATE event SET zone = NULL, created = '" + std::string(64, '1') + "' WHERE seq = 2"),
+            path_ + ": event 2: created is longer than its field: '" + std::string(40, '1') + "...'");
+  EXPECT_EQ(complaint("DELETE FROM change WHERE number = 2"),
+            path_ + ": change 2 is gone, though those around it are there");
+}
+
+}  // namespace
+}  // namespace polaiga::engine

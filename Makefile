@@ -19,7 +19,7 @@ help:
 	@echo "make asan     test with the address and undefined-behaviour sanitizers"
 	@echo "make musl     build the library with musl and run a consumer"
 	@echo "make valgrind test the release build under valgrind"
-	@echo "make fuzz     fuzz all filters for 15 minutes"
+	@echo "make fuzz     fuzz the filters and the parsers for 15 minutes"
 	@echo "make coverage report the lines and branches that the tests reach"
 	@echo "make mutants  change the sources one cell at a time: the tests must notice"
 	@echo "make format   format the sources"
@@ -82,7 +82,7 @@ bench:
 	@cmake --preset check >/dev/null
 	@cmake --build --preset check --target filters_bench engine_bench
 	@echo "== Timing every filter beside the bare time stamp"
-	@build/check/bench/filters_bench --benchmark_enable_random_interleaving=true
+	@build/check/bench/filters_bench
 	@echo "== Timing the engine and its ledger; takes some minutes"
 	@build/check/bench/engine_bench
 

@@ -1,13 +1,16 @@
 #include "cases.h"
 
 #include <dlfcn.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <fstream>
+#include <string>
+
+#include "model/entities.h"
 
 // Full host tables, with the rows in question first: the search ends there.
 namespace {
@@ -40,22 +43,68 @@ int32_t ent_cmc_map_sz = FE_HOST_TABLE_ROWS;
 fe_nm_map_row ent_nm_map[FE_HOST_TABLE_ROWS] = {node_row()};
 int32_t ent_nm_map_sz = FE_HOST_TABLE_ROWS;
 
-// There is a time-zone file, as on a controller, without a place on this machine.
+// The time-zone file is a plain file, as on a controller, but not in the place
+// that a controller has it in, which this machine need not have.
+namespace {
+class ZoneFile {
+ public:
+  ZoneFile() {
+    const char* const directory = std::getenv("TMPDIR");
+    path_ = std::string(directory != nullptr ? directory : "/tmp") + "/polaiga-timezone-XXXXXX";
+    const int file = mkstemp(path_.data());
+    if (file < 0) fail();
+    close(file);
+    write("Europe/Berlin");
+  }
+  ~ZoneFile() { unlink(path_.c_str()); }
+  ZoneFile(const ZoneFile&) = delete;
+  ZoneFile& operator=(const ZoneFile&) = delete;
+
+  const char* path() const { return path_.c_str(); }
+  void write(const char* zone) const {
+    if (zone == nullptr) {
+      unlink(path_.c_str());
+      return;
+    }
+    std::ofstream file(path_);
+    file << zone << '\n';
+    if (!file.flush()) fail();
+  }
+
+ private:
+  [[noreturn]] void fail() const {
+    std::perror(path_.c_str());
+    std::exit(1);
+  }
+
+  std::string path_;
+};
+
+ZoneFile& zone_file() {
+  static ZoneFile file;
+  return file;
+}
+}  // namespace
+
 extern "C" std::FILE* fopen(const char* path, const char* mode) {
   using Open = std::FILE*(const char*, const char*);
   static auto* const real = reinterpret_cast<Open*>(dlsym(RTLD_NEXT, "fopen"));
-  if (std::strcmp(path, "/mnt/jffs2/timezone") != 0) return real(path, mode);
-  static const char* const zone_file = [] {
-    static char name[32];
-    const int file = memfd_create("timezone", 0);
-    if (file < 0 || write(file, "Europe/Berlin\n", 14) != 14) std::abort();
-    std::snprintf(name, sizeof name, "/proc/self/fd/%d", file);
-    return name;
-  }();
-  return real(zone_file, mode);
+  static const char* const zone_path = zone_file().path();
+  return real(std::strcmp(path, "/mnt/jffs2/timezone") == 0 ? zone_path : path, mode);
 }
 
 namespace polaiga::bench {
+
+fe_fault_filter* filter_of(const Case& c) {
+  const engine::Entity* const entity = engine::find_entity(c.entity);
+  if (entity == nullptr) {
+    std::fprintf(stderr, "bench/cases.h: there is no filter for the entity \"%s\"\n", c.entity);
+    std::exit(1);
+  }
+  return entity->filter;
+}
+
+void write_zone_file(const char* zone) { zone_file().write(zone); }
 
 fe_sensor_event event_of(const Case& c) {
   fe_sensor_event event{};
@@ -68,7 +117,8 @@ fe_sensor_event event_of(const Case& c) {
   return event;
 }
 
-__attribute__((noinline)) void bare_stamp() {
+namespace {
+void stamp() {
   char zone[64] = "";
   if (std::FILE* file = std::fopen("/mnt/jffs2/timezone", "r")) {
     if (std::fscanf(file, "%63s", zone) != 1) zone[0] = '\0';
@@ -80,5 +130,9 @@ __attribute__((noinline)) void bare_stamp() {
   char text[20];
   if (std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", std::localtime(&now)) == 0) std::abort();
 }
+}  // namespace
+
+void first_stamp() { stamp(); }
+__attribute__((noinline)) void bare_stamp() { stamp(); }
 
 }  // namespace polaiga::bench

@@ -1,5 +1,6 @@
 // What the engine adds to the filters, and that nothing of it grows: every figure
 // with its limit, as a ratio of this run wherever there is one.
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -19,20 +20,22 @@
 #include <vector>
 
 #include "base/standard_output.h"
-#include "core/fault_engine.h"
+#include "core/recorder.h"
 #include "filter/host_tables.h"
 #include "intake/event_parser.h"
+#include "ledger/change_feed.h"
 #include "ledger/ledger.h"
+#include "ledger/reader.h"
 
 namespace polaiga::engine {
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using Steady = std::chrono::steady_clock;
 
 double seconds(const std::function<void()>& work) {
-  const auto start = Clock::now();
+  const auto start = Steady::now();
   work();
-  return std::chrono::duration<double>(Clock::now() - start).count();
+  return std::chrono::duration<double>(Steady::now() - start).count();
 }
 
 std::vector<std::string> day() {
@@ -92,7 +95,8 @@ class Bench {
         {"replay", &Bench::replay_beside_filters},
         {"ledger", &Bench::ledger_rate},
         {"active", &Bench::many_active_faults},
-        {"start", &Bench::start_up},
+        {"million", &Bench::million_events},
+        {"flash", &Bench::bytes_written},
     };
     for (const auto& [name, part] : kParts) {
       if (names.empty() || std::ranges::find(names, name) != names.end()) (this->*part)();
@@ -158,34 +162,26 @@ class Bench {
     const std::string log = log_of(kEvents, "ledger.jsonl");
     const std::string arguments = "run --ledger " + place_.file("rate.db");
     at_least("run with its ledger, 1000 events a second",
-             kEvents / seconds([&] { run_program(arguments, log); }) / 1000, 20);
+             kEvents / seconds([&] { run_program(arguments, log); }) / 1000, 40);
   }
 
   // Microseconds for an event of one of so many faults, which it refreshes, or
   // clears and raises again.
   double time_among(int faults) {
     constexpr int kEvents = 100'000;
-    constexpr std::size_t kBatch = 4096;  // as a flood of events has them
-    FaultEngine engine(0, Log::kOff);
-    Ledger ledger(place_.file(("among" + std::to_string(faults) + ".db").c_str()), {}, 0);
-    ledger.use_tables(read_host_tables(POLAIGA_TABLES_DIR));
-    FilterState filter_state = ledger.restore(engine);
-    LedgerBatch batch;
+    const SystemClock clock;
+    Ledger ledger(place_.file(("among" + std::to_string(faults) + ".db").c_str()), {.bytes = 0}, clock.wall());
+    Recorder recorder({}, clock, ledger);
+    recorder.use_tables(read_host_tables(POLAIGA_TABLES_DIR), POLAIGA_TABLES_DIR);
     const auto give = [&](int unit, int state) {
-      SensorEvent line = parse_sensor_event(R"({"entity":"mem","sensor":"DIMM","offset":66,"state":1})");
-      line.event.entity_instance = unit;
-      line.event.event_state = state;
-      const Sequence sequence = ledger.last() + 1 + static_cast<Sequence>(batch.entries.size());
-      Handled handled = engine.handle(line, 1, sequence);
-      filter_state.note(sequence, line, handled.record);
-      batch.entries.push_back({sequence, 1, std::move(line), std::move(handled)});
-      if (batch.entries.size() < kBatch) return;
-      batch.filter_state = filter_state.take_changes();
-      ledger.write(batch);
-      batch = {};
+      SensorEvent event = parse_sensor_event(R"({"entity":"mem","sensor":"DIMM","offset":66,"state":1})");
+      event.event.entity_instance = unit;
+      event.event.event_state = state;
+      recorder.record(std::move(event));
+      if (recorder.is_full()) recorder.commit();
     };
     for (int unit = 1; unit <= faults; ++unit) give(unit, 1);
-    if (engine.faults().size() != static_cast<std::size_t>(faults)) throw std::runtime_error("faults are missing");
+    if (recorder.alarms().size() != static_cast<std::size_t>(faults)) throw std::runtime_error("faults are missing");
     std::mt19937 random(1);
     const double taken = seconds([&] {
       for (int i = 0; i < kEvents / 2; ++i) {
@@ -193,28 +189,106 @@ class Bench {
         give(unit, i % 2);
         give(unit, 1);
       }
+      recorder.commit();
     });
     return taken / kEvents * 1e6;
   }
 
   void many_active_faults() {
     const double few = time_among(100);
-    const double many = time_among(100'000);
+    const double many = time_among(20'000);
     note("an event among 100 active faults, ns", few * 1000);
-    note("an event among 100,000 active faults, ns", many * 1000);
-    at_most("an event among 100,000 beside one among 100", many / few, 1.5);
+    note("an event among 20,000 active faults, ns", many * 1000);
+    at_most("an event among 20,000 beside one among 100", many / few, 1.5);
   }
 
-  void start_up() {
-    const std::string ledger = "run --keep-events 0 --ledger " + place_.file("million.db");
-    run_program(ledger, log_of(1'000'000, "million.jsonl"));
-    at_most("start-up with a million recorded events, s", seconds([&] { run_program(ledger, "/dev/null"); }), 2);
-    std::filesystem::remove(place_.file("million.db"));
+  // Tells the system to forget what it has read of a file.
+  static void forget_pages(const std::string& file) {
+    ::sync();
+    const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0 || ::posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED) != 0) throw std::runtime_error("posix_fadvise");
+    ::close(fd);
+  }
+
+  void million_events() {
+    constexpr double kMilliseconds = 1000;
+    const std::string file = place_.file("million.db");
+    const std::string engine = "run --keep-events 0 --keep-bytes 0 --ledger " + file;
+    run_program(engine, log_of(1'000'000, "million.jsonl"));
+    note("bytes of the ledger for an event", static_cast<double>(std::filesystem::file_size(file)) / 1e6);
+    forget_pages(file);
+    at_most("start-up with a million events, cold, s", seconds([&] { run_program(engine, "/dev/null"); }), 2);
+
+    LedgerReader reader(file);
+    const std::vector<StoredChange> last = reader.latest({}, 1).changes;
+    const std::string fault_dn = last.at(0).change.fault_dn;
+    const auto question = [&](const char* what, const std::function<void()>& ask) {
+      double quickest = seconds(ask);
+      for (int turn = 1; turn < 5; ++turn) quickest = std::min(quickest, seconds(ask));
+      at_most(what, quickest * kMilliseconds, 100);
+    };
+    question("history of a fault, ms", [&] { reader.history(fault_dn, 20); });
+    question("explain, ms", [&] { reader.explain(fault_dn); });
+    for (const int part : {1, 2, 3}) {
+      const Moment at = moment_of(file, 250'000 * part);
+      question(("active --at, after " + std::to_string(part) + "/4, ms").c_str(), [&] { reader.active({}, at); });
+    }
+    ChangeFeed feed(file);
+    for (const int part : {0, 1, 2, 3}) {
+      const ChangeNumber number = last.at(0).change.number / 4 * part;
+      const double taken = seconds([&] {
+        if (feed.next(number, 1000).changes.size() != 1000) throw std::runtime_error("changes are missing");
+      });
+      at_most(("the next 1000 changes, after " + std::to_string(part) + "/4, ms").c_str(), taken * kMilliseconds, 10);
+    }
+    std::filesystem::remove(file);
     std::filesystem::remove(place_.file("million.jsonl"));
   }
 
+  static Moment moment_of(const std::string& file, Sequence sequence) {
+    const Database db(file, Access::kRead);
+    Statement row(db, "SELECT at FROM event WHERE seq = ?");
+    if (!row.with(sequence).step()) throw std::runtime_error("an event is missing");
+    return row.integer(0);
+  }
+
+  // Bytes that this process has given to files so far.
+  static double bytes_given() {
+    std::ifstream io("/proc/self/io");
+    for (std::string name; io >> name;) {
+      double value = 0;
+      io >> value;
+      if (name == "wchar:") return value;
+    }
+    throw std::runtime_error("/proc/self/io");
+  }
+
+  // What flash bears for an event: alone, and in batches of a hundred.
+  void bytes_written() {
+    constexpr int kBatches = 1000;
+    const std::vector<SensorEvent> events = parsed(day_);
+    for (const std::size_t size : {std::size_t{1}, std::size_t{100}}) {
+      const SystemClock clock;
+      Ledger ledger(place_.file(("flash" + std::to_string(size) + ".db").c_str()), {.bytes = 8 << 20}, clock.wall());
+      Recorder recorder({.most_in_batch = size}, clock, ledger);
+      recorder.use_tables(read_host_tables(POLAIGA_TABLES_DIR), POLAIGA_TABLES_DIR);
+      std::size_t given = 0;
+      const auto give = [&](int batches) {
+        for (int i = 0; i < batches; ++i) {
+          while (!recorder.is_full()) recorder.record(events[given++ % events.size()]);
+          recorder.commit();
+        }
+      };
+      give(static_cast<int>(events.size() / size) + 1);  // what all days have in common is written once
+      const double before = bytes_given();
+      give(kBatches);
+      note(("bytes written for an event, in batches of " + std::to_string(size)).c_str(),
+           (bytes_given() - before) / static_cast<double>(kBatches * size));
+    }
+  }
+
   void memory() {
-    const std::string arguments = "run --keep-events 20000 --ledger " + place_.file("flat.db");
+    const std::string arguments = "run --keep-events 20000 --keep-bytes 0 --ledger " + place_.file("flat.db");
     const long short_run = run_program(arguments, log_of(500'000, "short.jsonl"));
     const auto file_size = std::filesystem::file_size(place_.file("flat.db"));
     const long long_run = run_program(arguments, log_of(10'000'000, "long.jsonl"));

@@ -18,13 +18,15 @@ int main(int argc, char** argv) {
   fe_fault_record* out = &record;
   for (const Case& c : kAccepted) {
     if (name == nullptr) {
-      std::fputs(c.name, stdout);
+      std::fputs(c.entity, stdout);
       std::fputc('\n', stdout);
-    } else if (std::strcmp(name, c.name) == 0) {
+    } else if (std::strcmp(name, c.entity) == 0) {
+      fe_fault_filter* const process = filter_of(c);
+      first_stamp();
       for (int i = 0; i < calls; ++i) {
         bare_stamp();
         fe_sensor_event event = event_of(c);
-        c.filter(&event, &out);
+        process(&event, &out);
       }
     }
   }

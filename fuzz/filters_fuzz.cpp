@@ -8,37 +8,25 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string>
 
 #include "host.h"
+#include "model/entities.h"
 
 namespace polaiga::fuzz {
 namespace {
 
-struct Filter {
-  fe_fault_filter* process;
-  const char* name;
-};
-constexpr Filter kFilters[] = {
-    {process_sys_board_fault, "sys_board"},
-    {process_fan_fault, "fan"},
-    {process_ps_fault, "ps"},
-    {process_cpu_fault, "cpu"},
-    {process_mem_fault, "mem"},
-    {process_fw_bios_post_fault, "fw_bios_post"},
-    {process_pci_fault, "pci"},
-    {process_add_in_fault, "add_in"},
-    {process_caddora_fault, "caddora"},
-    {process_storage_fault, "storage"},
-    {process_drive_bp_fault, "drive_bp"},
-    {process_chassis_fault, "chassis"},
-    {process_front_panel_fault, "front_panel"},
-    {process_nm_fault, "nm"},
-    {process_ne_fault, "ne"},
-    {process_cmc_fault, "cmc"},
-};
+using engine::Entity;
 
-[[noreturn]] void fail(const char* filter, const char* what) {
-  std::fprintf(stderr, "%s: %s\n", filter, what);
+// Which filter an input means depends on the order of entities(): a filter that is
+// not added at its end changes the meaning of the corpus.
+const Entity& pick_filter(Input& input) {
+  const auto filters = engine::entities();
+  return filters[input.byte() % filters.size()];
+}
+
+[[noreturn]] void fail(const Entity& entity, const char* what) {
+  std::fprintf(stderr, "%s: %s\n", std::string(entity.name).c_str(), what);
   std::abort();
 }
 
@@ -133,32 +121,32 @@ bool same(const std::uint8_t (&a)[N], const std::uint8_t (&b)[N]) {
 }
 
 void send_event(Input& input) {
-  const Filter& filter = kFilters[input.byte() % std::size(kFilters)];
+  const Entity& entity = pick_filter(input);
   const auto event = make_event(input);
   const auto record = make_record(input);
   const fe_fault_record before = *record;
   fe_fault_record* out = record.get();
-  const std::int32_t result = filter.process(reinterpret_cast<fe_sensor_event*>(event.get()), &out);
-  if (result != 0 && result != -1) fail(filter.name, "a result that is neither 0 nor -1");
-  if (out != record.get()) fail(filter.name, "the caller's pointer was written");
+  const std::int32_t result = entity.filter(reinterpret_cast<fe_sensor_event*>(event.get()), &out);
+  if (result != 0 && result != -1) fail(entity, "a result that is neither 0 nor -1");
+  if (out != record.get()) fail(entity, "the caller's pointer was written");
   if (!same(record->reserved1, before.reserved1) || !same(record->reserved2, before.reserved2) ||
       !same(record->reserved3, before.reserved3) || !same(record->reserved4, before.reserved4) ||
       !same(record->reserved5, before.reserved5)) {
-    fail(filter.name, "reserved bytes were written");
+    fail(entity, "reserved bytes were written");
   }
   if (result != 0) return;
-  if (const char* what = fault_of(*record, before)) fail(filter.name, what);
+  if (const char* what = fault_of(*record, before)) fail(entity, what);
 }
 
 void send_null(Input& input) {
-  const Filter& filter = kFilters[input.byte() % std::size(kFilters)];
+  const Entity& entity = pick_filter(input);
   const auto event = make_event(input);
   const auto record = make_record(input);
   auto* ev = reinterpret_cast<fe_sensor_event*>(event.get());
   fe_fault_record* out = record.get();
   fe_fault_record* none = nullptr;
-  if (filter.process(nullptr, &out) != -1 || filter.process(ev, &none) != -1 || filter.process(ev, nullptr) != -1) {
-    fail(filter.name, "null was taken");
+  if (entity.filter(nullptr, &out) != -1 || entity.filter(ev, &none) != -1 || entity.filter(ev, nullptr) != -1) {
+    fail(entity, "null was taken");
   }
 }
 

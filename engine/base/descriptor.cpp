@@ -11,7 +11,7 @@
 namespace polaiga::engine {
 namespace {
 
-// Of a system call that moves some bytes at a time.
+// Repeats a system call that moves some of the bytes each time until all are moved.
 template <class Byte, class Call>
 bool move_all(Byte* data, std::size_t size, Call call) {
   while (size > 0) {

@@ -1,4 +1,4 @@
-// File descriptors with an owner.
+// File descriptors that close themselves.
 #pragma once
 
 #include <cstddef>
@@ -20,7 +20,7 @@ class Descriptor {
   int fd_;
 };
 
-// What is written to `in` is read from `out`. Throws std::system_error.
+// What a process writes to `in` can be read from `out`. Throws std::system_error.
 struct Pipe {
   Pipe();
 
@@ -28,8 +28,8 @@ struct Pipe {
   Descriptor out;
 };
 
-// All the bytes or none: false at the end of the input, or on an error that
-// errno tells.
+// Both move all the bytes and return true. They return false when the input ends
+// before, or on an error, which is then in errno.
 bool read_all(int fd, void* data, std::size_t size);
 bool write_all(int fd, const void* data, std::size_t size);
 

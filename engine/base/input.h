@@ -1,4 +1,4 @@
-// An input of events: a file, or standard input.
+// A source of event lines: a file or standard input.
 #pragma once
 
 #include <cstdint>
@@ -6,19 +6,19 @@
 
 namespace polaiga::engine {
 
-// Open from before the first line is read.
+// The file is opened at once, so that a wrong name is reported before any line is read.
 class Input {
  public:
-  // "-" is standard input. Throws std::runtime_error with the file's name.
+  // "-" means standard input. Throws std::runtime_error with the file's name.
   explicit Input(const std::string& path);
   ~Input();
   Input(Input&& other) noexcept;
   Input& operator=(Input&&) = delete;
 
-  const std::string& name() const { return name_; }  // for people
+  const std::string& name() const { return name_; }  // to be shown
   int fd() const { return fd_; }
   bool is_regular() const { return regular_; }
-  std::uint64_t size() const { return size_; }  // 0 of what is no regular file
+  std::uint64_t size() const { return size_; }  // 0 unless it is a regular file
 
  private:
   [[noreturn]] void fail(const char* what, int error) const;

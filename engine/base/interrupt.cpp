@@ -29,7 +29,7 @@ void watch_for_interrupt() {
   }
   struct sigaction action = {};
   action.sa_handler = note_interrupt;
-  action.sa_flags = static_cast<int>(SA_RESETHAND);  // and no SA_RESTART: a wait is to end
+  action.sa_flags = static_cast<int>(SA_RESETHAND);  // without SA_RESTART, so that a wait ends
   ::sigaction(SIGINT, &action, nullptr);
 }
 

@@ -1,4 +1,4 @@
-// Texts that others wrote, made safe to show on a terminal.
+// Makes texts from outside safe to show on a terminal.
 #pragma once
 
 #include <string>
@@ -6,9 +6,10 @@
 
 namespace polaiga::engine {
 
-// Adds a text, with "?" for every control character, those of two bytes included.
+// Appends a text to a line, with "?" in place of every control character. That
+// includes the control characters that take two bytes in UTF-8.
 inline void add_printable(std::string& line, std::string_view text) {
-  std::size_t plain = 0;  // from here on nothing was added yet
+  std::size_t plain = 0;  // what begins here is not appended yet
   for (std::size_t i = 0; i < text.size(); ++i) {
     const auto byte = static_cast<unsigned char>(text[i]);
     const bool is_control = byte < 0x20 || byte == 0x7F;
@@ -27,7 +28,7 @@ inline std::string printable(std::string_view text) {
   return shown;
 }
 
-// The same in single quotes, cut where it is long.
+// The same in single quotes. A long text is cut.
 inline std::string in_quotes(std::string_view text) {
   constexpr std::size_t kShown = 40;
   std::string quoted = "'";

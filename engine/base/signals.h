@@ -1,4 +1,4 @@
-// Signals as something to read, for a program that waits in poll().
+// Makes signals readable from a descriptor, for a program that waits in poll().
 #pragma once
 
 #include <optional>
@@ -9,12 +9,12 @@ namespace polaiga::engine {
 
 class Signals {
  public:
-  // From now on SIGTERM, SIGINT and SIGHUP come by take() alone.
+  // From now on SIGTERM, SIGINT and SIGHUP do nothing but wait for take().
   Signals();
 
   int fd() const { return fd_.get(); }
 
-  // The number of one that came.
+  // Returns the number of a signal that has come, or nothing.
   std::optional<int> take() const;
 
  private:

@@ -10,7 +10,7 @@ namespace polaiga::engine {
 namespace {
 
 constexpr std::size_t kEnough = std::size_t{64} * 1024;
-constexpr int kFirstOwn = 3;  // behind the three standard ones
+constexpr int kFirstOwn = 3;  // after the three standard descriptors
 
 [[noreturn]] void fail() { throw WriteError(errno, std::generic_category()); }
 
@@ -24,10 +24,10 @@ StandardOutput::StandardOutput()
 StandardOutput::~StandardOutput() { ::close(fd_); }
 
 void StandardOutput::divert(Others others) {
-  // What stdout still holds was meant for the old place, so it goes out first.
+  // The text that stdout still holds was meant for the real output, so write it first.
   if (std::fflush(stdout) != 0) fail();
   if (others == Others::kToStandardError) {
-    std::setvbuf(stdout, nullptr, _IONBF, 0);  // in step with the log lines
+    std::setvbuf(stdout, nullptr, _IONBF, 0);  // keeps the order with the log lines
     if (::dup2(STDERR_FILENO, STDOUT_FILENO) < 0) fail();
     return;
   }

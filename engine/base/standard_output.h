@@ -7,16 +7,16 @@
 
 namespace polaiga::engine {
 
-// A write that failed; code() tells a closed pipe (EPIPE) from the rest.
+// Says that a write failed. code() is EPIPE if the reader closed the pipe.
 struct WriteError : std::system_error {
   using std::system_error::system_error;
 };
 
-// Where what others print to standard output goes.
+// What becomes of the text that the library prints to standard output.
 enum class Others { kDiscarded, kToStandardError };
 
-// Filters print traces to standard output by themselves. This keeps the real one
-// to the program, and gives them another in its place.
+// The library's filters print traces to standard output. This class keeps the real
+// standard output for the program, and gives the filters another one.
 class StandardOutput {
  public:
   StandardOutput();
@@ -24,14 +24,14 @@ class StandardOutput {
   StandardOutput(const StandardOutput&) = delete;
   StandardOutput& operator=(const StandardOutput&) = delete;
 
-  // Puts file descriptor 1 and the C library's stdout in the hands of others.
+  // From now on file descriptor 1 and the C library's stdout belong to the filters.
   static void divert(Others others);
 
   bool is_terminal() const { return terminal_; }
   int fd() const { return fd_; }
 
-  // Both throw WriteError. What is written is kept until a flush, or until there
-  // is enough of it.
+  // Both throw WriteError. write() keeps the text until flush() is called or enough
+  // text has come together.
   void write(std::string_view text);
   void flush();
 

@@ -1,13 +1,13 @@
-// Exit statuses of the program. Each command's help tells what they mean to it.
+// The exit statuses of the program. Each command's help says when it returns which.
 #pragma once
 
 namespace polaiga::engine {
 
 enum Status {
   kDone = 0,
-  kBadLines = 1,  // some lines were not events; the others were replayed
-  kDiffers = 1,   // of a comparison
-  kUnknown = 1,   // a fault that the ledger does not know
+  kBadLines = 1,  // some lines were not events; all others were handled
+  kDiffers = 1,   // two builds of the library gave different answers
+  kUnknown = 1,   // the ledger does not have the fault that was asked for
   kFailed = 2,
   kInterrupted = 130,
 };

@@ -7,10 +7,10 @@
 
 #include "base/printable.h"
 #include "commands/selection_options.h"
-#include "ledger/ledger_query.h"
+#include "ledger/reader.h"
 #include "model/record_text.h"
 #include "report/colour.h"
-#include "report/json_text.h"
+#include "report/json_forms.h"
 #include "report/shown.h"
 
 namespace polaiga::engine {
@@ -51,8 +51,8 @@ void add_age_option(CLI::App& app, const std::string& name, std::optional<Moment
          [name, &age](const std::string& text) {
            age = parse_age(text);
            if (!age) {
-             throw CLI::ValidationError(name,
-                                        in_quotes(text) + " is no age: a number with s, m, h or d, as in 90s or 2h");
+             throw CLI::ValidationError(
+                 name, in_quotes(text) + " is not an age; give a number with s, m, h or d, as in 90s or 2h");
            }
          },
          help)
@@ -71,7 +71,7 @@ void add_at_option(CLI::App& app, std::optional<Moment>& at) {
                                                     "2025-03-12T09:12:20Z, nor seconds since 1970");
            }
          },
-         "That were active at this time: RFC 3339, or seconds since 1970")
+         "List what was active at this time: RFC 3339, or seconds since 1970")
       ->option_text("TIME");
 }
 
@@ -83,45 +83,24 @@ Selection selection_of(const ActiveOptions& options) {
   return selection;
 }
 
-std::string as_text(const std::vector<ActiveEpisode>& active, bool coloured) {
+std::string as_text(const std::vector<ActiveRow>& active, bool coloured) {
   if (active.empty()) return "No faults are active.\n";
-  std::vector<std::vector<std::string>> rows{{"SINCE", "SEVERITY", "CODE", "OBJECT", "DESCRIPTION"}};
-  for (const auto& [episode, stored, is_latest] : active) {
+  std::vector<std::vector<std::string>> rows{{"SINCE", "SEVERITY", "CODE", "REPORTERS", "OBJECT", "DESCRIPTION"}};
+  for (const auto& [fault, alarm_since, stored] : active) {
     const fe_fault_record& record = stored.record;
-    rows.push_back({format_moment(episode.raised_at),
-                    shown(find_severity(stored.severity).value_or(Severity::kInfo), coloured),
-                    printable(field_text(record.code_text)), printable(field_text(record.dn)),
+    rows.push_back({format_moment(fault.since), shown(fault.severity, coloured),
+                    printable(field_text(record.code_text)), std::to_string(fault.reporters), printable(fault.dn),
                     shown_description(field_text(record.descr))});
   }
   return aligned(rows);
 }
 
-std::string as_json(const ActiveEpisode& active) {
-  const auto& [episode, stored, is_latest] = active;
-  const fe_fault_record& record = stored.record;
-  nlohmann::ordered_json object = {{"fault_dn", episode.fault_dn},
-                                   {"dn", field_text(record.dn)},
-                                   {"code", record.code},
-                                   {"code_text", field_text(record.code_text)},
-                                   {"name", field_text(record.name)},
-                                   {"severity", stored.severity},
-                                   {"cause", field_text(record.cause)},
-                                   {"descr", field_text(record.descr)},
-                                   {"entity", stored.event.line.entity->name},
-                                   {"since", format_moment(episode.raised_at)}};
-  if (is_latest) {
-    object["updated"] = format_moment(episode.updated_at);
-    object["reports"] = episode.reports;
-  }
-  object["raised_seq"] = episode.raised;
-  if (is_latest) object["last_seq"] = episode.last;
-  return json_text(object) + "\n";
-}
-
 Status active(const ActiveOptions& options, StandardOutput& output) {
-  const auto found = LedgerReader(options.ledger).active(selection_of(options), options.at);
+  LedgerReader reader(options.ledger);
+  const auto found = reader.active(selection_of(options), options.at);
   if (options.json) {
-    for (const ActiveEpisode& one : found) output.write(as_json(one));
+    const std::string ledger_id = reader.ledger_id();
+    for (const ActiveRow& row : found) output.write(active_row_form(row, ledger_id).line());
   } else {
     output.write(as_text(found, wants_colour(options.colour, output)));
   }
@@ -133,20 +112,21 @@ Status active(const ActiveOptions& options, StandardOutput& output) {
 
 Command active_command(CLI::App& program) {
   const auto options = std::make_shared<ActiveOptions>();
-  CLI::App* const app = program.add_subcommand("active", "List the faults that are active, from the ledger");
+  CLI::App* const app = program.add_subcommand("active", "List the active faults of the ledger");
   app->footer(
       "Example:\n  polaiga active --severity major --older-than 2h\n\n"
-      "AGE is a number with its unit, s, m, h or d, and is counted from now, or from\n"
-      "the TIME of --at, back to when a fault was raised. What is as old as the AGE is\n"
-      "older. With --at, what later records have changed is left out of --json:\n"
-      "updated, reports and last_seq.\n\n"
+      "REPORTERS is how many sensors report the fault. Each of them must take its report\n"
+      "back before the fault is cleared.\n\n"
+      "AGE is a number with a unit: s, m, h or d. A fault's age is counted from now, or\n"
+      "from the TIME of --at, back to when the fault was raised. A fault of exactly AGE\n"
+      "counts as older.\n\n"
       "Exit status: 0 when all is well, 2 when the ledger cannot be read.");
   add_ledger_option(*app, options->ledger);
-  app->add_flag("--json", options->json, "Print JSON Lines, a fault each");
+  app->add_flag("--json", options->json, "Print JSON Lines, one fault a line");
   add_selection_options(*app, options->selection);
   add_entity_option(*app, options->selection);
-  add_age_option(*app, "--older-than", options->older_than, "Raised at least this long ago");
-  add_age_option(*app, "--newer-than", options->newer_than, "Raised less than this long ago");
+  add_age_option(*app, "--older-than", options->older_than, "Only faults raised at least this long ago");
+  add_age_option(*app, "--newer-than", options->newer_than, "Only faults raised less than this long ago");
   add_at_option(*app, options->at);
   add_colour_option(*app, options->colour);
   return {app, [options](StandardOutput& output) { return active(*options, output); }};

@@ -39,13 +39,13 @@ void catalog(const CatalogOptions& options, StandardOutput& output) {
 Command catalog_command(CLI::App& program) {
   const auto options = std::make_shared<CatalogOptions>();
   CLI::App* const app = program.add_subcommand("catalog", "List every fault that the library can raise");
-  app->footer("Example:\n  polaiga catalog --json\n\nEvents are given as OFFSETS: STATES.");
+  app->footer("Example:\n  polaiga catalog --json\n\nEvents are written as OFFSETS: STATES.");
   const auto add_form = [&](const char* name, CatalogForm form, const char* help) {
     return app->add_flag_callback(
         name, [options, form] { options->form = form; }, help);
   };
   add_form("--markdown", CatalogForm::kMarkdown, "Print a page of documentation")
-      ->excludes(add_form("--json", CatalogForm::kJson, "Print JSON Lines, a fault each"));
+      ->excludes(add_form("--json", CatalogForm::kJson, "Print JSON Lines, one fault a line"));
   add_tables_option(*app, options->tables);
   return {app, [options](StandardOutput& output) {
             catalog(*options, output);

@@ -12,13 +12,13 @@ Command diff_command(CLI::App& program) {
   CLI::App* const app = program.add_subcommand("diff", "Compare two builds of the library, record by record");
   app->footer(
       "Example:\n  polaiga diff /usr/lib/libpolaiga.so.1 build/libpolaiga.so.1 day.jsonl\n\n"
-      "The events go through both builds, each in a process of its own. Every field\n"
-      "of the two records is compared but created and created_time, the stamps of\n"
-      "the clock; also what a filter writes to the caller's event (caller_event) and\n"
-      "which fault it withdraws (withdrawn). An event that both builds reject is\n"
+      "Both builds get the same events, each in a process of its own. All fields of\n"
+      "the two records are compared, except the time stamps created and created_time.\n"
+      "Also compared are what a filter writes to the caller's event (caller_event) and\n"
+      "the fault that it withdraws (withdrawn). Events that both builds reject are\n"
       "compared as well.\n\n"
-      "Exit status: 0 when nothing differs, 1 when something does or a build crashes,\n"
-      "2 when lines were no events or the comparison failed.");
+      "Exit status: 0 if nothing differs, 1 if something differs or a build crashes,\n"
+      "2 if lines were not events or the comparison failed.");
   app->add_option("A.so", options->a, "File of the one build")->required();
   app->add_option("B.so", options->b, "File of the other build")->required();
   app->add_option("FILE", options->files, "Files of events, one JSON object a line; - is standard input")->required();

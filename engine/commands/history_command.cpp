@@ -7,89 +7,87 @@
 #include <memory>
 
 #include "base/printable.h"
-#include "ledger/ledger_query.h"
-#include "report/json_text.h"
+#include "ledger/reader.h"
+#include "report/json_forms.h"
 #include "report/shown.h"
+#include "report/steps.h"
 
 namespace polaiga::engine {
 namespace {
 
 struct HistoryOptions {
   std::string ledger;
-  std::string fault_dn;  // empty: of all faults
+  std::string fault_dn;  // empty: all alarms
   bool json = false;
   std::int64_t limit = 100;
 };
 
-// In its two largest units, as in "2h 5m". The clocks of senders may make it negative.
-std::string duration_text(Moment seconds) {
-  struct Unit {
-    Moment seconds;
-    const char* name;
-  };
-  constexpr Unit kUnits[] = {{86'400, "d"}, {3'600, "h"}, {60, "m"}, {1, "s"}};
-  if (seconds < 0) return "-" + duration_text(-seconds);
+std::string numbered(std::string_view what, ChangeNumber number) {
+  return std::string(what) + " " + std::to_string(number);
+}
+
+std::string ending_text(const StoredAlarm& alarm) {
   std::string text;
-  int shown = 0;
-  for (const Unit& unit : kUnits) {
-    const Moment count = seconds / unit.seconds;
-    seconds %= unit.seconds;
-    if (shown > 0) ++shown;
-    if (shown > 2) break;
-    if (count == 0) continue;
-    text += (text.empty() ? "" : " ") + std::to_string(count) + unit.name;
-    shown = std::max(shown, 1);
+  if (alarm.ended && alarm.ending == ChangeKind::kMerged) {
+    text = numbered("merged into alarm", alarm.merged_into);
+  } else if (alarm.ended) {
+    text = change_word(alarm.ending);
   }
-  return text.empty() ? "0s" : text;
+  if (alarm.related != 0) text += (text.empty() ? "" : ", ") + numbered("related to alarm", alarm.related);
+  return text;
 }
 
-std::string ending_text(const Episode& episode) {
-  if (episode.ending != "superseded") return episode.ending;
-  return "superseded by " + printable(episode.end_code);
+std::string severity_text(const StoredAlarm& alarm) {
+  const std::string now(severity_word(alarm.severity));
+  return alarm.worst == alarm.severity ? now : now + ", was " + std::string(severity_word(alarm.worst));
 }
 
-std::string as_text(const std::vector<Episode>& episodes) {
-  if (episodes.empty()) return "No fault was ever raised.\n";
+// A fault that is active when its alarm is merged goes on in the other alarm.
+std::string step_ending_text(const StoredAlarm& alarm, const StoredFault& step) {
+  const bool goes_on = !step.ended && alarm.merged_into != 0;
+  return goes_on ? numbered("goes on in alarm", alarm.merged_into) : ending_text(alarm, step);
+}
+
+// From when to when, and for how long. What is active lasts until now.
+void add_times(std::vector<std::string>& row, Moment from, std::optional<Moment> to, Moment now) {
+  row.insert(row.end(),
+             {format_moment(from), to ? format_moment(*to) : "active", duration_text(to.value_or(now) - from)});
+}
+
+std::string as_text(const std::vector<StoredAlarm>& alarms) {
+  if (alarms.empty()) return "No alarm was ever raised.\n";
   std::vector<std::vector<std::string>> rows{
-      {"RAISED", "ENDED", "DURATION", "FAULT", "RAISED BY", "ENDED BY", "REPORTS", "ENDING"}};
+      {"ALARM AND ITS FAULTS", "FROM", "TO", "DURATION", "SEVERITY", "RECORDS", "ENDING"}};
+  const auto ended_at = [](const auto& one) { return one.ended ? std::optional(one.ended_at) : std::nullopt; };
   const Moment now = std::time(nullptr);
-  for (const Episode& one : episodes) {
-    rows.push_back({format_moment(one.raised_at), one.ended ? format_moment(one.ended_at) : "active",
-                    duration_text((one.ended ? one.ended_at : now) - one.raised_at), printable(one.fault_dn),
-                    std::to_string(one.raised), one.ended ? std::to_string(*one.ended) : "",
-                    std::to_string(one.reports), ending_text(one)});
+  for (const StoredAlarm& alarm : alarms) {
+    std::vector<std::string>& row = rows.emplace_back();
+    row.push_back(numbered("alarm", alarm.number) + std::string(kGap) + printable(alarm.dn));
+    add_times(row, alarm.created, ended_at(alarm), now);
+    row.insert(row.end(), {severity_text(alarm), "", ending_text(alarm)});
+    for (const StoredFault& step : alarm.steps) {
+      std::vector<std::string>& line = rows.emplace_back();
+      line.push_back(std::string(kGap) + code_text(step.code) + std::string(kGap) + printable(step.name));
+      add_times(line, step.since, ended_at(step), now);
+      line.insert(line.end(), {std::string(severity_word(step.severity)), std::to_string(step.count),
+                               step_ending_text(alarm, step)});
+    }
   }
   return aligned(rows);
 }
 
-std::string as_json(const Episode& episode) {
-  nlohmann::ordered_json object = {{"fault_dn", episode.fault_dn},
-                                   {"active", !episode.ended},
-                                   {"raised", format_moment(episode.raised_at)},
-                                   {"raised_seq", episode.raised},
-                                   {"updated", format_moment(episode.updated_at)},
-                                   {"last_seq", episode.last},
-                                   {"reports", episode.reports}};
-  if (episode.ended) {
-    object["ended"] = format_moment(episode.ended_at);
-    object["ended_seq"] = *episode.ended;
-    object["ending"] = episode.ending;
-    if (episode.ending == "superseded") object["superseded_by"] = episode.end_code;
-    object["seconds"] = episode.ended_at - episode.raised_at;
-  }
-  return json_text(object) + "\n";
-}
-
 Status history(const HistoryOptions& options, StandardOutput& output) {
-  const auto episodes = LedgerReader(options.ledger).history(options.fault_dn, options.limit);
-  if (episodes.empty() && !options.fault_dn.empty()) {
-    std::fprintf(stderr, "No history of %s.\n", printable(options.fault_dn).c_str());
+  LedgerReader reader(options.ledger);
+  const auto alarms = reader.history(options.fault_dn, options.limit);
+  if (alarms.empty() && !options.fault_dn.empty()) {
+    std::fprintf(stderr, "The ledger has no history of %s.\n", printable(options.fault_dn).c_str());
     return kUnknown;
   }
   if (options.json) {
-    for (const Episode& one : episodes) output.write(as_json(one));
+    const std::string ledger_id = reader.ledger_id();
+    for (const StoredAlarm& alarm : alarms) output.write(alarm_form(alarm, ledger_id).line());
   } else {
-    output.write(as_text(episodes));
+    output.write(as_text(alarms));
   }
   output.flush();
   return kDone;
@@ -99,17 +97,18 @@ Status history(const HistoryOptions& options, StandardOutput& output) {
 
 Command history_command(CLI::App& program) {
   const auto options = std::make_shared<HistoryOptions>();
-  CLI::App* const app = program.add_subcommand("history", "List when faults were raised and how they ended");
+  CLI::App* const app = program.add_subcommand("history", "List the alarms of the ledger, from raise to end");
   app->footer(
       "Example:\n  polaiga history sys/rack-unit-1/psu-1/fault-F0383\n\n"
-      "RAISED BY and ENDED BY are the numbers of the events; REPORTS is how many records\n"
-      "raised or refreshed the fault. What is active lasts until now.\n\n"
-      "Exit status: 0 when all is well, 1 when FAULT_DN never was, 2 when the ledger\n"
-      "cannot be read.");
-  app->add_option("FAULT_DN", options->fault_dn, "Of this fault alone");
+      "Each alarm is a line with its number and object. Indented below it are its faults:\n"
+      "the levels that it went through. RECORDS is how many records raised or refreshed\n"
+      "the fault. The duration of what is active is counted until now.\n\n"
+      "Exit status: 0 when all is well, 1 when the ledger does not know FAULT_DN, 2 when\n"
+      "the ledger cannot be read.");
+  app->add_option("FAULT_DN", options->fault_dn, "Only alarms that this fault took part in");
   add_ledger_option(*app, options->ledger);
-  app->add_flag("--json", options->json, "Print JSON Lines, an episode each");
-  app->add_option("--limit", options->limit, "At most the last N; 0 is all (default 100)")
+  app->add_flag("--json", options->json, "Print JSON Lines, one alarm a line");
+  app->add_option("--limit", options->limit, "At most the last N alarms; 0 lists all (default 100)")
       ->check(CLI::NonNegativeNumber)
       ->option_text("N");
   return {app, [options](StandardOutput& output) { return history(*options, output); }};

@@ -3,27 +3,25 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstring>
-#include <ctime>
 #include <memory>
+#include <utility>
 
 #include "base/input.h"
 #include "base/interrupt.h"
-#include "base/printable.h"
-#include "core/fault_engine.h"
+#include "core/recorder.h"
 #include "filter/host_tables.h"
-#include "intake/event_parser.h"
-#include "intake/read_ahead.h"
-#include "report/json_report.h"
+#include "intake/event_source.h"
+#include "report/json_replay_report.h"
+#include "report/kept_records.h"
 #include "report/progress.h"
-#include "report/text_report.h"
+#include "report/text_replay_report.h"
 
 namespace polaiga::engine {
 namespace {
 
-std::unique_ptr<Report> make_report(const ReplayOptions& options, const StandardOutput& output) {
-  if (options.json) return std::make_unique<JsonReport>();
-  return std::make_unique<TextReport>(wants_colour(options.colour, output));
+std::unique_ptr<ReplayReport> make_report(const ReplayOptions& options, const StandardOutput& output) {
+  if (options.json) return std::make_unique<JsonReplayReport>();
+  return std::make_unique<TextReplayReport>(wants_colour(options.colour, output));
 }
 
 // Bytes that progress is measured by; 0 when it is not to be shown.
@@ -44,7 +42,7 @@ class Replay {
         output_(output),
         report_(make_report(options, output)),
         progress_(bytes_in_all),
-        engine_(options.platform, options.log) {}
+        recorder_({.platform = options.platform, .log = options.log}, clock_) {}
 
   Status run(const std::vector<Input>& inputs) {
     Status status = kDone;
@@ -53,7 +51,7 @@ class Replay {
       if (status != kDone) break;
     }
     progress_.hide();
-    output_.write(report_->summary(engine_.faults(), counts_));
+    output_.write(report_->summary(recorder_.alarms(), records_, counts_));
     output_.flush();
     if (status == kDone && counts_.bad_lines > 0) status = kBadLines;
     return status;
@@ -61,51 +59,51 @@ class Replay {
 
  private:
   Status run(const Input& input) {
-    ReadAhead ahead(input);
+    EventSource source(input);
+    EventLine line;
     while (!interrupted()) {
-      if (!input.is_regular() && !ahead.is_ready()) output_.flush();  // before a wait
-      const ReadLines read = ahead.next();
-      for (const ReadLine& line : read.lines) {
-        if (interrupted()) return kInterrupted;
-        if (line.event) {
-          handle(*line.event);
-        } else if (!reject(input, line.number, line.complaint)) {
-          return kBadLines;
-        }
-      }
-      progress_.update(bytes_before_ + read.bytes_taken, counts_.events);
-      switch (read.end) {
-        case LineReader::Result::kInterrupted:
+      if (source.may_wait()) output_.flush();
+      const auto result = source.next(line);
+      progress_.update(bytes_before_ + source.bytes_taken(), counts_.events);
+      switch (result) {
+        case EventSource::Result::kInterrupted:
           return kInterrupted;
-        case LineReader::Result::kFailed:
-          complain(input.name() + ": cannot read: " + std::strerror(read.error));
+        case EventSource::Result::kFailed:
+          complain(source.failure());
           return kFailed;
-        case LineReader::Result::kEnd:
-          bytes_before_ += read.bytes_taken;
+        case EventSource::Result::kEnd:
+          bytes_before_ += source.bytes_taken();
           return kDone;
-        default:
+        case EventSource::Result::kBlank:
+          continue;
+        case EventSource::Result::kLine:
           break;
+      }
+      if (line.event) {
+        handle(std::move(*line.event));
+      } else {
+        ++counts_.bad_lines;
+        complain(line.complaint_in(input.name()));
+        if (strict_) return kBadLines;
       }
     }
     return kInterrupted;
   }
 
-  // Answers whether to go on.
-  bool reject(const Input& input, std::uint64_t number, const std::string& what) {
-    ++counts_.bad_lines;
-    complain(input.name() + ":" + std::to_string(number) + ": " + what);
-    return !strict_;
+  void handle(SensorEvent event) {
+    ++counts_.events;
+    const RecordedInput& input = *recorder_.record(std::move(event)).input;
+    if (input.reported || !input.changes.empty()) {
+      records_.keep(input, recorder_.alarms());
+      print(input);
+    } else {
+      ++counts_.of_no_interest;
+    }
+    if (recorder_.is_full()) recorder_.commit();
   }
 
-  void handle(const SensorEvent& line) {
-    ++counts_.events;
-    const Handled handled = engine_.handle(line, std::time(nullptr), static_cast<Sequence>(counts_.events));
-    if (!handled.reported) {
-      // An event may yield no fault and still have one withdrawn.
-      if (handled.withdrawn.empty()) ++counts_.of_no_interest;
-      return;
-    }
-    const std::string text = report_->record({handled.record, line.time, handled.outcome});
+  void print(const RecordedInput& input) {
+    const std::string text = report_->input(input);
     if (output_.is_terminal()) progress_.hide();
     output_.write(text);
     if (output_.is_terminal()) output_.flush();
@@ -118,9 +116,11 @@ class Replay {
 
   bool strict_;
   StandardOutput& output_;
-  std::unique_ptr<Report> report_;
+  std::unique_ptr<ReplayReport> report_;
   Progress progress_;
-  FaultEngine engine_;
+  SystemClock clock_;
+  Recorder recorder_;
+  KeptRecords records_;
   LineCounts counts_;
   std::uint64_t bytes_before_ = 0;  // of the files that are done with
 };

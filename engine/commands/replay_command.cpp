@@ -21,10 +21,12 @@ Command replay_command(CLI::App& program) {
   const auto options = std::make_shared<ReplayOptions>();
   CLI::App* const app = program.add_subcommand("replay", "Replay sensor events, given as JSON Lines");
   app->footer(std::string(kReplayExample) + "  polaiga replay --json day.jsonl\n\nEntities: " + entity_names() +
-              "\n\nExit status: 0 when all is well, 1 when lines were no events, 2 when the replay failed.");
-  app->add_option("FILE", options->files, "Files of events, one JSON object a line; - is standard input")->required();
+              "\n\nPrints each record and what it did to the alarms, then the active faults and the counts.\n\n"
+              "Exit status: 0 when all is well, 1 when some lines were not events, 2 when the replay failed.");
+  app->add_option("FILE", options->files, "Files of events, one JSON object a line; - reads standard input")
+      ->required();
   app->add_flag("--json", options->json, "Print records and summary as JSON Lines");
-  app->add_flag("--strict", options->strict, "Stop at the first line that is no event");
+  app->add_flag("--strict", options->strict, "Stop at the first line that is not an event");
   add_colour_option(*app, options->colour);
   add_platform_option(*app, options->platform);
   add_tables_option(*app, options->tables);

@@ -1,37 +1,73 @@
 #include "commands/run_command.h"
 
 #include <CLI/CLI.hpp>
+#include <map>
 #include <memory>
 
+#include "base/clock.h"
 #include "daemon/run.h"
 
 namespace polaiga::engine {
+namespace {
+
+// As 50ms or 2s.
+void add_commit_within_option(CLI::App& command, std::chrono::milliseconds& commit_within) {
+  const std::map<std::string, std::int64_t> kUnits{{"ms", 1}, {"s", 1000}};
+  command
+      .add_option_function<std::int64_t>(
+          "--commit-within", [&commit_within](std::int64_t value) { commit_within = std::chrono::milliseconds(value); },
+          "How long an event may wait so that others share its write; it is acknowledged as late (default 0ms)")
+      ->transform(CLI::AsNumberWithUnit(kUnits, CLI::AsNumberWithUnit::UNIT_REQUIRED))
+      ->check(CLI::Range(0, 10'000))
+      ->option_text("TIME");
+}
+
+void add_retention_options(CLI::App& command, Retention& retention) {
+  command
+      .add_option("--keep-events", retention.events,
+                  "How many events are kept; 0 sets no limit (default " + std::to_string(retention.events) + ")")
+      ->check(CLI::NonNegativeNumber)
+      ->option_text("N");
+  command
+      .add_option("--keep-days", retention.days,
+                  "How many days events are kept; 0 sets no limit (default " + std::to_string(retention.days) + ")")
+      ->check(CLI::Range(0, 36500))
+      ->option_text("N");
+  command
+      .add_option("--keep-bytes", retention.bytes,
+                  "How large the ledger's file and its log may be together, as 8MiB; 0 sets no limit (default 64MiB)")
+      ->transform(CLI::AsSizeValue(false))
+      ->check(CLI::NonNegativeNumber)
+      ->option_text("SIZE");
+}
+
+}  // namespace
 
 Command run_command(CLI::App& program) {
   const auto options = std::make_shared<RunOptions>();
-  CLI::App* const app = program.add_subcommand("run", "Stay, take events, and keep faults through restarts");
+  CLI::App* const app = program.add_subcommand("run", "Stay, take events, and keep alarms through restarts");
   app->footer(
-      "Takes events as JSON Lines at the socket and on standard input, and answers each line:\n"
-      "{\"seq\":N} once the event is durable, or {\"error\":\"WHAT\"}.\n"
-      "SIGTERM takes what has come and stops; SIGHUP loads the tables anew.\n\n"
-      "Example:\n  polaiga run --ledger ledger.db --socket events.sock\n\n"
-      "Exit status: 0 when it was stopped or the input ended, 1 when lines of standard input were no events and there\n"
-      "is no socket, 2 when it failed.");
+      "The engine takes events as JSON Lines at the socket and on standard input. It answers each line\n"
+      "with {\"seq\":N} once the event is durable, or with {\"error\":\"WHAT\"}.\n"
+      "SIGTERM makes it take what has been sent and stop. SIGHUP makes it load the tables again.\n\n"
+      "Example:\n  polaiga run --ledger ledger.db --socket events.sock --control control.sock\n\n"
+      "Exit status: 0 when the engine was stopped or the input ended; 1 when lines of standard input were no\n"
+      "events and there is no socket; 2 when the engine failed.");
   add_ledger_option(*app, options->ledger);
-  app->add_option("--socket", options->socket, "Path of the Unix stream socket to listen at")->option_text("PATH");
+  app->add_option("--socket", options->socket, "Path of the Unix stream socket that takes events")->option_text("PATH");
+  app->add_option("--control", options->control, "Path of the Unix stream socket that takes requests")
+      ->option_text("PATH");
   add_platform_option(*app, options->platform);
   add_tables_option(*app, options->tables);
-  Retention& retention = options->retention;
-  app->add_option("--keep-events", retention.events,
-                  "Events that are kept; 0 keeps all (default " + std::to_string(retention.events) + ")")
-      ->check(CLI::NonNegativeNumber)
+  app->add_option("--max-active", options->most_active,
+                  "How many active faults are tracked; one counts once for each of its reporters (default " +
+                      std::to_string(options->most_active) + ")")
+      ->check(CLI::Range(1, 1'000'000))
       ->option_text("N");
-  app->add_option("--keep-days", retention.days,
-                  "Days that events are kept; 0 keeps all (default " + std::to_string(retention.days) + ")")
-      ->check(CLI::Range(0, 36500))
-      ->option_text("N");
+  add_retention_options(*app, options->retention);
+  add_commit_within_option(*app, options->commit_within);
   add_log_option(*app, options->log);
-  return {app, [options](StandardOutput& output) { return run(*options, output); }};
+  return {app, [options](StandardOutput& output) { return run(*options, output, SystemClock()); }};
 }
 
 }  // namespace polaiga::engine

@@ -4,7 +4,7 @@
 #include <CLI/App.hpp>
 #include <string>
 
-#include "ledger/ledger_query.h"
+#include "ledger/reader.h"
 
 namespace polaiga::engine {
 

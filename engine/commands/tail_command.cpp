@@ -8,14 +8,20 @@
 #include <array>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "base/interrupt.h"
+#include "base/printable.h"
 #include "commands/selection_options.h"
-#include "ledger/ledger_query.h"
+#include "ledger/change_feed.h"
+#include "ledger/ledger_file.h"
+#include "ledger/reader.h"
+#include "model/record_text.h"
+#include "report/change_text.h"
 #include "report/colour.h"
-#include "report/json_report.h"
-#include "report/text_report.h"
+#include "report/json_forms.h"
+#include "report/shown.h"
 
 namespace polaiga::engine {
 namespace {
@@ -26,6 +32,7 @@ constexpr int kPatience = 10;   // looks, before it is told why a new ledger can
 struct TailOptions {
   std::string ledger;
   std::size_t lines = 10;
+  std::optional<ChangeNumber> after;
   bool json = false;
   bool follow = true;
   Colour colour = Colour::kAuto;
@@ -41,28 +48,54 @@ std::optional<FileIdentity> identity_of(const std::string& path) {
   return FileIdentity{status.st_dev, status.st_ino};
 }
 
-// Until the next look; answers whether there is to be one. Nothing else has put
-// another file in the place of standard output.
+// Waits until the next look; answers whether there is to be one. Nothing else has
+// put another file in the place of standard output.
 bool wait() {
   std::array<pollfd, 2> watched{{{interrupt_fd(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
   ::poll(watched.data(), watched.size(), kInterval);
   return !interrupted() && (watched[1].revents & (POLLERR | POLLHUP)) == 0;
 }
 
+// Whether the record of the input describes what the change did: a record that
+// supersedes describes another fault, and a merge is not about a fault at all.
+bool describes(const StoredRecord& stored, const Change& change) {
+  return change.kind != ChangeKind::kMerged && field_text(stored.record.fault_dn) == change.fault_dn;
+}
+
+std::string change_line(const StoredChange& stored, bool coloured) {
+  constexpr std::size_t kNumberWidth = 6;
+  constexpr std::size_t kCodeWidth = 5;
+  const Change& change = stored.change;
+  const auto [dn, code] = parts_of(change.fault_dn);
+  const std::string number = std::to_string(change.number);
+  std::string line(kNumberWidth - std::min(kNumberWidth, number.size()), ' ');
+  line.append(number).append(kGap).append(format_moment(change.at)).append(kGap);
+  // A merged alarm is over, but what is wrong goes on.
+  add_shown(line, change.kind == ChangeKind::kMerged ? change.before : change.after, coloured);
+  line += kGap;
+  add_padded(line, printable(code), kCodeWidth);
+  line += kGap;
+  add_printable(line, dn);
+  if (stored.record && describes(*stored.record, change)) {
+    line += kGap;
+    add_description(line, field_text(stored.record->record.descr));
+  }
+  line.append("  (").append(change_text(change)).append(")\n");
+  return line;
+}
+
 class Tail {
  public:
-  Tail(const TailOptions& options, StandardOutput& output) : options_(options), output_(output) {
-    if (options.json) {
-      report_ = std::make_unique<JsonReport>();
-    } else {
-      report_ = std::make_unique<TextReport>(wants_colour(options.colour, output));
-    }
-  }
+  Tail(const TailOptions& options, StandardOutput& output)
+      : options_(options), output_(output), coloured_(wants_colour(options.colour, output)) {}
 
   void run() {
-    file_ = identity_of(options_.ledger);
-    reader_.emplace(options_.ledger);
-    print(reader_->latest(options_.selection, options_.lines));
+    open();
+    if (options_.after) {
+      begin_after(*options_.after);
+    } else {
+      print(reader_->latest(options_.selection, options_.lines));
+    }
     if (!options_.follow) return;
     while (wait()) {
       if (reader_ && reader_->has_changed()) print_new();
@@ -71,16 +104,38 @@ class Tail {
   }
 
  private:
-  void print(const RecordsRead& read) {
-    for (const StoredRecord& one : read.records) {
-      output_.write(report_->record({one.record, one.event.line.time, one.outcome}));
+  void open() {
+    const auto file = identity_of(options_.ledger);
+    reader_.emplace(options_.ledger);
+    ledger_id_ = reader_->ledger_id();
+    file_ = file;
+  }
+
+  // Goes on where a reader stopped.
+  void begin_after(ChangeNumber number) {
+    const ChangeNumber last = reader_->latest({}, 1).through;
+    if (number > last) {
+      throw LedgerError(options_.ledger + ": there is no change " + std::to_string(number) + "; the last one is " +
+                        std::to_string(last) + ". Has another ledger taken the place of the one that was read?");
+    }
+    if (const auto gap = ChangeFeed(options_.ledger).next(number, 1).gap) {
+      tell(options_.ledger + ": changes " + std::to_string(gap->first) + " to " + std::to_string(gap->last) +
+           " are no longer kept");
+    }
+    through_ = number;
+    print_new();
+  }
+
+  void print(const ChangesRead& read) {
+    for (const StoredChange& one : read.changes) {
+      output_.write(options_.json ? stored_change_form(one, ledger_id_).line() : change_line(one, coloured_));
     }
     output_.flush();
     through_ = read.through;
   }
 
   void print_new() {
-    for (Sequence before = -1; before != through_ && !interrupted();) {
+    for (ChangeNumber before = -1; before != through_ && !interrupted();) {
       before = through_;
       print(reader_->after(options_.selection, through_));
     }
@@ -93,8 +148,7 @@ class Tail {
     if (reader_) leave(file.has_value());
     if (!file) return;
     try {
-      reader_.emplace(options_.ledger);
-      file_ = file;
+      open();
       print_new();
     } catch (const LedgerError& error) {  // it may be in the making
       reader_.reset();
@@ -120,10 +174,11 @@ class Tail {
 
   const TailOptions& options_;
   StandardOutput& output_;
-  std::unique_ptr<Report> report_;
+  bool coloured_;
   std::optional<LedgerReader> reader_;
+  std::string ledger_id_;
   std::optional<FileIdentity> file_;  // of the ledger that is read
-  Sequence through_ = 0;
+  ChangeNumber through_ = 0;
   int failures_ = 0;
 };
 
@@ -138,18 +193,25 @@ Status tail(const TailOptions& options, StandardOutput& output) {
 Command tail_command(CLI::App& program) {
   const auto options = std::make_shared<TailOptions>();
   CLI::App* const app =
-      program.add_subcommand("tail", "Print the last records of the ledger, and new ones as they come");
+      program.add_subcommand("tail", "Print the last changes of the ledger, and new ones as they come");
   app->footer(
       "Example:\n  polaiga tail -n 20 --under sys/rack-unit-1/psu-1\n\n"
-      "A record that clears a fault counts as severe as the fault. Ctrl-C ends it, and so\n"
-      "does a reader that closes the pipe. When another ledger takes the place of this\n"
-      "one, it is followed from its beginning.\n\n"
+      "Each line is a change of an alarm. It begins with the number of the change; numbers\n"
+      "have no gaps. A reader that notes the last number it has seen goes on with --after.\n"
+      "For --severity a change counts as severe as its fault.\n\n"
+      "Ctrl-C ends it, and so does a reader that closes the pipe. When another ledger takes\n"
+      "the place of this one, it is followed from its beginning.\n\n"
       "Exit status: 0 when all is well, 2 when the ledger cannot be read.");
   add_ledger_option(*app, options->ledger);
-  app->add_option("-n,--lines", options->lines, "Begin with the last N records (default 10)")->option_text("N");
-  app->add_flag("--json", options->json, "Print JSON Lines, a record each");
+  CLI::Option* const lines =
+      app->add_option("-n,--lines", options->lines, "Begin with the last N changes (default 10)")->option_text("N");
+  app->add_option("--after", options->after, "Begin with the changes after this number")
+      ->check(CLI::NonNegativeNumber)
+      ->excludes(lines)
+      ->option_text("NUMBER");
+  app->add_flag("--json", options->json, "Print JSON Lines, one change a line");
   app->add_flag_callback(
-      "--no-follow", [options] { options->follow = false; }, "End after the last records");
+      "--no-follow", [options] { options->follow = false; }, "End after the changes that are there");
   add_selection_options(*app, options->selection);
   add_colour_option(*app, options->colour);
   return {app, [options](StandardOutput& output) { return tail(*options, output); }};

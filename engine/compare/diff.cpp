@@ -1,11 +1,8 @@
 #include "compare/diff.h"
 
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <memory>
 #include <optional>
-#include <string_view>
 
 #include "base/input.h"
 #include "base/interrupt.h"
@@ -14,8 +11,7 @@
 #include "compare/diff_report.h"
 #include "compare/worker.h"
 #include "filter/host_tables.h"
-#include "intake/event_parser.h"
-#include "intake/line_reader.h"
+#include "intake/event_source.h"
 #include "model/entities.h"
 
 namespace polaiga::engine {
@@ -56,58 +52,50 @@ class Diff {
   }
 
  private:
-  // An event that is yet to be compared.
+  // An event that was read but not yet compared.
   struct Pending {
     std::uint64_t line;
     SensorEvent event;
   };
 
   Status run(const Input& input) {
-    LineReader lines(input.fd());
+    EventSource source(input);
+    EventLine line;
     Status status = kDone;
-    for (std::uint64_t number = 1; status == kDone; ++number) {
-      if (!input.is_regular() && !lines.has_line()) {  // before a wait
+    while (status == kDone) {
+      if (source.may_wait()) {
         status = compare(input);
         output_.flush();
         if (status != kDone) break;
       }
-      std::string_view line;
-      switch (lines.next(line)) {
-        case LineReader::Result::kLine:
-          take(line, input, number);
-          if (pending_.size() == kBatch) status = compare(input);
-          break;
-        case LineReader::Result::kTooLong:
-          reject(input, number, "the line is over 64 KiB long");
-          break;
-        case LineReader::Result::kInterrupted:
+      switch (source.next(line)) {
+        case EventSource::Result::kInterrupted:
           return kInterrupted;
-        case LineReader::Result::kFailed:
-          std::fprintf(stderr, "%s: cannot read: %s\n", input.name().c_str(), std::strerror(errno));
+        case EventSource::Result::kFailed:
+          complain(source.failure());
           compare(input);
           return kFailed;
-        case LineReader::Result::kEnd:
+        case EventSource::Result::kEnd:
           return compare(input);
+        case EventSource::Result::kBlank:
+          continue;
+        case EventSource::Result::kLine:
+          break;
+      }
+      if (line.event) {
+        pending_.push_back({line.number, *line.event});
+        if (pending_.size() == kBatch) status = compare(input);
+      } else {
+        ++counts_.bad_lines;
+        complain(line.complaint_in(input.name()));
       }
     }
     return status;
   }
 
-  void take(std::string_view line, const Input& input, std::uint64_t number) {
-    if (line.find_first_not_of(" \t\r") == std::string_view::npos) return;
-    try {
-      pending_.push_back({number, parse_sensor_event(line)});
-    } catch (const BadLine& bad) {
-      reject(input, number, bad.what());
-    }
-  }
+  static void complain(const std::string& what) { std::fprintf(stderr, "%s\n", what.c_str()); }
 
-  void reject(const Input& input, std::uint64_t number, const std::string& what) {
-    ++counts_.bad_lines;
-    std::fprintf(stderr, "%s:%llu: %s\n", input.name().c_str(), static_cast<unsigned long long>(number), what.c_str());
-  }
-
-  // What is pending, which then is not any more.
+  // Compares the answers to all pending events and removes the events.
   Status compare(const Input& input) {
     std::vector<Question> batch;
     batch.reserve(pending_.size());
@@ -147,7 +135,7 @@ class Diff {
     return kDiffers;
   }
 
-  // A build may also fail while it is unloaded.
+  // Ends both processes. A build may also fail while it is unloaded.
   Status end() {
     Endings endings{a_.end(), b_.end()};
     for (std::optional<Ending>& ending : endings) {
@@ -167,7 +155,8 @@ class Diff {
 }  // namespace
 
 Status diff(const DiffOptions& options, StandardOutput& output) {
-  load_host_tables(tables_directory(options.tables));  // so that what is wrong with them is told once
+  load_host_tables(
+      tables_directory(options.tables));  // both workers load them, too, but a mistake in them is to be reported once
   std::vector<Input> inputs;
   for (const std::string& file : options.files) inputs.emplace_back(file);
   watch_for_interrupt();

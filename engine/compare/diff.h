@@ -1,4 +1,5 @@
-// `polaiga diff`: the same events through two builds of the library.
+// `polaiga diff` gives the same events to two builds of the library and compares the
+// records.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +12,7 @@
 namespace polaiga::engine {
 
 struct DiffOptions {
-  std::string a;  // files of the two builds
+  std::string a;  // the files of the two builds
   std::string b;
   std::vector<std::string> files;  // "-" is standard input
   bool json = false;
@@ -19,7 +20,7 @@ struct DiffOptions {
   std::string tables;  // directory; empty: the program's own
 };
 
-// Throws as a command does, and std::runtime_error when a build cannot be used.
+// Throws std::runtime_error, and WriteError if the output cannot be written.
 Status diff(const DiffOptions& options, StandardOutput& output);
 
 }  // namespace polaiga::engine

@@ -1,18 +1,15 @@
 #include "compare/diff_report.h"
 
 #include <cstring>
-#include <nlohmann/json.hpp>
 #include <utility>
 #include <variant>
 
 #include "base/printable.h"
-#include "report/json_text.h"
+#include "report/json_forms.h"
 #include "report/shown.h"
 
 namespace polaiga::engine {
 namespace {
-
-using nlohmann::ordered_json;
 
 std::string place_of(const PlacedEvent& event) { return event.file + ":" + std::to_string(event.line); }
 
@@ -26,32 +23,33 @@ std::string shown(const Ending& ending) {
   return "by signal " + std::to_string(ending.number) + " (" + ::strsignal(ending.number) + ")";
 }
 
-std::string line_of(const ordered_json& object) { return json_text(object) + "\n"; }
-
-ordered_json json_of(const Value& value) {
-  return std::visit([](const auto& held) { return ordered_json(held); }, value);
+void add(JsonArray& array, const Value& value) {
+  std::visit([&array](const auto& held) { array.add(held); }, value);
 }
 
-ordered_json json_of(const std::optional<Ending>& ending) {
-  if (!ending) return nullptr;
-  return {{ending->by_signal ? "signal" : "status", ending->number}};
+void add(JsonArray& array, const std::optional<Ending>& ending) {
+  if (!ending) {
+    array.add_null();
+    return;
+  }
+  JsonObject object;
+  object.add(ending->by_signal ? "signal" : "status", ending->number);
+  array.add(object);
 }
 
-// Under the names that the line has for them.
-ordered_json json_of(const PlacedEvent& placed) {
-  const fe_sensor_event& event = placed.event.event;
-  return {{"file", placed.file},
-          {"line", placed.line},
-          {"event",
-           {{"entity", placed.event.entity->name},
-            {"sensor", event.sensor_name},
-            {"offset", event.event_offset},
-            {"state", event.event_state},
-            {"instance", event.entity_instance},
-            {"group", event.group_instance},
-            {"entity_id", event.entity_id},
-            {"entity_subtype", event.entity_subtype},
-            {"reading_type", event.reading_type}}}};
+template <class Held>
+JsonArray pair_of(const Held& a, const Held& b) {
+  JsonArray pair;
+  add(pair, a);
+  add(pair, b);
+  return pair;
+}
+
+// An event with the place that it came from.
+JsonObject form_of(const PlacedEvent& placed) {
+  JsonObject object;
+  object.add("file", placed.file).add("line", placed.line).add("event", event_form(placed.event));
+  return object;
 }
 
 }  // namespace
@@ -82,27 +80,24 @@ std::string TextDiffReport::summary(const DiffCounts& counts) const {
 }
 
 std::string JsonDiffReport::event(const PlacedEvent& event, std::span<const Difference> differences) const {
-  ordered_json fields = ordered_json::object();
-  for (const Difference& difference : differences) {
-    fields[difference.field] = ordered_json::array({json_of(difference.a), json_of(difference.b)});
-  }
-  ordered_json object = json_of(event);
-  object["fields"] = std::move(fields);
-  return line_of(object);
+  JsonObject fields;
+  for (const Difference& difference : differences) fields.add(difference.field, pair_of(difference.a, difference.b));
+  return form_of(event).add("fields", fields).line();
 }
 
 std::string JsonDiffReport::ended(const PlacedEvent* event, const Endings& endings) const {
-  ordered_json object = event != nullptr ? json_of(*event) : ordered_json::object();
-  object["ended"] = ordered_json::array({json_of(endings[0]), json_of(endings[1])});
-  return line_of(object);
+  JsonObject object = event != nullptr ? form_of(*event) : JsonObject();
+  return object.add("ended", pair_of(endings[0], endings[1])).line();
 }
 
 std::string JsonDiffReport::summary(const DiffCounts& counts) const {
-  return line_of({{"a", libraries_[0]},
-                  {"b", libraries_[1]},
-                  {"events", counts.events},
-                  {"differ", counts.differ},
-                  {"bad_lines", counts.bad_lines}});
+  JsonObject object;
+  return object.add("a", libraries_[0])
+      .add("b", libraries_[1])
+      .add("events", counts.events)
+      .add("differ", counts.differ)
+      .add("bad_lines", counts.bad_lines)
+      .line();
 }
 
 }  // namespace polaiga::engine

@@ -1,4 +1,4 @@
-// What a comparison of two builds tells, whatever the form.
+// Writes the outcome of a comparison of two builds, as text or as JSON.
 #pragma once
 
 #include <array>
@@ -13,14 +13,14 @@
 
 namespace polaiga::engine {
 
-// An event, with the line that it came from.
+// An event and the line that it came from.
 struct PlacedEvent {
-  const std::string& file;  // for people
+  const std::string& file;  // to be shown
   std::uint64_t line;
   const SensorEvent& event;
 };
 
-// Of A and of B, in this order.
+// The first is of build A, the second of build B.
 using LibraryNames = std::array<std::string, 2>;
 using Endings = std::array<std::optional<Ending>, 2>;
 
@@ -34,9 +34,10 @@ class DiffReport {
  public:
   virtual ~DiffReport() = default;
 
-  // Whole lines, with their newlines.
+  // All return whole lines with their newlines. ended() is told the event at which a
+  // build ended, or null if it ended after the last event.
   virtual std::string event(const PlacedEvent& event, std::span<const Difference> differences) const = 0;
-  virtual std::string ended(const PlacedEvent* event, const Endings& endings) const = 0;  // null: after the last event
+  virtual std::string ended(const PlacedEvent* event, const Endings& endings) const = 0;
   virtual std::string summary(const DiffCounts& counts) const = 0;
 };
 

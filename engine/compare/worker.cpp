@@ -29,14 +29,14 @@ namespace polaiga::engine {
 namespace {
 
 constexpr const char* kProgram = "/proc/self/exe";
-constexpr const char* kName = "polaiga";  // what its complaints begin with
+constexpr const char* kName = "polaiga";  // the beginning of its error messages
 
 [[noreturn]] void fail(const std::string& library, const std::string& what) {
   throw std::runtime_error(library + ": " + what);
 }
 
-// What the loader goes by: class, byte order and machine, which are at the same
-// place for 32 bits and for 64.
+// The part of an ELF header that tells for which machine the file is: class, byte
+// order and machine. It is the same for 32 and for 64 bits.
 struct Header {
   std::array<unsigned char, EI_NIDENT> ident;
   Elf32_Half type;
@@ -50,17 +50,17 @@ std::optional<Header> read_header(int fd) {
   return header;
 }
 
-// The loader passes over a file of another machine, and would take the program's
-// own library for it.
+// The loader silently skips a file for another machine, and would load the program's
+// own library in its place. So this checks the file first.
 void check_library(const std::string& path, const std::string& name) {
   const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat status = {};
   if (file.get() < 0 || ::fstat(file.get(), &status) != 0) {
     fail(name, std::string("cannot open: ") + std::strerror(errno));
   }
-  if (!S_ISREG(status.st_mode)) fail(name, "is no regular file");
+  if (!S_ISREG(status.st_mode)) fail(name, "is not a regular file");
   const auto header = read_header(file.get());
-  if (!header || header->type != ET_DYN) fail(name, "is no shared library");
+  if (!header || header->type != ET_DYN) fail(name, "is not a shared library");
   const Descriptor program(::open(kProgram, O_RDONLY | O_CLOEXEC));
   const auto own = read_header(program.get());
   if (!own || header->machine != own->machine || header->ident[EI_CLASS] != own->ident[EI_CLASS] ||
@@ -69,7 +69,8 @@ void check_library(const std::string& path, const std::string& name) {
   }
 }
 
-// A directory in which the loader finds nothing but the given library.
+// A temporary directory with nothing but a link to the library, under the name that
+// the loader looks for.
 class LibraryDirectory {
  public:
   LibraryDirectory() {
@@ -90,8 +91,8 @@ class LibraryDirectory {
     std::filesystem::create_symlink(std::filesystem::absolute(library), path_ / POLAIGA_SONAME);
   }
 
-  // Under a name without colons, which would cut it in two. Stays open in the
-  // program that is started.
+  // Opens the directory and returns a name for it that has no colon, since a colon in
+  // LD_LIBRARY_PATH separates directories. It stays open in the program that is started.
   std::string open() const {
     const int fd = ::open(path_.c_str(), O_RDONLY | O_DIRECTORY);
     return fd >= 0 ? "/proc/self/fd/" + std::to_string(fd) : path_.string();
@@ -101,7 +102,8 @@ class LibraryDirectory {
   std::filesystem::path path_;
 };
 
-// So that no pipe gets the number of one of them.
+// Opens those of the three standard descriptors that are closed, so that no pipe gets
+// the number of one of them.
 void occupy_standard_descriptors() {
   int fd = -1;
   do {
@@ -114,10 +116,11 @@ void look_for_libraries_first_in(const std::string& directory) {
   const char* const others = std::getenv("LD_LIBRARY_PATH");
   const std::string path = others != nullptr && *others != '\0' ? directory + ":" + others : directory;
   ::setenv("LD_LIBRARY_PATH", path.c_str(), 1);
-  ::setenv("LD_BIND_NOW", "1", 1);  // a missing filter shows at once
+  ::setenv("LD_BIND_NOW", "1", 1);  // so that a missing filter is found when the library is loaded
 }
 
-// The program's arguments; it gives its standard error back to `error_fd`.
+// The arguments of the worker process. Once it is ready, it writes its standard error
+// to `error_fd`.
 std::vector<std::string> arguments(const std::string& library, const std::string& tables, std::int32_t platform,
                                    int error_fd) {
   std::vector<std::string> texts{kName, kWorkerCommand, "--platform=" + std::to_string(platform)};
@@ -135,7 +138,7 @@ std::vector<std::string> arguments(const std::string& library, const std::string
   ::_exit(EXIT_FAILURE);
 }
 
-// The last line that a process complained with, without the program's name.
+// The last line of the error messages of a process, without the program's name.
 std::string last_complaint(int fd) {
   std::string text;
   std::array<char, 1024> buffer{};
@@ -167,7 +170,7 @@ Worker::Worker(const std::string& library, const std::string& tables, std::int32
   if (pid_ < 0) throw std::system_error(errno, std::generic_category(), "fork");
   if (pid_ == 0) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    std::signal(SIGINT, SIG_IGN);  // Ctrl-C is for the one that asks
+    std::signal(SIGINT, SIG_IGN);  // Ctrl-C is handled by the process that asks
     const int error_fd = ::fcntl(STDERR_FILENO, F_DUPFD, STDERR_FILENO + 1);
     ::dup2(questions.out.get(), STDIN_FILENO);
     ::dup2(answers.in.get(), STDOUT_FILENO);
@@ -194,7 +197,7 @@ Worker::~Worker() {
 
 void Worker::ask(std::span<const Question> batch) const {
   const auto count = static_cast<std::uint32_t>(batch.size());
-  // One that has ended shows when it does not answer.
+  // If the process has ended, this fails, and answer() will find out.
   if (write_all(questions_.get(), &count, sizeof count)) {
     write_all(questions_.get(), batch.data(), batch.size_bytes());
   }

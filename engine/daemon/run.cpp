@@ -1,109 +1,68 @@
 #include "daemon/run.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <sqlite3.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
-#include <cstdio>
-#include <ctime>
-#include <list>
-#include <memory>
-#include <nlohmann/json.hpp>
-#include <unordered_map>
+#include <optional>
 #include <utility>
+#include <vector>
 
+#include "base/messages.h"
 #include "base/signals.h"
+#include "daemon/answers.h"
+#include "daemon/clients.h"
+#include "daemon/control_request.h"
+#include "daemon/engine_state.h"
+#include "daemon/poll_set.h"
 #include "daemon/service_manager.h"
-#include "intake/event_parser.h"
-#include "intake/line_buffer.h"
-#include "intake/listener.h"
-#include "intake/sender.h"
+#include "intake/event_line.h"
+#include "ledger/sqlite.h"
 
 namespace polaiga::engine {
 namespace {
 
 using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
 
 constexpr int kMostClients = 64;
-constexpr std::size_t kMostInBatch = 4096;
-constexpr std::chrono::milliseconds kLongestWait{60'000};  // if nothing comes
-constexpr std::chrono::milliseconds kDrainWait{20};        // the same, when the engine is to stop
-constexpr auto kRetry = 1s;                                // until a ledger that cannot be written is tried again
-constexpr auto kDrainTime = 5s;                            // for what is under way when the engine is to stop
+constexpr int kMostControlClients = 16;
+constexpr std::size_t kMostAnswers = 4096;          // that wait for a write
+constexpr std::chrono::milliseconds kIdle{60'000};  // longest wait when there is nothing to do
+constexpr std::chrono::milliseconds kQuiet{20};     // after that long without input, all that was sent has come
 
-void say(const std::string& what) { std::fprintf(stderr, "polaiga: %s\n", what.c_str()); }
-
-// Errors that may be over by themselves: a full disk, one that is read-only.
+// Whether an error may be over by itself, as a full disk may.
 bool may_pass(const SqlError& error) {
   constexpr int kPassing[] = {SQLITE_FULL, SQLITE_IOERR, SQLITE_READONLY, SQLITE_BUSY, SQLITE_CANTOPEN, SQLITE_NOMEM};
   return std::ranges::find(kPassing, error.code()) != std::end(kPassing);
 }
 
-std::string acknowledgement(Sequence sequence, bool duplicate) {
-  return "{\"seq\":" + std::to_string(sequence) + (duplicate ? ",\"duplicate\":true}\n" : "}\n");
-}
-
-// The engine with the ledger that it was restored from.
-struct Kept {
-  explicit Kept(const RunOptions& options) : engine(options.platform, options.log) {
-    try {
-      open(options);
-    } catch (const LedgerError&) {
-      // What is in it contradicts itself; a file that cannot even be opened has no ledger here.
-      if (!ledger) throw;
-      replace(options);
-    } catch (const SqlError& error) {
-      if (error.code() != SQLITE_CORRUPT) throw;
-      replace(options);
-    }
-    if (!set_aside.empty()) say("the ledger was damaged; it is set aside as " + set_aside + ", and a new one is begun");
-  }
-
-  FaultEngine engine;
-  std::optional<Ledger> ledger;
-  FilterState filter_state;
-  std::string set_aside;
-
- private:
-  void open(const RunOptions& options) {
-    ledger.emplace(options.ledger, options.retention, std::time(nullptr));
-    if (set_aside.empty()) set_aside = ledger->set_aside();
-    filter_state = ledger->restore(engine);
-  }
-
-  void replace(const RunOptions& options) {
-    ledger.reset();
-    set_aside = set_ledger_aside(options.ledger, std::time(nullptr));
-    open(options);
-  }
-};
-
-// No file of the engine's gets the number of a standard stream that is closed.
+// Opens the standard streams that are closed, so that no file of the engine's gets
+// one of their numbers.
 void fill_standard_streams() {
   int fd = STDIN_FILENO;
   while (0 <= fd && fd <= STDERR_FILENO) fd = ::open("/dev/null", O_RDWR | O_CLOEXEC);
   if (fd >= 0) ::close(fd);
 }
 
-std::string error_answer(const std::string& what) {
-  const nlohmann::json answer{{"error", what}};
-  return answer.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
-}
-
-class Run {
+class Daemon {
  public:
-  Run(const RunOptions& options, const StandardOutput& output)
-      : options_(options), lock_(options.ledger), kept_(options) {
+  Daemon(const RunOptions& options, const StandardOutput& output, const Clock& clock)
+      : options_(options),
+        clock_(clock),
+        lock_(options.ledger),
+        state_(options.ledger, options.retention,
+               {.platform = options.platform, .log = options.log, .most_reports = options.most_active}, clock) {
+    if (!state_.set_aside().empty()) {
+      say("The ledger was damaged. It was moved to " + state_.set_aside() + ", and a new one was begun.");
+    }
     load_tables();
-    if (!options.socket.empty()) listener_ = std::make_unique<Listener>(options.socket);
-    senders_.emplace_back(Sender::Kind::kStandardInput, "<stdin>",
-                          Descriptor(::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3)),
-                          Descriptor(::fcntl(output.fd(), F_DUPFD_CLOEXEC, 3)));
+    if (!options.socket.empty()) events_.listen_at(options.socket);
+    if (!options.control.empty()) controls_.listen_at(options.control);
+    serves_sockets_ = !options.socket.empty();
+    events_.add_standard_input(Descriptor(::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3)),
+                               Descriptor(::fcntl(output.fd(), F_DUPFD_CLOEXEC, 3)));
     say("ready: " + status());
     manager_.ready(status());
   }
@@ -112,11 +71,9 @@ class Run {
     while (!is_over()) {
       wait();
       take_signals();
-      if (can_take()) {
-        if (std::exchange(waiting_client_, false)) accept();
-        collect();
-      }
-      write();
+      if (takes()) take_events();
+      take_requests();
+      if (is_due()) commit();
       dismiss();
       manager_.tick();
       manager_.status(status());
@@ -125,58 +82,37 @@ class Run {
   }
 
  private:
-  // An answer that waits for the batch that its line is in.
-  struct Answer {
+  // An answer that waits until the batch is durable.
+  struct Waiting {
     Sender* sender;
     std::string text;
   };
 
-  bool is_waiting() const { return !answers_.empty(); }  // a batch that could not be written
-  bool can_take() const { return !is_waiting() && !failed_; }
+  // While a batch cannot be written, nothing else is taken: senders wait, and memory stays bounded.
+  bool takes() const { return !problem_ && !failed_; }
 
   bool is_over() const {
     if (failed_) return true;
-    if (!stopping_) return !listener_ && senders_.empty();
-    if (Clock::now() >= drained_by_) return true;
-    return drained_ && !is_waiting() &&
-           std::ranges::none_of(senders_, [](const Sender& sender) { return sender.has_answers(); });
+    if (!stopping_) return !serves_sockets_ && events_.is_empty();
+    if (clock_.steady() >= stop_by_) return true;
+    return drained_ && waiting_.empty() && !events_.has_answers() && !controls_.has_answers();
   }
 
-  bool has_place() const { return std::ranges::count(senders_, false, &Sender::is_standard_input) < kMostClients; }
-
-  std::chrono::milliseconds patience() const {
-    auto longest = stopping_ ? kDrainWait : kLongestWait;
-    if (is_waiting())
-      longest = std::min(longest, std::chrono::ceil<std::chrono::milliseconds>(retry_at_ - Clock::now()));
+  std::chrono::milliseconds longest_wait() const {
+    if (takes() && events_.has_line()) return 0ms;
+    auto longest = stopping_ ? kQuiet : kIdle;
+    if (const auto due = until_due()) longest = std::min(longest, *due);
     if (const auto tick = manager_.until_tick()) longest = std::min(longest, *tick);
     return std::max(0ms, longest);
   }
 
-  // Waits until there is something to do, and receives and sends what there is.
   void wait() {
-    std::vector<pollfd> polled{{signals_.fd(), POLLIN, 0}};
-    const bool listens = listener_ && can_take() && has_place();
-    polled.push_back({listens ? listener_->fd() : -1, POLLIN, 0});
-    bool has_lines = false;
-    for (const Sender& sender : senders_) {
-      const bool receives = can_take() && sender.listens();
-      has_lines = has_lines || (can_take() && sender.has_line());
-      polled.push_back({receives ? sender.in() : -1, POLLIN, 0});
-      polled.push_back({sender.has_answers() ? sender.out() : -1, POLLOUT, 0});
-    }
-    const int timeout = has_lines ? 0 : static_cast<int>(patience().count());
-    if (::poll(polled.data(), polled.size(), timeout) < 0) return;  // interrupted; there is a next time
-    bool received = false;
-    auto at = polled.begin() + 2;
-    for (Sender& sender : senders_) {
-      if (at++->revents != 0) {
-        sender.receive();
-        received = true;
-      }
-      if (at++->revents != 0) sender.send();
-    }
-    waiting_client_ = polled[1].revents != 0;
-    drained_ = stopping_ && !received && !has_lines;
+    const bool has_line = takes() && events_.has_line();
+    polls_.watch(signals_.fd(), POLLIN, [] {});
+    events_.watch(polls_, takes());
+    controls_.watch(polls_, !stopping_);
+    polls_.wait(longest_wait());
+    drained_ = stopping_ && !events_.has_received() && !has_line;
   }
 
   void take_signals() {
@@ -187,199 +123,245 @@ class Run {
         stop();
       }
     }
-    if (reload_ && can_take()) reload();
+    if (reload_ && takes()) reload();
   }
 
-  // From now on only what has come is taken.
+  // From now on only what has been sent already is taken.
   void stop() {
     say("stopping");
     ServiceManager::stopping();
     stopping_ = true;
-    drained_by_ = Clock::now() + kDrainTime;
-    // Those who wait have sent what they have; no more than that wait.
-    for (int waiting = 0; listener_ && waiting < kMostClients && accept(); ++waiting) {
-    }
-    waiting_client_ = false;
-    listener_.reset();
-    retry_at_ = Clock::now();
+    stop_by_ = clock_.steady() + options_.drain;
+    events_.stop_listening();
+    controls_.stop_listening();
+    due_ = clock_.steady();
   }
 
   void load_tables() {
     const auto directory = tables_directory(options_.tables);
-    const HostTables tables = read_host_tables(directory);
-    install_host_tables(tables, directory);
-    kept_.ledger->use_tables(tables);
+    state_.recorder().use_tables(read_host_tables(directory), directory);
   }
 
-  // Tables that are not right change nothing.
   void reload() {
     reload_ = false;
     ServiceManager::reloading();
     try {
       load_tables();
-      say("the tables are loaded anew");
+      say("The tables were loaded again.");
     } catch (const TableError& error) {
       say(std::string(error.what()) + "; the tables stay as they were");
     }
     manager_.ready(status());
   }
 
-  // Whether there was someone.
-  bool accept() {
-    Descriptor connection = listener_->accept();
-    if (!connection.is_open()) return false;
-    senders_.emplace_back(Sender::Kind::kClient, "client " + std::to_string(++clients_), std::move(connection),
-                          Descriptor());
-    return true;
-  }
-
-  // Those who are done with, unless a batch that waits still knows them.
-  void dismiss() {
-    if (is_waiting()) return;
-    senders_.remove_if([](const Sender& sender) { return sender.is_done(); });
-  }
-
   // A line of each sender in turn, until there are none or the batch is full.
-  void collect() {
-    bool more = true;
-    while (more && answers_.size() < kMostInBatch) {
+  void take_events() {
+    for (bool more = true; more && has_room();) {
       more = false;
-      for (Sender& sender : senders_) {
-        std::string_view line;
-        const auto found = sender.next(line);
-        if (found == LineBuffer::Result::kNone) continue;
+      for (Sender& sender : events_.senders()) {
+        std::optional<EventLine> line = sender.next();
+        if (!line) continue;
         more = true;
-        if (found == LineBuffer::Result::kTooLong) {
-          reject(sender, "the line is over 64 KiB long");
+        if (line->event) {
+          take_event(sender, std::move(*line->event));
         } else {
-          take(sender, line);
+          reject(sender, *line);
+        }
+        if (!has_room()) break;
+      }
+    }
+  }
+
+  bool has_room() const { return waiting_.size() < kMostAnswers && !state_.recorder().is_full(); }
+
+  void take_event(Sender& sender, SensorEvent event) {
+    const Receipt receipt = state_.recorder().record(std::move(event));
+    answer(sender, acknowledgement(receipt));
+    if (receipt.input != nullptr) watch_input(*receipt.input);
+  }
+
+  // An answer may not pass one that waits, since answers come in the order of the lines.
+  void answer(Sender& sender, std::string text) {
+    if (waiting_.empty()) due_ = clock_.steady() + options_.commit_within;
+    waiting_.push_back({&sender, std::move(text)});
+  }
+
+  void reject(Sender& sender, const EventLine& line) {
+    answer(sender, refusal(line.complaint));
+    ++bad_lines_;
+    // A client is told of each of its bad lines; here the first one is enough.
+    const bool tell = sender.is_standard_input() || sender.bad_lines == 0;
+    ++sender.bad_lines;
+    if (tell) say(line.complaint_in(sender.name()));
+  }
+
+  void watch_input(const RecordedInput& input) {
+    if (const auto seconds = state_.recorder().clock_went_back(); seconds > 0) {
+      say("The clock went back by " + std::to_string(seconds) + " s. Numbers keep the order of the events.");
+    }
+    const bool not_tracked = input.reported && input.outcome == Outcome::kNotTracked;
+    if (not_tracked && !std::exchange(told_of_limit_, true)) {
+      say("There are " + std::to_string(options_.most_active) +
+          " active faults, which is the limit (--max-active). Further faults are recorded, but not tracked.");
+    }
+    if (input.reported && !not_tracked && state_.recorder().alarms().reports() < options_.most_active) {
+      told_of_limit_ = false;
+    }
+  }
+
+  // Requests are answered also while the ledger cannot be written: that is when
+  // the status is wanted.
+  void take_requests() {
+    for (Sender& sender : controls_.senders()) {
+      std::string_view line;
+      for (auto found = sender.next(line); found != LineBuffer::Result::kNone; found = sender.next(line)) {
+        if (found == LineBuffer::Result::kTooLong) {
+          sender.answer(refusal("The line is longer than 64 KiB"));
+        } else if (line.find_first_not_of(" \t\r") != std::string_view::npos) {
+          sender.answer(answer_request(line));
         }
       }
     }
-    batch_.filter_state = kept_.filter_state.take_changes();
   }
 
-  void take(Sender& sender, std::string_view line) {
-    if (line.find_first_not_of(" \t\r") == std::string_view::npos) return;
+  std::string answer_request(std::string_view line) {
     try {
-      SensorEvent event = parse_sensor_event(line);
-      if (const auto known = find(event)) {
-        answers_.push_back({&sender, acknowledgement(*known, true)});
-      } else {
-        answers_.push_back({&sender, acknowledgement(handle(std::move(event)), false)});
-      }
-    } catch (const BadLine& bad) {
-      reject(sender, bad.what());
+      return std::visit([this](const auto& request) { return carry_out(request); }, parse_control_request(line));
+    } catch (const BadRequest& bad) {
+      return refusal(bad.what());
+    } catch (const SqlError& error) {
+      return refusal("The ledger cannot be written: " + std::string(error.what()) + "; send the request again later");
     }
   }
 
-  void reject(Sender& sender, const std::string& what) {
-    answers_.push_back({&sender, error_answer(what)});
-    ++bad_lines_;
-    // Of a client's lines the first says enough here; it is told of all.
-    const bool tell = sender.is_standard_input() || sender.bad_lines == 0;
-    ++sender.bad_lines;
-    if (tell) say(sender.name() + ":" + std::to_string(sender.line_number()) + ": " + what);
+  std::string carry_out(const StatusRequest& /*request*/) { return status_answer(current_status()); }
+
+  std::string carry_out(const CursorRequest& request) {
+    const ChangeNumber last = state_.ledger().last_change();
+    if (request.through > last) {
+      throw BadRequest("The cursor is " + std::to_string(request.through) + ", but the last change is " +
+                       std::to_string(last));
+    }
+    state_.ledger().set_cursor(request.publisher, request.through, clock_.wall());
+    return done();
   }
 
-  // The number of an event that was taken before.
-  std::optional<Sequence> find(const SensorEvent& event) {
-    if (!event.id) return std::nullopt;
-    if (const auto found = new_ids_.find(*event.id); found != new_ids_.end()) return found->second;
-    return kept_.ledger->find(*event.id);
+  std::string carry_out(const ForgetRequest& request) {
+    if (!state_.ledger().forget_cursor(request.publisher)) {
+      throw BadRequest("There is no publisher '" + request.publisher + "'");
+    }
+    return done();
   }
 
-  Sequence handle(SensorEvent event) {
-    const Sequence sequence = kept_.ledger->last() + 1 + static_cast<Sequence>(batch_.entries.size());
-    const Moment received = clock();
-    Handled handled = kept_.engine.handle(event, received, sequence);
-    kept_.filter_state.note(sequence, event, handled.record);
-    if (event.id) new_ids_.emplace(*event.id, sequence);
-    batch_.entries.push_back({sequence, received, std::move(event), std::move(handled)});
-    return sequence;
+  // Until the batch is to be written; nothing when there is none.
+  std::optional<std::chrono::milliseconds> until_due() const {
+    if (waiting_.empty()) return std::nullopt;
+    return std::chrono::ceil<std::chrono::milliseconds>(due_ - clock_.steady());
   }
 
-  // Numbers keep the order of events, whatever the clock does.
-  Moment clock() {
-    const Moment now = std::time(nullptr);
-    if (now < latest_) say("the clock went back by " + std::to_string(latest_ - now) + " s");
-    return latest_ = now;
+  bool is_due() const {
+    if (waiting_.empty()) return false;
+    if (problem_) return clock_.steady() >= due_;
+    // Answers without a batch wait for nothing.
+    return stopping_ || !has_room() || !state_.recorder().has_batch() || clock_.steady() >= due_;
   }
 
-  // The batch is written, or kept for another try: what the library has been given
-  // cannot be taken back, so nothing else is taken until then.
-  void write() {
-    if (!is_waiting() || (stalled_ && Clock::now() < retry_at_)) return;
+  void commit() {
     try {
-      if (!batch_.entries.empty()) kept_.ledger->write(batch_);
+      state_.recorder().commit();
     } catch (const SqlError& error) {
       stall(error);
       return;
     }
-    if (std::exchange(stalled_, false)) say("the ledger can be written again");
-    for (const Answer& answer : answers_) answer.sender->answer(answer.text);
-    answers_.clear();
-    batch_.entries.clear();
-    batch_.filter_state.clear();
-    new_ids_.clear();
+    if (std::exchange(problem_, std::nullopt)) say("The ledger can be written again.");
+    for (const Waiting& answer : waiting_) answer.sender->answer(answer.text);
+    waiting_.clear();
   }
 
+  // The batch is kept and tried again, unless the error will not pass.
   void stall(const SqlError& error) {
-    problem_ = options_.ledger + ": cannot write: " + error.what();
+    const std::string what = options_.ledger + ": cannot write: " + error.what();
     failed_ = !may_pass(error);
-    if (failed_ || !stalled_) say(problem_ + (failed_ ? "" : "; no event is taken until it can be"));
-    stalled_ = true;
-    retry_at_ = Clock::now() + kRetry;
+    if (failed_ || !problem_) say(what + (failed_ ? "" : "; no event is taken until it can be written"));
+    problem_ = what;
+    due_ = clock_.steady() + options_.retry;
+  }
+
+  void dismiss() {
+    if (waiting_.empty()) events_.dismiss();
+    controls_.dismiss();
+  }
+
+  EngineStatus current_status() const {
+    const Recorder& recorder = state_.recorder();
+    EngineStatus now;
+    now.ledger_id = state_.ledger().id();
+    now.build = library_build_;
+    now.last_sequence = recorder.last_sequence();
+    now.last_change = state_.ledger().last_change();
+    now.active_faults = recorder.alarms().size();
+    now.reports = recorder.alarms().reports();
+    now.most_reports = options_.most_active;
+    now.not_tracked = recorder.alarms().counts().not_tracked;
+    now.bad_lines = bad_lines_;
+    now.clients = events_.connected();
+    now.size = state_.ledger().size();
+    now.publishers = state_.ledger().cursors();
+    now.problem = problem_;
+    return now;
   }
 
   std::string status() const {
-    if (stalled_) return problem_;
-    return std::to_string(kept_.engine.faults().size()) + " active faults, " + std::to_string(kept_.ledger->last()) +
-           " events, " + std::to_string(bad_lines_) + " bad lines";
+    if (problem_) return *problem_;
+    const Recorder& recorder = state_.recorder();
+    const auto not_tracked = recorder.alarms().counts().not_tracked;
+    return std::to_string(recorder.alarms().size()) + " active faults, " +
+           std::to_string(state_.ledger().last_sequence()) + " events, " + std::to_string(bad_lines_) + " bad lines" +
+           (not_tracked > 0 ? ", " + std::to_string(not_tracked) + " reports beyond the limit" : "");
   }
 
   Status finish() {
-    if (is_waiting()) {
-      say(std::to_string(batch_.entries.size()) + " events could not be written and were not acknowledged");
+    if (!waiting_.empty()) {
+      say(std::to_string(state_.recorder().batch().inputs.size()) +
+          " events could not be written and were not acknowledged. Send them again.");
       return kFailed;
     }
     say("stopped: " + status());
-    return bad_lines_ > 0 && options_.socket.empty() ? kBadLines : kDone;
+    return bad_lines_ > 0 && !serves_sockets_ ? kBadLines : kDone;
   }
 
   const RunOptions& options_;
+  const Clock& clock_;
   LedgerLock lock_;
   Signals signals_;
   ServiceManager manager_;
-  Kept kept_;
-  std::unique_ptr<Listener> listener_;
-  std::list<Sender> senders_;  // answers point to them
+  EngineState state_;
+  LibraryBuild library_build_ = library_build();
 
-  LedgerBatch batch_;
-  std::vector<Answer> answers_;
-  std::unordered_map<std::string, Sequence> new_ids_;  // of the batch
-  bool stalled_ = false;
+  PollSet polls_;
+  Clients events_{"client", kMostClients};
+  Clients controls_{"control client", kMostControlClients};
+  bool serves_sockets_ = false;
+
+  std::vector<Waiting> waiting_;        // the answers to the lines of the batch
+  Clock::Steady due_{};                 // when the batch is to be written, or tried again
+  std::optional<std::string> problem_;  // why the batch could not be written
   bool failed_ = false;
-  std::string problem_;
-  Clock::time_point retry_at_;
 
-  bool waiting_client_ = false;
   bool reload_ = false;
   bool stopping_ = false;
   bool drained_ = false;
-  Clock::time_point drained_by_;
-
-  Moment latest_ = 0;
-  std::uint64_t clients_ = 0;
+  Clock::Steady stop_by_{};
+  bool told_of_limit_ = false;
   std::uint64_t bad_lines_ = 0;
 };
 
 }  // namespace
 
-Status run(const RunOptions& options, StandardOutput& output) {
+Status run(const RunOptions& options, StandardOutput& output, const Clock& clock) {
   fill_standard_streams();
   StandardOutput::divert(options.log == Log::kDebug ? Others::kToStandardError : Others::kDiscarded);
-  return Run(options, output).serve();
+  return Daemon(options, output, clock).serve();
 }
 
 }  // namespace polaiga::engine

@@ -2,8 +2,11 @@
 // came of them in the ledger, and acknowledges an event once it is durable.
 #pragma once
 
+#include <chrono>
+#include <cstdint>
 #include <string>
 
+#include "base/clock.h"
 #include "base/standard_output.h"
 #include "base/status.h"
 #include "filter/services.h"
@@ -13,14 +16,20 @@ namespace polaiga::engine {
 
 struct RunOptions {
   std::string ledger;
-  std::string socket;  // path; empty: standard input alone
-  std::string tables;  // directory; empty: the program's own
+  std::string socket;   // path; empty: events come from standard input alone
+  std::string control;  // path; empty: there is no control socket
+  std::string tables;   // directory; empty: the program's own
   std::int32_t platform = 0;
   Log log = Log::kOff;
   Retention retention;
+  std::size_t most_active = Alarms::kMostReports;  // see Alarms
+  std::chrono::milliseconds commit_within{0};      // how long an event may wait for others to share its write
+  std::chrono::milliseconds retry{1000};           // until a ledger that could not be written is tried again
+  std::chrono::milliseconds drain{5000};           // for what is under way when the engine is told to stop
 };
 
-// Throws what its parts throw when it cannot begin.
-Status run(const RunOptions& options, StandardOutput& output);
+// Serves until it is told to stop or the input is over. Throws what its parts
+// throw when it cannot begin.
+Status run(const RunOptions& options, StandardOutput& output, const Clock& clock);
 
 }  // namespace polaiga::engine

@@ -9,7 +9,7 @@ namespace polaiga::engine {
 namespace {
 
 using nlohmann::ordered_json;
-using States = std::uint8_t;  // a bit for each
+using States = std::uint8_t;  // a set of states, one bit each
 using StatesByOffset = std::map<std::int32_t, States>;
 
 std::string joined(const std::vector<std::string>& parts, std::string_view between) {
@@ -29,7 +29,7 @@ std::string states_text(States states) {
   return with.size() > kMany ? "any but " + joined(without, ", ") : joined(with, ", ");
 }
 
-// Ascending offsets as ranges.
+// Writes ascending offsets as ranges.
 std::string ranges_text(const std::vector<std::int32_t>& offsets) {
   std::vector<std::string> ranges;
   for (std::size_t first = 0; first < offsets.size();) {
@@ -55,7 +55,7 @@ std::string offsets_text(const std::vector<std::int32_t>& offsets) {
   return others.empty() ? "any" : "any but " + ranges_text(others);
 }
 
-// Offsets of the same states go together.
+// Offsets with the same states are written together.
 std::string grouped_text(const StatesByOffset& events) {
   std::vector<std::pair<States, std::vector<std::int32_t>>> groups;
   for (const auto& [offset, states] : events) {
@@ -109,7 +109,7 @@ std::string brief_events(const Events& events, std::size_t memories) {
 
 namespace {
 
-// As one, with what differs in braces.
+// Writes the texts as one, with their differences in braces.
 std::string with_braces(const std::vector<std::string>& texts) {
   const std::string& first = texts.front();
   if (texts.size() == 1) return first;
@@ -124,7 +124,7 @@ std::string with_braces(const std::vector<std::string>& texts) {
     tail = std::min(tail, static_cast<std::size_t>(same_tail));
     shortest = std::min(shortest, text.size());
   }
-  // Only whole words differ.
+  // The braces must hold whole words.
   while (head > 0 && first[head - 1] != ' ') --head;
   tail = std::min(tail, shortest - head);
   while (tail > 0 && std::string_view(" :").find(first[first.size() - tail]) == std::string_view::npos) --tail;
@@ -152,7 +152,7 @@ std::vector<std::string> brief_texts(const std::map<std::string, Events>& texts)
 
 namespace {
 
-// Behaviours that differ in sensors, objects and texts alone.
+// Groups the behaviours that differ in nothing but sensors, objects and texts.
 std::vector<std::vector<const Behaviour*>> alike(const FoundFault& fault) {
   std::vector<std::vector<const Behaviour*>> groups;
   for (const Behaviour& one : fault.behaviours) {
@@ -170,7 +170,7 @@ std::vector<std::vector<const Behaviour*>> alike(const FoundFault& fault) {
   return groups;
 }
 
-// What the events do, a line each: what, and by which events.
+// Lines that say what the events do: the effect, and the events that have it.
 std::vector<std::pair<std::string, std::string>> effects(const Behaviour& behaviour, std::size_t memories) {
   std::vector<std::pair<std::string, std::string>> lines;
   const auto add_line = [&](const std::string& what, const Events& events) {
@@ -199,7 +199,20 @@ std::vector<std::string> oids_of(const FoundFault& fault) {
   return oids;
 }
 
-constexpr std::string_view kUnreported = "The record is filled, but never reported: the filter answers -1.";
+// Looks the cause up by its number, or by its text where the record has no number.
+std::optional<CauseStandard> standard_of(const FoundFault& fault) {
+  return fault.cause_id != 0 ? cause_standard(fault.cause_id) : cause_standard(fault.cause);
+}
+
+// "equipmentAlarm, powerProblems (533)"; empty for a cause that is not in the dictionary.
+std::string standard_text(const FoundFault& fault) {
+  const auto standard = standard_of(fault);
+  if (!standard) return "";
+  return std::string(event_type_word(standard->event_type)) + ", " + standard->probable_cause + " (" +
+         std::to_string(standard->probable_cause_number) + ")";
+}
+
+constexpr std::string_view kUnreported = "The filter fills the record but returns -1, so this fault is never reported.";
 
 std::size_t count_faults(std::span<const FoundFilter> filters) {
   std::size_t count = 0;
@@ -210,13 +223,14 @@ std::size_t count_faults(std::span<const FoundFilter> filters) {
 }  // namespace
 
 std::string catalog_as_text(std::span<const FoundFilter> filters) {
-  constexpr std::size_t kWidth = 22;  // of what an event does
+  constexpr std::size_t kWidth = 22;  // of the column that names the effect
   std::string text;
   for (const FoundFilter& filter : filters) {
     text.append(text.empty() ? "" : "\n").append(filter.entity).append("\n");
     for (const FoundFault& fault : filter.faults) {
       text += "\n  " + code_text(fault.code) + "  " + fault.name + "  " + std::string(severity_word(fault.severity)) +
               "  " + fault.cause + "  " + joined(oids_of(fault), ", ") + "\n";
+      if (const std::string standard = standard_text(fault); !standard.empty()) text += "    " + standard + "\n";
       if (!fault.reported) text.append("    ").append(kUnreported).append("\n");
       for (const auto& group : alike(fault)) {
         for (const auto& [what, events] : effects(*group.front(), filter.memories)) {
@@ -231,7 +245,7 @@ std::string catalog_as_text(std::span<const FoundFilter> filters) {
       }
     }
   }
-  text += "\n" + std::to_string(count_faults(filters)) + " faults of " + std::to_string(filters.size()) + " filters\n";
+  text += "\n" + plural(count_faults(filters), "fault") + " of " + plural(filters.size(), "filter") + "\n";
   return text;
 }
 
@@ -270,10 +284,15 @@ std::string catalog_as_json(std::span<const FoundFilter> filters) {
     for (const FoundFault& fault : filter.faults) {
       ordered_json behaviours = ordered_json::array();
       for (const Behaviour& one : fault.behaviours) behaviours.push_back(behaviour_as_json(one, filter.memories));
-      const ordered_json line = {{"filter", filter.entity},    {"code", fault.code},
-                                 {"name", fault.name},         {"severity", severity_word(fault.severity)},
-                                 {"cause_id", fault.cause_id}, {"cause", fault.cause},
-                                 {"reported", fault.reported}, {"behaviours", std::move(behaviours)}};
+      ordered_json line = {{"filter", filter.entity},    {"code", fault.code},
+                           {"name", fault.name},         {"severity", severity_word(fault.severity)},
+                           {"cause_id", fault.cause_id}, {"cause", fault.cause}};
+      const auto standard = standard_of(fault);
+      line["event_type"] = standard ? ordered_json(event_type_word(standard->event_type)) : nullptr;
+      line["probable_cause"] = standard ? ordered_json(standard->probable_cause) : nullptr;
+      line["probable_cause_number"] = standard ? ordered_json(standard->probable_cause_number) : nullptr;
+      line["reported"] = fault.reported;
+      line["behaviours"] = std::move(behaviours);
       text += line.dump() + "\n";
     }
   }
@@ -293,22 +312,24 @@ std::string row(const std::vector<std::string>& cells) { return "| " + joined(ce
 
 constexpr std::string_view kIntroduction = R"(# Faults
 
-Every fault that the library can raise. This page is the output of `polaiga catalog --markdown`, which gives every
-filter its events and reads the records; do not edit it. `polaiga catalog --json` is the same for programs.
+This page lists every fault that the library can raise. It is the output of `polaiga catalog --markdown`, which gives
+every filter its events and reads the records, so do not edit it. `polaiga catalog --json` prints the same for programs.
 
-- **Events** are `offsets: states`. `1-2: any but 0` is offset 1 or 2 in any state but 0. Tried are the offsets -1 to
-  255 and 880 to 1024, which are all that mean something to a filter, and the states 0 to 7; a higher state does as 7.
-  The system board and the processors tell *threshold* readings from *discrete* ones; where neither is said, both do
-  the same.
-- **Raised**: the fault is active from then on. **Supersedes**: so it is, in place of another fault of the same object,
-  which is no longer active. **Cleared**: it is no longer active.
-- **Sensors**: `SENSOR` is any sensor, and stands for its name in the texts. Where what differs between texts stands
-  in braces, one of these is said.
-- **Objects** are shown by example: unit 7 of its kind, power supplies 1 and 2, the fans of module 3, the storage
-  controllers in slot 2, each with the events that its own kind of object has. Others have their own number in DN and
-  text. Every unit is present: one that is missing raises no more than that, if its filter keeps count.
-- The faults of `drive_bp`, `nm` and `cmc` are those of the program's tables; a host may bring others. `(none)` is in
-  theirs the name of the time zone, if the server has one set.
+- **Events** are written as `offsets: states`. `1-2: any but 0` means offset 1 or 2 in any state but 0. The offsets from
+  -1 to 255 and from 880 to 1024 were tried; no other offset has a meaning of its own. The states from 0 to 7 were
+  tried; the filters treat a higher state like 7. The filters of the system board and of the processors treat
+  *threshold* readings and *discrete* readings differently. Where a line says neither word, it is true of both.
+- **Raised**: the fault is active from then on. **Supersedes**: the fault is active from then on, and replaces another
+  fault of the same object, which is then no longer active. **Cleared**: the fault is no longer active.
+- **Sensors**: `SENSOR` means any sensor. In the texts it stands for the name of the sensor. Where texts differ, the
+  differences are in braces, and a record has one of them.
+- Each fault has an **event type** of ITU-T X.733 and a **probable cause** of IANA's list with its number
+  (`IANAItuEventType` and `IANAItuProbableCause`, RFC 3877). Both follow from the cause.
+- **Objects** are examples: unit 7 of its kind, power supplies 1 and 2, the fans of module 3, the storage controllers in
+  slot 2. Each was tried with the events of its own kind. Other units have their own number in DN and text. All units
+  are present. Some filters remember that a unit is missing; then it raises only that fault until it is back.
+- The faults of `drive_bp`, `nm` and `cmc` come from the program's tables; a host may have other tables. In their texts,
+  `(none)` is where the library puts the name of the time zone, if the server has one set.
 )";
 
 std::string fault_as_markdown(const FoundFault& fault, std::size_t memories) {
@@ -316,6 +337,7 @@ std::string fault_as_markdown(const FoundFault& fault, std::size_t memories) {
   text += std::string(severity_word(fault.severity)) + ", " + fault.cause;
   if (fault.cause_id != 0) text += " (" + std::to_string(fault.cause_id) + ")";
   text += ", " + in_codes(oids_of(fault), ", ") + "\n\n";
+  if (const std::string standard = standard_text(fault); !standard.empty()) text += standard + "\n\n";
   if (!fault.reported) text.append(kUnreported).append("\n\n");
   for (const auto& group : alike(fault)) {
     for (const auto& [what, events] : effects(*group.front(), memories))
@@ -349,7 +371,7 @@ std::string catalog_as_markdown(std::span<const FoundFilter> filters) {
     }
     text += "\n";
     for (const FoundFault& fault : filter.faults) text += fault_as_markdown(fault, filter.memories);
-    text.pop_back();  // the blank line of the last
+    text.pop_back();  // removes the blank line after the last fault
   }
   return text;
 }

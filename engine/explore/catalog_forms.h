@@ -1,4 +1,4 @@
-// The found faults for people, for programs and for the documentation.
+// Writes the found faults as text, as JSON, and as a page of the documentation.
 #pragma once
 
 #include <span>
@@ -9,15 +9,16 @@
 namespace polaiga::engine {
 
 std::string catalog_as_text(std::span<const FoundFilter> filters);
-std::string catalog_as_json(std::span<const FoundFilter> filters);  // JSON Lines, a fault each
+std::string catalog_as_json(std::span<const FoundFilter> filters);  // JSON Lines, one fault a line
 std::string catalog_as_markdown(std::span<const FoundFilter> filters);
 
-// Events as "offsets: states", in ranges, as in "1-2: any but 0; 57: 4". `memories`
-// is how many the filter of these events was tried with.
+// Writes events as "offsets: states", as in "1-2: any but 0; 57: 4". `memories` is the
+// number of memories that the filter of these events was tried with.
 std::string brief_events(const Events& events, std::size_t memories);
 
-// Texts as one, with what differs in braces, as in "is {low / high}: check". Texts
-// that say "Cleared" are kept apart from those that do not.
+// Writes several texts as one, with their differences in braces, as in
+// "is {low / high}: check". There is one such text for those that say "Cleared" and one
+// for the others.
 std::vector<std::string> brief_texts(const std::map<std::string, Events>& texts);
 
 }  // namespace polaiga::engine

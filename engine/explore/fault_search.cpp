@@ -7,7 +7,6 @@
 #include <cstring>
 #include <optional>
 #include <span>
-#include <stdexcept>
 #include <utility>
 
 #include "filter/services.h"
@@ -17,18 +16,14 @@
 namespace polaiga::engine {
 namespace {
 
-// The order of polaiga/filters.h.
-constexpr std::string_view kOrder[] = {"sys_board",   "fan",    "ps",      "cpu",     "mem",      "fw_bios_post",
-                                       "pci",         "add_in", "caddora", "storage", "drive_bp", "chassis",
-                                       "front_panel", "nm",     "ne",      "cmc"};
-
-// The number that units go by, where no sensor name has one of its own. No other
-// number in DNs and texts is the same.
+// The number of the unit in the tried events, for filters whose sensor names have no
+// number. It differs from all other numbers in DNs and texts, so a reader can tell
+// where the unit's number goes.
 constexpr std::int32_t kUnit = 7;
 constexpr std::int32_t kFanModule = 3;
 constexpr std::int32_t kStorageController = 2;
 
-// Whose events are tried.
+// The sensor and the unit whose events are tried.
 struct Subject {
   std::string sensor = std::string(kAnySensor);
   std::int32_t instance = kUnit;
@@ -63,8 +58,8 @@ std::vector<Subject> supply_subjects() {
   return subjects;
 }
 
-// Controller, disk, virtual drive and battery, in the order of their entity ids,
-// each with the events that are its own.
+// The controller, the disk, the virtual drive and the battery, in the order of their
+// entity ids. Each is tried with the offsets of its own events.
 std::vector<Subject> storage_subjects(std::uint8_t first_entity_id, std::uint8_t types) {
   constexpr OffsetRange kOwn[] = {
       {kTriedOffsets.front().first, 13}, {14, 21}, {22, 25}, {26, kTriedOffsets.back().last}};
@@ -97,7 +92,7 @@ std::vector<Subject> subjects_of(const Entity& entity) {
   return {{}};
 }
 
-// The filters that tell threshold readings from discrete ones.
+// Whether the filter treats threshold readings and discrete readings differently.
 bool tells_readings(const Entity& entity) { return entity.name == "sys_board" || entity.name == "cpu"; }
 
 fe_sensor_event make_event(const Entity& entity, const Subject& subject, const EventKey& key) {
@@ -125,8 +120,8 @@ Answer ask(const Entity& entity, fe_sensor_event event) {
   return answer;
 }
 
-// Takes the event log to one of the fills that the system board remembers. The
-// first two events make it forget the one before.
+// Makes the system board's filter remember that the event log is as full as this
+// memory says. The first two events make it forget what it remembered before.
 void remember(const Entity& entity, std::size_t memory) {
   constexpr EventKey kWay[] = {{true, FE_OFFSET_UPPER_NON_CRITICAL, 1},
                                {true, FE_OFFSET_UPPER_NON_CRITICAL, 0},
@@ -146,7 +141,7 @@ std::string replaced(std::string text, std::string_view what, std::string_view w
   return text;
 }
 
-// The description with the sensor's name taken out, and the zone name as well,
+// The description without the sensor's name and without the name of the time zone,
 // which the library puts into some texts of the host's sensors.
 std::string text_of(const fe_fault_record& record, const Subject& subject) {
   const char* const zone = std::getenv("TZ");
@@ -164,12 +159,12 @@ std::string oid_of(const fe_fault_record& record) {
   return text;
 }
 
-// The faults of one filter while they are gathered.
+// Collects the faults of one filter.
 class Gathered {
  public:
   void add(const Answer& answer, const Subject& subject, const EventKey& key, Memories memory) {
     const fe_fault_record& record = answer.record;
-    if (record.code == 0) return;  // the field is as it was
+    if (record.code == 0) return;  // the filter did not write the code
     FoundFault& fault = fault_of(answer);
     Behaviour& behaviour = behaviour_of(fault, record, subject);
     if (only_clears(record)) {
@@ -202,7 +197,7 @@ class Gathered {
     fault.code = record.code;
     fault.name = record.name;
     fault.cause = record.cause;
-    if (record.cause_id != 0) fault.cause_id = record.cause_id;  // some leave the number alone
+    if (record.cause_id != 0) fault.cause_id = record.cause_id;  // some filters do not write the number
     fault.reported |= answer.reported;
     fe_fault_record raised = record;
     raised.event.event_state = FE_STATE_ASSERTED;
@@ -238,7 +233,8 @@ class Gathered {
     }
   }
 
-  // Makes one of those that differ in `list` alone, in which they must agree on `same`.
+  // Merges behaviours that differ in nothing but the list `list`. They must have the
+  // same `same`.
   template <class Same, class List>
   static void merge(std::vector<Behaviour>& behaviours, Same same, List list) {
     const auto everything_else = [](const Behaviour& one) {
@@ -281,7 +277,7 @@ class Search {
   }
 
  private:
-  // State 0 comes last, so that what was missing is there again.
+  // State 0 is tried last, so that a unit that was said to be missing is present again.
   void try_states(const Subject& subject, std::int32_t offset) {
     for (std::int32_t turn = 1; turn <= kStates; ++turn) {
       const std::int32_t state = turn % kStates;
@@ -314,11 +310,7 @@ bool is_remembered(const EventKey& key) {
 std::vector<FoundFilter> find_faults() {
   provide_services([](const std::string& /*fault_dn*/) {}, 0, Log::kOff);
   std::vector<FoundFilter> found;
-  for (const std::string_view name : kOrder) {
-    const Entity* const entity = find_entity(name);
-    if (entity == nullptr) throw std::logic_error("no entity " + std::string(name));
-    found.push_back(Search(*entity).run(subjects_of(*entity)));
-  }
+  for (const Entity& entity : entities()) found.push_back(Search(entity).run(subjects_of(entity)));
   return found;
 }
 

@@ -1,5 +1,5 @@
-// Finds every fault that the filters can raise, by giving them every event and
-// reading the records.
+// Finds every fault that the filters can raise. It gives them every kind of event and
+// reads the records.
 #pragma once
 
 #include <array>
@@ -15,24 +15,25 @@
 
 namespace polaiga::engine {
 
-// What is tried. Offsets between and beyond do as the outermost ones.
+// The offsets that are tried. The filters treat an offset between or beyond these
+// ranges like the nearest end of a range.
 struct OffsetRange {
   std::int32_t first;
   std::int32_t last;
 };
 inline constexpr std::array<OffsetRange, 2> kTriedOffsets{{{-1, 255}, {880, 1024}}};
-inline constexpr std::int32_t kStates = 8;  // 0 to 7; any higher one does as 7
+inline constexpr std::int32_t kStates = 8;  // states 0 to 7; a filter treats a higher one like 7
 
-// Stands in events for the sensors of a filter that knows none by name.
+// The sensor name in the events for a filter that knows no sensor by name.
 inline constexpr std::string_view kAnySensor = "SENSOR";
 
-// What a filter may remember when it decides, as a bit of a set. Only the system
-// board tells the last three from the first.
+// What a filter remembers can change its answer. These are the memories that events
+// are tried with, as bits of a set. Only the system board's filter has the last three.
 using Memories = std::uint8_t;
 inline constexpr std::array<std::string_view, 4> kMemoryNames{"", "log low", "log very low", "log full"};
 
-// Events that come to the same: by reading type, offset and state, with what the
-// filter may remember at the time.
+// An event by what decides the answer of a filter: reading type, offset and state.
+// `Events` are events with the same effect. Each has the memories with which it has it.
 struct EventKey {
   bool threshold;
   std::int32_t offset;
@@ -44,17 +45,18 @@ struct EventKey {
 };
 using Events = std::map<EventKey, Memories>;
 
-// Whether an event was tried with everything that its filter may remember.
+// Whether an event was tried with each memory, and not only with the first.
 bool is_remembered(const EventKey& key);
 
-// What the events of one sensor, or of several alike, do to a fault.
+// What the events of a sensor do to a fault. Sensors whose events do the same share one.
 struct Behaviour {
   std::vector<std::string> sensors;
-  std::vector<std::pair<std::string, std::string>> objects;  // DN, and OID of the class
+  std::vector<std::pair<std::string, std::string>> objects;  // DN and OID of each
   Events raises;
   Events clears;
-  std::map<std::uint32_t, Events> supersedes;     // those of `raises` that end another fault, by its code
-  std::map<std::uint32_t, Events> superseded_by;  // those that raise another in its place, by that one's code
+  std::map<std::uint32_t, Events> supersedes;  // those of `raises` that end another fault, by the code of that fault
+  std::map<std::uint32_t, Events>
+      superseded_by;  // events that raise another fault in its place, by the code of that fault
   std::map<std::string, Events> raise_texts;
   std::map<std::string, Events> clear_texts;
 };
@@ -65,24 +67,24 @@ struct FoundFault {
   std::string cause;
   std::uint32_t cause_id;
   Severity severity;
-  bool reported;  // false: the filter fills the record, and rejects the event all the same
+  bool reported;  // false: the filter fills the record but rejects the event
   std::vector<Behaviour> behaviours;
 };
 
 struct FoundFilter {
   std::string_view entity;
-  std::size_t memories;  // that were tried of it
+  std::size_t memories;  // how many of the memories it was tried with
   std::vector<FoundFault> faults;
 };
 
-// Of every filter, in the order of polaiga/filters.h, with its faults by code.
-// The host tables must be loaded; the services are bound anew.
+// Tries every filter, in the order of entities(). The faults of each ascend by code.
+// The host tables must be loaded. This calls provide_services().
 std::vector<FoundFilter> find_faults();
 
-// Of one filter, with the sensor and the unit of this event alone.
+// Tries one filter, only with the sensor and the unit of this event.
 FoundFilter find_faults(const Entity& entity, const fe_sensor_event& like);
 
-// What an event was tried as.
+// The event that was tried and that the filter treats like this one.
 EventKey tried_as(const Entity& entity, const fe_sensor_event& event);
 
 }  // namespace polaiga::engine

@@ -8,8 +8,10 @@
 namespace polaiga::engine {
 namespace {
 
-// Units that can be missing. The first and the last that are remembered, and the
-// offsets that say so in any state, whatever was remembered before.
+// Units that can be missing. The filter keeps state for the units from `first` to
+// `last`. An event with one of these offsets says whether the unit is missing. It says
+// so in every state and whatever was known before, so the last such event is enough
+// to rebuild what is known of a unit.
 struct Unit {
   std::string_view entity;
   std::int32_t first;
@@ -27,7 +29,7 @@ constexpr Unit kUnits[] = {
 
 constexpr const char* kLogSlot = "sys_board log";
 
-// How full the event log was said to be.
+// How full the event log is said to be, as a set of bits.
 constexpr std::uint8_t kLow = 1 << 0;
 constexpr std::uint8_t kVeryLow = 1 << 1;
 constexpr std::uint8_t kFull = 1 << 2;
@@ -41,7 +43,8 @@ bool is_event_log(const char* sensor) {
   return id == 1 || id == 8;
 }
 
-// Any sensor of the board fills the log; only the log's own empty it.
+// Events of every sensor of the board can make the log fuller. Only events of the
+// log's own sensors can say that it is no longer low.
 bool may_change_log(const fe_sensor_event& event) {
   if (event.reading_type != FE_READING_THRESHOLD) return false;
   switch (event.event_offset) {
@@ -56,6 +59,7 @@ bool may_change_log(const fe_sensor_event& event) {
   }
 }
 
+// What the system board's filter makes of the fullness when it gets such an event.
 std::uint8_t fullness_after(const fe_sensor_event& event, std::uint8_t fullness) {
   const bool low = (fullness & kLow) != 0;
   const bool very_low = (fullness & kVeryLow) != 0;
@@ -70,6 +74,7 @@ std::uint8_t fullness_after(const fe_sensor_event& event, std::uint8_t fullness)
   return very_low ? with(fullness, kFull, kVeryLow) : with(fullness, kVeryLow, kFull);
 }
 
+// The index of the last row of that name, as the filters search; -1 if there is none.
 template <class Row>
 std::int32_t row_named(const Row* rows, std::int32_t count, std::string_view name) {
   std::int32_t row = count - 1;
@@ -77,7 +82,8 @@ std::int32_t row_named(const Row* rows, std::int32_t count, std::string_view nam
   return row;
 }
 
-// The row whose last state an event leaves; -1 when there is none.
+// The row of the event's sensor. The filter remembers the state of the event as the
+// last one of this row. -1 if the event has no row.
 std::int32_t row_of(std::string_view entity, const fe_sensor_event& event) {
   const std::string_view sensor = event.sensor_name;
   if (entity == "sys_board") return row_named(ent_map, ent_map_sz, sensor);
@@ -106,7 +112,8 @@ void FilterState::set(const Slot& slot, Sequence sequence) {
   changed_.insert(slot);
 }
 
-// The record has the number that the library knows the unit by.
+// A filter may number units differently from the event, and writes its own number
+// into the record. Power supplies are remembered by the event's number.
 void FilterState::note_unit(const SensorEvent& line, const fe_fault_record& record, Sequence sequence) {
   const auto* const unit = std::ranges::find(kUnits, line.entity->name, &Unit::entity);
   if (unit == std::end(kUnits)) return;
@@ -136,11 +143,16 @@ void FilterState::note_log(const fe_sensor_event& event, const Slot& row, Sequen
   changed_.insert(kLogSlot);
 }
 
-// A way that comes back to where it was is forgotten, but for the last events of
-// rows: these are given to the library in any case.
+// Drops events that are no longer needed to rebuild the fullness.
+//
+// The steps are a way through the values of the fullness. Where the way comes back to
+// a value that it had before, the steps between are a detour, and are dropped. But
+// the last event of each sensor row is given to the library in any case, and changes
+// the fullness then, too. So such a step is always kept, and a detour is looked for
+// only between two of them.
 void FilterState::shorten_log() {
   std::vector<LogStep> kept;
-  std::size_t way = 0;  // where that since the last such event begins
+  std::size_t way = 0;  // where the steps since the last such event begin
   for (const LogStep& step : log_) {
     if (last_[step.row] == step.sequence) {
       kept.push_back(step);

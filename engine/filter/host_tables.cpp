@@ -35,11 +35,11 @@ constexpr const char* kDriveBackplaneFile = "drive_bp.tsv";
 
 constexpr std::uint32_t kHighest = std::numeric_limits<std::int32_t>::max();  // codes are printed as signed numbers
 
-// A text of one column, with the place that it stands at.
+// The text of one column of one line, and its place in the file for errors.
 struct Cell {
   const std::string& file;
   std::size_t line;
-  std::size_t position;  // of its first character, from 1
+  std::size_t position;  // of its first character; the first of a line is 1
   std::string_view column;
   std::string_view text;
 
@@ -49,7 +49,7 @@ struct Cell {
   }
 };
 
-// Characters of a UTF-8 text.
+// The number of characters of a UTF-8 text.
 std::size_t length(std::string_view text) {
   return static_cast<std::size_t>(
       std::ranges::count_if(text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
@@ -61,7 +61,8 @@ void read_number(Row& row, const Cell& cell) {
   const char* const end = cell.text.data() + cell.text.size();
   const auto [stop, error] = std::from_chars(cell.text.data(), end, number);
   if (error != std::errc() || stop != end || number < Least || number > Most) {
-    cell.reject(in_quotes(cell.text) + " is no number from " + std::to_string(Least) + " to " + std::to_string(Most));
+    cell.reject(in_quotes(cell.text) + " is not a number from " + std::to_string(Least) + " to " +
+                std::to_string(Most));
   }
   row.*Field = static_cast<std::remove_reference_t<decltype(row.*Field)>>(number);
 }
@@ -77,6 +78,7 @@ void read_level(fe_sensor_map_row& row, const Cell& cell) {
 
 void write_text(std::span<char> field, const Cell& cell, std::size_t longest) {
   if (cell.text.empty()) cell.reject("is empty");
+  if (cell.text.find('\0') != std::string_view::npos) cell.reject("holds a NUL");
   if (cell.text.size() > longest) {
     cell.reject("has " + std::to_string(cell.text.size()) + " bytes; at most " + std::to_string(longest) + " fit");
   }
@@ -88,21 +90,22 @@ void read_text(Row& row, const Cell& cell) {
   write_text(row.*Field, cell, sizeof(row.*Field) - 1);
 }
 
-// The clear of a fault says what stands in front of a colon.
+// The text of a clear repeats the part in front of a colon, so there must be a colon.
 template <auto Field, class Row>
 void read_description(Row& row, const Cell& cell) {
   write_text(row.*Field, cell, FE_DESCR_SIZE - 1);
   if (cell.text.find(':') == std::string_view::npos) cell.reject("has no colon");
 }
 
-// The first "%s" takes the sensor name, the second the threshold words.
+// The filter puts the sensor name in place of the first "%s", and the words for the
+// threshold in place of the second.
 void read_format(fe_sensor_map_row& row, const Cell& cell) {
   read_description<&fe_sensor_map_row::descr_format>(row, cell);
   int taken = 0;
   for (std::size_t at = cell.text.find('%'); at != std::string_view::npos; at = cell.text.find('%', at + 2)) {
     const std::size_t before = length(cell.text.substr(0, at));
-    if (cell.text.substr(at, 2) != "%s") cell.reject("a '%' may only be that of '%s'", before);
-    if (++taken > 2) cell.reject("there are only two texts for '%s'", before);
+    if (cell.text.substr(at, 2) != "%s") cell.reject("a '%' must be part of a '%s'", before);
+    if (++taken > 2) cell.reject("at most two '%s' are allowed", before);
   }
 }
 
@@ -112,7 +115,7 @@ struct Column {
   void (*read)(Row& row, const Cell& cell);
 };
 
-// The first column of each is the key.
+// The first column of each table is its key: no two rows may have the same.
 const Column<fe_nm_map_row> kNodeManagerColumns[] = {
     {"event_offset", read_number<&fe_nm_map_row::event_offset, 0, kHighest>},
     {"entity_id", read_number<&fe_nm_map_row::entity_id, 0, 255>},
@@ -154,7 +157,7 @@ bool same_key(const fe_sensor_map_row& a, const fe_sensor_map_row& b) {
 void number_row(fe_nm_map_row& /*row*/, std::size_t /*number*/) {}
 void number_row(fe_sensor_map_row& row, std::size_t number) { row.row_number = static_cast<std::uint8_t>(number); }
 
-// Cuts a line into its cells, which must be as many as there are columns.
+// Cuts a line into its cells. There must be as many cells as columns.
 template <class Row>
 std::vector<Cell> cells_of(const std::string& file, std::size_t line, std::string_view text,
                            std::span<const Column<Row>> columns) {
@@ -162,7 +165,7 @@ std::vector<Cell> cells_of(const std::string& file, std::size_t line, std::strin
   std::size_t begin = 0;
   while (true) {
     const std::size_t end = std::min(text.find('\t', begin), text.size());
-    const std::string_view column = cells.size() < columns.size() ? columns[cells.size()].name : "one too many";
+    const std::string_view column = cells.size() < columns.size() ? columns[cells.size()].name : "extra";
     cells.push_back({file, line, length(text.substr(0, begin)) + 1, column, text.substr(begin, end - begin)});
     if (cells.size() > columns.size()) {
       cells.back().reject("the line has more than " + std::to_string(columns.size()) + " columns");
@@ -181,7 +184,7 @@ std::vector<Cell> cells_of(const std::string& file, std::size_t line, std::strin
 template <class Row>
 void check_header(const std::vector<Cell>& cells) {
   for (const Cell& cell : cells) {
-    if (cell.text != cell.column) cell.reject("the header says " + in_quotes(cell.text));
+    if (cell.text != cell.column) cell.reject("the header names this column " + in_quotes(cell.text));
   }
 }
 
@@ -189,7 +192,7 @@ template <class Row, std::size_t N>
 std::vector<Row> rows_of(const std::string& content, const std::string& file, const Column<Row> (&columns)[N]) {
   std::istringstream input(content);
   std::vector<Row> rows;
-  std::vector<std::size_t> lines;  // of the rows
+  std::vector<std::size_t> lines;  // the line that each row came from
   bool headed = false;
   std::string text;
   std::size_t line = 0;
@@ -204,15 +207,13 @@ std::vector<Row> rows_of(const std::string& content, const std::string& file, co
       continue;
     }
     if (rows.size() == FE_HOST_TABLE_ROWS) {
-      cells.front().reject("there are more than the " + std::to_string(FE_HOST_TABLE_ROWS) +
-                           " rows that are remembered");
+      cells.front().reject("the table has more than " + std::to_string(FE_HOST_TABLE_ROWS) + " rows");
     }
     Row row{};
     for (std::size_t i = 0; i < N; ++i) columns[i].read(row, cells[i]);
     for (std::size_t i = 0; i < rows.size(); ++i) {
       if (same_key(rows[i], row)) {
-        cells.front().reject(in_quotes(cells.front().text) + " stands in line " + std::to_string(lines[i]) +
-                             " already");
+        cells.front().reject(in_quotes(cells.front().text) + " is already in line " + std::to_string(lines[i]));
       }
     }
     rows.push_back(row);

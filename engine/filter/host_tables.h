@@ -1,5 +1,5 @@
-// The three tables of sensors that are the host's: read from files, checked, and
-// put where the library looks for them.
+// The three sensor tables that the host gives to the library. This reads them from
+// files, checks them, and writes them to the variables that the library reads.
 #pragma once
 
 #include <filesystem>
@@ -8,12 +8,13 @@
 
 namespace polaiga::engine {
 
-// Says which file, line and column is wrong, and in what.
+// Its text names the file, the line, the character and the column, and says what is
+// wrong there.
 struct TableError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// The three files as they are.
+// The contents of the three files.
 struct HostTables {
   std::string nm;
   std::string cmc;
@@ -21,18 +22,19 @@ struct HostTables {
   bool operator==(const HostTables&) const = default;
 };
 
-// Of nm.tsv, cmc.tsv and drive_bp.tsv. Throws TableError.
+// Reads nm.tsv, cmc.tsv and drive_bp.tsv in this directory. Throws TableError.
 HostTables read_host_tables(const std::filesystem::path& directory);
 
-// `directory` is what complaints name. Throws TableError, and then leaves the
-// tables as they were.
+// Checks the contents and makes them the library's tables. If something is wrong with
+// them it throws TableError and leaves the tables as they were. `directory` serves
+// only to name the files in the error.
 void install_host_tables(const HostTables& tables, const std::filesystem::path& directory);
 
-// Both.
+// Reads and installs the tables. Throws TableError.
 void load_host_tables(const std::filesystem::path& directory);
 
-// The directory that is named, or the program's own when none is: next to the
-// program's directory, share/polaiga/tables.
+// The directory of that name. Without a name it is the program's own directory of
+// tables, share/polaiga/tables beside the directory of the program.
 std::filesystem::path tables_directory(const std::string& name);
 
 }  // namespace polaiga::engine

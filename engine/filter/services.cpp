@@ -36,7 +36,7 @@ using namespace polaiga::engine;
 
 std::int32_t g_platform;
 
-// All 0: the instances of every entity count from 1.
+// All are 0, since the instances of every entity count from 1 here.
 std::int32_t fe_sdr_instance_array[FE_ENTITY_IDS];
 
 void fe_logger(const char* format, ...) {

@@ -1,4 +1,4 @@
-// Reads a sensor event from one line of input, a JSON object.
+// Reads a sensor event from a JSON object. docs/events.md describes the members.
 #pragma once
 
 #include <stdexcept>
@@ -10,17 +10,17 @@
 
 namespace polaiga::engine {
 
-inline constexpr std::size_t kLongestId = 64;
+inline constexpr std::size_t kLongestId = 64;  // bytes
 
-// Says what is wrong with a line, in printable characters.
+// The text is not a sensor event. what() says why, without control characters.
 struct BadLine : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Throws BadLine.
+// `text` is one JSON object, with nothing but blanks before and behind it. Throws BadLine.
 SensorEvent parse_sensor_event(std::string_view text);
 
-// The members that an event may have, those that it must have first.
+// The members that an event may have. Those that it must have come first.
 struct EventMember {
   std::string_view name;
   bool required;

@@ -35,10 +35,12 @@ LineBuffer::Result LineBuffer::rest(std::string_view& line) {
 }
 
 std::span<char> LineBuffer::room() {
-  std::copy(buffer_.begin() + static_cast<std::ptrdiff_t>(begin_), buffer_.begin() + static_cast<std::ptrdiff_t>(end_),
-            buffer_.begin());
-  end_ -= begin_;
-  begin_ = 0;
+  if (begin_ > 0) {
+    std::copy(buffer_.begin() + static_cast<std::ptrdiff_t>(begin_),
+              buffer_.begin() + static_cast<std::ptrdiff_t>(end_), buffer_.begin());
+    end_ -= begin_;
+    begin_ = 0;
+  }
   return std::span(buffer_).subspan(end_);
 }
 

@@ -1,4 +1,4 @@
-// Bytes in, lines out, in bounded memory.
+// Cuts a stream of bytes into lines. The memory that it uses is bounded, however long a line is.
 #pragma once
 
 #include <cstddef>
@@ -17,29 +17,34 @@ class LineBuffer {
 
   LineBuffer() : buffer_(2 * kLongestLine) {}
 
-  // The next line without its newline; it lasts until there is need of room. A
-  // line that is too long is passed over as a whole. kNone: there is no whole
-  // line, and then there is room.
+  // Takes the next line, without its newline. `line` is valid until the next call of room().
+  //   kLine     `line` is set.
+  //   kTooLong  The line has more than kLongestLine bytes; all of them are dropped, and `line` means nothing.
+  //   kNone     The buffer holds no complete line. room() is not empty then.
   Result next(std::string_view& line);
 
-  // What is left at the end of all input, where the last line may lack its newline.
+  // At the end of the input: takes what follows the last newline, since the last line may lack its own.
   Result rest(std::string_view& line);
 
-  // Where further bytes are put; how many were is then told.
+  // Where to put more bytes. The caller then tells with added() how many it put there.
   std::span<char> room();
   void added(std::size_t bytes) { end_ += bytes; }
 
+  // Whether next() will find a line.
   bool has_line() const { return find_newline() != std::string_view::npos; }
+
+  // The bytes of all lines that were taken, newlines included.
   std::uint64_t bytes_taken() const { return taken_; }
 
  private:
   std::size_t find_newline() const;
   void take(std::size_t bytes);
 
+  // Twice the longest line, so that there is room for a read of a good size behind a line that is not complete.
   std::vector<char> buffer_;
-  std::size_t begin_ = 0;
+  std::size_t begin_ = 0;  // the bytes that were not taken yet are those from begin_ to end_
   std::size_t end_ = 0;
-  bool too_long_ = false;  // the line that is coming
+  bool too_long_ = false;  // the current line is over the limit, and what came of it is dropped
   std::uint64_t taken_ = 0;
 };
 

@@ -14,8 +14,8 @@
 namespace polaiga::engine {
 namespace {
 
-constexpr int kBacklog = 64;
-constexpr mode_t kMask = 0117;  // the socket is for its owner and group
+constexpr int kBacklog = 64;    // clients that may wait to be accepted
+constexpr mode_t kMask = 0117;  // only the socket's owner and group may connect
 
 [[noreturn]] void fail(const std::string& path, const std::string& what) {
   throw std::runtime_error(printable(path) + ": " + what);
@@ -25,7 +25,8 @@ sockaddr_un address_of(const std::string& path) {
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
   if (path.size() >= sizeof address.sun_path) {
-    fail(path, "the path of a socket has at most " + std::to_string(sizeof address.sun_path - 1) + " bytes");
+    fail(path, "the path of a socket has at most " + std::to_string(sizeof address.sun_path - 1) +
+                   " bytes; choose a shorter one");
   }
   path.copy(address.sun_path, path.size());
   return address;
@@ -33,18 +34,20 @@ sockaddr_un address_of(const std::string& path) {
 
 Descriptor make_socket() {
   Descriptor made(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  if (!made.is_open()) throw std::runtime_error(std::string("socket: ") + std::strerror(errno));
+  if (!made.is_open()) throw std::runtime_error(std::string("cannot make a socket: ") + std::strerror(errno));
   return made;
 }
 
-// What a program that is gone has left there is taken away.
-void make_way(const std::string& path, const sockaddr_un& address) {
+// Removes a socket file that is left over from a process that has ended: nobody accepts connections there.
+void remove_left_over(const std::string& path, const sockaddr_un& address) {
   struct stat there = {};
   if (::lstat(path.c_str(), &there) != 0) return;
-  if (!S_ISSOCK(there.st_mode)) fail(path, "this is no socket; it is left alone");
+  if (!S_ISSOCK(there.st_mode))
+    fail(path, "this file is not a socket and is left alone; remove it or choose another path");
   const Descriptor probe = make_socket();
   const bool answers = ::connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-  if (answers || errno != ECONNREFUSED) fail(path, "another process listens at this socket");
+  if (answers || errno != ECONNREFUSED)
+    fail(path, "another process listens at this socket; stop it or choose another path");
   ::unlink(path.c_str());
 }
 
@@ -52,7 +55,7 @@ void make_way(const std::string& path, const sockaddr_un& address) {
 
 Listener::Listener(const std::string& path) : path_(path) {
   const sockaddr_un address = address_of(path);
-  make_way(path, address);
+  remove_left_over(path, address);
   socket_ = make_socket();
   const mode_t mask = ::umask(kMask);
   const int bound = ::bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);

@@ -1,4 +1,4 @@
-// The Unix stream socket that clients connect to.
+// The Unix stream socket at which clients connect.
 #pragma once
 
 #include <sys/types.h>
@@ -11,21 +11,22 @@ namespace polaiga::engine {
 
 class Listener {
  public:
-  // Takes the place of a socket that nobody listens at. Throws std::runtime_error.
+  // Creates the socket and listens at it. A socket file that is left over from a process that has ended is replaced.
+  // Throws std::runtime_error if another process listens at the path, or if the file there is not a socket.
   explicit Listener(const std::string& path);
-  ~Listener();  // and the socket's file is gone
+  ~Listener();  // removes the socket file, unless another process has put its own there meanwhile
   Listener(const Listener&) = delete;
   Listener& operator=(const Listener&) = delete;
 
   int fd() const { return socket_.get(); }
 
-  // A connection that does not block; closed when there is none after all.
+  // Accepts a client. Reads and writes at the connection do not block. The descriptor is closed if no client waits.
   Descriptor accept() const;
 
  private:
   std::string path_;
   Descriptor socket_;
-  ino_t inode_ = 0;
+  ino_t inode_ = 0;  // of the socket file, to recognise it
 };
 
 }  // namespace polaiga::engine

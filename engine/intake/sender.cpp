@@ -19,7 +19,7 @@ void Sender::receive() {
   if (count > 0) {
     lines_.added(static_cast<std::size_t>(count));
   } else if (count == 0 || (errno != EAGAIN && errno != EINTR)) {
-    ended_ = true;  // a connection that broke is over as well
+    ended_ = true;  // at the end of the input, and when the connection is broken
   }
 }
 
@@ -34,12 +34,21 @@ LineBuffer::Result Sender::next(std::string_view& line) {
   return found;
 }
 
+std::optional<EventLine> Sender::next() {
+  std::string_view line;
+  for (;;) {
+    const auto found = next(line);
+    if (found == LineBuffer::Result::kNone) return std::nullopt;
+    if (auto read = read_event_line(number_, found, line)) return read;
+  }
+}
+
 void Sender::answer(std::string_view text) {
   if (!deaf_) unsent_ += text;
 }
 
 void Sender::send() {
-  // No more than a pipe that is ready takes without a wait.
+  // A pipe that poll() calls ready takes PIPE_BUF bytes without blocking, but perhaps no more.
   const std::size_t size = kind_ == Kind::kClient ? unsent_.size() : std::min<std::size_t>(unsent_.size(), PIPE_BUF);
   const auto sent = kind_ == Kind::kClient ? ::send(out(), unsent_.data(), size, MSG_NOSIGNAL | MSG_DONTWAIT)
                                            : ::write(out(), unsent_.data(), size);

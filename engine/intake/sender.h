@@ -1,12 +1,14 @@
-// Who sends events: a client at the socket, or standard input. Lines come in,
-// one answer to each goes out, and neither may pile up.
+// A sender of events to the engine: a client at the socket, or standard input. The sender sends lines and gets an
+// answer to each of them. The memory for lines and for answers is bounded.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "base/descriptor.h"
+#include "intake/event_line.h"
 #include "intake/line_buffer.h"
 
 namespace polaiga::engine {
@@ -15,7 +17,8 @@ class Sender {
  public:
   enum class Kind { kClient, kStandardInput };
 
-  // Of a client both are the same socket, which does not block.
+  // A client has one socket for both directions, which must not block: pass it as `in`, and a closed `out`. The
+  // descriptors of standard input and output may block.
   Sender(Kind kind, std::string name, Descriptor in, Descriptor out);
 
   const std::string& name() const { return name_; }  // for people
@@ -23,41 +26,49 @@ class Sender {
   int in() const { return in_.get(); }
   int out() const { return out_.is_open() ? out_.get() : in_.get(); }
 
-  // Whether bytes would be taken, and whether some are there to be sent. One who
-  // does not read the answers is not listened to.
+  // Whether receive() should be called when bytes arrive: only when all lines so far were taken. A sender that does not
+  // read its answers is not listened to either, so that its answers cannot pile up.
   bool listens() const { return !ended_ && !is_full() && !lines_.has_line(); }
+
+  // Whether next() has something to take, which may be the end of the input.
   bool has_line() const { return !is_full() && (lines_.has_line() || (ended_ && !finished_)); }
+
+  // Whether send() should be called when the sender can take bytes.
   bool has_answers() const { return !unsent_.empty(); }
 
-  // All has been taken and answered, or nobody is there to be answered.
+  // Whether the input has ended, all its lines were taken, and all answers were sent or can reach nobody any more.
   bool is_done() const { return ended_ && finished_ && unsent_.empty(); }
 
-  // When poll() says that it will not block.
+  // Both call read() or write() once. Call them when poll() says that they will not block.
   void receive();
   void send();
 
-  // The next line, with its number; kNone: not now.
-  LineBuffer::Result next(std::string_view& line);
-  std::uint64_t line_number() const { return number_; }
+  // Takes the next line that is not blank, as an event or a complaint. nullopt: there is none now.
+  std::optional<EventLine> next();
 
+  // Takes the next line as it is; kNone: there is none now.
+  LineBuffer::Result next(std::string_view& line);
+  std::uint64_t line_number() const { return number_; }  // of the line that was taken last, from 1
+
+  // Adds to what send() will send.
   void answer(std::string_view text);
 
-  std::uint64_t bad_lines = 0;
+  std::uint64_t bad_lines = 0;  // counted by the caller
 
  private:
-  static constexpr std::size_t kMostUnsent = std::size_t{64} * 1024;
+  static constexpr std::size_t kMostUnsent = std::size_t{64} * 1024;  // bytes of answers; no line is taken beyond it
 
   bool is_full() const { return unsent_.size() >= kMostUnsent; }
 
   Kind kind_;
   std::string name_;
   Descriptor in_;
-  Descriptor out_;  // closed: in_ is both
+  Descriptor out_;  // closed for a client, whose answers go to in_
   LineBuffer lines_;
   std::uint64_t number_ = 0;
   bool ended_ = false;     // no more bytes will come
-  bool finished_ = false;  // and their last line has been taken
-  bool deaf_ = false;      // answers reach nobody
+  bool finished_ = false;  // the last line was taken, which may lack its newline
+  bool deaf_ = false;      // the sender cannot be reached any more, so answers are dropped
   std::string unsent_;
 };
 

@@ -3,264 +3,423 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <chrono>
+#include <limits>
+#include <set>
 #include <utility>
 
-#include "ledger/ledger_rows.h"
-#include "model/dictionary.h"
-#include "model/record_text.h"
+#include "ledger/entry_writer.h"
+#include "ledger/pruner.h"
+#include "ledger/stored_rows.h"
+#include "ledger/write_ahead_log.h"
 
 namespace polaiga::engine {
 namespace {
 
-constexpr Moment kDay = Moment{24} * 60 * 60;
+// A quarter of the limit is the log's, the rest the file's.
+constexpr std::int64_t kLogPart = 4;
+constexpr std::int64_t kMostLogBytes = std::int64_t{16} * 1024 * 1024;
 
-// Retention goes on by at most this much with a batch, so that it delays none.
-constexpr std::int64_t kPrunedAtOnce = 256;
-constexpr std::int64_t kPrunedPerEntry = 2;
+// Pages that an input changes, on the average of a batch, when it has an id, ends
+// one fault and begins another.
+constexpr std::int64_t kPagesOfInput = 5;
+constexpr std::int64_t kMostInputs = 4096;
 
-// Events that came to be needed no more behind the horizon are looked for when it
-// has moved by this much, or by as much as there is behind it.
-constexpr std::int64_t kSweepStep = 50'000;
+constexpr std::int64_t kEraInputs = 32'768;
+constexpr std::int64_t kEraPart = 16;  // of the file, for what an era repeats
 
-constexpr const char* kTablesName = "the ledger's tables";  // in complaints
+// How long the start of an engine may wait for what is past a retention that was
+// lowered.
+constexpr std::chrono::milliseconds kStartTidyTime{500};
 
-// Of an event or a record: the library's memory, or the first or the latest record
-// of an episode.
-constexpr const char* kNeeded =
-    "(seq IN (SELECT seq FROM filter_state) OR seq IN (SELECT raised_seq FROM episode) OR "
-    "seq IS (SELECT last_seq FROM record AS own JOIN episode USING (raised_seq) WHERE own.seq = one.seq))";
-
-std::string parameters(int count) {
-  std::string text = "?";
-  for (int i = 1; i < count; ++i) text += ", ?";
-  return text;
+std::int64_t log_bytes(const Retention& retention) {
+  return retention.bytes > 0 ? std::min(retention.bytes / kLogPart, kMostLogBytes) : kMostLogBytes;
 }
 
-std::string select_events(const char* more, const char* from) {
-  return std::string("SELECT ") + kEventColumns + more + " FROM " + from;
+std::int64_t file_bytes(const Retention& retention) {
+  return retention.bytes > 0 ? retention.bytes - log_bytes(retention) : 0;
 }
+
+std::int64_t page_size(const Database& db) {
+  Statement size(db, "PRAGMA page_size");
+  size.step();
+  return std::max<std::int64_t>(size.integer(0), 1);
+}
+
+EntryWriter::EraLimits era_limits(const Retention& retention) {
+  return {.inputs = kEraInputs,
+          .bytes = retention.bytes > 0 ? file_bytes(retention) / kEraPart : std::numeric_limits<std::int64_t>::max()};
+}
+
+// A transaction took the file past its limit: it would have so many pages.
+struct NoRoom {
+  std::int64_t pages;
+};
+
+bool is_damage(const SqlError& error) {
+  // The last is what a file says that lacks a table or a column.
+  return error.code() == SQLITE_CORRUPT || error.code() == SQLITE_NOTADB || error.code() == SQLITE_ERROR;
+}
+
+// As long as it lives, a commit does not wait for the disk. What it writes is in
+// order with what comes later, and does no harm when a power failure takes it.
+class Unhurried {
+ public:
+  explicit Unhurried(Database& db) : db_(db) { db_.exec("PRAGMA synchronous = NORMAL"); }
+  ~Unhurried() {
+    try {
+      db_.exec("PRAGMA synchronous = FULL");
+    } catch (const SqlError&) {  // it cannot fail outside of a transaction
+    }
+  }
+  Unhurried(const Unhurried&) = delete;
+  Unhurried& operator=(const Unhurried&) = delete;
+
+ private:
+  Database& db_;
+};
 
 }  // namespace
 
-Ledger::Statements::Statements(const Database& db)
-    : find_id(db, "SELECT seq FROM event WHERE id = ?"),
-      add_tables(db, "INSERT INTO tables VALUES (?, ?, ?, ?)"),
-      add_event(db, "INSERT INTO event VALUES (" + parameters(14) + ")"),
-      add_record(db, "INSERT INTO record VALUES (?, ?, nullif(?, 0), " + parameters(kRecordWidth - 1) + ")"),
-      raise(db, "INSERT INTO episode VALUES (?1, ?2, ?1, ?2, 1, NULL, NULL, NULL)"),
-      refresh(db, "UPDATE episode SET last_seq = ?2, updated_at = ?3, reports = reports + 1 WHERE raised_seq = ?1"),
-      end(db, "UPDATE episode SET ended_seq = ?2, ended_at = ?3, ending = ?4 WHERE raised_seq = ?1"),
-      forget_slot(db, "DELETE FROM filter_state WHERE slot = ?"),
-      add_slot(db, "INSERT INTO filter_state VALUES (?, ?)"),
-      next_events(db, "SELECT seq, received FROM event WHERE seq > ? ORDER BY seq LIMIT ?"),
-      least_cursor(db, "SELECT min(seq) FROM output"),
-      drop_episodes(db, "DELETE FROM episode WHERE ended_seq <= ?"),
-      latest_gone(db, "SELECT max(coalesce(time, received)) FROM event WHERE seq > ? AND seq <= ?"),
-      drop_records(db, std::string("DELETE FROM record AS one WHERE seq > ? AND seq <= ? AND NOT ") + kNeeded),
-      drop_events(db, std::string("DELETE FROM event AS one WHERE seq > ? AND seq <= ? AND NOT ") + kNeeded),
-      set_horizon(db, "UPDATE horizon SET through_seq = ?, through_at = max(through_at, ?)"),
-      survivors(db, "SELECT count(*) FROM event WHERE seq <= ?") {}
-
-Ledger::Ledger(const std::string& path, const Retention& retention, Moment now)
-    : Ledger(open_ledger(path, now), retention) {}
-
-Ledger::Ledger(OpenedLedger&& opened, const Retention& retention)
-    : retention_(retention), set_aside_(std::move(opened.set_aside)), db_(std::move(opened.db)), sql_(db_) {
-  Statement now(db_,
-                "SELECT through_seq, max(through_seq, coalesce((SELECT max(seq) FROM event), 0)), "
-                "coalesce((SELECT max(id) FROM tables), 0) FROM horizon");
-  if (!now.step()) throw LedgerError("the ledger has no horizon");
-  pruned_through_ = now.integer(0);
-  last_ = now.integer(1);
-  tables_id_ = now.integer(2);
-}
-
-std::optional<Sequence> Ledger::find(const std::string& id) {
-  std::optional<Sequence> found;
-  if (sql_.find_id.with(id).step()) found = sql_.find_id.integer(0);
-  sql_.find_id.reset();
-  return found;
-}
-
-HostTables Ledger::tables(std::int64_t id) const {
-  Statement row(db_, "SELECT nm, cmc, drive_bp FROM tables WHERE id = ?");
-  if (!row.with(id).step()) throw LedgerError("the ledger has no host tables " + std::to_string(id));
-  return {std::string(row.text(0)), std::string(row.text(1)), std::string(row.text(2))};
-}
-
-// All is read before any of it is used: what the library has been given cannot be
-// taken back.
-FilterState Ledger::restore(FaultEngine& engine) {
-  struct Step {
-    StoredEvent event;
-    std::int64_t tables;
-  };
-  std::vector<Step> steps;
-  std::map<std::int64_t, HostTables> tables_used;
-  Statement events(
-      db_, select_events(", event.tables", "event") + " WHERE seq IN (SELECT seq FROM filter_state) ORDER BY seq");
-  while (events.step()) {
-    steps.push_back({read_event(events), events.integer(kEventWidth)});
-    tables_used.try_emplace(steps.back().tables);
+class Ledger::Writer {
+ public:
+  Writer(Database&& db, const Retention& retention)
+      : db_(std::move(db)),
+        most_log_bytes_(log_bytes(retention)),
+        page_size_(page_size(db_)),
+        most_pages_(file_bytes(retention) / page_size_),
+        log_(db_, retention.bytes > 0 ? most_log_bytes_ : 0),
+        entries_(db_, era_limits(retention)),
+        pruner_(db_, retention, most_pages_),
+        find_(db_, "SELECT seq FROM event WHERE id = ?"),
+        pages_(db_, "PRAGMA page_count"),
+        oldest_event_(db_, "SELECT coalesce(min(seq), 0) FROM event"),
+        oldest_change_(db_, "SELECT coalesce(min(number), 0) FROM change") {
+    take_position();
+    try {
+      if (log_.bytes() > 0) log_.empty();
+      const auto end = std::chrono::steady_clock::now() + kStartTidyTime;
+      while (tidy() && std::chrono::steady_clock::now() < end) {
+      }
+    } catch (const SqlError& error) {
+      if (is_damage(error)) throw;  // anything else is told when something is to be written
+    }
   }
-  Statement lost(db_, "SELECT count(*) FROM filter_state WHERE seq NOT IN (SELECT seq FROM event)");
-  if (lost.step() && lost.integer(0) != 0) throw LedgerError("events that shaped the library's memory are gone");
-  for (auto& [id, content] : tables_used) {
-    content = tables(id);
-    install_host_tables(content, kTablesName);
-  }
-  restore_faults(engine.faults());
 
-  FilterState filter_state;
-  std::int64_t installed = 0;
-  for (const Step& step : steps) {
-    if (step.tables != installed) install_host_tables(tables_used[step.tables], kTablesName);
-    installed = step.tables;
-    filter_state.note(step.event.sequence, step.event.line, engine.rebuild(step.event.line));
-  }
-  filter_state.take_changes();  // they are here already
-  return filter_state;
-}
+  const Pruner::Position& position() const { return position_; }
 
-void Ledger::restore_faults(ActiveFaults& faults) {
-  std::vector<ActiveFault> active;
-  Statement rows(
-      db_, select_events(
-               (std::string(", ") + kRecordColumns + ", episode.raised_seq, raised_at, updated_at, reports").c_str(),
-               "episode JOIN event ON event.seq = last_seq JOIN record ON record.seq = last_seq") +
-               " WHERE ended_seq IS NULL ORDER BY episode.raised_seq");
-  constexpr int kOwn = kEventWidth + kRecordWidth;
-  while (rows.step()) {
-    active.push_back({.record = read_record(rows).record,
-                      .since = rows.integer(kOwn + 1),
-                      .updated = rows.integer(kOwn + 2),
-                      .reports = rows.number<std::uint64_t>(kOwn + 3),
-                      .raised = rows.integer(kOwn)});
-  }
-  Statement count(db_, "SELECT count(*) FROM episode WHERE ended_seq IS NULL");
-  if (count.step() && count.number<std::size_t>(0) != active.size()) {
-    throw LedgerError("records of active faults are gone");
-  }
-  for (const ActiveFault& fault : active) faults.restore(fault);
-}
+  std::string id() const { return ledger_row(db_).id; }
 
-void Ledger::use_tables(const HostTables& in_use) {
-  new_tables_.reset();
-  if (tables_id_ == 0 || tables(tables_id_) != in_use) new_tables_ = in_use;
-}
+  std::optional<Sequence> find(const std::string& id) {
+    std::optional<Sequence> found;
+    if (find_.with(id).step()) found = find_.integer(0);
+    find_.reset();
+    return found;
+  }
 
-void Ledger::write(const LedgerBatch& batch) {
-  const Sequence pruned_before = pruned_through_;
-  const std::int64_t tables_before = tables_id_;
-  try {
+  Restored restore() const;
+  void restore_steps(Restored& restored) const;
+  void restore_faults(std::vector<ActiveFault>& faults) const;
+
+  void use(const HostTables& tables, const LibraryBuild& build) { entries_.use(tables, build); }
+
+  void write(const Batch& batch) {
+    if (batch.inputs.empty() && batch.filter_state.empty()) return;
+    Pruner::Position now = position_;
+    if (!batch.inputs.empty()) now.age = batch.inputs.back().age;
+    prune(now, batch.inputs.size());
+    keep_within([&] { insert(batch); });
+    take_position();
+    pruner_.filter_state_changed(batch.filter_state);
+    bring_in_log();
+  }
+
+  void set_cursor(const std::string& publisher, ChangeNumber through, Moment now) {
+    keep_within([&] {
+      const Unhurried unhurried(db_);
+      Insert<CursorRow>{db_, " ON CONFLICT (name) DO UPDATE SET change = excluded.change, updated = excluded.updated"}(
+          {publisher, std::max<ChangeNumber>(through, 0), std::clamp<Moment>(now, 0, kLastMoment)});
+    });
+    pruner_.cursors_changed();
+  }
+
+  bool forget_cursor(const std::string& publisher) {
+    keep_within([&] {
+      const Unhurried unhurried(db_);
+      Statement(db_, "DELETE FROM publisher_cursor WHERE name = ?").with(publisher).run();
+    });
+    const bool was_there = db_.rows_changed() > 0;
+    pruner_.cursors_changed();
+    return was_there;
+  }
+
+  std::vector<PublisherCursor> cursors() const {
+    Statement rows(db_, "SELECT " + columns_sql<CursorRow>() + " FROM publisher_cursor ORDER BY name");
+    std::vector<PublisherCursor> cursors;
+    while (rows.step()) {
+      const auto row = read_row<CursorRow>(rows);
+      cursors.push_back({row.name, row.change, row.updated});
+    }
+    return cursors;
+  }
+
+  std::size_t most_inputs() const {
+    const std::int64_t fitting = most_log_bytes_ / (kPagesOfInput * page_size_);
+    return static_cast<std::size_t>(std::clamp<std::int64_t>(fitting, 1, kMostInputs));
+  }
+
+  bool tidy() {
+    const bool more = prune(position_, 0);
+    bring_in_log();
+    return more;
+  }
+
+  LedgerSize size() {
+    return {.file_bytes = integer(pages_) * page_size_,
+            .log_bytes = log_.bytes(),
+            .oldest_event = integer(oldest_event_),
+            .oldest_change = integer(oldest_change_),
+            .is_too_full = pruner_.is_too_full(),
+            .is_held = is_held_};
+  }
+
+ private:
+  static std::int64_t integer(Statement& statement) {
+    const std::int64_t value = statement.step() ? statement.integer(0) : 0;
+    statement.reset();
+    return value;
+  }
+
+  void take_position() {
+    position_ = {entries_.last_sequence(), entries_.last_change(), entries_.last_arrived(), entries_.last_age()};
+  }
+
+  bool prune(const Pruner::Position& now, std::size_t inputs) {
+    bool more = false;
+    keep_within([&] {
+      const Unhurried unhurried(db_);
+      more = pruner_.prune(now, inputs);
+    });
+    return more;
+  }
+
+  // One attempt to write a batch.
+  void insert(const Batch& batch) {
+    if (entries_are_old_) entries_.load();
+    entries_are_old_ = true;  // until it is written
+    const std::int64_t pages_before = pruner_.pages();
     Transaction transaction(db_);
-    if (new_tables_) sql_.add_tables.with(++tables_id_, new_tables_->nm, new_tables_->cmc, new_tables_->drive_bp).run();
-    for (const LedgerEntry& entry : batch.entries) write(entry);
-    for (const auto& [slot, sequences] : batch.filter_state) {
-      sql_.forget_slot.with(slot).run();
-      for (const Sequence sequence : sequences) sql_.add_slot.with(slot, sequence).run();
-    }
-    prune(batch);
+    entries_.write(batch);
+    const std::int64_t pages = pruner_.pages();
+    if (most_pages_ > 0 && !is_over_ && pages > std::max(most_pages_, pages_before)) throw NoRoom{pages};
     transaction.commit();
-  } catch (...) {
-    pruned_through_ = pruned_before;
-    tables_id_ = tables_before;
-    throw;
+    entries_are_old_ = false;
   }
-  new_tables_.reset();
-  if (!batch.entries.empty()) last_ = batch.entries.back().sequence;
-}
 
-void Ledger::write(const LedgerEntry& entry) {
-  const SensorEvent& line = entry.line;
-  const fe_sensor_event& event = line.event;
-  sql_.add_event
-      .with(entry.sequence, line.id, entry.received, line.time, tables_id_, line.entity->name,
-            field_text(event.sensor_name), event.event_offset, event.event_state, event.entity_instance,
-            event.group_instance, event.entity_id, event.entity_subtype, event.reading_type)
-      .run();
-  for (const Withdrawn& fault : entry.handled.withdrawn) end(fault.raised, entry, "withdrawn");
-  if (entry.handled.reported) write_record(entry);
-}
-
-void Ledger::write_record(const LedgerEntry& entry) {
-  const fe_fault_record& record = entry.handled.record;
-  const Outcome& outcome = entry.handled.outcome;
-  const std::string oid = dotted_oid(record);
-  sql_.add_record
-      .with(entry.sequence, change_word(outcome.change), outcome.raised, outcome.superseded,
-            severity_word(severity_of(record)), record.event.entity_id, record.event.entity_subtype,
-            record.event.entity_instance, record.event.event_state, record.fault_key, field_text(record.dn),
-            field_text(record.fault_dn), field_text(record.rn), field_text(record.code_text), oid, record.oid_len,
-            field_text(record.descr), field_text(record.created), record.created_time, record.disposition,
-            record.cause_id, record.clear_cause_id, field_text(record.cause), field_text(record.clear_cause),
-            record.code, record.clear_code, field_text(record.name))
-      .run();
-  if (outcome.superseded) end(outcome.superseded_raised, entry, "superseded");
-  switch (outcome.change) {
-    case Change::kRaised:
-      sql_.raise.with(entry.sequence, entry.handled.when).run();
-      break;
-    case Change::kRefreshed:
-      sql_.refresh.with(outcome.raised, entry.sequence, entry.handled.when).run();
-      break;
-    case Change::kCleared:
-      end(outcome.raised, entry, "cleared");
-      break;
-    case Change::kAlreadyClear:
-      break;
-  }
-}
-
-void Ledger::end(Sequence raised, const LedgerEntry& entry, const char* ending) {
-  sql_.end.with(raised, entry.sequence, entry.handled.when, ending).run();
-}
-
-// How far retention may go with this batch.
-Sequence Ledger::prunable_through(const LedgerBatch& batch) {
-  const LedgerEntry& newest = batch.entries.back();
-  const std::int64_t most = kPrunedAtOnce + kPrunedPerEntry * static_cast<std::int64_t>(batch.entries.size());
-  Sequence through = pruned_through_;
-  if (retention_.events > 0) {
-    through = std::clamp(newest.sequence - retention_.events, through, pruned_through_ + most);
-  }
-  if (retention_.days > 0) {
-    sql_.next_events.with(pruned_through_, most);
-    while (sql_.next_events.step() && sql_.next_events.integer(1) < newest.received - retention_.days * kDay) {
-      through = std::max(through, sql_.next_events.integer(0));
+  // Does work that writes to the ledger. When that would pass the limits, makes room
+  // and does it again. When there is no room to be made, because what is needed
+  // alone takes it all or because a reader keeps the log, the limits are set aside:
+  // no event is lost for them.
+  template <class Work>
+  void keep_within(Work work) {
+    is_over_ = false;
+    log_.lift(is_held_);
+    std::int64_t wanted = 0;  // pages
+    for (bool log_is_new = false;;) {
+      try {
+        if (std::exchange(wanted, 0) != 0) {
+          const Unhurried unhurried(db_);
+          is_over_ = !pruner_.make_room(position_, wanted);
+        }
+        work();
+        break;
+      } catch (const NoRoom& no_room) {
+        wanted = no_room.pages - pruner_.used_pages();
+        wanted += wanted / 8;
+      } catch (const SqlError& error) {
+        if (error.code() != SQLITE_FULL || !log_.take_refused()) throw;
+        is_held_ = !log_.empty();
+        if (is_held_ || log_is_new) log_.lift(true);
+        log_is_new = true;
+      }
     }
-    sql_.next_events.reset();
+    log_.lift(false);
   }
-  sql_.least_cursor.with();
-  if (sql_.least_cursor.step() && !sql_.least_cursor.is_null(0)) {
-    through = std::clamp(sql_.least_cursor.integer(0), pruned_through_, through);
+
+  // The log is brought in when this much of it is full. Should a reader still need
+  // it then, there is time until it is all full.
+  void bring_in_log() {
+    const std::int64_t part = most_log_bytes_ / 8;
+    const std::int64_t used = log_.used();
+    if (used < 5 * part) {
+      next_bring_in_ = 5 * part;
+      is_held_ = false;
+      if (log_.bytes() > most_log_bytes_) log_.empty();
+    }
+    if (used < next_bring_in_) return;
+    next_bring_in_ = used + part;
+    log_.bring_in();
+    if (used >= 7 * part) is_held_ = !log_.empty();
   }
-  sql_.least_cursor.reset();
-  return through;
+
+  Database db_;
+  std::int64_t most_log_bytes_;
+  std::int64_t page_size_;
+  std::int64_t most_pages_;
+  WriteAheadLog log_;
+  EntryWriter entries_;
+  Pruner pruner_;
+  Statement find_;
+  Statement pages_;
+  Statement oldest_event_;
+  Statement oldest_change_;
+  Pruner::Position position_;
+  std::int64_t next_bring_in_ = 0;
+  bool entries_are_old_ = false;  // a batch failed, and not all that they know is in the ledger
+  bool is_over_ = false;          // the file may pass its limit this time
+  bool is_held_ = false;          // a reader keeps the log from beginning anew
+};
+
+Restored Ledger::Writer::restore() const {
+  Restored restored;
+  Statement remembered(db_, "SELECT " + columns_sql<FilterStateRow>() + " FROM filter_state ORDER BY slot, seq");
+  std::set<Sequence> needed;
+  while (remembered.step()) {
+    const auto row = read_row<FilterStateRow>(remembered);
+    restored.filter_state[row.slot].push_back(row.seq);
+    needed.insert(row.seq);
+  }
+  restore_steps(restored);
+  if (restored.steps.size() != needed.size()) {
+    throw LedgerError("events that shaped what the library remembers are gone");
+  }
+  restore_faults(restored.faults);
+  return restored;
 }
 
-void Ledger::prune(const LedgerBatch& batch) {
-  if (batch.entries.empty()) return;
-  const Sequence through = prunable_through(batch);
-  if (through == pruned_through_) return;
-  sql_.latest_gone.with(pruned_through_, through).step();
-  const Moment latest = sql_.latest_gone.integer(0);
-  sql_.latest_gone.reset();
-  sql_.drop_episodes.with(through).run();
-  drop(pruned_through_, through);
-  sql_.set_horizon.with(through, latest).run();
-  pruned_through_ = through;
-  if (through < next_sweep_) return;
-  drop(0, through);
-  db_.exec("DELETE FROM tables WHERE id < (SELECT max(id) FROM tables) AND id NOT IN (SELECT tables FROM event)");
-  sql_.survivors.with(through).step();
-  next_sweep_ = through + std::max(kSweepStep, sql_.survivors.integer(0));
-  sql_.survivors.reset();
+void Ledger::Writer::restore_steps(Restored& restored) const {
+  Statement events(db_, "SELECT " + columns_sql<EventRow, SubjectRow, SettingRow>() +
+                            " FROM event JOIN subject ON subject.seq = event.subject "
+                            "JOIN setting ON setting.id = event.setting "
+                            "WHERE event.seq IN (SELECT seq FROM filter_state) ORDER BY event.seq");
+  while (events.step()) {
+    const auto event = read_row<EventRow>(events);
+    const auto subject = read_row<SubjectRow>(events, kWidth<EventRow>);
+    const auto setting = read_row<SettingRow>(events, kWidth<EventRow> + kWidth<SubjectRow>);
+    restored.steps.push_back({event.seq, sensor_event(event, subject), setting.tables});
+    restored.tables.try_emplace(setting.tables);
+  }
+  Statement tables(db_, "SELECT " + columns_sql<TablesRow>() + " FROM tables WHERE id = ?");
+  for (auto& [id, content] : restored.tables) {
+    if (!tables.with(id).step()) throw LedgerError("the host tables " + std::to_string(id) + " are gone");
+    const auto row = read_row<TablesRow>(tables);
+    content = {row.nm, row.cmc, row.drive_bp};
+  }
 }
 
-void Ledger::drop(Sequence after, Sequence through) {
-  sql_.drop_records.with(after, through).run();
-  sql_.drop_events.with(after, through).run();
+void Ledger::Writer::restore_faults(std::vector<ActiveFault>& faults) const {
+  Statement reports(db_, "SELECT " + columns_sql<ReportRow>() + " FROM report ORDER BY fault");
+  Statement rows(db_,
+                 "SELECT " + columns_sql<AlarmRow>() + ", " + NamedFault::columns() + " FROM " + NamedFault::tables() +
+                     " JOIN alarm ON alarm.number = coalesce(fault.later_alarm, fault.alarm) "
+                     "WHERE fault.number = ?1 AND fault.ended IS NULL AND alarm.merged IS NULL AND alarm.fault = ?1");
+  Statement records(db_, "SELECT 1 FROM event WHERE seq = ? AND form IS NOT NULL");
+  const auto must_have_record = [&records](Sequence sequence) {
+    if (!records.with(sequence).step()) {
+      throw LedgerError("the record of input " + std::to_string(sequence) + " is gone, which an active fault needs");
+    }
+  };
+  Sequence updated = 0;  // the input that updated the fault last
+  while (reports.step()) {
+    const auto row = read_row<ReportRow>(reports);
+    if (faults.empty() || faults.back().fault != row.fault) {
+      if (!rows.with(row.fault).step()) {
+        throw LedgerError("fault " + std::to_string(row.fault) + " is reported, but is not there with its alarm");
+      }
+      const auto alarm = read_row<AlarmRow>(rows);
+      const NamedFault named(rows, kWidth<AlarmRow>);
+      const FaultRow& fault = named.row;
+      faults.push_back({.fault_dn = named.fault_dn,
+                        .code = named.code,
+                        .severity = fault.severity,
+                        .fault = fault.number,
+                        .alarm = alarm.number,
+                        .alarm_since = alarm.created,
+                        .since = named.raised_at,
+                        .updated = fault.updated_at,
+                        .shown = 0,
+                        .count = fault.count,
+                        .reports = {}});
+      updated = fault.updated_seq;
+    }
+    must_have_record(row.since_seq);
+    must_have_record(row.last_seq);
+    ActiveFault& fault = faults.back();
+    fault.shown = std::max(fault.shown, row.last_seq);
+    fault.count += row.count;
+    if (row.last_seq > updated) {
+      updated = row.last_seq;
+      fault.updated = row.last_at;
+    }
+    fault.reports.push_back({.reporter = {row.entity, row.sensor, row.instance},
+                             .since = row.since_seq,
+                             .since_at = row.since_at,
+                             .last = row.last_seq,
+                             .last_at = row.last_at,
+                             .count = row.count});
+  }
+  for (ActiveFault& fault : faults) std::ranges::sort(fault.reports, {}, &Report::since);
 }
+
+Ledger::Ledger(const std::string& path, const Retention& retention, Moment now) {
+  const auto begin = [&](OpenedLedger&& opened) {
+    writer_ = std::make_unique<Writer>(std::move(opened.db), retention);
+    id_ = writer_->id();
+  };
+  OpenedLedger opened = open_ledger(path, now);
+  set_aside_ = opened.set_aside;
+  try {
+    try {
+      begin(std::move(opened));
+      return;
+    } catch (const SqlError& error) {
+      if (!is_damage(error)) throw;
+    } catch (const LedgerError&) {  // rows that no engine writes are damage, too
+    }
+    writer_.reset();
+    set_aside_ = set_ledger_aside(path, now);
+    begin(open_ledger(path, now));
+  } catch (const SqlError& error) {
+    throw LedgerError(path + ": cannot open the ledger: " + error.what());
+  }
+}
+
+Ledger::~Ledger() = default;
+Ledger::Ledger(Ledger&& other) noexcept = default;
+Ledger& Ledger::operator=(Ledger&& other) noexcept = default;
+
+Sequence Ledger::last_sequence() const { return writer_->position().last_sequence; }
+ChangeNumber Ledger::last_change() const { return writer_->position().last_change; }
+Moment Ledger::last_arrived() const { return writer_->position().arrived; }
+std::int64_t Ledger::last_age() const { return writer_->position().age; }
+
+std::optional<Sequence> Ledger::find(const std::string& id) { return writer_->find(id); }
+Restored Ledger::restore() const {
+  try {
+    return writer_->restore();
+  } catch (const SqlError& error) {
+    throw LedgerError(std::string("cannot read the ledger: ") + error.what());
+  }
+}
+void Ledger::use(const HostTables& tables, const LibraryBuild& build) { writer_->use(tables, build); }
+void Ledger::write(const Batch& batch) { writer_->write(batch); }
+void Ledger::set_cursor(const std::string& publisher, ChangeNumber through, Moment now) {
+  writer_->set_cursor(publisher, through, now);
+}
+bool Ledger::forget_cursor(const std::string& publisher) { return writer_->forget_cursor(publisher); }
+std::vector<PublisherCursor> Ledger::cursors() const { return writer_->cursors(); }
+std::size_t Ledger::most_inputs_in_batch() const { return writer_->most_inputs(); }
+bool Ledger::tidy() { return writer_->tidy(); }
+LedgerSize Ledger::size() const { return writer_->size(); }
 
 }  // namespace polaiga::engine

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/file.h>
+#include <sys/random.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,108 +11,29 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <iterator>
 #include <utility>
+#include <vector>
 
+#include "base/descriptor.h"
 #include "base/printable.h"
+#include "ledger/tables.h"
+#include "ledger/views.h"
 
 namespace polaiga::engine {
 namespace {
 
 constexpr int kApplicationId = 0x706F6C67;  // "polg"
 
-// Each step leads to the next version. A step that was released never changes.
-constexpr const char* kSteps[] = {
-    R"sql(
-CREATE TABLE tables (
-  id INTEGER PRIMARY KEY,
-  nm TEXT NOT NULL,
-  cmc TEXT NOT NULL,
-  drive_bp TEXT NOT NULL
-);
-CREATE TABLE event (
-  seq INTEGER PRIMARY KEY,
-  id TEXT,                         -- the sender's own; an event comes once
-  received INTEGER NOT NULL,       -- seconds since 1970 in UTC, as all times
-  time INTEGER,                    -- the event's own; null: it brought none
-  tables INTEGER NOT NULL REFERENCES tables,
-  entity TEXT NOT NULL,
-  sensor TEXT NOT NULL,
-  event_offset INTEGER NOT NULL,
-  event_state INTEGER NOT NULL,
-  entity_instance INTEGER NOT NULL,
-  group_instance INTEGER NOT NULL,
-  entity_id INTEGER NOT NULL,
-  entity_subtype INTEGER NOT NULL,
-  reading_type INTEGER NOT NULL
-);
-CREATE UNIQUE INDEX event_id ON event (id) WHERE id IS NOT NULL;
-CREATE TABLE record (
-  seq INTEGER PRIMARY KEY REFERENCES event,
-  change TEXT NOT NULL,            -- of its own fault: raised, refreshed, cleared, already_clear
-  raised_seq INTEGER,              -- the record that raised its fault; null: it was not active
-  superseded INTEGER NOT NULL,     -- 1: the fault of clear_code went with it
-  severity TEXT NOT NULL,          -- as ITU-T X.733 names it
-  entity_id INTEGER NOT NULL,      -- these four as the filter left them
-  entity_subtype INTEGER NOT NULL,
-  entity_instance INTEGER NOT NULL,
-  event_state INTEGER NOT NULL,
-  fault_key INTEGER NOT NULL,
-  dn TEXT NOT NULL,
-  fault_dn TEXT NOT NULL,
-  rn TEXT NOT NULL,
-  code_text TEXT NOT NULL,
-  oid TEXT NOT NULL,               -- dotted
-  oid_len INTEGER NOT NULL,
-  descr TEXT NOT NULL,
-  created TEXT NOT NULL,
-  created_time INTEGER NOT NULL,
-  disposition INTEGER NOT NULL,
-  cause_id INTEGER NOT NULL,
-  clear_cause_id INTEGER NOT NULL,
-  cause TEXT NOT NULL,
-  clear_cause TEXT NOT NULL,
-  code INTEGER NOT NULL,
-  clear_code INTEGER NOT NULL,
-  name TEXT NOT NULL
-);
-CREATE TABLE episode (             -- the fault is that of the record that raised it
-  raised_seq INTEGER PRIMARY KEY REFERENCES record,
-  raised_at INTEGER NOT NULL,
-  last_seq INTEGER NOT NULL REFERENCES record,  -- the latest that raised or refreshed it
-  updated_at INTEGER NOT NULL,
-  reports INTEGER NOT NULL,                     -- records that raised or refreshed it
-  ended_seq INTEGER REFERENCES event,           -- null: it is active
-  ended_at INTEGER,
-  ending TEXT                                   -- cleared, superseded, withdrawn
-);
-CREATE INDEX episode_active ON episode (raised_seq) WHERE ended_seq IS NULL;
-CREATE INDEX episode_ended ON episode (ended_seq) WHERE ended_seq IS NOT NULL;
-CREATE TABLE filter_state (
-  slot TEXT NOT NULL,
-  seq INTEGER NOT NULL REFERENCES event,
-  PRIMARY KEY (slot, seq)
-) WITHOUT ROWID;
-CREATE INDEX filter_state_seq ON filter_state (seq);
-CREATE TABLE horizon (             -- one row: what retention has taken
-  through_seq INTEGER NOT NULL,    -- up to here only what is still needed is left
-  through_at INTEGER NOT NULL      -- the latest time of what is gone
-);
-INSERT INTO horizon VALUES (0, 0);
-)sql",
-    R"sql(
-CREATE TABLE output (
-  name TEXT PRIMARY KEY,
-  seq INTEGER NOT NULL             -- all up to here is published
-) WITHOUT ROWID;
-CREATE VIEW outbox AS
-  SELECT seq, 2 AS step, change, fault_dn FROM record WHERE change IN ('raised', 'refreshed', 'cleared')
-  UNION ALL
-  SELECT ended_seq, 1, ending, fault_dn FROM episode JOIN record ON record.seq = episode.raised_seq
-  WHERE ended_seq IS NOT NULL AND ending <> 'cleared';
-)sql",
-};
-constexpr int kVersion = static_cast<int>(std::size(kSteps));
+constexpr int kVersion = 1;
+
+// An event alone changes three or four pages, and each of them is written whole.
+constexpr int kPageSize = 1024;
+
+// What the engine goes on with is in these; they are always checked. Of the rest,
+// a large ledger is checked as it is read: a start does not wait for it.
+constexpr const char* kSmallTables[] = {"ledger", "build",  "tables",       "setting",
+                                        "era",    "report", "filter_state", "publisher_cursor"};
+constexpr std::uintmax_t kCheckedAsAWhole = std::uintmax_t{128} * 1024 * 1024;
 
 constexpr const char* kWriterAdvice = "; is there a directory, and may this user write to it and to the file?";
 constexpr const char* kReaderAdvice = "; is there a ledger, and may this user read it?";
@@ -123,9 +45,27 @@ std::int64_t pragma(Database& db, const std::string& name) {
 
 bool is_damage(const SqlError& error) { return error.code() == SQLITE_CORRUPT || error.code() == SQLITE_NOTADB; }
 
-bool is_sound(Database& db) {
-  Statement check(db, "PRAGMA integrity_check(1)");
-  return check.step() && check.text(0) == "ok";
+bool passes(Database& db, const std::string& check) {
+  Statement statement(db, "PRAGMA " + check);
+  return statement.step() && statement.text(0) == "ok";
+}
+
+// So that the pages are in memory when they are checked, in whatever order: from a
+// disk, one after the other is many times faster.
+void read_ahead(const std::string& path) {
+  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  std::vector<char> buffer(std::size_t{1} << 20U);
+  while (file.is_open() && ::read(file.get(), buffer.data(), buffer.size()) > 0) {
+  }
+}
+
+bool is_sound(Database& db, const std::string& path) {
+  const bool as_a_whole = std::filesystem::file_size(path) <= kCheckedAsAWhole;
+  if (as_a_whole) read_ahead(path);
+  for (const char* table : kSmallTables) {
+    if (!passes(db, "integrity_check(" + std::string(table) + ")")) return false;
+  }
+  return !as_a_whole || passes(db, "quick_check(1)");
 }
 
 // Everything that can be told of a file that is not this program's to mend.
@@ -141,18 +81,36 @@ void reject_foreign(Database& db, const std::string& path) {
   }
 }
 
-// What is acknowledged is on the disk: every commit waits for it.
+// What is acknowledged is on the disk: every commit waits for it. The log is
+// brought into the file by the ledger itself, which knows how long it may become.
 void prepare(Database& db) {
   db.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA cache_size = -16384");
-  // The log is brought in when it has 16 MiB, and is no larger afterwards.
-  db.exec("PRAGMA wal_autocheckpoint = 4096; PRAGMA journal_size_limit = 16777216");
+  db.exec("PRAGMA wal_autocheckpoint = 0");
 }
 
-void migrate(Database& db) {
-  const int version = static_cast<int>(pragma(db, "user_version"));
-  if (version == kVersion) return;
+std::string random_id() {
+  std::array<unsigned char, 16> bits{};
+  if (::getrandom(bits.data(), bits.size(), 0) != static_cast<ssize_t>(bits.size())) {
+    throw LedgerError(std::string("cannot make the ledger's id: ") + std::strerror(errno));
+  }
+  std::string id;
+  for (const unsigned char byte : bits) {
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    id += kDigits[byte >> 4U];
+    id += kDigits[byte & 0xFU];
+  }
+  return id;
+}
+
+// Page size and auto_vacuum can be chosen only before there is anything in it.
+void make(Database& db, Moment now) {
+  db.exec("PRAGMA page_size = " + std::to_string(kPageSize) + "; PRAGMA auto_vacuum = INCREMENTAL");
+  prepare(db);
   Transaction transaction(db);
-  migrate_ledger(db, version, kVersion);
+  db.exec(schema() + views());
+  Insert<LedgerRow>{db}({.id = random_id(), .created = std::clamp<Moment>(now, 0, kLastMoment)});
+  db.exec("PRAGMA application_id = " + std::to_string(kApplicationId));
+  db.exec("PRAGMA user_version = " + std::to_string(kVersion));
   transaction.commit();
 }
 
@@ -171,8 +129,7 @@ void check_version(Database& db, const std::string& path) {
   if (pragma(db, "application_id") != kApplicationId) throw LedgerError(path + ": this is no ledger");
   if (const auto version = pragma(db, "user_version"); version != kVersion) {
     throw LedgerError(path + ": this ledger is of version " + std::to_string(version) + ", and this program reads " +
-                      std::to_string(kVersion) +
-                      (version < kVersion ? "; `polaiga run` brings it up to date" : "; it is of a later program"));
+                      std::to_string(kVersion));
   }
 }
 
@@ -185,12 +142,6 @@ Database open_existing(const std::string& path, Access access) {
 }  // namespace
 
 int ledger_version() { return kVersion; }
-
-void migrate_ledger(Database& db, int from, int to) {
-  for (int version = from; version < to; ++version) db.exec(kSteps[version]);
-  db.exec("PRAGMA application_id = " + std::to_string(kApplicationId));
-  db.exec("PRAGMA user_version = " + std::to_string(to));
-}
 
 LedgerLock::LedgerLock(const std::string& ledger) {
   const std::string path = ledger + "-lock";
@@ -212,14 +163,18 @@ LedgerLock::LedgerLock(const std::string& ledger) {
 LedgerLock::~LedgerLock() { ::close(fd_); }
 
 std::string set_ledger_aside(const std::string& path, Moment now) {
-  const std::string base = path + ".damaged-" + when_text(now);
-  std::string aside = base;
-  for (int i = 2; std::filesystem::exists(aside); ++i) aside = base + "-" + std::to_string(i);
-  std::filesystem::rename(path, aside);
-  for (const char* companion : {"-wal", "-shm"}) {
-    if (std::filesystem::exists(path + companion)) std::filesystem::rename(path + companion, aside + companion);
+  try {
+    const std::string base = path + ".damaged-" + when_text(now);
+    std::string aside = base;
+    for (int i = 2; std::filesystem::exists(aside); ++i) aside = base + "-" + std::to_string(i);
+    std::filesystem::rename(path, aside);
+    for (const char* companion : {"-wal", "-shm"}) {
+      if (std::filesystem::exists(path + companion)) std::filesystem::rename(path + companion, aside + companion);
+    }
+    return aside;
+  } catch (const std::filesystem::filesystem_error& error) {
+    throw LedgerError(path + ": the ledger is damaged and cannot be set aside: " + error.code().message());
   }
-  return aside;
 }
 
 OpenedLedger open_ledger(const std::string& path, Moment now) {
@@ -229,19 +184,19 @@ OpenedLedger open_ledger(const std::string& path, Moment now) {
       try {
         Database db(path, Access::kReadWriteCreate);
         reject_foreign(db, path);
-        prepare(db);
-        if (is_sound(db)) {
-          migrate(db);
+        if (pragma(db, "schema_version") == 0) {
+          make(db, now);  // an engine was stopped before it could
           return {std::move(db), ""};
         }
+        prepare(db);
+        if (is_sound(db, path)) return {std::move(db), ""};
       } catch (const SqlError& error) {
         if (!is_damage(error)) throw;
       }
       set_aside = set_ledger_aside(path, now);
     }
     Database db(path, Access::kReadWriteCreate);
-    prepare(db);
-    migrate(db);
+    make(db, now);
     return {std::move(db), set_aside};
   } catch (const SqlError& error) {
     throw told(path, error, kWriterAdvice);
@@ -262,14 +217,6 @@ Database read_ledger(const std::string& path) {
     }
   } catch (const SqlError& error) {
     throw told(path, error, kReaderAdvice);
-  }
-}
-
-Database join_ledger(const std::string& path) {
-  try {
-    return open_existing(path, Access::kReadWrite);
-  } catch (const SqlError& error) {
-    throw told(path, error, kWriterAdvice);
   }
 }
 

@@ -2,6 +2,8 @@
 
 #include <sqlite3.h>
 
+#include <utility>
+
 namespace polaiga::engine {
 namespace {
 
@@ -56,13 +58,18 @@ Database::Database(const std::string& path, Access access) {
   const int code = sqlite3_open_v2(name.c_str(), &db, flags_of(access) | SQLITE_OPEN_NOMUTEX, nullptr);
   db_.reset(db);
   if (code != SQLITE_OK) fail(db, code);
-  sqlite3_busy_timeout(db, kPatience);
+  set_patience(kPatience);
 }
 
 void Database::exec(const std::string& sql) const {
   if (const int code = sqlite3_exec(get(), sql.c_str(), nullptr, nullptr, nullptr); code != SQLITE_OK) {
     fail(get(), code);
   }
+}
+
+int Database::set_patience(int patience) {
+  sqlite3_busy_timeout(get(), patience);
+  return std::exchange(patience_, patience);
 }
 
 bool Database::in_transaction() const { return sqlite3_get_autocommit(get()) == 0; }
@@ -110,6 +117,14 @@ std::string_view Statement::text(int column) const {
 }
 
 bool Statement::is_null(int column) const { return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL; }
+
+int Statement::columns() const { return sqlite3_column_count(statement_.get()); }
+
+int Statement::type(int column) const { return sqlite3_column_type(statement_.get(), column); }
+
+void Statement::bind_copy(int index, std::string_view text) {
+  check(sqlite3_bind_text64(statement_.get(), index + 1, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8));
+}
 
 void Statement::bind(int index, std::string_view text) {
   const char* const data = text.data() != nullptr ? text.data() : "";

@@ -35,6 +35,9 @@ class Database {
   void exec(const std::string& sql) const;
   bool in_transaction() const;
   int rows_changed() const;
+
+  // How long to wait for others that use the file, in ms; answers with what it was.
+  int set_patience(int patience);
   sqlite3* get() const { return db_.get(); }
 
  private:
@@ -42,6 +45,7 @@ class Database {
     void operator()(sqlite3* db) const;
   };
   std::unique_ptr<sqlite3, Close> db_;
+  int patience_ = 0;
 };
 
 // A prepared statement. Parameters and columns count from 0.
@@ -67,13 +71,17 @@ class Statement {
   std::int64_t integer(int column) const;
   std::string_view text(int column) const;  // until the next step
   bool is_null(int column) const;
+  int columns() const;
+  int type(int column) const;  // SQLITE_INTEGER and so on
 
   template <std::integral T>
   T number(int column) const {
     return static_cast<T>(integer(column));
   }
 
+  // The text must last until the last step, but for that of bind_copy().
   void bind(int index, std::string_view text);
+  void bind_copy(int index, std::string_view text);
   void bind(int index, const char* text) { bind(index, std::string_view(text)); }
   void bind(int index, const std::string& text) { bind(index, std::string_view(text)); }
   template <std::integral T>
@@ -89,9 +97,10 @@ class Statement {
     }
   }
 
+  void bind_null(int index);
+
  private:
   void bind_integer(int index, std::int64_t number);
-  void bind_null(int index);
   void check(int code) const;
 
   struct Finalize {

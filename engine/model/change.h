@@ -1,22 +1,65 @@
-// Numbers of inputs, and what an input can do to a fault.
+// What an input did to the alarms, and the numbers of inputs and changes.
 #pragma once
 
 #include <cstdint>
+#include <optional>
+#include <string>
 #include <string_view>
+
+#include "model/dictionary.h"
+#include "model/moment.h"
 
 namespace polaiga::engine {
 
-using Sequence = std::int64_t;  // number of an input, from 1
+using Sequence = std::int64_t;      // number of an input, from 1, without gaps
+using ChangeNumber = std::int64_t;  // number of a change, from 1, without gaps
 
-// What a record did to its own fault.
-enum class Change {
-  kRaised,        // it is active from now on
-  kRefreshed,     // it was active and still is
-  kCleared,       // it is no longer active
-  kAlreadyClear,  // it was not active and still is not
+enum class ChangeKind : std::uint8_t {
+  kRaised,         // the fault is active from now on
+  kRefreshed,      // the fault was active and is reported again, or by one more reporter
+  kPartlyCleared,  // one reporter took its report back; others still report the fault
+  kCleared,        // the last reporter took its report back
+  kSuperseded,     // the last reporter reports another level of the same object instead
+  kWithdrawn,      // the library told its host that the fault is over
+  kMerged,         // the alarm goes on as part of an older one; the fault is the one that both have then
 };
 
-// Raised, refreshed, cleared, already_clear.
-std::string_view change_word(Change change);
+// raised, refreshed, partly_cleared, cleared, superseded, withdrawn, merged.
+std::string_view change_word(ChangeKind kind);
+std::optional<ChangeKind> find_change(std::string_view word);
+
+// One change of one alarm. It says all that a reader needs to follow the alarms
+// without the changes before it.
+struct Change {
+  ChangeNumber number = 0;
+  Sequence sequence = 0;  // the input that made it
+  ChangeKind kind = ChangeKind::kRaised;
+  Moment at = 0;
+  std::string fault_dn;
+  ChangeNumber fault = 0;                // the change that raised the fault
+  ChangeNumber alarm = 0;                // the change that raised the alarm for the first time
+  Severity before = Severity::kCleared;  // the alarm's severity before this change
+  Severity after = Severity::kCleared;   // and after it; cleared when the alarm is over
+  ChangeNumber other = 0;                // of raised: a related alarm; of merged: the alarm that goes on; 0: none
+  Sequence shown = 0;                    // the input whose record the fault shows after this change
+  std::uint32_t reporters = 0;           // how many report the fault after this change
+
+  bool operator==(const Change&) const = default;
+};
+
+// What a record did to its own fault. The first four are changes of that kind;
+// the others change nothing and have no number.
+enum class Outcome : std::uint8_t {
+  kRaised,
+  kRefreshed,
+  kPartlyCleared,
+  kCleared,
+  kAlreadyClear,  // the record clears a fault that its reporter does not report
+  kNotTracked,    // the record raises a fault beyond the limit of active faults
+};
+
+// raised, refreshed, partly_cleared, cleared, already_clear, not_tracked.
+std::string_view outcome_word(Outcome outcome);
+std::optional<Outcome> find_outcome(std::string_view word);
 
 }  // namespace polaiga::engine

@@ -5,15 +5,18 @@
 
 #include "model/change.h"
 #include "model/fault.h"
+#include "model/record_text.h"
 
 namespace polaiga::engine {
 namespace {
 
 using enum Severity;
+using enum EventType;
 
-// The level of a threshold decides: non-critical is minor, critical major,
-// non-recoverable critical. What is inoperable is critical, what is missing or
-// degraded a warning. Ascending by code; 1300 to 1399 are the host tables'.
+// The level of a threshold gives the severity: a non-critical level is minor, a
+// critical one is major, a non-recoverable one is critical. An inoperable unit is
+// critical, a missing or degraded one is a warning. Codes ascend; those from 1300
+// to 1399 belong to the faults of the host tables.
 constexpr FaultEntry kFaults[] = {
     {153, "fltEquipmentChassisThermalThresholdCritical", kMajor},
     {154, "fltEquipmentChassisThermalThresholdNonCritical", kMinor},
@@ -119,23 +122,28 @@ constexpr FaultEntry kFaults[] = {
 };
 static_assert(std::ranges::is_sorted(kFaults, std::ranges::less_equal(), &FaultEntry::code));
 
+// Where X.733 has a probable cause that fits, its number is IANA's for X.733, from
+// 500 on. A missing or unfit unit and lost redundancy are not in X.733; they have
+// the numbers of the causes that IANA took from M.3100, below 500.
+constexpr CauseStandard kMalfunction{kEquipment, "equipmentMalfunction", 514};
+constexpr CauseStandard kPower{kEquipment, "powerProblems", 533};
+
 constexpr CauseEntry kCauses[] = {
-    {0, ""},
-    {214, "equipment-inoperable"},
-    {215, "thermal-problem"},
-    {216, "voltage-problem"},
-    {218, "equipment-degraded"},
-    {238, "equipment-missing"},
-    {242, "link-missing"},
-    {260, "psu-redundancy-fail"},
-    {338, "log-capacity"},
-    {344, "power-problem"},
-    {348, "equipment-problem"},
-    {380, "equipment-offline"},
-    {381, "performance-problem"},
-    {387, "fru-problem"},
-    {388, "equipment-disabled"},
-    {389, "equipment-unhealthy"},
+    {214, "equipment-inoperable", kMalfunction},
+    {215, "thermal-problem", {kEnvironmental, "temperatureUnacceptable", 548}},
+    {216, "voltage-problem", kPower},
+    {218, "equipment-degraded", kMalfunction},
+    {238, "equipment-missing", {kEquipment, "replaceableUnitMissing", 62}},
+    {242, "link-missing", {kCommunications, "lossOfSignalX733", 527}},
+    {260, "psu-redundancy-fail", {kEquipment, "lossOfRedundancy", 77}},
+    {338, "log-capacity", {kProcessingError, "storageCapacityProblemX733", 547}},
+    {344, "power-problem", kPower},
+    {348, "equipment-problem", kMalfunction},
+    {380, "equipment-offline", kMalfunction},
+    {381, "performance-problem", {kQualityOfService, "performanceDegraded", 532}},
+    {387, "fru-problem", {kEquipment, "replaceableUnitProblem", 69}},
+    {388, "equipment-disabled", kMalfunction},
+    {389, "equipment-unhealthy", kMalfunction},
 };
 static_assert(std::ranges::is_sorted(kCauses, std::ranges::less_equal(), &CauseEntry::id));
 
@@ -145,13 +153,20 @@ const Entry* find(std::span<const Entry> entries, std::uint32_t number, std::uin
   return found != entries.end() && (*found).*key == number ? &*found : nullptr;
 }
 
+const CauseEntry* find_cause(std::uint32_t id) { return find(cause_entries(), id, &CauseEntry::id); }
 const FaultEntry* find_fault(std::uint32_t code) { return find(fault_entries(), code, &FaultEntry::code); }
 
 }  // namespace
 
 std::string_view severity_word(Severity severity) {
-  constexpr std::array<std::string_view, 6> kWords{"cleared", "info", "warning", "minor", "major", "critical"};
+  constexpr std::array<std::string_view, 6> kWords{"cleared", "indeterminate", "warning", "minor", "major", "critical"};
   return kWords.at(static_cast<std::size_t>(severity));
+}
+
+std::string_view event_type_word(EventType type) {
+  constexpr std::array<std::string_view, 5> kWords{"communicationsAlarm", "qualityOfServiceAlarm",
+                                                   "processingErrorAlarm", "equipmentAlarm", "environmentalAlarm"};
+  return kWords.at(static_cast<std::size_t>(type));
 }
 
 std::span<const FaultEntry> fault_entries() { return kFaults; }
@@ -163,14 +178,28 @@ const char* fault_name(std::uint32_t code) {
 }
 
 const char* cause_text(std::uint32_t cause_id) {
-  const CauseEntry* entry = find(cause_entries(), cause_id, &CauseEntry::id);
+  const CauseEntry* entry = find_cause(cause_id);
   return entry != nullptr ? entry->text : "";
+}
+
+std::optional<CauseStandard> cause_standard(std::uint32_t cause_id) {
+  const CauseEntry* entry = find_cause(cause_id);
+  return entry != nullptr ? std::optional(entry->standard) : std::nullopt;
+}
+
+std::optional<CauseStandard> cause_standard(std::string_view text) {
+  const auto* const entry = std::ranges::find(kCauses, text, &CauseEntry::text);
+  return entry != std::end(kCauses) ? std::optional(entry->standard) : std::nullopt;
+}
+
+std::optional<CauseStandard> cause_standard(const fe_fault_record& record) {
+  return record.cause_id != 0 ? cause_standard(record.cause_id) : cause_standard(field_text(record.cause));
 }
 
 Severity severity_of(const fe_fault_record& record) {
   if (only_clears(record)) return Severity::kCleared;
   const FaultEntry* entry = find_fault(record.code);
-  return entry != nullptr ? entry->severity : Severity::kInfo;
+  return entry != nullptr ? entry->severity : Severity::kIndeterminate;
 }
 
 }  // namespace polaiga::engine

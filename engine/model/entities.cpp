@@ -5,9 +5,10 @@
 namespace polaiga::engine {
 namespace {
 
-// The ids are those of the IPMI entity classes; 208 and 212 are of the range that
-// is the maker's own.
+// The order is that of polaiga/filters.h. The ids are those of the IPMI entities,
+// but for 208 and 212: these belong to the range that IPMI leaves to the maker.
 constexpr Entity kEntities[] = {
+    {"sys_board", process_sys_board_fault, 7},
     {"fan", process_fan_fault, 29},
     {"ps", process_ps_fault, 10},
     {"cpu", process_cpu_fault, 3},
@@ -18,7 +19,6 @@ constexpr Entity kEntities[] = {
     {"caddora", process_caddora_fault, 212},
     {"storage", process_storage_fault, 208},
     {"drive_bp", process_drive_bp_fault, 15},
-    {"sys_board", process_sys_board_fault, 7},
     {"chassis", process_chassis_fault, 23},
     {"front_panel", process_front_panel_fault, 12},
     {"nm", process_nm_fault, 46},

@@ -1,4 +1,5 @@
-// The entity classes: which filter an event is given to.
+// The entity classes, each with the filter that gets its events. This is the only
+// list of the filters; every part of the program and of its tools takes it from here.
 #pragma once
 
 #include <polaiga/filters.h>
@@ -12,12 +13,13 @@ namespace polaiga::engine {
 struct Entity {
   std::string_view name;
   fe_fault_filter* filter;
-  std::uint8_t entity_id;  // of an event that brings none
+  std::uint8_t entity_id;  // for an event that does not bring one
 };
 
+// In the order of polaiga/filters.h.
 std::span<const Entity> entities();
 
-// Null when this build has no filter of that name.
+// Null if there is no entity class of that name.
 const Entity* find_entity(std::string_view name);
 
 }  // namespace polaiga::engine

@@ -12,7 +12,8 @@ namespace polaiga::engine {
 // Whether a record clears its own fault and raises none.
 bool only_clears(const fe_fault_record& record);
 
-// The DN of a fault of an object, cut to its field as the filters cut it.
+// The DN of the fault with this code of the object with this DN. It is cut to the
+// length of the record's field, as the filters cut it.
 std::string fault_dn(std::string_view dn, std::uint32_t code);
 
 }  // namespace polaiga::engine

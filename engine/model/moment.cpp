@@ -12,7 +12,8 @@ constexpr Moment kDay = 24 * kHour;
 
 constexpr bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
-// Takes a text from its front, piece by piece; one piece amiss spoils the rest.
+// Reads a text piece by piece from its beginning. After the first piece that is wrong,
+// finished() stays false.
 class Scanner {
  public:
   explicit Scanner(std::string_view text) : rest_(text) {}

@@ -12,11 +12,11 @@ using Moment = std::int64_t;
 
 inline constexpr Moment kLastMoment = 253402300799;  // 9999-12-31T23:59:59Z
 
-// Fractions of a second are dropped; nothing for a text that is no such time or
-// lies outside 1970 to 9999.
+// Reads a time as RFC 3339 writes it, and drops fractions of a second. Returns
+// nothing if the text is not such a time, or if the year is not from 1970 to 9999.
 std::optional<Moment> parse_moment(std::string_view text);
 
-// As 2024-01-31T23:59:59Z.
+// Writes a time as in 2024-01-31T23:59:59Z.
 std::string format_moment(Moment moment);
 
 }  // namespace polaiga::engine

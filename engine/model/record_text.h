@@ -1,4 +1,4 @@
-// Records as text.
+// Reads texts from a record's fields.
 #pragma once
 
 #include <polaiga/records.h>
@@ -8,15 +8,15 @@
 
 namespace polaiga::engine {
 
-// A field's text, to its NUL or its end.
+// The text of a field: up to its NUL, or the whole field if it has none.
 template <std::size_t N>
 std::string_view field_text(const char (&field)[N]) {
   const std::string_view whole(field, N);
   return whole.substr(0, whole.find('\0'));
 }
 
-// The object identifier in dots: the arcs that count or, of a record that leaves
-// their number alone, all that are there.
+// The object identifier with dots between its arcs. Some filters leave the number of
+// arcs 0; then all arcs up to the last that is not 0 count.
 std::string dotted_oid(const fe_fault_record& record);
 
 }  // namespace polaiga::engine

@@ -1,4 +1,4 @@
-// A sensor event, as the engine handles it.
+// A sensor event with what its source says of it beside the filter's own input.
 #pragma once
 
 #include <polaiga/records.h>
@@ -14,7 +14,7 @@ namespace polaiga::engine {
 struct SensorEvent {
   const Entity* entity = nullptr;
   fe_sensor_event event = {};
-  std::optional<Moment> time;     // when it happened, if the source says so
+  std::optional<Moment> time;     // when it happened, if the source says it
   std::optional<std::string> id;  // the source's own name for the event
 };
 

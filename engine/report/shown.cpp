@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 
-#include "alarms/active_faults.h"
 #include "base/printable.h"
 #include "model/fault.h"
 
@@ -84,6 +83,27 @@ std::string shown_description(std::string_view description) {
   std::string text;
   add_description(text, description);
   return text;
+}
+
+std::string duration_text(Moment seconds) {
+  struct Unit {
+    Moment seconds;
+    const char* name;
+  };
+  constexpr Unit kUnits[] = {{86'400, "d"}, {3'600, "h"}, {60, "m"}, {1, "s"}};
+  std::string text;
+  if (seconds < 0) return text.append("-").append(duration_text(-seconds));
+  int shown = 0;
+  for (const Unit& unit : kUnits) {
+    const Moment count = seconds / unit.seconds;
+    seconds %= unit.seconds;
+    if (shown > 0) ++shown;
+    if (shown > 2) break;
+    if (count == 0) continue;
+    text.append(text.empty() ? "" : " ").append(std::to_string(count)).append(unit.name);
+    shown = std::max(shown, 1);
+  }
+  return text.empty() ? "0s" : text;
 }
 
 std::string code_text(std::uint32_t code) { return fault_dn("", code).substr(std::string_view("/fault-").size()); }

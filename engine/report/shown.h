@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "model/dictionary.h"
+#include "model/moment.h"
 
 namespace polaiga::engine {
 
@@ -28,6 +29,10 @@ std::string shown_description(std::string_view description);
 void add_padded(std::string& line, std::string_view text, std::size_t width);
 void add_shown(std::string& line, Severity severity, bool coloured);
 void add_description(std::string& line, std::string_view description);
+
+// A time span in its two largest units, as in "2h 5m". It is negative when the
+// clocks of sources went back.
+std::string duration_text(Moment seconds);
 
 // As F0395.
 std::string code_text(std::uint32_t code);

@@ -15,11 +15,11 @@ POLAIGA_BEGIN_DECLS
  * to its record; both stay the caller's. Answers 0 when the record is to be
  * reported, else -1 (see the conventions in polaiga.h).
  *
- * The event is only read, but for three cases in which 0 is written to it: the
- * system-board and processor filters write event_state when a core temperature
+ * The event is only read, except in three cases in which 0 is written to it. The
+ * system-board and the processor filter write event_state when a core temperature
  * sensor reports its upper critical threshold with a state other than 0 and 5
- * (the system board also excepts 1), and the SD-card filter writes
- * entity_instance for the controller itself.
+ * (for the system board: other than 0, 1 and 5). The SD-card filter writes
+ * entity_instance when the event concerns the controller itself.
  */
 typedef int32_t fe_fault_filter(fe_sensor_event* ev, fe_fault_record** out);
 

@@ -1,7 +1,7 @@
 /*
- * Proves sizes and offsets of frozen records when a header is compiled. The
- * languages that the headers serve have no assertion in common: C99 has none,
- * so that there a wrong layout is an array of a negative size.
+ * Proves the sizes and offsets of the frozen records when a header is compiled.
+ * Every language has its own assertion for that, except C99, which has none:
+ * there a wrong layout makes an array of a negative size, which does not compile.
  */
 #ifndef POLAIGA_LAYOUT_H
 #define POLAIGA_LAYOUT_H

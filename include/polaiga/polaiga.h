@@ -17,14 +17,14 @@
  *     (The filter of the BIOS power-on self test always answers -1.)
  *  4. Untouched fields. A filter writes only the fields that its event calls
  *     for. Every other field, the reserved bytes, the unused OID elements and
- *     the bytes behind a text's NUL keep what the caller had there. Two texts
- *     are written twice, so that behind their NUL may be the end of a longer
- *     text: the description of a clear that is made from the raise text, which
- *     was written first and is cut at a colon, and the DN of a power-supply
- *     event that ends up at another object than it came with.
+ *     the bytes behind a text's NUL keep what the caller had there. There are
+ *     two exceptions, in which the bytes behind the NUL may be the end of a
+ *     longer text that the filter wrote first: the description of a clear that
+ *     is made from the raise text by cutting it at a colon, and the DN of a
+ *     power-supply event that turns out to affect another object.
  *  5. Strings. Texts are NUL-terminated and never longer than their field; a
- *     text that would be is cut. The sensor name of an event is read to its
- *     NUL: leave one in its 20 bytes. Texts are plain bytes; the library's own
+ *     longer text is cut. The sensor name of an event is read to its NUL, so
+ *     its 20 bytes must contain one. Texts are plain bytes; the library's own
  *     are ASCII, and every blank and misspelling in them is meant.
  *  6. Threads. One call at a time, from one thread at a time: the state is not
  *     locked, and every time stamp sets the process-wide "TZ" and the C

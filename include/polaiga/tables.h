@@ -10,7 +10,8 @@
 
 POLAIGA_BEGIN_DECLS
 
-/* Threshold codes of a sensor map row; event offsets 115 to 119 in this order. */
+/* The threshold codes of a sensor map row. They belong to the event offsets 115
+ * to 119, in this order. */
 enum {
   FE_CODE_LOWER_CRITICAL,
   FE_CODE_LOWER_NON_RECOVERABLE,
@@ -86,7 +87,8 @@ POLAIGA_OFFSET(fe_nm_map_row, dn, 112);
 POLAIGA_OFFSET(fe_nm_map_row, rn, 192);
 POLAIGA_OFFSET(fe_nm_map_row, descr, 224);
 
-/* Exceptional list row: a sensor with wording of its own. Id -1 ends the list. */
+/* Exceptional list row: a sensor that is described in words of its own. The row
+ * with id -1 ends the list. */
 typedef struct fe_exceptional_row {
   int32_t id;
   char sensor_name[FE_SENSOR_NAME_SIZE]; /* NUL-padded; empty in the last row */
@@ -138,7 +140,7 @@ POLAIGA_API extern int32_t ent_drive_bp_map_sz;
 
 /*
  * Id of a sensor in an exceptional list, -1 when it is not listed. The name
- * must not be null; case matters. The spelling of the first two is theirs.
+ * must not be null; case matters. The first two names are spelled so on purpose.
  */
 POLAIGA_API int32_t expectional_fan_sensor_lookup(const char* sensor_name);
 POLAIGA_API int32_t expectional_sensor_lookup(const char* sensor_name);

@@ -1,5 +1,5 @@
-// Add-in cards (adaptors): presence, temperature, and the trusted platform
-// module that sits among them.
+// Add-in cards (adaptors): presence and temperature. The trusted platform module
+// counts as one of them.
 #include <polaiga/filters.h>
 #include <polaiga/services.h>
 
@@ -17,63 +17,66 @@ constexpr Fault kMissing{203, "fltAdaptorUnitMissing", kEquipmentMissing};
 constexpr Fault kOverheated{379, "fltEquipmentIOCardThermalProblem", kThermalProblem};
 constexpr Fault kTpmMismatch{1783, "fltEquipmentTpmTpmMismatch", kEquipmentInoperable};
 
-// Remembered of each card; cards may be counted from 0. A missing card raises
-// nothing else, the trusted platform module's mismatch included: intended.
+// What is remembered of each card; cards may be counted from 0. While a card is
+// missing, none of its other faults is reported, not even the mismatch of the trusted
+// platform module: intended.
 constexpr Memory kIsMissing = 1 << 0;
 constinit UnitMemory<0, 256> adaptor_presence_bits = {};
 
 using enum Disposition;
 
-// The first "%s" is the sensor, every other one the card's label. Offsets 109
-// and 110 have no clear: state 0 raises as the others do. Blanks before colons
-// and at ends belong to the texts, and differ between them. All intended.
+// The first "%s" stands for the sensor, every other one for the card's label. Offsets
+// 109 and 110 have no clear: their state 0 raises a fault, as their other states do. The
+// blanks in front of colons and at the end belong to the texts, and differ between them.
+// All of this is intended.
 // clang-format off
 constexpr FaultRule kRules[] = {
     {.when = {.offsets = 63, .states = kAsserted},
      .descr = "%s: %s missing: reseat or replace %s",
-     .fault = &kMissing, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero, .sets = kIsMissing},
+     .fault = &kMissing, .disposition = kRaise, .clear_cause = kNumberOnly, .sets = kIsMissing},
     {.when = {.offsets = 63, .states = kDeasserted},
      .descr = "%s: %s missing: Cleared",
-     .fault = &kMissing, .disposition = kPresence, .clear_code = 203, .clear_cause = number_only(kEquipmentMissing), .clears = kIsMissing},
+     .fault = &kMissing, .disposition = kPresence, .cleared = &kMissing, .clear_cause = kNumberOnly, .clears = kIsMissing},
 
     {.when = {.offsets = 108, .states = kAsserted, .none_of = kIsMissing},
      .descr = "%s: %s Temperature is upper non critical : Check Cooling ",
-     .fault = &kIoCardNonCritical, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty},
+     .fault = &kIoCardNonCritical, .disposition = kRaise, .clear_cause = kNumberAndText},
     {.when = {.offsets = 108, .states = kDeasserted, .none_of = kIsMissing},
      .descr = "%s: %s Temperature is upper non critical : Cleared ",
-     .fault = &kIoCardNonCritical, .disposition = kNonCritical, .clear_code = 729, .clear_cause = full(kThermalProblem)},
+     .fault = &kIoCardNonCritical, .disposition = kNonCritical, .cleared = &kIoCardNonCritical, .clear_cause = kNumberAndText},
     {.when = {.offsets = 109, .states = only(4), .none_of = kIsMissing},
      .descr = "%s: %s Temperature is upper non critical : Check Cooling ",
-     .fault = &kIoCardNonCritical, .disposition = kCritical, .clear_code = 730, .clear_cause = full(kThermalProblem)},
+     .fault = &kIoCardNonCritical, .disposition = kCritical, .cleared = &kIoCardCritical, .clear_cause = kNumberAndText},
     {.when = {.offsets = 109, .states = except(4), .none_of = kIsMissing},
      .descr = "%s: %s Temperature is upper critical : Check Cooling",
-     .fault = &kIoCardCritical, .disposition = kNonCritical, .clear_code = 729, .clear_cause = full(kThermalProblem)},
+     .fault = &kIoCardCritical, .disposition = kNonCritical, .cleared = &kIoCardNonCritical, .clear_cause = kNumberAndText},
     {.when = {.offsets = 110, .states = only(5), .none_of = kIsMissing},
      .descr = "%s: %s Temperature is upper critical : Check Cooling ",
-     .fault = &kIoCardCritical, .disposition = kNonRecoverable, .clear_code = 731, .clear_cause = full(kThermalProblem)},
+     .fault = &kIoCardCritical, .disposition = kNonRecoverable, .cleared = &kIoCardNonRecoverable, .clear_cause = kNumberAndText},
     {.when = {.offsets = 110, .states = except(5), .none_of = kIsMissing},
      .descr = "%s: %s Temperature is upper non recoverable : Check Cooling ",
-     .fault = &kIoCardNonRecoverable, .disposition = kCritical, .clear_code = 730, .clear_cause = full(kThermalProblem)},
+     .fault = &kIoCardNonRecoverable, .disposition = kCritical, .cleared = &kIoCardCritical, .clear_cause = kNumberAndText},
 
     {.when = {.offsets = 111, .states = kAsserted, .none_of = kIsMissing},
      .descr = "%s: %s is inoperable due to high temperature : Check Cooling",
-     .fault = &kOverheated, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty},
+     .fault = &kOverheated, .disposition = kRaise, .clear_cause = kNumberAndText},
     {.when = {.offsets = 111, .states = kDeasserted, .none_of = kIsMissing},
      .descr = "%s: %s is inoperable due to high temperature  : Cleared",
-     .fault = &kOverheated, .disposition = kCritical, .clear_code = 379, .clear_cause = full(kThermalProblem)},
+     .fault = &kOverheated, .disposition = kCritical, .cleared = &kOverheated, .clear_cause = kNumberAndText},
 
     {.when = {.offsets = 127, .states = kAsserted, .none_of = kIsMissing},
      .descr = "%s: Check TPM, either wrong TPM version installed for CPU type or previously installed TPM has been removed",
-     .fault = &kTpmMismatch, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty},
-    // The text of the raise again: intended.
+     .fault = &kTpmMismatch, .disposition = kRaise, .clear_cause = kNumberAndText},
+    // The clear has the text of the raise: intended.
     {.when = {.offsets = 127, .states = kDeasserted, .none_of = kIsMissing},
      .descr = "%s: Check TPM, either wrong TPM version installed for CPU type or previously installed TPM has been removed",
-     .fault = &kTpmMismatch, .disposition = kPresence, .clear_code = 1783, .clear_cause = full(kEquipmentInoperable)},
+     .fault = &kTpmMismatch, .disposition = kPresence, .cleared = &kTpmMismatch, .clear_cause = kNumberAndText},
 };
 static_assert(decides_once(kRules));
 // clang-format on
 
-// The engine's name of a card, "rn:label"; null when it has none.
+// Returns the engine's name of a card, which has the form "rn:label", or null when the
+// engine has no name for it.
 const char* engine_name(const fe_sensor_event& event) {
   const auto instance = static_cast<std::uint32_t>(event.entity_instance);
   const std::uint32_t adjusted = fe_sdr_instance_array[event.entity_id] == 1 ? instance : instance - 1;
@@ -97,13 +100,13 @@ std::int32_t process_add_in_fault(fe_sensor_event* ev, fe_fault_record** out) {
     write_text(rn, colon != nullptr ? std::string_view(name, static_cast<std::size_t>(colon - name)) : name);
     label = colon != nullptr ? colon + 1 : "";
   } else {
-    TextWriter(rn).add("adaptor-").add_number(card);
-    TextWriter(own_label).add("Add-in Card ").add_number(card);
+    TextWriter(rn).add_literal("adaptor-").add_number(card);
+    TextWriter(own_label).add_literal("Add-in Card ").add_number(card);
     label = own_label;
   }
   write_key(*record);
   record->oid_len = arcs;
-  TextWriter(record->dn).add("sys/rack-unit-1/").add(rn);
+  TextWriter(record->dn).add_literal("sys/rack-unit-1/").add(rn);
   write_text(record->rn, rn);
   stamp_event(*record, *ev);
 

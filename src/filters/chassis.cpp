@@ -1,4 +1,4 @@
-// Chassis intrusion.
+// The chassis: intrusion.
 #include <polaiga/filters.h>
 
 #include "framework/faults.h"
@@ -14,11 +14,11 @@ constexpr Fault kIntrusion{320, "fltComputePhysicalUnidentified", kEquipmentProb
 constexpr FaultRule kRules[] = {
     {.when = {.offsets = 104, .states = kAsserted},
      .descr = "%s: Chassis Intrusion detected: Please secure the server chassis ",
-     .fault = &kIntrusion, .disposition = Disposition::kRaise, .clear_code = 0, .clear_cause = kCauseZero},
-    // Two colons, and the text of the clear cause left alone: intended.
+     .fault = &kIntrusion, .disposition = Disposition::kRaise, .clear_cause = kNumberOnly},
+    // The text has two colons, and the text of the clear cause is not written: both intended.
     {.when = {.offsets = 104, .states = kDeasserted},
      .descr = "%s: Chassis Intrusion detected:: Cleared",
-     .fault = &kIntrusion, .disposition = Disposition::kPresence, .clear_code = 320, .clear_cause = number_only(kEquipmentProblem)},
+     .fault = &kIntrusion, .disposition = Disposition::kPresence, .cleared = &kIntrusion, .clear_cause = kNumberOnly},
 };
 static_assert(decides_once(kRules));
 // clang-format on

@@ -1,5 +1,5 @@
-// Chassis management controller: upper thresholds of the sensors that the host
-// describes in ent_cmc_map.
+// The chassis management controller: the upper thresholds of the sensors that the host
+// describes in its table ent_cmc_map.
 #include <polaiga/filters.h>
 
 #include "framework/host_row_filter.h"
@@ -7,14 +7,14 @@
 namespace polaiga {
 namespace {
 
-// An unknown sensor is reported all the same, with empty texts and zero codes: intended.
+// An unknown sensor is reported, too, with empty texts and zero codes: intended.
 constexpr fe_sensor_map_row kBlankRow{};
 
 Sensors group_of(const char* /*sensor*/) { return kAnySensor; }
 
 constinit std::uint32_t cmc_last_state[FE_HOST_TABLE_ROWS] = {};
 
-// Of every clear, whatever the row's cause: intended.
+// The cause of every clear, whatever cause the row has: intended.
 constexpr ClearCauseId kThermal = id_of(kThermalProblem);
 
 using enum Code;
@@ -34,7 +34,8 @@ constexpr RowRule kRules[] = {
     {.when = {.offsets = FE_OFFSET_UPPER_CRITICAL, .states = except(0, 5)},
      .code = kUpperNonCritical, .disposition = kCritical, .clear_code = kUpperCritical, .clear_cause_id = kThermal, .words = "upper non-critical"},
 
-    // Back from non-recoverable, in the words of the level that is left: intended.
+    // The level has fallen from non-recoverable to critical: the words are those of the level
+    // that is now in force.
     {.when = {.offsets = FE_OFFSET_UPPER_NON_RECOVERABLE, .states = only(5)},
      .code = kUpperCritical, .disposition = kNonRecoverable, .clear_code = kUpperNonRecoverable, .clear_cause_id = kThermal, .words = "upper critical"},
     {.when = {.offsets = FE_OFFSET_UPPER_NON_RECOVERABLE, .states = kDeasserted},
@@ -42,7 +43,7 @@ constexpr RowRule kRules[] = {
     {.when = {.offsets = FE_OFFSET_UPPER_NON_RECOVERABLE, .states = except(0, 5)},
      .code = kUpperNonRecoverable, .disposition = kCritical, .clear_code = kUpperCritical, .clear_cause_id = kThermal, .words = "upper non-recoverable"},
 
-    // Lower thresholds, too, are written as raises without words: intended.
+    // All other offsets, the lower thresholds among them, are raises without words: intended.
     {.when = {.offsets = outside(FE_OFFSET_UPPER_NON_CRITICAL, FE_OFFSET_UPPER_NON_RECOVERABLE)},
      .code = kBase, .disposition = kRaise, .clear_code = kNoCode, .clear_cause_id = kNoCause},
 };

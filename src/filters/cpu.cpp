@@ -1,4 +1,4 @@
-// Processor faults: every sensor of the processors is a row of ent_cpu_map.
+// Processors. Every one of their sensors is a row of ent_cpu_map.
 #include <polaiga/filters.h>
 
 #include "framework/dictionary_filter.h"
@@ -6,13 +6,14 @@
 namespace polaiga {
 namespace {
 
-// Groups of sensors, by their id in the exceptional list.
+// Groups of sensors. The id in the exceptional list decides to which a sensor belongs.
 constexpr Sensors kCoreTemperature = 1 << 0;
 constexpr Sensors kOtherListed = 1 << 1;
 constexpr Sensors kUnlisted = 1 << 2;
 constexpr Sensors kListed = kCoreTemperature | kOtherListed;
 
-constexpr Sensors group_of(std::int32_t id) {
+Sensors group_of(const char* sensor) {
+  const std::int32_t id = exceptional_sensor_lookup(sensor);
   if (id >= 1 && id <= 4) return kCoreTemperature;
   if (id >= 5 && id <= 20) return kOtherListed;
   return kUnlisted;
@@ -26,8 +27,8 @@ constexpr ClearCauseId kInoperable = id_of(kEquipmentInoperable);
 using enum Code;
 using enum Disposition;
 
-// The lower side eases from critical to non-critical in state 4, the upper side
-// escalates in it: intended.
+// In state 4 a lower critical threshold means a fall to non-critical, but an upper one
+// means a rise to critical: intended.
 // clang-format off
 constexpr RowRule kThresholds[] = {
     {.when = {.offsets = FE_OFFSET_LOWER_NON_CRITICAL, .states = kDeasserted},
@@ -77,8 +78,8 @@ constexpr RowRule kThresholds[] = {
 };
 static_assert(decides_once(kThresholds) && decides_all(kThresholds));
 
-// What the sensor's format inserts; the first rule that holds counts. A clear
-// that no rule names has no words: intended.
+// The words that the sensor's format inserts. The first rule that holds counts. A clear
+// for which no rule holds has no words: intended.
 constexpr WordRule kWords[] = {
     {.when = {.offsets = FE_OFFSET_UPPER_CRITICAL, .states = only(0), .sensors = kListed}, .words = "upper critical"},
     {.when = {.offsets = FE_OFFSET_LOWER_CRITICAL, .states = only(0), .sensors = kListed}, .words = "lower critical"},
@@ -103,8 +104,7 @@ constexpr DictionaryFilter kProcessors{
     .fault_class = {1, 41, 9},
     .rows = ent_cpu_map,
     .row_count = &ent_cpu_map_sz,
-    .subtype = &fe_sensor_map_row::sensor_class,  // where the system board takes the subtype: intended
-    .exceptional_id = exceptional_sensor_lookup,
+    .subtype = &fe_sensor_map_row::sensor_class,  // the system board takes `subtype` instead: intended
     .group_of = group_of,
     .thresholds = kThresholds,
     .words = kWords,

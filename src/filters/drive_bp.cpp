@@ -1,5 +1,5 @@
-// Drive backplanes and NVMe drives: threshold events of the sensors that the
-// host describes in ent_drive_bp_map.
+// Drive backplanes and NVMe drives: the thresholds of the sensors that the host
+// describes in its table ent_drive_bp_map.
 #include <polaiga/filters.h>
 
 #include "framework/host_row_filter.h"
@@ -8,7 +8,7 @@
 namespace polaiga {
 namespace {
 
-// Sensors that report their return from critical with any state.
+// Sensors whose upper critical threshold is a clear in every state but 5.
 constexpr fe_exceptional_row kExceptionalSensors[] = {
     {1, "HDD_BP1_TEMP"}, {2, "SB_NVME1_TEMP"}, {3, "IOE_NVME1_TEMP"}, {4, "IOE_NVME2_TEMP"}, {kNotListed, ""},
 };
@@ -26,8 +26,8 @@ constexpr ClearCauseId kDegraded = id_of(kEquipmentDegraded);
 using enum Code;
 using enum Disposition;
 
-// The non-critical level that a critical one rises from or falls to has the
-// code of the upper non-critical column on both sides: intended.
+// When a level goes from non-critical to critical or back, the code of the non-critical
+// level is that of the column "upper non-critical", for the lower side, too: intended.
 // clang-format off
 constexpr RowRule kRules[] = {
     {.when = {.offsets = FE_OFFSET_LOWER_NON_CRITICAL, .states = kAsserted},
@@ -42,7 +42,8 @@ constexpr RowRule kRules[] = {
     {.when = {.offsets = FE_OFFSET_LOWER_CRITICAL, .states = except(0, 5)},
      .code = kUpperNonCritical, .disposition = kCritical, .clear_code = kLowerCritical, .clear_cause_id = kRowCause, .words = "lower non-critical"},
 
-    // Back from non-recoverable, in the words of the level that is left: intended.
+    // The level has fallen from non-recoverable to critical: the words are those of the level
+    // that is now in force.
     {.when = {.offsets = FE_OFFSET_LOWER_NON_RECOVERABLE, .states = only(5)},
      .code = kLowerCritical, .disposition = kNonRecoverable, .clear_code = kLowerNonRecoverable, .clear_cause_id = kRowCause, .words = "lower critical"},
     {.when = {.offsets = FE_OFFSET_LOWER_NON_RECOVERABLE, .states = kDeasserted},
@@ -71,7 +72,7 @@ constexpr RowRule kRules[] = {
     {.when = {.offsets = FE_OFFSET_UPPER_NON_RECOVERABLE, .states = except(0, 5)},
      .code = kUpperNonRecoverable, .disposition = kCritical, .clear_code = kUpperCritical, .clear_cause_id = kRowCause, .words = "upper non-recoverable"},
 
-    // Even a deassertion is written as a raise, without words: intended.
+    // All other offsets are raises without words, even in state 0: intended.
     {.when = {.offsets = outside(FE_OFFSET_LOWER_NON_CRITICAL, FE_OFFSET_UPPER_NON_RECOVERABLE)},
      .code = kBase, .disposition = kRaise, .clear_code = kNoCode, .clear_cause_id = kNoCause},
 };

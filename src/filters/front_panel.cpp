@@ -1,4 +1,4 @@
-// Front panel (inlet) temperature.
+// The front panel: the temperature at the air inlet.
 #include <polaiga/filters.h>
 
 #include "framework/faults.h"
@@ -14,30 +14,31 @@ constexpr Fault kNonRecoverableFault{155, "fltEquipmentChassisThermalThresholdNo
 
 using enum Disposition;
 
-// Offsets 106 and 107 have no clear: state 0 raises as the others do, as intended.
+// Offsets 106 and 107 have no clear: their state 0 raises a fault, as their other states
+// do. This is intended.
 // clang-format off
 constexpr FaultRule kRules[] = {
     {.when = {.offsets = 105, .states = kAsserted},
      .descr = "%s: Front Panel Thermal Threshold at upper non critical levels: Check Cooling ",
-     .fault = &kNonCriticalFault, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty},
+     .fault = &kNonCriticalFault, .disposition = kRaise, .clear_cause = kNumberAndText},
     {.when = {.offsets = 105, .states = kDeasserted},
      .descr = "%s: Front Panel Thermal Threshold at upper non critical levels: Cleared ",
-     .fault = &kNonCriticalFault, .disposition = kNonCritical, .clear_code = 154, .clear_cause = full(kThermalProblem)},
+     .fault = &kNonCriticalFault, .disposition = kNonCritical, .cleared = &kNonCriticalFault, .clear_cause = kNumberAndText},
 
     {.when = {.offsets = 106, .states = only(4)},
      .descr = "%s: Front Panel Thermal Threshold at upper non critical levels: Check Cooling ",
-     .fault = &kNonCriticalFault, .disposition = kCritical, .clear_code = 153, .clear_cause = full(kThermalProblem)},
+     .fault = &kNonCriticalFault, .disposition = kCritical, .cleared = &kCriticalFault, .clear_cause = kNumberAndText},
     {.when = {.offsets = 106, .states = except(4)},
      .descr = "%s: Front Panel Thermal Threshold at upper critical levels: Check Cooling ",
-     .fault = &kCriticalFault, .disposition = kNonCritical, .clear_code = 154, .clear_cause = full(kThermalProblem)},
+     .fault = &kCriticalFault, .disposition = kNonCritical, .cleared = &kNonCriticalFault, .clear_cause = kNumberAndText},
 
     {.when = {.offsets = 107, .states = only(5)},
      .descr = "%s: Front Panel Thermal Threshold at upper critical levels: Check Cooling ",
-     .fault = &kCriticalFault, .disposition = kNonRecoverable, .clear_code = 155, .clear_cause = full(kThermalProblem)},
-    // Disposition 3, where other escalations have 5: intended.
+     .fault = &kCriticalFault, .disposition = kNonRecoverable, .cleared = &kNonRecoverableFault, .clear_cause = kNumberAndText},
+    // The disposition is 3, while it is 5 for this escalation in other filters: intended.
     {.when = {.offsets = 107, .states = except(5)},
      .descr = "%s: Front Panel Thermal Threshold at upper non recoverable levels: Check Cooling ",
-     .fault = &kNonRecoverableFault, .disposition = kPresence, .clear_code = 153, .clear_cause = full(kThermalProblem)},
+     .fault = &kNonRecoverableFault, .disposition = kPresence, .cleared = &kCriticalFault, .clear_cause = kNumberAndText},
 };
 static_assert(decides_once(kRules));
 // clang-format on

@@ -1,5 +1,5 @@
-// BIOS power-on self test. The record is filled, yet the answer is always -1:
-// the engine learns of a failure that is over through its own service.
+// The BIOS power-on self test. The filter fills the record, yet always returns -1. The
+// engine is told that a failure is over through one of its own services.
 #include <polaiga/filters.h>
 #include <polaiga/services.h>
 
@@ -16,11 +16,11 @@ constexpr Fault kPostFailure{517, "fltComputePhysicalPostfailure", kEquipmentPro
 constexpr FaultRule kRules[] = {
     {.when = {.offsets = 103, .states = kAsserted},
      .descr = "%s: Bios Post Failed: Check hardware ",
-     .fault = &kPostFailure, .disposition = Disposition::kRaise, .clear_code = 0, .clear_cause = kCauseZero},
-    // Two colons, and the text of the clear cause left alone: intended.
+     .fault = &kPostFailure, .disposition = Disposition::kRaise, .clear_cause = kNumberOnly},
+    // The text has two colons, and the text of the clear cause is not written: both intended.
     {.when = {.offsets = 103, .states = kDeasserted},
      .descr = "%s: Bios Post Failed:: Cleared",
-     .fault = &kPostFailure, .disposition = Disposition::kNonRecoverable, .clear_code = 517, .clear_cause = number_only(kEquipmentProblem)},
+     .fault = &kPostFailure, .disposition = Disposition::kNonRecoverable, .cleared = &kPostFailure, .clear_cause = kNumberOnly},
 };
 static_assert(decides_once(kRules));
 // clang-format on
@@ -38,7 +38,7 @@ std::int32_t process_fw_bios_post_fault(fe_sensor_event* ev, fe_fault_record** o
   stamp_event(*record, *ev);
 
   if (const FaultRule* rule = decide(kRules, {.offset = ev->event_offset, .state = ev->event_state})) {
-    // The engine is told while code, name and description are still the caller's: intended.
+    // The engine is told before the record's code, name and description are written: intended.
     if (ev->event_state == FE_STATE_DEASSERTED) cleanup_deasserted_events(record, 0, 0, 0);
     report(*rule, *record, {.first = sensor_name(*ev)});
   }

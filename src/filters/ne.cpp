@@ -1,4 +1,4 @@
-// Link of the management controller's own network interface.
+// The network link of the management controller itself.
 #include <polaiga/filters.h>
 
 #include "framework/clear_text.h"
@@ -13,16 +13,16 @@ constexpr Fault kLinkDown{717, "fltMgmtIfMissing", kLinkMissing};
 
 using enum Disposition;
 
-// A clear names no code that it clears; disposition and clear cause are left
-// alone: intended.
+// No row names a disposition or a cleared fault, not even that of the clear. So the
+// record's disposition and clear cause are not written: intended.
 // clang-format off
 constexpr FaultRule kRules[] = {
     {.when = {.offsets = 126, .states = kAsserted},
      .descr = "Management Interface Link Down : %s Check the network cable connection",
-     .fault = &kLinkDown, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+     .fault = &kLinkDown},
     {.when = {.offsets = 126, .states = kDeasserted},
      .descr = "Management Interface Link Down : %s: Cleared",
-     .fault = &kLinkDown, .disposition = kDispositionUntouched, .clear_code = 0, .clear_cause = kCauseUntouched},
+     .fault = &kLinkDown},
 };
 static_assert(decides_once(kRules));
 // clang-format on
@@ -42,8 +42,8 @@ std::int32_t process_ne_fault(fe_sensor_event* ev, fe_fault_record** out) {
     apply(*rule, *record, {.first = sensor_name(*ev)});
     write_oid(*record, kClass);
   }
-  // An event of no interest goes through the rest all the same, on the caller's
-  // code and description: intended.
+  // The following steps are taken even when no rule holds. They then work on the code and
+  // the description that the caller's record had: intended.
   write_code_texts(*record);
   write_key(*record);
   if (ev->event_state == FE_STATE_DEASSERTED && !clear_at_last_colon(record->descr)) return kNoFault;

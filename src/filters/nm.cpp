@@ -1,5 +1,5 @@
-// Node manager: every fault is a row of the host's ent_nm_map, chosen by the
-// event offset alone.
+// The node manager. Every fault is a row of the host's table ent_nm_map. The event's
+// offset alone decides which row it is.
 #include <polaiga/filters.h>
 #include <polaiga/tables.h>
 
@@ -14,7 +14,7 @@ constexpr FaultClass kClass{1, 39, 1, 1, 2};
 
 constinit std::uint32_t nm_last_state[FE_HOST_TABLE_ROWS] = {};
 
-// Index of the last row of that offset, -1 when there is none.
+// Returns the index of the last row with that offset, or -1 when there is none.
 std::int32_t find_offset(std::int32_t count, std::int32_t offset) {
   std::int32_t row = count - 1;
   while (row >= 0 && ent_nm_map[row].event_offset != static_cast<std::uint32_t>(offset)) --row;
@@ -43,7 +43,7 @@ std::int32_t process_nm_fault(fe_sensor_event* ev, fe_fault_record** out) {
   if (count < 1) return kNoFault;
   fe_fault_record* const record = open_record(ev, out);
   if (record == nullptr) return kNoFault;
-  write_oid_arcs(*record, kClass);  // the number of arcs is left alone: intended
+  write_oid_arcs(*record, kClass);  // the record's number of arcs is not written: intended
 
   const std::int32_t index = find_offset(count, ev->event_offset);
   if (index < 0) return kNoFault;

@@ -1,10 +1,8 @@
-// Power-supply faults: presence, input, configuration, thresholds, redundancy.
-// The lower thresholds of the power readings are those of ent_ps_map's rows.
+// Power supplies: presence, input, configuration, thresholds, redundancy. The faults
+// of the lower thresholds of the power readings come from the rows of ent_ps_map.
 #include <polaiga/filters.h>
 #include <polaiga/services.h>
 #include <polaiga/tables.h>
-
-#include <cstring>
 
 #include "framework/clear_text.h"
 #include "framework/faults.h"
@@ -30,8 +28,8 @@ constexpr Fault kThermalNonRecoverable{385, "fltEquipmentPsuThermalThresholdNonR
 constexpr Fault kRedundancy{743, "fltPowerChassisMemberChassisPsuRedundanceFailure", kPsuRedundancyFail};
 constexpr Fault kInputError{883, "fltEquipmentPsuInputError", kPowerProblem};
 
-// Remembered of each power supply. A missing one raises nothing else; the other
-// bits are kept and never asked for.
+// What is remembered of each power supply. While one is missing, none of its other
+// faults is raised. The other bits are kept, but no rule asks for them.
 constexpr Memory kIsMissing = 1 << 0;
 constexpr Memory kVoltageIsCritical = 1 << 2;
 constexpr Memory kVoltageIsNonRecoverable = 1 << 3;
@@ -47,7 +45,8 @@ constexpr Memory kThermalFellToCritical = 1 << 15;
 using SupplyMemory = UnitMemory<0, 255, std::uint16_t>;
 constinit SupplyMemory psu_fault_state = {};
 
-// What a missing supply still raises: a clear, and its own presence.
+// What the rules are told of the memory. They are not told that a supply is missing
+// when the event is a clear, since clears are reported of a missing supply, too.
 constexpr Memory recalled(Memory memory, std::int32_t state) {
   return state == FE_STATE_DEASSERTED ? static_cast<Memory>(memory & ~unsigned{kIsMissing}) : memory;
 }
@@ -55,8 +54,8 @@ constexpr Memory recalled(Memory memory, std::int32_t state) {
 using enum Code;
 using enum Disposition;
 
-// Lower thresholds of the power readings. They are neither suppressed nor
-// remembered.
+// The lower thresholds of the power readings. A missing supply does not suppress
+// them, and nothing of them is remembered.
 // clang-format off
 constexpr RowRule kRowRules[] = {
     {.when = {.offsets = 3, .states = kDeasserted},
@@ -80,142 +79,143 @@ constexpr RowRule kRowRules[] = {
 };
 static_assert(decides_once(kRowRules));
 
-// Offsets 46, 49, 50, 53, 54, 57 and 58 have no clear: state 0 raises as the
-// others do. Capitals, and the blanks before colons and at ends, differ between
-// the texts. All of it is intended.
+// Offsets 46, 49, 50, 53, 54, 57 and 58 have no clear: their state 0 raises a fault,
+// as their other states do. The texts differ in their capitals, and in the blanks in
+// front of colons and at the end. All of this is intended.
 constexpr FaultRule kRules[] = {
-    // The text of the clear cause is left alone by both kinds of missing: intended.
+    // The rows of both kinds of "missing" leave the text of the clear cause as it is: intended.
     {.when = {.offsets = 30, .states = kAsserted},
      .descr = "%s: Power Supply %d missing: reseat or replace PS %d",
-     .fault = &kMissing, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero, .sets = kIsMissing},
+     .fault = &kMissing, .disposition = kRaise, .clear_cause = kNumberOnly, .sets = kIsMissing},
     {.when = {.offsets = 30, .states = kDeasserted},
      .descr = "%s: Power Supply %d missing: Cleared",
-     .fault = &kMissing, .disposition = kPresence, .clear_code = 378, .clear_cause = number_only(kEquipmentMissing), .clears = kIsMissing},
+     .fault = &kMissing, .disposition = kPresence, .cleared = &kMissing, .clear_cause = kNumberOnly, .clears = kIsMissing},
     {.when = {.offsets = 112, .states = kAsserted},
      .descr = "%s: Main Power Supply missing, check AC/DC power input",
-     .fault = &kMissing, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseZero, .sets = kIsMissing},
+     .fault = &kMissing, .disposition = kRaise, .clear_cause = kNumberOnly, .sets = kIsMissing},
     {.when = {.offsets = 112, .states = kDeasserted},
      .descr = "%s: Main Power missing: Cleared",
-     .fault = &kMissing, .disposition = kPresence, .clear_code = 378, .clear_cause = number_only(kEquipmentMissing), .clears = kIsMissing},
+     .fault = &kMissing, .disposition = kPresence, .cleared = &kMissing, .clear_cause = kNumberOnly, .clears = kIsMissing},
 
     {.when = {.offsets = {32, 34}, .states = kAsserted, .none_of = kIsMissing},
      .descr = "%s: Power Supply %d has lost input or input is out of range : Check input to PS or replace PS %d",
-     .fault = &kInoperable, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty},
+     .fault = &kInoperable, .disposition = kRaise, .clear_cause = kNumberAndText},
     {.when = {.offsets = {32, 34}, .states = kDeasserted},
      .descr = "%s: Power Supply %d input error: Cleared",
-     .fault = &kInoperable, .disposition = kCritical, .clear_code = 374, .clear_cause = full(kEquipmentInoperable)},
+     .fault = &kInoperable, .disposition = kCritical, .cleared = &kInoperable, .clear_cause = kNumberAndText},
 
-    {.when = {.offsets = 35, .states = kAsserted, .none_of = kIsMissing}, .descr = psu_config_error[0],
-     .fault = &kIdentity, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty},
-    {.when = {.offsets = 36, .states = kAsserted, .none_of = kIsMissing}, .descr = psu_config_error[1],
-     .fault = &kIdentity, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty},
-    {.when = {.offsets = 37, .states = kAsserted, .none_of = kIsMissing}, .descr = psu_config_error[2],
-     .fault = &kIdentity, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty},
-    {.when = {.offsets = 38, .states = kAsserted, .none_of = kIsMissing}, .descr = psu_config_error[3],
-     .fault = &kIdentity, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty},
-    {.when = {.offsets = 39, .states = kAsserted, .none_of = kIsMissing}, .descr = psu_config_error[4],
-     .fault = &kIdentity, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty},
-    {.when = {.offsets = 40, .states = kAsserted, .none_of = kIsMissing}, .descr = psu_config_error[5],
-     .fault = &kIdentity, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty},
+    {.when = {.offsets = 35, .states = kAsserted, .none_of = kIsMissing}, .descr = Format::of_table(psu_config_error[0]),
+     .fault = &kIdentity, .disposition = kRaise, .clear_cause = kNumberAndText},
+    {.when = {.offsets = 36, .states = kAsserted, .none_of = kIsMissing}, .descr = Format::of_table(psu_config_error[1]),
+     .fault = &kIdentity, .disposition = kRaise, .clear_cause = kNumberAndText},
+    {.when = {.offsets = 37, .states = kAsserted, .none_of = kIsMissing}, .descr = Format::of_table(psu_config_error[2]),
+     .fault = &kIdentity, .disposition = kRaise, .clear_cause = kNumberAndText},
+    {.when = {.offsets = 38, .states = kAsserted, .none_of = kIsMissing}, .descr = Format::of_table(psu_config_error[3]),
+     .fault = &kIdentity, .disposition = kRaise, .clear_cause = kNumberAndText},
+    {.when = {.offsets = 39, .states = kAsserted, .none_of = kIsMissing}, .descr = Format::of_table(psu_config_error[4]),
+     .fault = &kIdentity, .disposition = kRaise, .clear_cause = kNumberAndText},
+    {.when = {.offsets = 40, .states = kAsserted, .none_of = kIsMissing}, .descr = Format::of_table(psu_config_error[5]),
+     .fault = &kIdentity, .disposition = kRaise, .clear_cause = kNumberAndText},
     {.when = {.offsets = {35, 40}, .states = kDeasserted},
      .descr = "%s: Power Supply %d FRU configuration error: Cleared",
-     .fault = &kIdentity, .disposition = kNonRecoverable, .clear_code = 407, .clear_cause = full(kFruProblem)},
+     .fault = &kIdentity, .disposition = kNonRecoverable, .cleared = &kIdentity, .clear_cause = kNumberAndText},
 
     {.when = {.offsets = 45, .states = kAsserted, .none_of = kIsMissing},
      .descr = "%s: Power Supply %d Voltage is upper critical : Reseat or replace Power Supply ",
-     .fault = &kVoltageCritical, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty, .sets = kVoltageIsCritical},
+     .fault = &kVoltageCritical, .disposition = kRaise, .clear_cause = kNumberAndText, .sets = kVoltageIsCritical},
     {.when = {.offsets = 45, .states = kDeasserted},
      .descr = "%s: Power Supply %d Voltage is upper critical : Cleared",
-     .fault = &kVoltageCritical, .disposition = kCritical, .clear_code = 389, .clear_cause = full(kVoltageProblem), .clears = kVoltageIsCritical},
+     .fault = &kVoltageCritical, .disposition = kCritical, .cleared = &kVoltageCritical, .clear_cause = kNumberAndText, .clears = kVoltageIsCritical},
     {.when = {.offsets = 46, .states = only(5), .none_of = kIsMissing},
      .descr = "%s: Power Supply %d Voltage is upper critical : Reseat or replace Power Supply ",
-     .fault = &kVoltageCritical, .disposition = kNonRecoverable, .clear_code = 391, .clear_cause = full(kVoltageProblem), .clears = kVoltageIsNonRecoverable},
+     .fault = &kVoltageCritical, .disposition = kNonRecoverable, .cleared = &kVoltageNonRecoverable, .clear_cause = kNumberAndText, .clears = kVoltageIsNonRecoverable},
     {.when = {.offsets = 46, .states = except(5), .none_of = kIsMissing},
      .descr = "%s: Power Supply %d Voltage is upper non Recoverable : Reseat or replace Power Supply ",
-     .fault = &kVoltageNonRecoverable, .disposition = kCritical, .clear_code = 389, .clear_cause = full(kVoltageProblem), .sets = kVoltageIsNonRecoverable},
+     .fault = &kVoltageNonRecoverable, .disposition = kCritical, .cleared = &kVoltageCritical, .clear_cause = kNumberAndText, .sets = kVoltageIsNonRecoverable},
 
-    // All levels of the current are one fault: intended.
+    // All levels of the current are reported as the same fault: intended.
     {.when = {.offsets = 48, .states = kAsserted, .none_of = kIsMissing},
      .descr = "%s: Power Supply %d current is upper non critical : Reseat or replace Power Supply ",
-     .fault = &kCurrent, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty, .sets = kCurrentIsNonCritical},
+     .fault = &kCurrent, .disposition = kRaise, .clear_cause = kNumberAndText, .sets = kCurrentIsNonCritical},
     {.when = {.offsets = 48, .states = kDeasserted},
      .descr = "%s: Power Supply %d current is upper non critical: Cleared ",
-     .fault = &kCurrent, .disposition = kNonCritical, .clear_code = 882, .clear_cause = full(kPowerProblem), .clears = kCurrentIsNonCritical},
+     .fault = &kCurrent, .disposition = kNonCritical, .cleared = &kCurrent, .clear_cause = kNumberAndText, .clears = kCurrentIsNonCritical},
     {.when = {.offsets = 49, .states = only(4), .none_of = kIsMissing},
      .descr = "%s: Power Supply %d Current is upper non critical : Reseat or replace Power Supply ",
-     .fault = &kCurrent, .disposition = kCritical, .clear_code = 882, .clear_cause = full(kPowerProblem), .clears = kCurrentIsCritical},
+     .fault = &kCurrent, .disposition = kCritical, .cleared = &kCurrent, .clear_cause = kNumberAndText, .clears = kCurrentIsCritical},
     {.when = {.offsets = 49, .states = except(4), .none_of = kIsMissing},
      .descr = "%s: Power Supply %d Current is upper critical : Reseat or replace Power Supply ",
-     .fault = &kCurrent, .disposition = kNonCritical, .clear_code = 882, .clear_cause = full(kPowerProblem), .sets = kCurrentIsCritical},
+     .fault = &kCurrent, .disposition = kNonCritical, .cleared = &kCurrent, .clear_cause = kNumberAndText, .sets = kCurrentIsCritical},
     {.when = {.offsets = 50, .states = only(5), .none_of = kIsMissing},
      .descr = "%s: Power Supply %d Current is upper critical : Reseat or replace Power Supply ",
-     .fault = &kCurrent, .disposition = kNonRecoverable, .clear_code = 882, .clear_cause = full(kPowerProblem), .clears = kCurrentIsNonRecoverable},
+     .fault = &kCurrent, .disposition = kNonRecoverable, .cleared = &kCurrent, .clear_cause = kNumberAndText, .clears = kCurrentIsNonRecoverable},
     {.when = {.offsets = 50, .states = except(5), .none_of = kIsMissing},
      .descr = "%s: Power Supply %d Current is upper non recoverable : Reseat or replace Power Supply ",
-     .fault = &kCurrent, .disposition = kCritical, .clear_code = 882, .clear_cause = full(kPowerProblem), .sets = kCurrentIsNonRecoverable},
+     .fault = &kCurrent, .disposition = kCritical, .cleared = &kCurrent, .clear_cause = kNumberAndText, .sets = kCurrentIsNonRecoverable},
 
     {.when = {.offsets = 52, .states = kAsserted, .none_of = kIsMissing},
      .descr = "%s: Power Supply %d %s power is upper non critical : Reseat or replace Power Supply ",
-     .fault = &kPowerNonCritical, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty, .sets = kPowerIsNonCritical},
+     .fault = &kPowerNonCritical, .disposition = kRaise, .clear_cause = kNumberAndText, .sets = kPowerIsNonCritical},
     {.when = {.offsets = 52, .states = kDeasserted},
      .descr = "%s: Power Supply %d %s power is upper non critical levels: Cleared ",
-     .fault = &kPowerNonCritical, .disposition = kNonCritical, .clear_code = 392, .clear_cause = full(kPowerProblem), .clears = kPowerIsNonCritical},
+     .fault = &kPowerNonCritical, .disposition = kNonCritical, .cleared = &kPowerNonCritical, .clear_cause = kNumberAndText, .clears = kPowerIsNonCritical},
     {.when = {.offsets = 53, .states = only(4), .none_of = kIsMissing},
      .descr = "%s: Power Supply %d %s power is upper non critical : Reseat or replace Power Supply ",
-     .fault = &kPowerNonCritical, .disposition = kCritical, .clear_code = 393, .clear_cause = full(kPowerProblem), .clears = kPowerIsCritical},
+     .fault = &kPowerNonCritical, .disposition = kCritical, .cleared = &kPowerCritical, .clear_cause = kNumberAndText, .clears = kPowerIsCritical},
     {.when = {.offsets = 53, .states = except(4), .none_of = kIsMissing},
      .descr = "%s: Power Supply %d %s power is upper critical : Reseat or replace Power Supply ",
-     .fault = &kPowerCritical, .disposition = kNonCritical, .clear_code = 392, .clear_cause = full(kPowerProblem), .sets = kPowerIsCritical},
+     .fault = &kPowerCritical, .disposition = kNonCritical, .cleared = &kPowerNonCritical, .clear_cause = kNumberAndText, .sets = kPowerIsCritical},
     {.when = {.offsets = 54, .states = only(5), .none_of = kIsMissing},
      .descr = "%s: Power Supply %d %s power is upper critical : Reseat or replace Power Supply ",
-     .fault = &kPowerCritical, .disposition = kNonRecoverable, .clear_code = 394, .clear_cause = full(kPowerProblem), .clears = kPowerIsNonRecoverable},
+     .fault = &kPowerCritical, .disposition = kNonRecoverable, .cleared = &kPowerNonRecoverable, .clear_cause = kNumberAndText, .clears = kPowerIsNonRecoverable},
     {.when = {.offsets = 54, .states = except(5), .none_of = kIsMissing},
      .descr = "%s: Power Supply %d %s power is upper non recoverable : Reseat or replace Power Supply ",
-     .fault = &kPowerNonRecoverable, .disposition = kCritical, .clear_code = 393, .clear_cause = full(kPowerProblem), .sets = kPowerIsNonRecoverable},
+     .fault = &kPowerNonRecoverable, .disposition = kCritical, .cleared = &kPowerCritical, .clear_cause = kNumberAndText, .sets = kPowerIsNonRecoverable},
 
     {.when = {.offsets = 56, .states = kAsserted, .none_of = kIsMissing},
      .descr = "%s: Power Supply %d temperature is upper non critical : Check Power Supply Status",
-     .fault = &kThermalNonCritical, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty, .sets = kThermalIsNonCritical},
+     .fault = &kThermalNonCritical, .disposition = kRaise, .clear_cause = kNumberAndText, .sets = kThermalIsNonCritical},
     {.when = {.offsets = 56, .states = kDeasserted},
      .descr = "%s: Power Supply %d temperature is upper non critical: Cleared ",
-     .fault = &kThermalNonCritical, .disposition = kNonCritical, .clear_code = 381, .clear_cause = full(kThermalProblem), .clears = kThermalIsNonCritical},
+     .fault = &kThermalNonCritical, .disposition = kNonCritical, .cleared = &kThermalNonCritical, .clear_cause = kNumberAndText, .clears = kThermalIsNonCritical},
     {.when = {.offsets = 57, .states = only(4), .none_of = kIsMissing},
      .descr = "%s: Power Supply %d temperature is upper non critical : Check Power Supply Status",
-     .fault = &kThermalNonCritical, .disposition = kCritical, .clear_code = 383, .clear_cause = full(kThermalProblem), .clears = kThermalIsCritical},
+     .fault = &kThermalNonCritical, .disposition = kCritical, .cleared = &kThermalCritical, .clear_cause = kNumberAndText, .clears = kThermalIsCritical},
     {.when = {.offsets = 57, .states = except(4), .none_of = kIsMissing},
      .descr = "%s: Power Supply %d temperature is upper critical : Check Power Supply Status",
-     .fault = &kThermalCritical, .disposition = kNonCritical, .clear_code = 381, .clear_cause = full(kThermalProblem), .sets = kThermalIsCritical},
-    // The bit is set on the way back and forgotten on the way up, unlike its siblings: intended.
+     .fault = &kThermalCritical, .disposition = kNonCritical, .cleared = &kThermalNonCritical, .clear_cause = kNumberAndText, .sets = kThermalIsCritical},
+    // Unlike the bits of the other levels, this one is set when the temperature falls and
+    // forgotten when it rises: intended.
     {.when = {.offsets = 58, .states = only(5), .none_of = kIsMissing},
      .descr = "%s: Power Supply %d temperature is upper critical : Check Power Supply Status",
-     .fault = &kThermalCritical, .disposition = kNonRecoverable, .clear_code = 385, .clear_cause = full(kThermalProblem), .sets = kThermalFellToCritical},
+     .fault = &kThermalCritical, .disposition = kNonRecoverable, .cleared = &kThermalNonRecoverable, .clear_cause = kNumberAndText, .sets = kThermalFellToCritical},
     {.when = {.offsets = 58, .states = except(5), .none_of = kIsMissing},
      .descr = "%s: Power Supply %d temperature is upper non recoverable : Check Power Supply Status",
-     .fault = &kThermalNonRecoverable, .disposition = kCritical, .clear_code = 383, .clear_cause = full(kThermalProblem), .clears = kThermalFellToCritical},
+     .fault = &kThermalNonRecoverable, .disposition = kCritical, .cleared = &kThermalCritical, .clear_cause = kNumberAndText, .clears = kThermalFellToCritical},
 
     {.when = {.offsets = {60, 61}, .states = kAsserted, .none_of = kIsMissing},
      .descr = "%s: Power Supply redundancy is lost: Reseat or replace Power Supply ",
-     .fault = &kRedundancy, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty},
+     .fault = &kRedundancy, .disposition = kRaise, .clear_cause = kNumberAndText},
     {.when = {.offsets = 62, .states = kAsserted, .none_of = kIsMissing},
      .descr = "%s: Power Supply redundancy degraded : Reseat or replace Power Supply ",
-     .fault = &kRedundancy, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty},
+     .fault = &kRedundancy, .disposition = kRaise, .clear_cause = kNumberAndText},
     {.when = {.offsets = {60, 62}, .states = kDeasserted},
      .descr = "%s: Power Supply redundancy is lost: Cleared",
-     .fault = &kRedundancy, .disposition = kCritical, .clear_code = 743, .clear_cause = full(kPsuRedundancyFail)},
+     .fault = &kRedundancy, .disposition = kCritical, .cleared = &kRedundancy, .clear_cause = kNumberAndText},
 
-    // The offset has the number of its fault code: intended.
+    // The offset and the fault code are the same number: intended.
     {.when = {.offsets = 883, .states = kAsserted, .none_of = kIsMissing},
      .descr = "%s: Power supply %d is in a degraded state, or has bad input voltage: Check Power Supply status",
-     .fault = &kInputError, .disposition = kRaise, .clear_code = 0, .clear_cause = kCauseEmpty},
+     .fault = &kInputError, .disposition = kRaise, .clear_cause = kNumberAndText},
     {.when = {.offsets = 883, .states = kDeasserted},
      .descr = "%s: Power supply %d is in a degraded state, or has bad input voltage: Cleared",
-     .fault = &kInputError, .disposition = kNonRecoverable, .clear_code = 883, .clear_cause = full(kPowerProblem)},
+     .fault = &kInputError, .disposition = kNonRecoverable, .cleared = &kInputError, .clear_cause = kNumberAndText},
 };
 static_assert(decides_once(kRules));
 // clang-format on
 
-// A lower threshold of a power reading. The cause number and the text of the
-// clear cause are left alone: intended.
+// Reports a lower threshold of a power reading. It leaves the number of the cause and
+// the text of the clear cause as they are: intended.
 std::int32_t report_row(const RowRule& rule, fe_fault_record& record, const fe_sensor_map_row& row) {
   apply(rule, record, row, 0);
   write_text(record.dn, field_text(row.dn));
@@ -234,7 +234,7 @@ std::int32_t report_supply(const fe_sensor_event& event, fe_fault_record& record
   psu_fault_state.update(supply, *rule);
   if (rule->fault == &kRedundancy) write_text(record.dn, "sys/rack-unit-1");  // the RN stays the supply's: intended
   const std::string_view name = sensor_name(event);
-  const char* const direction = std::strstr(name.data(), "POUT") != nullptr ? "output" : "input";
+  const std::string_view direction = contains(name, "POUT") ? "output" : "input";
   return report(*rule, record, {.first = name, .further = direction, .number = supply});
 }
 
@@ -250,8 +250,8 @@ std::int32_t process_ps_fault(fe_sensor_event* ev, fe_fault_record** out) {
   const std::int32_t index = find_row(ent_ps_map, ent_ps_map_sz, name);
   const fe_sensor_map_row* const row = index >= 0 ? &ent_ps_map[index] : nullptr;
   const std::int32_t supply = ev->entity_instance;
-  TextWriter(record->dn).add("sys/rack-unit-1/psu-").add_number(supply);
-  TextWriter(record->rn).add("psu-").add_number(supply);
+  TextWriter(record->dn).add_literal("sys/rack-unit-1/psu-").add_number(supply);
+  TextWriter(record->rn).add_literal("psu-").add_number(supply);
   write_key(*record, row != nullptr ? row->row_number : supply);
   fe_logger("sensor: %s id: %d instance: %d type: %d Index: %d\n", name.data(), record->event.entity_id, supply,
             record->event.entity_subtype, static_cast<std::int32_t>(record->fault_key));

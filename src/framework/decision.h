@@ -1,5 +1,6 @@
-// Decision tables: rules as data, searched for the one that an event falls
-// under, and proofs that the compiler makes about every table.
+// Decision tables. A filter's rules are rows of data, and an event is decided by
+// the first row whose condition holds. The functions at the end of this file let
+// the compiler prove that a table is complete and free of contradictions.
 #pragma once
 
 #include <cstddef>
@@ -9,8 +10,9 @@
 
 namespace polaiga {
 
-// Event offsets: one, or a range. A range that ends before it begins wraps, and
-// is all offsets but those between.
+// A set of event offsets: a single offset, or a range that includes both of its
+// ends. A range may end before it begins. It then holds all offsets except those
+// that lie between its end and its beginning.
 struct Offsets {
   std::int32_t first;
   std::uint32_t others;  // how many follow the first
@@ -33,12 +35,15 @@ struct Offsets {
   }
 };
 inline constexpr Offsets kAnyOffset{std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()};
-constexpr Offsets outside(std::int32_t first, std::int32_t last) {  // a range that is not all
+
+// All offsets except those from `first` to `last`, which must not be all there are.
+constexpr Offsets outside(std::int32_t first, std::int32_t last) {
   return {static_cast<std::int32_t>(static_cast<std::uint32_t>(last) + 1),
           static_cast<std::int32_t>(static_cast<std::uint32_t>(first) - 1)};
 }
 
-// Event states as a set: a bit for each of 0 to 6, one for all others.
+// A set of event states: one bit for each of the states 0 to 6, and one bit for
+// all other states together.
 using States = std::uint8_t;
 constexpr States state_bit(std::int32_t state) {
   return static_cast<States>(1U << (state >= 0 && state <= 6 ? state : 7));
@@ -55,15 +60,16 @@ inline constexpr States kDeasserted = only(0);
 inline constexpr States kAsserted = except(0);
 inline constexpr States kAnyState = 0xFF;
 
-// Groups of sensors as a set; each filter names its own bits.
+// A set of groups of sensors. Each filter defines which group each bit stands for.
 using Sensors = std::uint8_t;
 inline constexpr Sensors kAnySensor = 0xFF;
 constexpr Sensors all_but(Sensors groups) { return static_cast<Sensors>(~unsigned{groups}); }
 
-// Bits that a filter remembers; each filter names its own.
+// What a filter remembers of a unit from one event to the next. Each filter
+// defines what each bit stands for.
 using Memory = std::uint16_t;
 
-// What a rule is chosen by.
+// What decides which rule an event falls under.
 struct Situation {
   std::int32_t offset;
   std::int32_t state;
@@ -71,7 +77,7 @@ struct Situation {
   Memory memory = 0;
 };
 
-// The condition that every kind of rule begins with.
+// The condition under which a rule holds. Every kind of rule begins with one.
 struct Condition {
   Offsets offsets = kAnyOffset;
   States states = kAnyState;
@@ -85,7 +91,8 @@ struct Condition {
   }
 };
 
-// The first rule that holds; null when the event is of no interest.
+// Returns the first rule that holds, or null when none does: then the event is of
+// no interest to the filter.
 template <class Rule>
 constexpr const Rule* decide(std::span<const Rule> rules, const Situation& now) {
   for (const Rule& rule : rules) {
@@ -99,7 +106,8 @@ constexpr const Rule* decide(const Rule (&rules)[N], const Situation& now) {
   return decide(std::span<const Rule>(rules), now);
 }
 
-// The same of a table that decides all: what no other rule holds for falls to the last.
+// The same for a table in which some rule always holds, as decides_all() proves.
+// When no rule before the last one holds, the last one does.
 template <class Rule>
 constexpr const Rule& decide_any(std::span<const Rule> rules, const Situation& now) {
   for (const Rule& rule : rules.first(rules.size() - 1)) {
@@ -108,14 +116,15 @@ constexpr const Rule& decide_any(std::span<const Rule> rules, const Situation& n
   return rules.back();
 }
 
-// Whether two conditions can hold at once. Ranges of offsets that meet do so
-// where one of them begins.
+// Whether some event fulfils both conditions. Two ranges of offsets have an offset
+// in common exactly when one of them holds the first offset of the other.
 constexpr bool meet(const Condition& a, const Condition& b) {
   return (a.offsets.hold(b.offsets.first) || b.offsets.hold(a.offsets.first)) && (a.states & b.states) != 0 &&
          (a.sensors & b.sensors) != 0 && (a.all_of & b.none_of) == 0 && (b.all_of & a.none_of) == 0;
 }
 
-// Proof that no event falls under two rules, so that their order means nothing.
+// Proves that no event falls under two rules, so that the order of the rules does
+// not matter.
 template <class Rule, std::size_t N>
 constexpr bool decides_once(const Rule (&rules)[N]) {
   for (std::size_t i = 0; i < N; ++i) {
@@ -126,9 +135,9 @@ constexpr bool decides_once(const Rule (&rules)[N]) {
   return true;
 }
 
-// Whether the rules decide every event of an offset: in each state and with each
-// memory of three bits, more than which no such table asks for, they hold for
-// all groups of sensors together.
+// Whether every event with this offset falls under a rule. All states are tried,
+// and all memories of three bits, since no table of this kind asks for more bits.
+// For each of them the rules that hold must together cover all groups of sensors.
 template <class Rule, std::size_t N>
 constexpr bool decides_all_at(const Rule (&rules)[N], std::int32_t offset) {
   for (Memory memory = 0; memory < 8; ++memory) {
@@ -143,8 +152,9 @@ constexpr bool decides_all_at(const Rule (&rules)[N], std::int32_t offset) {
   return true;
 }
 
-// Proof that every event falls under a rule, at each offset where a range begins
-// or has ended and so at all others.
+// Proves that every event falls under a rule. Which rules hold can change only at
+// an offset where a range begins, or right behind one where a range ends. When all
+// these offsets are decided, the offsets between them are decided, too.
 template <class Rule, std::size_t N>
 constexpr bool decides_all(const Rule (&rules)[N]) {
   for (std::size_t i = 0; i < N; ++i) {
@@ -155,8 +165,8 @@ constexpr bool decides_all(const Rule (&rules)[N]) {
   return true;
 }
 
-// Proof, for tables in which the first rule that holds counts, that no rule
-// stands wholly behind one before it.
+// Proves, for tables in which the first rule that holds counts, that every rule can
+// be reached: no rule holds only for events that one before it already takes.
 template <class Rule, std::size_t N>
 constexpr bool each_can_hold(const Rule (&rules)[N]) {
   for (std::size_t i = 0; i < N; ++i) {

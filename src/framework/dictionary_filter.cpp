@@ -11,11 +11,11 @@ namespace {
 void describe(fe_fault_record& record, std::string_view name, const fe_sensor_map_row& row, bool threshold,
               std::string_view words) {
   TextWriter descr(record.descr);
-  descr.add(name).add(": ");
+  descr.add(name).add_literal(": ");
   if (threshold) {
     descr.add_format(field_text(row.descr_format), {.first = words});
   } else {
-    descr.add(field_text(row.descr_format));  // as it stands, not as a format
+    descr.add(field_text(row.descr_format));  // copied as it stands, not used as a format
   }
 }
 
@@ -37,14 +37,12 @@ std::int32_t filter_event(const DictionaryFilter& filter, Memory& memory, RowSta
   record.event.entity_subtype = row.*filter.subtype;
 
   const bool threshold = record.event.reading_type == FE_READING_THRESHOLD;
-  Situation now{.offset = ev->event_offset,
-                .state = ev->event_state,
-                .sensors = filter.group_of(filter.exceptional_id(name.data())),
-                .memory = memory};
+  Situation now{
+      .offset = ev->event_offset, .state = ev->event_state, .sensors = filter.group_of(name.data()), .memory = memory};
   const RowRule& rule = decide_any(threshold ? filter.thresholds : std::span<const RowRule>(kDiscreteRules), now);
   apply(rule, record, row, states.recall(index));
   memory = static_cast<Memory>((memory | rule.sets) & ~unsigned{rule.clears});
-  if (rule.deasserts) ev->event_state = FE_STATE_DEASSERTED;  // in the caller's event: intended
+  if (rule.deasserts) ev->event_state = FE_STATE_DEASSERTED;  // writes to the caller's event: intended
 
   write_names(record, field_text(row.dn), field_text(row.rn));
   write_code_texts(record);
@@ -56,7 +54,7 @@ std::int32_t filter_event(const DictionaryFilter& filter, Memory& memory, RowSta
   write_text(record.cause, text_or_empty(get_probable_cause_string(record.cause_id)));
 
   const WordRule* const word_rule = decide(filter.words, now);
-  describe(record, name, row, threshold, text_or_empty(word_rule != nullptr ? word_rule->words : rule.words));
+  describe(record, name, row, threshold, word_rule != nullptr ? word_rule->words : rule.words);
   if (now.state == FE_STATE_DEASSERTED) {
     const Keep keep = (now.sensors & filter.named_clears) != 0 ? Keep::kNameOnly : Keep::kNameAndText;
     if (!clear_by_tokens(record.descr, keep)) return kNoFault;

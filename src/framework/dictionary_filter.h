@@ -1,5 +1,5 @@
-// Filters over the library's own sensor rows that take fault names and cause
-// texts from the engine's dictionaries: system board and processors.
+// The filters over the library's own sensor rows: system board and processors. They
+// take fault names and cause texts from the engine's dictionaries.
 #pragma once
 
 #include <polaiga/records.h>
@@ -13,20 +13,19 @@
 
 namespace polaiga {
 
-// What sets one such filter apart.
+// What distinguishes one such filter from the other.
 struct DictionaryFilter {
   FaultClass fault_class;
   const fe_sensor_map_row* rows;
   const std::int32_t* row_count;
-  std::uint8_t fe_sensor_map_row::*subtype;     // row byte that becomes the entity subtype
-  std::int32_t (*exceptional_id)(const char*);  // lookup in the filter's exceptional list
-  Sensors (*group_of)(std::int32_t id);         // the group of sensors that an id stands for
-  std::span<const RowRule> thresholds;          // of threshold sensors, for all events
-  std::span<const WordRule> words;              // the first that holds counts
-  Sensors named_clears;                         // groups whose clear text is the sensor name alone
+  std::uint8_t fe_sensor_map_row::*subtype;  // row byte that becomes the entity subtype
+  Sensors (*group_of)(const char* sensor);   // the group of sensors that it belongs to
+  std::span<const RowRule> thresholds;       // of threshold sensors, for all events
+  std::span<const WordRule> words;           // the first that holds counts
+  Sensors named_clears;                      // groups whose clear text is the sensor name alone
 };
 
-// Discrete sensors, at any offset.
+// The rules of discrete sensors, which do not depend on the offset.
 // clang-format off
 inline constexpr RowRule kDiscreteRules[] = {
     {.when = {.states = kDeasserted},
@@ -37,7 +36,7 @@ inline constexpr RowRule kDiscreteRules[] = {
 static_assert(decides_once(kDiscreteRules) && decides_all(kDiscreteRules));
 // clang-format on
 
-// Takes one event through the filter; `memory` and `states` are the filter's own.
+// Handles one event. `memory` and `states` are what the filter remembers.
 std::int32_t filter_event(const DictionaryFilter& filter, Memory& memory, RowStates states, fe_sensor_event* ev,
                           fe_fault_record** out);
 

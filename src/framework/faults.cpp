@@ -1,6 +1,13 @@
 #include "framework/faults.h"
 
 namespace polaiga {
+namespace {
+
+constexpr Cause kNoCause{0, ""};
+constexpr Fault kNothing{
+    .code = 0, .name = {}, .cause = kNoCause};  // stands for what is cleared when a rule clears nothing
+
+}  // namespace
 
 void apply(const FaultRule& rule, fe_fault_record& record, const Insert& insert) {
   apply_fault(rule, record);
@@ -12,13 +19,14 @@ void apply_fault(const FaultRule& rule, fe_fault_record& record) {
   write_text(record.name, rule.fault->name);
   if (rule.disposition != Disposition::kDispositionUntouched)
     record.disposition = static_cast<std::uint8_t>(rule.disposition);
-  record.clear_code = rule.clear_code;
-  if (rule.clear_cause.writes_id) record.clear_cause_id = rule.clear_cause.id;
-  if (rule.clear_cause.text != nullptr) write_text(record.clear_cause, rule.clear_cause.text);
+  const Fault& cleared = rule.cleared != nullptr ? *rule.cleared : kNothing;
+  record.clear_code = cleared.code;
+  if (rule.clear_cause != kCauseUntouched) record.clear_cause_id = cleared.cause.id;
+  if (rule.clear_cause == kNumberAndText) write_text(record.clear_cause, cleared.cause.text);
 }
 
 void apply_description(const FaultRule& rule, fe_fault_record& record, const Insert& insert) {
-  if (rule.descr != nullptr) TextWriter(record.descr).add_format(rule.descr, insert);
+  if (rule.descr.has_text()) TextWriter(record.descr).add(rule.descr, insert);
   record.cause_id = rule.fault->cause.id;
   write_text(record.cause, rule.fault->cause.text);
 }

@@ -1,10 +1,12 @@
-// Hand-written faults: what a filter that carries its own codes and texts says
-// about an event, as rows of data, and the one step that writes such a row.
+// Faults of the filters that have codes and texts of their own. What such a filter
+// reports of an event is a row of data, a FaultRule. The functions below write it
+// into a record.
 #pragma once
 
 #include <polaiga/records.h>
 
 #include <cstdint>
+#include <string_view>
 
 #include "framework/decision.h"
 #include "framework/framing.h"
@@ -15,7 +17,7 @@ namespace polaiga {
 // A probable cause.
 struct Cause {
   std::uint32_t id;
-  const char* text;
+  std::string_view text;
 };
 
 inline constexpr Cause kEquipmentInoperable{214, "equipment-inoperable"};
@@ -33,14 +35,14 @@ inline constexpr Cause kFruProblem{387, "fru-problem"};
 inline constexpr Cause kEquipmentDisabled{388, "equipment-disabled"};
 inline constexpr Cause kEquipmentUnhealthy{389, "equipment-unhealthy"};
 
-// A fault with the cause that it is reported with.
+// A fault, and the probable cause that is reported with it.
 struct Fault {
   std::uint32_t code;
-  const char* name;
+  std::string_view name;
   const Cause& cause;
 };
 
-// Level of the fault that a record clears or supersedes.
+// The record's disposition: the level of the fault that the record clears or supersedes.
 enum class Disposition : std::uint8_t {
   kRaise = FE_DISPOSITION_RAISE,
   kTransition = FE_DISPOSITION_TRANSITION,
@@ -52,42 +54,39 @@ enum class Disposition : std::uint8_t {
   kDispositionUntouched = 0xFF,  // the field is left alone
 };
 
-// The cause of what is cleared: which of its two fields are written, with what.
-struct ClearCause {
-  bool writes_id = false;
-  std::uint32_t id = 0;
-  const char* text = nullptr;  // null: the text is left alone
-};
-inline constexpr ClearCause kCauseUntouched{};
-inline constexpr ClearCause kCauseZero{.writes_id = true};
-inline constexpr ClearCause kCauseEmpty{.writes_id = true, .text = ""};
-constexpr ClearCause full(const Cause& cause) { return {true, cause.id, cause.text}; }
-constexpr ClearCause number_only(const Cause& cause) { return {true, cause.id, nullptr}; }
+// Which of the record's two fields about the cause of the cleared fault are written.
+// A field that is not written keeps the value that the caller's record had.
+enum class ClearCause : std::uint8_t { kCauseUntouched, kNumberOnly, kNumberAndText };
+using enum ClearCause;
 
-// One line of a decision table.
+// One row of a decision table: a condition, and what is reported when it holds. When
+// a row names no disposition or no clear cause, the record's fields for them are not
+// written. When it names no cleared fault, the number of the cleared fault is written
+// as 0, and its cause, as far as it is written, as 0 and the empty text.
 struct FaultRule {
   Condition when;
-  const char* descr;  // format; null: the text is left alone
+  Format descr;  // null: the record's description is not written
   const Fault* fault;
-  Disposition disposition;
-  std::uint32_t clear_code;
-  ClearCause clear_cause;
-  Memory sets = 0;    // what is remembered from now on
-  Memory clears = 0;  // what is forgotten
+  Disposition disposition = Disposition::kDispositionUntouched;
+  const Fault* cleared = nullptr;  // the fault that is cleared or superseded
+  ClearCause clear_cause = kCauseUntouched;
+  Memory sets = 0;    // bits that are remembered from now on
+  Memory clears = 0;  // bits that are forgotten
 };
 
-// Writes what the rule says into the record, all but code text and fault DN. Its
-// two parts can be written apart: which fault it is and what it clears, and what
-// describes it.
+// Writes into the record what the rule says, except code text and fault DN. This
+// happens in two parts, which storage calls one by one: apply_fault() writes which
+// fault it is and what it clears, apply_description() describes it.
 void apply(const FaultRule& rule, fe_fault_record& record, const Insert& insert);
 void apply_fault(const FaultRule& rule, fe_fault_record& record);
 void apply_description(const FaultRule& rule, fe_fault_record& record, const Insert& insert);
 
-// The last step of a hand-written filter: writes all that the rule says.
+// Writes everything that the rule says, code text and fault DN included. This is the
+// last step of most filters that have faults of their own.
 std::int32_t report(const FaultRule& rule, fe_fault_record& record, const Insert& insert);
 
-// Remembered bits of the units `First` to `Last`. Others have none, and nothing
-// is remembered of them.
+// The bits that are remembered of each of the units `First` to `Last`. Of any other
+// unit nothing is remembered, and its bits always read as 0.
 template <std::int32_t First, std::int32_t Last, class Bits = std::uint8_t>
 struct UnitMemory {
   Bits bits[Last - First + 1];

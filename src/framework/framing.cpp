@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 #include "framework/text.h"
@@ -14,7 +15,8 @@ constexpr const char* kTimeZoneFile = "/mnt/jffs2/timezone";
 constexpr std::uint32_t kOidPrefix[] = {1, 3, 6, 1, 4, 1, 32473, 5, 100};
 constexpr std::uint32_t kInstanceMask = 0x00FFFFFF;
 
-// The first word of the time-zone file; empty, which is UTC, when there is none.
+// Reads the first word of the time-zone file. It is empty when there is none, which
+// means UTC.
 ZoneName read_zone_name() {
   ZoneName zone;
   zone.text[0] = '\0';
@@ -33,14 +35,15 @@ fe_fault_record* open_record(const fe_sensor_event* ev, fe_fault_record** out) {
   return *out;
 }
 
-// The name may run on behind its array, so its length is taken of the event's bytes.
+// The name may go on behind its array. Therefore it is read through a pointer into
+// the event's bytes: the compiler must not conclude that it ends within the array.
 __attribute__((noinline)) std::string_view sensor_name(const fe_sensor_event& event) {
   return reinterpret_cast<const char*>(&event) + offsetof(fe_sensor_event, sensor_name);
 }
 
 std::uint8_t write_oid_arcs(fe_fault_record& record, const FaultClass& fault_class) {
-  std::uint8_t count = 0;
-  for (const std::uint32_t arc : kOidPrefix) record.oid[count++] = arc;
+  std::memcpy(record.oid, kOidPrefix, sizeof kOidPrefix);
+  std::uint8_t count = std::size(kOidPrefix);
   for (const std::uint8_t* arc = fault_class.arcs; *arc != 0; ++arc) record.oid[count++] = *arc;
   return count;
 }
@@ -53,7 +56,7 @@ void write_key(fe_fault_record& record) { write_key(record, record.event.entity_
 
 void write_key(fe_fault_record& record, std::int32_t instance) {
   const std::uint32_t middle = (static_cast<std::uint32_t>(instance) & kInstanceMask) << 8;
-  // The upper instance byte meets the entity id: both are OR-ed in, as intended.
+  // The upper byte of the instance lies where the entity id lies. Both are OR-ed: intended.
   record.fault_key = std::uint32_t{record.event.entity_id} << 24 | middle | record.event.entity_subtype;
 }
 
@@ -68,17 +71,20 @@ ZoneName stamp_time(fe_fault_record& record) {
   tzset();
   const std::time_t now = std::time(nullptr);
   record.created_time = static_cast<std::uint32_t>(now);
-  char stamp[20] = "";  // 19 characters: a year of five digits leaves it empty
-  if (const std::tm* local = std::localtime(&now)) {
-    if (std::strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%S", local) == 0) stamp[0] = '\0';
-  }
-  write_text(record.created, field_text(stamp));
+  char stamp[20];  // for 19 characters: with a year of five digits the text is empty
+  std::size_t size = 0;
+  if (const std::tm* local = std::localtime(&now))
+    size = std::strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%S", local);
+  write_text(record.created, {stamp, size});
   return zone;
 }
 
 void write_code_texts(fe_fault_record& record) {
-  TextWriter(record.code_text).add("F").add_code(record.code);
-  TextWriter(record.fault_dn).add(field_text(record.dn)).add("/fault-").add(record.code_text);
+  char text[sizeof "/fault-F-2147483648"];
+  const char* const end = TextWriter(text).add_literal("/fault-F").add_code(record.code).end();
+  const char* const code = text + sizeof "/fault-" - 1;
+  write_text(record.code_text, {code, static_cast<std::size_t>(end - code)});
+  TextWriter(record.fault_dn).add(field_text(record.dn)).add({text, static_cast<std::size_t>(end - text)});
 }
 
 void stamp_event(fe_fault_record& record, const fe_sensor_event& event) {

@@ -27,8 +27,8 @@ std::int32_t filter_event(const HostRowFilter& filter, RowStates states, const f
       filter.rules, {.offset = ev->event_offset, .state = ev->event_state, .sensors = filter.group_of(name.data())});
   apply(rule, record, row, states.recall(index));
   if (rule.deasserts) record.event.event_state = FE_STATE_DEASSERTED;
-  // Without words of its own the event is described with the zone name: intended.
-  write_row_texts(record, row, rule.words != nullptr ? rule.words : field_text(zone.text));
+  // When the rule has no words, the name of the time zone is inserted instead: intended.
+  write_row_texts(record, row, !rule.words.empty() ? rule.words : field_text(zone.text));
   write_key(record);
   states.update(index, record.event.event_state);
   if (record.event.event_state != FE_STATE_DEASSERTED) return kFilled;

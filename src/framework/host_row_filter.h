@@ -14,17 +14,17 @@
 
 namespace polaiga {
 
-// What sets one such filter apart.
+// What distinguishes one such filter from the other.
 struct HostRowFilter {
   FaultClass fault_class;
   const fe_sensor_map_row* rows;
   const std::int32_t* row_count;
-  const fe_sensor_map_row* unknown;         // row of a sensor without one; null: such an event is rejected
+  const fe_sensor_map_row* unknown;         // stands for the row of an unknown sensor; null: its events are rejected
   Sensors (*group_of)(const char* sensor);  // the group of sensors that it belongs to
   std::span<const RowRule> rules;           // for all events
 };
 
-// Takes one event through the filter.
+// Handles one event. `states` is what the filter remembers.
 std::int32_t filter_event(const HostRowFilter& filter, RowStates states, const fe_sensor_event* ev,
                           fe_fault_record** out);
 

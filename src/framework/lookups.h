@@ -7,9 +7,10 @@
 
 namespace polaiga {
 
-inline constexpr std::int32_t kNotListed = -1;  // also the id of the row that ends a list
+inline constexpr std::int32_t kNotListed = -1;  // this is also the id of the row that ends a list
 
-// Id of the sensor in the list. The name in the list's last row is never compared.
+// Returns the id of the sensor in the list, or kNotListed. The name in the list's last
+// row is never compared.
 std::int32_t find_id(const fe_exceptional_row* row, const char* sensor_name);
 
 }  // namespace polaiga

@@ -1,5 +1,5 @@
-// Faults over sensor rows: the row of an event's sensor supplies codes, cause,
-// names and description; rules say which of its code columns an event means.
+// Faults of the filters over sensor rows. The row of the event's sensor has codes,
+// cause, names and description. A RowRule says which of its codes an event stands for.
 #pragma once
 
 #include <polaiga/records.h>
@@ -15,7 +15,7 @@
 
 namespace polaiga {
 
-// Where a code comes from.
+// Where a code comes from: from one of the row's code columns, unless said otherwise.
 enum class Code : std::uint8_t {
   kCodeUntouched,  // the field is left alone
   kNoCode,         // 0
@@ -27,7 +27,8 @@ enum class Code : std::uint8_t {
   kUpperNonRecoverable,
 };
 
-// Number of the cause of what is cleared: a literal one, or one of these.
+// The number of the cause of the cleared fault: a cause's own number, or one of the
+// three special values below.
 using ClearCauseId = std::int32_t;
 inline constexpr ClearCauseId kNoCause = 0;
 inline constexpr ClearCauseId kRowCause = -1;
@@ -41,31 +42,30 @@ struct RowRule {
   Disposition disposition;
   Code clear_code;
   ClearCauseId clear_cause_id;
-  const char* words = nullptr;  // threshold words; null: none of its own
-  bool deasserts = false;       // the event is taken as deasserted
+  std::string_view words = {};  // threshold words; empty: none of its own
+  bool deasserts = false;       // the event is treated as if its state were "deasserted"
   Memory sets = 0;
   Memory clears = 0;
 };
 
-// Threshold words by event, for filters that choose them apart from the codes.
+// The threshold words for an event, for filters that choose them in a table of their own.
 struct WordRule {
   Condition when;
-  const char* words;
+  std::string_view words;
 };
 
-// Index of the last row of that name, -1 when there is none.
+// Returns the index of the last row with that name, or -1 when there is none.
 std::int32_t find_row(const fe_sensor_map_row* rows, std::int32_t count, std::string_view name);
 
-// Writes the codes, the disposition and the clear cause number of the rule.
+// Writes codes, disposition and clear cause number as the rule says.
 void apply(const RowRule& rule, fe_fault_record& record, const fe_sensor_map_row& row, std::uint32_t previous_state);
 
-// Writes what the record says of the fault from a row whose format takes the
-// sensor name and the words, with code text and fault DN. The description is
-// that of a raise.
+// Writes the texts of the row, and code text and fault DN. The description is that of
+// a raise: the row's format with the sensor name and the words inserted.
 void write_row_texts(fe_fault_record& record, const fe_sensor_map_row& row, std::string_view words);
 
-// The last event state of each row, kept in the filter's own array; rows behind
-// its end have none, which reads 0.
+// The last event state of each row, which is kept in an array of the filter's. For a
+// row behind the end of the array nothing is kept, and 0 is read.
 class RowStates {
  public:
   explicit RowStates(std::span<std::uint32_t> last) : last_(last) {}

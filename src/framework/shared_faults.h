@@ -5,12 +5,13 @@
 
 namespace polaiga {
 
-// Temperature of PCI risers and of add-in cards.
+// The temperature of PCI risers and of add-in cards.
 inline constexpr Fault kIoCardNonCritical{729, "fltEquipmentIOCardThermalThresholdNonCritical", kThermalProblem};
 inline constexpr Fault kIoCardCritical{730, "fltEquipmentIOCardThermalThresholdCritical", kThermalProblem};
 inline constexpr Fault kIoCardNonRecoverable{731, "fltEquipmentIOCardThermalThresholdNonRecoverable", kThermalProblem};
 
-// Disks, virtual drives and batteries of storage controllers, SD cards among them.
+// Disks, virtual drives and batteries, both of the storage controllers and of the SD-card
+// controller.
 inline constexpr Fault kRebuildFailed{1005, "fltStorageLocalDiskRebuildFailed", kEquipmentOffline};
 inline constexpr Fault kCopybackFailed{1006, "fltStorageLocalDiskCopybackFailed", kEquipmentOffline};
 inline constexpr Fault kReconstructionFailed{1009, "fltStorageVirtualDriveReconstructionFailed", kEquipmentDegraded};

@@ -10,7 +10,8 @@ constexpr RowObject kBoard{3, "sys/rack-unit-1/board", "board"};
 constexpr RowObject kProcessor1{3, "sys/rack-unit-1/board/cpu-1", "cpu-1"};
 constexpr RowObject kProcessor2{3, "sys/rack-unit-1/board/cpu-2", "cpu-2"};
 
-// The names of the critical and non-recoverable codes are the engine's.
+// The names of the critical and non-recoverable codes are not in the row: they come from
+// the engine's dictionary.
 constexpr RowKind kInoperable{
     174, 214, "fltProcessorUnitInoperable", "equipment-inoperable", {174, 174, 174, 174, 174}};
 constexpr RowKind kDisabled{842, 388, "fltProcessorUnitDisabled", "equipment-disabled", {842, 842, 842, 842, 842}};
@@ -24,7 +25,7 @@ constexpr RowKind kVoltageThreshold{
 
 using namespace polaiga;
 
-// The subtype is the processor, but 1 in row 33: as intended.
+// The subtype is the number of the processor, except in row 33, where it is 1: intended.
 // clang-format off
 constexpr fe_sensor_map_row ent_cpu_map[] = {
     make_row(1, "P_CATERR_N", kBoard, 1, kProcessor, kInoperable, "A catastrophic fault has occurred on one of the processors: Please check the processors' status."),

@@ -4,7 +4,7 @@
 namespace polaiga {
 namespace {
 
-// Classes of board sensors, in the subtype byte; the class byte is 0 throughout.
+// The classes of board sensors. They stand in the subtype byte; the class byte is always 0.
 enum : std::uint8_t {
   kNoClass = 0,
   kTemperature = 1,

@@ -1,4 +1,4 @@
-// Sensors with wording of their own, by list.
+// The exceptional lists: sensors that are described in words of their own.
 #include <polaiga/tables.h>
 
 #include <cstdint>

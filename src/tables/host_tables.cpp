@@ -1,5 +1,5 @@
-// The host tables: empty, and of no length that a filter may rely on. A host's
-// definitions of the same names take their place.
+// The host tables. These definitions are empty, and no filter may rely on their length,
+// because a host's definitions of the same names take their place.
 #include <polaiga/tables.h>
 
 #include <cstdint>

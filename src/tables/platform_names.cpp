@@ -2,7 +2,7 @@
 
 namespace polaiga {
 
-// A row for each platform number in order; within a row, name and instance.
+// One row for each platform number, in order. A row consists of pairs of name and instance.
 
 const fe_platform_names adaptor_name_table[kPlatforms] = {
     {0, {}},

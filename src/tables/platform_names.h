@@ -1,4 +1,4 @@
-// Names of cards and slots by platform, for the engine to search.
+// The names of cards and slots on each platform. The engine searches these tables.
 #pragma once
 
 #include <polaiga/services.h>

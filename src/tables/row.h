@@ -9,7 +9,7 @@
 
 namespace polaiga {
 
-// Copies a text into its field; one that is too long does not compile.
+// Copies a text into its field. A text that is too long for it does not compile.
 template <std::size_t N>
 constexpr void put(char (&field)[N], const char* text) {
   std::size_t size = 0;
@@ -23,7 +23,7 @@ struct RowKind {
   std::uint32_t cause_id;
   const char* fault_name;
   const char* cause;
-  std::uint32_t threshold_codes[FE_THRESHOLD_CODES];  // offsets 115 to 119
+  std::uint32_t threshold_codes[FE_THRESHOLD_CODES];  // for the offsets 115 to 119
 };
 
 // What the rows of one object have in common.
@@ -53,7 +53,7 @@ constexpr fe_sensor_map_row make_row(std::uint8_t number, const char* sensor_nam
   return row;
 }
 
-// Proof that the row numbers count from 1.
+// Proves that the rows are numbered from 1 without a gap.
 template <std::size_t N>
 constexpr bool numbered(const fe_sensor_map_row (&rows)[N]) {
   for (std::size_t row = 0; row < N; ++row) {

@@ -1,4 +1,4 @@
-#include "support/filter_test.h"
+#include "support/fault_row.h"
 
 #include <polaiga/services.h>
 
@@ -11,28 +11,7 @@
 namespace polaiga::test {
 namespace {
 
-// A line of the decision table. The texts are for the sensor CARD3 of a card
-// that has the label Adaptor Unit 3.
-struct Row {
-  int offset;
-  int state;
-  const char* descr;
-  std::uint32_t code;
-  std::uint8_t disposition;
-  std::uint32_t clear_code;
-  std::uint32_t clear_cause_id;
-  std::optional<std::string> clear_cause;
-};
-
-struct CodeRow {
-  std::uint32_t code;
-  const char* code_text;
-  const char* name;
-  std::uint32_t cause_id;
-  const char* cause;
-};
-
-const CodeRow kCodes[] = {
+const KnownFault kFaults[] = {
     {203, "F0203", "fltAdaptorUnitMissing", 238, "equipment-missing"},
     {729, "F0729", "fltEquipmentIOCardThermalThresholdNonCritical", 215, "thermal-problem"},
     {730, "F0730", "fltEquipmentIOCardThermalThresholdCritical", 215, "thermal-problem"},
@@ -58,9 +37,10 @@ const char* const kTooHotCleared = "CARD3: Adaptor Unit 3 is inoperable due to h
 const char* const kTpm =
     "CARD3: Check TPM, either wrong TPM version installed for CPU type or previously installed TPM has been removed";
 
-// Every line of the table with the states that fall under it. The order keeps
+// Every line of the table with the states that fall under it. The texts are for
+// the sensor CARD3 of a card that has the label Adaptor Unit 3. The order keeps
 // the card present: lines that mark it missing are followed by one that ends it.
-const Row kRows[] = {
+const FaultRow kRows[] = {
     {63, 1, kMissing, 203, 0, 0, 0, kLeftAlone},
     {63, 2, kMissing, 203, 0, 0, 0, kLeftAlone},
     {63, 3, kMissing, 203, 0, 0, 0, kLeftAlone},
@@ -132,8 +112,8 @@ const Row kRows[] = {
     {127, 0, kTpm, 1783, 3, 1783, 214, kInoperable},
 };
 
-const Row& kAsserted = kRows[0];
-const Row& kCleared = kRows[9];
+const FaultRow& kAsserted = kRows[0];
+const FaultRow& kCleared = kRows[9];
 
 // On platform 11, with instances from 1, instance 3 is adaptor 3.
 class AddInTest : public FilterTest {
@@ -144,7 +124,7 @@ class AddInTest : public FilterTest {
     return {.sensor = "CARD3", .offset = offset, .state = state, .instance = 3};
   }
 
-  // What every event of the card leaves, whatever comes of it.
+  // What every event of the card writes, whether or not it yields a fault.
   static Written framed() {
     return {.fault_key = 0x1D000353,
             .dn = "sys/rack-unit-1/adaptor-3",
@@ -155,29 +135,15 @@ class AddInTest : public FilterTest {
             .created_time = kNow};
   }
 
-  static Written of(const Row& row, Written written = framed()) {
-    for (const CodeRow& code : kCodes) {
-      if (code.code != row.code) continue;
-      written.code_text = code.code_text;
-      written.fault_dn = *written.dn + "/fault-" + code.code_text;
-      written.name = code.name;
-      written.cause_id = code.cause_id;
-      written.cause = code.cause;
-    }
-    written.descr = row.descr;
-    written.code = row.code;
-    written.disposition = row.disposition;
-    written.clear_code = row.clear_code;
-    written.clear_cause_id = row.clear_cause_id;
-    written.clear_cause = row.clear_cause;
-    return written;
+  static Written of(const FaultRow& row, Written written = framed()) {
+    return written_by(row, kFaults, std::move(written));
   }
 
   void set_missing(int instance, int state) {
     EXPECT_EQ(send({.sensor = "CARD", .offset = 63, .state = state, .instance = instance}).result, 0);
   }
 
-  // A card's bit shows only in what is suppressed.
+  // What is remembered of a card can be seen only by the events that are then suppressed.
   bool is_suppressed(int instance) {
     return send({.sensor = "CARD", .offset = 127, .state = 1, .instance = instance}).result == -1;
   }
@@ -186,27 +152,27 @@ class AddInTest : public FilterTest {
 TEST_F(AddInTest, NullArguments) { expect_null_arguments_rejected(); }
 
 TEST_F(AddInTest, EveryLineOfTheTable) {
-  for (const Row& row : kRows) expect(at(row.offset, row.state), 0, of(row));
+  for (const FaultRow& row : kRows) expect(at(row.offset, row.state), 0, of(row));
 }
 
 TEST_F(AddInTest, OtherOffsetsLeaveAStampedRecord) {
   std::vector<int> offsets = {-2147483647 - 1, -63, 65536 + 63, 256 + 108, 2147483647};
   for (int offset = -2; offset <= 140; ++offset) offsets.push_back(offset);
   for (const int offset : offsets) {
-    if (std::ranges::any_of(kRows, [offset](const Row& row) { return row.offset == offset; })) continue;
+    if (std::ranges::any_of(kRows, [offset](const FaultRow& row) { return row.offset == offset; })) continue;
     for (const int state : {0, 1, 4, 5}) expect(at(offset, state), -1, framed());
   }
 }
 
 TEST_F(AddInTest, MissingCardRaisesNothingElse) {
   expect(at(63, 1), 0, of(kAsserted));
-  for (const Row& row : kRows) {
+  for (const FaultRow& row : kRows) {
     if (row.offset != 63) expect(at(row.offset, row.state), -1, framed());
   }
   expect(at(63, -1), 0, of(kAsserted));  // presence is never suppressed
   expect(at(109, 4), -1, framed());
   expect(at(63, 0), 0, of(kCleared));
-  for (const Row& row : kRows) {
+  for (const FaultRow& row : kRows) {
     if (row.offset != 63) expect(at(row.offset, row.state), 0, of(row));
   }
   expect(at(63, 0), 0, of(kCleared));  // a card that is there may be reported present
@@ -225,7 +191,7 @@ TEST_F(AddInTest, OnlyTheMissingCardIsSuppressed) {
 }
 
 TEST_F(AddInTest, OtherLinesDoNotMarkTheCardMissing) {
-  for (const Row& row : kRows) {
+  for (const FaultRow& row : kRows) {
     if (row.offset == 63) continue;
     expect(at(row.offset, row.state), 0, of(row));
     EXPECT_FALSE(is_suppressed(3)) << row.offset << " " << row.state;
@@ -280,7 +246,7 @@ TEST_F(AddInTest, CardsWithoutAnEntryAreNamedFromTheirInstance) {
       {4, 0x1D000453, "adaptor-4", "CARD3: Add-in Card 4 missing: reseat or replace Add-in Card 4"},
       {0, 0x1D000053, "adaptor-0", "CARD3: Add-in Card 0 missing: reseat or replace Add-in Card 0"},
       {-1, 0xFFFFFF53, "adaptor--1", "CARD3: Add-in Card -1 missing: reseat or replace Add-in Card -1"},
-      // The key's instance has 24 bits, of which the upper 8 join the entity.
+      // 24 bits of the instance go into the key; the upper 8 of them are OR-ed with the entity id.
       {0x130203, 0x1F020353, "adaptor-1245699",
        "CARD3: Add-in Card 1245699 missing: reseat or replace Add-in Card 1245699"},
       {2147483647, 0xFFFFFF53, "adaptor-2147483647",
@@ -297,7 +263,7 @@ TEST_F(AddInTest, CardsWithoutAnEntryAreNamedFromTheirInstance) {
         frame.fault_key = c.key;
         frame.dn = std::string("sys/rack-unit-1/") + c.rn;
         frame.rn = c.rn;
-        Row row = kAsserted;
+        FaultRow row = kAsserted;
         row.descr = c.descr;
         expect({.sensor = "CARD3", .offset = 63, .state = 1, .instance = c.instance}, 0, of(row, frame));
       }
@@ -325,7 +291,7 @@ TEST_F(AddInTest, InstanceIsTranslatedOnceForEveryEvent) {
   for (const int platform : {0, 11, 17, 18, -1, 2147483647}) {
     for (const auto& c : cases) {
       g_platform = platform;
-      // Only the entry of the event's own entity counts.
+      // Only the entry for the entity of the event counts.
       std::ranges::fill(fe_sdr_instance_array, c.sdr == 1 ? 0 : 1);
       fe_sdr_instance_array[c.entity_id] = c.sdr;
       for (const int offset : {63, 127, 64}) {  // reported, suppressed, unknown
@@ -387,7 +353,7 @@ TEST_F(AddInTest, TextOfTheHostIsDividedAtItsFirstColon) {
     Written frame = framed();
     frame.dn = c.dn;
     frame.rn = c.rn;
-    Row row = kCleared;
+    FaultRow row = kCleared;
     row.descr = c.descr.c_str();
     expect(at(63, 0), 0, of(row, frame));
   }
@@ -397,11 +363,11 @@ TEST_F(AddInTest, SensorNameIsReadToItsNul) {
   for (const auto& [sensor, descr] : {
            std::pair{"", ": Adaptor Unit 3 missing: Cleared"},
            std::pair{"ABCDEFGHIJKLMNOPQRS", "ABCDEFGHIJKLMNOPQRS: Adaptor Unit 3 missing: Cleared"},
-           // Twenty characters fill the field; the text goes on into the reading type.
+           // Twenty characters fill the field without a NUL, so the name goes on into the reading type.
            std::pair{"ABCDEFGHIJKLMNOPQRST", "ABCDEFGHIJKLMNOPQRSTZ: Adaptor Unit 3 missing: Cleared"},
            std::pair{"%s%n%d", "%s%n%d: Adaptor Unit 3 missing: Cleared"},
        }) {
-    Row row = kCleared;
+    FaultRow row = kCleared;
     row.descr = descr;
     Event event = at(63, 0);
     event.sensor = sensor;

@@ -148,7 +148,7 @@ class CaddoraTest : public FilterTest {
     return {.sensor = "SD_STATUS", .offset = offset, .state = state, .instance = 4, .entity_id = object.entity_id};
   }
 
-  // What every event of an object leaves, whatever comes of it.
+  // What every event of an object writes, whether or not it yields a fault.
   static Written framed(const Object& object) {
     Written written{.fault_key = object.fault_key, .oid_len = 0, .created = kNowText, .created_time = kNow};
     if (object.entity_id == kController) written.entity_instance = 0;
@@ -175,14 +175,14 @@ class CaddoraTest : public FilterTest {
     return written;
   }
 
-  // The fault DN of an entity without a DN is made of what the caller has there.
+  // When the filter writes no DN, the fault DN is made of the DN that the caller's record had.
   static fe_fault_record callers_record() {
     fe_fault_record record = patterned_record();
     std::strcpy(record.dn, "caller's dn");
     return record;
   }
 
-  // Of the caller's event the controller's instance alone is written.
+  // The filter writes nothing to the caller's event but the controller's instance.
   void expect_either(const Event& event, std::int32_t result, const Written& written) {
     SCOPED_TRACE(::testing::Message() << "entity " << int{event.entity_id});
     if (event.entity_id != kController) return expect(event, result, written, callers_record());
@@ -199,7 +199,7 @@ class CaddoraTest : public FilterTest {
     EXPECT_EQ(send({.offset = offset, .state = state, .instance = instance, .entity_id = kCard}).result, 0);
   }
 
-  // A card's bit shows only in what is suppressed.
+  // What is remembered of a card can be seen only by the events that are then suppressed.
   bool is_suppressed(int instance, std::uint8_t entity_id = kCard) {
     return send({.offset = 14, .state = 1, .instance = instance, .entity_id = entity_id}).result == -1;
   }
@@ -253,7 +253,7 @@ TEST_F(CaddoraTest, MissingCardMutesItsOtherDiskFaults) {
           }
         }
       }
-      // Each of the four ends what any of them began.
+      // A clear of any of the four offsets ends what a raise of any of them began.
       for (const int end : {12, 18, 19, 20}) {
         set_missing(4, 1, offset);
         EXPECT_TRUE(is_suppressed(4));
@@ -329,7 +329,7 @@ TEST_F(CaddoraTest, Instances) {
       {0, 0xD5000053, 0xD6000053, "0"},
       {12, 0xD5000C53, 0xD6000C53, "12"},
       {-1, 0xFFFFFF53, 0xFFFFFF53, "-1"},
-      // The key's instance has 24 bits, of which the upper 8 join the entity.
+      // 24 bits of the instance go into the key; the upper 8 of them are OR-ed with the entity id.
       {0x130203, 0xD7020353, 0xD7020353, "1245699"},
       {2147483647, 0xFFFFFF53, 0xFFFFFF53, "2147483647"},
       {-2147483647 - 1, 0xD5000053, 0xD6000053, "-2147483648"},
@@ -354,7 +354,7 @@ TEST_F(CaddoraTest, Instances) {
       event.instance = c.instance;
       expect(event, 0, of(row_of(offset), 0, drive, c.text));
     }
-    // The controller forgets its number.
+    // The instance of the controller is always reported as 0.
     Event event = at(kObjects[0], 11, 1);
     event.instance = c.instance;
     expect_either(event, 0, of(row_of(11), 1, framed(kObjects[0]), "0"));
@@ -366,7 +366,7 @@ TEST_F(CaddoraTest, SensorNameIsReadToItsNul) {
            std::pair{"", ""},
            std::pair{"VD (1)", "VD (1)"},
            std::pair{"ABCDEFGHIJKLMNOPQRS", "ABCDEFGHIJKLMNOPQRS"},
-           // Twenty characters fill the field; the text goes on into the reading type.
+           // Twenty characters fill the field without a NUL, so the name goes on into the reading type.
            std::pair{"ABCDEFGHIJKLMNOPQRST", "ABCDEFGHIJKLMNOPQRSTZ"},
            std::pair{"%s%n%d", "%s%n%d"},
        }) {

@@ -7,7 +7,7 @@ class ChassisTest : public FilterTest {
  protected:
   ChassisTest() : FilterTest("process_chassis_fault") {}
 
-  // What every event leaves, whatever comes of it.
+  // What every event writes, whether or not it yields a fault.
   static Written framed() {
     return {.fault_key = 0x1D000153,
             .dn = "sys/rack-unit-1",

@@ -126,7 +126,7 @@ class CpuTest : public FilterTest {
 
   static std::vector<std::uint32_t> arcs() { return {1, 3, 6, 1, 4, 1, 32473, 5, 100, 1, 41, 9}; }
 
-  // What an event of an unknown sensor leaves behind its copy.
+  // What an event of an unknown sensor writes besides its copy.
   static Written rejected() { return {.oid = arcs()}; }
 
   // A text: what follows the sensor's name, with the threshold words.

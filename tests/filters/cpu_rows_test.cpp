@@ -9,7 +9,7 @@
 
 #include "filters/cpu_fixture.h"
 
-// The library's names, but of objects that a test can fill.
+// These have the names of the library's tables, but a test can write to them.
 constexpr std::int32_t kCapacity = 40;
 POLAIGA_API fe_sensor_map_row host_rows[kCapacity] __asm__("ent_cpu_map");
 POLAIGA_API std::int32_t host_row_count __asm__("ent_cpu_map_sz");
@@ -26,7 +26,7 @@ const Sensor kCores[] = {
     {"P3_VCORE_TEMP", 255, 255, kCodes, 33, "dn-3", "rn-3", "core 3 at ", " now", ": cool it", true, true, 0},
     {"P4_VCORE_TEMP", 0, 0, kCodes, 34, "dn-4", "rn-4", "core 4 at ", " now", ": cool it", true, true, 255},
 };
-// Listed behind the cores, and not listed.
+// Sensors that are listed behind the core temperatures, and one that is not listed.
 const Sensor kOthers[] = {
     {"PVCCIN_P1_V_MOIN", 15, 25, kCodes, 35, "dn-5", "rn-5", "supply at ", "", ": look", true, true},
     {"PVCCIN_P2_V_MOIN", 16, 26, kCodes, 36, "dn-6", "rn-6", "supply at ", "", "", true, true},
@@ -57,7 +57,7 @@ class CpuRowsTest : public CpuTest {
     host_row_count = 0;
   }
 
-  // Columns that are never read hold what would be seen.
+  // Columns that are never read have values that would be noticed in a record.
   static fe_sensor_map_row& add(const Sensor& sensor) {
     fe_sensor_map_row& row = host_rows[host_row_count++];
     put(row.sensor_name, sensor.name);
@@ -81,7 +81,7 @@ class CpuRowsTest : public CpuTest {
     for (const Sensor& sensor : kOthers) add(sensor);
   }
 
-  // A row of no interest but for one cell.
+  // A row in which only one cell matters.
   static Sensor plain(const char* name) {
     return {name, 9, 8, kCodes, 50, "dn", "rn", "head", "", ": tail", false, false};
   }
@@ -120,7 +120,7 @@ TEST_F(CpuRowsTest, CoreTemperaturesAreClearedByTheirUpperCriticalThreshold) {
           continue;
         }
         SCOPED_TRACE(::testing::Message() << core.name << " state " << state);
-        // 0 goes into the caller's event, the record and what is remembered.
+        // The state 0 is written to the caller's event and to the record, and is remembered.
         const Event event = at(core, 118, state);
         Written written = of(core, 5, 5, 5, 218, "upper critical", true);
         written.event_state = 0;
@@ -141,7 +141,7 @@ TEST_F(CpuRowsTest, CoreTemperatureClearForgetsTheStateBefore) {
   expect(discrete(kCores[1], 6), 0, raised(kCores[1]));
   EXPECT_EQ(send(at(kCores[1], 118, 6)).event.event_state, 0);
   expect(at(kCores[1], 113, 0), 0, of(kCores[1], kOtherLines[4], 0, 0));
-  // A discrete event of the same offset is as it stands.
+  // A discrete event with the same offset keeps its state.
   expect(discrete(kCores[1], 6, 118), 0, raised(kCores[1]));
   expect(discrete(kCores[1], 0, 118), 0, cleared(kCores[1], 6));
 }
@@ -229,7 +229,7 @@ TEST_F(CpuRowsTest, ClearTexts) {
       {"A", "", "A: ", "A:  : Cleared"},
       {"A", ":", "A: :", "A:  : Cleared"},
       {"A", ": b", "A: : b", "A:  : Cleared"},
-      // The name's colons part the text as well, and leading ones are passed over.
+      // Colons in the name split the text, too, and leading colons are skipped.
       {"A:B", "text: more", "A:B: text: more", "A: B: Cleared"},
       {"A:", "text: more", "A:: text: more", "A:  text: Cleared"},
       {":A", "text: more", ":A: text: more", "A:  text: Cleared"},
@@ -256,7 +256,7 @@ TEST_F(CpuRowsTest, NamesAreComparedWhole) {
   for (const char* other : {"ABCDEFGHIJKLMNOPQR", "ABCDEFGHIJKLMNOPQRST", "", "abcdefghijklmnopqrs"}) {
     expect({.sensor = other, .state = 1, .reading_type = 2}, -1, rejected());
   }
-  // A name that fills its field ends there; the event's goes on to its NUL.
+  // The name in a row ends with its field; the name in an event goes on to its NUL.
   add(plain("ABCDEFGHIJKLMNOPQRST"));
   EXPECT_EQ(descr_of_event("ABCDEFGHIJKLMNOPQRST", 1, 0), "ABCDEFGHIJKLMNOPQRST: head: tail");
   EXPECT_EQ(descr_of_event("ABCDEFGHIJKLMNOPQRST", 0, 0), "ABCDEFGHIJKLMNOPQRST:  head: Cleared");

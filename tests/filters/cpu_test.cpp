@@ -101,7 +101,7 @@ TEST_F(CpuTest, ClearReportsTheStateBefore) {
   expect(discrete(kTrip, 1), 0, raised(kTrip));
   expect(discrete(kTrip, 0), 0, cleared(kTrip, 1));
   expect(discrete(kTrip, 0), 0, cleared(kTrip, 0));
-  // Only its low byte.
+  // Only the low byte of the state is written.
   expect(discrete(kTrip, 0x1234), 0, raised(kTrip));
   expect(discrete(kTrip, 0), 0, cleared(kTrip, 0x34));
   expect(discrete(kTrip, 256), 0, raised(kTrip));

@@ -1,4 +1,4 @@
-#include "support/filter_test.h"
+#include "support/fault_row.h"
 
 #include <cstddef>
 #include <string>
@@ -6,27 +6,7 @@
 namespace polaiga::test {
 namespace {
 
-// A line of the decision table. The texts are for FAN3_TACH2, which is fan 6.
-struct Row {
-  int offset;
-  int state;
-  std::optional<std::string> descr;
-  std::uint32_t code;
-  std::uint8_t disposition;
-  std::uint32_t clear_code;
-  std::uint32_t clear_cause_id;
-  std::optional<std::string> clear_cause;
-};
-
-struct CodeRow {
-  std::uint32_t code;
-  const char* code_text;
-  const char* name;
-  std::uint32_t cause_id;
-  const char* cause;
-};
-
-const CodeRow kCodes[] = {
+const KnownFault kFaults[] = {
     {434, "F0434", "fltEquipmentFanMissing", 238, "equipment-missing"},
     {395, "F0395", "fltEquipmentFanPerfThresholdNonCritical", 381, "performance-problem"},
     {396, "F0396", "fltEquipmentFanPerfThresholdCritical", 381, "performance-problem"},
@@ -45,7 +25,7 @@ class FanTest : public FilterTest {
     return {.sensor = kSensor, .offset = offset, .state = state, .instance = kModule};
   }
 
-  // What every event of FAN3_TACH2 leaves, whatever comes of it.
+  // What every event of FAN3_TACH2 writes, whether or not it yields a fault.
   static Written framed() {
     return {.entity_instance = 6,
             .fault_key = 0x1D000653,
@@ -57,26 +37,9 @@ class FanTest : public FilterTest {
             .created_time = kNow};
   }
 
-  static Written of(const Row& row) {
-    Written written = framed();
-    for (const CodeRow& code : kCodes) {
-      if (code.code != row.code) continue;
-      written.code_text = code.code_text;
-      written.fault_dn = "sys/rack-unit-1/fan-module-1-3/fan-2/fault-" + std::string(code.code_text);
-      written.name = code.name;
-      written.cause_id = code.cause_id;
-      written.cause = code.cause;
-    }
-    written.descr = row.descr;
-    written.code = row.code;
-    written.disposition = row.disposition;
-    written.clear_code = row.clear_code;
-    written.clear_cause_id = row.clear_cause_id;
-    written.clear_cause = row.clear_cause;
-    return written;
-  }
+  static Written of(const FaultRow& row) { return written_by(row, kFaults, framed()); }
 
-  // Bits remembered of a fan show only in what is suppressed.
+  // What is remembered of a fan can be seen only by the events that are then suppressed.
   bool is_suppressed(const Event& event) { return send(event).result == -1; }
 };
 
@@ -96,9 +59,10 @@ const char* const kNonRecoverable =
 const char* const kPredictive = "FAN3_TACH2: Fan 6 has asserted a predictive failure: reseat or replace fan 6";
 const char* const kPredictiveCleared = "FAN3_TACH2: Fan 6 predictive failure: Cleared";
 
-// Every line of the table with the states that fall under it. The order keeps
+// Every line of the table with the states that fall under it. The texts are for
+// FAN3_TACH2, which is fan 6. The order keeps
 // the fan present: a line that marks it missing is followed by one that ends it.
-const Row kRows[] = {
+const FaultRow kRows[] = {
     {1, 1, kMissing, 434, 0, 0, 0, kLeftAlone},
     {1, 0, kPresent, 434, 3, 434, 238, kLeftAlone},
     {2, 1, kMissing, 434, 0, 0, 0, kLeftAlone},
@@ -138,7 +102,7 @@ const Row kRows[] = {
 TEST_F(FanTest, NullArguments) { expect_null_arguments_rejected(); }
 
 TEST_F(FanTest, EveryLineOfTheTable) {
-  for (const Row& row : kRows) expect(at(row.offset, row.state), 0, of(row));
+  for (const FaultRow& row : kRows) expect(at(row.offset, row.state), 0, of(row));
 }
 
 TEST_F(FanTest, OtherOffsetsLeaveAStampedRecord) {
@@ -155,7 +119,7 @@ TEST_F(FanTest, MissingFanRaisesNothingElse) {
   }
   expect(at(1, 1), 0, of(kRows[0]));  // presence is never suppressed
   expect(at(2, 0), 0, of(kRows[1]));
-  for (const Row& row : kRows) {
+  for (const FaultRow& row : kRows) {
     if (row.offset > 2) expect(at(row.offset, row.state), 0, of(row));
   }
 }
@@ -178,12 +142,12 @@ TEST_F(FanTest, UnlistedSensorOfAMissingFanIsSuppressed) {
 }
 
 TEST_F(FanTest, SpeedBitsSuppressNothing) {
-  for (const Row& set : {kRows[8], kRows[13], kRows[21]}) expect(at(set.offset, set.state), 0, of(set));
-  for (const Row& row : kRows) expect(at(row.offset, row.state), 0, of(row));
+  for (const FaultRow& set : {kRows[8], kRows[13], kRows[21]}) expect(at(set.offset, set.state), 0, of(set));
+  for (const FaultRow& row : kRows) expect(at(row.offset, row.state), 0, of(row));
 }
 
 TEST_F(FanTest, SpeedSensorSharesTheStateOfTheFanOfItsNumber) {
-  // FAN6_SPEED counts modules, so it is fan 6, as FAN3_TACH2 is.
+  // FAN6_SPEED has the number of its module, so that it shares fan 6 with FAN3_TACH2.
   expect(at(1, 1), 0, of(kRows[0]));
   EXPECT_TRUE(is_suppressed({.sensor = "FAN6_SPEED", .offset = 3, .state = 4, .instance = 6}));
   EXPECT_FALSE(is_suppressed({.sensor = "FAN3_SPEED", .offset = 3, .state = 4, .instance = 3}));
@@ -228,7 +192,7 @@ TEST_F(FanTest, Renumbering) {
 }
 
 TEST_F(FanTest, CriticalClearOfAnUnlistedSensorLeavesTheDescription) {
-  Row row{4, 0, kLeftAlone, 396, 4, 395, 381, kPerformance};
+  FaultRow row{4, 0, kLeftAlone, 396, 4, 395, 381, kPerformance};
   for (const char* sensor : {"FAN7_TACH2", "fan3_TACH2", "XTACH2"}) {
     expect({.sensor = sensor, .offset = 4, .state = 0, .instance = kModule}, 0, of(row));
   }
@@ -263,7 +227,7 @@ TEST_F(FanTest, FansOutsideTheStateAreNeverSuppressed) {
 }
 
 TEST_F(FanTest, ModuleNumbersAtTheEndsOfTheirRange) {
-  // Twice the number does not fit: it wraps as 32-bit arithmetic does.
+  // Twice the module's number does not fit into 32 bits and wraps around.
   const Outcome least = send({.sensor = "TACH1", .offset = 1, .state = 1, .instance = -2147483647 - 1});
   EXPECT_EQ(least.record.event.entity_instance, -1);
   EXPECT_STREQ(least.record.dn, "sys/rack-unit-1/fan-module-1--2147483648/fan-1");
@@ -274,7 +238,7 @@ TEST_F(FanTest, ModuleNumbersAtTheEndsOfTheirRange) {
 }
 
 TEST_F(FanTest, SensorNameIsReadToItsNul) {
-  // Twenty characters fill the field; the text goes on into the reading type.
+  // Twenty characters fill the field without a NUL, so the name goes on into the reading type.
   const Outcome outcome =
       send({.sensor = "ABCDEFGHIJKLMNO_TACH2", .offset = 2, .state = 1, .instance = 1, .reading_type = 0x5A});
   EXPECT_STREQ(outcome.record.descr, "ABCDEFGHIJKLMNO_TACHZ: Fan 1 missing: reseat or replace fan 1");

@@ -1,22 +1,10 @@
 #include <limits>
 #include <string>
 
-#include "support/filter_test.h"
+#include "support/fault_row.h"
 
 namespace polaiga::test {
 namespace {
-
-// A line of the decision table.
-struct Row {
-  int offset;
-  int state;
-  const char* descr;
-  std::uint32_t code;
-  std::uint8_t disposition;
-  std::uint32_t clear_code;
-  std::uint32_t clear_cause_id;
-  const char* clear_cause;
-};
 
 const char* const kNonCritical =
     "FP_AMBIENT: Front Panel Thermal Threshold at upper non critical levels: Check Cooling ";
@@ -26,7 +14,7 @@ const char* const kCritical = "FP_AMBIENT: Front Panel Thermal Threshold at uppe
 const char* const kNonRecoverable =
     "FP_AMBIENT: Front Panel Thermal Threshold at upper non recoverable levels: Check Cooling ";
 
-const Row kRows[] = {
+const FaultRow kRows[] = {
     {105, 1, kNonCritical, 154, 0, 0, 0, ""},
     {105, 2, kNonCritical, 154, 0, 0, 0, ""},
     {105, 4, kNonCritical, 154, 0, 0, 0, ""},
@@ -64,17 +52,10 @@ const Row kRows[] = {
     {107, 261, kNonRecoverable, 155, 3, 153, 215, "thermal-problem"},
 };
 
-struct CodeRow {
-  std::uint32_t code;
-  const char* code_text;
-  const char* fault_dn;
-  const char* name;
-};
-
-const CodeRow kCodes[] = {
-    {153, "F0153", "sys/rack-unit-1/fault-F0153", "fltEquipmentChassisThermalThresholdCritical"},
-    {154, "F0154", "sys/rack-unit-1/fault-F0154", "fltEquipmentChassisThermalThresholdNonCritical"},
-    {155, "F0155", "sys/rack-unit-1/fault-F0155", "fltEquipmentChassisThermalThresholdNonRecoverable"},
+const KnownFault kFaults[] = {
+    {153, "F0153", "fltEquipmentChassisThermalThresholdCritical", 215, "thermal-problem"},
+    {154, "F0154", "fltEquipmentChassisThermalThresholdNonCritical", 215, "thermal-problem"},
+    {155, "F0155", "fltEquipmentChassisThermalThresholdNonRecoverable", 215, "thermal-problem"},
 };
 
 class FrontPanelTest : public FilterTest {
@@ -83,7 +64,7 @@ class FrontPanelTest : public FilterTest {
 
   static Event at(int offset, int state) { return {.sensor = "FP_AMBIENT", .offset = offset, .state = state}; }
 
-  // What every event leaves, whatever comes of it.
+  // What every event writes, whether or not it yields a fault.
   static Written framed() {
     return {.fault_key = 0x1D000153,
             .dn = "sys/rack-unit-1",
@@ -94,30 +75,13 @@ class FrontPanelTest : public FilterTest {
             .created_time = kNow};
   }
 
-  static Written of(const Row& row) {
-    Written written = framed();
-    for (const CodeRow& code : kCodes) {
-      if (code.code != row.code) continue;
-      written.fault_dn = code.fault_dn;
-      written.code_text = code.code_text;
-      written.name = code.name;
-    }
-    written.descr = row.descr;
-    written.disposition = row.disposition;
-    written.cause_id = 215;
-    written.clear_cause_id = row.clear_cause_id;
-    written.cause = "thermal-problem";
-    written.clear_cause = row.clear_cause;
-    written.code = row.code;
-    written.clear_code = row.clear_code;
-    return written;
-  }
+  static Written of(const FaultRow& row) { return written_by(row, kFaults, framed()); }
 };
 
 TEST_F(FrontPanelTest, NullArguments) { expect_null_arguments_rejected(); }
 
 TEST_F(FrontPanelTest, EveryLineOfTheTable) {
-  for (const Row& row : kRows) expect(at(row.offset, row.state), 0, of(row));
+  for (const FaultRow& row : kRows) expect(at(row.offset, row.state), 0, of(row));
 }
 
 TEST_F(FrontPanelTest, OtherOffsetsLeaveAStampedRecord) {
@@ -128,8 +92,8 @@ TEST_F(FrontPanelTest, OtherOffsetsLeaveAStampedRecord) {
 }
 
 TEST_F(FrontPanelTest, RemembersNothing) {
-  for (const Row& before : kRows) {
-    for (const Row& row : kRows) {
+  for (const FaultRow& before : kRows) {
+    for (const FaultRow& row : kRows) {
       EXPECT_EQ(send(at(before.offset, before.state)).result, 0);
       expect(at(row.offset, row.state), 0, of(row));
     }
@@ -175,9 +139,9 @@ TEST_F(FrontPanelTest, SensorNameIsReadToItsNul) {
                {"ABCDEFGHIJKLMNOPQRS", "ABCDEFGHIJKLMNOPQRS"},
                {"ABCDEFGHIJKLMNOPQRST", "ABCDEFGHIJKLMNOPQRSTZ"}};  // goes on into the reading type
   for (const auto& c : cases) {
-    for (const Row& row : kRows) {
+    for (const FaultRow& row : kRows) {
       Written written = of(row);
-      written.descr = c.name + std::string(row.descr).substr(std::string("FP_AMBIENT").size());
+      written.descr = c.name + std::string(*row.descr).substr(std::string("FP_AMBIENT").size());
       expect({.sensor = c.sensor, .offset = row.offset, .state = row.state, .reading_type = 'Z'}, 0, written);
     }
   }

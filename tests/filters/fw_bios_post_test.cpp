@@ -13,7 +13,7 @@ class FwBiosPostTest : public FilterTest {
 
   static Event at(int offset, int state) { return {.sensor = "BIOS_POST", .offset = offset, .state = state}; }
 
-  // What every event leaves, and what a clear hands to the engine.
+  // What every event writes, and what the record holds when a clear is handed to the engine.
   static Written framed() {
     return {.fault_key = 0x1D000153,
             .dn = "sys/rack-unit-1",
@@ -52,7 +52,7 @@ class FwBiosPostTest : public FilterTest {
     return written;
   }
 
-  // A clear, and that the engine was told of it once, before the fault was written.
+  // Sends a clear, and checks that the engine was told of it once, before the fault was written.
   void expect_clear(const Event& event, const Written& handed_over, const Written& written) {
     host().cleaned_up.clear();
     host().cleanup_arguments.clear();

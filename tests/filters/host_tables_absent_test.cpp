@@ -1,4 +1,4 @@
-// A host that defines none of the three tables: the library has its own, empty ones.
+// A host that defines none of the three tables. Then those of the library count, which are empty.
 #include <polaiga/tables.h>
 
 #include <cstring>

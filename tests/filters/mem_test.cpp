@@ -1,39 +1,10 @@
 #include <string>
 #include <vector>
 
-#include "support/filter_test.h"
+#include "support/fault_row.h"
 
 namespace polaiga::test {
 namespace {
-
-struct Fault {
-  std::uint32_t code;
-  const char* code_text;
-  const char* name;
-};
-
-struct Cause {
-  std::uint32_t id;
-  const char* text;
-};
-
-// What a line says of the fault that is over.
-struct Cleared {
-  std::uint32_t code;
-  std::uint32_t cause_id;
-  std::optional<std::string> cause;
-};
-
-// A line of the decision table with states that fall under it.
-struct Row {
-  int offset;
-  std::vector<int> states;
-  const char* descr;
-  Fault fault;
-  Cause cause;
-  std::uint8_t disposition;
-  Cleared cleared;
-};
 
 const Fault kMissing{502, "F0502", "fltMemoryUnitIdentityUnestablishable"};
 const Fault kHot{186, "F0186", "fltMemoryUnitThermalThresholdNonCritical"};
@@ -57,7 +28,7 @@ const Cleared kMissingTextLeft{502, 238, {}};
 
 // The texts are for the sensor MEM_S of unit or riser 3.
 // clang-format off
-const Row kRows[] = {
+const StatesRow kRows[] = {
     {64, {1, 2, 3, 4, 5, 6, 7, 100, -1}, "MEM_S: Memory Unit 3 missing: reseat or replace physical memory 3", kMissing, kEquipmentMissing, 0, kNothingTextLeft},
     {64, {0}, "MEM_S: Memory Unit 3 missing: Cleared", kMissing, kEquipmentMissing, 3, kMissingTextLeft},
     {90, {1, 2, 3, 4, 5, 6, 7, 100, -1}, "MEM_S: Memory Riser 3 missing: reseat or replace memory riser 3", kMissing, kEquipmentMissing, 0, kNothingTextLeft},
@@ -102,7 +73,7 @@ class MemTest : public FilterTest {
     return {.sensor = "MEM_S", .offset = offset, .state = state, .instance = 3};
   }
 
-  // Risers are addressed through their array; offset 85 is one and is not.
+  // Risers are addressed through their array. Offset 85 is a riser's, but is not addressed so.
   static bool is_of_the_array(int offset) {
     for (const int riser : {75, 76, 77, 87, 88, 89, 90, 96, 97, 99, 100}) {
       if (offset == riser) return true;
@@ -110,7 +81,7 @@ class MemTest : public FilterTest {
     return false;
   }
 
-  // What every event of MEM_S leaves, whatever comes of it.
+  // What every event of MEM_S writes, whether or not it yields a fault.
   static Written framed(int offset) {
     const bool array = is_of_the_array(offset);
     return {.entity_instance = 0x0B0C0D03,  // the group 0x0A0B0C0D, shifted, and 3
@@ -123,24 +94,10 @@ class MemTest : public FilterTest {
             .created_time = kNow};
   }
 
-  static Written of(const Row& row) {
-    Written written = framed(row.offset);
-    written.fault_dn = *written.dn + "/fault-" + row.fault.code_text;
-    written.code_text = row.fault.code_text;
-    written.descr = row.descr;
-    written.disposition = row.disposition;
-    written.cause_id = row.cause.id;
-    written.clear_cause_id = row.cleared.cause_id;
-    written.cause = row.cause.text;
-    written.clear_cause = row.cleared.cause;
-    written.code = row.fault.code;
-    written.clear_code = row.cleared.code;
-    written.name = row.fault.name;
-    return written;
-  }
+  static Written of(const StatesRow& row) { return written_by(row, framed(row.offset)); }
 
   void expect_every_line() {
-    for (const Row& row : kRows) {
+    for (const StatesRow& row : kRows) {
       for (const int state : row.states) expect(at(row.offset, state), 0, of(row));
     }
   }
@@ -173,7 +130,7 @@ TEST_F(MemTest, EveryInstanceIsAccepted) {
     for (const int missing : {1, 0}) {
       EXPECT_EQ(send({.sensor = "M", .offset = 64, .state = missing, .instance = instance}).result, 0) << instance;
       EXPECT_EQ(send({.sensor = "M", .offset = 90, .state = missing, .instance = instance}).result, 0) << instance;
-      for (const Row& row : kRows) {
+      for (const StatesRow& row : kRows) {
         EXPECT_EQ(send({.sensor = "M", .offset = row.offset, .state = 5, .instance = instance}).result, 0) << instance;
       }
     }
@@ -253,7 +210,7 @@ TEST_F(MemTest, SensorNames) {
                "%s%n:%d: DIMM 3 is inoperable : Cleared");
   EXPECT_STREQ(send({.sensor = "ABCDEFGHIJKLMNOPQRS", .offset = 64, .state = 0, .instance = 3}).record.descr,
                "ABCDEFGHIJKLMNOPQRS: Memory Unit 3 missing: Cleared");
-  // Twenty characters fill the field; the text goes on into the reading type.
+  // Twenty characters fill the field without a NUL, so the name goes on into the reading type.
   const Event full{.sensor = "ABCDEFGHIJKLMNOPQRST", .offset = 64, .state = 0, .instance = 3, .reading_type = 0x5A};
   EXPECT_STREQ(send(full).record.descr, "ABCDEFGHIJKLMNOPQRSTZ: Memory Unit 3 missing: Cleared");
 }

@@ -14,7 +14,7 @@ class NeTest : public FilterTest {
 
   static Event at(int offset, int state) { return {.sensor = "MGMT_LINK", .offset = offset, .state = state}; }
 
-  // What every event leaves, but for the code text and the fault DN.
+  // What every event writes, except the code text and the fault DN.
   static Written framed() {
     return {.fault_key = 0x1D000153,
             .dn = "sys/rack-unit-1/mgmt/if-1",
@@ -113,7 +113,7 @@ TEST_F(NeTest, OtherOffsetsLeaveADescriptionWithoutAColonOrOfARaise) {
 }
 
 TEST_F(NeTest, OtherOffsetsCutNoFurtherThanTheDescription) {
-  // The time stamp behind an unterminated description has colons; they are not its own.
+  // The time stamp behind the description has colons, too, but they are not part of it.
   expect(at(125, 0), -1, rejected("F-1515870811"));
   Written written = rejected("F0007");
   written.descr = std::string(215, 'x') + ": Cleare";
@@ -177,7 +177,7 @@ TEST_F(NeTest, SensorNameIsReadToItsNul) {
   }
 }
 
-// A name that runs on behind the event.
+// A sensor name that goes on behind the event.
 struct LongEvent {
   fe_sensor_event event;
   char more[300];

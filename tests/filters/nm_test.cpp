@@ -321,7 +321,7 @@ TEST_F(NmTest, TextsWithoutANul) {
   written.fault_dn = dn.substr(1);
   written.rn = std::string(31, 'R');
   written.descr = std::string(223, 'T');
-  // The last row of the array: nothing of the table's is behind it.
+  // The last row of the array: no other row lies behind it.
   std::vector<Cells> rows(24, Cells{.offset = 9});
   rows.back() = cells;
   set_rows(rows);

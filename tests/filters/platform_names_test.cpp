@@ -1,5 +1,5 @@
-// The names of units that the add-in card and storage filters hand to the host:
-// what they hold is read by a host that searches them.
+// The tables of names that the add-in card and storage filters pass to the host, read as
+// a host reads them.
 #include "support/filter_test.h"
 
 #include <polaiga/services.h>
@@ -90,7 +90,7 @@ std::vector<int> instances() {
   return all;
 }
 
-// A table cell by cell: an engine may search it in its own way.
+// Compares a table cell by cell, since an engine may search it in any way.
 void expect_rows(const fe_platform_names* table, const Platform (&platforms)[kPlatforms]) {
   ASSERT_NE(table, nullptr);
   for (std::size_t platform = 0; platform < kPlatforms; ++platform) {

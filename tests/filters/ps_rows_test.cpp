@@ -9,7 +9,7 @@
 
 #include "support/filter_test.h"
 
-// The library's names, but of objects that a test can fill.
+// These have the names of the library's tables, but a test can write to them.
 POLAIGA_API fe_sensor_map_row host_rows[4] __asm__("ent_ps_map");
 POLAIGA_API std::int32_t host_row_count __asm__("ent_ps_map_sz");
 
@@ -27,7 +27,8 @@ struct Row {
   std::uint32_t clear_cause_id;
 };
 
-// Base code 2000; 2001 and 2002 are never used; 2003, 2004, 2005; cause 777.
+// The codes are 2000 for the base and 2001 to 2005 for the levels, of which 2001 and 2002
+// are never used. The cause is 777.
 // clang-format off
 const Row kRows[] = {
     {3, {0}, "READING: of 2 is lower non-critical: Cleared", 2000, "F2000", 4, 2000, 777},
@@ -55,7 +56,7 @@ class PsRowsTest : public FilterTest {
     host_row_count = 0;
   }
 
-  // Columns that are never read hold what would be seen.
+  // Columns that are never read have values that would be noticed in a record.
   static void add(const char* format, std::uint8_t row_number = 200) {
     fe_sensor_map_row& row = host_rows[host_row_count++];
     put(row.sensor_name, "READING");

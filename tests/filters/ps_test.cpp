@@ -3,39 +3,10 @@
 #include <utility>
 #include <vector>
 
-#include "support/filter_test.h"
+#include "support/fault_row.h"
 
 namespace polaiga::test {
 namespace {
-
-struct Fault {
-  std::uint32_t code;
-  const char* code_text;
-  const char* name;
-};
-
-struct Cause {
-  std::uint32_t id;
-  const char* text;
-};
-
-// What a line says of the fault that is over.
-struct Cleared {
-  std::uint32_t code;
-  std::uint32_t cause_id;
-  std::optional<std::string> cause;
-};
-
-// A line of the decision table with states that fall under it.
-struct Row {
-  int offset;
-  std::vector<int> states;
-  const char* descr;
-  Fault fault;
-  Cause cause;
-  std::uint8_t disposition;
-  Cleared cleared;
-};
 
 const Fault kMissing{378, "F0378", "fltEquipmentPsuMissing"};
 const Fault kInoperable{374, "F0374", "fltEquipmentPsuInoperable"};
@@ -67,7 +38,7 @@ const Cleared kMissingTextLeft{378, 238, {}};
 // The texts are for the sensor PSX of power supply 6. The order keeps the
 // supply present: a line that marks it missing is followed by one that ends it.
 // clang-format off
-const Row kRows[] = {
+const StatesRow kRows[] = {
     {30, {1, 2, 3, 4, 5, 6, 7, 100, -1, 256}, "PSX: Power Supply 6 missing: reseat or replace PS 6", kMissing, kCauseMissing, 0, kNothingTextLeft},
     {30, {0}, "PSX: Power Supply 6 missing: Cleared", kMissing, kCauseMissing, 3, kMissingTextLeft},
     {112, {1, 2, 3, 4, 5, 6, 7, 100, -1, 256}, "PSX: Main Power Supply missing, check AC/DC power input", kMissing, kCauseMissing, 0, kNothingTextLeft},
@@ -147,7 +118,7 @@ const ReadingRow kReadingRows[] = {
     {5, {5}, 393, 6, 394, 344}, {5, {1, 2, 3, 4, 6, 7, 100, -1}, 394, 5, 393, 344},
 };
 
-// The sensor's name stands where the level is meant to: intended.
+// The description has the sensor's name where the level would be expected: intended.
 const struct {
   const char* sensor;
   int row;
@@ -197,26 +168,15 @@ class PsTest : public FilterTest {
             .created_time = kNow};
   }
 
-  static Written of(const Row& row) {
+  static Written of(const StatesRow& row) {
     Written written = framed();
     written.fault_key = 0x1D000653 + row.fault.code;
     if (is_redundancy(row.offset)) written.dn = "sys/rack-unit-1";
-    written.fault_dn = *written.dn + "/fault-" + row.fault.code_text;
-    written.code_text = row.fault.code_text;
-    written.descr = row.descr;
-    written.disposition = row.disposition;
-    written.cause_id = row.cause.id;
-    written.clear_cause_id = row.cleared.cause_id;
-    written.cause = row.cause.text;
-    written.clear_cause = row.cleared.cause;
-    written.code = row.fault.code;
-    written.clear_code = row.cleared.code;
-    written.name = row.fault.name;
-    return written;
+    return written_by(row, written);
   }
 
-  static const Row& row_of(int offset, int state) {
-    for (const Row& row : kRows) {
+  static const StatesRow& row_of(int offset, int state) {
+    for (const StatesRow& row : kRows) {
       for (const int other : row.states) {
         if (row.offset == offset && other == state) return row;
       }
@@ -225,7 +185,8 @@ class PsTest : public FilterTest {
     return kRows[0];
   }
 
-  // A redundancy event may leave the end of the supply's longer name behind its own.
+  // A redundancy event writes a DN over that of the supply, which is longer, so that the end
+  // of the longer one may remain behind the NUL.
   void expect_written(const Event& event, const Written& written) {
     fe_fault_record before = patterned_record();
     if (is_redundancy(event.offset)) {
@@ -245,7 +206,7 @@ TEST_F(PsTest, NullArguments) {
 }
 
 TEST_F(PsTest, EveryLineOfTheTable) {
-  for (const Row& row : kRows) {
+  for (const StatesRow& row : kRows) {
     for (const int state : row.states) expect_written(at(row.offset, state), of(row));
   }
 }
@@ -261,7 +222,7 @@ TEST_F(PsTest, OtherOffsetsLeaveAStampedRecord) {
 TEST_F(PsTest, MissingSupplyRaisesNothingElse) {
   for (const int presence : {30, 112}) {
     expect_line(presence, 1);
-    for (const Row& row : kRows) {
+    for (const StatesRow& row : kRows) {
       if (row.offset == 30 || row.offset == 112) continue;
       for (const int state : row.states) {
         if (state == 0) {
@@ -276,7 +237,7 @@ TEST_F(PsTest, MissingSupplyRaisesNothingElse) {
     expect_line(30, 1);  // presence itself is never suppressed
     expect_line(112, 1);
     expect_line(presence, 0);
-    for (const Row& row : kRows) {
+    for (const StatesRow& row : kRows) {
       for (const int state : row.states) expect_written(at(row.offset, state), of(row));
     }
   }
@@ -318,13 +279,13 @@ TEST_F(PsTest, SuppliesOutsideTheStateAreRejected) {
     written.dn = "sys/rack-unit-1/psu-" + number;
     written.rn = "psu-" + number;
     written.fault_key = (0x1D000053U | (static_cast<std::uint32_t>(instance) << 8)) + kCodeBefore;
-    for (const Row& row : kRows) {
+    for (const StatesRow& row : kRows) {
       for (const int state : {0, 1, 4, 5}) expect(at(row.offset, state, instance), -1, written);
     }
     expect(at(31, 1, instance), -1, written);
   }
   for (const int instance : {0, 255}) {
-    for (const Row& row : kRows) {
+    for (const StatesRow& row : kRows) {
       for (const int state : row.states) {
         EXPECT_EQ(send(at(row.offset, state, instance)).result, 0) << instance << ", offset " << row.offset;
       }
@@ -368,7 +329,7 @@ TEST_F(PsTest, KeyAdditionWraps) {
   event.entity_id = 0xFF;
   event.entity_subtype = 0xFF;
   expect(event, 0, written);
-  // The row's number goes into the key, the event's entity stays.
+  // The key has the number of the row and the entity of the event.
   event = {.sensor = "PSU2_POUT", .offset = 3, .state = 1, .instance = -1, .entity_id = 0xFF, .entity_subtype = 0xFF};
   EXPECT_EQ(send(event).record.fault_key, 0xFF0004FF + 392U);
 }
@@ -436,7 +397,7 @@ TEST_F(PsTest, PowerReadings) {
   }
 }
 
-// The raise text is written first and then cut, and keeps its end behind the NUL.
+// The raise text is written first and then cut, so that its end remains behind the NUL.
 TEST_F(PsTest, ClearedPowerReadingHasTheEndOfTheRaiseTextBehindItsNul) {
   const Outcome outcome = send({.sensor = "PSU1_PIN", .offset = 3, .state = 0, .instance = 1});
   const std::string text(std::begin(outcome.record.descr), std::end(outcome.record.descr));
@@ -473,7 +434,7 @@ TEST_F(PsTest, PowerReadingOfAnUnknownSensorIsRejected) {
   }
 }
 
-// The unit of names and state is the event's; what leaves is the sensor's row.
+// Names and memory follow the instance of the event; the record's instance is the sensor's row.
 TEST_F(PsTest, OtherEventsOfAPowerReadingSensor) {
   Written missing = of(kRows[0]);
   missing.entity_instance = 3;
@@ -557,7 +518,7 @@ TEST_F(PsTest, SensorNames) {
                "%s%n:%d: Main Power missing: Cleared");
   EXPECT_STREQ(send({.sensor = "ABCDEFGHIJKLMNOPQRS", .offset = 32, .state = 0, .instance = 6}).record.descr,
                "ABCDEFGHIJKLMNOPQRS: Power Supply 6 input error: Cleared");
-  // Twenty characters fill the field; the text goes on into the reading type.
+  // Twenty characters fill the field without a NUL, so the name goes on into the reading type.
   const Event full{.sensor = "ABCDEFGHIJKLMNOPQPOU", .offset = 52, .state = 0, .instance = 6, .reading_type = 0x54};
   EXPECT_STREQ(send(full).record.descr,
                "ABCDEFGHIJKLMNOPQPOUT: Power Supply 6 output power is upper non critical levels: Cleared ");

@@ -97,7 +97,7 @@ const Row& row_of(int offset) {
 bool marks_missing(int offset) { return offset == 12 || (offset >= 18 && offset <= 20); }
 bool is_muted(int offset) { return (offset >= 14 && offset <= 17) || offset == 21; }
 
-// An object as its event gives it, and what the filter makes of that.
+// The fields of an event that identify an object, and what the filter writes for them.
 struct Object {
   int platform = 0;
   std::uint8_t entity_id = 0;
@@ -113,8 +113,8 @@ struct Object {
   std::string drive = "0";
 };
 
-// What the tests of the table run on: every entity with a controller that is
-// SAS, one that has another name and one that has none.
+// The objects of the tests of the decision table: every entity, with a controller whose
+// name begins with SAS, with one that has another name, and with one that has no name.
 const Object kObjects[] = {
     {11, kController, 0, 11, 2, 0xD0000B00, "storage-SAS-SAS", "Translated User Instance: SASSTOR_CTLR_ENTITY\n",
      "SLOT-SAS", "SLOT-SAS"},
@@ -193,7 +193,7 @@ class StorageTest : public FilterTest {
     return outcome;
   }
 
-  // What every event of an object leaves, whatever comes of it.
+  // What every event of an object writes, whether or not it yields a fault.
   static Written framed(const Object& object) {
     Written written{.fault_key = object.fault_key, .oid_len = 0, .created = kNowText, .created_time = kNow};
     if (object.rn.empty()) return written;
@@ -217,7 +217,7 @@ class StorageTest : public FilterTest {
     return written;
   }
 
-  // The fault DN of an entity without a DN is made of what the caller has there.
+  // When the filter writes no DN, the fault DN is made of the DN that the caller's record had.
   static fe_fault_record callers_record() {
     fe_fault_record record = patterned_record();
     std::strcpy(record.dn, "caller's dn");
@@ -258,7 +258,7 @@ class StorageTest : public FilterTest {
     EXPECT_EQ(send({.offset = offset, .state = state, .instance = instance, .entity_id = entity_id}).result, 0);
   }
 
-  // A disk's bit shows only in what is muted.
+  // What is remembered of a disk can be seen only by the events that are then suppressed.
   bool is_suppressed(int instance, std::uint8_t entity_id = kDisk) {
     return send({.offset = 15, .state = 1, .instance = instance, .entity_id = entity_id}).result == -1;
   }
@@ -310,7 +310,7 @@ TEST_F(StorageTest, MissingDiskMutesItsOtherFaults) {
         }
       }
     }
-    // Each of the four ends what any of them began.
+    // A clear of any of the four offsets ends what a raise of any of them began.
     for (const int end : {12, 18, 19, 20}) {
       set_missing(4, 1, begin);
       EXPECT_TRUE(is_suppressed(4));
@@ -404,7 +404,7 @@ TEST_F(StorageTest, NumbersAtTheEndsOfTheirRange) {
       {256, 0x10000, "256", "0", "0"},
       {259, 0x10300, "259", "3", "3"},
       {-1, 0xFFFFFF00, "-1", "255", "63"},
-      // The key's instance has 24 bits, of which the upper 8 join the entity.
+      // 24 bits of the instance go into the key; the upper 8 of them are OR-ed with the entity id.
       {0x230203, 0x23020300, "2294275", "3", "3"},
       {2147483647, 0xFFFFFF00, "2147483647", "255", "63"},
       {-2147483647 - 1, 0, "-2147483648", "0", "0"},
@@ -517,7 +517,8 @@ TEST_F(StorageTest, LongNamesAreCut) {
   EXPECT_EQ(framed(battery).rn, cut_in_a_word);
   expect_fault(battery, row_of(26), 1);
 
-  // The DN just fits and leaves its fault DN no room; then it is too long itself.
+  // First the DN just fits, and leaves no room for the rest of the fault DN. Then the DN
+  // itself is too long.
   for (const std::size_t length : {40, 41}) {
     const std::string name(length, 'N');
     host().translate = [&name](std::int32_t, std::int32_t instance) {
@@ -579,7 +580,7 @@ TEST_F(StorageTest, InstanceAndGroupAreTranslatedForEveryEvent) {
   }
 }
 
-// The logger is called with the fault in the record, and before its description.
+// When the logger is called, the record has the fault, but not yet its description.
 TEST_F(StorageTest, LoggerSeesTheFaultNotYetDescribed) {
   const std::string before(4, '\xA5');
   for (const Row& row : kRows) {

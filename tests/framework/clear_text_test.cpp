@@ -13,7 +13,7 @@ struct Case {
   std::string cleared;
 };
 
-// The description's field between bytes that must stay as they are.
+// A description between bytes that must not change.
 class Description {
  public:
   explicit Description(const std::string& text) {
@@ -123,6 +123,30 @@ TEST(ClearByTokens, FieldWithoutANul) {
     EXPECT_TRUE(clear(descr.field()));
     EXPECT_EQ(descr.text(), x(223));
     EXPECT_TRUE(descr.guards_hold());
+  }
+}
+
+// Both tokens are moved within the field, which may be full and without a NUL. Wherever they
+// stand, the result consists of them and is cut to the field, and no byte behind it changes.
+TEST(ClearByTokens, TokensMayStandAnywhere) {
+  for (std::size_t before = 0; before <= 3; ++before) {
+    for (std::size_t between = 1; between <= 3; ++between) {
+      for (std::size_t first = 1; before + first + between < FE_DESCR_SIZE; ++first) {
+        for (const std::size_t second : {std::size_t{1}, std::size_t{40}, FE_DESCR_SIZE - before - first - between}) {
+          if (before + first + between + second > FE_DESCR_SIZE) continue;
+          std::string text = std::string(before, ':') + x(first) + std::string(between, ':') + std::string(second, 'y');
+          text.resize(FE_DESCR_SIZE, '\0');
+          const std::string cleared = (x(first) + ": " + std::string(second, 'y') + ": Cleared").substr(0, 223);
+          std::string want = text;
+          want.replace(0, cleared.size() + 1, cleared.c_str(), cleared.size() + 1);
+          Description descr("");
+          std::memcpy(descr.field(), text.data(), FE_DESCR_SIZE);
+          EXPECT_TRUE(name_and_text(descr.field()));
+          ASSERT_EQ(std::string(descr.field(), FE_DESCR_SIZE), want) << before << ' ' << first << ' ' << between;
+          EXPECT_TRUE(descr.guards_hold());
+        }
+      }
+    }
   }
 }
 

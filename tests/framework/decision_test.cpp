@@ -181,7 +181,7 @@ constexpr Rule kLastTwice[] = {
     {{.offsets = 1, .states = kAsserted}, 1}, {{.offsets = 1, .states = kDeasserted}, 2}, {{.offsets = {1, 9}}, 3}};
 static_assert(!decides_once(kLastTwice));
 
-// Whether the second rule is behind the first.
+// Whether the first rule takes every event that the second one holds for.
 constexpr bool hidden(const Condition& before, const Condition& after) {
   const Rule rules[] = {{before, 1}, {after, 2}};
   return !each_can_hold(rules);

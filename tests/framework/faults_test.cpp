@@ -15,8 +15,7 @@ constexpr FaultRule kRaiseRule{.when = {},
                                .descr = "%s: Fan %d is degraded",
                                .fault = &kFault,
                                .disposition = Disposition::kRaise,
-                               .clear_code = 0,
-                               .clear_cause = kCauseEmpty};
+                               .clear_cause = kNumberAndText};
 
 const Insert kInsert{.first = "FAN1", .number = 3};
 
@@ -56,45 +55,42 @@ TEST(ApplyFaultRule, WritesARaise) {
   expect_same(record, want);
 }
 
-TEST(ApplyFaultRule, LeavesWhatHasNoValue) {
-  FaultRule rule = kRaiseRule;
-  rule.descr = nullptr;
-  rule.disposition = Disposition::kDispositionUntouched;
-  rule.clear_code = 12;
-  rule.clear_cause = kCauseUntouched;
+TEST(ApplyFaultRule, LeavesWhatTheRuleDoesNotName) {
+  constexpr FaultRule rule{.when = {}, .descr = nullptr, .fault = &kFault};
   fe_fault_record record = patterned();
   fe_fault_record want = with_fault();
-  want.clear_code = 12;
+  want.clear_code = 0;
   record.descr[5] = '\0';
   want.descr[5] = '\0';
   apply(rule, record, kInsert);
   expect_same(record, want);
 }
 
-TEST(ApplyFaultRule, ClearCauses) {
+TEST(ApplyFaultRule, WhatIsCleared) {
+  constexpr Fault kOverheated{379, "fltEquipmentIOCardThermalProblem", kThermalProblem};
   const struct {
+    const Fault* cleared;
     ClearCause clear_cause;
+    std::uint32_t code;
     std::optional<std::uint32_t> id;
     std::optional<std::string> text;
   } cases[] = {
-      {kCauseUntouched, {}, {}},
-      {kCauseZero, 0, {}},
-      {kCauseEmpty, 0, ""},
-      {full(kThermalProblem), 215, "thermal-problem"},
-      {number_only(kThermalProblem), 215, {}},
+      {nullptr, kCauseUntouched, 0, {}, {}},     {nullptr, kNumberOnly, 0, 0, {}},
+      {nullptr, kNumberAndText, 0, 0, ""},       {&kOverheated, kCauseUntouched, 379, {}, {}},
+      {&kOverheated, kNumberOnly, 379, 215, {}}, {&kOverheated, kNumberAndText, 379, 215, "thermal-problem"},
   };
   for (const auto& c : cases) {
     FaultRule rule = kRaiseRule;
+    rule.cleared = c.cleared;
     rule.clear_cause = c.clear_cause;
     rule.disposition = Disposition::kPresence;
-    rule.clear_code = 371;
     rule.descr = "plain";
     fe_fault_record record = patterned();
     apply(rule, record, kInsert);
     fe_fault_record want = with_fault();
     std::strcpy(want.descr, "plain");
     want.disposition = 3;
-    want.clear_code = 371;
+    want.clear_code = c.code;
     if (c.id) want.clear_cause_id = *c.id;
     if (c.text) std::strcpy(want.clear_cause, c.text->c_str());
     expect_same(record, want);
@@ -151,7 +147,7 @@ TEST(Causes, Numbers) {
   };
   for (const auto& c : cases) {
     EXPECT_EQ(c.cause.id, c.id);
-    EXPECT_STREQ(c.cause.text, c.text);
+    EXPECT_EQ(c.cause.text, c.text);
   }
 }
 

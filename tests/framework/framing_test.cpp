@@ -24,7 +24,7 @@ class FramingTest : public ::testing::Test {
     std::memset(&before_, kPattern, sizeof before_);
   }
 
-  // Whether the record is what it was, but for what the test has done to `before_`.
+  // Whether the record is as `before_` says. A test writes there what it expects to change.
   bool is_otherwise_untouched() const { return std::memcmp(&record_, &before_, sizeof record_) == 0; }
 
   void set_key_fields(std::uint8_t entity_id, std::int32_t instance, std::uint8_t entity_subtype) {
@@ -214,7 +214,7 @@ const char* const kSixtyThree = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstu
 
 class StampTest : public FramingTest {
  protected:
-  // Stamps and checks all that it leaves.
+  // Writes a stamp and checks everything that it wrote.
   void expect_stamp(const std::optional<std::string>& file, const char* zone, std::int64_t now, const char* created) {
     SCOPED_TRACE(::testing::Message() << (file ? *file : "no file") << " at " << now);
     host().timezone_file = file;

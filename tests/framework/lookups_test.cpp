@@ -38,7 +38,7 @@ const Listed kProcessors[] = {
     {"PVPP_CD", 16},         {"PVPP_EF", 17},      {"PVPP_GH", 18},      {"P1_TEMP_SENS", 19}, {"P2_TEMP_SENS", 20},
 };
 
-// None of these is in any list.
+// Names that are in none of the lists.
 const char* const kUnlisted[] = {
     "",
     " ",

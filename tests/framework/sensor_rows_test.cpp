@@ -67,7 +67,7 @@ TEST(FindRow, CountBelowOneIsAnEmptyTable) {
 
 constexpr std::uint32_t kBefore = 0xABABABAB;
 
-// What a rule leaves of the fields that it may write.
+// What a rule writes to the fields that it may write.
 struct Applied {
   std::uint32_t code = kBefore;
   std::uint32_t clear_code = kBefore;

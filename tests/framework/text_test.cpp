@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <limits>
@@ -13,7 +14,7 @@ namespace {
 constexpr std::int32_t kLeast = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
 
-// A field between bytes that must stay as they are; so must those behind the text.
+// A field between bytes that must not change. The bytes behind the text in it must not change, either.
 template <std::size_t N>
 struct Guarded {
   std::array<char, 16> before;
@@ -81,6 +82,41 @@ TEST(HoldsName, ComparesTheFieldWhole) {
   EXPECT_FALSE(holds_name(empty, "A"));
 }
 
+// Names of every length, because they are compared in different ways. Each name is compared
+// with itself, and with a name that differs at one place, for every place.
+TEST(HoldsName, NoticesADifferenceAnywhere) {
+  for (std::size_t size = 1; size <= 20; ++size) {
+    const std::string name = std::string("ABCDEFGHIJKLMNOPQRST").substr(0, size);
+    char field[20] = {};
+    std::copy(name.begin(), name.end(), field);
+    EXPECT_TRUE(holds_name(field, name)) << name;
+    for (char& letter : field) {
+      letter ^= 1;
+      EXPECT_FALSE(holds_name(field, name) && &letter <= field + size) << name << " " << &letter - field;
+      letter ^= 1;
+    }
+  }
+}
+
+TEST(SameText, NoticesADifferenceAnywhere) {
+  for (std::size_t size = 0; size <= 64; ++size) {
+    const std::string text(size, 'a');
+    EXPECT_TRUE(same_text(text.data(), std::string(size, 'a').data(), size)) << size;
+    for (std::size_t at = 0; at < size; ++at) {
+      std::string other = text;
+      other[at] = 'b';
+      EXPECT_FALSE(same_text(text.data(), other.data(), size)) << size << " " << at;
+    }
+  }
+}
+
+TEST(Contains, FindsTheWordAnywhere) {
+  for (const char* text : {"TACH1", "FAN1_TACH1", "TACH1_SPEED", "TTACH1", "TACTACH1", "TACH2TACH1"})
+    EXPECT_TRUE(contains(text, "TACH1")) << text;
+  for (const char* text : {"", "T", "TACH", "TACH2", "tach1", "TAC H1", "ACH1", "1TACH"})
+    EXPECT_FALSE(contains(text, "TACH1")) << text;
+}
+
 TEST(TextOrEmpty, NullIsEmpty) {
   EXPECT_EQ(text_or_empty(nullptr), "");
   EXPECT_EQ(text_or_empty(""), "");
@@ -116,6 +152,34 @@ TEST(TextWriter, CutsAtTheEndOfTheField) {
       EXPECT_TRUE(in_two.holds(text.substr(0, 11))) << size << " " << split;
     }
   }
+}
+
+// Texts are copied in different ways, depending on their lengths.
+TEST(TextWriter, CopiesTextsOfEveryLength) {
+  for (std::size_t size = 0; size <= 300; ++size) {
+    std::string text;
+    while (text.size() < size) text += static_cast<char>('a' + (text.size() * 7 + text.size() / 26) % 26);
+    Guarded<400> guarded;
+    write_text(guarded.field, text);
+    EXPECT_TRUE(guarded.holds(text)) << size;
+  }
+}
+
+TEST(TextWriter, LiteralsAreCutAsOtherTexts) {
+  for (std::size_t used = 0; used <= 11; ++used) {
+    const std::string start(used, '.');
+    Guarded<12> guarded;
+    TextWriter(guarded.field).add(start).add_literal("abcde").add_literal("").add_literal("f");
+    EXPECT_TRUE(guarded.holds((start + "abcdef").substr(0, 11))) << used;
+  }
+}
+
+TEST(TextWriter, EndIsWhereTheNulStands) {
+  Guarded<8> guarded;
+  TextWriter writer(guarded.field);
+  EXPECT_EQ(writer.end(), guarded.field);
+  EXPECT_EQ(writer.add("abc").end(), guarded.field + 3);
+  EXPECT_EQ(writer.add_literal("de").add_number(12).add("x").end(), guarded.field + 7);
 }
 
 TEST(TextWriter, FieldOfOneByteHoldsNothing) {
@@ -189,7 +253,35 @@ void expect_formats(const Insert& insert, std::initializer_list<FormatCase> case
     Guarded<64> guarded;
     TextWriter(guarded.field).add_format(format, insert);
     EXPECT_TRUE(guarded.holds(text)) << format;
+    Guarded<64> of_table;
+    TextWriter(of_table.field).add(Format::of_table(format), insert);
+    EXPECT_TRUE(of_table.holds(text)) << format;
   }
+}
+
+// The same for a format that has been searched by the compiler.
+void expect_compiled(const Format& format, const Insert& insert, const char* text) {
+  Guarded<64> guarded;
+  TextWriter(guarded.field).add(format, insert);
+  EXPECT_TRUE(guarded.holds(text));
+}
+
+TEST(Format, InsertsAsOneThatIsSearched) {
+  const Insert insert{.first = "one", .further = "two", .number = -3};
+  constexpr Format kFormats[] = {"",    "plain", "%s",    "<%s>", "%s %s %s", "%s: Fan %d, fan %d", "%%", "100%",
+                                 "%%s", "%%%s",  "%x %d", "%",    "%%%"};
+  const char* const texts[] = {"",   "plain", "one",   "<one>", "one two two", "one: Fan -3, fan -3", "%", "100%",
+                               "%s", "%one",  "%x -3", "%",     "%%"};
+  for (std::size_t i = 0; i < std::size(kFormats); ++i) expect_compiled(kFormats[i], insert, texts[i]);
+  constexpr Format kNumber = "%d and %d";
+  expect_compiled(kNumber, {}, "%d and %d");
+}
+
+TEST(Format, AnEmptyTextIsOneAndNullIsNone) {
+  constexpr Format kEmpty = "";
+  constexpr Format kNothing = nullptr;
+  EXPECT_TRUE(kEmpty.has_text());
+  EXPECT_FALSE(kNothing.has_text());
 }
 
 TEST(TextWriter, FormatsInsertTextsAndTheNumber) {

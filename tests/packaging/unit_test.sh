@@ -8,7 +8,10 @@ fail() { echo "$*"; exit 1; }
 
 directory=$(dirname "$program")
 unit=$work/polaiga.service
-sed "s|@bindir@|$directory|" "$source/packaging/systemd/polaiga.service.in" >"$unit"
+# The options that the unit for controllers gives the program.
+options=$(sed -n 's/^    set(unit_options "\(.*\)")$/\1/p' "$source/packaging/CMakeLists.txt")
+[ -n "$options" ] || fail "packaging/CMakeLists.txt has no options for the unit of controllers"
+sed -e "s|@bindir@|$directory|" -e "s|@unit_options@|$options|" "$source/packaging/systemd/polaiga.service.in" >"$unit"
 ! grep -n '@' "$unit" | grep -v '@system-service\|@privileged' || fail "the unit has places that nothing fills"
 
 verify() { systemd-analyze verify --man=no --generators=no --recursive-errors=no "$1" 2>&1; }
@@ -57,7 +60,10 @@ PrivateIPC=yes
 SystemCallErrorNumber=EPERM
 END
 # The program knows the options that the unit gives it.
-for option in $(sed -n 's/^ExecStart=//p' "$unit" | grep -o -- '--[a-z-]*'); do
+for option in $(sed -n 's/^\(ExecStart\|Environment\)=//p' "$unit" | grep -o -- '--[a-z-]*'); do
   "$program" run --help | grep -q -- "^ *$option " || fail "the program does not know $option"
 done
+# Words, not one argument, as systemd splits them, too.
+# shellcheck disable=SC2086
+"$program" run --ledger "$work/ledger.db" $options </dev/null 2>"$work/told" || fail "the program refuses $options: $(cat "$work/told")"
 echo "unit: passed"

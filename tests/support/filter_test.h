@@ -17,7 +17,7 @@
 
 namespace polaiga::test {
 
-// An event. What is seldom of interest has a value that is seen when it is lost.
+// An event. Fields that tests seldom set have values that are noticed when they get lost.
 struct Event {
   const char* sensor = "";
   std::int32_t offset = 0;
@@ -33,8 +33,8 @@ struct Event {
 // fills its field without a NUL.
 fe_sensor_event bytes_of(const Event& event);
 
-// What a filter is to write. A field without a value must be left alone; text
-// fields also behind the text's NUL.
+// What a filter is expected to write. A field without a value must not be written, and a
+// text field must not be written behind the NUL of its text.
 struct Written {
   std::optional<std::uint8_t> entity_id = {};
   std::optional<std::uint8_t> entity_subtype = {};
@@ -58,14 +58,14 @@ struct Written {
   std::optional<std::uint32_t> code = {};
   std::optional<std::uint32_t> clear_code = {};
   std::optional<std::string> name = {};
-  // The description was a longer text before, of which bytes may be left behind its NUL.
+  // The filter wrote a longer description first, so that its end may remain behind the NUL.
   bool descr_was_longer = false;
 };
 
 // A record in which every byte is 0xA5.
 fe_fault_record patterned_record();
 
-// Compares every byte of the record. What the filter found there is `before`.
+// Compares every byte of the record. `before` is the record that the filter was given.
 void expect_record(const Event& event, const Written& written, const fe_fault_record& got,
                    const fe_fault_record& before = patterned_record());
 
@@ -75,7 +75,7 @@ struct Outcome {
   fe_sensor_event event;  // as the filter left it
 };
 
-// A filter of a fresh library, on a fresh host.
+// A test of one filter. Every test loads the library anew and begins with a fresh host.
 class FilterTest : public ::testing::Test {
  protected:
   explicit FilterTest(const char* filter);
@@ -87,7 +87,7 @@ class FilterTest : public ::testing::Test {
   void expect(const Event& event, std::int32_t result, const Written& written,
               const fe_fault_record& before = patterned_record());
 
-  // The three null arguments: -1, and the record untouched.
+  // Checks that each of the null arguments is answered with -1 and that nothing is written.
   void expect_null_arguments_rejected();
 
   const Library& library() const { return library_; }

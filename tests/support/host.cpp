@@ -78,7 +78,8 @@ void cleanup_deasserted_events(fe_fault_record* record, std::int32_t first, std:
   host().cleanup_arguments.push_back({first, second, third});
 }
 
-// The C library's own, but for the clock and the one file.
+// These replace functions of the C library: they are different for the clock and the time-zone
+// file only.
 
 extern "C" std::time_t time(std::time_t* result) {
   if (result != nullptr) *result = host().now;

@@ -16,7 +16,7 @@
 
 namespace polaiga::test {
 
-// 2024-01-31T23:59:59 in UTC: what the clock stands at unless a test sets it.
+// 2024-01-31T23:59:59 in UTC: the time of the clock, unless a test sets another.
 inline constexpr std::time_t kNow = 1706745599;
 inline constexpr const char* kNowText = "2024-01-31T23:59:59";
 
@@ -39,7 +39,8 @@ struct Host {
   const fe_platform_names* platform_names = nullptr;  // the table that it was last given
 };
 
-// The one host, and a fresh start for it: also platform 0 and all sdr values 0.
+// host() is the only host. reset_host() sets it, the platform and all sdr values to their
+// initial values.
 Host& host();
 void reset_host();
 

@@ -14,7 +14,7 @@ Library::Library() : handle_(dlopen(POLAIGA_LIBRARY, RTLD_NOW | RTLD_LOCAL)) {
 
 Library::~Library() {
   dlclose(handle_);
-  // Were the library still there, the next test would find this one's state.
+  // If the library stayed loaded, the next test would find the state of this one.
   EXPECT_EQ(dlopen(POLAIGA_LIBRARY, RTLD_NOW | RTLD_NOLOAD), nullptr) << "the library was not unloaded";
 }
 

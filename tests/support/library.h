@@ -5,8 +5,8 @@
 
 namespace polaiga::test {
 
-// A freshly loaded library: everything that it remembers is zero. Unloaded, and
-// so forgotten, at the end.
+// A freshly loaded library: everything that it remembers is zero. It is unloaded, and
+// forgets everything, when the object is destroyed.
 class Library {
  public:
   Library();

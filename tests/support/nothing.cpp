@@ -1,1 +1,1 @@
-// What belongs to headers that are compiled ahead.
+// The source file that belongs to the precompiled headers.

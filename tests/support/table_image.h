@@ -1,5 +1,5 @@
-// Images of the exported tables: bytes placed by hand, with no use of the
-// tables' own types.
+// Images of the exported tables. Their bytes are placed one by one, without the types that
+// the library declares for them.
 #pragma once
 
 #include <cstddef>
@@ -37,13 +37,13 @@ struct SensorRow {
 inline constexpr std::size_t kSensorRowSize = 484;
 Bytes image_of(const SensorRow& row);
 
-// Rows of an exported table one by one, and its size as the dynamic linker knows it.
+// Compares the rows of an exported table one by one, and its size as the dynamic linker knows it.
 void expect_table(const Library& library, const char* name, const std::vector<Bytes>& rows);
 
 // The same for a sensor map.
 void expect_sensor_map(const Library& library, const char* name, std::span<const SensorRow> rows);
 
-// A count, and that it is one 32-bit number.
+// Compares a count, and checks that it is one 32-bit number.
 void expect_count(const Library& library, const char* name, std::int32_t count);
 
 // Size of an exported object as the dynamic linker knows it.

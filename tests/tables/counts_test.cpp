@@ -5,8 +5,8 @@
 namespace polaiga::test {
 namespace {
 
-// A table's count is the host's to change: the filter knows as many rows as it
-// says, on every call anew.
+// A host may change the count of a table. On every call the filter knows as many rows as the
+// count then says.
 struct Table {
   const char* count;
   const char* filter;

@@ -59,7 +59,7 @@ TEST(ExceptionalLists, Fans) { expect_list("exceptional_fan_sensor_map", kFans);
 TEST(ExceptionalLists, SysBoard) { expect_list("exceptional_sensor_map", kSysBoard); }
 TEST(ExceptionalLists, Processors) { expect_list("exceptional_sensor_map_cpu", kProcessors); }
 
-// The last row, the end of the list, counts.
+// The sizes include the last row, which ends the list.
 TEST(ExceptionalLists, Sizes) {
   const Library library;
   EXPECT_EQ(symbol_size(library, "exceptional_fan_sensor_map"), 19U * 24U);

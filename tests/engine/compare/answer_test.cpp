@@ -25,12 +25,12 @@ const Row kRows[] = {
     {"event.entity_id", [](LibraryAnswer& a) { a.record.event.entity_id = 200; }, 0, 200},
     {"event.entity_subtype", [](LibraryAnswer& a) { a.record.event.entity_subtype = 1; }, 0, 1},
     {"event.reserved1", [](LibraryAnswer& a) { a.record.event.reserved1[1] = 0xA0; }, "0000", "00a0"},
-    {"event.group_instance", [](LibraryAnswer& a) { a.record.event.group_instance = -2; }, 0, -2},
-    {"event.entity_instance", [](LibraryAnswer& a) { a.record.event.entity_instance = 3; }, 0, 3},
-    {"event.event_state", [](LibraryAnswer& a) { a.record.event.event_state = 4; }, 0, 4},
-    {"event.event_offset", [](LibraryAnswer& a) { a.record.event.event_offset = 5; }, 0, 5},
+    {"event.group", [](LibraryAnswer& a) { a.record.event.group_instance = -2; }, 0, -2},
+    {"event.instance", [](LibraryAnswer& a) { a.record.event.entity_instance = 3; }, 0, 3},
+    {"event.state", [](LibraryAnswer& a) { a.record.event.event_state = 4; }, 0, 4},
+    {"event.offset", [](LibraryAnswer& a) { a.record.event.event_offset = 5; }, 0, 5},
     {"event.reserved2", [](LibraryAnswer& a) { a.record.event.reserved2[0] = 0x0F; }, "00000000", "0f000000"},
-    {"event.sensor_name", [](LibraryAnswer& a) { fill(a.record.event.sensor_name, "FAN"); }, "", "FAN"},
+    {"event.sensor", [](LibraryAnswer& a) { fill(a.record.event.sensor_name, "FAN"); }, "", "FAN"},
     {"event.reading_type", [](LibraryAnswer& a) { a.record.event.reading_type = 0xFFFFFFFF; }, 0, 4294967295},
     {"event.reserved3", [](LibraryAnswer& a) { a.record.event.reserved3[3] = 1; }, "00000000", "00000001"},
     {"fault_key", [](LibraryAnswer& a) { a.record.fault_key = 0x1D000100; }, 0, 486539520},
@@ -56,8 +56,8 @@ const Row kRows[] = {
      "12" + std::string(54, '0')},
     {"name", [](LibraryAnswer& a) { fill(a.record.name, "fltFan"); }, "", "fltFan"},
     {"caller_event.entity_id", [](LibraryAnswer& a) { a.event.entity_id = 9; }, 0, 9},
-    {"caller_event.entity_instance", [](LibraryAnswer& a) { a.event.entity_instance = 10; }, 0, 10},
-    {"caller_event.sensor_name", [](LibraryAnswer& a) { fill(a.event.sensor_name, "S"); }, "", "S"},
+    {"caller_event.instance", [](LibraryAnswer& a) { a.event.entity_instance = 10; }, 0, 10},
+    {"caller_event.sensor", [](LibraryAnswer& a) { fill(a.event.sensor_name, "S"); }, "", "S"},
     {"withdrawn", [](LibraryAnswer& a) { fill(a.withdrawn, "sys/a/fault-F0517"); }, "", "sys/a/fault-F0517"},
 };
 
@@ -100,7 +100,7 @@ TEST(LibraryAnswer, SeveralFieldsInTheOrderOfTheRecord) {
   changed.record.code = 372;
   fill(changed.record.code_text, "F0372");
   changed.record.event.event_state = 1;
-  EXPECT_EQ(differences(plain(), changed), std::vector<Difference>({{"event.event_state", 0, 1},
+  EXPECT_EQ(differences(plain(), changed), std::vector<Difference>({{"event.state", 0, 1},
                                                                     {"code_text", "", "F0372"},
                                                                     {"oid", "0.0.0", "0"},
                                                                     {"oid_len", 3, 1},

@@ -13,9 +13,10 @@
 #include <string>
 #include <vector>
 
-#include "core/fault_engine.h"
+#include "core/recorder.h"
 #include "filter/host_tables.h"
 #include "ledger/ledger.h"
+#include "support/manual_clock.h"
 #include "support/temp_dir.h"
 
 namespace polaiga::engine {
@@ -24,7 +25,7 @@ namespace {
 #ifdef POLAIGA_SHORT_WALK
 constexpr int kSequences = 300;
 #else
-constexpr int kSequences = 3000;
+constexpr int kSequences = 1000;
 #endif
 
 // What `work` answers, in a process whose library has seen nothing yet.
@@ -179,26 +180,36 @@ class Generator {
   std::array<HostTables, 2> tables_;
 };
 
-// All that an event came to, but for the stamps of the clock.
-std::string told(Handled handled) {
-  std::memset(handled.record.created, 0, sizeof handled.record.created);
-  handled.record.created_time = 0;
-  std::string text(reinterpret_cast<const char*>(&handled.record), sizeof handled.record);
-  text += handled.reported ? 'R' : '-';
-  text += static_cast<char>('0' + static_cast<int>(handled.outcome.change));
-  text += handled.outcome.superseded ? 'S' : '-';
-  for (const Withdrawn& fault : handled.withdrawn) text += fault.fault_dn;
-  text += std::to_string(handled.outcome.raised) + "," + std::to_string(handled.outcome.superseded_raised);
-  return text;
+// All that an input came to, but for the stamps of the library's clock.
+std::string told(const RecordedInput& input) {
+  fe_fault_record record = input.record;
+  std::memset(record.created, 0, sizeof record.created);
+  record.created_time = 0;
+  std::ostringstream text;
+  text << std::string_view(reinterpret_cast<const char*>(&record), sizeof record);
+  text << "\n" << input.sequence << ' ' << input.at << ' ' << input.reported;
+  if (input.reported) text << ' ' << outcome_word(input.outcome);
+  for (const Change& change : input.changes) {
+    text << "\n"
+         << change.number << ' ' << change_word(change.kind) << ' ' << change.fault_dn << ' ' << change.fault << ' '
+         << change.alarm << ' ' << severity_word(change.before) << ' ' << severity_word(change.after) << ' '
+         << change.other << ' ' << change.shown << ' ' << change.reporters;
+  }
+  return text.str();
 }
 
-std::string told(const ActiveFaults& faults) {
-  std::string text;
-  for (const ActiveFault* fault : faults.in_order()) {
-    text += std::string("\nactive ") + fault->record.fault_dn + " " + fault->record.descr + " " +
-            std::to_string(fault->since) + " " + std::to_string(fault->updated) + " " + std::to_string(fault->reports);
+std::string told(const Alarms& alarms) {
+  std::ostringstream text;
+  for (const ActiveFault* fault : alarms.in_order()) {
+    text << "\nactive " << fault->fault_dn << ' ' << fault->fault << ' ' << fault->alarm << ' ' << fault->alarm_since
+         << ' ' << fault->since << ' ' << fault->updated << ' ' << fault->shown << ' ' << fault->count;
+    for (const Report& report : fault->reports) {
+      text << "\n  " << report.reporter.entity->name << ' ' << report.reporter.sensor << ' ' << report.reporter.instance
+           << ' ' << report.since << ' ' << report.since_at << ' ' << report.last << ' ' << report.last_at << ' '
+           << report.count;
+    }
   }
-  return text;
+  return text.str();
 }
 
 constexpr Moment kNow = 1700000500;
@@ -207,64 +218,52 @@ class Interrupted {
  public:
   Interrupted(const std::vector<Step>& steps, Generator& generator, const std::string& ledger)
       : steps_(steps), generator_(generator), ledger_(ledger) {
-    if (generator.pick(0, 1) == 0) retention_ = {.events = generator.pick(1, 20), .days = 0};
+    if (generator.pick(0, 1) == 0) retention_ = {.events = generator.pick(1, 20), .days = 0, .bytes = 0};
   }
 
   // The events from one restart to the next.
   std::string part(std::size_t begin, std::size_t end, bool last) {
-    const int most = generator_.pick(1, 9);
+    const auto most = static_cast<std::size_t>(generator_.pick(1, 9));
     return in_fresh_process([&] {
-      FaultEngine engine(0, Log::kOff);
+      const test::ManualClock clock(kNow);
       Ledger ledger(ledger_, retention_, kNow);
-      FilterState filter_state = ledger.restore(engine);
+      Recorder recorder({.most_in_batch = most}, clock, ledger);
       std::string text;
-      LedgerBatch batch;
       const HostTables* tables = nullptr;
       for (std::size_t i = begin; i < end; ++i) {
-        const Step& step = steps_[i];
-        if (step.tables != tables) {
-          if (!batch.entries.empty()) write(ledger, filter_state, batch);
-          install_host_tables(*step.tables, "tables");
-          ledger.use_tables(*step.tables);
-          tables = step.tables;
+        if (steps_[i].tables != tables) {
+          tables = steps_[i].tables;
+          recorder.commit();
+          recorder.use_tables(*tables, "tables");
         }
-        const Sequence sequence = static_cast<Sequence>(i) + 1;
-        Handled handled = engine.handle(step.line, kNow, sequence);
-        filter_state.note(sequence, step.line, handled.record);
-        text += told(handled);
-        batch.entries.push_back({sequence, kNow, step.line, std::move(handled)});
-        if (batch.entries.size() == static_cast<std::size_t>(most)) write(ledger, filter_state, batch);
+        text += told(*recorder.record(steps_[i].line).input);
+        if (recorder.is_full()) recorder.commit();
       }
-      if (!batch.entries.empty()) write(ledger, filter_state, batch);
-      if (last) text += told(engine.faults());
+      recorder.commit();
+      if (last) text += told(recorder.alarms());
       return text;
     });
   }
 
  private:
-  static void write(Ledger& ledger, FilterState& filter_state, LedgerBatch& batch) {
-    batch.filter_state = filter_state.take_changes();
-    ledger.write(batch);
-    batch = {};
-  }
-
   const std::vector<Step>& steps_;
   Generator& generator_;
   const std::string& ledger_;
-  Retention retention_{.events = 0, .days = 0};
+  Retention retention_{.events = 0, .days = 0, .bytes = 0};
 };
 
 std::string uninterrupted(const std::vector<Step>& steps) {
   return in_fresh_process([&] {
-    FaultEngine engine(0, Log::kOff);
+    const test::ManualClock clock(kNow);
+    Recorder recorder({}, clock);
     std::string text;
     const HostTables* tables = nullptr;
-    Sequence sequence = 0;
     for (const Step& step : steps) {
-      if (step.tables != tables) install_host_tables(*(tables = step.tables), "tables");
-      text += told(engine.handle(step.line, kNow, ++sequence));
+      if (step.tables != tables) recorder.use_tables(*(tables = step.tables), "tables");
+      text += told(*recorder.record(step.line).input);
+      recorder.commit();
     }
-    return text + told(engine.faults());
+    return text + told(recorder.alarms());
   });
 }
 

@@ -51,7 +51,7 @@ class RunLedgerTest : public RunTest {
     ASSERT_EQ(set_aside().size(), 1U);
     const std::string aside = set_aside()[0];
     EXPECT_NE(
-        got.err.find("the ledger was damaged; it is set aside as " + dir_.file(aside) + ", and a new one is begun"),
+        got.err.find("The ledger was damaged. It was moved to " + dir_.file(aside) + ", and a new one was begun."),
         std::string::npos)
         << got.err;
     EXPECT_TRUE(dir_.read(aside) == content);
@@ -190,7 +190,7 @@ class FullDiskTest : public RunTest {
     std::filesystem::create_directory(disk());
     mounted_ = mount() || (enter_namespace() && mount());
     if (!mounted_) GTEST_SKIP() << "a small disk cannot be mounted here: " << std::strerror(errno);
-    ASSERT_TRUE(std::ofstream(filler()) << std::string(900'000, 'x') << std::flush);
+    ASSERT_TRUE(std::ofstream(filler()) << std::string(1'600'000, 'x') << std::flush);
   }
   void TearDown() override {
     if (mounted_) ::umount2(disk().c_str(), MNT_DETACH);
@@ -209,7 +209,7 @@ class FullDiskTest : public RunTest {
   // That last one is not acknowledged.
   void fill(const Child& engine, Client& client) {
     const std::string complaint =
-        on_disk() + ": cannot write: database or disk is full; no event is taken until it can be";
+        on_disk() + ": cannot write: database or disk is full; no event is taken until it can be written";
     const auto is_full = [&] { return dir_.read("err").find(complaint) != std::string::npos; };
     while (!is_full()) {
       ASSERT_LT(sent_, 10'000);
@@ -230,7 +230,7 @@ class FullDiskTest : public RunTest {
     Answers want;
     for (int i = 1; i <= last; ++i) want.push_back(id(i));
     EXPECT_EQ(ask(on_disk(), "SELECT id FROM event ORDER BY seq"), want);
-    EXPECT_EQ(ask(on_disk(), "SELECT reports FROM episode"), Answers({std::to_string(last)}));
+    EXPECT_EQ(ask(on_disk(), "SELECT count(*) FROM change"), Answers({std::to_string(last)}));
   }
 
   NotifySocket manager_{dir_.file("notify")};
@@ -256,7 +256,7 @@ TEST_F(FullDiskTest, GoesOnByItselfWhenThereIsSpace) {
   ASSERT_TRUE(std::filesystem::remove(filler()));
   for (int i = pending; i <= sent_; ++i) ASSERT_EQ(client.answer(), taken(i));
   EXPECT_EQ(other.answers(2), Answers({R"({"error":"not an object"})", known(pending)}));
-  EXPECT_TRUE(engine.has_complained("the ledger can be written again\n"));
+  EXPECT_TRUE(engine.has_complained("The ledger can be written again.\n"));
   EXPECT_NE(manager_.next("STATUS=1 active faults, " + std::to_string(sent_) + " events, 1 bad lines"), "");
   EXPECT_EQ(stop(engine, SIGTERM).status, 0);
   expect_events(sent_);
@@ -269,7 +269,9 @@ TEST_F(FullDiskTest, AStopMeanwhileLosesNothingThatWasAcknowledged) {
     ASSERT_NO_FATAL_FAILURE(fill(engine, client));
     const Ended got = stop(engine, SIGTERM);
     EXPECT_EQ(got.status, 2);
-    EXPECT_NE(got.err.find("1 events could not be written and were not acknowledged\n"), std::string::npos) << got.err;
+    EXPECT_NE(got.err.find("1 events could not be written and were not acknowledged. Send them again.\n"),
+              std::string::npos)
+        << got.err;
     EXPECT_TRUE(client.is_let_go());
   }
   EXPECT_FALSE(std::filesystem::exists(socket()));

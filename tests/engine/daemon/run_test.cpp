@@ -19,11 +19,11 @@ TEST_F(RunTest, AnAnswerMeansThatTheEventIsInTheLedger) {
   for (int i = 1; i <= 40; ++i) {
     client.send(i % 2 == 1 ? slow() : well());
     ASSERT_EQ(client.answer(), taken(i));
-    ASSERT_EQ(ask("SELECT event_state FROM event WHERE seq = " + std::to_string(i)), Answers({i % 2 == 1 ? "1" : "0"}));
+    ASSERT_EQ(ask("SELECT state FROM event WHERE seq = " + std::to_string(i)), Answers({i % 2 == 1 ? "1" : "0"}));
   }
-  EXPECT_EQ(ask("SELECT fault_dn FROM record WHERE seq = 1"),
+  EXPECT_EQ(ask("SELECT fault_dn FROM records WHERE seq = 1"),
             Answers({"sys/rack-unit-1/fan-module-1-1/fan-1/fault-F0395"}));
-  EXPECT_EQ(ask("SELECT count(*) FROM episode WHERE ending = 'cleared'"), Answers({"20"}));
+  EXPECT_EQ(ask("SELECT count(*) FROM faults WHERE ending = 'cleared'"), Answers({"20"}));
 }
 
 TEST_F(RunTest, EachClientGetsTheAnswersToItsOwnLines) {
@@ -145,8 +145,9 @@ TEST_F(RunTest, AnIdIsTakenOnce) {
   client.send(slow(1, "b") + slow(1, "c"));
   EXPECT_EQ(client.answers(2), Answers({known(2), taken(4)}));
   EXPECT_EQ(events(), 4);
-  EXPECT_EQ(ask("SELECT reports || ' ' || coalesce(ending, 'active') FROM episode ORDER BY raised_seq"),
-            Answers({"2 cleared", "1 active"}));
+  EXPECT_EQ(ask("SELECT fault_dn || ' ' || (ended IS NULL) FROM faults ORDER BY number"),
+            Answers({"sys/rack-unit-1/fan-module-1-1/fan-1/fault-F0395 0",
+                     "sys/rack-unit-1/fan-module-1-1/fan-1/fault-F0395 1"}));
 }
 
 TEST_F(RunTest, TwoClientsWithOneIdAtOnce) {
@@ -178,8 +179,7 @@ TEST_F(RunTest, NumbersAndFaultsGoOnAfterARestart) {
   Client client(socket());
   client.send(slow(2) + well(2));
   EXPECT_EQ(client.answers(2), Answers({taken(4), taken(5)}));
-  EXPECT_EQ(ask("SELECT change FROM record ORDER BY seq"),
-            Answers({"raised", "raised", "cleared", "refreshed", "cleared"}));
+  EXPECT_EQ(outcomes(), Answers({"raised", "raised", "cleared", "refreshed", "cleared"}));
 }
 
 class StopTest : public RunTest, public ::testing::WithParamInterface<int> {};
@@ -208,9 +208,8 @@ TEST_P(StopTest, WhatWasSentBeforeIsTakenAndAnswered) {
   EXPECT_GT(number_in(got.out), 1);
   EXPECT_TRUE(second.is_let_go());
   EXPECT_FALSE(std::filesystem::exists(socket()));
-  EXPECT_EQ(ask("SELECT count(*) FROM event WHERE entity_instance = 1"),
-            Answers({std::to_string(1 + sent / slow().size())}));
-  EXPECT_EQ(ask("SELECT count(*) FROM event WHERE entity_instance IN (2, 3, 4)"), Answers({"3"}));
+  EXPECT_EQ(ask("SELECT count(*) FROM inputs WHERE instance = 1"), Answers({std::to_string(1 + sent / slow().size())}));
+  EXPECT_EQ(ask("SELECT count(*) FROM inputs WHERE instance IN (2, 3, 4)"), Answers({"3"}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Signals, StopTest, ::testing::Values(SIGTERM, SIGINT));

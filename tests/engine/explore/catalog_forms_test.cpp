@@ -94,6 +94,7 @@ TEST(CatalogForms, Text) {
             "fan\n"
             "\n"
             "  F0095  fltName  minor  thermal-problem  1.3.6\n"
+            "    environmentalAlarm, temperatureUnacceptable (548)\n"
             "    raised                3: 1\n"
             "    supersedes F0096      3: 1\n"
             "    cleared               3: 0\n"
@@ -102,19 +103,36 @@ TEST(CatalogForms, Text) {
             "        SENSOR: slow\n"
             "        SENSOR: Cleared\n"
             "\n"
-            "1 faults of 1 filters\n");
+            "1 fault of 1 filter\n");
 }
 
 TEST(CatalogForms, Json) {
   const auto got = nlohmann::json::parse(catalog_as_json({&kFilter, 1}));
   const auto want = nlohmann::json::parse(R"({
     "filter": "fan", "code": 95, "name": "fltName", "severity": "minor", "cause_id": 215, "cause": "thermal-problem",
+    "event_type": "environmentalAlarm", "probable_cause": "temperatureUnacceptable", "probable_cause_number": 548,
     "reported": true, "behaviours": [{
       "sensors": ["SENSOR"], "objects": [{"dn": "sys/fan-7", "oid": "1.3.6"}],
       "raised_by": [{"events": "3: 1", "descr": "SENSOR: slow"}],
       "cleared_by": [{"events": "3: 0", "descr": "SENSOR: Cleared"}],
       "supersedes": [{"code": 96, "events": "3: 1"}], "superseded_by": [{"code": 97, "events": "4: 1"}]}]})");
   EXPECT_EQ(got, want);
+}
+
+// A record may carry the cause's text alone, and a host table may bring a cause
+// that the dictionary does not know.
+TEST(CatalogForms, CausesWithoutANumberOrADictionaryEntry) {
+  FoundFilter filter = kFilter;
+  FoundFault& fault = filter.faults[0];
+  fault.cause_id = 0;
+  EXPECT_NE(catalog_as_text({&filter, 1}).find("\n    environmentalAlarm, temperatureUnacceptable (548)\n"),
+            std::string::npos);
+  fault.cause = "weather";
+  EXPECT_EQ(catalog_as_text({&filter, 1}).find("Alarm"), std::string::npos);
+  const auto line = nlohmann::json::parse(catalog_as_json({&filter, 1}));
+  for (const char* member : {"event_type", "probable_cause", "probable_cause_number"}) {
+    EXPECT_TRUE(line.at(member).is_null()) << member;
+  }
 }
 
 TEST(CatalogForms, Markdown) {
@@ -131,6 +149,8 @@ TEST(CatalogForms, Markdown) {
             "### F0095 fltName\n"
             "\n"
             "minor, thermal-problem (215), `1.3.6`\n"
+            "\n"
+            "environmentalAlarm, temperatureUnacceptable (548)\n"
             "\n"
             "- raised: `3: 1`\n"
             "- supersedes F0096: `3: 1`\n"

@@ -7,10 +7,10 @@
 #include <regex>
 #include <set>
 
-#include "alarms/active_faults.h"
 #include "explore/catalog_forms.h"
 #include "filter/host_tables.h"
 #include "filter/services.h"
+#include "model/fault.h"
 
 namespace polaiga::engine {
 namespace {

@@ -21,7 +21,7 @@ struct Given {
   std::int32_t renumbered = 0;  // what the filter made of the instance; 0: nothing
 };
 
-class ShapingTest : public testing::Test {
+class FilterStateTest : public testing::Test {
  protected:
   void note(Sequence sequence, const Given& given) {
     SensorEvent line;
@@ -40,7 +40,7 @@ class ShapingTest : public testing::Test {
   FilterState filter_state_;
 };
 
-TEST_F(ShapingTest, AUnitIsMissingOrNotByItsLastWord) {
+TEST_F(FilterStateTest, AUnitNeedsItsLastPresenceEvent) {
   note(1, {.entity = "add_in", .offset = 63, .state = 1, .instance = 7});
   note(2, {.entity = "add_in", .offset = 63, .state = 1, .instance = 8});
   note(3, {.entity = "add_in", .offset = 108, .state = 1, .instance = 7});
@@ -50,14 +50,14 @@ TEST_F(ShapingTest, AUnitIsMissingOrNotByItsLastWord) {
   EXPECT_EQ(filter_state_.take_changes(), Changes{});
 }
 
-TEST_F(ShapingTest, UnitsByTheNumberThatTheLibraryKnows) {
+TEST_F(FilterStateTest, UnitsHaveTheNumbersThatTheLibraryUses) {
   note(1, {.entity = "fan", .offset = 1, .instance = 3, .renumbered = 6});
   note(2, {.entity = "fan", .offset = 2, .instance = 6, .renumbered = 6});
   note(3, {.entity = "ps", .offset = 30, .instance = 1, .renumbered = 17});  // a power reading's row
   EXPECT_EQ(filter_state_.take_changes(), (Changes{{"fan 6", {2}}, {"ps 1", {3}}}));
 }
 
-TEST_F(ShapingTest, OnlyWhatIsRemembered) {
+TEST_F(FilterStateTest, OnlyEventsThatChangeTheState) {
   const Given kRemembered[] = {{"fan", 1, 0, 1},     {"fan", 2, 1, 20},       {"ps", 30, 1, 0},
                                {"ps", 112, 0, 255},  {"add_in", 63, 1},       {"add_in", 63, 5, 256},
                                {"add_in", 63, 1, 0}, {"caddora", 12, 1, 12},  {"caddora", 18, 0, 1},
@@ -82,7 +82,7 @@ TEST_F(ShapingTest, OnlyWhatIsRemembered) {
   }
 }
 
-TEST_F(ShapingTest, ARowByItsLastEvent) {
+TEST_F(FilterStateTest, ARowNeedsItsLastEvent) {
   load_host_tables(POLAIGA_TABLES_DIR);
   note(1, {.entity = "cpu", .offset = 117, .sensor = "P1_TEMP_SENS"});
   note(2, {.entity = "cpu", .offset = 3, .state = 0, .sensor = "P1_TEMP_SENS", .reading_type = 0});
@@ -97,7 +97,7 @@ TEST_F(ShapingTest, ARowByItsLastEvent) {
 constexpr const char* kLog = "SEL_FULLNESS";
 constexpr const char* kOther = "PCH_TEMP_SENS";
 
-TEST_F(ShapingTest, TheLogIsAWayWithoutDetours) {
+TEST_F(FilterStateTest, TheLogNeedsItsStepsWithoutDetours) {
   note(1, {.entity = "sys_board", .offset = 117, .sensor = kLog});  // low
   note(2, {.entity = "sys_board", .offset = 118, .sensor = kLog});  // very low
   note(3, {.entity = "sys_board", .offset = 119, .sensor = kLog});  // full
@@ -110,14 +110,14 @@ TEST_F(ShapingTest, TheLogIsAWayWithoutDetours) {
   note(7, {.entity = "sys_board", .offset = 114, .sensor = kLog});
   EXPECT_EQ(filter_state_.events(), (Events{1, 7}));
   note(8, {.entity = "sys_board", .offset = 117, .state = 0, .sensor = kLog});
-  EXPECT_EQ(filter_state_.events(), (Events{1, 8}));  // 8 is given, and needs a log that is low
+  EXPECT_EQ(filter_state_.events(), (Events{1, 8}));  // 8 is given in any case, and needs a log that is low
   note(9, {.entity = "sys_board", .offset = 114, .sensor = kLog});
   EXPECT_EQ(filter_state_.events(), Events{9});
 }
 
-// The last event of a row is given to the library in any case, so the way there
-// must be one on which it does what it did.
-TEST_F(ShapingTest, LastEventsOfRowsStayOnTheWay) {
+// The last event of a row is given to the library in any case. The events before it
+// must lead to the fullness that it had then, so that it does what it did.
+TEST_F(FilterStateTest, LastEventsOfRowsAreKept) {
   note(10, {.entity = "sys_board", .offset = 117, .sensor = kLog});
   note(20, {.entity = "sys_board", .offset = 118, .sensor = kOther});
   note(30, {.entity = "sys_board", .offset = 118, .sensor = kOther});
@@ -126,7 +126,7 @@ TEST_F(ShapingTest, LastEventsOfRowsStayOnTheWay) {
   EXPECT_EQ(filter_state_.events(), (Events{10, 40}));
 }
 
-TEST_F(ShapingTest, WhatChangesNoLog) {
+TEST_F(FilterStateTest, EventsThatDoNotChangeTheLog) {
   note(1, {.entity = "sys_board", .offset = 118, .sensor = kOther, .reading_type = 0});
   note(2, {.entity = "sys_board", .offset = 117, .state = 4, .sensor = kLog});
   note(3, {.entity = "sys_board", .offset = 117, .state = 0, .sensor = kOther});

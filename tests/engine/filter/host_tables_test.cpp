@@ -146,7 +146,7 @@ TEST_F(HostTablesTest, NodeManagerDescriptionTooLong) {
 
 TEST_F(HostTablesTest, PositionsCountCharacters) {
   EXPECT_EQ(about_sensor_row("sys/a\ta\t%s", "\xC3\xA9\xC3\xA9\xC3\xA9\ta\t%d"),
-            "cmc.tsv:2:65: descr_format: a '%' may only be that of '%s'");
+            "cmc.tsv:2:65: descr_format: a '%' must be part of a '%s'");
 }
 
 TEST_F(HostTablesTest, EmptyTexts) {
@@ -154,46 +154,52 @@ TEST_F(HostTablesTest, EmptyTexts) {
   EXPECT_EQ(about_sensor_row("sys/a", ""), "cmc.tsv:2:59: dn: is empty");
 }
 
+TEST_F(HostTablesTest, TextsWithANul) {
+  const std::string nul(1, '\0');
+  EXPECT_EQ(about_sensor_row("BP1", nul + "BP1"), "cmc.tsv:2:1: sensor_name: holds a NUL");
+  EXPECT_EQ(about_sensor_row("sys/a", "sys" + nul), "cmc.tsv:2:59: dn: holds a NUL");
+}
+
 TEST_F(HostTablesTest, Numbers) {
-  EXPECT_EQ(about_sensor_row("\t15\t", "\t256\t"), "cmc.tsv:2:5: entity_id: '256' is no number from 0 to 255");
-  EXPECT_EQ(about_sensor_row("\t15\t", "\t-1\t"), "cmc.tsv:2:5: entity_id: '-1' is no number from 0 to 255");
-  EXPECT_EQ(about_sensor_row("\t15\t", "\t\t"), "cmc.tsv:2:5: entity_id: '' is no number from 0 to 255");
-  EXPECT_EQ(about_sensor_row("\t15\t", "\t15 \t"), "cmc.tsv:2:5: entity_id: '15 ' is no number from 0 to 255");
-  EXPECT_EQ(about_sensor_row("1310", "0"), "cmc.tsv:2:12: base_code: '0' is no number from 1 to 2147483647");
+  EXPECT_EQ(about_sensor_row("\t15\t", "\t256\t"), "cmc.tsv:2:5: entity_id: '256' is not a number from 0 to 255");
+  EXPECT_EQ(about_sensor_row("\t15\t", "\t-1\t"), "cmc.tsv:2:5: entity_id: '-1' is not a number from 0 to 255");
+  EXPECT_EQ(about_sensor_row("\t15\t", "\t\t"), "cmc.tsv:2:5: entity_id: '' is not a number from 0 to 255");
+  EXPECT_EQ(about_sensor_row("\t15\t", "\t15 \t"), "cmc.tsv:2:5: entity_id: '15 ' is not a number from 0 to 255");
+  EXPECT_EQ(about_sensor_row("1310", "0"), "cmc.tsv:2:12: base_code: '0' is not a number from 1 to 2147483647");
   EXPECT_EQ(about_sensor_row("1310", "2147483648"),
-            "cmc.tsv:2:12: base_code: '2147483648' is no number from 1 to 2147483647");
-  EXPECT_EQ(about_sensor_row("1311", "x"), "cmc.tsv:2:17: lower_critical: 'x' is no number from 1 to 2147483647");
+            "cmc.tsv:2:12: base_code: '2147483648' is not a number from 1 to 2147483647");
+  EXPECT_EQ(about_sensor_row("1311", "x"), "cmc.tsv:2:17: lower_critical: 'x' is not a number from 1 to 2147483647");
   EXPECT_EQ(about_sensor_row("1315", "99999999999"),
-            "cmc.tsv:2:37: upper_non_recoverable: '99999999999' is no number from 1 to 2147483647");
-  EXPECT_EQ(about_sensor_row("\t215", "\t0x7"), "cmc.tsv:2:42: cause_id: '0x7' is no number from 0 to 2147483647");
+            "cmc.tsv:2:37: upper_non_recoverable: '99999999999' is not a number from 1 to 2147483647");
+  EXPECT_EQ(about_sensor_row("\t215", "\t0x7"), "cmc.tsv:2:42: cause_id: '0x7' is not a number from 0 to 2147483647");
 }
 
 TEST_F(HostTablesTest, NodeManagerNumbers) {
-  EXPECT_EQ(about_node_manager_row("200", "-5"), "nm.tsv:2:1: event_offset: '-5' is no number from 0 to 2147483647");
-  EXPECT_EQ(about_node_manager_row("\t2\t", "\t300\t"), "nm.tsv:2:10: subtype: '300' is no number from 0 to 255");
+  EXPECT_EQ(about_node_manager_row("200", "-5"), "nm.tsv:2:1: event_offset: '-5' is not a number from 0 to 2147483647");
+  EXPECT_EQ(about_node_manager_row("\t2\t", "\t300\t"), "nm.tsv:2:10: subtype: '300' is not a number from 0 to 255");
 }
 
 TEST_F(HostTablesTest, NumbersOfColumns) {
   EXPECT_EQ(about_sensor_row("\t%s: is %s: Check", ""), "cmc.tsv:2:66: descr_format: the line has 15 of 16 columns");
-  EXPECT_EQ(about_sensor_row("Check", "Check\tmore"), "cmc.tsv:2:84: one too many: the line has more than 16 columns");
+  EXPECT_EQ(about_sensor_row("Check", "Check\tmore"), "cmc.tsv:2:84: extra: the line has more than 16 columns");
   EXPECT_EQ(complaint_about("cmc.tsv", kSensorHeader + "x\n"), "cmc.tsv:2:2: entity_id: the line has 1 of 16 columns");
 }
 
 TEST_F(HostTablesTest, Headers) {
   EXPECT_EQ(complaint_about("cmc.tsv", replaced(kSensorHeader, "subtype", "sub-type") + kSensorRow),
-            "cmc.tsv:1:23: subtype: the header says 'sub-type'");
+            "cmc.tsv:1:23: subtype: the header names this column 'sub-type'");
   EXPECT_EQ(complaint_about("cmc.tsv", "# nothing but this\n"), "cmc.tsv:1:1: sensor_name: there is no header line");
-  EXPECT_EQ(complaint_about("cmc.tsv", kSensorRow), "cmc.tsv:1:1: sensor_name: the header says 'BP1'");
+  EXPECT_EQ(complaint_about("cmc.tsv", kSensorRow), "cmc.tsv:1:1: sensor_name: the header names this column 'BP1'");
 }
 
 TEST_F(HostTablesTest, Descriptions) {
   EXPECT_EQ(about_sensor_row("%s: is %s: Check", "is %s"), "cmc.tsv:2:67: descr_format: has no colon");
   EXPECT_EQ(about_sensor_row("%s: is %s: Check", "plain: Check"), "nothing");
-  EXPECT_EQ(about_sensor_row("is %s", "is %d"), "cmc.tsv:2:74: descr_format: a '%' may only be that of '%s'");
-  EXPECT_EQ(about_sensor_row("is %s", "is %5s"), "cmc.tsv:2:74: descr_format: a '%' may only be that of '%s'");
-  EXPECT_EQ(about_sensor_row("is %s", "is 5%%"), "cmc.tsv:2:75: descr_format: a '%' may only be that of '%s'");
-  EXPECT_EQ(about_sensor_row("Check\n", "100%\n"), "cmc.tsv:2:81: descr_format: a '%' may only be that of '%s'");
-  EXPECT_EQ(about_sensor_row("Check", "%s"), "cmc.tsv:2:78: descr_format: there are only two texts for '%s'");
+  EXPECT_EQ(about_sensor_row("is %s", "is %d"), "cmc.tsv:2:74: descr_format: a '%' must be part of a '%s'");
+  EXPECT_EQ(about_sensor_row("is %s", "is %5s"), "cmc.tsv:2:74: descr_format: a '%' must be part of a '%s'");
+  EXPECT_EQ(about_sensor_row("is %s", "is 5%%"), "cmc.tsv:2:75: descr_format: a '%' must be part of a '%s'");
+  EXPECT_EQ(about_sensor_row("Check\n", "100%\n"), "cmc.tsv:2:81: descr_format: a '%' must be part of a '%s'");
+  EXPECT_EQ(about_sensor_row("Check", "%s"), "cmc.tsv:2:78: descr_format: at most two '%s' are allowed");
 }
 
 TEST_F(HostTablesTest, NodeManagerDescriptions) {
@@ -203,12 +209,12 @@ TEST_F(HostTablesTest, NodeManagerDescriptions) {
 TEST_F(HostTablesTest, Duplicates) {
   EXPECT_EQ(complaint_about("drive_bp.tsv",
                             kSensorHeader + "#\n" + kSensorRow + replaced(kSensorRow, "BP1", "BP2") + kSensorRow),
-            "drive_bp.tsv:5:1: sensor_name: 'BP1' stands in line 3 already");
+            "drive_bp.tsv:5:1: sensor_name: 'BP1' is already in line 3");
 }
 
 TEST_F(HostTablesTest, NodeManagerDuplicates) {
   EXPECT_EQ(complaint_about("nm.tsv", kNodeManagerHeader + kNodeManagerRow + replaced(kNodeManagerRow, "200", "0200")),
-            "nm.tsv:3:1: event_offset: '0200' stands in line 2 already");
+            "nm.tsv:3:1: event_offset: '0200' is already in line 2");
 }
 
 TEST_F(HostTablesTest, NoMoreRowsThanAreRemembered) {
@@ -219,7 +225,7 @@ TEST_F(HostTablesTest, NoMoreRowsThanAreRemembered) {
   EXPECT_STREQ(ent_cmc_map[19].sensor_name, "BP20");
   EXPECT_EQ(ent_cmc_map[19].row_number, 20);
   EXPECT_EQ(complaint_about("cmc.tsv", content + replaced(kSensorRow, "BP1", "BP21")),
-            "cmc.tsv:22:1: sensor_name: there are more than the 20 rows that are remembered");
+            "cmc.tsv:22:1: sensor_name: the table has more than 20 rows");
 }
 
 TEST_F(HostTablesTest, MissingFiles) {

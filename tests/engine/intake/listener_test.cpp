@@ -69,7 +69,7 @@ TEST_F(ListenerTest, TheMaskOfFilesStaysAsItWas) {
 
 TEST_F(ListenerTest, ASocketInUse) {
   const Listener first(path());
-  EXPECT_EQ(complaint(path()), path() + ": another process listens at this socket");
+  EXPECT_EQ(complaint(path()), path() + ": another process listens at this socket; stop it or choose another path");
   EXPECT_TRUE(connect(path()).is_open());
 }
 
@@ -86,12 +86,14 @@ TEST_F(ListenerTest, ASocketThatNobodyListensAtIsReplaced) {
 
 TEST_F(ListenerTest, OthersFilesAreLeftAlone) {
   dir_.write("events.sock", "a file");
-  EXPECT_EQ(complaint(path()), path() + ": this is no socket; it is left alone");
+  EXPECT_EQ(complaint(path()),
+            path() + ": this file is not a socket and is left alone; remove it or choose another path");
   EXPECT_EQ(dir_.read("events.sock"), "a file");
   const std::string link = dir_.file("link");
   std::filesystem::create_symlink(path(), link);
-  EXPECT_EQ(complaint(link), link + ": this is no socket; it is left alone");
-  EXPECT_EQ(complaint(dir_.path()), dir_.path().string() + ": this is no socket; it is left alone");
+  EXPECT_EQ(complaint(link), link + ": this file is not a socket and is left alone; remove it or choose another path");
+  EXPECT_EQ(complaint(dir_.path()),
+            dir_.path().string() + ": this file is not a socket and is left alone; remove it or choose another path");
 }
 
 TEST_F(ListenerTest, ASocketOfALaterListenerIsLeftAlone) {
@@ -105,7 +107,7 @@ TEST_F(ListenerTest, ASocketOfALaterListenerIsLeftAlone) {
 TEST_F(ListenerTest, Paths) {
   const std::string longest = dir_.file(std::string(107 - dir_.file("").size(), 's'));
   EXPECT_EQ(complaint(longest), "");
-  EXPECT_EQ(complaint(longest + "s"), longest + "s: the path of a socket has at most 107 bytes");
+  EXPECT_EQ(complaint(longest + "s"), longest + "s: the path of a socket has at most 107 bytes; choose a shorter one");
   const std::string nowhere = dir_.file("nowhere/events.sock");
   EXPECT_EQ(complaint(nowhere), nowhere + ": cannot make the socket: No such file or directory");
 }

@@ -61,6 +61,28 @@ TEST_F(SenderTest, LinesAndTheirNumbers) {
   EXPECT_FALSE(sender_->has_line());
 }
 
+TEST_F(SenderTest, EventsAndComplaintsWithTheirNumbers) {
+  EXPECT_FALSE(sender_->next());
+  write("\n{\"entity\":\"fan\",\"sensor\":\"FAN1_TACH1\",\"offset\":3,\"state\":1}\n\n \n[]\n\n[");
+  sender_->receive();
+  const auto event = sender_->next();
+  ASSERT_TRUE(event && event->event);
+  EXPECT_EQ(event->number, 2U);
+  EXPECT_STREQ(event->event->event.sensor_name, "FAN1_TACH1");
+  const auto complaint = sender_->next();
+  ASSERT_TRUE(complaint);
+  EXPECT_EQ(complaint->complaint_in(sender_->name()), "client 1:5: not an object");
+  EXPECT_FALSE(sender_->next());
+  ::shutdown(far_.get(), SHUT_WR);
+  sender_->receive();
+  const auto last = sender_->next();
+  ASSERT_TRUE(last);
+  EXPECT_EQ(last->number, 7U);
+  EXPECT_FALSE(last->event);
+  EXPECT_FALSE(sender_->next());
+  EXPECT_TRUE(sender_->is_done());
+}
+
 TEST_F(SenderTest, NothingToReceiveIsNoEnd) {
   sender_->receive();
   EXPECT_TRUE(sender_->listens());

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <polaiga/tables.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -59,32 +60,87 @@ TEST(Catalog, NamesAndSeverities) {
 TEST(Catalog, UnknownNumbersHaveTheEmptyText) {
   for (const std::uint32_t code : {0U, 1U, 152U, 1299U, 1326U, 4294967295U}) {
     EXPECT_STREQ(fault_name(code), "") << code;
-    EXPECT_EQ(severity_word(severity_of(make_record({.code = code}))), "info") << code;
+    EXPECT_EQ(severity_word(severity_of(make_record({.code = code}))), "indeterminate") << code;
   }
-  for (const std::uint32_t cause : {1U, 213U, 217U, 390U, 4294967295U}) EXPECT_STREQ(cause_text(cause), "") << cause;
+  for (const std::uint32_t cause : {0U, 1U, 213U, 217U, 390U, 4294967295U})
+    EXPECT_STREQ(cause_text(cause), "") << cause;
 }
 
+// Each cause with the type that X.733 gives it and with the name and the number
+// that it has in IANA-ITU-ALARM-TC-MIB.
 TEST(Catalog, Causes) {
-  const std::pair<std::uint32_t, const char*> kRows[] = {
-      {0, ""},
-      {214, "equipment-inoperable"},
-      {215, "thermal-problem"},
-      {216, "voltage-problem"},
-      {218, "equipment-degraded"},
-      {238, "equipment-missing"},
-      {242, "link-missing"},
-      {260, "psu-redundancy-fail"},
-      {338, "log-capacity"},
-      {344, "power-problem"},
-      {348, "equipment-problem"},
-      {380, "equipment-offline"},
-      {381, "performance-problem"},
-      {387, "fru-problem"},
-      {388, "equipment-disabled"},
-      {389, "equipment-unhealthy"},
+  struct Row {
+    std::uint32_t id;
+    const char* text;
+    const char* event_type;
+    const char* probable_cause;
+    std::uint32_t number;
   };
-  for (const auto& [id, text] : kRows) EXPECT_STREQ(cause_text(id), text) << id;
+  const Row kRows[] = {
+      {214, "equipment-inoperable", "equipmentAlarm", "equipmentMalfunction", 514},
+      {215, "thermal-problem", "environmentalAlarm", "temperatureUnacceptable", 548},
+      {216, "voltage-problem", "equipmentAlarm", "powerProblems", 533},
+      {218, "equipment-degraded", "equipmentAlarm", "equipmentMalfunction", 514},
+      {238, "equipment-missing", "equipmentAlarm", "replaceableUnitMissing", 62},
+      {242, "link-missing", "communicationsAlarm", "lossOfSignalX733", 527},
+      {260, "psu-redundancy-fail", "equipmentAlarm", "lossOfRedundancy", 77},
+      {338, "log-capacity", "processingErrorAlarm", "storageCapacityProblemX733", 547},
+      {344, "power-problem", "equipmentAlarm", "powerProblems", 533},
+      {348, "equipment-problem", "equipmentAlarm", "equipmentMalfunction", 514},
+      {380, "equipment-offline", "equipmentAlarm", "equipmentMalfunction", 514},
+      {381, "performance-problem", "qualityOfServiceAlarm", "performanceDegraded", 532},
+      {387, "fru-problem", "equipmentAlarm", "replaceableUnitProblem", 69},
+      {388, "equipment-disabled", "equipmentAlarm", "equipmentMalfunction", 514},
+      {389, "equipment-unhealthy", "equipmentAlarm", "equipmentMalfunction", 514},
+  };
+  for (const Row& row : kRows) {
+    EXPECT_STREQ(cause_text(row.id), row.text) << row.id;
+    for (const auto& standard : {cause_standard(row.id), cause_standard(row.text)}) {
+      ASSERT_TRUE(standard) << row.id;
+      EXPECT_EQ(event_type_word(standard->event_type), row.event_type) << row.id;
+      EXPECT_STREQ(standard->probable_cause, row.probable_cause) << row.id;
+      EXPECT_EQ(standard->probable_cause_number, row.number) << row.id;
+    }
+  }
   EXPECT_EQ(cause_entries().size(), std::size(kRows));
+}
+
+TEST(Catalog, UnknownCausesHaveNoStandard) {
+  for (const std::uint32_t cause : {0U, 1U, 213U, 390U}) EXPECT_FALSE(cause_standard(cause)) << cause;
+  for (const char* text : {"", "thermal", "thermal-problem "}) EXPECT_FALSE(cause_standard(text)) << text;
+}
+
+// Up to 200, IANA's list says in comments which numbers are for which type of alarm;
+// from 500 to 555 it holds the causes of X.733 by name.
+TEST(Catalog, EveryCauseHasAProbableCauseOfItsType) {
+  struct Range {
+    const char* event_type;
+    std::uint32_t first;
+    std::uint32_t last;
+  };
+  constexpr Range kM3100[] = {{"communicationsAlarm", 1, 50},
+                          {"equipmentAlarm", 51, 100},
+                          {"environmentalAlarm", 101, 150},
+                          {"processingErrorAlarm", 151, 200}};
+  constexpr std::uint32_t kFirstOfX733 = 500;
+  constexpr std::uint32_t kLastOfX733 = 555;
+  for (const CauseEntry& entry : cause_entries()) {
+    const CauseStandard& standard = entry.standard;
+    EXPECT_STRNE(standard.probable_cause, "") << entry.id;
+    if (standard.probable_cause_number >= kFirstOfX733) {
+      EXPECT_LE(standard.probable_cause_number, kLastOfX733) << entry.id;
+      continue;
+    }
+    const auto* const range = std::ranges::find(kM3100, event_type_word(standard.event_type), &Range::event_type);
+    ASSERT_NE(range, std::end(kM3100)) << entry.id;
+    EXPECT_GE(standard.probable_cause_number, range->first) << entry.id;
+    EXPECT_LE(standard.probable_cause_number, range->last) << entry.id;
+  }
+}
+
+TEST(Catalog, SeveritiesAscend) {
+  const char* const kWords[] = {"cleared", "indeterminate", "warning", "minor", "major", "critical"};
+  for (std::size_t i = 0; i < std::size(kWords); ++i) EXPECT_EQ(severity_word(static_cast<Severity>(i)), kWords[i]);
 }
 
 TEST(Catalog, ARecordThatOnlyClearsIsCleared) {

@@ -65,6 +65,8 @@ class RunTest : public ::testing::Test {
   std::vector<std::string> ask(const std::string& sql) const { return ask(ledger(), sql); }
   static std::vector<std::string> ask(const std::string& ledger, const std::string& sql);
   std::int64_t events() const { return count("event"); }
+  // What the record of each event did, in the order of the events.
+  std::vector<std::string> outcomes() const { return ask("SELECT change FROM records ORDER BY seq"); }
   std::int64_t count(const std::string& table) const { return std::stoll(ask("SELECT count(*) FROM " + table).at(0)); }
 
   TempDir dir_;

@@ -1,61 +1,118 @@
 // Ledgers for tests, of records that no filter made.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "intake/event_parser.h"
 #include "ledger/ledger.h"
+#include "model/entities.h"
+#include "model/reporter.h"
 #include "support/record.h"
 
 namespace polaiga::engine::test {
 
-struct EntryOf {
+struct InputOf {
   RecordOf record = {};
   bool reported = true;
+  const char* sensor = "S1";
+  std::int32_t instance = 1;
+  Moment at = 1000;
   std::string id = {};
-  Moment received = 1000;
-  std::vector<std::string> withdrawn = {};
+  std::optional<Moment> time = std::nullopt;
+  std::optional<std::int64_t> age = std::nullopt;  // none: the same as `at`
+  std::vector<std::string> withdrawn = {};         // fault DNs
 };
 
-// Writes an event that came to that; its number.
-inline Sequence write(Ledger& ledger, ActiveFaults& faults, const EntryOf& of,
-                      std::map<Slot, std::vector<Sequence>> filter_state = {}) {
-  LedgerEntry entry;
-  entry.sequence = ledger.last() + 1;
-  entry.received = of.received;
-  entry.line = parse_sensor_event(R"({"entity":"fan","sensor":"FAN3_TACH1","instance":3,"offset":3,"state":1})");
-  if (!of.id.empty()) entry.line.id = of.id;
-  entry.handled.when = of.received;
-  entry.handled.reported = of.reported;
-  for (const std::string& fault_dn : of.withdrawn) {
-    if (const auto raised = faults.withdraw(fault_dn)) entry.handled.withdrawn.push_back({fault_dn, *raised});
+// A ledger with the alarms of an engine that writes to it.
+class LedgerWithAlarms {
+ public:
+  explicit LedgerWithAlarms(const std::string& path, const Retention& retention = {}, Moment now = 0)
+      : ledger(path, retention, now), alarms(Alarms::kMostReports, ledger.last_change()) {
+    for (const ActiveFault& fault : ledger.restore().faults) alarms.restore(fault);
+    ledger.use({"nm", "cmc", "drive_bp"}, {"c0ffee", "1.0.0"});
   }
-  if (of.reported) {
-    entry.handled.record = make_record(of.record);
-    entry.handled.outcome = faults.apply(entry.handled.record, of.received, entry.sequence);
+
+  // Adds an input to the batch; its number.
+  Sequence add(const InputOf& of) {
+    RecordedInput input;
+    input.sequence = ledger.last_sequence() + 1 + static_cast<Sequence>(batch.inputs.size());
+    input.received = of.at;
+    input.arrived = of.at;
+    input.age = of.age.value_or(of.at);
+    input.at = of.time.value_or(of.at);
+    input.event.entity = find_entity("fan");
+    fill(input.event.event.sensor_name, of.sensor);
+    input.event.event.entity_instance = of.instance;
+    input.event.event.event_offset = 3;
+    input.event.event.event_state = of.record.state;
+    input.event.event.entity_id = 29;
+    if (!of.id.empty()) input.event.id = of.id;
+    input.event.time = of.time;
+    for (const std::string& fault_dn : of.withdrawn) {
+      alarms.withdraw(fault_dn, input.sequence, input.at, input.changes);
+    }
+    input.reported = of.reported;
+    if (of.reported) {
+      input.record = make_record(of.record);
+      input.record.event = input.event.event;
+      fill(input.record.created, "1970-01-01T00:16:40");
+      input.record.created_time = 1000;
+      input.outcome = alarms.apply(input.record, reporter_of(input.event), input.sequence, input.at, input.changes);
+    }
+    batch.inputs.push_back(std::move(input));
+    return batch.inputs.back().sequence;
   }
-  const Sequence sequence = entry.sequence;
-  LedgerBatch batch;
-  batch.entries.push_back(std::move(entry));
-  batch.filter_state = std::move(filter_state);
-  ledger.write(batch);
-  return sequence;
+
+  void write() {
+    ledger.write(batch);
+    batch = {};
+  }
+
+  // A batch of one.
+  Sequence write(const InputOf& of) {
+    const Sequence sequence = add(of);
+    write();
+    return sequence;
+  }
+
+  // Events that nothing comes of.
+  void pass(int count, const InputOf& of = {}) {
+    InputOf event = of;
+    event.reported = false;
+    for (int i = 0; i < count; ++i) write(event);
+  }
+
+  Ledger ledger;
+  Alarms alarms;
+  Batch batch;
+};
+
+// A reporter raises a fault of an object, moves it to another level, clears it.
+inline InputOf raises(const char* sensor, const char* dn, std::uint32_t code, Moment at = 1000) {
+  return {.record = {.dn = dn, .code = code}, .sensor = sensor, .at = at};
+}
+inline InputOf moves(const char* sensor, const char* dn, std::uint32_t from, std::uint32_t to, Moment at = 1000) {
+  return {.record = {.dn = dn, .code = to, .clear_code = from, .state = 5}, .sensor = sensor, .at = at};
+}
+inline InputOf clears(const char* sensor, const char* dn, std::uint32_t code, Moment at = 1000) {
+  return {.record = {.dn = dn, .code = code, .clear_code = code, .state = 0}, .sensor = sensor, .at = at};
 }
 
-// The first column of every row.
-inline std::vector<std::int64_t> numbers(const std::string& path, const std::string& sql) {
+// Every row of a question, its columns with a blank between.
+inline std::vector<std::string> rows(const std::string& path, const std::string& sql) {
   const Database db(path, Access::kRead);
-  Statement rows(db, sql);
-  std::vector<std::int64_t> found;
-  while (rows.step()) found.push_back(rows.integer(0));
+  Statement statement(db, sql);
+  std::vector<std::string> found;
+  while (statement.step()) {
+    std::string row;
+    for (int column = 0; column < statement.columns(); ++column) {
+      row.append(column > 0 ? " " : "");
+      row.append(statement.is_null(column) ? "-" : std::string(statement.text(column)));
+    }
+    found.push_back(row);
+  }
   return found;
-}
-
-inline std::string text(const std::string& path, const std::string& sql) {
-  const Database db(path, Access::kRead);
-  Statement rows(db, sql);
-  return rows.step() ? std::string(rows.text(0)) : "no row";
 }
 
 }  // namespace polaiga::engine::test

@@ -12,8 +12,10 @@
 #include <vector>
 
 #include "base/standard_output.h"
+#include "core/recorder.h"
 #include "intake/event_parser.h"
 #include "ledger/ledger.h"
+#include "support/manual_clock.h"
 
 namespace polaiga::engine::test {
 
@@ -33,22 +35,15 @@ inline void write_ledger(const std::string& path, const std::vector<EventAt>& ev
   if (pid == 0) {
     try {
       StandardOutput::divert(Others::kDiscarded);
-      Ledger ledger(path, retention, kNewYear);
-      FaultEngine engine(0, Log::kOff);
-      FilterState filter_state = ledger.restore(engine);
-      const HostTables tables = read_host_tables(POLAIGA_TABLES_DIR);
-      install_host_tables(tables, POLAIGA_TABLES_DIR);
-      ledger.use_tables(tables);
-      LedgerBatch batch;
+      ManualClock clock(kNewYear + (events.empty() ? 0 : events.front().received));
+      Ledger ledger(path, retention, clock.wall());
+      Recorder recorder({}, clock, ledger);
+      recorder.use_tables(read_host_tables(POLAIGA_TABLES_DIR), POLAIGA_TABLES_DIR);
       for (const auto& [received, text] : events) {
-        const Sequence sequence = ledger.last() + static_cast<Sequence>(batch.entries.size()) + 1;
-        SensorEvent line = parse_sensor_event(text);
-        Handled handled = engine.handle(line, kNewYear + received, sequence);
-        filter_state.note(sequence, line, handled.record);
-        batch.entries.push_back({sequence, kNewYear + received, std::move(line), std::move(handled)});
+        clock.pass(kNewYear + received - clock.wall());
+        recorder.record(parse_sensor_event(text));
       }
-      batch.filter_state = filter_state.take_changes();
-      ledger.write(batch);
+      recorder.commit();
     } catch (const std::exception& error) {
       std::fprintf(stderr, "%s\n", error.what());
       ::_exit(1);

@@ -1,0 +1,100 @@
+#include "core/recorder.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace polaiga::engine {
+namespace {
+
+constexpr const char* kTablesOfTheLedger = "the ledger's tables";  // in complaints
+
+Arrival last_arrival(const Ledger* ledger) {
+  if (ledger == nullptr) return {};
+  return {ledger->last_arrived(), ledger->last_arrived(), ledger->last_age()};
+}
+
+// An event may tell of the past, but not of the time after its arrival.
+Moment moment_of(const SensorEvent& event, Moment arrived) {
+  return event.time && *event.time <= arrived ? *event.time : arrived;
+}
+
+}  // namespace
+
+Recorder::Recorder(const Options& options, const Clock& clock, Ledger* ledger)
+    : ledger_(ledger),
+      most_in_batch_(options.most_in_batch),
+      filters_(options.platform, options.log),
+      alarms_(options.most_reports, ledger != nullptr ? ledger->last_change() : 0),
+      arrivals_(clock, last_arrival(ledger)),
+      last_sequence_(ledger != nullptr ? ledger->last_sequence() : 0) {}
+
+Recorder::Recorder(const Options& options, const Clock& clock)
+    : Recorder(options, clock, static_cast<Ledger*>(nullptr)) {}
+
+Recorder::Recorder(const Options& options, const Clock& clock, Ledger& ledger) : Recorder(options, clock, &ledger) {
+  rebuild(ledger.restore());
+}
+
+// All tables are checked before the library is given anything: it cannot take an
+// event back.
+void Recorder::rebuild(const Restored& restored) {
+  for (const auto& [id, tables] : restored.tables) install_host_tables(tables, kTablesOfTheLedger);
+  std::int64_t installed = 0;
+  for (const Restored::Step& step : restored.steps) {
+    if (step.tables != std::exchange(installed, step.tables)) {
+      install_host_tables(restored.tables.at(step.tables), kTablesOfTheLedger);
+    }
+    filter_state_.note(step.sequence, step.event, filters_.run(step.event).record);
+  }
+  filter_state_.take_changes();  // the ledger has them
+  for (const ActiveFault& fault : restored.faults) alarms_.restore(fault);
+}
+
+void Recorder::use_tables(const HostTables& tables, const std::string& directory) {
+  install_host_tables(tables, directory);
+  if (ledger_ != nullptr) ledger_->use(tables, library_build());
+}
+
+std::optional<Sequence> Recorder::find(const SensorEvent& event) const {
+  if (!event.id || ledger_ == nullptr) return std::nullopt;
+  if (const auto found = ids_.find(*event.id); found != ids_.end()) return found->second;
+  return ledger_->find(*event.id);
+}
+
+Receipt Recorder::record(SensorEvent event) {
+  if (const auto known = find(event)) return {*known, true, nullptr};
+  RecordedInput input;
+  const Arrival arrival = arrivals_.now();
+  went_back_ = std::max<std::int64_t>(0, std::exchange(last_received_, arrival.received) - arrival.received);
+  input.sequence = ++last_sequence_;
+  input.received = arrival.received;
+  input.arrived = arrival.arrived;
+  input.age = arrival.age;
+  input.at = moment_of(event, arrival.arrived);
+  const Filtered filtered = filters_.run(event);
+  if (ledger_ != nullptr) filter_state_.note(input.sequence, event, filtered.record);
+  for (const std::string& fault_dn : filtered.withdrawn) {
+    alarms_.withdraw(fault_dn, input.sequence, input.at, input.changes);
+  }
+  input.reported = filtered.reported;
+  input.record = filtered.record;
+  if (input.reported) {
+    input.outcome = alarms_.apply(input.record, reporter_of(event), input.sequence, input.at, input.changes);
+  }
+  if (event.id && ledger_ != nullptr) ids_.emplace(*event.id, input.sequence);
+  input.event = std::move(event);
+  batch_.inputs.push_back(std::move(input));
+  return {batch_.inputs.back().sequence, false, &batch_.inputs.back()};
+}
+
+void Recorder::commit() {
+  if (ledger_ != nullptr && has_batch()) {
+    for (auto& [slot, sequences] : filter_state_.take_changes()) batch_.filter_state[slot] = std::move(sequences);
+    ledger_->write(batch_);
+  }
+  batch_.inputs.clear();
+  batch_.filter_state.clear();
+  ids_.clear();
+}
+
+}  // namespace polaiga::engine

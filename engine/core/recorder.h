@@ -1,0 +1,91 @@
+// The recorder: the only way from an input to the alarms and to the ledger.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <unordered_map>
+
+#include "alarms/alarms.h"
+#include "base/clock.h"
+#include "core/arrival.h"
+#include "filter/filter_runner.h"
+#include "filter/filter_state.h"
+#include "filter/host_tables.h"
+#include "ledger/batch.h"
+#include "ledger/ledger.h"
+
+namespace polaiga::engine {
+
+// What a source is told about an input.
+struct Receipt {
+  Sequence sequence = 0;
+  bool duplicate = false;                // an input with the same id was taken before, under this number
+  const RecordedInput* input = nullptr;  // null for a duplicate; lasts until the next call
+};
+
+// Takes inputs one by one: gives each to its filter, the record to the alarms, and
+// gathers what came of it in a batch. commit() writes the batch to the ledger. The
+// library cannot take an event back, so a batch that could not be written is kept,
+// and commit() may be called again.
+class Recorder {
+ public:
+  struct Options {
+    std::int32_t platform = 0;
+    Log log = Log::kOff;
+    std::size_t most_reports = Alarms::kMostReports;  // see Alarms
+    std::size_t most_in_batch = 4096;
+  };
+
+  // Without a ledger: numbers begin at 1, nothing is kept.
+  Recorder(const Options& options, const Clock& clock);
+
+  // Goes on with what the ledger holds: its active alarms and its numbers. The
+  // library is given the events again that it must remember. The ledger must
+  // outlive the recorder. Throws LedgerError when the ledger contradicts itself.
+  Recorder(const Options& options, const Clock& clock, Ledger& ledger);
+
+  // Installs the host's tables for the inputs that follow. `directory` is what
+  // complaints name. Throws TableError, and then the tables stay as they were;
+  // throws SqlError when the ledger cannot be read.
+  void use_tables(const HostTables& tables, const std::string& directory);
+
+  // Takes an event. Throws SqlError when the ledger cannot be asked for its id;
+  // then nothing was taken.
+  Receipt record(SensorEvent event);
+
+  // Whether there is something to commit, and whether the batch takes no more.
+  bool has_batch() const { return !batch_.inputs.empty(); }
+  bool is_full() const { return batch_.inputs.size() >= most_in_batch_; }
+  const Batch& batch() const { return batch_; }
+
+  // Writes the batch and begins a new one. Durable when it returns. Throws
+  // SqlError, and then the batch is still there.
+  void commit();
+
+  const Alarms& alarms() const { return alarms_; }
+  Sequence last_sequence() const { return last_sequence_; }
+
+  // The clock's jump back, in seconds, that the last input showed; 0: none.
+  std::int64_t clock_went_back() const { return went_back_; }
+
+ private:
+  Recorder(const Options& options, const Clock& clock, Ledger* ledger);
+
+  void rebuild(const Restored& restored);
+  std::optional<Sequence> find(const SensorEvent& event) const;
+
+  Ledger* ledger_;  // null: none
+  std::size_t most_in_batch_;
+  FilterRunner filters_;
+  FilterState filter_state_;
+  Alarms alarms_;
+  Arrivals arrivals_;
+  Sequence last_sequence_;
+  Batch batch_;
+  std::unordered_map<std::string, Sequence> ids_;  // of the batch
+  Moment last_received_ = 0;
+  std::int64_t went_back_ = 0;
+};
+
+}  // namespace polaiga::engine

@@ -1,0 +1,44 @@
+// What the engine answers at its sockets, one JSON object a line.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/recorder.h"
+#include "filter/library_build.h"
+#include "ledger/ledger.h"
+
+namespace polaiga::engine {
+
+// {"seq":N}, with "duplicate":true for an event that was taken before, and with a
+// "warning" when its fault is not tracked.
+std::string acknowledgement(const Receipt& receipt);
+
+// {"error":"..."}
+std::string refusal(const std::string& what);
+
+// {"ok":true}
+std::string done();
+
+// How the engine is.
+struct EngineStatus {
+  std::string ledger_id;
+  LibraryBuild build;
+  Sequence last_sequence = 0;
+  ChangeNumber last_change = 0;
+  std::size_t active_faults = 0;
+  std::size_t reports = 0;       // an active fault counts once for each of its reporters
+  std::size_t most_reports = 0;  // the limit of `reports`
+  std::uint64_t not_tracked = 0;
+  std::uint64_t bad_lines = 0;
+  int clients = 0;
+  LedgerSize size;
+  std::vector<PublisherCursor> publishers;
+  std::optional<std::string> problem;  // why the ledger cannot be written
+};
+
+std::string status_answer(const EngineStatus& status);
+
+}  // namespace polaiga::engine

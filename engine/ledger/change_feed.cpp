@@ -1,0 +1,61 @@
+#include "ledger/change_feed.h"
+
+#include <utility>
+
+#include "ledger/connection.h"
+#include "ledger/stored_rows.h"
+
+namespace polaiga::engine {
+
+ChangeFeed::ChangeFeed(const std::string& ledger) : connection_(std::make_unique<LedgerConnection>(ledger)) {
+  ledger_id_ = connection_->ask([&] { return ledger_row(connection_->db()).id; });
+}
+ChangeFeed::~ChangeFeed() = default;
+ChangeFeed::ChangeFeed(ChangeFeed&& other) noexcept = default;
+ChangeFeed& ChangeFeed::operator=(ChangeFeed&& other) noexcept = default;
+
+std::optional<ChangeNumber> ChangeFeed::cursor(const std::string& publisher) {
+  return connection_->ask([&]() -> std::optional<ChangeNumber> {
+    Statement row(connection_->db(), "SELECT " + columns_sql<CursorRow>() + " FROM publisher_cursor WHERE name = ?");
+    if (!row.with(publisher).step()) return std::nullopt;
+    return read_row<CursorRow>(row).change;
+  });
+}
+
+Snapshot ChangeFeed::snapshot() {
+  return connection_->ask([&] {
+    StoredRows rows(connection_->db());
+    return Snapshot{.ledger_id = ledger_id_, .number = rows.last_change(), .active = rows.active()};
+  });
+}
+
+Feed ChangeFeed::next(ChangeNumber number, std::size_t most) {
+  return connection_->ask([&] {
+    StoredRows rows(connection_->db());
+    Feed feed;
+    const ChangeNumber gone = rows.ledger().watermark_change;
+    const ChangeNumber last = rows.last_change();
+    if (number < gone) {
+      feed.gap = {number + 1, gone};
+    } else if (number > last) {
+      feed.gap = {last + 1, number};
+    } else if (number < last && most > 0) {
+      rows.changes(StoredRows::Direction::kForwards, number, [&](auto&& change) {
+        if (change.stored.change.number != number + 1) {
+          throw LedgerError("change " + std::to_string(number + 1) + " is gone, though those around it are there");
+        }
+        ++number;
+        feed.changes.push_back(std::move(change.stored));
+        return feed.changes.size() < most;
+      });
+      if (feed.changes.empty()) {
+        throw LedgerError("change " + std::to_string(number + 1) + " is gone, though those around it are there");
+      }
+    }
+    return feed;
+  });
+}
+
+bool ChangeFeed::has_changed() { return connection_->has_changed(); }
+
+}  // namespace polaiga::engine

@@ -1,0 +1,63 @@
+// What a publisher reads: first the alarms that are active at some change N, then
+// every change after N. The cursor that says how far a publisher has come is
+// written by the engine alone; a publisher reports it over the control socket.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ledger/reader.h"
+
+namespace polaiga::engine {
+
+// The active alarms right after change `number`.
+struct Snapshot {
+  std::string ledger_id;
+  ChangeNumber number = 0;
+  std::vector<ActiveRow> active;
+};
+
+struct Feed {
+  // Changes `first` to `last` are not there: retention took them before this
+  // publisher read them, or the ledger was put back to an earlier state and does
+  // not have them yet. The publisher must begin again with a snapshot.
+  struct Gap {
+    ChangeNumber first = 0;
+    ChangeNumber last = 0;
+  };
+  std::optional<Gap> gap;             // then there are no changes
+  std::vector<StoredChange> changes;  // in their order, without gaps
+};
+
+class ChangeFeed {
+ public:
+  // Of a ledger that an engine may be writing. Throws LedgerError, as all do.
+  explicit ChangeFeed(const std::string& ledger);
+  ~ChangeFeed();
+  ChangeFeed(ChangeFeed&& other) noexcept;
+  ChangeFeed& operator=(ChangeFeed&& other) noexcept;
+
+  const std::string& ledger_id() const { return ledger_id_; }
+
+  // Where a publisher's cursor is; nothing when it has none.
+  std::optional<ChangeNumber> cursor(const std::string& publisher);
+
+  Snapshot snapshot();
+
+  // The changes after `number`, at most `most`. It reads no more rows than that,
+  // whatever the size of the ledger.
+  Feed next(ChangeNumber number, std::size_t most);
+
+  // Whether something was written since the last call.
+  bool has_changed();
+
+ private:
+  std::unique_ptr<LedgerConnection> connection_;
+  std::string ledger_id_;
+};
+
+}  // namespace polaiga::engine

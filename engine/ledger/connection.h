@@ -1,0 +1,53 @@
+// A ledger that is open for questions while an engine may be writing to it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "ledger/ledger_file.h"
+#include "ledger/sqlite.h"
+
+namespace polaiga::engine {
+
+class LedgerConnection {
+ public:
+  // Throws LedgerError, as all that follows.
+  explicit LedgerConnection(std::string path);
+
+  const std::string& path() const { return path_; }
+  Database& db() { return db_; }
+
+  // Calls `question`, for which the ledger stays as it is meanwhile.
+  template <class Question>
+  auto ask(Question question) {
+    try {
+      const Snapshot snapshot(db_);
+      return question();
+    } catch (const SqlError& error) {
+      throw LedgerError(path_ + ": cannot read the ledger: " + error.what());
+    } catch (const LedgerError& error) {
+      throw LedgerError(path_ + ": " + error.what());
+    }
+  }
+
+  // Whether something was written since the last call.
+  bool has_changed();
+
+ private:
+  class Snapshot {
+   public:
+    explicit Snapshot(Database& db) : db_(db) { db_.exec("BEGIN"); }
+    ~Snapshot();
+    Snapshot(const Snapshot&) = delete;
+    Snapshot& operator=(const Snapshot&) = delete;
+
+   private:
+    Database& db_;
+  };
+
+  std::string path_;
+  Database db_;
+  std::int64_t version_ = 0;
+};
+
+}  // namespace polaiga::engine

@@ -1,0 +1,415 @@
+#include "ledger/entry_writer.h"
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "model/reporter.h"
+
+namespace polaiga::engine {
+namespace {
+
+// What an era knows of its rows takes memory; beyond this it begins anew, and rows
+// are stored again.
+constexpr std::size_t kMostSubjects = 32'768;
+constexpr std::size_t kMostForms = 8'192;
+
+constexpr std::int64_t kRowBytes = 40;  // of a row, beside what it says; about
+
+std::string insert_standing() {
+  return "INSERT INTO standing (era, fault, alarm, shown, reporters, updated_at, count) "
+         "SELECT ?, fault.number, coalesce(fault.later_alarm, fault.alarm), max(report.last_seq), count(*), "
+         // of the report with the greatest last_seq, as SQLite promises for columns beside max()
+         "iif(fault.updated_seq > report.last_seq, fault.updated_at, report.last_at), "
+         "fault.count + sum(report.count) "
+         "FROM report JOIN fault ON fault.number = report.fault GROUP BY report.fault";
+}
+
+std::int64_t first_integer(Statement& statement) {
+  const std::int64_t value = statement.step() ? statement.integer(0) : 0;
+  statement.reset();
+  return value;
+}
+
+}  // namespace
+
+EntryWriter::Statements::Statements(const Database& db)
+    : event(db),
+      subject(db),
+      form(db),
+      change(db),
+      alarm(db),
+      fault(db),
+      step(db, " ON CONFLICT DO NOTHING"),
+      report(db,
+             " ON CONFLICT (fault, entity, sensor, instance) DO UPDATE SET last_seq = excluded.last_seq, "
+             "last_at = excluded.last_at, count = count + 1, change = excluded.change"),
+      era(db),
+      filter_state(db),
+      forget_slot(db, "DELETE FROM filter_state WHERE slot = ?"),
+      least_at(db, "UPDATE era SET least_at = ?2 WHERE seq = ?1"),
+      standing(db, insert_standing()),
+      alarm_goes_on(db, "UPDATE alarm SET severity = ?2, worst = max(worst, ?2), fault = ?3 WHERE number = ?1"),
+      later_alarm(db, "UPDATE fault SET later_alarm = nullif(?2, alarm) WHERE number = ?1"),
+      merge_alarm(db, "UPDATE alarm SET merged = ?2, merged_into = ?3 WHERE number = ?1"),
+      end_fault(db,
+                "UPDATE fault SET ended = ?2, shown_seq = ?3, change = ?2, "
+                "updated_at = iif(?4 > updated_seq, ?5, updated_at), updated_seq = max(updated_seq, ?4), "
+                "count = count + ?6 WHERE number = ?1"),
+      all_reports(db, "SELECT max(last_seq), last_at, sum(count) FROM report WHERE fault = ?"),
+      forget_reports(db, "DELETE FROM report WHERE fault = ?"),
+      one_report(db,
+                 "SELECT last_seq, last_at, count FROM report "
+                 "WHERE fault = ? AND entity = ? AND sensor = ? AND instance = ?"),
+      forget_report(db, "DELETE FROM report WHERE fault = ? AND entity = ? AND sensor = ? AND instance = ?"),
+      take_back(db,
+                "UPDATE fault SET change = ?2, updated_at = iif(?3 > updated_seq, ?4, updated_at), "
+                "updated_seq = max(updated_seq, ?3), count = count + ?5 WHERE number = ?1"),
+      head(db,
+           "SELECT max(fault.change, (SELECT coalesce(max(change), 0) FROM report WHERE report.fault = fault.number)) "
+           "FROM alarm JOIN fault ON fault.number = alarm.fault WHERE alarm.number = ?"),
+      change_count(db, "SELECT of_alarm FROM change WHERE number = ?") {}
+
+EntryWriter::EntryWriter(Database& db, const EraLimits& limits) : db_(db), limits_(limits), sql_(db) { load(); }
+
+void EntryWriter::load() {
+  const LedgerRow own = ledger_row(db_);
+  last_sequence_ = own.watermark_seq;
+  last_change_ = own.watermark_change;
+  last_arrived_ = 0;
+  last_age_ = 0;
+  created_ = own.created;
+  Statement event(db_, "SELECT " + columns_sql<EventRow>() + " FROM event ORDER BY seq DESC LIMIT 1");
+  if (event.step()) {
+    const auto last = read_row<EventRow>(event);
+    last_sequence_ = std::max(last_sequence_, last.seq);
+    last_arrived_ = last.arrival();
+    last_age_ = last.age_in(created_);
+  }
+  Statement change(db_, "SELECT " + columns_sql<ChangeRow>() + " FROM change ORDER BY number DESC LIMIT 1");
+  if (change.step()) last_change_ = std::max(last_change_, read_row<ChangeRow>(change).number);
+  heads_.clear();
+  setting_.id = 0;
+  era_ = {};
+  era_bytes_ = 0;
+  subjects_.clear();
+  forms_.clear();
+  Statement era(db_, "SELECT " + columns_sql<EraRow>() + " FROM era ORDER BY seq DESC LIMIT 1");
+  if (!era.step()) return;
+  era_ = read_row<EraRow>(era);
+  warm<SubjectRow>(subjects_, kMostSubjects);
+  warm<FormRow>(forms_, kMostForms);
+}
+
+template <class Row>
+void EntryWriter::warm(Known& known, std::size_t most) {
+  Statement rows(db_, "SELECT " + columns_sql<Row>() + " FROM " + std::string(Table<Row>::kName) +
+                          " WHERE seq >= ? ORDER BY seq LIMIT ?");
+  rows.with(era_.seq, most);
+  while (rows.step()) {
+    const Row row = read_row<Row>(rows);
+    key_.clear();
+    append_key(key_, row);
+    era_bytes_ += static_cast<std::int64_t>(key_.size()) + kRowBytes;
+    known.emplace(key_, row.seq);
+  }
+}
+
+void EntryWriter::use(const HostTables& tables, const LibraryBuild& build) { setting_ = {tables, build, true, 0}; }
+
+// The setting that was used last is used again when it is the same; none before
+// it is, so that settings only ever ascend.
+void EntryWriter::write_setting() {
+  if (setting_.id != 0) return;
+  if (!setting_.is_known) throw SqlError(SQLITE_MISUSE, "the ledger was not told under what inputs are handled");
+  Statement last(db_, "SELECT " + columns_sql<SettingRow, BuildRow, TablesRow>() +
+                          " FROM setting JOIN build ON build.id = setting.build JOIN tables ON tables.id = "
+                          "setting.tables ORDER BY setting.id DESC LIMIT 1");
+  if (last.step()) {
+    const auto build = read_row<BuildRow>(last, kWidth<SettingRow>);
+    const auto tables = read_row<TablesRow>(last, kWidth<SettingRow> + kWidth<BuildRow>);
+    if (build.build_id == setting_.build.build_id && build.version == setting_.build.version &&
+        HostTables{tables.nm, tables.cmc, tables.drive_bp} == setting_.tables) {
+      setting_.id = read_row<SettingRow>(last).id;
+      return;
+    }
+  }
+  last.reset();
+  Statement build(db_, "SELECT id FROM build WHERE build_id = ? AND version = ?");
+  std::int64_t build_id = first_integer(build.with(setting_.build.build_id, setting_.build.version));
+  Statement tables(db_, "SELECT id FROM tables WHERE nm = ? AND cmc = ? AND drive_bp = ?");
+  const HostTables& content = setting_.tables;
+  std::int64_t tables_id = first_integer(tables.with(content.nm, content.cmc, content.drive_bp));
+  const auto next = [this](const char* table) {
+    Statement highest(db_, std::string("SELECT coalesce(max(id), 0) + 1 FROM ") + table);
+    return first_integer(highest);
+  };
+  if (build_id == 0) {
+    build_id = next("build");
+    Insert<BuildRow>{db_}({build_id, setting_.build.build_id, setting_.build.version});
+  }
+  if (tables_id == 0) {
+    tables_id = next("tables");
+    Insert<TablesRow>{db_}({tables_id, content.nm, content.cmc, content.drive_bp});
+  }
+  setting_.id = next("setting");
+  Insert<SettingRow>{db_}({setting_.id, build_id, tables_id});
+}
+
+void EntryWriter::write(const Batch& batch) {
+  if (!batch.inputs.empty()) write_setting();
+  for (const RecordedInput& input : batch.inputs) write(input);
+  for (const auto& [slot, sequences] : batch.filter_state) {
+    sql_.forget_slot.with(slot).run();
+    for (const Sequence sequence : sequences) sql_.filter_state({slot, sequence});
+  }
+}
+
+void EntryWriter::write(const RecordedInput& input) {
+  if (input.sequence != last_sequence_ + 1) {
+    throw SqlError(SQLITE_MISUSE, "input " + std::to_string(input.sequence) + " does not follow input " +
+                                      std::to_string(last_sequence_));
+  }
+  const bool era_is_over = era_.seq == 0 || input.sequence - era_.seq >= limits_.inputs || era_bytes_ >= limits_.bytes;
+  if (era_is_over) begin_era(input);
+  if (input.at < era_.least_at) {
+    era_.least_at = input.at;
+    sql_.least_at.with(era_.seq, input.at).run();
+  }
+  EventRow row{.seq = input.sequence,
+               .id = input.event.id,
+               .received = input.received,
+               .arrived = input.arrived != input.received ? std::optional(input.arrived) : std::nullopt,
+               .age = {},
+               .time = input.event.time,
+               .at = {},
+               .setting = setting_.id,
+               .subject = subject_of(input),
+               .event = input.event.event,
+               .form = {},
+               .outcome = {},
+               .fault = {},
+               .created_time = {},
+               .zone = {},
+               .created = {}};
+  if (row.moment() != input.at) row.at = input.at;
+  if (row.age_in(created_) != input.age) row.age = input.age;
+  if (input.reported) {
+    row.form = form_of(input);
+    row.outcome = input.outcome;
+    for (const Change& change : input.changes) {
+      if (change.kind == ChangeKind::kRaised || change.kind == ChangeKind::kRefreshed) row.fault = change.fault;
+    }
+    stamp(row, input.record);
+  }
+  sql_.event(row);
+  for (const Change& change : input.changes) write(change, input);
+  last_sequence_ = input.sequence;
+  last_arrived_ = input.arrived;
+  last_age_ = input.age;
+}
+
+void EntryWriter::begin_era(const RecordedInput& input) {
+  era_ = {.seq = input.sequence, .least_at = input.at, .first_change = last_change_ + 1};
+  sql_.era(era_);
+  sql_.standing.with(era_.seq).run();
+  subjects_.clear();
+  forms_.clear();
+  era_bytes_ = 0;
+}
+
+Sequence EntryWriter::subject_of(const RecordedInput& input) {
+  const SubjectRow row{input.sequence, input.event.entity, input.event.event};
+  key_.clear();
+  append_key(key_, row);
+  if (const auto known = subjects_.find(key_); known != subjects_.end()) return known->second;
+  sql_.subject(row);
+  if (subjects_.size() >= kMostSubjects) subjects_.clear();
+  subjects_.emplace(key_, row.seq);
+  era_bytes_ += static_cast<std::int64_t>(key_.size()) + kRowBytes;
+  return row.seq;
+}
+
+Sequence EntryWriter::form_of(const RecordedInput& input) {
+  const FormRow row{input.sequence, input.record};
+  key_.clear();
+  append_key(key_, row);
+  if (const auto known = forms_.find(key_); known != forms_.end()) return known->second;
+  sql_.form(row);
+  if (forms_.size() >= kMostForms) forms_.clear();
+  forms_.emplace(key_, row.seq);
+  era_bytes_ += static_cast<std::int64_t>(key_.size()) + kRowBytes;
+  return row.seq;
+}
+
+// The local time of a record is nearly always that of created_time in some zone.
+void EntryWriter::stamp(EventRow& row, const fe_fault_record& record) {
+  const std::string_view created = field_text(record.created);
+  if (created != stamp_ || record.created_time != stamp_time_) {
+    stamp_ = created;
+    stamp_time_ = record.created_time;
+    stamp_zone_.reset();
+    if (const auto local = parse_moment(stamp_ + "Z")) {
+      const Moment ahead = *local - Moment{stamp_time_};
+      if (std::in_range<std::int32_t>(ahead) && format_moment(*local) == stamp_ + "Z") {
+        stamp_zone_ = static_cast<std::int32_t>(ahead);
+      }
+    }
+  }
+  row.created_time = stamp_time_;
+  row.zone = stamp_zone_;
+  if (!stamp_zone_) row.created = stamp_;
+}
+
+void EntryWriter::write(const Change& change, const RecordedInput& input) {
+  if (change.number != last_change_ + 1) {
+    throw SqlError(SQLITE_MISUSE, "change " + std::to_string(change.number) + " does not follow change " +
+                                      std::to_string(last_change_));
+  }
+  note(change);
+  switch (change.kind) {
+    case ChangeKind::kRaised:
+      raise(change, input);
+      break;
+    case ChangeKind::kRefreshed:
+      refresh(change, input);
+      break;
+    case ChangeKind::kPartlyCleared:
+      take_back(change, input);
+      break;
+    case ChangeKind::kCleared:
+    case ChangeKind::kWithdrawn:
+      end_fault(change);
+      heads_.erase(change.alarm);
+      break;
+    case ChangeKind::kSuperseded:
+      end_fault(change);
+      break;
+    case ChangeKind::kMerged:
+      merge_alarm(change);
+      break;
+  }
+  last_change_ = change.number;
+}
+
+void EntryWriter::note(const Change& change) {
+  const bool is_new = change.kind == ChangeKind::kRaised && change.alarm == change.number;
+  const Head before = is_new ? Head{} : head_of(change.alarm);
+  sql_.change({.number = change.number,
+               .seq = change.sequence,
+               .kind = change.kind,
+               .fault = change.fault,
+               .alarm = change.alarm,
+               .before = change.before,
+               .after = change.after,
+               .other = change.other,
+               .shown = change.shown,
+               .reporters = change.reporters,
+               .previous = before.change,
+               .of_alarm = before.count + 1});
+  heads_[change.alarm] = {change.number, before.count + 1};
+}
+
+EntryWriter::Head EntryWriter::head_of(ChangeNumber alarm) {
+  if (const auto known = heads_.find(alarm); known != heads_.end()) return known->second;
+  Head head;
+  head.change = first_integer(sql_.head.with(alarm));
+  head.count = first_integer(sql_.change_count.with(head.change));
+  return head;
+}
+
+// Alarms and faults come from the engine's memory; should the ledger know other
+// ones, it is not to be written to.
+void EntryWriter::must_change_one(const char* what, ChangeNumber number) const {
+  if (db_.rows_changed() == 1) return;
+  throw SqlError(SQLITE_CORRUPT, std::string("the ledger has no active ") + what + " " + std::to_string(number));
+}
+
+void EntryWriter::raise(const Change& change, const RecordedInput& input) {
+  if (change.alarm == change.number) {
+    sql_.alarm({.number = change.number,
+                .created = input.at,
+                .severity = change.after,
+                .worst = change.after,
+                .fault = change.fault,
+                .merged = {},
+                .merged_into = 0,
+                .related = change.other});
+  } else {
+    sql_.alarm_goes_on.with(change.alarm, static_cast<int>(change.after), change.fault).run();
+    must_change_one("alarm", change.alarm);
+    sql_.step({change.alarm, change.fault});
+  }
+  sql_.fault({.number = change.number,
+              .name = fault_name_hash(change.fault_dn),
+              .alarm = change.alarm,
+              .later_alarm = {},
+              .severity = change.after,
+              .raised_seq = input.sequence,
+              .shown_seq = input.sequence,
+              .updated_seq = 0,
+              .updated_at = 0,
+              .count = 0,
+              .change = change.number,
+              .ended = {}});
+  report(change, input);
+}
+
+void EntryWriter::refresh(const Change& change, const RecordedInput& input) {
+  const auto is_merge = [](const Change& other) { return other.kind == ChangeKind::kMerged; };
+  if (std::ranges::any_of(input.changes, is_merge)) {
+    sql_.alarm_goes_on.with(change.alarm, static_cast<int>(change.after), change.fault).run();
+    must_change_one("alarm", change.alarm);
+    sql_.later_alarm.with(change.fault, change.alarm).run();
+    must_change_one("fault", change.fault);
+    if (change.fault != change.alarm) sql_.step({change.alarm, change.fault});
+  }
+  report(change, input);
+}
+
+void EntryWriter::report(const Change& change, const RecordedInput& input) {
+  const Reporter reporter = reporter_of(input.event);
+  sql_.report({.fault = change.fault,
+               .entity = reporter.entity,
+               .sensor = reporter.sensor,
+               .instance = reporter.instance,
+               .since_seq = input.sequence,
+               .since_at = input.at,
+               .last_seq = input.sequence,
+               .last_at = input.at,
+               .count = 1,
+               .change = change.number});
+}
+
+void EntryWriter::take_back(const Change& change, const RecordedInput& input) {
+  const Reporter reporter = reporter_of(input.event);
+  Statement& found = sql_.one_report.with(change.fault, reporter.entity->name, reporter.sensor, reporter.instance);
+  if (!found.step()) {
+    found.reset();
+    throw SqlError(SQLITE_CORRUPT, "the ledger has no such report of fault " + std::to_string(change.fault));
+  }
+  sql_.take_back.with(change.fault, change.number, found.integer(0), found.integer(1), found.integer(2)).run();
+  found.reset();
+  must_change_one("fault", change.fault);
+  sql_.forget_report.with(change.fault, reporter.entity->name, reporter.sensor, reporter.instance).run();
+}
+
+void EntryWriter::end_fault(const Change& change) {
+  Statement& reports = sql_.all_reports.with(change.fault);
+  reports.step();
+  sql_.end_fault
+      .with(change.fault, change.number, change.shown, reports.integer(0), reports.integer(1), reports.integer(2))
+      .run();
+  reports.reset();
+  must_change_one("fault", change.fault);
+  sql_.forget_reports.with(change.fault).run();
+}
+
+void EntryWriter::merge_alarm(const Change& change) {
+  sql_.merge_alarm.with(change.alarm, change.number, change.other).run();
+  must_change_one("alarm", change.alarm);
+  heads_.erase(change.alarm);
+}
+
+}  // namespace polaiga::engine

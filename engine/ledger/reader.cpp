@@ -1,0 +1,124 @@
+#include "ledger/reader.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "ledger/connection.h"
+#include "ledger/stored_rows.h"
+
+namespace polaiga::engine {
+namespace {
+
+constexpr std::size_t kAtOnce = 1000;   // changes of one answer
+constexpr std::size_t kOfAlarm = 1000;  // changes that an explanation tells
+
+bool has(const Selection& selection, const std::string& fault_dn, Severity severity, const SensorEvent& event) {
+  return (selection.under.empty() || is_under(fault_dn, selection.under)) && severity >= selection.least &&
+         (selection.entity == nullptr || selection.entity == event.entity);
+}
+
+bool has(const Selection& selection, const StoredRows::ChangeOfFault& change) {
+  return has(selection, change.stored.change.fault_dn, change.severity, change.stored.event.event);
+}
+
+bool has(const Selection& selection, const ActiveRow& row) {
+  return has(selection, row.fault.fault_dn, row.fault.severity, row.shown.event.event) &&
+         (!selection.raised_by || row.fault.since <= *selection.raised_by) &&
+         (!selection.raised_after || row.fault.since > *selection.raised_after);
+}
+
+}  // namespace
+
+bool is_under(std::string_view dn, std::string_view root) {
+  while (root.ends_with('/')) root.remove_suffix(1);
+  if (!dn.starts_with(root)) return false;
+  return dn.size() == root.size() || dn[root.size()] == '/';
+}
+
+LedgerReader::LedgerReader(std::string path) : connection_(std::make_unique<LedgerConnection>(std::move(path))) {}
+LedgerReader::~LedgerReader() = default;
+LedgerReader::LedgerReader(LedgerReader&& other) noexcept = default;
+LedgerReader& LedgerReader::operator=(LedgerReader&& other) noexcept = default;
+
+const std::string& LedgerReader::path() const { return connection_->path(); }
+
+std::string LedgerReader::ledger_id() {
+  return connection_->ask([&] { return ledger_row(connection_->db()).id; });
+}
+
+std::vector<ActiveRow> LedgerReader::active(const Selection& selection, std::optional<Moment> at) {
+  return connection_->ask([&] {
+    StoredRows rows(connection_->db());
+    auto found = at ? rows.active_at(*at) : rows.active();
+    std::erase_if(found, [&](const ActiveRow& row) { return !has(selection, row); });
+    return found;
+  });
+}
+
+std::vector<StoredAlarm> LedgerReader::history(const std::string& fault_dn, std::int64_t limit) {
+  return connection_->ask([&] {
+    StoredRows rows(connection_->db());
+    std::vector<StoredAlarm> alarms;
+    for (const ChangeNumber number : rows.alarms_of(fault_dn, limit)) {
+      if (auto alarm = rows.alarm(number)) alarms.push_back(std::move(*alarm));
+    }
+    return alarms;
+  });
+}
+
+std::optional<Explanation> LedgerReader::explain(const std::string& fault_dn) {
+  return connection_->ask([&]() -> std::optional<Explanation> {
+    StoredRows rows(connection_->db());
+    const auto fault = rows.latest_fault(fault_dn);
+    if (!fault) return std::nullopt;
+    const ChangeNumber number = fault->later_alarm.value_or(fault->alarm);
+    auto alarm = rows.alarm(number);
+    if (!alarm) throw LedgerError("alarm " + std::to_string(number) + " is gone, though its fault is there");
+    const auto step = std::ranges::find(alarm->steps, fault->number, &StoredFault::number);
+    if (step == alarm->steps.end()) {
+      throw LedgerError("fault " + std::to_string(fault->number) + " is no step of its alarm");
+    }
+    Explanation found;
+    found.fault = *step;
+    found.raise = rows.record(found.fault.raised);
+    found.shown = rows.record(found.fault.shown);
+    found.reports = rows.reports(found.fault.number);
+    found.changes = rows.changes_of(number, kOfAlarm, found.changes_left_out);
+    found.tables = rows.tables_of(found.fault.raised);
+    found.alarm = std::move(*alarm);
+    return found;
+  });
+}
+
+ChangesRead LedgerReader::latest(const Selection& selection, std::size_t count) {
+  return connection_->ask([&] {
+    StoredRows rows(connection_->db());
+    ChangesRead read{.changes = {}, .through = rows.last_change()};
+    if (count == 0) return read;
+    rows.changes(StoredRows::Direction::kBackwards, std::numeric_limits<ChangeNumber>::max(), [&](auto&& change) {
+      if (has(selection, change)) read.changes.push_back(std::move(change.stored));
+      return read.changes.size() < count;
+    });
+    std::ranges::reverse(read.changes);
+    return read;
+  });
+}
+
+ChangesRead LedgerReader::after(const Selection& selection, ChangeNumber number) {
+  return connection_->ask([&] {
+    StoredRows rows(connection_->db());
+    ChangesRead read{.changes = {}, .through = number};
+    std::size_t seen = 0;
+    rows.changes(StoredRows::Direction::kForwards, number, [&](auto&& change) {
+      read.through = change.stored.change.number;
+      if (has(selection, change)) read.changes.push_back(std::move(change.stored));
+      return ++seen < kAtOnce;
+    });
+    return read;
+  });
+}
+
+bool LedgerReader::has_changed() { return connection_->has_changed(); }
+
+}  // namespace polaiga::engine

@@ -1,0 +1,102 @@
+// Questions to a ledger, while an engine may be writing to it.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "filter/host_tables.h"
+#include "ledger/stored.h"
+#include "model/entities.h"
+
+namespace polaiga::engine {
+
+// Which faults; by default, all.
+struct Selection {
+  std::string under = {};                          // a DN: this object or fault and all below it; empty: any
+  Severity least = Severity::kCleared;             // this severity and worse
+  const Entity* entity = nullptr;                  // of the event; null: any
+  std::optional<Moment> raised_by = std::nullopt;  // raised at this time or before it
+  std::optional<Moment> raised_after = std::nullopt;
+};
+
+// An active fault with the record that it shows.
+struct ActiveRow {
+  StoredFault fault;
+  Moment alarm_since = 0;
+  StoredRecord shown;
+};
+
+// What one reporter says of a fault, with its record.
+struct StoredReport {
+  Report report;
+  StoredRecord record;  // its latest about the fault
+};
+
+// All that is known of one fault and its alarm.
+struct Explanation {
+  StoredFault fault;
+  StoredAlarm alarm;
+  StoredRecord raise;                  // the record that raised the fault
+  StoredRecord shown;                  // the one that it shows, or showed last
+  std::vector<StoredReport> reports;   // of who still report it
+  std::vector<Change> changes;         // the alarm's latest changes, in their order
+  std::uint64_t changes_left_out = 0;  // those before them
+  HostTables tables;                   // that the fault was raised under
+};
+
+// A change with the record of the input that made it, if that had one.
+struct StoredChange {
+  Change change;
+  StoredEvent event;
+  std::optional<StoredRecord> record;
+};
+
+struct ChangesRead {
+  std::vector<StoredChange> changes;
+  ChangeNumber through = 0;  // how far the ledger was read for them
+};
+
+class LedgerConnection;
+
+// Each question is answered of one moment. All throw LedgerError.
+class LedgerReader {
+ public:
+  explicit LedgerReader(std::string path);
+  ~LedgerReader();
+  LedgerReader(LedgerReader&& other) noexcept;
+  LedgerReader& operator=(LedgerReader&& other) noexcept;
+
+  const std::string& path() const;
+  std::string ledger_id();
+
+  // In the order in which they were raised; of now, or as they were after the last
+  // input that happened at `at` or before. Fails for a time whose inputs retention
+  // has taken.
+  std::vector<ActiveRow> active(const Selection& selection, std::optional<Moment> at);
+
+  // Alarms, the oldest first, with their faults as steps: those in which the fault
+  // took part, or all for an empty DN; the last `limit`, or all for 0.
+  std::vector<StoredAlarm> history(const std::string& fault_dn, std::int64_t limit);
+
+  // The fault that is active, or was last; nothing when the ledger does not know it.
+  std::optional<Explanation> explain(const std::string& fault_dn);
+
+  // The last changes, and at most 1000 after a number.
+  ChangesRead latest(const Selection& selection, std::size_t count);
+  ChangesRead after(const Selection& selection, ChangeNumber number);
+
+  // Whether something was written since the last call.
+  bool has_changed();
+
+ private:
+  std::unique_ptr<LedgerConnection> connection_;
+};
+
+// Whether a DN is this one or lies below it.
+bool is_under(std::string_view dn, std::string_view root);
+
+}  // namespace polaiga::engine

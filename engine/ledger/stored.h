@@ -1,0 +1,69 @@
+// What the ledger's rows say, as questions and publishers read it.
+#pragma once
+
+#include <polaiga/records.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ledger/ledger.h"
+#include "model/change.h"
+#include "model/reporter.h"
+#include "model/sensor_event.h"
+
+namespace polaiga::engine {
+
+struct StoredEvent {
+  Sequence sequence = 0;
+  Moment received = 0;
+  Moment at = 0;
+  SensorEvent event;
+  LibraryBuild build;  // that handled it
+};
+
+// A record with the event that it was made of.
+struct StoredRecord {
+  StoredEvent event;
+  fe_fault_record record = {};
+  Outcome outcome = Outcome::kAlreadyClear;
+};
+
+// A fault from its raise to its end: one level of an alarm.
+struct StoredFault {
+  ChangeNumber number = 0;  // of the change that raised it
+  ChangeNumber alarm = 0;   // of the alarm that it was raised for
+  std::string fault_dn;
+  std::string dn;  // of the object
+  std::uint32_t code = 0;
+  std::string name;  // of the code, in the words of the record that raised it
+  Severity severity = Severity::kIndeterminate;
+  Sequence raised = 0;  // the input that raised it
+  Moment since = 0;
+  Sequence shown = 0;  // the input whose record it shows
+  Moment updated = 0;
+  std::uint64_t count = 0;        // records that raised or refreshed it
+  std::uint32_t reporters = 0;    // who report it now, or at the time that was asked for
+  std::optional<Sequence> ended;  // the input that ended it; none: it is active
+  Moment ended_at = 0;
+  ChangeKind ending = ChangeKind::kCleared;  // cleared, superseded or withdrawn
+};
+
+// What is wrong with an object, from the first raise to the end.
+struct StoredAlarm {
+  ChangeNumber number = 0;  // of its first raise; with the ledger's id it names the alarm for ever
+  std::string dn;           // of the object
+  Moment created = 0;
+  Moment changed = 0;                            // last
+  Severity severity = Severity::kIndeterminate;  // now, or the last one when it is over
+  Severity worst = Severity::kIndeterminate;     // so far
+  std::optional<ChangeNumber> ended;             // the change that ended it; none: it is active
+  Moment ended_at = 0;
+  ChangeKind ending = ChangeKind::kCleared;  // cleared, withdrawn or merged
+  ChangeNumber merged_into = 0;              // the alarm that goes on in its place; 0: none
+  ChangeNumber related = 0;                  // the alarm that its first raise came from, which went on; 0: none
+  std::vector<StoredFault> steps;            // its way, level by level
+};
+
+}  // namespace polaiga::engine

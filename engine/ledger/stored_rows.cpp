@@ -1,0 +1,460 @@
+#include "ledger/stored_rows.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <set>
+
+#include "base/printable.h"
+
+namespace polaiga::engine {
+namespace {
+
+// When an input happened, of the table `event` or of another name for it.
+std::string moment_sql(const std::string& event = "event") {
+  return "coalesce(" + event + ".at, " + event + ".time, " + event + ".arrived, " + event + ".received)";
+}
+
+constexpr const char* kOfEvent =
+    " JOIN subject ON subject.seq = event.subject JOIN setting ON setting.id = event.setting "
+    "JOIN build ON build.id = setting.build LEFT JOIN form ON form.seq = event.form";
+
+// The faults of a DN, by its number and by itself.
+const std::string kNamed =
+    "fault JOIN event AS raising ON raising.seq = fault.raised_seq JOIN form ON form.seq = raising.form "
+    "WHERE fault.name = ? AND form.fault_dn = ?";
+
+std::string record_columns() { return columns_sql<EventRow, SubjectRow, BuildRow, FormRow>(); }
+
+// What record_columns() selects.
+struct RecordRow {
+  RecordRow(const Statement& row, int first)
+      : event(read_row<EventRow>(row, first)),
+        subject(read_row<SubjectRow>(row, first + kWidth<EventRow>)),
+        build(read_row<BuildRow>(row, first + kWidth<EventRow> + kWidth<SubjectRow>)) {
+    constexpr int kForm = kWidth<EventRow> + kWidth<SubjectRow> + kWidth<BuildRow>;
+    if (!row.is_null(first + kForm)) form = read_row<FormRow>(row, first + kForm);
+  }
+
+  static constexpr int kColumns = kWidth<EventRow> + kWidth<SubjectRow> + kWidth<BuildRow> + kWidth<FormRow>;
+
+  EventRow event;
+  SubjectRow subject;
+  BuildRow build;
+  std::optional<FormRow> form;
+};
+
+void fill_created(const EventRow& row, fe_fault_record& record) {
+  std::string text = row.created.value_or("");
+  if (row.zone) {
+    const Moment local = Moment{row.created_time.value_or(0)} + *row.zone;
+    if (local < 0 || local > kLastMoment) {
+      throw LedgerError("event " + std::to_string(row.seq) + ": zone is out of range: " + std::to_string(*row.zone));
+    }
+    text = format_moment(local);
+    text.pop_back();  // the Z
+  }
+  if (text.size() >= sizeof record.created || text.find('\0') != std::string::npos) {
+    throw LedgerError("event " + std::to_string(row.seq) + ": created is longer than its field: " + in_quotes(text));
+  }
+  std::memcpy(record.created, text.data(), text.size());
+}
+
+StoredEvent stored_event(const RecordRow& row) {
+  return {.sequence = row.event.seq,
+          .received = row.event.received,
+          .at = row.event.moment(),
+          .event = sensor_event(row.event, row.subject),
+          .build = {row.build.build_id, row.build.version}};
+}
+
+StoredRecord stored_record(const RecordRow& row) {
+  if (!row.form || !row.event.outcome) {
+    throw LedgerError("the record of event " + std::to_string(row.event.seq) + " is gone");
+  }
+  StoredRecord stored{.event = stored_event(row), .record = row.form->record, .outcome = *row.event.outcome};
+  fe_fault_record& record = stored.record;
+  const fe_sensor_event changed = record.event;
+  record.event = stored.event.event.event;
+  record.event.entity_id = changed.entity_id;
+  record.event.entity_subtype = changed.entity_subtype;
+  record.event.entity_instance = changed.entity_instance;
+  record.event.event_state = changed.event_state;
+  record.created_time = row.event.created_time.value_or(0);
+  fill_created(row.event, record);
+  return stored;
+}
+
+Change stored_change(const ChangeRow& row, Moment at, const std::string& fault_dn) {
+  return {.number = row.number,
+          .sequence = row.seq,
+          .kind = row.kind,
+          .at = at,
+          .fault_dn = fault_dn,
+          .fault = row.fault,
+          .alarm = row.alarm,
+          .before = row.before,
+          .after = row.after,
+          .other = row.other,
+          .shown = row.shown,
+          .reporters = row.reporters};
+}
+
+Moment moment_of(const Statement& row, int column) {
+  const Moment at = row.integer(column);
+  if (at < 0 || at > kLastMoment) throw LedgerError("an event has a time that is out of range: " + std::to_string(at));
+  return at;
+}
+
+std::string gone(const char* what, std::int64_t number) {
+  return std::string(what) + " " + std::to_string(number) + " is gone, though it is still referred to";
+}
+
+}  // namespace
+
+NamedFault::NamedFault(const Statement& statement, int first) : row(read_row<FaultRow>(statement, first)) {
+  const auto form = read_row<FormRow>(statement, first + kWidth<FaultRow>);
+  constexpr int kRest = kWidth<FaultRow> + kWidth<FormRow>;
+  fault_dn = field_text(form.record.fault_dn);
+  dn = field_text(form.record.dn);
+  code = form.record.code;
+  name = field_text(form.record.name);
+  raised_at = moment_of(statement, first + kRest);
+  if (!row.ended) return;
+  if (statement.is_null(first + kRest + 1)) throw LedgerError(gone("change", *row.ended));
+  Cells cells(statement, first + kRest + 1);
+  cells.at("change", Column<&ChangeRow::seq>{"seq"});
+  cells.take(ended_seq);
+  cells.take(ending);
+  ended_at = moment_of(statement, first + kRest + 3);
+}
+
+std::string NamedFault::columns() {
+  return columns_sql<FaultRow, FormRow>() + ", " + moment_sql("raising") + ", ending.seq, ending.kind, " +
+         moment_sql("ending_event");
+}
+
+std::string NamedFault::tables() {
+  return "fault JOIN event AS raising ON raising.seq = fault.raised_seq JOIN form ON form.seq = raising.form "
+         "LEFT JOIN change AS ending ON ending.number = fault.ended "
+         "LEFT JOIN event AS ending_event ON ending_event.seq = ending.seq";
+}
+
+SensorEvent sensor_event(const EventRow& event, const SubjectRow& subject) {
+  SensorEvent stored{.entity = subject.entity, .event = subject.event, .time = event.time, .id = event.id};
+  for_each_field(kEventValues, [&](const auto& field) {
+    constexpr auto kMember = std::remove_cvref_t<decltype(field)>::kMember;
+    stored.event.*kMember = event.event.*kMember;
+  });
+  return stored;
+}
+
+StoredRows::StoredRows(const Database& db)
+    : db_(db),
+      records_(db, "SELECT " + record_columns() + " FROM event" + kOfEvent + " WHERE event.seq = ?"),
+      fault_reports_(db, "SELECT " + columns_sql<ReportRow>() + " FROM report WHERE fault = ?"),
+      alarms_(db, "SELECT " + columns_sql<AlarmRow>() + " FROM alarm WHERE number = ?"),
+      steps_(db,
+             "SELECT number FROM fault WHERE number = ?1 UNION "
+             "SELECT fault FROM step JOIN fault ON fault.number = step.fault WHERE step.alarm = ?1 ORDER BY 1"),
+      faults_(db, "SELECT " + NamedFault::columns() + " FROM " + NamedFault::tables() + " WHERE fault.number = ?"),
+      one_change_(db, "SELECT " + columns_sql<ChangeRow>() + ", " + moment_sql() +
+                          " FROM change JOIN event ON event.seq = change.seq WHERE change.number = ?") {}
+
+ChangeNumber StoredRows::last_change() const {
+  Statement last(db_, "SELECT coalesce(max(number), 0) FROM change");
+  const ChangeNumber number = last.step() ? last.integer(0) : 0;
+  return std::max(number, ledger().watermark_change);
+}
+
+StoredRecord StoredRows::record(Sequence sequence) {
+  if (!records_.with(sequence).step()) throw LedgerError(gone("event", sequence));
+  StoredRecord stored = stored_record(RecordRow(records_, 0));
+  records_.reset();
+  return stored;
+}
+
+HostTables StoredRows::tables_of(Sequence sequence) {
+  Statement row(db_, "SELECT " + columns_sql<TablesRow>() +
+                         " FROM event JOIN setting ON setting.id = event.setting "
+                         "JOIN tables ON tables.id = setting.tables WHERE event.seq = ?");
+  if (!row.with(sequence).step())
+    throw LedgerError("the host tables of event " + std::to_string(sequence) + " are gone");
+  const auto tables = read_row<TablesRow>(row);
+  return {tables.nm, tables.cmc, tables.drive_bp};
+}
+
+// A fault is active exactly when it is reported.
+std::vector<ActiveRow> StoredRows::active() {
+  Statement rows(db_,
+                 "SELECT DISTINCT report.fault, coalesce(fault.later_alarm, fault.alarm) "
+                 "FROM report LEFT JOIN fault ON fault.number = report.fault ORDER BY report.fault");
+  std::vector<StandingRow> standing;
+  while (rows.step()) {
+    const Reports reports = reports_of(rows.integer(0));
+    standing.push_back({.era = 0,
+                        .fault = rows.integer(0),
+                        .alarm = rows.integer(1),
+                        .shown = reports.shown,
+                        .reporters = reports.reporters,
+                        .updated_at = 0,
+                        .count = 0});
+  }
+  return active_rows(standing);
+}
+
+std::vector<ActiveRow> StoredRows::active_at(Moment at) {
+  const LedgerRow ledger = this->ledger();
+  if (ledger.watermark_seq > 0 && at < ledger.watermark_at) {
+    throw LedgerError("the ledger reaches back to " + format_moment(ledger.watermark_at) +
+                      "; what was before is no longer kept");
+  }
+  const Sequence last = last_until(at, ledger);
+  Statement eras(db_, "SELECT " + columns_sql<EraRow>() + " FROM era WHERE seq <= ? ORDER BY seq DESC LIMIT 1");
+  if (!eras.with(std::max(last, ledger.watermark_seq + 1)).step()) return {};
+  const auto era = read_row<EraRow>(eras);
+
+  std::map<ChangeNumber, std::optional<StandingRow>> standing;
+  Statement rows(db_, "SELECT " + columns_sql<StandingRow>() + " FROM standing WHERE era = ?");
+  rows.with(era.seq);
+  while (rows.step()) {
+    const auto row = read_row<StandingRow>(rows);
+    standing[row.fault] = row;
+  }
+  Statement changes(db_, "SELECT " + columns_sql<ChangeRow>() + ", " + moment_sql() +
+                             " FROM change JOIN event ON event.seq = change.seq WHERE change.number >= ? "
+                             "ORDER BY change.number");
+  changes.with(std::max(era.first_change, ledger.watermark_change + 1));
+  while (changes.step()) {
+    const auto change = read_row<ChangeRow>(changes);
+    if (change.seq > last) break;
+    apply(standing[change.fault], change, era.seq, moment_of(changes, kWidth<ChangeRow>));
+  }
+  std::vector<StandingRow> found;
+  for (const auto& [fault, row] : standing) {
+    if (row) found.push_back(*row);
+  }
+  return active_rows(found);
+}
+
+// Of the inputs that happened at this time or before, the last; retention may have
+// taken it.
+Sequence StoredRows::last_until(Moment at, const LedgerRow& ledger) {
+  Statement eras(db_, "SELECT seq FROM era WHERE least_at <= ? ORDER BY seq DESC");
+  Statement next_era(db_, "SELECT seq FROM era WHERE seq > ? ORDER BY seq LIMIT 1");
+  Statement last(db_, std::string("SELECT seq FROM event WHERE seq >= ? AND seq < ? AND ") + moment_sql() +
+                          " <= ? ORDER BY seq DESC LIMIT 1");
+  eras.with(at);
+  while (eras.step()) {
+    const Sequence era = eras.integer(0);
+    const Sequence end = next_era.with(era).step() ? next_era.integer(0) : std::numeric_limits<Sequence>::max();
+    if (end <= ledger.watermark_seq) break;
+    if (last.with(era, end, at).step()) return std::max(last.integer(0), ledger.watermark_seq);
+  }
+  return ledger.watermark_seq;
+}
+
+std::vector<ActiveRow> StoredRows::active_rows(const std::vector<StandingRow>& standing) {
+  std::vector<ActiveRow> found;
+  found.reserve(standing.size());
+  for (const StandingRow& one : standing) {
+    ActiveRow active{.fault = fault(one.fault), .alarm_since = 0, .shown = record(one.shown)};
+    const ChangeNumber number = one.alarm;
+    if (!alarms_.with(number).step()) throw LedgerError(gone("alarm", number));
+    active.alarm_since = read_row<AlarmRow>(alarms_).created;
+    if (one.count > 0) {  // as it was then
+      active.fault.updated = one.updated_at;
+      active.fault.count = one.count;
+      active.fault.ended.reset();
+      active.fault.ended_at = 0;
+    }
+    active.fault.alarm = number;
+    active.fault.shown = one.shown;
+    active.fault.reporters = one.reporters;
+    found.push_back(std::move(active));
+  }
+  return found;
+}
+
+StoredRows::Reports StoredRows::reports_of(ChangeNumber fault) {
+  Reports reports;
+  fault_reports_.with(fault);
+  while (fault_reports_.step()) {
+    const auto row = read_row<ReportRow>(fault_reports_);
+    if (row.last_seq > reports.shown) {
+      reports.shown = row.last_seq;
+      reports.updated = row.last_at;
+    }
+    reports.count += row.count;
+    reports.change = std::max(reports.change, row.change);
+    ++reports.reporters;
+  }
+  return reports;
+}
+
+StoredFault StoredRows::fault(ChangeNumber number) {
+  if (!faults_.with(number).step()) throw LedgerError(gone("fault", number));
+  return fault(faults_);
+}
+
+StoredFault StoredRows::fault(const Statement& statement) {
+  NamedFault named(statement);
+  const FaultRow& row = named.row;
+  StoredFault fault{.number = row.number,
+                    .alarm = row.alarm,
+                    .fault_dn = std::move(named.fault_dn),
+                    .dn = std::move(named.dn),
+                    .code = named.code,
+                    .name = std::move(named.name),
+                    .severity = row.severity,
+                    .raised = row.raised_seq,
+                    .since = named.raised_at,
+                    .shown = row.shown_seq,
+                    .updated = row.updated_at,
+                    .count = row.count,
+                    .reporters = 0,
+                    .ended = named.ended_seq,
+                    .ended_at = named.ended_at,
+                    .ending = named.ending};
+  if (row.ended) return fault;
+  const Reports reports = reports_of(row.number);
+  fault.shown = reports.shown;
+  if (reports.shown > row.updated_seq) fault.updated = reports.updated;
+  fault.count += reports.count;
+  fault.reporters = reports.reporters;
+  return fault;
+}
+
+std::string StoredRows::changes_sql(Direction direction) {
+  return "SELECT " + columns_sql<ChangeRow>() + ", " + record_columns() + ", " + columns_sql<FaultRow>() +
+         ", name.fault_dn FROM change JOIN event ON event.seq = change.seq" + kOfEvent +
+         " JOIN fault ON fault.number = change.fault JOIN event AS raising ON raising.seq = fault.raised_seq "
+         "JOIN form AS name ON name.seq = raising.form WHERE change.number " +
+         (direction == Direction::kForwards ? "> ? ORDER BY change.number" : "< ? ORDER BY change.number DESC");
+}
+
+StoredRows::ChangeOfFault StoredRows::change(const Statement& row) const {
+  const auto change = read_row<ChangeRow>(row);
+  const RecordRow record(row, kWidth<ChangeRow>);
+  const auto fault = read_row<FaultRow>(row, kWidth<ChangeRow> + RecordRow::kColumns);
+  const std::string fault_dn(row.text(kWidth<ChangeRow> + RecordRow::kColumns + kWidth<FaultRow>));
+  StoredChange stored{
+      .change = stored_change(change, record.event.moment(), fault_dn), .event = stored_event(record), .record = {}};
+  if (record.event.form) stored.record = stored_record(record);
+  return {std::move(stored), fault.severity};
+}
+
+std::optional<StoredAlarm> StoredRows::alarm(ChangeNumber number) {
+  if (!alarms_.with(number).step()) return std::nullopt;
+  const auto row = read_row<AlarmRow>(alarms_);
+  alarms_.reset();
+  StoredAlarm alarm{.number = row.number,
+                    .dn = {},
+                    .created = row.created,
+                    .changed = 0,
+                    .severity = row.severity,
+                    .worst = row.worst,
+                    .ended = {},
+                    .ended_at = 0,
+                    .ending = ChangeKind::kCleared,
+                    .merged_into = row.merged_into,
+                    .related = row.related,
+                    .steps = {}};
+  std::vector<ChangeNumber> steps;
+  steps_.with(number);
+  while (steps_.step()) steps.push_back(steps_.integer(0));
+  for (const ChangeNumber step : steps) alarm.steps.push_back(fault(step));
+  const auto last = std::ranges::find(alarm.steps, row.fault, &StoredFault::number);
+  if (last == alarm.steps.end()) throw LedgerError(gone("fault", row.fault));
+  alarm.dn = last->dn;
+  alarm.changed = last->updated;
+  const Head head = head_of(row);
+  if (one_change_.with(head.change).step()) {
+    alarm.changed = moment_of(one_change_, kWidth<ChangeRow>);
+    alarm.ending = read_row<ChangeRow>(one_change_).kind;
+  } else if (head.is_end) {
+    throw LedgerError(gone("change", head.change));
+  }
+  if (head.is_end) {
+    alarm.ended = head.change;
+    alarm.ended_at = alarm.changed;
+  } else {
+    alarm.ending = ChangeKind::kCleared;
+  }
+  return alarm;
+}
+
+std::vector<ChangeNumber> StoredRows::alarms_of(const std::string& fault_dn, std::int64_t limit) {
+  const std::size_t most = limit > 0 ? static_cast<std::size_t>(limit) : std::numeric_limits<std::size_t>::max();
+  std::set<ChangeNumber> numbers;
+  Statement rows(db_, fault_dn.empty()
+                          ? std::string("SELECT number, number FROM alarm ORDER BY number DESC")
+                          : "SELECT fault.alarm, fault.later_alarm FROM " + kNamed + " ORDER BY fault.number DESC");
+  if (!fault_dn.empty()) rows.with(fault_name_hash(fault_dn), fault_dn);
+  while (numbers.size() < most && rows.step()) {
+    for (const int column : {0, 1}) {
+      if (!rows.is_null(column)) numbers.insert(rows.integer(column));
+    }
+  }
+  while (numbers.size() > most) numbers.erase(numbers.begin());
+  return {numbers.begin(), numbers.end()};
+}
+
+std::optional<FaultRow> StoredRows::latest_fault(const std::string& fault_dn) {
+  Statement row(db_, "SELECT " + columns_sql<FaultRow>() + " FROM " + kNamed + " ORDER BY fault.number DESC LIMIT 1");
+  if (!row.with(fault_name_hash(fault_dn), fault_dn).step()) return std::nullopt;
+  return read_row<FaultRow>(row);
+}
+
+std::vector<StoredReport> StoredRows::reports(ChangeNumber fault) {
+  std::vector<ReportRow> rows;
+  fault_reports_.with(fault);
+  while (fault_reports_.step()) rows.push_back(read_row<ReportRow>(fault_reports_));
+  std::ranges::sort(rows, {}, &ReportRow::since_seq);
+  std::vector<StoredReport> reports;
+  for (const ReportRow& row : rows) {
+    reports.push_back({.report = {.reporter = {row.entity, row.sensor, row.instance},
+                                  .since = row.since_seq,
+                                  .since_at = row.since_at,
+                                  .last = row.last_seq,
+                                  .last_at = row.last_at,
+                                  .count = row.count},
+                       .record = record(row.last_seq)});
+  }
+  return reports;
+}
+
+// The latest change of an alarm.
+StoredRows::Head StoredRows::head_of(const AlarmRow& alarm) {
+  if (alarm.merged) return {*alarm.merged, true};
+  if (!faults_.with(alarm.fault).step()) throw LedgerError(gone("fault", alarm.fault));
+  const auto fault = read_row<FaultRow>(faults_);
+  if (fault.ended) return {*fault.ended, true};
+  return {std::max(fault.change, reports_of(alarm.fault).change), false};
+}
+
+std::vector<Change> StoredRows::changes_of(ChangeNumber alarm, std::size_t most, std::uint64_t& left_out) {
+  left_out = 0;
+  if (!alarms_.with(alarm).step()) throw LedgerError(gone("alarm", alarm));
+  ChangeNumber next = head_of(read_row<AlarmRow>(alarms_)).change;
+  const ChangeNumber gone_through = ledger().watermark_change;
+  std::map<ChangeNumber, std::string> fault_dns;
+  std::vector<Change> changes;
+  while (next > gone_through && changes.size() < most) {
+    if (!one_change_.with(next).step()) throw LedgerError(gone("change", next));
+    const auto row = read_row<ChangeRow>(one_change_);
+    if (row.previous >= row.number) throw LedgerError("change " + std::to_string(next) + " comes before itself");
+    std::string& fault_dn = fault_dns[row.fault];
+    if (fault_dn.empty()) {
+      if (!faults_.with(row.fault).step()) throw LedgerError(gone("fault", row.fault));
+      fault_dn = NamedFault(faults_).fault_dn;
+    }
+    changes.push_back(stored_change(row, moment_of(one_change_, kWidth<ChangeRow>), fault_dn));
+    left_out = row.of_alarm > 0 ? static_cast<std::uint64_t>(row.of_alarm - 1) : 0;
+    next = row.previous;
+  }
+  std::ranges::reverse(changes);
+  return changes;
+}
+
+}  // namespace polaiga::engine

@@ -1,0 +1,60 @@
+#include "ledger/tables.h"
+
+#include "base/printable.h"
+
+namespace polaiga::engine {
+
+void apply(std::optional<StandingRow>& standing, const ChangeRow& change, Sequence era, Moment at) {
+  switch (change.kind) {
+    case ChangeKind::kRaised:
+      standing = {
+          .era = era, .fault = change.fault, .alarm = 0, .shown = 0, .reporters = 0, .updated_at = 0, .count = 0};
+      break;
+    case ChangeKind::kCleared:
+    case ChangeKind::kSuperseded:
+    case ChangeKind::kWithdrawn:
+      standing.reset();
+      return;
+    case ChangeKind::kMerged:  // the change that follows at once says all
+      return;
+    case ChangeKind::kRefreshed:
+    case ChangeKind::kPartlyCleared:
+      break;
+  }
+  if (!standing) return;
+  standing->alarm = change.alarm;
+  standing->shown = change.shown;
+  standing->reporters = change.reporters;
+  if (change.kind == ChangeKind::kPartlyCleared) return;
+  standing->updated_at = at;
+  ++standing->count;
+}
+
+// FNV-1a of 64 bits, less one bit, as numbers of the ledger are not negative.
+std::int64_t fault_name_hash(std::string_view fault_dn) {
+  std::uint64_t hash = 0xCBF29CE484222325U;
+  for (const char c : fault_dn) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3U;
+  return static_cast<std::int64_t>(hash >> 1U);
+}
+
+LedgerRow ledger_row(const Database& db) {
+  Statement row(db, "SELECT " + columns_sql<LedgerRow>() + " FROM ledger");
+  if (!row.step()) throw LedgerError("the ledger's own row is gone");
+  auto ledger = read_row<LedgerRow>(row);
+  if (ledger.id.size() != 32 || ledger.id.find_first_not_of("0123456789abcdef") != std::string::npos) {
+    throw LedgerError("the ledger's id is not 32 hexadecimal digits: " + in_quotes(ledger.id));
+  }
+  return ledger;
+}
+
+std::string schema() {
+  return create_table<LedgerRow>() + create_table<BuildRow>() + create_table<TablesRow>() + create_table<SettingRow>() +
+         create_table<EraRow>() + create_table<SubjectRow>() + create_table<FormRow>() + create_table<EventRow>() +
+         create_table<ChangeRow>() + create_table<AlarmRow>() + create_table<FaultRow>() + create_table<StepRow>() +
+         create_table<ReportRow>() + create_table<StandingRow>() + create_table<FilterStateRow>() +
+         create_table<CursorRow>() +
+         "CREATE UNIQUE INDEX event_id ON event (id) WHERE id IS NOT NULL;\n"
+         "CREATE INDEX fault_name ON fault (name, number);\n";
+}
+
+}  // namespace polaiga::engine

@@ -1,0 +1,57 @@
+// The write-ahead log of a database: how long it is, when it is brought into the
+// database's file, and that it becomes no longer than it may.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "ledger/sqlite.h"
+
+struct sqlite3_file;
+
+namespace polaiga::engine {
+
+class WriteAheadLog {
+ public:
+  // `most_bytes` is the most that the log's file may have; 0 sets no limit. A
+  // transaction that would pass it fails with SQLITE_FULL. The database must be in
+  // write-ahead mode, and must outlive this. Throws SqlError, as all that follows.
+  WriteAheadLog(Database& db, std::int64_t most_bytes);
+  ~WriteAheadLog();
+  WriteAheadLog(const WriteAheadLog&) = delete;
+  WriteAheadLog& operator=(const WriteAheadLog&) = delete;
+
+  // Of its file.
+  std::int64_t bytes() const;
+
+  // Of what is in it since it began anew.
+  std::int64_t used() const { return frames_ * frame_bytes_; }
+
+  // Brings the log into the file, as far as readers allow at once. When that is all
+  // and no reader needs it any more, the next transaction begins the log anew.
+  void bring_in();
+
+  // Brings all of it in and makes its file empty. Waits for readers, though not
+  // long; answers whether it could.
+  bool empty();
+
+  // Whether the limit was the reason that a transaction failed since the last call.
+  bool take_refused();
+
+  // Sets the limit aside, or in force again.
+  void lift(bool lifted);
+
+ private:
+  struct Limit;
+
+  bool checkpoint(int mode);
+  static int committed(void* self, sqlite3* db, const char* name, int frames);
+
+  Database& db_;
+  std::int64_t frame_bytes_ = 0;
+  std::int64_t frames_ = 0;
+  sqlite3_file* file_ = nullptr;
+  std::unique_ptr<Limit> limit_;
+};
+
+}  // namespace polaiga::engine

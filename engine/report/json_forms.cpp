@@ -1,0 +1,231 @@
+#include "report/json_forms.h"
+
+#include <type_traits>
+
+#include "model/dictionary.h"
+#include "model/fields.h"
+#include "model/record_text.h"
+#include "report/steps.h"
+
+namespace polaiga::engine {
+namespace {
+
+template <class NamedField, class Struct>
+void add_field(JsonObject& object, const NamedField& field, const Struct& from) {
+  const auto& value = from.*field.kMember;
+  using Type = std::remove_cvref_t<decltype(value)>;
+  if constexpr (std::is_same_v<Type, decltype(fe_fault_record::oid)>) {
+    object.add(field.name, dotted_oid(from));
+  } else if constexpr (std::is_array_v<Type>) {
+    object.add(field.name, field_text(value));
+  } else {
+    object.add(field.name, value);
+  }
+}
+
+template <class Fields, class Struct>
+void add_fields(JsonObject& object, const Fields& fields, const Struct& from) {
+  for_each_field(fields, [&](const auto& field) { add_field(object, field, from); });
+}
+
+// The copy of the event in a record, into which some filters write.
+JsonObject event_copy(const fe_sensor_event& event) {
+  JsonObject object;
+  add_fields(object, kEventSubject, event);
+  add_fields(object, kEventValues, event);
+  return object;
+}
+
+void add_standard(JsonObject& object, const std::optional<CauseStandard>& standard) {
+  if (!standard) {
+    object.add_null("event_type").add_null("probable_cause").add_null("probable_cause_number");
+    return;
+  }
+  object.add("event_type", event_type_word(standard->event_type))
+      .add("probable_cause", standard->probable_cause)
+      .add("probable_cause_number", standard->probable_cause_number);
+}
+
+JsonArray changes_form(const std::vector<Change>& changes, std::string_view ledger_id) {
+  JsonArray array;
+  for (const Change& change : changes) array.add(change_form(change, ledger_id));
+  return array;
+}
+
+}  // namespace
+
+std::string alarm_id(std::string_view ledger_id, ChangeNumber alarm) {
+  std::string id(ledger_id);
+  if (!id.empty()) id += '-';
+  return id + std::to_string(alarm);
+}
+
+JsonObject event_form(const SensorEvent& event) {
+  JsonObject object;
+  object.add("entity", event.entity->name);
+  object.add_members_of(event_copy(event.event));
+  if (event.time) object.add("time", format_moment(*event.time));
+  if (event.id) object.add("id", *event.id);
+  return object;
+}
+
+JsonObject event_form(const StoredEvent& event) {
+  JsonObject object;
+  object.add("seq", event.sequence)
+      .add("received", format_moment(event.received))
+      .add("at", format_moment(event.at))
+      .add_members_of(event_form(event.event));
+  return object;
+}
+
+JsonObject record_form(const fe_fault_record& record) {
+  JsonObject object;
+  object.add("event", event_copy(record.event));
+  add_fields(object, kRecordContent, record);
+  add_fields(object, kRecordStamp, record);
+  object.add("severity", severity_word(severity_of(record)));
+  add_standard(object, cause_standard(record));
+  return object;
+}
+
+JsonObject change_form(const Change& change, std::string_view ledger_id) {
+  JsonObject object;
+  object.add("number", change.number)
+      .add("change", change_word(change.kind))
+      .add("at", format_moment(change.at))
+      .add("seq", change.sequence)
+      .add("alarm", alarm_id(ledger_id, change.alarm))
+      .add("fault", change.fault)
+      .add("fault_dn", change.fault_dn)
+      .add("before", severity_word(change.before))
+      .add("after", severity_word(change.after))
+      .add("shown_seq", change.shown)
+      .add("reporters", change.reporters);
+  if (change.other != 0) {
+    object.add(change.kind == ChangeKind::kMerged ? "merged_into" : "related", alarm_id(ledger_id, change.other));
+  }
+  return object;
+}
+
+JsonObject input_form(const RecordedInput& input) {
+  JsonObject object;
+  object.add("seq", input.sequence).add("event", event_form(input.event));
+  if (input.reported) {
+    object.add("record", record_form(input.record)).add("change", outcome_word(input.outcome));
+  }
+  object.add("changes", changes_form(input.changes, ""));
+  return object;
+}
+
+JsonObject stored_record_form(const StoredRecord& stored) {
+  JsonObject library;
+  library.add("version", stored.event.build.version).add("build_id", stored.event.build.build_id);
+  JsonObject object;
+  object.add("event", event_form(stored.event))
+      .add("record", record_form(stored.record))
+      .add("change", outcome_word(stored.outcome))
+      .add("library", library);
+  return object;
+}
+
+JsonObject report_form(const Report& report) {
+  JsonObject object;
+  object.add("entity", report.reporter.entity->name)
+      .add("sensor", report.reporter.sensor)
+      .add("instance", report.reporter.instance)
+      .add("since", format_moment(report.since_at))
+      .add("since_seq", report.since)
+      .add("last", format_moment(report.last_at))
+      .add("last_seq", report.last)
+      .add("count", report.count);
+  return object;
+}
+
+JsonObject fault_form(const StoredFault& fault, std::string_view ledger_id) {
+  JsonObject object;
+  object.add("alarm", alarm_id(ledger_id, fault.alarm))
+      .add("fault", fault.number)
+      .add("fault_dn", fault.fault_dn)
+      .add("dn", fault.dn)
+      .add("code", fault.code)
+      .add("name", fault.name)
+      .add("severity", severity_word(fault.severity))
+      .add("since", format_moment(fault.since))
+      .add("raised_seq", fault.raised)
+      .add("updated", format_moment(fault.updated))
+      .add("shown_seq", fault.shown)
+      .add("count", fault.count)
+      .add("reporters", fault.reporters);
+  if (fault.ended) {
+    object.add("ended", format_moment(fault.ended_at))
+        .add("ended_seq", *fault.ended)
+        .add("ending", change_word(fault.ending));
+  }
+  return object;
+}
+
+JsonObject active_fault_form(const ActiveFault& fault, const fe_fault_record& shown) {
+  JsonArray reports;
+  for (const Report& report : fault.reports) reports.add(report_form(report));
+  JsonObject object;
+  object.add("alarm", alarm_id("", fault.alarm))
+      .add("created", format_moment(fault.alarm_since))
+      .add("fault", fault.fault)
+      .add("fault_dn", fault.fault_dn)
+      .add("dn", field_text(shown.dn))
+      .add("code", fault.code)
+      .add("name", field_text(shown.name))
+      .add("severity", severity_word(fault.severity))
+      .add("since", format_moment(fault.since))
+      .add("updated", format_moment(fault.updated))
+      .add("shown_seq", fault.shown)
+      .add("count", fault.count)
+      .add("reporters", fault.reports.size())
+      .add("record", record_form(shown))
+      .add("reports", reports);
+  return object;
+}
+
+JsonObject active_row_form(const ActiveRow& row, std::string_view ledger_id) {
+  JsonObject object = fault_form(row.fault, ledger_id);
+  object.add("created", format_moment(row.alarm_since))
+      .add("event", event_form(row.shown.event))
+      .add("record", record_form(row.shown.record));
+  return object;
+}
+
+JsonObject stored_change_form(const StoredChange& stored, std::string_view ledger_id) {
+  JsonObject object;
+  object.add("ledger_id", ledger_id)
+      .add_members_of(change_form(stored.change, ledger_id))
+      .add("event", event_form(stored.event));
+  if (stored.record) object.add("record", record_form(stored.record->record));
+  return object;
+}
+
+JsonObject alarm_form(const StoredAlarm& alarm, std::string_view ledger_id) {
+  JsonObject object;
+  object.add("alarm", alarm_id(ledger_id, alarm.number))
+      .add("dn", alarm.dn)
+      .add("created", format_moment(alarm.created))
+      .add("changed", format_moment(alarm.changed))
+      .add("severity", severity_word(alarm.severity))
+      .add("worst", severity_word(alarm.worst));
+  if (alarm.ended) {
+    object.add("ended", format_moment(alarm.ended_at))
+        .add("ended_number", *alarm.ended)
+        .add("ending", change_word(alarm.ending));
+  }
+  if (alarm.merged_into != 0) object.add("merged_into", alarm_id(ledger_id, alarm.merged_into));
+  if (alarm.related != 0) object.add("related", alarm_id(ledger_id, alarm.related));
+  JsonArray steps;
+  for (const StoredFault& step : alarm.steps) {
+    JsonObject form = fault_form(step, ledger_id);
+    if (const StoredFault* const next = superseded_by(alarm, step)) form.add("superseded_by", next->fault_dn);
+    steps.add(form);
+  }
+  object.add("steps", steps);
+  return object;
+}
+
+}  // namespace polaiga::engine

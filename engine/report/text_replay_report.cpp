@@ -1,0 +1,99 @@
+#include "report/text_replay_report.h"
+
+#include <algorithm>
+
+#include "base/printable.h"
+#include "model/dictionary.h"
+#include "model/record_text.h"
+#include "report/change_text.h"
+#include "report/shown.h"
+
+namespace polaiga::engine {
+namespace {
+
+constexpr std::size_t kTimeWidth = 20;
+constexpr std::size_t kCodeWidth = 5;
+
+std::string count(std::uint64_t number, std::string_view what) {
+  return std::to_string(number) + " " + std::string(what);
+}
+
+std::string counts_text(const LineCounts& lines, const AlarmCounts& changes) {
+  return plural(lines.events, "event") + ": " + count(changes.raised, "raised") + ", " +
+         count(changes.refreshed, "refreshed") + ", " + count(changes.partly_cleared, "partly cleared") + ", " +
+         count(changes.cleared, "cleared") + ", " + count(changes.superseded, "superseded") + ", " +
+         count(changes.withdrawn, "withdrawn") + ", " + count(changes.merged, "merged") + "\n" +
+         count(changes.already_clear, "already clear") + ", " + count(changes.not_tracked, "not tracked") + ", " +
+         count(lines.of_no_interest, "of no interest") + ", " + plural(lines.bad_lines, "bad line") + "\n";
+}
+
+}  // namespace
+
+std::string TextReplayReport::input(const RecordedInput& input) const {
+  return input.reported ? record_line(input) : withdrawal_lines(input);
+}
+
+std::string TextReplayReport::record_line(const RecordedInput& input) const {
+  constexpr std::size_t kUsual = 256;
+  const fe_fault_record& record = input.record;
+  std::string line;
+  line.reserve(kUsual);
+  const auto& time = input.event.time;
+  add_padded(line, time ? format_moment(*time) : printable(field_text(record.created)), kTimeWidth);
+  line += kGap;
+  add_shown(line, severity_of(record), coloured_);
+  line += kGap;
+  add_padded(line, printable(field_text(record.code_text)), kCodeWidth);
+  line += kGap;
+  add_printable(line, field_text(record.dn));
+  line += kGap;
+  add_description(line, field_text(record.descr));
+  line.append("  (").append(consequence_text(input)).append(")\n");
+  return line;
+}
+
+// The filter reported nothing, but had faults withdrawn.
+std::string TextReplayReport::withdrawal_lines(const RecordedInput& input) const {
+  std::string lines;
+  for (const Change& change : input.changes) {
+    const auto [dn, code] = parts_of(change.fault_dn);
+    add_padded(lines, format_moment(input.event.time.value_or(input.at)), kTimeWidth);
+    lines += kGap;
+    add_shown(lines, change.after, coloured_);
+    lines += kGap;
+    add_padded(lines, printable(code), kCodeWidth);
+    lines += kGap;
+    add_printable(lines, dn);
+    lines.append("  (").append(change_text(change)).append(")\n");
+  }
+  return lines;
+}
+
+std::string TextReplayReport::summary(const Alarms& alarms, const KeptRecords& records,
+                                      const LineCounts& counts) const {
+  const auto active = alarms.in_order();
+  std::string text = "\n";
+  text += active.empty() ? "No faults are active.\n" : plural(active.size(), "active fault") + ":\n";
+  std::size_t dn_width = 0;
+  for (const ActiveFault* fault : active) {
+    dn_width = std::max(dn_width, printable(field_text(records.shown(*fault).dn)).size());
+  }
+  for (const ActiveFault* fault : active) {
+    const fe_fault_record& record = records.shown(*fault);
+    text += kGap;
+    text += padded(format_moment(fault->since), kTimeWidth);
+    text += kGap;
+    text += shown(fault->severity, coloured_);
+    text += kGap;
+    text += padded(printable(field_text(record.code_text)), kCodeWidth);
+    text += kGap;
+    text += padded(printable(field_text(record.dn)), dn_width);
+    text += kGap;
+    text += shown_description(field_text(record.descr));
+    if (fault->reports.size() > 1) text += "  (" + std::to_string(fault->reports.size()) + " report it)";
+    text += '\n';
+  }
+  return text + "\n" + counts_text(counts, alarms.counts());
+}
+
+}  // namespace polaiga::engine

@@ -1,0 +1,161 @@
+// What the commands print with --json is what docs/schemas describes.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "support/ledger_of.h"
+#include "support/program.h"
+
+namespace polaiga::engine::test {
+namespace {
+
+using nlohmann::json;
+using Lines = std::vector<std::string>;
+
+Lines lines_of(const std::string& text) {
+  Lines lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
+// Calls `visit` with every object in a value, the value itself included. Of a list it
+// takes the first element: the others are of the same kind.
+template <class Visit>
+void for_each_object(json& value, const Visit& visit) {
+  if (value.is_array()) {
+    if (!value.empty()) for_each_object(value.front(), visit);
+  } else if (value.is_object()) {
+    visit(value);
+    for (json& part : value) for_each_object(part, visit);
+  }
+}
+
+// The line with one thing wrong: an object with a member that is not known, or a
+// member that holds what it never may. As many lines as there are such places.
+Lines spoiled(const std::string& line) {
+  Lines all;
+  json value = json::parse(line);
+  for_each_object(value, [&](json& object) {
+    object["Unknown"] = 1;
+    all.push_back(value.dump());
+    object.erase("Unknown");
+    for (auto& member : object) {
+      const json before = std::exchange(member, {{"Unknown", 1}});
+      all.push_back(value.dump());
+      member = before;
+    }
+  });
+  return all;
+}
+
+class SchemasTest : public ::testing::Test {
+ protected:
+  // What the validator says of each line.
+  Lines verdicts(const std::string& schema, const Lines& lines) const {
+    std::string text;
+    for (const std::string& line : lines) text += line + "\n";
+    const Ended got = shell_.run("python3 '" POLAIGA_SOURCE_DIR "/tests/engine/support/validate_json.py' '" +
+                                     directory_ + "/" + schema + ".schema.json'",
+                                 text);
+    EXPECT_EQ(got.status, 0) << got.err;
+    return lines_of(got.out);
+  }
+
+  // All lines are as described, and would not be if anything were wrong with them.
+  void expect_described(const std::string& schema, const std::string& command, const std::string& input = "") const {
+    const Lines lines = lines_of(shell_.run(command, input).out);
+    ASSERT_FALSE(lines.empty()) << command;
+    Lines all = lines;
+    for (const std::string& line : {lines.front(), lines.back()}) {
+      std::ranges::move(spoiled(line), std::back_inserter(all));
+    }
+    ASSERT_GT(all.size(), lines.size());
+    const Lines told = verdicts(schema, all);
+    ASSERT_EQ(told.size(), all.size());
+    for (std::size_t i = 0; i < all.size(); ++i) {
+      const std::string want = i < lines.size() ? "accepted" : "refused: ";
+      EXPECT_EQ(told[i].substr(0, want.size()), want) << all[i] << "\n" << told[i];
+    }
+  }
+
+  Shell shell_;
+  std::string directory_ = POLAIGA_SOURCE_DIR "/docs/schemas";
+};
+
+TEST_F(SchemasTest, Event) { expect_described("event", "cat '" POLAIGA_DAY "'"); }
+
+TEST_F(SchemasTest, Replay) { expect_described("replay", "$POLAIGA replay --json '" POLAIGA_DAY "'"); }
+
+TEST_F(SchemasTest, Catalog) { expect_described("catalog", "$POLAIGA catalog --json"); }
+
+TEST_F(SchemasTest, Diff) {
+  const std::string predicted = R"({"entity":"fan","sensor":"FAN1_TACH1","offset":9,"state":1})";
+  const std::string builds = "'" POLAIGA_LIBRARY "' '" POLAIGA_CHANGED "' -";
+  expect_described("diff", "$POLAIGA diff --json " + builds, predicted + "\n");
+  const std::string crashing = R"({"entity":"fan","sensor":"FAN8_TACH1","instance":8,"offset":3,"state":1})";
+  expect_described("diff", "$POLAIGA diff --json '" POLAIGA_LIBRARY "' '" POLAIGA_CRASHING "' -", crashing + "\n");
+}
+
+// A ledger with all that an alarm may go through: reporters that come and go, levels,
+// a related alarm, a merged one, and one that is over.
+class LedgerSchemasTest : public SchemasTest {
+ protected:
+  void SetUp() override {
+    std::vector<EventAt> events = kStory;
+    const auto riser = [&events](int number, int offset, int state) {
+      const Moment at = events.back().received + 10;
+      events.push_back({at, R"({"entity":"sys_board","sensor":"RISER)" + std::to_string(number) +
+                                R"(_INLET_TMP","offset":)" + std::to_string(offset) + R"(,"state":)" +
+                                std::to_string(state) + R"(,"id":"at )" + std::to_string(at) + R"(","time":)" +
+                                std::to_string(kNewYear + at - 1) + "}"});
+    };
+    riser(1, 117, 4);
+    riser(2, 117, 4);
+    riser(1, 118, 5);
+    riser(2, 118, 5);
+    write_ledger(ledger_, events);
+  }
+
+  std::string command(const std::string& arguments) const {
+    return "POLAIGA_LEDGER='" + ledger_ + "' $POLAIGA " + arguments;
+  }
+
+  std::string ledger_ = shell_.dir().file("ledger.db");
+};
+
+TEST_F(LedgerSchemasTest, Active) {
+  expect_described("active", command("active --json"));
+  expect_described("active", command("active --json --at 2025-01-01T00:04:00Z"));
+}
+
+TEST_F(LedgerSchemasTest, History) {
+  expect_described("history", command("history --json"));
+  expect_described("history", command("history --json " + kSlow));
+}
+
+TEST_F(LedgerSchemasTest, Explain) {
+  for (const std::string& fault : {kSlow, kSlower, kSupply, std::string("sys/rack-unit-1/board/fault-F0409")}) {
+    expect_described("explain", command("explain --json " + fault));
+  }
+}
+
+TEST_F(LedgerSchemasTest, Tail) { expect_described("tail", command("tail --json --no-follow -n 100")); }
+
+// The validator itself: a schema that lets unknown members pass is not taken.
+TEST_F(SchemasTest, ASchemaThatIsOpenIsRefused) {
+  const std::string copy = shell_.dir().file("schemas");
+  const Ended got = shell_.run(
+      "cp -r '" + directory_ + "' '" + copy + "' && sed -i '/additionalProperties/d' '" + copy +
+      "/active.schema.json' && echo '{}' | python3 '" POLAIGA_SOURCE_DIR "/tests/engine/support/validate_json.py' '" +
+      copy + "/replay.schema.json'");
+  EXPECT_EQ(got.status, 2);
+  EXPECT_EQ(got.out, "");
+  EXPECT_EQ(got.err, "active.schema.json: additionalProperties is not false\n");
+}
+
+}  // namespace
+}  // namespace polaiga::engine::test

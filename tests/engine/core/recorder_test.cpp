@@ -1,0 +1,160 @@
+#include "core/recorder.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "intake/event_parser.h"
+#include "support/manual_clock.h"
+#include "support/temp_dir.h"
+
+namespace polaiga::engine {
+namespace {
+
+using test::ManualClock;
+
+constexpr Moment kToday = 1'800'000'000;
+
+class RecorderTest : public ::testing::Test {
+ protected:
+  static SensorEvent event(const std::string& more) {
+    return parse_sensor_event(R"({"entity":"fan","sensor":"FAN1_TACH1","offset":3,)" + more + "}");
+  }
+  static SensorEvent slow(int fan) { return event(R"("state":1,"instance":)" + std::to_string(fan)); }
+
+  // A recorder that goes on with a ledger, under the program's own tables.
+  std::unique_ptr<Recorder> on(Ledger& ledger, const Recorder::Options& options = {}) const {
+    auto recorder = std::make_unique<Recorder>(options, clock_, ledger);
+    recorder->use_tables(read_host_tables(POLAIGA_TABLES_DIR), POLAIGA_TABLES_DIR);
+    return recorder;
+  }
+
+  test::TempDir dir_;
+  ManualClock clock_{kToday};
+};
+
+TEST_F(RecorderTest, NumbersInputsAndTellsWhatCameOfThem) {
+  Recorder recorder({}, clock_);
+  const Receipt first = recorder.record(slow(1));
+  ASSERT_NE(first.input, nullptr);
+  EXPECT_EQ(first.sequence, 1);
+  EXPECT_FALSE(first.duplicate);
+  EXPECT_TRUE(first.input->reported);
+  EXPECT_EQ(first.input->outcome, Outcome::kRaised);
+  EXPECT_STREQ(first.input->record.fault_dn, "sys/rack-unit-1/fan-module-1-1/fan-1/fault-F0395");
+  ASSERT_EQ(first.input->changes.size(), 1U);
+  EXPECT_EQ(first.input->changes[0].number, 1);
+  EXPECT_EQ(first.input->changes[0].sequence, 1);
+  const Receipt second = recorder.record(event(R"("state":0)"));
+  EXPECT_EQ(second.sequence, 2);
+  EXPECT_EQ(second.input->outcome, Outcome::kCleared);
+  EXPECT_EQ(recorder.alarms().size(), 0U);
+}
+
+TEST_F(RecorderTest, TheTimeOfAnEventCountsUnlessItLiesBehindItsArrival) {
+  Recorder recorder({}, clock_);
+  EXPECT_EQ(recorder.record(event(R"("state":1)")).input->at, kToday);
+  EXPECT_EQ(recorder.record(event(R"("state":1,"time":1700000000)")).input->at, 1'700'000'000);
+  EXPECT_EQ(recorder.record(event(R"("state":1,"time":1800000000)")).input->at, kToday);
+  EXPECT_EQ(recorder.record(event(R"("state":1,"time":1800000001)")).input->at, kToday);
+  EXPECT_EQ(recorder.record(event(R"("state":1,"time":"9999-12-31T23:59:59Z")")).input->at, kToday);
+}
+
+TEST_F(RecorderTest, TellsHowFarTheClockWentBack) {
+  Recorder recorder({}, clock_);
+  recorder.record(slow(1));
+  EXPECT_EQ(recorder.clock_went_back(), 0);
+  clock_.set(kToday - 3600);
+  recorder.record(slow(1));
+  EXPECT_EQ(recorder.clock_went_back(), 3600);
+  recorder.record(slow(1));
+  EXPECT_EQ(recorder.clock_went_back(), 0);
+}
+
+TEST_F(RecorderTest, BeyondTheLimitAnEventIsRecordedAndItsFaultIsNotTracked) {
+  Ledger ledger(dir_.file("ledger.db"), {}, kToday);
+  const auto kept = on(ledger, {.most_reports = 2});
+  Recorder& recorder = *kept;
+  EXPECT_EQ(recorder.record(slow(1)).input->outcome, Outcome::kRaised);
+  EXPECT_EQ(recorder.record(slow(2)).input->outcome, Outcome::kRaised);
+  const Receipt third = recorder.record(slow(3));
+  EXPECT_EQ(third.sequence, 3);
+  EXPECT_EQ(third.input->outcome, Outcome::kNotTracked);
+  EXPECT_TRUE(third.input->changes.empty());
+  recorder.commit();
+  EXPECT_EQ(ledger.last_sequence(), 3);
+  EXPECT_EQ(ledger.last_change(), 2);
+  EXPECT_EQ(recorder.alarms().size(), 2U);
+}
+
+TEST_F(RecorderTest, ABatchIsFullAtItsLimit) {
+  Recorder recorder({.most_in_batch = 2}, clock_);
+  EXPECT_FALSE(recorder.has_batch());
+  recorder.record(slow(1));
+  EXPECT_TRUE(recorder.has_batch());
+  EXPECT_FALSE(recorder.is_full());
+  recorder.record(slow(2));
+  EXPECT_TRUE(recorder.is_full());
+  recorder.commit();
+  EXPECT_FALSE(recorder.has_batch());
+  EXPECT_EQ(recorder.record(slow(3)).sequence, 3);
+}
+
+TEST_F(RecorderTest, AnIdIsTakenOnceInABatchAndLater) {
+  Ledger ledger(dir_.file("ledger.db"), {}, kToday);
+  const auto kept = on(ledger);
+  Recorder& recorder = *kept;
+  const SensorEvent named = event(R"("state":1,"id":"a")");
+  EXPECT_EQ(recorder.record(named).sequence, 1);
+  const Receipt again = recorder.record(named);
+  EXPECT_EQ(again.sequence, 1);
+  EXPECT_TRUE(again.duplicate);
+  EXPECT_EQ(again.input, nullptr);
+  recorder.commit();
+  EXPECT_TRUE(recorder.record(named).duplicate);
+  EXPECT_FALSE(recorder.has_batch());
+  EXPECT_EQ(recorder.record(slow(2)).sequence, 2);
+}
+
+TEST_F(RecorderTest, WhatTheLedgerRefusesStaysInTheBatch) {
+  Ledger ledger(dir_.file("ledger.db"), {}, kToday);
+  const auto kept = on(ledger);
+  Recorder& recorder = *kept;
+  recorder.record(slow(1));
+  {
+    const Database other(dir_.file("ledger.db"), Access::kReadWrite);
+    other.exec("BEGIN IMMEDIATE");
+    EXPECT_THROW(recorder.commit(), SqlError);
+    EXPECT_TRUE(recorder.has_batch());
+    EXPECT_EQ(ledger.last_sequence(), 0);
+  }
+  recorder.commit();
+  EXPECT_FALSE(recorder.has_batch());
+  EXPECT_EQ(ledger.last_sequence(), 1);
+}
+
+TEST_F(RecorderTest, ARestartGoesOnWithNumbersFaultsAndAge) {
+  {
+    Ledger ledger(dir_.file("ledger.db"), {}, kToday);
+    const auto kept = on(ledger);
+    Recorder& recorder = *kept;
+    recorder.record(slow(1));
+    clock_.pass(10);
+    recorder.record(slow(2));
+    recorder.commit();
+  }
+  clock_.pass(90);
+  Ledger ledger(dir_.file("ledger.db"), {}, clock_.wall());
+  const auto kept = on(ledger);
+  Recorder& recorder = *kept;
+  EXPECT_EQ(recorder.alarms().size(), 2U);
+  const Receipt receipt = recorder.record(event(R"("state":0)"));
+  EXPECT_EQ(receipt.sequence, 3);
+  EXPECT_EQ(receipt.input->age, 100);
+  ASSERT_EQ(receipt.input->changes.size(), 1U);
+  EXPECT_EQ(receipt.input->changes[0].number, 3);
+  EXPECT_EQ(receipt.input->changes[0].alarm, 1);
+}
+
+}  // namespace
+}  // namespace polaiga::engine

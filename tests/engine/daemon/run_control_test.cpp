@@ -1,0 +1,157 @@
+// The control socket of the running engine, and its limits.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <csignal>
+#include <nlohmann/json.hpp>
+
+#include "support/client.h"
+
+namespace polaiga::engine::test {
+namespace {
+
+using Answers = std::vector<std::string>;
+using nlohmann::json;
+
+class RunControlTest : public RunTest {
+ protected:
+  std::string control() const { return dir_.file("control.sock"); }
+  std::string with_control(const std::string& more = "") const {
+    return command("", "--control '" + control() + "' " + more);
+  }
+
+  static std::string answer(Client& client, const std::string& request) {
+    client.send(request + "\n");
+    return client.answer();
+  }
+  json status() const {
+    Client client(control());
+    return json::parse(answer(client, R"({"do":"status"})"));
+  }
+};
+
+TEST_F(RunControlTest, StatusTellsHowTheEngineIs) {
+  Child engine(with_control(), dir_);
+  Client client(socket());
+  client.send(slow(1) + slow(2) + well(2) + "[]\n");
+  EXPECT_EQ(client.answers(4).at(2), taken(3));
+  const json now = status();
+  EXPECT_EQ(now.at("ledger_id"), ask("SELECT id FROM ledger").at(0));
+  EXPECT_EQ(now.at("ledger_id").get<std::string>().size(), 32U);
+  EXPECT_EQ(now.at("library_version"), POLAIGA_VERSION);
+  EXPECT_EQ(now.at("last_seq"), 3);
+  EXPECT_EQ(now.at("last_number"), 3);
+  EXPECT_EQ(now.at("oldest_number"), 1);
+  EXPECT_EQ(now.at("active_faults"), 1);
+  EXPECT_EQ(now.at("reports"), 1);
+  EXPECT_EQ(now.at("max_active"), 20'000);
+  EXPECT_EQ(now.at("not_tracked"), 0);
+  EXPECT_EQ(now.at("bad_lines"), 1);
+  EXPECT_EQ(now.at("clients"), 1);
+  EXPECT_GT(now.at("file_bytes"), 0);
+  EXPECT_EQ(now.at("publishers"), json::array());
+  EXPECT_FALSE(now.contains("problem"));
+}
+
+TEST_F(RunControlTest, ACursorIsWrittenByTheEngineAndOutlivesIt) {
+  {
+    Child engine(with_control(), dir_);
+    Client events(socket());
+    events.send(slow(1) + slow(2) + slow(3));
+    EXPECT_EQ(events.answers(3).back(), taken(3));
+    Client client(control());
+    EXPECT_EQ(answer(client, R"({"do":"cursor","publisher":"snmp","through":2})"), R"({"ok":true})");
+    EXPECT_EQ(ask("SELECT name || ' ' || change FROM publisher_cursor"), Answers({"snmp 2"}));
+    EXPECT_EQ(answer(client, R"({"do":"cursor","publisher":"snmp","through":4})"),
+              R"({"error":"The cursor is 4, but the last change is 3"})");
+    EXPECT_EQ(stop(engine, SIGKILL).status, 128 + SIGKILL);
+  }
+  Child engine(with_control(), dir_);
+  Client client(control());
+  const json publishers = json::parse(answer(client, R"({"do":"status"})")).at("publishers");
+  ASSERT_EQ(publishers.size(), 1U);
+  EXPECT_EQ(publishers[0].at("publisher"), "snmp");
+  EXPECT_EQ(publishers[0].at("through"), 2);
+  EXPECT_EQ(publishers[0].at("behind"), 1);
+  EXPECT_EQ(answer(client, R"({"do":"forget","publisher":"snmp"})"), R"({"ok":true})");
+  EXPECT_EQ(answer(client, R"({"do":"forget","publisher":"snmp"})"), R"({"error":"There is no publisher 'snmp'"})");
+  EXPECT_EQ(ask("SELECT count(*) FROM publisher_cursor"), Answers({"0"}));
+}
+
+TEST_F(RunControlTest, ABadRequestIsRefusedAndTheNextOneCounts) {
+  Child engine(with_control(), dir_);
+  Client client(control());
+  EXPECT_EQ(answer(client, "stop"), R"({"error":"The request is not JSON"})");
+  EXPECT_EQ(answer(client, std::string(70'000, 'x')), R"({"error":"The line is longer than 64 KiB"})");
+  EXPECT_EQ(json::parse(answer(client, R"({"do":"status"})")).at("last_seq"), 0);
+}
+
+TEST_F(RunControlTest, TheSocketIsForItsOwnerAndGroupAndGoesWithTheEngine) {
+  Child engine(with_control(), dir_);
+  status();
+  struct stat made = {};
+  ASSERT_EQ(::stat(control().c_str(), &made), 0);
+  EXPECT_EQ(made.st_mode & 07777U, 0660U);
+  EXPECT_EQ(stop(engine, SIGTERM).status, 0);
+  EXPECT_NE(::stat(control().c_str(), &made), 0);
+}
+
+TEST_F(RunControlTest, BeyondTheLimitOfActiveFaultsTheAnswerWarns) {
+  Child engine(with_control("--max-active 2"), dir_);
+  Client client(socket());
+  client.send(slow(1) + slow(2) + slow(3) + slow(4) + well(1) + slow(3));
+  const Answers answers = client.answers(6);
+  const std::string warning =
+      ",\"warning\":\"The event is recorded, but its fault is not tracked: the limit of active faults is reached "
+      "(--max-active)\"}";
+  EXPECT_EQ(answers, Answers({taken(1), taken(2), "{\"seq\":3" + warning, "{\"seq\":4" + warning, taken(5), taken(6)}));
+  EXPECT_TRUE(engine.has_complained("There are 2 active faults, which is the limit (--max-active)."));
+  const json now = status();
+  EXPECT_EQ(now.at("not_tracked"), 2);
+  EXPECT_EQ(now.at("active_faults"), 2);
+  EXPECT_EQ(ask("SELECT count(*) FROM event"), Answers({"6"}));
+  EXPECT_EQ(stop(engine, SIGTERM).status, 0);
+  EXPECT_NE(dir_.read("err").find(", 2 reports beyond the limit"), std::string::npos);
+}
+
+TEST_F(RunControlTest, LoneEventsShareAWriteWhenTheyMayWait) {
+  using Clock = std::chrono::steady_clock;
+  Child engine(with_control("--commit-within 300ms"), dir_);
+  Client first(socket());
+  Client second(socket());
+  const auto begin = Clock::now();
+  first.send(slow(1));
+  while (status().at("last_seq") != 1) {
+  }
+  EXPECT_EQ(ask("SELECT count(*) FROM event"), Answers({"0"}));
+  second.send(slow(2));
+  EXPECT_EQ(first.answer(), taken(1));
+  EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(290));
+  EXPECT_EQ(second.answer(), taken(2));
+  EXPECT_EQ(ask("SELECT count(*) FROM event"), Answers({"2"}));
+  EXPECT_EQ(stop(engine, SIGTERM).status, 0);
+}
+
+// An engine that is told to stop writes what waits at once.
+TEST_F(RunControlTest, WhatWaitsIsWrittenAtAStop) {
+  Child engine(with_control("--commit-within 10s"), dir_);
+  Client client(socket());
+  client.send(slow(1));
+  while (status().at("last_seq") != 1) {
+  }
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(stop(engine, SIGTERM).status, 0);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(8));
+  EXPECT_EQ(client.answer(), taken(1));
+  EXPECT_EQ(ask("SELECT count(*) FROM event"), Answers({"1"}));
+}
+
+TEST_F(RunControlTest, ATimeNeedsItsUnit) {
+  for (const char* time : {"50", "11s", "-1ms", "soon"}) {
+    EXPECT_EQ(Shell().run(with_control(std::string("--commit-within ") + time)).status, 2) << time;
+  }
+}
+
+}  // namespace
+}  // namespace polaiga::engine::test

@@ -61,7 +61,8 @@ void Cells::take(std::uint32_t (&oid)[FE_OID_SIZE]) {
 void columns::bind(Statement& statement, int index, const std::uint32_t (&oid)[FE_OID_SIZE]) {
   std::size_t count = FE_OID_SIZE;
   while (count > 0 && oid[count - 1] == 0) --count;
-  std::array<char, FE_OID_SIZE * 11> text;
+  constexpr std::size_t kLongestArc = 11;  // 4294967295, and a dot before it
+  std::array<char, std::size_t{FE_OID_SIZE} * kLongestArc> text;
   char* end = text.data();
   for (std::size_t arc = 0; arc < count; ++arc) {
     if (arc > 0) *end++ = '.';

@@ -10,8 +10,8 @@
 namespace polaiga::engine {
 namespace {
 
-constexpr std::size_t kAtOnce = 1000;   // changes of one answer
-constexpr std::size_t kOfAlarm = 1000;  // changes that an explanation tells
+constexpr std::size_t kAtOnce = 1000;       // changes of one answer
+constexpr std::size_t kMostChanges = 1000;  // changes that an explanation tells
 
 bool has(const Selection& selection, const std::string& fault_dn, Severity severity, const SensorEvent& event) {
   return (selection.under.empty() || is_under(fault_dn, selection.under)) && severity >= selection.least &&
@@ -84,7 +84,7 @@ std::optional<Explanation> LedgerReader::explain(const std::string& fault_dn) {
     found.raise = rows.record(found.fault.raised);
     found.shown = rows.record(found.fault.shown);
     found.reports = rows.reports(found.fault.number);
-    found.changes = rows.changes_of(number, kOfAlarm, found.changes_left_out);
+    found.changes = rows.changes_of(number, kMostChanges, found.changes_left_out);
     found.tables = rows.tables_of(found.fault.raised);
     found.alarm = std::move(*alarm);
     return found;

@@ -20,7 +20,7 @@ constexpr const char* kOfEvent =
     "JOIN build ON build.id = setting.build LEFT JOIN form ON form.seq = event.form";
 
 // The faults of a DN, by its number and by itself.
-const std::string kNamed =
+constexpr const char* kNamed =
     "fault JOIN event AS raising ON raising.seq = fault.raised_seq JOIN form ON form.seq = raising.form "
     "WHERE fault.name = ? AND form.fault_dn = ?";
 
@@ -333,7 +333,7 @@ std::string StoredRows::changes_sql(Direction direction) {
          (direction == Direction::kForwards ? "> ? ORDER BY change.number" : "< ? ORDER BY change.number DESC");
 }
 
-StoredRows::ChangeOfFault StoredRows::change(const Statement& row) const {
+StoredRows::ChangeOfFault StoredRows::change(const Statement& row) {
   const auto change = read_row<ChangeRow>(row);
   const RecordRow record(row, kWidth<ChangeRow>);
   const auto fault = read_row<FaultRow>(row, kWidth<ChangeRow> + RecordRow::kColumns);
@@ -387,9 +387,9 @@ std::optional<StoredAlarm> StoredRows::alarm(ChangeNumber number) {
 std::vector<ChangeNumber> StoredRows::alarms_of(const std::string& fault_dn, std::int64_t limit) {
   const std::size_t most = limit > 0 ? static_cast<std::size_t>(limit) : std::numeric_limits<std::size_t>::max();
   std::set<ChangeNumber> numbers;
-  Statement rows(db_, fault_dn.empty()
-                          ? std::string("SELECT number, number FROM alarm ORDER BY number DESC")
-                          : "SELECT fault.alarm, fault.later_alarm FROM " + kNamed + " ORDER BY fault.number DESC");
+  Statement rows(db_, fault_dn.empty() ? std::string("SELECT number, number FROM alarm ORDER BY number DESC")
+                                       : std::string("SELECT fault.alarm, fault.later_alarm FROM ") + kNamed +
+                                             " ORDER BY fault.number DESC");
   if (!fault_dn.empty()) rows.with(fault_name_hash(fault_dn), fault_dn);
   while (numbers.size() < most && rows.step()) {
     for (const int column : {0, 1}) {
@@ -412,6 +412,7 @@ std::vector<StoredReport> StoredRows::reports(ChangeNumber fault) {
   while (fault_reports_.step()) rows.push_back(read_row<ReportRow>(fault_reports_));
   std::ranges::sort(rows, {}, &ReportRow::since_seq);
   std::vector<StoredReport> reports;
+  reports.reserve(rows.size());
   for (const ReportRow& row : rows) {
     reports.push_back({.report = {.reporter = {row.entity, row.sensor, row.instance},
                                   .since = row.since_seq,

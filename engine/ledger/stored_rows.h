@@ -14,7 +14,7 @@ namespace polaiga::engine {
 
 // A fault's row with what its raise and its end tell of it: columns() FROM tables().
 struct NamedFault {
-  explicit NamedFault(const Statement& row, int first = 0);
+  explicit NamedFault(const Statement& statement, int first = 0);
 
   static std::string columns();
   static std::string tables();
@@ -94,12 +94,12 @@ class StoredRows {
     bool is_end = false;
   };
 
-  ChangeOfFault change(const Statement& row) const;
+  static ChangeOfFault change(const Statement& row);
   std::vector<ActiveRow> active_rows(const std::vector<StandingRow>& standing);
   Sequence last_until(Moment at, const LedgerRow& ledger);
   Reports reports_of(ChangeNumber fault);
   StoredFault fault(ChangeNumber number);
-  StoredFault fault(const Statement& row);
+  StoredFault fault(const Statement& statement);
   Head head_of(const AlarmRow& alarm);
 
   const Database& db_;

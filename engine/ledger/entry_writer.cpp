@@ -10,10 +10,13 @@
 namespace polaiga::engine {
 namespace {
 
-// What an era knows of its rows takes memory; beyond this it begins anew, and rows
-// are stored again.
+// Of an epoch; each takes about 60 bytes of memory.
 constexpr std::size_t kMostSubjects = 32'768;
-constexpr std::size_t kMostForms = 8'192;
+constexpr std::size_t kMostForms = 65'536;
+
+// An era begins by storing what is active, which takes about as long as three inputs
+// for each fault.
+constexpr std::int64_t kInputsOfStanding = 3;
 
 constexpr std::int64_t kRowBytes = 40;  // of a row, beside what it says; about
 
@@ -72,7 +75,10 @@ EntryWriter::Statements::Statements(const Database& db)
            "FROM alarm JOIN fault ON fault.number = alarm.fault WHERE alarm.number = ?"),
       change_count(db, "SELECT of_alarm FROM change WHERE number = ?") {}
 
-EntryWriter::EntryWriter(Database& db, const EraLimits& limits) : db_(db), limits_(limits), sql_(db) { load(); }
+EntryWriter::EntryWriter(Database& db, const Limits& limits)
+    : db_(db), limits_(limits), sql_(db), subjects_(kMostSubjects), forms_(kMostForms) {
+  load();
+}
 
 void EntryWriter::load() {
   const LedgerRow own = ledger_row(db_);
@@ -93,7 +99,7 @@ void EntryWriter::load() {
   heads_.clear();
   setting_.id = 0;
   era_ = {};
-  era_bytes_ = 0;
+  epoch_bytes_ = 0;
   subjects_.clear();
   forms_.clear();
   Statement era(db_, "SELECT " + columns_sql<EraRow>() + " FROM era ORDER BY seq DESC LIMIT 1");
@@ -101,22 +107,34 @@ void EntryWriter::load() {
   era_ = read_row<EraRow>(era);
   Statement standing(db_, "SELECT count(*) FROM standing WHERE era = ?");
   era_standing_ = first_integer(standing.with(era_.seq));
-  warm<SubjectRow>(subjects_, kMostSubjects);
-  warm<FormRow>(forms_, kMostForms);
+  warm<SubjectRow>(subjects_);
+  warm<FormRow>(forms_);
 }
 
 template <class Row>
-void EntryWriter::warm(Known& known, std::size_t most) {
-  Statement rows(db_, "SELECT " + columns_sql<Row>() + " FROM " + std::string(Table<Row>::kName) +
-                          " WHERE seq >= ? ORDER BY seq LIMIT ?");
-  rows.with(era_.seq, most);
+void EntryWriter::warm(KnownRows& known) {
+  Statement rows(
+      db_, "SELECT " + columns_sql<Row>() + " FROM " + std::string(Table<Row>::kName) + " WHERE seq >= ? ORDER BY seq");
+  rows.with(era_.epoch);
   while (rows.step()) {
     const Row row = read_row<Row>(rows);
-    key_.clear();
-    append_key(key_, row);
-    era_bytes_ += static_cast<std::int64_t>(key_.size()) + kRowBytes;
-    known.emplace(key_, row.seq);
+    find(known, row);
+    remember(known, row);
   }
+}
+
+// The row that says the same; 0: there is none.
+template <class Row>
+Sequence EntryWriter::find(KnownRows& known, const Row& row) {
+  key_.clear();
+  append_key(key_, row);
+  return known.find(key_).value_or(0);
+}
+
+template <class Row>
+void EntryWriter::remember(KnownRows& known, const Row& row) {
+  known.add(row.seq);
+  epoch_bytes_ += static_cast<std::int64_t>(key_.size()) + kRowBytes;
 }
 
 void EntryWriter::use(const HostTables& tables, const LibraryBuild& build) { setting_ = {tables, build, true, 0}; }
@@ -174,11 +192,9 @@ void EntryWriter::write(const RecordedInput& input) {
     throw SqlError(SQLITE_MISUSE, "input " + std::to_string(input.sequence) + " does not follow input " +
                                       std::to_string(last_sequence_));
   }
-  // Each era says what is active when it begins, so that none is shorter than that.
   const std::int64_t inputs = input.sequence - era_.seq;
-  const bool era_is_over =
-      era_.seq == 0 || inputs >= limits_.inputs || (era_bytes_ >= limits_.bytes && inputs >= era_standing_);
-  if (era_is_over) begin_era(input);
+  const std::int64_t least = std::min(era_standing_ * kInputsOfStanding, 2 * limits_.era_inputs);
+  if (era_.seq == 0 || is_epoch_over(input) || inputs >= std::max(limits_.era_inputs, least)) begin_era(input);
   if (input.at < era_.least_at) {
     era_.least_at = input.at;
     sql_.least_at.with(era_.seq, input.at).run();
@@ -216,37 +232,39 @@ void EntryWriter::write(const RecordedInput& input) {
   last_age_ = input.age;
 }
 
+bool EntryWriter::is_epoch_over(const RecordedInput& input) const {
+  return input.sequence - era_.epoch >= limits_.epoch_inputs ||
+         (epoch_bytes_ >= limits_.epoch_bytes && input.sequence - era_.seq >= era_standing_);
+}
+
 void EntryWriter::begin_era(const RecordedInput& input) {
-  era_ = {.seq = input.sequence, .least_at = input.at, .first_change = last_change_ + 1};
+  const bool begins_epoch = era_.seq == 0 || is_epoch_over(input);
+  era_ = {.seq = input.sequence,
+          .epoch = begins_epoch ? input.sequence : era_.epoch,
+          .least_at = input.at,
+          .first_change = last_change_ + 1};
   sql_.era(era_);
   sql_.standing.with(era_.seq).run();
   era_standing_ = db_.rows_changed();
+  if (!begins_epoch) return;
   subjects_.clear();
   forms_.clear();
-  era_bytes_ = 0;
+  epoch_bytes_ = 0;
 }
 
 Sequence EntryWriter::subject_of(const RecordedInput& input) {
   const SubjectRow row{input.sequence, input.event.entity, input.event.event};
-  key_.clear();
-  append_key(key_, row);
-  if (const auto known = subjects_.find(key_); known != subjects_.end()) return known->second;
+  if (const Sequence known = find(subjects_, row)) return known;
   sql_.subject(row);
-  if (subjects_.size() >= kMostSubjects) subjects_.clear();
-  subjects_.emplace(key_, row.seq);
-  era_bytes_ += static_cast<std::int64_t>(key_.size()) + kRowBytes;
+  remember(subjects_, row);
   return row.seq;
 }
 
 Sequence EntryWriter::form_of(const RecordedInput& input) {
   const FormRow row{input.sequence, input.record};
-  key_.clear();
-  append_key(key_, row);
-  if (const auto known = forms_.find(key_); known != forms_.end()) return known->second;
+  if (const Sequence known = find(forms_, row)) return known;
   sql_.form(row);
-  if (forms_.size() >= kMostForms) forms_.clear();
-  forms_.emplace(key_, row.seq);
-  era_bytes_ += static_cast<std::int64_t>(key_.size()) + kRowBytes;
+  remember(forms_, row);
   return row.seq;
 }
 

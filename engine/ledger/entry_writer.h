@@ -8,21 +8,23 @@
 #include "filter/host_tables.h"
 #include "filter/library_build.h"
 #include "ledger/batch.h"
+#include "ledger/known_rows.h"
 #include "ledger/tables.h"
 
 namespace polaiga::engine {
 
 class EntryWriter {
  public:
-  // An era ends after so many inputs, or when what its events and records repeat
-  // takes so many bytes.
-  struct EraLimits {
-    std::int64_t inputs;
-    std::int64_t bytes;
+  // An era ends after so many inputs; an epoch does when what its events and records
+  // repeat takes so many bytes, or after so many inputs.
+  struct Limits {
+    std::int64_t era_inputs;
+    std::int64_t epoch_inputs;
+    std::int64_t epoch_bytes;
   };
 
   // Reads where the ledger ends. Throws SqlError and LedgerError.
-  EntryWriter(Database& db, const EraLimits& limits);
+  EntryWriter(Database& db, const Limits& limits);
 
   Sequence last_sequence() const { return last_sequence_; }
   ChangeNumber last_change() const { return last_change_; }
@@ -51,9 +53,6 @@ class EntryWriter {
     ChangeNumber change = 0;
     std::int64_t count = 0;
   };
-
-  // Rows by what they say.
-  using Known = std::unordered_map<std::string, Sequence>;
 
   struct Statements {
     explicit Statements(const Database& db);
@@ -86,6 +85,7 @@ class EntryWriter {
 
   void write_setting();
   void write(const RecordedInput& input);
+  bool is_epoch_over(const RecordedInput& input) const;
   void begin_era(const RecordedInput& input);
   Sequence subject_of(const RecordedInput& input);
   Sequence form_of(const RecordedInput& input);
@@ -102,10 +102,14 @@ class EntryWriter {
   void must_change_one(const char* what, ChangeNumber number) const;
 
   template <class Row>
-  void warm(Known& known, std::size_t most);
+  void warm(KnownRows& known);
+  template <class Row>
+  Sequence find(KnownRows& known, const Row& row);
+  template <class Row>
+  void remember(KnownRows& known, const Row& row);
 
   Database& db_;
-  EraLimits limits_;
+  Limits limits_;
   Statements sql_;
   Sequence last_sequence_ = 0;
   ChangeNumber last_change_ = 0;
@@ -114,10 +118,10 @@ class EntryWriter {
   Moment created_ = 0;  // the ledger
   Setting setting_;
   EraRow era_;  // none has begun as long as its seq is 0
-  std::int64_t era_bytes_ = 0;
+  std::int64_t epoch_bytes_ = 0;
   std::int64_t era_standing_ = 0;  // faults that were active when it began
-  Known subjects_;                 // of this era
-  Known forms_;
+  KnownRows subjects_;             // of this epoch
+  KnownRows forms_;
   std::unordered_map<ChangeNumber, Head> heads_;  // of alarms that are active
   std::string key_;                               // of what is looked up
   std::string stamp_;                             // the last stamp, and the zone that it was found to have

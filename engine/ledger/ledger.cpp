@@ -26,7 +26,8 @@ constexpr std::int64_t kPagesOfInput = 5;
 constexpr std::int64_t kMostInputs = 4096;
 
 constexpr std::int64_t kEraInputs = 32'768;
-constexpr std::int64_t kEraPart = 16;  // of the file, for what an era repeats
+constexpr std::int64_t kEpochInputs = 16 * kEraInputs;
+constexpr std::int64_t kEpochPart = 16;  // of the file, for what an epoch repeats
 
 // How long the start of an engine may wait for what is past a retention that was
 // lowered.
@@ -46,9 +47,11 @@ std::int64_t page_size(const Database& db) {
   return std::max<std::int64_t>(size.integer(0), 1);
 }
 
-EntryWriter::EraLimits era_limits(const Retention& retention) {
-  return {.inputs = kEraInputs,
-          .bytes = retention.bytes > 0 ? file_bytes(retention) / kEraPart : std::numeric_limits<std::int64_t>::max()};
+EntryWriter::Limits writer_limits(const Retention& retention) {
+  return {.era_inputs = kEraInputs,
+          .epoch_inputs = kEpochInputs,
+          .epoch_bytes =
+              retention.bytes > 0 ? file_bytes(retention) / kEpochPart : std::numeric_limits<std::int64_t>::max()};
 }
 
 // A transaction took the file past its limit: it would have so many pages.
@@ -89,7 +92,7 @@ class Ledger::Writer {
         page_size_(page_size(db_)),
         most_pages_(file_bytes(retention) / page_size_),
         log_(db_, retention.bytes > 0 ? most_log_bytes_ : 0),
-        entries_(db_, era_limits(retention)),
+        entries_(db_, writer_limits(retention)),
         pruner_(db_, retention, most_pages_),
         find_(db_, "SELECT seq FROM event WHERE id = ?"),
         oldest_event_(db_, "SELECT coalesce(min(seq), 0) FROM event"),

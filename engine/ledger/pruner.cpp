@@ -92,6 +92,9 @@ Pruner::Statements::Statements(const Database& db)
                    "reporters = excluded.reporters, updated_at = excluded.updated_at, count = excluded.count"),
       move_watermark(db, "UPDATE ledger SET watermark_seq = ?, watermark_change = ?, watermark_at = ?"),
       survivors(db, select<EventRow>() + " WHERE seq >= ? AND seq < ? ORDER BY seq"),
+      said(db, "SELECT subject, form FROM event WHERE seq >= ? AND seq < ?"),
+      epoch_of(db, "SELECT epoch FROM era WHERE seq = ?"),
+      next_epoch(db, "SELECT min(epoch) FROM era WHERE epoch > ?"),
       forms(db, "SELECT seq FROM form WHERE seq >= ? AND seq < ?"),
       subjects(db, "SELECT seq FROM subject WHERE seq >= ? AND seq < ?"),
       drop_form(db, "DELETE FROM form WHERE seq = ?"),
@@ -304,28 +307,45 @@ bool Pruner::is_needed(const EventRow& event, Sequence base) {
   return event.fault && first_integer(sql_.needed.with(*event.fault, event.seq, base)) != 0;
 }
 
-// Takes out what is not needed any more of an era behind the watermark.
+// Takes out what is not needed any more of an era behind the watermark, and of its
+// epoch, if that is behind it, too. Answers how much is still needed.
 std::int64_t Pruner::sweep(Sequence era, Sequence end, Sequence base) {
-  std::unordered_set<Sequence> forms;
-  std::unordered_set<Sequence> subjects;
+  std::int64_t kept = 0;
   for (const EventRow& event : all_rows<EventRow>(sql_.survivors.with(era, end))) {
     if (is_needed(event, base)) {
-      subjects.insert(event.subject);
-      if (event.form) forms.insert(*event.form);
+      ++kept;
     } else {
       sql_.drop_event.with(event.seq).run();
     }
   }
-  drop_others(sql_.forms.with(era, end), sql_.drop_form, forms);
-  drop_others(sql_.subjects.with(era, end), sql_.drop_subject, subjects);
-  if (subjects.empty()) {
+  const Sequence epoch = first_integer(sql_.epoch_of.with(era));
+  const Sequence next_epoch = first_integer(sql_.next_epoch.with(epoch));
+  if (next_epoch > 0 && next_epoch <= base) kept += sweep_epoch(epoch, next_epoch);
+  if (kept == 0) {
     sql_.drop_era.with(era).run();
     db_.exec(
         "DELETE FROM setting WHERE id < (SELECT setting FROM event ORDER BY seq LIMIT 1);"
         "DELETE FROM tables WHERE id NOT IN (SELECT tables FROM setting);"
         "DELETE FROM build WHERE id NOT IN (SELECT build FROM setting)");
   }
-  return static_cast<std::int64_t>(subjects.size());
+  return kept;
+}
+
+// Takes out what no event of an epoch says any more. Answers how many events it has.
+std::int64_t Pruner::sweep_epoch(Sequence epoch, Sequence end) {
+  std::unordered_set<Sequence> forms;
+  std::unordered_set<Sequence> subjects;
+  std::int64_t events = 0;
+  sql_.said.with(epoch, end);
+  while (sql_.said.step()) {
+    ++events;
+    subjects.insert(sql_.said.integer(0));
+    if (!sql_.said.is_null(1)) forms.insert(sql_.said.integer(1));
+  }
+  sql_.said.reset();
+  drop_others(sql_.forms.with(epoch, end), sql_.drop_form, forms);
+  drop_others(sql_.subjects.with(epoch, end), sql_.drop_subject, subjects);
+  return events;
 }
 
 void Pruner::drop_others(Statement& rows, Statement& drop, const std::unordered_set<Sequence>& kept) {

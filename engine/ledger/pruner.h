@@ -74,6 +74,9 @@ class Pruner {
     Insert<StandingRow> add_standing;
     Statement move_watermark;
     Statement survivors;
+    Statement said;
+    Statement epoch_of;
+    Statement next_epoch;
     Statement forms;
     Statement subjects;
     Statement drop_form;
@@ -95,6 +98,7 @@ class Pruner {
   void drop_ended(const ChangeRow& change, std::set<Sequence>& left);
   bool is_needed(const EventRow& event, Sequence base);
   std::int64_t sweep(Sequence era, Sequence end, Sequence base);
+  std::int64_t sweep_epoch(Sequence epoch, Sequence end);
   static void drop_others(Statement& rows, Statement& drop, const std::unordered_set<Sequence>& kept);
   bool sweep_next();
   bool give_back();

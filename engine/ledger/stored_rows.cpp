@@ -44,6 +44,14 @@ struct RecordRow {
   std::optional<FormRow> form;
 };
 
+// What a fault's own record tells of it.
+constexpr std::tuple kNameColumns{
+    Column<&fe_fault_record::fault_dn>{"fault_dn"},
+    Column<&fe_fault_record::dn>{"dn"},
+    Column<&fe_fault_record::code>{"code"},
+    Column<&fe_fault_record::name>{"name"},
+};
+
 void fill_created(const EventRow& row, fe_fault_record& record) {
   std::string text = row.created.value_or("");
   if (row.zone) {
@@ -113,25 +121,33 @@ std::string gone(const char* what, std::int64_t number) {
 }  // namespace
 
 NamedFault::NamedFault(const Statement& statement, int first) : row(read_row<FaultRow>(statement, first)) {
-  const auto form = read_row<FormRow>(statement, first + kWidth<FaultRow>);
-  constexpr int kRest = kWidth<FaultRow> + kWidth<FormRow>;
-  fault_dn = field_text(form.record.fault_dn);
-  dn = field_text(form.record.dn);
-  code = form.record.code;
-  name = field_text(form.record.name);
+  Cells cells(statement, first + kWidth<FaultRow>);
+  fe_fault_record form = {};
+  std::apply(
+      [&](const auto&... column) {
+        ((cells.at(Table<FormRow>::kName, column), cells.take(columns::of(column, form))), ...);
+      },
+      kNameColumns);
+  fault_dn = field_text(form.fault_dn);
+  dn = field_text(form.dn);
+  code = form.code;
+  name = field_text(form.name);
+  constexpr int kRest = kWidth<FaultRow> + static_cast<int>(std::tuple_size_v<decltype(kNameColumns)>);
   raised_at = moment_of(statement, first + kRest);
   if (!row.ended) return;
   if (statement.is_null(first + kRest + 1)) throw LedgerError(gone("change", *row.ended));
-  Cells cells(statement, first + kRest + 1);
-  cells.at("change", Column<&ChangeRow::seq>{"seq"});
-  cells.take(ended_seq);
-  cells.take(ending);
+  Cells end(statement, first + kRest + 1);
+  end.at(Table<ChangeRow>::kName, Column<&ChangeRow::seq>{"seq"});
+  end.take(ended_seq);
+  end.at(Table<ChangeRow>::kName, Column<&ChangeRow::kind>{"kind"});
+  end.take(ending);
   ended_at = moment_of(statement, first + kRest + 3);
 }
 
 std::string NamedFault::columns() {
-  return columns_sql<FaultRow, FormRow>() + ", " + moment_sql("raising") + ", ending.seq, ending.kind, " +
-         moment_sql("ending_event");
+  std::string sql = columns_sql<FaultRow>();
+  std::apply([&](const auto&... column) { ((sql.append(", form.").append(column.name)), ...); }, kNameColumns);
+  return sql + ", " + moment_sql("raising") + ", ending.seq, ending.kind, " + moment_sql("ending_event");
 }
 
 std::string NamedFault::tables() {
@@ -363,23 +379,30 @@ std::optional<StoredAlarm> StoredRows::alarm(ChangeNumber number) {
   std::vector<ChangeNumber> steps;
   steps_.with(number);
   while (steps_.step()) steps.push_back(steps_.integer(0));
-  for (const ChangeNumber step : steps) alarm.steps.push_back(fault(step));
+  std::optional<ChangeNumber> last_ended;
+  for (const ChangeNumber step : steps) {
+    alarm.steps.push_back(fault(step));
+    if (step == row.fault) last_ended = read_row<FaultRow>(faults_).ended;
+  }
   const auto last = std::ranges::find(alarm.steps, row.fault, &StoredFault::number);
   if (last == alarm.steps.end()) throw LedgerError(gone("fault", row.fault));
   alarm.dn = last->dn;
   alarm.changed = last->updated;
-  const Head head = head_of(row);
-  if (one_change_.with(head.change).step()) {
-    alarm.changed = moment_of(one_change_, kWidth<ChangeRow>);
-    alarm.ending = read_row<ChangeRow>(one_change_).kind;
-  } else if (head.is_end) {
-    throw LedgerError(gone("change", head.change));
+  if (!row.merged && last->ended) {
+    alarm.ended = last_ended;
+    alarm.ended_at = alarm.changed = last->ended_at;
+    alarm.ending = last->ending;
+    return alarm;
   }
-  if (head.is_end) {
-    alarm.ended = head.change;
+  if (one_change_.with(head_of(row)).step()) {
+    alarm.changed = moment_of(one_change_, kWidth<ChangeRow>);
+  } else if (row.merged) {
+    throw LedgerError(gone("change", *row.merged));
+  }
+  if (row.merged) {
+    alarm.ended = row.merged;
     alarm.ended_at = alarm.changed;
-  } else {
-    alarm.ending = ChangeKind::kCleared;
+    alarm.ending = ChangeKind::kMerged;
   }
   return alarm;
 }
@@ -426,18 +449,17 @@ std::vector<StoredReport> StoredRows::reports(ChangeNumber fault) {
 }
 
 // The latest change of an alarm.
-StoredRows::Head StoredRows::head_of(const AlarmRow& alarm) {
-  if (alarm.merged) return {*alarm.merged, true};
+ChangeNumber StoredRows::head_of(const AlarmRow& alarm) {
+  if (alarm.merged) return *alarm.merged;
   if (!faults_.with(alarm.fault).step()) throw LedgerError(gone("fault", alarm.fault));
   const auto fault = read_row<FaultRow>(faults_);
-  if (fault.ended) return {*fault.ended, true};
-  return {std::max(fault.change, reports_of(alarm.fault).change), false};
+  return fault.ended ? *fault.ended : std::max(fault.change, reports_of(alarm.fault).change);
 }
 
 std::vector<Change> StoredRows::changes_of(ChangeNumber alarm, std::size_t most, std::uint64_t& left_out) {
   left_out = 0;
   if (!alarms_.with(alarm).step()) throw LedgerError(gone("alarm", alarm));
-  ChangeNumber next = head_of(read_row<AlarmRow>(alarms_)).change;
+  ChangeNumber next = head_of(read_row<AlarmRow>(alarms_));
   const ChangeNumber gone_through = ledger().watermark_change;
   std::map<ChangeNumber, std::string> fault_dns;
   std::vector<Change> changes;

@@ -88,19 +88,13 @@ class StoredRows {
     ChangeNumber change = 0;
   };
 
-  // The latest change of an alarm, and whether it ended it.
-  struct Head {
-    ChangeNumber change = 0;
-    bool is_end = false;
-  };
-
   static ChangeOfFault change(const Statement& row);
   std::vector<ActiveRow> active_rows(const std::vector<StandingRow>& standing);
   Sequence last_until(Moment at, const LedgerRow& ledger);
   Reports reports_of(ChangeNumber fault);
   StoredFault fault(ChangeNumber number);
   StoredFault fault(const Statement& statement);
-  Head head_of(const AlarmRow& alarm);
+  ChangeNumber head_of(const AlarmRow& alarm);  // its latest change
 
   const Database& db_;
   Statement records_;

@@ -3,10 +3,12 @@
 // Inputs have numbers of their own (seq), and so have changes. A fault is named by
 // the change that raised it, an alarm by the change that raised it first.
 //
-// Events say the same things of the same subjects again and again, and so do
-// records. What they say is stored once in an era, a run of some thousand inputs;
-// the row is named by the first input of the era that says it. So when an era is
-// gone, all that belongs to it can go, but for what its last events still use.
+// Inputs are divided into eras of some thousand inputs each; what was active when an
+// era began is stored with it. Events say the same things of the same subjects again
+// and again, and so do records. What they say is stored once in an epoch, which is
+// one era or several; the row is named by the first input of the epoch that says it.
+// So when an epoch is gone, all that belongs to it can go, but for what those of its
+// events that are still needed use.
 //
 // All times are seconds since 1970 in UTC.
 #pragma once
@@ -108,6 +110,7 @@ struct Table<SettingRow> {
 // A run of inputs up to the next era.
 struct EraRow {
   Sequence seq = 0;               // its first input
+  Sequence epoch = 0;             // the first input of its epoch
   Moment least_at = 0;            // the earliest time of its inputs
   ChangeNumber first_change = 0;  // the number of its first change, or of the next one to come
 };
@@ -117,6 +120,7 @@ struct Table<EraRow> {
   static constexpr std::string_view kName = "era";
   static constexpr std::tuple kColumns{
       Column<&EraRow::seq>{"seq", "PRIMARY KEY"},
+      Column<&EraRow::epoch>{"epoch"},
       Column<&EraRow::least_at>{"least_at", {}, kLastMoment},
       Column<&EraRow::first_change>{"first_change"},
   };

@@ -204,7 +204,6 @@ TEST_F(PrunerTest, WhatIsNeededNoMoreGoesInTime) {
   pass_many();
   EXPECT_EQ(rows("SELECT seq FROM event ORDER BY seq LIMIT 1"), Rows{"80012"});
   EXPECT_EQ(rows("SELECT count(*) FROM event"), Rows{"11"});
-  EXPECT_LE(rows("SELECT seq FROM form").size(), 1U);
   EXPECT_LE(rows("SELECT seq FROM era").size(), 2U);
   expect_whole();
 }

@@ -119,9 +119,9 @@ TEST(Catalog, EveryCauseHasAProbableCauseOfItsType) {
     std::uint32_t last;
   };
   constexpr Range kM3100[] = {{"communicationsAlarm", 1, 50},
-                          {"equipmentAlarm", 51, 100},
-                          {"environmentalAlarm", 101, 150},
-                          {"processingErrorAlarm", 151, 200}};
+                              {"equipmentAlarm", 51, 100},
+                              {"environmentalAlarm", 101, 150},
+                              {"processingErrorAlarm", 151, 200}};
   constexpr std::uint32_t kFirstOfX733 = 500;
   constexpr std::uint32_t kLastOfX733 = 555;
   for (const CauseEntry& entry : cause_entries()) {

@@ -144,9 +144,11 @@ inline constexpr bool kIsOptional<std::optional<T>> = true;
 template <class T>
 constexpr std::string_view type_of() {
   if constexpr (kIsOptional<T>) {
-    return kIsText<typename T::value_type> ? "TEXT" : "INTEGER";
+    if constexpr (kIsText<typename T::value_type>) return "TEXT";
+    return "INTEGER";
   } else {
-    return kIsText<T> ? "TEXT NOT NULL" : "INTEGER NOT NULL";
+    if constexpr (kIsText<T>) return "TEXT NOT NULL";
+    return "INTEGER NOT NULL";
   }
 }
 
@@ -225,7 +227,8 @@ std::string create_table() {
 template <class... Rows>
 std::string columns_sql() {
   std::string sql;
-  const auto add = [&]<class Row>(std::type_identity<Row> /*row*/) {
+  const auto add = [&](auto row) {
+    using Row = typename decltype(row)::type;
     columns::for_each<Row>([&](const auto& column, int /*index*/) {
       sql.append(sql.empty() ? "" : ", ").append(Table<Row>::kName).append(".\"").append(column.name).append("\"");
     });

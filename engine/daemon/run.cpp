@@ -28,6 +28,7 @@ using namespace std::chrono_literals;
 
 constexpr int kMostClients = 64;
 constexpr int kMostControlClients = 16;
+constexpr std::size_t kMostPublishers = 32;
 constexpr std::size_t kMostAnswers = 4096;          // that wait for a write
 constexpr std::chrono::milliseconds kIdle{60'000};  // longest wait when there is nothing to do
 constexpr std::chrono::milliseconds kQuiet{20};     // after that long without input, all that was sent has come
@@ -241,6 +242,12 @@ class Daemon {
     if (request.through > last) {
       throw BadRequest("The cursor is " + std::to_string(request.through) + ", but the last change is " +
                        std::to_string(last));
+    }
+    const std::vector<PublisherCursor> cursors = state_.ledger().cursors();
+    const bool is_known = std::ranges::find(cursors, request.publisher, &PublisherCursor::publisher) != cursors.end();
+    if (!is_known && cursors.size() >= kMostPublishers) {
+      throw BadRequest("There are " + std::to_string(kMostPublishers) +
+                       " publishers, which is the limit; forget one that is not used");
     }
     state_.ledger().set_cursor(request.publisher, request.through, clock_.wall());
     return done();

@@ -81,6 +81,19 @@ TEST_F(RunControlTest, ACursorIsWrittenByTheEngineAndOutlivesIt) {
   EXPECT_EQ(ask("SELECT count(*) FROM publisher_cursor"), Answers({"0"}));
 }
 
+TEST_F(RunControlTest, TheNumberOfPublishersIsLimited) {
+  Child engine(with_control(), dir_);
+  Client client(control());
+  const auto begin = [&](int number) {
+    return answer(client, R"({"do":"cursor","publisher":"p)" + std::to_string(number) + R"(","through":0})");
+  };
+  for (int number = 1; number <= 32; ++number) ASSERT_EQ(begin(number), R"({"ok":true})");
+  EXPECT_EQ(begin(33), R"({"error":"There are 32 publishers, which is the limit; forget one that is not used"})");
+  EXPECT_EQ(begin(32), R"({"ok":true})");
+  EXPECT_EQ(answer(client, R"({"do":"forget","publisher":"p1"})"), R"({"ok":true})");
+  EXPECT_EQ(begin(33), R"({"ok":true})");
+}
+
 TEST_F(RunControlTest, ABadRequestIsRefusedAndTheNextOneCounts) {
   Child engine(with_control(), dir_);
   Client client(control());

@@ -47,6 +47,7 @@ std::string status_answer(const EngineStatus& status) {
                          {"max_active", status.most_reports},       {"not_tracked", status.not_tracked},
                          {"bad_lines", status.bad_lines},           {"clients", status.clients},
                          {"file_bytes", status.size.file_bytes},    {"log_bytes", status.size.log_bytes},
+                         {"over_limit", status.size.is_too_full},   {"log_held_by_reader", status.size.is_held},
                          {"publishers", publishers_of(status)}};
   if (status.problem) answer["problem"] = *status.problem;
   return json_text(answer) + "\n";

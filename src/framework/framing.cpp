@@ -71,7 +71,7 @@ ZoneName stamp_time(fe_fault_record& record) {
   tzset();
   const std::time_t now = std::time(nullptr);
   record.created_time = static_cast<std::uint32_t>(now);
-  char stamp[20];  // for 19 characters: with a year of five digits the text is empty
+  char stamp[20] = "";  // for 19 characters: with a year of five digits the text is empty
   std::size_t size = 0;
   if (const std::tm* local = std::localtime(&now))
     size = std::strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%S", local);
@@ -80,9 +80,10 @@ ZoneName stamp_time(fe_fault_record& record) {
 }
 
 void write_code_texts(fe_fault_record& record) {
-  char text[sizeof "/fault-F-2147483648"];
-  const char* const end = TextWriter(text).add_literal("/fault-F").add_code(record.code).end();
-  const char* const code = text + sizeof "/fault-" - 1;
+  char text[sizeof "/fault-F-2147483648"];  // what follows the DN in a fault DN, with the longest code
+  TextWriter writer(text);
+  const char* const code = writer.add_literal("/fault-").end();
+  const char* const end = writer.add_literal("F").add_code(record.code).end();
   write_text(record.code_text, {code, static_cast<std::size_t>(end - code)});
   TextWriter(record.fault_dn).add(field_text(record.dn)).add({text, static_cast<std::size_t>(end - text)});
 }

@@ -180,7 +180,10 @@ class Bench {
       recorder.record(std::move(event));
       if (recorder.is_full()) recorder.commit();
     };
-    for (int unit = 1; unit <= faults; ++unit) give(unit, 1);
+    // Each raises and clears once before: what records repeat is stored by then.
+    for (int unit = 1; unit <= faults; ++unit) {
+      for (const int state : {1, 0, 1}) give(unit, state);
+    }
     if (recorder.alarms().size() != static_cast<std::size_t>(faults)) throw std::runtime_error("faults are missing");
     std::mt19937 random(1);
     const double taken = seconds([&] {
@@ -222,24 +225,24 @@ class Bench {
     LedgerReader reader(file);
     const std::vector<StoredChange> last = reader.latest({}, 1).changes;
     const std::string fault_dn = last.at(0).change.fault_dn;
-    const auto question = [&](const char* what, const std::function<void()>& ask) {
+    // The quickest of some turns counts, since the others were made to wait.
+    const auto question = [&](const std::string& what, double limit, const std::function<void()>& ask) {
       double quickest = seconds(ask);
       for (int turn = 1; turn < 5; ++turn) quickest = std::min(quickest, seconds(ask));
-      at_most(what, quickest * kMilliseconds, 100);
+      at_most(what.c_str(), quickest * kMilliseconds, limit);
     };
-    question("history of a fault, ms", [&] { reader.history(fault_dn, 20); });
-    question("explain, ms", [&] { reader.explain(fault_dn); });
+    question("history of a fault, ms", 100, [&] { reader.history(fault_dn, 20); });
+    question("explain, ms", 100, [&] { reader.explain(fault_dn); });
     for (const int part : {1, 2, 3}) {
-      const Moment at = moment_of(file, 250'000 * part);
-      question(("active --at, after " + std::to_string(part) + "/4, ms").c_str(), [&] { reader.active({}, at); });
+      const Moment at = moment_of(file, Sequence{250'000} * part);
+      question("active --at, after " + std::to_string(part) + "/4, ms", 100, [&] { reader.active({}, at); });
     }
     ChangeFeed feed(file);
     for (const int part : {0, 1, 2, 3}) {
       const ChangeNumber number = last.at(0).change.number / 4 * part;
-      const double taken = seconds([&] {
+      question("the next 1000 changes, after " + std::to_string(part) + "/4, ms", 10, [&] {
         if (feed.next(number, 1000).changes.size() != 1000) throw std::runtime_error("changes are missing");
       });
-      at_most(("the next 1000 changes, after " + std::to_string(part) + "/4, ms").c_str(), taken * kMilliseconds, 10);
     }
     std::filesystem::remove(file);
     std::filesystem::remove(place_.file("million.jsonl"));

@@ -42,7 +42,7 @@ class Replay {
         output_(output),
         report_(make_report(options, output)),
         progress_(bytes_in_all),
-        recorder_({.platform = options.platform, .log = options.log}, clock_) {}
+        recorder_({.platform = options.platform, .log = options.log, .most_in_batch = 1}, clock_) {}
 
   Status run(const std::vector<Input>& inputs) {
     Status status = kDone;

@@ -152,7 +152,11 @@ simdjson::dom::object object_of(std::string_view text) {
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
   if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
   element root;
-  if (const auto error = parser.parse(text.data(), text.size()).get(root)) throw BadLine(complaint_about(error));
+  if (const auto error = parser.parse(text.data(), text.size()).get(root)) {
+    // Which of several errors the parser finds first depends on the processor.
+    const bool is_text = simdjson::validate_utf8(text.data(), text.size());
+    throw BadLine(complaint_about(is_text ? error : simdjson::UTF8_ERROR));
+  }
   simdjson::dom::object object;
   if (root.get(object) != simdjson::SUCCESS) throw BadLine("not an object");
   return object;

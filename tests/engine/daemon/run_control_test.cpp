@@ -50,6 +50,8 @@ TEST_F(RunControlTest, StatusTellsHowTheEngineIs) {
   EXPECT_EQ(now.at("bad_lines"), 1);
   EXPECT_EQ(now.at("clients"), 1);
   EXPECT_GT(now.at("file_bytes"), 0);
+  EXPECT_EQ(now.at("over_limit"), false);
+  EXPECT_EQ(now.at("log_held_by_reader"), false);
   EXPECT_EQ(now.at("publishers"), json::array());
   EXPECT_FALSE(now.contains("problem"));
 }

@@ -36,7 +36,7 @@ class KnownRows {
     bool operator==(const Digest&) const = default;
   };
   struct Hash {
-    std::size_t operator()(const Digest& digest) const { return digest.low; }
+    std::size_t operator()(const Digest& digest) const { return static_cast<std::size_t>(digest.low); }
   };
 
   std::size_t most_;

@@ -2,10 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <nlohmann/json.hpp>
-#include <thread>
 
 #include "support/ledger_of.h"
 #include "support/program.h"
@@ -564,12 +562,7 @@ class TailQueries : public Queries {
   static EventAt lost(int at) { return {at, R"({"entity":"ne","sensor":"LINK","offset":126,"state":1})"}; }
 
   bool has_told(const std::string& text) const {
-    using namespace std::chrono_literals;
-    for (const auto end = std::chrono::steady_clock::now() + 20s; std::chrono::steady_clock::now() < end;) {
-      if (contains(shell_.dir().read("err"), text)) return true;
-      std::this_thread::sleep_for(10ms);
-    }
-    return false;
+    return test::comes_true([&] { return contains(shell_.dir().read("err"), text); });
   }
 };
 

@@ -6,6 +6,7 @@
 // that names the row, the column and the value.
 #pragma once
 
+#include <array>
 #include <concepts>
 #include <cstdint>
 #include <limits>
@@ -28,6 +29,14 @@ namespace polaiga::engine {
 struct LedgerError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
+
+// A row whose checksum or whose values are not those that an engine wrote.
+struct DamagedRow : LedgerError {
+  using LedgerError::LedgerError;
+};
+
+// The digest of a batch: the first half of a SHA-256 (see seal.h).
+using Seal = std::array<unsigned char, 16>;
 
 // A column and the member of the row that it holds; a path of several members
 // leads into a structure inside the row.
@@ -94,6 +103,7 @@ class Cells {
   void take(const Entity*& entity);
   void take(std::string& text) { text = this->text(); }
   void take(std::uint32_t (&oid)[FE_OID_SIZE]);
+  void take(Seal& seal);
 
   template <std::size_t N>
   void take(char (&field)[N]) {
@@ -137,6 +147,8 @@ template <class T>
 inline constexpr bool kIsText =
     std::is_same_v<T, std::string> || std::is_same_v<T, const Entity*> || std::is_array_v<T>;
 template <class T>
+inline constexpr bool kIsBlob = std::is_same_v<T, Seal>;
+template <class T>
 inline constexpr bool kIsOptional = false;
 template <class T>
 inline constexpr bool kIsOptional<std::optional<T>> = true;
@@ -145,6 +157,7 @@ template <class T>
 constexpr std::string_view type_of() {
   if constexpr (kIsOptional<T>) {
     if constexpr (kIsText<typename T::value_type>) return "TEXT";
+    if constexpr (kIsBlob<typename T::value_type>) return "BLOB";
     return "INTEGER";
   } else {
     if constexpr (kIsText<T>) return "TEXT NOT NULL";
@@ -174,6 +187,9 @@ void bind(Statement& statement, int index, const char (&field)[N]) {
   statement.bind(index, field_text(field));
 }
 void bind(Statement& statement, int index, const std::uint32_t (&oid)[FE_OID_SIZE]);
+inline void bind(Statement& statement, int index, const Seal& seal) {
+  statement.bind_blob(index, {reinterpret_cast<const char*>(seal.data()), seal.size()});
+}
 
 // A text that is the same for equal values, and never for others.
 template <std::integral T>
@@ -209,8 +225,16 @@ constexpr auto& of(const Column<Path...>& /*column*/, Row& row) {
 
 }  // namespace columns
 
+// The columns that hold a row's values.
 template <class Row>
-inline constexpr int kWidth = static_cast<int>(std::tuple_size_v<std::remove_cvref_t<decltype(Table<Row>::kColumns)>>);
+inline constexpr int kValues = static_cast<int>(std::tuple_size_v<std::remove_cvref_t<decltype(Table<Row>::kColumns)>>);
+
+// All columns that columns_sql() names: the values and their checksum.
+template <class Row>
+inline constexpr int kWidth = kValues<Row> + 1;
+
+// The column with the checksum of the others (row_check.h).
+inline constexpr std::string_view kCheckColumn = "row_check";
 
 template <class Row>
 std::string create_table() {
@@ -220,7 +244,14 @@ std::string create_table() {
     sql.append(index > 0 ? ", \"" : "\"").append(column.name).append("\" ").append(columns::type_of<T>());
     if (!column.constraint.empty()) sql.append(" ").append(column.constraint);
   });
-  return sql.append(Table<Row>::kMore) + ";\n";
+  sql.append(", ")
+      .append(kCheckColumn)
+      .append(" INTEGER NOT NULL AS (row_check('")
+      .append(Table<Row>::kName)
+      .append("'");
+  columns::for_each<Row>(
+      [&](const auto& column, int /*index*/) { sql.append(", \"").append(column.name).append("\""); });
+  return sql.append(")) STORED").append(Table<Row>::kMore) + ";\n";
 }
 
 // As in event."seq", event."id"; of several tables one after the other.
@@ -232,13 +263,18 @@ std::string columns_sql() {
     columns::for_each<Row>([&](const auto& column, int /*index*/) {
       sql.append(sql.empty() ? "" : ", ").append(Table<Row>::kName).append(".\"").append(column.name).append("\"");
     });
+    sql.append(", ").append(Table<Row>::kName).append(".").append(kCheckColumn);
   };
   (add(std::type_identity<Rows>()), ...);
   return sql;
 }
 
+// Throws DamagedRow unless `row` has the checksum of the columns from `first` on.
+void must_check(std::string_view table, const Statement& row, int first, int count);
+
 template <class Row>
 Row read_row(const Statement& statement, int first = 0) {
+  must_check(Table<Row>::kName, statement, first, kValues<Row>);
   Row row{};
   Cells cells(statement, first);
   columns::for_each<Row>([&](const auto& column, int /*index*/) {

@@ -33,7 +33,12 @@ Feed ChangeFeed::next(ChangeNumber number, std::size_t most) {
   return connection_->ask([&] {
     StoredRows rows(connection_->db());
     Feed feed;
-    const ChangeNumber gone = rows.ledger().watermark_change;
+    const LedgerRow ledger = rows.ledger();
+    if (ledger.id != ledger_id_) {
+      throw LedgerError("another ledger, " + ledger.id + ", is in the place of " + ledger_id_ +
+                        "; begin again with a snapshot of it");
+    }
+    const ChangeNumber gone = ledger.watermark_change;
     const ChangeNumber last = rows.last_change();
     if (number < gone) {
       feed.gap = {number + 1, gone};

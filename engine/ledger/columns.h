@@ -165,6 +165,9 @@ constexpr std::string_view type_of() {
   }
 }
 
+inline void bind(Statement& statement, int index, const Seal& seal) {
+  statement.bind_blob(index, {reinterpret_cast<const char*>(seal.data()), seal.size()});
+}
 template <class T>
 void bind(Statement& statement, int index, const T& value) {
   if constexpr (std::is_enum_v<T>) {
@@ -187,24 +190,39 @@ void bind(Statement& statement, int index, const char (&field)[N]) {
   statement.bind(index, field_text(field));
 }
 void bind(Statement& statement, int index, const std::uint32_t (&oid)[FE_OID_SIZE]);
-inline void bind(Statement& statement, int index, const Seal& seal) {
-  statement.bind_blob(index, {reinterpret_cast<const char*>(seal.data()), seal.size()});
-}
 
-// A text that is the same for equal values, and never for others.
+// Bytes that are the same for equal values on every machine, and never for others.
 template <std::integral T>
-void append_key(std::string& key, T value) {
-  key.append(reinterpret_cast<const char*>(&value), sizeof value);
+void append_value(std::string& bytes, T value) {
+  for (unsigned shift = 0; shift < 64; shift += 8) {
+    bytes.push_back(static_cast<char>(static_cast<std::uint64_t>(value) >> shift & 0xFFU));
+  }
 }
-inline void append_key(std::string& key, const Entity* const& entity) {
-  append_key(key, reinterpret_cast<std::uintptr_t>(entity));
+template <class T>
+requires std::is_enum_v<T>
+void append_value(std::string& bytes, T value) { append_value(bytes, static_cast<std::int64_t>(value)); }
+inline void append_value(std::string& bytes, std::string_view text) {
+  append_value(bytes, text.size());
+  bytes.append(text);
+}
+inline void append_value(std::string& bytes, const std::string& text) { append_value(bytes, std::string_view(text)); }
+inline void append_value(std::string& bytes, const Entity* const& entity) {
+  append_value(bytes, std::string_view(entity->name));
 }
 template <std::size_t N>
-void append_key(std::string& key, const char (&field)[N]) {
-  key.append(field_text(field)).push_back('\0');
+void append_value(std::string& bytes, const char (&field)[N]) {
+  append_value(bytes, field_text(field));
 }
-inline void append_key(std::string& key, const std::uint32_t (&oid)[FE_OID_SIZE]) {
-  key.append(reinterpret_cast<const char*>(oid), sizeof oid);
+inline void append_value(std::string& bytes, const std::uint32_t (&oid)[FE_OID_SIZE]) {
+  for (const std::uint32_t arc : oid) append_value(bytes, arc);
+}
+inline void append_value(std::string& bytes, const Seal& seal) {
+  bytes.append(reinterpret_cast<const char*>(seal.data()), seal.size());
+}
+template <class T>
+void append_value(std::string& bytes, const std::optional<T>& value) {
+  bytes.push_back(value ? '1' : '0');
+  if (value) append_value(bytes, *value);
 }
 
 // Calls `visit(column, index)` for each column of a table.
@@ -284,11 +302,12 @@ Row read_row(const Statement& statement, int first = 0) {
   return row;
 }
 
-// All but the first column, as a text to find equal rows by.
+// The values of a row from column `from` on. Without the first one, which is the row's
+// name, they are what equal rows are found by.
 template <class Row>
-void append_key(std::string& key, const Row& row) {
+void append_content(std::string& bytes, const Row& row, int from = 0) {
   columns::for_each<Row>([&](const auto& column, int index) {
-    if (index > 0) columns::append_key(key, columns::of(column, row));
+    if (index >= from) columns::append_value(bytes, columns::of(column, row));
   });
 }
 

@@ -33,12 +33,10 @@ Feed ChangeFeed::next(ChangeNumber number, std::size_t most) {
   return connection_->ask([&] {
     StoredRows rows(connection_->db());
     Feed feed;
-    const LedgerRow ledger = rows.ledger();
-    if (ledger.id != ledger_id_) {
-      throw LedgerError("another ledger, " + ledger.id + ", is in the place of " + ledger_id_ +
-                        "; begin again with a snapshot of it");
+    if (connection_->is_replaced()) {
+      throw LedgerError("the ledger is gone, or another one is in its place; open it again and begin with a snapshot");
     }
-    const ChangeNumber gone = ledger.watermark_change;
+    const ChangeNumber gone = rows.ledger().watermark_change;
     const ChangeNumber last = rows.last_change();
     if (number < gone) {
       feed.gap = {number + 1, gone};

@@ -21,16 +21,19 @@ LedgerConnection::LedgerConnection(std::string path)
     : path_(std::move(path)), ledger_(open(path_)), identity_(identity_of(resolve_ledger(path_))) {}
 
 // Who may not write beside the ledger had to open it as a file that rests. An engine
-// that begins to use it makes a write-ahead log, and from then on can be seen. And a
-// damaged ledger is replaced by a new file, in which the engine goes on.
+// that begins to use it makes a write-ahead log, and from then on can be seen.
 void LedgerConnection::wake_up() {
-  const std::string file = resolve_ledger(path_);
-  const auto identity = identity_of(file);
-  const bool is_replaced = identity && identity != identity_;
-  if (!is_replaced && !(ledger_.is_resting && std::filesystem::exists(file + "-wal"))) return;
+  if (!ledger_.is_resting || is_replaced() || !std::filesystem::exists(resolve_ledger(path_) + "-wal")) return;
   ledger_ = open(path_);
-  identity_ = identity_of(file);
   is_reopened_ = true;
+}
+
+bool LedgerConnection::is_replaced() const {
+  try {
+    return identity_of(resolve_ledger(path_)) != identity_;
+  } catch (const LedgerError&) {
+    return true;
+  }
 }
 
 LedgerConnection::Snapshot::~Snapshot() {

@@ -35,6 +35,9 @@ class LedgerConnection {
   // Whether something was written since the last call.
   bool has_changed();
 
+  // Whether another file, or none, is where the ledger was.
+  bool is_replaced() const;
+
  private:
   class Snapshot {
    public:
@@ -47,7 +50,7 @@ class LedgerConnection {
     Database& db_;
   };
 
-  // Opens the ledger again when there is more to see in that way.
+  // Opens a resting ledger again when an engine uses it now.
   void wake_up();
 
   std::string path_;

@@ -301,7 +301,7 @@ class Daemon {
     EngineStatus now;
     now.ledger_id = state_.ledger().id();
     now.build = library_build_;
-    now.last_sequence = recorder.last_sequence();
+    now.last_sequence = state_.ledger().last_sequence();
     now.last_change = state_.ledger().last_change();
     now.active_faults = recorder.alarms().size();
     now.reports = recorder.alarms().reports();

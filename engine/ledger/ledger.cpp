@@ -142,7 +142,7 @@ class Ledger::Writer {
     keep_within([&] { insert(batch); });
     take_position();
     pruner_.filter_state_changed(batch.filter_state);
-    bring_in_log();
+    bring_in_log_later_if_it_fails();
   }
 
   void set_cursor(const std::string& publisher, ChangeNumber through, Moment now) {
@@ -255,6 +255,16 @@ class Ledger::Writer {
       }
     }
     log_.lift(false);
+  }
+
+  // The batch is durable: whoever gave it must not be told otherwise, or it would be written a second time. A full disk
+  // may have no space for what the file grows by; the log keeps it, and the next batch tries again.
+  void bring_in_log_later_if_it_fails() {
+    try {
+      bring_in_log();
+    } catch (const SqlError& error) {
+      if (is_damage(error)) throw;
+    }
   }
 
   // The log is brought in when a good part of it is full. Should a reader still need

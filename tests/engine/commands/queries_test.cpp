@@ -39,7 +39,7 @@ TEST_F(Queries, NoLedger) {
       {text, ": cannot open the ledger: file is not a database"},
       {later, ": this ledger is of version 99, "},
       {foreign, ": this is no ledger"},
-      {shell_.dir().path().string(), ": cannot open the ledger: "},
+      {shell_.dir().path().string(), ": this is a directory; --ledger names a file"},
   };
   for (const auto& [path, what] : kRows) {
     for (const char* command : {"active", "history", "explain x", "tail", "tail --no-follow"}) {

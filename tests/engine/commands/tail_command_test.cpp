@@ -24,6 +24,13 @@ const std::string kMissing =
 
 class TailCommand : public Queries {
  protected:
+  // Moves the ledger away with all that belongs to it.
+  void set_aside() const {
+    for (const char* part : {"", "-wal", "-shm", "-mark"}) {
+      if (std::filesystem::exists(path_ + part)) std::filesystem::rename(path_ + part, path_ + ".aside" + part);
+    }
+  }
+
   std::string command(const std::string& options = "") const {
     return "\"$POLAIGA\" tail --ledger '" + path_ + "' " + options;
   }
@@ -136,7 +143,7 @@ TEST_F(TailCommand, FollowsASelection) {
 TEST_F(TailCommand, AnotherLedgerTakesItsPlace) {
   Child child(command(), shell_.dir());
   ASSERT_TRUE(child.has_printed(kCleared));
-  set_ledger_aside(path_, kNewYear);
+  set_aside();
   ASSERT_TRUE(has_told("polaiga: " + path_ + ": the ledger is gone; waiting for a new one\n"));
   write_ledger(path_, {lost(600)});
   ASSERT_TRUE(child.has_printed("2025-01-01T00:10:00Z  warning   F0717"));
@@ -146,7 +153,7 @@ TEST_F(TailCommand, AnotherLedgerTakesItsPlace) {
   // This time there is no moment without a ledger that would be seen for sure.
   const std::string other = shell_.dir().file("other.db");
   write_ledger(other, {lost(720)});
-  set_ledger_aside(path_, kNewYear);
+  set_aside();
   std::filesystem::rename(other, path_);
   ASSERT_TRUE(child.has_printed("2025-01-01T00:12:00Z  warning   F0717"));
   child.interrupt();
@@ -161,7 +168,7 @@ TEST_F(TailCommand, AnotherLedgerTakesItsPlace) {
 TEST_F(TailCommand, SaysWhyANewLedgerCannotBeRead) {
   Child child(command(), shell_.dir());
   ASSERT_TRUE(child.has_printed(kCleared));
-  set_ledger_aside(path_, kNewYear);
+  set_aside();
   shell_.dir().write("ledger.db", std::string(4096, 'x'));
   ASSERT_TRUE(has_told("polaiga: " + path_ + ": cannot open the ledger: "));
   child.interrupt();

@@ -11,6 +11,7 @@
 #include "commands/replay_command.h"
 #include "commands/run_command.h"
 #include "commands/tail_command.h"
+#include "commands/verify_command.h"
 #include "commands/worker_command.h"
 
 namespace polaiga::engine {
@@ -50,9 +51,9 @@ void add_colour_option(CLI::App& command, Colour& colour) {
 
 std::vector<Command> add_commands(CLI::App& program) {
   return {
-      replay_command(program),  run_command(program),     active_command(program),
-      history_command(program), explain_command(program), tail_command(program),
-      catalog_command(program), diff_command(program),    worker_command(program),
+      replay_command(program),  run_command(program),    active_command(program), history_command(program),
+      explain_command(program), tail_command(program),   verify_command(program), catalog_command(program),
+      diff_command(program),    worker_command(program),
   };
 }
 

@@ -302,6 +302,7 @@ class Daemon {
     now.ledger_id = state_.ledger().id();
     now.build = library_build_;
     now.last_sequence = state_.ledger().last_sequence();
+    now.waiting = recorder.batch().inputs.size();
     now.last_change = state_.ledger().last_change();
     now.active_faults = recorder.alarms().size();
     now.reports = recorder.alarms().reports();

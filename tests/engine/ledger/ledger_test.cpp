@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <random>
 
 #include "support/ledger_entries.h"
 #include "support/temp_dir.h"
@@ -462,6 +463,52 @@ TEST_F(DamagedLedgerTest, ALedgerThatLostItsEndIsTold) {
   EXPECT_EQ(begin_again([] {}), Rows{});
   EXPECT_EQ(engine_->ledger.last_sequence(), 9);
   EXPECT_EQ(engine_->ledger.last_change(), 10);
+}
+
+// As an engine leaves them that is killed: all that it wrote is in the log. A bit of the
+// log that is wrong takes the end of it away; that is told, and no number comes twice.
+TEST_F(DamagedLedgerTest, ADamagedLogIsTold) {
+  const std::string file = dir_.read("ledger.db");
+  const std::string log = dir_.read("ledger.db-wal");
+  const std::string mark = dir_.read("ledger.db-mark");
+  ASSERT_GT(log.size(), 10'000U);
+  std::mt19937 random(3);
+  int told = 0;
+  for (int i = 0; i < 300; ++i) {
+    const std::size_t at = random() % log.size();
+    std::string damaged = log;
+    damaged[at] = static_cast<char>(damaged[at] ^ 1 << random() % 8);
+    const test::TempDir copy;
+    copy.write("ledger.db", file);
+    copy.write("ledger.db-wal", damaged);
+    copy.write("ledger.db-mark", mark);
+    const Ledger ledger(copy.file("ledger.db"), kAll, 0);
+    EXPECT_EQ(ledger.last_sequence(), 7) << at;
+    EXPECT_EQ(ledger.last_change(), 8) << at;
+    Statement events(Database(copy.file("ledger.db"), Access::kRead), "SELECT count(*) FROM event");
+    ASSERT_TRUE(events.step());
+    if (events.integer(0) == 7) continue;
+    ++told;
+    EXPECT_EQ(ledger.news().size(), 1U) << at;
+  }
+  EXPECT_GT(told, 250);
+}
+
+// The same when the log is gone, or cut.
+TEST_F(DamagedLedgerTest, ALogThatIsGoneIsTold) {
+  const std::string file = dir_.read("ledger.db");
+  const std::string log = dir_.read("ledger.db-wal");
+  const std::string mark = dir_.read("ledger.db-mark");
+  for (const std::size_t left : {std::size_t{0}, std::size_t{20}, log.size() / 2, log.size() - 1}) {
+    const test::TempDir copy;
+    copy.write("ledger.db", file);
+    if (left > 0) copy.write("ledger.db-wal", log.substr(0, left));
+    copy.write("ledger.db-mark", mark);
+    const Ledger ledger(copy.file("ledger.db"), kAll, 0);
+    EXPECT_EQ(ledger.last_sequence(), 7) << left;
+    EXPECT_EQ(ledger.last_change(), 8) << left;
+    EXPECT_EQ(ledger.news().size(), 1U) << left;
+  }
 }
 
 TEST_F(DamagedLedgerTest, AnotherLedgerInItsPlaceGoesOnAfterTheMark) {

@@ -1,7 +1,9 @@
 #include "commands/command.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 
+#include "base/messages.h"
 #include "commands/active_command.h"
 #include "commands/catalog_command.h"
 #include "commands/diff_command.h"
@@ -12,6 +14,7 @@
 #include "commands/tail_command.h"
 #include "commands/verify_command.h"
 #include "commands/worker_command.h"
+#include "ledger/reader.h"
 
 namespace polaiga::engine {
 
@@ -41,11 +44,20 @@ void add_ledger_option(CLI::App& command, std::string& ledger) {
       ->option_text("FILE");
 }
 
+bool tell_left_out(const LedgerReader& reader) {
+  constexpr std::size_t kMostTold = 10;
+  const std::vector<std::string>& left_out = reader.left_out();
+  for (std::size_t i = 0; i < std::min(left_out.size(), kMostTold); ++i) say("left out: " + left_out[i]);
+  if (left_out.size() > kMostTold) say(std::to_string(left_out.size() - kMostTold) + " more things were left out");
+  if (!left_out.empty()) say(reader.path() + ": the ledger is damaged; `polaiga verify` tells more");
+  return !left_out.empty();
+}
+
 std::vector<Command> add_commands(CLI::App& program) {
   return {
-      replay_command(program),  run_command(program),     active_command(program),
-      history_command(program), explain_command(program), tail_command(program), verify_command(program),
-      catalog_command(program), diff_command(program),    worker_command(program),
+      replay_command(program),  run_command(program),    active_command(program), history_command(program),
+      explain_command(program), tail_command(program),   verify_command(program), catalog_command(program),
+      diff_command(program),    worker_command(program),
   };
 }
 

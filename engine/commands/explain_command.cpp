@@ -35,7 +35,7 @@ Status explain(const ExplainOptions& options, StandardOutput& output) {
   const std::string ledger_id = reader.ledger_id();
   output.write(options.json ? explain_as_json(*found, rule, ledger_id) : explain_as_text(*found, rule, ledger_id));
   output.flush();
-  return kDone;
+  return tell_left_out(reader) ? kDamaged : kDone;
 }
 
 }  // namespace
@@ -49,8 +49,8 @@ Command explain_command(CLI::App& program) {
       "its alarm with all faults and the latest changes, who reports it, the event that\n"
       "raised it, the record, and which events would end it by the rules of the filter.\n"
       "Without --tables, the host's sensors are those of the time of the raise.\n\n"
-      "Exit status: 0 when all is well, 1 when the ledger does not know FAULT_DN, 2 when\n"
-      "the ledger or the tables cannot be read.");
+      "Exit status: 0 when all is well, 1 when the ledger does not know FAULT_DN or\n"
+      "damaged rows were left out, 2 when the ledger or the tables cannot be read.");
   app->add_option("FAULT_DN", options->fault_dn, "The fault: the DN of its object, /fault- and the code")->required();
   add_ledger_option(*app, options->ledger);
   app->add_flag("--json", options->json, "Print a JSON object");

@@ -9,6 +9,7 @@
 #include "commands/diff_command.h"
 #include "commands/explain_command.h"
 #include "commands/history_command.h"
+#include "commands/options.h"
 #include "commands/replay_command.h"
 #include "commands/run_command.h"
 #include "commands/tail_command.h"
@@ -19,29 +20,36 @@
 namespace polaiga::engine {
 
 void add_tables_option(CLI::App& command, std::string& tables) {
-  command.add_option("--tables", tables, "Directory of nm.tsv, cmc.tsv and drive_bp.tsv")->option_text("DIR");
+  add_name_option(command, {"--tables", "DIR", "Directory of nm.tsv, cmc.tsv and drive_bp.tsv"},
+                  "/usr/share/polaiga/tables", tables);
 }
 
 void add_platform_option(CLI::App& command, std::int32_t& platform) {
-  command.add_option("--platform", platform, "Number of the platform, 0 to 17 (default 0)")
-      ->check(CLI::Range(0, kPlatforms - 1))
-      ->option_text("N");
+  constexpr std::int32_t kLast = kPlatforms - 1;
+  add_number_option(command,
+                    {"--platform", "N", "Number of the platform, 0 to " + std::to_string(kLast) + " (default 0)"},
+                    {.least = 0, .most = kLast, .example = 0},
+                    [&platform](std::int64_t number) { platform = static_cast<std::int32_t>(number); });
 }
 
 void add_log_option(CLI::App& command, Log& log) {
-  command
-      .add_option_function<std::string>(
-          "--log", [&log](const std::string& level) { log = level == "debug" ? Log::kDebug : Log::kOff; },
-          "Diagnostics on standard error: debug or off (default off)")
-      ->check(CLI::IsMember({"debug", "off"}))
-      ->option_text("LEVEL");
+  add_choice_option(command, {"--log", "LEVEL", "Diagnostics on standard error: debug or off (default off)"},
+                    {"debug", "off"},
+                    [&log](const std::string& level) { log = level == "debug" ? Log::kDebug : Log::kOff; });
 }
 
 void add_ledger_option(CLI::App& command, std::string& ledger) {
   ledger = "/var/lib/polaiga/ledger.db";
-  command.add_option("--ledger", ledger, "File of the ledger (default POLAIGA_LEDGER, or " + ledger + ")")
-      ->envname("POLAIGA_LEDGER")
-      ->option_text("FILE");
+  add_name_option(command, {"--ledger", "FILE", "File of the ledger (default POLAIGA_LEDGER, or " + ledger + ")"},
+                  "ledger.db", ledger)
+      ->envname("POLAIGA_LEDGER");
+}
+
+void add_colour_option(CLI::App& command, Colour& colour) {
+  add_choice_option(command, {"--color", "WHEN", "Colour the severities: auto, always or never (default auto)"},
+                    {"auto", "always", "never"}, [&colour](const std::string& when) {
+                      if (when != "auto") colour = when == "always" ? Colour::kAlways : Colour::kNever;
+                    });
 }
 
 bool tell_left_out(const LedgerReader& reader) {

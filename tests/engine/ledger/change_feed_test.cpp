@@ -2,31 +2,21 @@
 
 #include <gtest/gtest.h>
 
-#include <optional>
-
 #include "ledger/stored_rows.h"
-#include "support/ledger_entries.h"
-#include "support/temp_dir.h"
+#include "support/ledger_fixture.h"
 
 namespace polaiga::engine {
 namespace {
 
 using test::clears;
-using test::LedgerWithAlarms;
+using test::kAll;
 using test::moves;
 using test::raises;
 
 using Rows = std::vector<std::string>;
 
-constexpr Retention kAll{.events = 0, .days = 0, .bytes = 0};
-
-class ChangeFeedTest : public testing::Test {
+class ChangeFeedTest : public test::LedgerFixture {
  protected:
-  void open(const Retention& retention) {
-    engine_.reset();
-    engine_.emplace(path_, retention);
-  }
-
   static std::string numbers(const Feed& feed) {
     std::string found;
     for (const StoredChange& change : feed.changes) found += std::to_string(change.change.number) + " ";
@@ -34,9 +24,6 @@ class ChangeFeedTest : public testing::Test {
     return found;
   }
 
-  test::TempDir dir_;
-  const std::string path_ = dir_.file("ledger.db");
-  std::optional<LedgerWithAlarms> engine_;
 };
 
 TEST_F(ChangeFeedTest, ChangesComeWithAllThatTheyNeed) {

@@ -23,9 +23,9 @@ class LimitsTest : public RunTest {
 };
 
 TEST_F(LimitsTest, ClientsBeyondTheOpenFilesWaitForTheirTurn) {
-  constexpr int kClients = 40;
+  constexpr int kClients = 60;
   constexpr auto kWatched = 1000ms;
-  Child engine(under("nofile=24", command()), dir_);
+  Child engine(under("nofile=48", command()), dir_);
   std::vector<Client> clients;
   for (int i = 0; i < kClients; ++i) {
     clients.emplace_back(socket());
@@ -121,7 +121,7 @@ TEST_F(LimitsTest, WithTooLittleMemoryNothingThatWasAcknowledgedIsLost) {
   for (int fan = 1; fan <= kFaults; ++fan) input += slow(fan);
   std::int64_t acknowledged = 0;
   int failed = 0;
-  for (int mebibytes = 12; mebibytes <= 36; mebibytes += 6) {
+  for (int mebibytes = 16; mebibytes <= 24; mebibytes += 2) {
     const std::string limit = "as=" + std::to_string(mebibytes * 1024 * 1024);
     const Ended got = Shell().run("timeout --kill-after=10 2 " + under(limit, without_socket()), input);
     failed += got.status == 0 ? 0 : 1;

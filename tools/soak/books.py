@@ -4,6 +4,8 @@ import collections
 import threading
 import time
 
+import events
+
 
 class Sent:
     """An event as its client saw it."""
@@ -65,6 +67,12 @@ class Books:
             self.largest_acknowledged = max(self.largest_acknowledged, number)
         if known not in (0, number):
             self.complain(f"event {count} of client {client} was acknowledged as {known} and again as {number}")
+
+    def sent_event(self, event_id):
+        """What was noted of the event; None when no client sent it."""
+        parts = events.parts_of(event_id)
+        sent = self.sent.get(parts[0], []) if parts else []
+        return sent[parts[1]] if parts and parts[1] < len(sent) else None
 
     def acknowledged(self):
         """Every acknowledged event: client, count, and what was noted of it."""

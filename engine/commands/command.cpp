@@ -10,6 +10,7 @@
 #include "commands/replay_command.h"
 #include "commands/run_command.h"
 #include "commands/tail_command.h"
+#include "commands/verify_command.h"
 #include "commands/worker_command.h"
 
 namespace polaiga::engine {
@@ -43,7 +44,7 @@ void add_ledger_option(CLI::App& command, std::string& ledger) {
 std::vector<Command> add_commands(CLI::App& program) {
   return {
       replay_command(program),  run_command(program),     active_command(program),
-      history_command(program), explain_command(program), tail_command(program),
+      history_command(program), explain_command(program), tail_command(program), verify_command(program),
       catalog_command(program), diff_command(program),    worker_command(program),
   };
 }

@@ -1,10 +1,9 @@
 #include "commands/explain_command.h"
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
 #include <memory>
 
-#include "base/printable.h"
+#include "base/messages.h"
 #include "commands/explain_forms.h"
 #include "filter/host_tables.h"
 #include "ledger/reader.h"
@@ -23,7 +22,7 @@ Status explain(const ExplainOptions& options, StandardOutput& output) {
   LedgerReader reader(options.ledger);
   const auto found = reader.explain(options.fault_dn);
   if (!found) {
-    std::fprintf(stderr, "The ledger has no history of %s.\n", printable(options.fault_dn).c_str());
+    complain("The ledger has no history of " + options.fault_dn + ".");
     return kUnknown;
   }
   if (options.tables.empty()) {

@@ -2,10 +2,10 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cstdio>
 #include <ctime>
 #include <memory>
 
+#include "base/messages.h"
 #include "base/printable.h"
 #include "ledger/reader.h"
 #include "report/json_forms.h"
@@ -80,7 +80,7 @@ Status history(const HistoryOptions& options, StandardOutput& output) {
   LedgerReader reader(options.ledger);
   const auto alarms = reader.history(options.fault_dn, options.limit);
   if (alarms.empty() && !options.fault_dn.empty()) {
-    std::fprintf(stderr, "The ledger has no history of %s.\n", printable(options.fault_dn).c_str());
+    complain("The ledger has no history of " + options.fault_dn + ".");
     return kUnknown;
   }
   if (options.json) {

@@ -6,6 +6,8 @@
 #include <exception>
 #include <sstream>
 
+#include "base/messages.h"
+#include "base/printable.h"
 #include "commands/command.h"
 #include "commands/replay_command.h"
 
@@ -27,7 +29,7 @@ int run(int argc, char** argv, StandardOutput& output) {
     const int status = app.exit(error, answer, complaint);
     output.write(answer.str());
     output.flush();
-    std::fputs(complaint.str().c_str(), stderr);
+    std::fputs(printable_lines(complaint.str()).c_str(), stderr);
     return status == 0 ? kDone : kFailed;
   }
   for (const Command& command : commands) {
@@ -48,9 +50,9 @@ int main(int argc, char** argv) {
     return run(argc, argv, output);
   } catch (const WriteError& error) {
     if (error.code().value() == EPIPE) return kDone;
-    std::fprintf(stderr, "polaiga: cannot write to standard output: %s\n", error.code().message().c_str());
+    say("cannot write to standard output: " + error.code().message());
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "polaiga: %s\n", error.what());
+    say(error.what());
   }
   return kFailed;
 }

@@ -6,12 +6,12 @@
 
 #include <CLI/CLI.hpp>
 #include <array>
-#include <cstdio>
 #include <memory>
 #include <optional>
 #include <utility>
 
 #include "base/interrupt.h"
+#include "base/messages.h"
 #include "base/printable.h"
 #include "commands/selection_options.h"
 #include "ledger/change_feed.h"
@@ -119,8 +119,8 @@ class Tail {
                         std::to_string(last) + ". Has another ledger taken the place of the one that was read?");
     }
     if (const auto gap = ChangeFeed(options_.ledger).next(number, 1).gap) {
-      tell(options_.ledger + ": changes " + std::to_string(gap->first) + " to " + std::to_string(gap->last) +
-           " are no longer kept");
+      say(options_.ledger + ": changes " + std::to_string(gap->first) + " to " + std::to_string(gap->last) +
+          " are no longer kept");
     }
     through_ = number;
     print_new();
@@ -153,7 +153,7 @@ class Tail {
     } catch (const LedgerError& error) {  // it may be in the making
       reader_.reset();
       file_.reset();
-      if (++failures_ == kPatience) tell(error.what());
+      if (++failures_ == kPatience) say(error.what());
     }
   }
 
@@ -166,11 +166,9 @@ class Tail {
     file_.reset();
     through_ = 0;
     failures_ = 0;
-    tell(options_.ledger + (replaced ? ": the ledger was replaced; the new one follows, from its beginning"
-                                     : ": the ledger is gone; waiting for a new one"));
+    say(options_.ledger + (replaced ? ": the ledger was replaced; the new one follows, from its beginning"
+                                    : ": the ledger is gone; waiting for a new one"));
   }
-
-  static void tell(const std::string& what) { std::fprintf(stderr, "polaiga: %s\n", what.c_str()); }
 
   const TailOptions& options_;
   StandardOutput& output_;

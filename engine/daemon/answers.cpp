@@ -40,14 +40,23 @@ std::string refusal(const std::string& what) { return json_text({{"error", what}
 std::string done() { return "{\"ok\":true}\n"; }
 
 std::string status_answer(const EngineStatus& status) {
-  ordered_json answer = {{"ledger_id", status.ledger_id},           {"build_id", status.build.build_id},
-                         {"library_version", status.build.version}, {"last_seq", status.last_sequence},
-                         {"last_number", status.last_change},       {"oldest_number", status.size.oldest_change},
-                         {"active_faults", status.active_faults},   {"reports", status.reports},
-                         {"max_active", status.most_reports},       {"not_tracked", status.not_tracked},
-                         {"bad_lines", status.bad_lines},           {"clients", status.clients},
-                         {"file_bytes", status.size.file_bytes},    {"log_bytes", status.size.log_bytes},
-                         {"over_limit", status.size.is_too_full},   {"log_held_by_reader", status.size.is_held},
+  ordered_json answer = {{"ledger_id", status.ledger_id},
+                         {"build_id", status.build.build_id},
+                         {"library_version", status.build.version},
+                         {"last_seq", status.last_sequence},
+                         {"waiting", status.waiting},
+                         {"last_number", status.last_change},
+                         {"oldest_number", status.size.oldest_change},
+                         {"active_faults", status.active_faults},
+                         {"reports", status.reports},
+                         {"max_active", status.most_reports},
+                         {"not_tracked", status.not_tracked},
+                         {"bad_lines", status.bad_lines},
+                         {"clients", status.clients},
+                         {"file_bytes", status.size.file_bytes},
+                         {"log_bytes", status.size.log_bytes},
+                         {"over_limit", status.size.is_too_full},
+                         {"log_held_by_reader", status.size.is_held},
                          {"publishers", publishers_of(status)}};
   if (status.problem) answer["problem"] = *status.problem;
   return json_text(answer) + "\n";

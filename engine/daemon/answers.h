@@ -26,7 +26,8 @@ std::string done();
 struct EngineStatus {
   std::string ledger_id;
   LibraryBuild build;
-  Sequence last_sequence = 0;
+  Sequence last_sequence = 0;  // that is durable
+  std::size_t waiting = 0;     // inputs that were taken and are not durable yet
   ChangeNumber last_change = 0;
   std::size_t active_faults = 0;
   std::size_t reports = 0;       // an active fault counts once for each of its reporters

@@ -14,7 +14,7 @@ using nlohmann::json;
 constexpr std::size_t kLongestName = 32;
 
 json parse(std::string_view line) {
-  constexpr int kDeepest = 2;  // a request is flat; deeper ones are refused before they take memory
+  constexpr int kDeepest = 1;  // a request is flat; deeper ones are refused before they take memory
   bool too_deep = false;
   std::size_t members = 0;
   const auto is_flat = [&](int depth, json::parse_event_t event, const json& /*value*/) {

@@ -52,12 +52,9 @@ class Daemon {
   Daemon(const RunOptions& options, const StandardOutput& output, const Clock& clock)
       : options_(options),
         clock_(clock),
-        lock_(options.ledger),
         state_(options.ledger, options.retention,
                {.platform = options.platform, .log = options.log, .most_reports = options.most_active}, clock) {
-    if (!state_.set_aside().empty()) {
-      say("The ledger was damaged. It was moved to " + state_.set_aside() + ", and a new one was begun.");
-    }
+    for (const std::string& news : state_.ledger().news()) say(news);
     load_tables();
     if (!options.socket.empty()) events_.listen_at(options.socket);
     if (!options.control.empty()) controls_.listen_at(options.control);
@@ -305,6 +302,7 @@ class Daemon {
     now.ledger_id = state_.ledger().id();
     now.build = library_build_;
     now.last_sequence = state_.ledger().last_sequence();
+    now.waiting = recorder.batch().inputs.size();
     now.last_change = state_.ledger().last_change();
     now.active_faults = recorder.alarms().size();
     now.reports = recorder.alarms().reports();
@@ -339,7 +337,6 @@ class Daemon {
 
   const RunOptions& options_;
   const Clock& clock_;
-  LedgerLock lock_;
   Signals signals_;
   ServiceManager manager_;
   EngineState state_;

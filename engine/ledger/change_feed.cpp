@@ -33,6 +33,9 @@ Feed ChangeFeed::next(ChangeNumber number, std::size_t most) {
   return connection_->ask([&] {
     StoredRows rows(connection_->db());
     Feed feed;
+    if (connection_->is_replaced()) {
+      throw LedgerError("the ledger is gone, or another one is in its place; open it again and begin with a snapshot");
+    }
     const ChangeNumber gone = rows.ledger().watermark_change;
     const ChangeNumber last = rows.last_change();
     if (number < gone) {

@@ -49,7 +49,8 @@ class ChangeFeed {
   Snapshot snapshot();
 
   // The changes after `number`, at most `most`. It reads no more rows than that,
-  // whatever the size of the ledger.
+  // whatever the size of the ledger. Fails when the ledger was replaced by another one,
+  // as a damaged one is.
   Feed next(ChangeNumber number, std::size_t most);
 
   // Whether something was written since the last call.

@@ -41,6 +41,7 @@ TEST_F(RunControlTest, StatusTellsHowTheEngineIs) {
   EXPECT_EQ(now.at("ledger_id").get<std::string>().size(), 32U);
   EXPECT_EQ(now.at("library_version"), POLAIGA_VERSION);
   EXPECT_EQ(now.at("last_seq"), 3);
+  EXPECT_EQ(now.at("waiting"), 0);
   EXPECT_EQ(now.at("last_number"), 3);
   EXPECT_EQ(now.at("oldest_number"), 1);
   EXPECT_EQ(now.at("active_faults"), 1);
@@ -137,7 +138,7 @@ TEST_F(RunControlTest, LoneEventsShareAWriteWhenTheyMayWait) {
   Client second(socket());
   const auto begin = Clock::now();
   first.send(slow(1));
-  while (status().at("last_seq") != 1) {
+  while (status().at("waiting") != 1) {
   }
   EXPECT_EQ(ask("SELECT count(*) FROM event"), Answers({"0"}));
   second.send(slow(2));
@@ -153,7 +154,7 @@ TEST_F(RunControlTest, WhatWaitsIsWrittenAtAStop) {
   Child engine(with_control("--commit-within 10s"), dir_);
   Client client(socket());
   client.send(slow(1));
-  while (status().at("last_seq") != 1) {
+  while (status().at("waiting") != 1) {
   }
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_EQ(stop(engine, SIGTERM).status, 0);

@@ -75,7 +75,7 @@ TEST_F(DiskTest, IsFullWhenTheLogIsToBeBroughtIntoTheFile) {
     EXPECT_EQ(stop(engine, SIGTERM).status, 0) << dir_.read("err");
     EXPECT_EQ(client.answer(), taken(waiting));
     expect_events(waiting);
-    for (const char* suffix : {"", "-wal", "-shm", "-lock"}) std::filesystem::remove(on_disk() + suffix);
+    disk_.remove_all();
   }
 }
 

@@ -48,6 +48,10 @@ class SmallDisk {
   }
   void make_room() const { std::filesystem::remove(filler()); }
 
+  void remove_all() const {
+    for (const auto& entry : std::filesystem::directory_iterator(path_)) std::filesystem::remove_all(entry.path());
+  }
+
   void make_read_only(bool read_only) const {
     if (::mount(nullptr, path_.c_str(), nullptr, read_only ? MS_REMOUNT | MS_RDONLY : MS_REMOUNT, nullptr) != 0) {
       throw std::runtime_error(std::string("the small disk cannot be mounted again: ") + std::strerror(errno));

@@ -1,6 +1,7 @@
 """What the run has counted and noted: the acknowledgements, the complaints, and the numbers of the report."""
 
 import collections
+import re
 import threading
 import time
 
@@ -19,7 +20,7 @@ class Sent:
 
 
 class Books:
-    MOST_COMPLAINTS = 50
+    MOST_OF_A_KIND = 5  # complaints that differ in nothing but numbers; more are only counted
 
     def __init__(self, say=print):
         self.begun = time.monotonic()
@@ -27,6 +28,7 @@ class Books:
         self.counts = collections.Counter()
         self.largest = collections.Counter()
         self.complaints = []
+        self.kinds = collections.Counter()  # of complaints
         self.sent = {}  # by client: a Sent for each of its events, in their order
         self.largest_acknowledged = 0
         self.say = say
@@ -37,10 +39,11 @@ class Books:
     def complain(self, text):
         with self.lock:
             self.counts["complaints"] += 1
-            if len(self.complaints) < self.MOST_COMPLAINTS:
-                self.complaints.append(text)
-            else:
+            kind = re.sub(r"\d+", "N", text)
+            self.kinds[kind] += 1
+            if self.kinds[kind] > self.MOST_OF_A_KIND:
                 return
+            self.complaints.append(text)
         self.tell("COMPLAINT: " + text)
 
     def count(self, what, many=1):

@@ -241,5 +241,8 @@ class SoakRun:
             print(f"\nSomething does not hold (seed {self.seed}):")
             for complaint in self.books.complaints:
                 print(f"  {complaint}")
+            further = counts["complaints"] - len(self.books.complaints)
+            if further:
+                print(f"  and {further} that are like one of these")
         else:
             print("\nEverything holds: the ledger is that of one uninterrupted replay.")

@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <new>
 #include <sstream>
 
 #include "commands/command.h"
@@ -42,13 +43,19 @@ int main(int argc, char** argv) {
   // A reader that has gone away is then an error of the write.
   std::signal(SIGPIPE, SIG_IGN);
   try {
-    StandardOutput output;
-    return run(argc, argv, output);
-  } catch (const WriteError& error) {
-    if (error.code().value() == EPIPE) return kDone;
-    std::fprintf(stderr, "polaiga: cannot write to standard output: %s\n", error.code().message().c_str());
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "polaiga: %s\n", error.what());
+    try {
+      StandardOutput output;
+      return run(argc, argv, output);
+    } catch (const WriteError& error) {
+      if (error.code().value() == EPIPE) return kDone;
+      std::fprintf(stderr, "polaiga: cannot write to standard output: %s\n", error.code().message().c_str());
+    } catch (const std::bad_alloc&) {
+      throw;
+    } catch (const std::exception& error) {
+      std::fprintf(stderr, "polaiga: %s\n", error.what());
+    }
+  } catch (...) {  // the message of an error takes memory, too
+    std::fputs("polaiga: there is no memory left\n", stderr);
   }
   return kFailed;
 }

@@ -11,14 +11,14 @@ namespace polaiga::engine {
 namespace {
 
 // As 50ms or 2s.
-void add_commit_within_option(CLI::App& command, std::chrono::milliseconds& commit_within) {
+void add_time_option(CLI::App& command, const std::string& name, std::chrono::milliseconds& time, int least, int most,
+                     const std::string& help) {
   const std::map<std::string, std::int64_t> kUnits{{"ms", 1}, {"s", 1000}};
   command
       .add_option_function<std::int64_t>(
-          "--commit-within", [&commit_within](std::int64_t value) { commit_within = std::chrono::milliseconds(value); },
-          "How long an event may wait so that others share its write; it is acknowledged as late (default 0ms)")
+          name, [&time](std::int64_t value) { time = std::chrono::milliseconds(value); }, help)
       ->transform(CLI::AsNumberWithUnit(kUnits, CLI::AsNumberWithUnit::UNIT_REQUIRED))
-      ->check(CLI::Range(0, 10'000))
+      ->check(CLI::Range(least, most))
       ->option_text("TIME");
 }
 
@@ -65,7 +65,11 @@ Command run_command(CLI::App& program) {
       ->check(CLI::Range(1, 1'000'000))
       ->option_text("N");
   add_retention_options(*app, options->retention);
-  add_commit_within_option(*app, options->commit_within);
+  add_time_option(
+      *app, "--commit-within", options->commit_within, 0, 10'000,
+      "How long an event may wait so that others share its write; it is acknowledged as late (default 0ms)");
+  add_time_option(*app, "--idle-within", options->idle_within, 1, 3'600'000,
+                  "After how long without a whole line a client leaves if others wait for its place (default 30s)");
   add_log_option(*app, options->log);
   return {app, [options](StandardOutput& output) { return run(*options, output, SystemClock()); }};
 }

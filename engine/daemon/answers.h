@@ -33,10 +33,11 @@ struct EngineStatus {
   std::size_t most_reports = 0;  // the limit of `reports`
   std::uint64_t not_tracked = 0;
   std::uint64_t bad_lines = 0;
-  int clients = 0;
+  int clients = 0;  // that are served
+  int waiting = 0;  // for a place
   LedgerSize size;
   std::vector<PublisherCursor> publishers;
-  std::optional<std::string> problem;  // why the ledger cannot be written
+  std::optional<std::string> problem;  // why the ledger cannot be read or written
 };
 
 std::string status_answer(const EngineStatus& status);

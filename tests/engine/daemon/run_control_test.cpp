@@ -49,6 +49,7 @@ TEST_F(RunControlTest, StatusTellsHowTheEngineIs) {
   EXPECT_EQ(now.at("not_tracked"), 0);
   EXPECT_EQ(now.at("bad_lines"), 1);
   EXPECT_EQ(now.at("clients"), 1);
+  EXPECT_EQ(now.at("waiting"), 0);
   EXPECT_GT(now.at("file_bytes"), 0);
   EXPECT_EQ(now.at("over_limit"), false);
   EXPECT_EQ(now.at("log_held_by_reader"), false);
@@ -160,6 +161,38 @@ TEST_F(RunControlTest, WhatWaitsIsWrittenAtAStop) {
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(8));
   EXPECT_EQ(client.answer(), taken(1));
   EXPECT_EQ(ask("SELECT count(*) FROM event"), Answers({"1"}));
+}
+
+// What a publisher held back is past the retention once it is forgotten.
+TEST_F(RunControlTest, TheLedgerIsTidiedWhenNothingComes) {
+  Child engine(with_control("--keep-events 100"), dir_);
+  Client client(control());
+  EXPECT_EQ(answer(client, R"({"do":"cursor","publisher":"snmp","through":0})"), R"({"ok":true})");
+  Client sender(socket());
+  sender.send(repeated(slow(), 5000));
+  EXPECT_EQ(sender.answers(5000).back(), taken(5000));
+  EXPECT_EQ(events(), 5000);
+  EXPECT_EQ(answer(client, R"({"do":"forget","publisher":"snmp"})"), R"({"ok":true})");
+  EXPECT_TRUE(comes_true([this] { return events() <= 110; })) << events();
+  EXPECT_EQ(stop(engine, SIGTERM).status, 0);
+}
+
+// One that sends many requests at once does not hold up the events.
+TEST_F(RunControlTest, RequestsTakeTurns) {
+  Child engine(with_control(), dir_);
+  Client sender(socket());
+  sender.send(slow());
+  EXPECT_EQ(sender.answer(), taken(1));
+  Client client(control());
+  const std::string request = R"({"do":"cursor","publisher":"snmp","through":1})"
+                              "\n";
+  engine.kill(SIGSTOP);
+  const std::size_t sent = client.send_until_refused(repeated(request, 1000), 120'000);
+  sender.send(slow());
+  engine.kill(SIGCONT);
+  EXPECT_EQ(sender.answer(), taken(2));
+  const std::size_t requests = sent / request.size();
+  EXPECT_EQ(client.answers(requests), Answers(requests, R"({"ok":true})"));
 }
 
 TEST_F(RunControlTest, ATimeNeedsItsUnit) {

@@ -433,13 +433,15 @@ class Daemon {
     }
   }
 
-  // Answers that wait point to those who are to get them.
   void give_places() {
+    const bool has_waiting = events_.has_waiting();
+    // Answers that wait point to those who are to get them.
     if (has_answered_all()) {
-      if (drained_ && events_.has_waiting()) events_.make_room();
+      if (drained_ && has_waiting) events_.make_room();
       events_.dismiss();
     }
     events_.give_places();
+    if (has_waiting) drained_ = false;  // nothing has been received yet from those who got a place
     controls_.dismiss();
     controls_.give_places();
   }

@@ -141,7 +141,11 @@ class Ledger::Writer {
     keep_within([&] { insert(batch); });
     take_position();
     pruner_.filter_state_changed(batch.filter_state);
-    bring_in_log();
+    try {
+      bring_in_log();
+    } catch (const SqlError& error) {
+      if (is_damage(error)) throw;  // anything else is no reason to write this batch again: it is on the disk
+    }
   }
 
   void set_cursor(const std::string& publisher, ChangeNumber through, Moment now) {

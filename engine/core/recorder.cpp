@@ -61,7 +61,7 @@ std::optional<Sequence> Recorder::find(const SensorEvent& event) const {
   return ledger_->find(*event.id);
 }
 
-Receipt Recorder::record(SensorEvent event) {
+Receipt Recorder::record(SensorEvent&& event) {
   if (const auto known = find(event)) return {*known, true, nullptr};
   RecordedInput input;
   const Arrival arrival = arrivals_.now();

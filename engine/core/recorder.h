@@ -51,8 +51,10 @@ class Recorder {
   void use_tables(const HostTables& tables, const std::string& directory);
 
   // Takes an event. Throws SqlError when the ledger cannot be asked for its id;
-  // then nothing was taken.
-  Receipt record(SensorEvent event);
+  // then nothing was taken, and the event is as it was. Throws std::bad_alloc; then
+  // the library may remember an event that is in no batch, and nothing more may be
+  // committed: the ledger has what a new recorder needs to go on.
+  Receipt record(SensorEvent&& event);
 
   // Whether there is something to commit, and whether the batch takes no more.
   bool has_batch() const { return !batch_.inputs.empty(); }
@@ -60,7 +62,8 @@ class Recorder {
   const Batch& batch() const { return batch_; }
 
   // Writes the batch and begins a new one. Durable when it returns. Throws
-  // SqlError, and then the batch is still there.
+  // SqlError, and then the batch is still there. After std::bad_alloc nobody knows
+  // whether it was written.
   void commit();
 
   const Alarms& alarms() const { return alarms_; }

@@ -68,18 +68,23 @@ struct NoRoom {
 // order with what comes later, and does no harm when a power failure takes it.
 class Unhurried {
  public:
-  explicit Unhurried(Database& db) : db_(db) { db_.exec("PRAGMA synchronous = NORMAL"); }
+  // `still` becomes true if commits do not wait afterwards either, for want of memory.
+  Unhurried(Database& db, bool& still) : db_(db), still_(still) { db_.exec("PRAGMA synchronous = NORMAL"); }
   ~Unhurried() {
     try {
-      db_.exec("PRAGMA synchronous = FULL");
-    } catch (const SqlError&) {  // it cannot fail outside of a transaction
+      end(db_);
+    } catch (const std::exception&) {
+      still_ = true;
     }
   }
   Unhurried(const Unhurried&) = delete;
   Unhurried& operator=(const Unhurried&) = delete;
 
+  static void end(Database& db) { db.exec("PRAGMA synchronous = FULL"); }
+
  private:
   Database& db_;
+  bool& still_;
 };
 
 }  // namespace
@@ -152,7 +157,7 @@ class Ledger::Writer {
 
   void set_cursor(const std::string& publisher, ChangeNumber through, Moment now) {
     keep_within([&] {
-      const Unhurried unhurried(db_);
+      const Unhurried unhurried(db_, is_unhurried_);
       Insert<CursorRow>{db_, " ON CONFLICT (name) DO UPDATE SET change = excluded.change, updated = excluded.updated"}(
           {publisher, std::max<ChangeNumber>(through, 0), std::clamp<Moment>(now, 0, kLastMoment)});
     });
@@ -161,7 +166,7 @@ class Ledger::Writer {
 
   bool forget_cursor(const std::string& publisher) {
     keep_within([&] {
-      const Unhurried unhurried(db_);
+      const Unhurried unhurried(db_, is_unhurried_);
       Statement(db_, "DELETE FROM publisher_cursor WHERE name = ?").with(publisher).run();
     });
     const bool was_there = db_.rows_changed() > 0;
@@ -190,6 +195,8 @@ class Ledger::Writer {
     return more;
   }
 
+  void set_patience(std::chrono::milliseconds patience) { db_.set_patience(static_cast<int>(patience.count())); }
+
   LedgerSize size() {
     return {.file_bytes = db_.file_bytes(),
             .log_bytes = log_.bytes(),
@@ -213,7 +220,7 @@ class Ledger::Writer {
   bool prune(const Pruner::Position& now, std::size_t inputs) {
     bool more = false;
     keep_within([&] {
-      const Unhurried unhurried(db_);
+      const Unhurried unhurried(db_, is_unhurried_);
       more = pruner_.prune(now, inputs);
     });
     return more;
@@ -221,6 +228,8 @@ class Ledger::Writer {
 
   // One attempt to write a batch.
   void insert(const Batch& batch) {
+    if (is_unhurried_) Unhurried::end(db_);
+    is_unhurried_ = false;
     if (entries_are_old_) entries_.load();
     entries_are_old_ = true;  // until it is written
     const std::int64_t pages_before = pruner_.pages();
@@ -244,7 +253,7 @@ class Ledger::Writer {
     for (bool log_is_new = false;;) {
       try {
         if (std::exchange(wanted, 0) != 0) {
-          const Unhurried unhurried(db_);
+          const Unhurried unhurried(db_, is_unhurried_);
           is_over_ = !pruner_.make_room(position_, wanted);
         }
         work();
@@ -303,6 +312,7 @@ class Ledger::Writer {
   Pruner::Position position_;
   std::int64_t next_bring_in_ = 0;
   bool entries_are_old_ = false;  // a batch failed, and not all that they know is in the ledger
+  bool is_unhurried_ = false;     // commits do not wait for the disk, though they should
   bool is_over_ = false;          // the file may pass its limit this time
   bool is_held_ = false;          // a reader keeps the log from beginning anew
 };
@@ -580,6 +590,7 @@ bool Ledger::forget_cursor(const std::string& publisher) {
 }
 std::vector<PublisherCursor> Ledger::cursors() const { return writer_->cursors(); }
 std::size_t Ledger::most_inputs_in_batch() const { return writer_->most_inputs(); }
+void Ledger::set_patience(std::chrono::milliseconds patience) { writer_->set_patience(patience); }
 bool Ledger::tidy() {
   return noting_damage([&] { return writer_->tidy(); });
 }

@@ -105,13 +105,13 @@ TEST_F(RecorderTest, AnIdIsTakenOnceInABatchAndLater) {
   const auto kept = on(ledger);
   Recorder& recorder = *kept;
   const SensorEvent named = event(R"("state":1,"id":"a")");
-  EXPECT_EQ(recorder.record(named).sequence, 1);
-  const Receipt again = recorder.record(named);
+  EXPECT_EQ(recorder.record(SensorEvent(named)).sequence, 1);
+  const Receipt again = recorder.record(SensorEvent(named));
   EXPECT_EQ(again.sequence, 1);
   EXPECT_TRUE(again.duplicate);
   EXPECT_EQ(again.input, nullptr);
   recorder.commit();
-  EXPECT_TRUE(recorder.record(named).duplicate);
+  EXPECT_TRUE(recorder.record(SensorEvent(named)).duplicate);
   EXPECT_FALSE(recorder.has_batch());
   EXPECT_EQ(recorder.record(slow(2)).sequence, 2);
 }

@@ -15,6 +15,9 @@ using namespace std::chrono_literals;
 
 // How long nobody is let in after there was no descriptor for a client, unless one is closed before.
 constexpr std::chrono::seconds kPause{1};
+// How long nobody else is let in when as many wait as may. The kernel keeps the next ones, but does not say whose they
+// are. So they are let in after this time, and the user who has the most is told to come again.
+constexpr std::chrono::seconds kFull{2};
 
 // Whether a connection has been ended by the other side, which has sent nothing.
 bool is_over(const Descriptor& connection) {
@@ -44,7 +47,7 @@ void Clients::watch(PollSet& polls, bool takes) {
   const Clock::Steady now = clock_.steady();
   if (!takes) stalled_ = now;
   if (paused_until_ && now >= *paused_until_) paused_until_.reset();
-  if (listener_ && takes && !stops_ && !paused_until_) polls.watch(listener_->fd(), POLLIN, [this] { accept(); });
+  if (listener_ && takes && lets_in(now)) polls.watch(listener_->fd(), POLLIN, [this] { accept(); });
   for (Sender& sender : senders_) {
     if (takes && sender.listens()) {
       polls.watch(sender.in(), POLLIN, [this, &sender] {
@@ -59,6 +62,10 @@ void Clients::watch(PollSet& polls, bool takes) {
 bool Clients::has_line() const { return std::ranges::any_of(senders_, &Sender::has_line); }
 
 bool Clients::has_answers() const { return std::ranges::any_of(senders_, &Sender::has_answers); }
+
+bool Clients::lets_in(Clock::Steady now) const {
+  return !stops_ && !paused_until_ && (!full_since_ || now >= *full_since_ + kFull);
+}
 
 // Answers whether there was somebody, and a descriptor for him.
 bool Clients::accept() {
@@ -92,6 +99,15 @@ void Clients::turn_one_away() {
 
 void Clients::give_places() {
   if (stops_) accept_those_who_wait();
+  serve_those_who_wait();
+  if (waiting_.size() < places_) {
+    full_since_.reset();
+  } else if (!full_since_) {
+    full_since_ = clock_.steady();
+  }
+}
+
+void Clients::serve_those_who_wait() {
   Placed now = placed();
   while (!waiting_.empty()) {
     const std::size_t next = next_served(waiting_users(), now.served);
@@ -148,6 +164,7 @@ std::optional<std::chrono::milliseconds> Clients::until_places() const {
   const Clock::Steady now = clock_.steady();
   auto next = Clock::Steady::max();
   if (listener_ && paused_until_) next = *paused_until_;
+  if (listener_ && full_since_ && !lets_in(now)) next = std::min(next, *full_since_ + kFull);
   if (!waiting_.empty()) {
     for (const Sender& sender : senders_) {
       const Clock::Steady leaves = std::max(sender.heard, stalled_) + idle_within_;

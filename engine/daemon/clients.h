@@ -78,9 +78,11 @@ class Clients {
     std::vector<Served> served;
   };
 
+  bool lets_in(Clock::Steady now) const;
   bool accept();
   void accept_those_who_wait();
   void turn_one_away();
+  void serve_those_who_wait();
   void serve(std::size_t waiting);
   void ask_to_leave(Sender& sender, uid_t user);
   std::size_t most_served() const { return stops_ ? 2 * places_ : places_; }
@@ -101,6 +103,7 @@ class Clients {
   Clock::Steady stalled_{};                    // nothing was received until then, so nobody was silent
   std::optional<Clock::Steady> paused_until_;  // nobody is let in until then, for want of descriptors
   bool told_of_pause_ = false;
+  std::optional<Clock::Steady> full_since_;  // as many wait as may
 };
 
 }  // namespace polaiga::engine

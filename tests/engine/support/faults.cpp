@@ -1,5 +1,6 @@
 // Linked into a copy of the program, makes it fail where a test wants it to. The environment says where:
-//   POLAIGA_FAIL_ALLOCATION   The number of the allocation that fails, of the program and of SQLite together.
+//   POLAIGA_FAIL_ALLOCATION   The number of the allocation that fails, of the program and of SQLite together, from the
+//                             beginning of main().
 //   POLAIGA_FAIL_ALLOCATIONS  The number of the first of those that fail; all later ones do, too.
 //   POLAIGA_FAULTS            A directory. While it has a file "reads", nothing can be read from the ledger; while it
 //                             has a file "room", the disk has no room for the ledger's file, but for its log.
@@ -17,7 +18,11 @@ std::size_t number_in(const char* name) {
   return value != nullptr ? std::strtoul(value, nullptr, 10) : 0;
 }
 
+// What is made before main() begins belongs to others, and nothing has been done then.
+bool is_counting = false;
+
 bool next_fails() {
+  if (!is_counting) return false;
   static const std::size_t one = number_in("POLAIGA_FAIL_ALLOCATION");
   static const std::size_t first = number_in("POLAIGA_FAIL_ALLOCATIONS");
   static std::size_t number = 0;
@@ -102,3 +107,10 @@ void* operator new(std::size_t size) {
 
 void operator delete(void* freed) noexcept { std::free(freed); }
 void operator delete(void* freed, std::size_t /*size*/) noexcept { std::free(freed); }
+
+int program_main(int argc, char** argv);
+
+int main(int argc, char** argv) {
+  is_counting = true;
+  return program_main(argc, argv);
+}

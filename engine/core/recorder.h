@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "alarms/alarms.h"
 #include "base/clock.h"
@@ -69,6 +70,9 @@ class Recorder {
   const Alarms& alarms() const { return alarms_; }
   Sequence last_sequence() const { return last_sequence_; }
 
+  // What of the ledger could not be gone on with; sentences for people.
+  const std::vector<std::string>& news() const { return news_; }
+
   // The clock's jump back, in seconds, that the last input showed; 0: none.
   std::int64_t clock_went_back() const { return went_back_; }
 
@@ -89,6 +93,7 @@ class Recorder {
   std::unordered_map<std::string, Sequence> ids_;  // of the batch
   Moment last_received_ = 0;
   std::int64_t went_back_ = 0;
+  std::vector<std::string> news_;
 };
 
 }  // namespace polaiga::engine

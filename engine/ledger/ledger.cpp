@@ -419,25 +419,33 @@ Ledger::Ledger(const std::string& path, const Retention& retention, Moment now)
   mark_file_.emplace(path_);
   const Beginning beginning{
       .created = now, .after_input = mark ? mark->last_sequence : 0, .after_change = mark ? mark->last_change : 0};
-  std::string damage;
-  try {
-    if (mark && mark->is_damaged) throw DamagedLedger("the engine found it damaged while it was using it");
-    Database db = open_ledger(path_, *lock_, beginning, mark.has_value());
-    try {
-      begin(std::move(db));
-    } catch (const LedgerError& error) {  // rows that no engine writes are damage, too
-      damage = error.what();
-    } catch (const SqlError& error) {
-      if (!is_damage(error)) throw LedgerError(path + ": cannot open the ledger: " + error.what());
-      damage = error.what();
-    }
-  } catch (const DamagedLedger& error) {
-    damage = error.what();
-  }
+  std::string damage = open(beginning, mark);
+  // A read that failed once looks like damage. What is damaged is damaged still.
+  if (!damage.empty()) damage = open(beginning, mark);
   if (!damage.empty()) replace(damage, beginning);
   if (mark) go_on_after(*mark, now);
   this->mark(false);
   check_last_batches();
+}
+
+// Answers what is damaged; nothing: it is open.
+std::string Ledger::open(const Beginning& beginning, const std::optional<Mark>& mark) {
+  writer_.reset();
+  if (mark && mark->is_damaged) return "the engine found it damaged while it was using it";
+  try {
+    Database db = open_ledger(path_, *lock_, beginning, mark.has_value());
+    try {
+      begin(std::move(db));
+    } catch (const LedgerError& error) {  // rows that no engine writes are damage, too
+      return error.what();
+    } catch (const SqlError& error) {
+      if (!is_damage(error)) throw LedgerError(path_ + ": cannot open the ledger: " + error.what());
+      return error.what();
+    }
+  } catch (const DamagedLedger& error) {
+    return error.what();
+  }
+  return "";
 }
 
 void Ledger::begin(Database&& db) {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 
@@ -132,5 +133,9 @@ bool Messages::write_rest() {
   is_stuck_ = false;
   return true;
 }
+
+void say(const std::string& message) { std::fprintf(stderr, "polaiga: %s\n", printable(message).c_str()); }
+
+void complain(const std::string& complaint) { std::fprintf(stderr, "%s\n", printable(complaint).c_str()); }
 
 }  // namespace polaiga::engine

@@ -68,4 +68,12 @@ class Messages {
   std::uint64_t not_taken_ = 0;  // left out because standard error did not take them
 };
 
+// One line on standard error, "polaiga: " before it, of a command that ends soon. What
+// may not reach a terminal is shown as "?".
+void say(const std::string& message);
+
+// The same for a complaint that begins with the file and the line that it is about, or
+// needs no name before it.
+void complain(const std::string& complaint);
+
 }  // namespace polaiga::engine

@@ -8,6 +8,7 @@ enum Status {
   kBadLines = 1,  // some lines were not events; all others were handled
   kDiffers = 1,   // two builds of the library gave different answers
   kUnknown = 1,   // the ledger does not have the fault that was asked for
+  kDamaged = 1,   // the ledger is not what its engine wrote
   kFailed = 2,
   kInterrupted = 130,
 };

@@ -7,7 +7,11 @@
 #include <new>
 #include <sstream>
 
+#include "base/messages.h"
+#include "base/printable.h"
 #include "commands/command.h"
+#include "commands/command_line.h"
+#include "commands/options.h"
 #include "commands/replay_command.h"
 
 namespace {
@@ -21,15 +25,16 @@ int run(int argc, char** argv, StandardOutput& output) {
   app.require_subcommand(1);
   const std::vector<Command> commands = add_commands(app);
   try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
+    read_command_line(app, {argv, static_cast<std::size_t>(argc)});
+  } catch (const CLI::Success& asked) {  // for help, or for the version
     std::ostringstream answer;
-    std::ostringstream complaint;
-    const int status = app.exit(error, answer, complaint);
+    app.exit(asked, answer);
     output.write(answer.str());
     output.flush();
-    std::fputs(complaint.str().c_str(), stderr);
-    return status == 0 ? kDone : kFailed;
+    return kDone;
+  } catch (const UsageError& error) {
+    std::fputs(printable_lines(std::string(error.what()) + "\n").c_str(), stderr);
+    return kFailed;
   }
   for (const Command& command : commands) {
     if (command.app->parsed()) return command.run(output);
@@ -40,6 +45,9 @@ int run(int argc, char** argv, StandardOutput& output) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // A file that may not grow further (ulimit -f) is then an error of the write, too: the engine treats it as a full
+  // disk.
+  std::signal(SIGXFSZ, SIG_IGN);
   // A reader that has gone away is then an error of the write.
   std::signal(SIGPIPE, SIG_IGN);
   try {
@@ -48,11 +56,11 @@ int main(int argc, char** argv) {
       return run(argc, argv, output);
     } catch (const WriteError& error) {
       if (error.code().value() == EPIPE) return kDone;
-      std::fprintf(stderr, "polaiga: cannot write to standard output: %s\n", error.code().message().c_str());
+      say("cannot write to standard output: " + error.code().message());
     } catch (const std::bad_alloc&) {
       throw;
     } catch (const std::exception& error) {
-      std::fprintf(stderr, "polaiga: %s\n", error.what());
+      say(error.what());
     }
   } catch (...) {  // the message of an error takes memory, too
     std::fputs("polaiga: there is no memory left\n", stderr);

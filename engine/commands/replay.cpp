@@ -2,12 +2,12 @@
 
 #include <unistd.h>
 
-#include <cstdio>
 #include <memory>
 #include <utility>
 
 #include "base/input.h"
 #include "base/interrupt.h"
+#include "base/messages.h"
 #include "core/recorder.h"
 #include "filter/host_tables.h"
 #include "intake/event_source.h"
@@ -21,7 +21,7 @@ namespace {
 
 std::unique_ptr<ReplayReport> make_report(const ReplayOptions& options, const StandardOutput& output) {
   if (options.json) return std::make_unique<JsonReplayReport>();
-  return std::make_unique<TextReplayReport>(wants_colour(options.colour, output));
+  return std::make_unique<TextReplayReport>(wants_colour(options.colour, output), output.width());
 }
 
 // Bytes that progress is measured by; 0 when it is not to be shown.
@@ -111,7 +111,7 @@ class Replay {
 
   void complain(const std::string& what) {
     progress_.hide();
-    std::fprintf(stderr, "%s\n", what.c_str());
+    engine::complain(what);
   }
 
   bool strict_;

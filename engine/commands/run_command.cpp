@@ -1,44 +1,70 @@
 #include "commands/run_command.h"
 
 #include <CLI/CLI.hpp>
-#include <map>
 #include <memory>
 
 #include "base/clock.h"
+#include "commands/options.h"
 #include "daemon/run.h"
 
 namespace polaiga::engine {
 namespace {
 
-// As 50ms or 2s.
-void add_time_option(CLI::App& command, const std::string& name, std::chrono::milliseconds& time, int least, int most,
-                     const std::string& help) {
-  const std::map<std::string, std::int64_t> kUnits{{"ms", 1}, {"s", 1000}};
-  command
-      .add_option_function<std::int64_t>(
-          name, [&time](std::int64_t value) { time = std::chrono::milliseconds(value); }, help)
-      ->transform(CLI::AsNumberWithUnit(kUnits, CLI::AsNumberWithUnit::UNIT_REQUIRED))
-      ->check(CLI::Range(least, most))
-      ->option_text("TIME");
+using namespace std::chrono_literals;
+
+constexpr std::int64_t kKi = 1024;
+constexpr std::int64_t kMi = kKi * kKi;
+constexpr std::int64_t kGi = kMi * kKi;
+constexpr std::int64_t kTi = kGi * kKi;
+constexpr std::int64_t kPi = kTi * kKi;
+constexpr Unit kSizeUnits[] = {{"", 1},      {"b", 1},    {"kib", kKi}, {"mib", kMi}, {"gib", kGi}, {"tib", kTi},
+                               {"pib", kPi}, {"ki", kKi}, {"mi", kMi},  {"gi", kGi},  {"ti", kTi},  {"pi", kPi},
+                               {"kb", kKi},  {"mb", kMi}, {"gb", kGi},  {"tb", kTi},  {"pb", kPi},  {"k", kKi},
+                               {"m", kMi},   {"g", kGi},  {"t", kTi},   {"p", kPi}};
+constexpr Unit kTimeUnits[] = {{"ms", 1}, {"s", 1000}};
+
+struct TimeOption {
+  const char* name;
+  std::chrono::milliseconds least;
+  std::chrono::milliseconds most;
+  const char* allowed;
+  const char* example;
+  const char* help;
+};
+
+void add_time_option(CLI::App& command, const TimeOption& option, std::chrono::milliseconds& time) {
+  add_value_option(command, {option.name, "TIME", option.help}, {option.allowed, option.example},
+                   [&time, option](const std::string& text) {
+                     const auto given = parse_quantity(text, kTimeUnits);
+                     if (given) time = std::chrono::milliseconds(*given);
+                     return given && option.least <= time && time <= option.most;
+                   });
 }
 
 void add_retention_options(CLI::App& command, Retention& retention) {
-  command
-      .add_option("--keep-events", retention.events,
-                  "How many events are kept; 0 sets no limit (default " + std::to_string(retention.events) + ")")
-      ->check(CLI::NonNegativeNumber)
-      ->option_text("N");
-  command
-      .add_option("--keep-days", retention.days,
-                  "How many days events are kept; 0 sets no limit (default " + std::to_string(retention.days) + ")")
-      ->check(CLI::Range(0, 36500))
-      ->option_text("N");
-  command
-      .add_option("--keep-bytes", retention.bytes,
-                  "How large the ledger's file and its log may be together, as 8MiB; 0 sets no limit (default 64MiB)")
-      ->transform(CLI::AsSizeValue(false))
-      ->check(CLI::NonNegativeNumber)
-      ->option_text("SIZE");
+  constexpr std::int64_t kMostEvents = 1'000'000'000'000;
+  constexpr std::int64_t kMostDays = 36'500;
+  constexpr std::int64_t kMostBytes = kPi;
+  add_number_option(command,
+                    {"--keep-events", "N",
+                     "How many events are kept; 0 sets no limit (default " + std::to_string(retention.events) + ")"},
+                    {.least = 0, .most = kMostEvents, .example = retention.events},
+                    [&retention](std::int64_t number) { retention.events = number; });
+  add_number_option(command,
+                    {"--keep-days", "N",
+                     "How many days events are kept; 0 sets no limit (default " + std::to_string(retention.days) + ")"},
+                    {.least = 0, .most = kMostDays, .example = retention.days},
+                    [&retention](std::int64_t number) { retention.days = number; });
+  add_value_option(
+      command,
+      {"--keep-bytes", "SIZE",
+       "How large the ledger's file and its log may be together, as 8MiB; 0 sets no limit (default 64MiB)"},
+      {"a size from 0 to 1PiB, with KiB, MiB, GiB or TiB behind the number", "64MiB"},
+      [&retention](const std::string& text) {
+        const auto bytes = parse_quantity(text, kSizeUnits);
+        if (bytes) retention.bytes = *bytes;
+        return bytes && *bytes <= kMostBytes;
+      });
 }
 
 }  // namespace
@@ -54,22 +80,28 @@ Command run_command(CLI::App& program) {
       "Exit status: 0 when the engine was stopped or the input ended; 1 when lines of standard input were no\n"
       "events and there is no socket; 2 when the engine failed.");
   add_ledger_option(*app, options->ledger);
-  app->add_option("--socket", options->socket, "Path of the Unix stream socket that takes events")->option_text("PATH");
-  app->add_option("--control", options->control, "Path of the Unix stream socket that takes requests")
-      ->option_text("PATH");
+  add_name_option(*app, {"--socket", "PATH", "Path of the Unix stream socket that takes events"}, "events.sock",
+                  options->socket);
+  add_name_option(*app, {"--control", "PATH", "Path of the Unix stream socket that takes requests"}, "control.sock",
+                  options->control);
   add_platform_option(*app, options->platform);
   add_tables_option(*app, options->tables);
-  app->add_option("--max-active", options->most_active,
-                  "How many active faults are tracked; one counts once for each of its reporters (default " +
-                      std::to_string(options->most_active) + ")")
-      ->check(CLI::Range(1, 1'000'000))
-      ->option_text("N");
+  add_number_option(*app,
+                    {"--max-active", "N",
+                     "How many active faults are tracked; one counts once for each of its reporters (default " +
+                         std::to_string(options->most_active) + ")"},
+                    {.least = 1, .most = 1'000'000, .example = static_cast<std::int64_t>(options->most_active)},
+                    [options](std::int64_t number) { options->most_active = static_cast<std::size_t>(number); });
   add_retention_options(*app, options->retention);
-  add_time_option(
-      *app, "--commit-within", options->commit_within, 0, 10'000,
-      "How long an event may wait so that others share its write; it is acknowledged as late (default 0ms)");
-  add_time_option(*app, "--idle-within", options->idle_within, 1, 3'600'000,
-                  "After how long without a whole line a client leaves if others wait for its place (default 30s)");
+  add_time_option(*app,
+                  {"--commit-within", 0ms, 10s, "a time from 0ms to 10s, with ms or s behind the number", "50ms",
+                   "How long an event may wait so that others share its write; its acknowledgement waits as long "
+                   "(default 0ms)"},
+                  options->commit_within);
+  add_time_option(*app,
+                  {"--idle-within", 1ms, 3600s, "a time from 1ms to 3600s, with ms or s behind the number", "30s",
+                   "After how long without a whole line a client leaves if others wait for its place (default 30s)"},
+                  options->idle_within);
   add_log_option(*app, options->log);
   return {app, [options](StandardOutput& output) { return run(*options, output, SystemClock()); }};
 }

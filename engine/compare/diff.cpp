@@ -1,11 +1,11 @@
 #include "compare/diff.h"
 
-#include <cstdio>
 #include <memory>
 #include <optional>
 
 #include "base/input.h"
 #include "base/interrupt.h"
+#include "base/messages.h"
 #include "base/printable.h"
 #include "compare/answer.h"
 #include "compare/diff_report.h"
@@ -92,8 +92,6 @@ class Diff {
     }
     return status;
   }
-
-  static void complain(const std::string& what) { std::fprintf(stderr, "%s\n", what.c_str()); }
 
   // Compares the answers to all pending events and removes the events.
   Status compare(const Input& input) {

@@ -44,7 +44,7 @@ class MemberReader {
     return begin();
   }
   bool start_array(std::size_t /*size*/) {
-    is_flat = is_flat && depth_ > 0;
+    is_flat = false;
     return begin();
   }
   bool end_object() { return end(); }

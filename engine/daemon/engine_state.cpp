@@ -1,43 +1,16 @@
 #include "daemon/engine_state.h"
 
-#include <sqlite3.h>
-
 #include <algorithm>
-#include <utility>
-
-#include "ledger/ledger_file.h"
-#include "ledger/sqlite.h"
 
 namespace polaiga::engine {
 
-EngineState::EngineState(std::string path, const Retention& retention, const Recorder::Options& options,
+EngineState::EngineState(const std::string& path, const Retention& retention, const Recorder::Options& options,
                          const Clock& clock)
-    : path_(std::move(path)), retention_(retention), options_(options), clock_(clock) {
-  try {
-    open();
-  } catch (const LedgerError&) {
-    // A file that could not even be opened is nothing that may be moved away.
-    if (!ledger_) throw;
-    replace();
-  } catch (const SqlError& error) {
-    if (error.code() != SQLITE_CORRUPT) throw;
-    replace();
-  }
-}
+    : ledger_(path, retention, clock.wall()), recorder_(fitting(options, ledger_), clock, ledger_) {}
 
-void EngineState::open() {
-  ledger_.emplace(path_, retention_, clock_.wall());
-  if (set_aside_.empty()) set_aside_ = ledger_->set_aside();
-  Recorder::Options options = options_;
-  options.most_in_batch = std::min(options.most_in_batch, ledger_->most_inputs_in_batch());
-  recorder_.emplace(options, clock_, *ledger_);
-}
-
-void EngineState::replace() {
-  recorder_.reset();
-  ledger_.reset();
-  set_aside_ = set_ledger_aside(path_, clock_.wall());
-  open();
+Recorder::Options EngineState::fitting(Recorder::Options options, const Ledger& ledger) {
+  options.most_in_batch = std::min(options.most_in_batch, ledger.most_inputs_in_batch());
+  return options;
 }
 
 }  // namespace polaiga::engine

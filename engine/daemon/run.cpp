@@ -74,16 +74,12 @@ class Daemon {
         library_text_(library_text),
         last_words_(std::string(messages.prefix(Priority::kError)) + "What was under way did not end within " +
                     std::to_string(options.end_within.count()) + " s, so the engine ended without it.\n"),
-        lock_(options.ledger),
         signals_(kFailed, options.end_within, messages.output(), last_words_),
         state_(options.ledger, options.retention,
                {.platform = options.platform, .log = options.log, .most_reports = options.most_active}, clock),
         events_("client", options.idle_within, clock, messages),
         controls_("control client", options.idle_within, clock, messages) {
-    if (!state_.set_aside().empty()) {
-      say(Priority::kError,
-          "The ledger was damaged. It was moved to " + state_.set_aside() + ", and a new one was begun.");
-    }
+    for (const std::string& news : state_.ledger().news()) say(Priority::kError, news);
     state_.ledger().set_patience(options.patience);
     load_tables();
     if (!options.socket.empty()) events_.listen_at(options.socket);
@@ -451,7 +447,8 @@ class Daemon {
     EngineStatus now;
     now.ledger_id = state_.ledger().id();
     now.build = library_build_;
-    now.last_sequence = recorder.last_sequence();
+    now.last_sequence = state_.ledger().last_sequence();
+    now.unwritten = recorder.batch().inputs.size();
     now.last_change = state_.ledger().last_change();
     now.active_faults = recorder.alarms().size();
     now.reports = recorder.alarms().reports();
@@ -459,7 +456,7 @@ class Daemon {
     now.not_tracked = recorder.alarms().counts().not_tracked;
     now.bad_lines = bad_lines_;
     now.clients = events_.connected();
-    now.waiting = events_.waiting();
+    now.waiting_clients = events_.waiting();
     if (problem_) now.problem = problem_->what;
     try {
       now.size = state_.ledger().size();
@@ -499,7 +496,6 @@ class Daemon {
   Messages& messages_;
   LibraryText* library_text_;
   std::string last_words_;
-  LedgerLock lock_;
   Signals signals_;
   ServiceManager manager_;
   EngineState state_;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "base/printable.h"
+#include "report/json_text.h"
 #include "report/shown.h"
 
 namespace polaiga::engine {
@@ -246,7 +248,7 @@ std::string catalog_as_text(std::span<const FoundFilter> filters) {
     }
   }
   text += "\n" + plural(count_faults(filters), "fault") + " of " + plural(filters.size(), "filter") + "\n";
-  return text;
+  return printable_lines(text);
 }
 
 namespace {
@@ -293,7 +295,7 @@ std::string catalog_as_json(std::span<const FoundFilter> filters) {
       line["probable_cause_number"] = standard ? ordered_json(standard->probable_cause_number) : nullptr;
       line["reported"] = fault.reported;
       line["behaviours"] = std::move(behaviours);
-      text += line.dump() + "\n";
+      text += json_text(line) + "\n";
     }
   }
   return text;
@@ -373,7 +375,7 @@ std::string catalog_as_markdown(std::span<const FoundFilter> filters) {
     for (const FoundFault& fault : filter.faults) text += fault_as_markdown(fault, filter.memories);
     text.pop_back();  // removes the blank line after the last fault
   }
-  return text;
+  return printable_lines(text);
 }
 
 }  // namespace polaiga::engine

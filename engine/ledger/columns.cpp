@@ -7,12 +7,12 @@
 #include <cstring>
 
 #include "base/printable.h"
+#include "ledger/row_check.h"
 
 namespace polaiga::engine {
 
 void Cells::fail(const std::string& what) const {
-  throw LedgerError(std::string(table_) + " " + printable(row_.text(first_)) + ": " + std::string(column_) + " " +
-                    what);
+  throw DamagedRow(std::string(table_) + " " + printable(row_.text(first_)) + ": " + std::string(column_) + " " + what);
 }
 
 std::int64_t Cells::integer() {
@@ -23,6 +23,20 @@ std::int64_t Cells::integer() {
 std::string_view Cells::text() {
   if (row_.type(next_) != SQLITE_TEXT) fail("is no text: " + in_quotes(row_.text(next_)));
   return row_.text(next_++);
+}
+
+void Cells::take(Seal& seal) {
+  if (row_.type(next_) != SQLITE_BLOB) fail("is no digest");
+  const std::string_view value = row_.blob(next_++);
+  if (value.size() != seal.size()) fail("is a digest of another size");
+  std::memcpy(seal.data(), value.data(), seal.size());
+}
+
+void must_check(std::string_view table, const Statement& row, int first, int count) {
+  const int check = first + count;
+  if (row.type(check) == SQLITE_INTEGER && row.integer(check) == row_check(table, row, first, count)) return;
+  throw DamagedRow(std::string(table) + " " + printable(row.text(first)) +
+                   ": the row is damaged: its checksum does not match");
 }
 
 void Cells::take(bool& flag) { flag = one_of(1) != 0; }

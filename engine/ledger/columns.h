@@ -6,6 +6,7 @@
 // that names the row, the column and the value.
 #pragma once
 
+#include <array>
 #include <concepts>
 #include <cstdint>
 #include <limits>
@@ -28,6 +29,14 @@ namespace polaiga::engine {
 struct LedgerError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
+
+// A row whose checksum or whose values are not those that an engine wrote.
+struct DamagedRow : LedgerError {
+  using LedgerError::LedgerError;
+};
+
+// The digest of a batch: the first half of a SHA-256 (see seal.h).
+using Seal = std::array<unsigned char, 16>;
 
 // A column and the member of the row that it holds; a path of several members
 // leads into a structure inside the row.
@@ -94,6 +103,7 @@ class Cells {
   void take(const Entity*& entity);
   void take(std::string& text) { text = this->text(); }
   void take(std::uint32_t (&oid)[FE_OID_SIZE]);
+  void take(Seal& seal);
 
   template <std::size_t N>
   void take(char (&field)[N]) {
@@ -137,6 +147,8 @@ template <class T>
 inline constexpr bool kIsText =
     std::is_same_v<T, std::string> || std::is_same_v<T, const Entity*> || std::is_array_v<T>;
 template <class T>
+inline constexpr bool kIsBlob = std::is_same_v<T, Seal>;
+template <class T>
 inline constexpr bool kIsOptional = false;
 template <class T>
 inline constexpr bool kIsOptional<std::optional<T>> = true;
@@ -145,6 +157,7 @@ template <class T>
 constexpr std::string_view type_of() {
   if constexpr (kIsOptional<T>) {
     if constexpr (kIsText<typename T::value_type>) return "TEXT";
+    if constexpr (kIsBlob<typename T::value_type>) return "BLOB";
     return "INTEGER";
   } else {
     if constexpr (kIsText<T>) return "TEXT NOT NULL";
@@ -152,6 +165,9 @@ constexpr std::string_view type_of() {
   }
 }
 
+inline void bind(Statement& statement, int index, const Seal& seal) {
+  statement.bind_blob(index, {reinterpret_cast<const char*>(seal.data()), seal.size()});
+}
 template <class T>
 void bind(Statement& statement, int index, const T& value) {
   if constexpr (std::is_enum_v<T>) {
@@ -175,20 +191,38 @@ void bind(Statement& statement, int index, const char (&field)[N]) {
 }
 void bind(Statement& statement, int index, const std::uint32_t (&oid)[FE_OID_SIZE]);
 
-// A text that is the same for equal values, and never for others.
+// Bytes that are the same for equal values on every machine, and never for others.
 template <std::integral T>
-void append_key(std::string& key, T value) {
-  key.append(reinterpret_cast<const char*>(&value), sizeof value);
+void append_value(std::string& bytes, T value) {
+  for (unsigned shift = 0; shift < 64; shift += 8) {
+    bytes.push_back(static_cast<char>(static_cast<std::uint64_t>(value) >> shift & 0xFFU));
+  }
 }
-inline void append_key(std::string& key, const Entity* const& entity) {
-  append_key(key, reinterpret_cast<std::uintptr_t>(entity));
+template <class T>
+requires std::is_enum_v<T>
+void append_value(std::string& bytes, T value) { append_value(bytes, static_cast<std::int64_t>(value)); }
+inline void append_value(std::string& bytes, std::string_view text) {
+  append_value(bytes, text.size());
+  bytes.append(text);
+}
+inline void append_value(std::string& bytes, const std::string& text) { append_value(bytes, std::string_view(text)); }
+inline void append_value(std::string& bytes, const Entity* const& entity) {
+  append_value(bytes, std::string_view(entity->name));
 }
 template <std::size_t N>
-void append_key(std::string& key, const char (&field)[N]) {
-  key.append(field_text(field)).push_back('\0');
+void append_value(std::string& bytes, const char (&field)[N]) {
+  append_value(bytes, field_text(field));
 }
-inline void append_key(std::string& key, const std::uint32_t (&oid)[FE_OID_SIZE]) {
-  key.append(reinterpret_cast<const char*>(oid), sizeof oid);
+inline void append_value(std::string& bytes, const std::uint32_t (&oid)[FE_OID_SIZE]) {
+  for (const std::uint32_t arc : oid) append_value(bytes, arc);
+}
+inline void append_value(std::string& bytes, const Seal& seal) {
+  bytes.append(reinterpret_cast<const char*>(seal.data()), seal.size());
+}
+template <class T>
+void append_value(std::string& bytes, const std::optional<T>& value) {
+  bytes.push_back(value ? '1' : '0');
+  if (value) append_value(bytes, *value);
 }
 
 // Calls `visit(column, index)` for each column of a table.
@@ -209,8 +243,16 @@ constexpr auto& of(const Column<Path...>& /*column*/, Row& row) {
 
 }  // namespace columns
 
+// The columns that hold a row's values.
 template <class Row>
-inline constexpr int kWidth = static_cast<int>(std::tuple_size_v<std::remove_cvref_t<decltype(Table<Row>::kColumns)>>);
+inline constexpr int kValues = static_cast<int>(std::tuple_size_v<std::remove_cvref_t<decltype(Table<Row>::kColumns)>>);
+
+// All columns that columns_sql() names: the values and their checksum.
+template <class Row>
+inline constexpr int kWidth = kValues<Row> + 1;
+
+// The column with the checksum of the others (row_check.h).
+inline constexpr std::string_view kCheckColumn = "row_check";
 
 template <class Row>
 std::string create_table() {
@@ -220,25 +262,39 @@ std::string create_table() {
     sql.append(index > 0 ? ", \"" : "\"").append(column.name).append("\" ").append(columns::type_of<T>());
     if (!column.constraint.empty()) sql.append(" ").append(column.constraint);
   });
-  return sql.append(Table<Row>::kMore) + ";\n";
+  sql.append(", ")
+      .append(kCheckColumn)
+      .append(" INTEGER NOT NULL AS (row_check('")
+      .append(Table<Row>::kName)
+      .append("'");
+  columns::for_each<Row>(
+      [&](const auto& column, int /*index*/) { sql.append(", \"").append(column.name).append("\""); });
+  return sql.append(")) STORED").append(Table<Row>::kMore) + ";\n";
 }
 
-// As in event."seq", event."id"; of several tables one after the other.
-template <class... Rows>
-std::string columns_sql() {
+// As in event."seq", event."id" and so on, of a table that the question calls `table`.
+template <class Row>
+std::string columns_sql_of(std::string_view table) {
   std::string sql;
-  const auto add = [&](auto row) {
-    using Row = typename decltype(row)::type;
-    columns::for_each<Row>([&](const auto& column, int /*index*/) {
-      sql.append(sql.empty() ? "" : ", ").append(Table<Row>::kName).append(".\"").append(column.name).append("\"");
-    });
-  };
-  (add(std::type_identity<Rows>()), ...);
+  columns::for_each<Row>(
+      [&](const auto& column, int /*index*/) { sql.append(table).append(".\"").append(column.name).append("\", "); });
+  return sql.append(table).append(".").append(kCheckColumn);
+}
+
+// Of several tables one after the other, under their own names.
+template <class First, class... Rest>
+std::string columns_sql() {
+  std::string sql = columns_sql_of<First>(Table<First>::kName);
+  ((sql += ", " + columns_sql_of<Rest>(Table<Rest>::kName)), ...);
   return sql;
 }
 
+// Throws DamagedRow unless `row` has the checksum of the columns from `first` on.
+void must_check(std::string_view table, const Statement& row, int first, int count);
+
 template <class Row>
 Row read_row(const Statement& statement, int first = 0) {
+  must_check(Table<Row>::kName, statement, first, kValues<Row>);
   Row row{};
   Cells cells(statement, first);
   columns::for_each<Row>([&](const auto& column, int /*index*/) {
@@ -248,11 +304,12 @@ Row read_row(const Statement& statement, int first = 0) {
   return row;
 }
 
-// All but the first column, as a text to find equal rows by.
+// The values of a row from column `from` on. Without the first one, which is the row's
+// name, they are what equal rows are found by.
 template <class Row>
-void append_key(std::string& key, const Row& row) {
+void append_content(std::string& bytes, const Row& row, int from = 0) {
   columns::for_each<Row>([&](const auto& column, int index) {
-    if (index > 0) columns::append_key(key, columns::of(column, row));
+    if (index >= from) columns::append_value(bytes, columns::of(column, row));
   });
 }
 

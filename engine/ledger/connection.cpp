@@ -6,9 +6,10 @@
 namespace polaiga::engine {
 namespace {
 
-Database open(const std::string& path) {
+ReadLedger open(const std::string& path) {
+  const std::string file = resolve_ledger(path);
   std::error_code error;
-  if (!std::filesystem::exists(path, error) && !error) {
+  if (!std::filesystem::exists(file, error) && !error) {
     throw LedgerError(path + ": there is no such ledger; `polaiga run` begins one, --ledger names another");
   }
   return read_ledger(path);
@@ -16,7 +17,24 @@ Database open(const std::string& path) {
 
 }  // namespace
 
-LedgerConnection::LedgerConnection(std::string path) : path_(std::move(path)), db_(open(path_)) {}
+LedgerConnection::LedgerConnection(std::string path)
+    : path_(std::move(path)), ledger_(open(path_)), identity_(identity_of(resolve_ledger(path_))) {}
+
+// Who may not write beside the ledger had to open it as a file that rests. An engine
+// that begins to use it makes a write-ahead log, and from then on can be seen.
+void LedgerConnection::wake_up() {
+  if (!ledger_.is_resting || is_replaced() || !std::filesystem::exists(resolve_ledger(path_) + "-wal")) return;
+  ledger_ = open(path_);
+  is_reopened_ = true;
+}
+
+bool LedgerConnection::is_replaced() const {
+  try {
+    return identity_of(resolve_ledger(path_)) != identity_;
+  } catch (const LedgerError&) {
+    return true;
+  }
+}
 
 LedgerConnection::Snapshot::~Snapshot() {
   if (!db_.in_transaction()) return;
@@ -28,7 +46,9 @@ LedgerConnection::Snapshot::~Snapshot() {
 
 bool LedgerConnection::has_changed() {
   try {
-    Statement version(db_, "PRAGMA data_version");
+    wake_up();
+    if (std::exchange(is_reopened_, false)) return true;
+    Statement version(ledger_.db, "PRAGMA data_version");
     return version.step() && std::exchange(version_, version.integer(0)) != version.integer(0);
   } catch (const SqlError& error) {
     throw LedgerError(path_ + ": cannot read the ledger: " + error.what());

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "ledger/ledger_file.h"
@@ -15,13 +16,14 @@ class LedgerConnection {
   explicit LedgerConnection(std::string path);
 
   const std::string& path() const { return path_; }
-  Database& db() { return db_; }
+  Database& db() { return ledger_.db; }
 
   // Calls `question`, for which the ledger stays as it is meanwhile.
   template <class Question>
   auto ask(Question question) {
     try {
-      const Snapshot snapshot(db_);
+      wake_up();
+      const Snapshot snapshot(ledger_.db);
       return question();
     } catch (const SqlError& error) {
       throw LedgerError(path_ + ": cannot read the ledger: " + error.what());
@@ -32,6 +34,9 @@ class LedgerConnection {
 
   // Whether something was written since the last call.
   bool has_changed();
+
+  // Whether another file, or none, is where the ledger was.
+  bool is_replaced() const;
 
  private:
   class Snapshot {
@@ -45,8 +50,13 @@ class LedgerConnection {
     Database& db_;
   };
 
+  // Opens a resting ledger again when an engine uses it now.
+  void wake_up();
+
   std::string path_;
-  Database db_;
+  ReadLedger ledger_;
+  std::optional<FileIdentity> identity_;
+  bool is_reopened_ = false;
   std::int64_t version_ = 0;
 };
 

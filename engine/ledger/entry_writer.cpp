@@ -20,15 +20,6 @@ constexpr std::int64_t kInputsOfStanding = 3;
 
 constexpr std::int64_t kRowBytes = 40;  // of a row, beside what it says; about
 
-std::string insert_standing() {
-  return "INSERT INTO standing (era, fault, alarm, shown, reporters, updated_at, count) "
-         "SELECT ?, fault.number, coalesce(fault.later_alarm, fault.alarm), max(report.last_seq), count(*), "
-         // of the report with the greatest last_seq, as SQLite promises for columns beside max()
-         "iif(fault.updated_seq > report.last_seq, fault.updated_at, report.last_at), "
-         "fault.count + sum(report.count) "
-         "FROM report JOIN fault ON fault.number = report.fault GROUP BY report.fault";
-}
-
 std::int64_t first_integer(Statement& statement) {
   const std::int64_t value = statement.step() ? statement.integer(0) : 0;
   statement.reset();
@@ -39,6 +30,7 @@ std::int64_t first_integer(Statement& statement) {
 
 EntryWriter::Statements::Statements(const Database& db)
     : event(db),
+      seal(db, "UPDATE event SET seal = ?2 WHERE seq = ?1"),
       subject(db),
       form(db),
       change(db),
@@ -53,7 +45,7 @@ EntryWriter::Statements::Statements(const Database& db)
       filter_state(db),
       forget_slot(db, "DELETE FROM filter_state WHERE slot = ?"),
       least_at(db, "UPDATE era SET least_at = ?2 WHERE seq = ?1"),
-      standing(db, insert_standing()),
+      standing(db, insert_standing_sql()),
       alarm_goes_on(db, "UPDATE alarm SET severity = ?2, worst = max(worst, ?2), fault = ?3 WHERE number = ?1"),
       later_alarm(db, "UPDATE fault SET later_alarm = nullif(?2, alarm) WHERE number = ?1"),
       merge_alarm(db, "UPDATE alarm SET merged = ?2, merged_into = ?3 WHERE number = ?1"),
@@ -87,12 +79,24 @@ void EntryWriter::load() {
   last_arrived_ = 0;
   last_age_ = 0;
   created_ = own.created;
+  ledger_id_ = own.id;
+  seal_ = {};
   Statement event(db_, "SELECT " + columns_sql<EventRow>() + " FROM event ORDER BY seq DESC LIMIT 1");
   if (event.step()) {
     const auto last = read_row<EventRow>(event);
     last_sequence_ = std::max(last_sequence_, last.seq);
     last_arrived_ = last.arrival();
     last_age_ = last.age_in(created_);
+    if (last.seq > own.watermark_seq) {
+      if (!last.seal) throw DamagedRow("event " + std::to_string(last.seq) + ": the last event has no seal");
+      seal_ = *last.seal;
+    }
+  }
+  Statement gap(db_, "SELECT " + columns_sql<GapRow>() + " FROM gap ORDER BY seq DESC LIMIT 1");
+  if (gap.step()) {
+    const auto last = read_row<GapRow>(gap);
+    last_sequence_ = std::max(last_sequence_, last.last_seq);
+    last_change_ = std::max(last_change_, last.last_change);
   }
   Statement change(db_, "SELECT " + columns_sql<ChangeRow>() + " FROM change ORDER BY number DESC LIMIT 1");
   if (change.step()) last_change_ = std::max(last_change_, read_row<ChangeRow>(change).number);
@@ -117,9 +121,12 @@ void EntryWriter::warm(KnownRows& known) {
       db_, "SELECT " + columns_sql<Row>() + " FROM " + std::string(Table<Row>::kName) + " WHERE seq >= ? ORDER BY seq");
   rows.with(era_.epoch);
   while (rows.step()) {
-    const Row row = read_row<Row>(rows);
-    find(known, row);
-    remember(known, row);
+    try {
+      const Row row = read_row<Row>(rows);
+      find(known, row);
+      remember(known, row);
+    } catch (const DamagedRow&) {  // what it said is stored once more when it is said again
+    }
   }
 }
 
@@ -127,7 +134,7 @@ void EntryWriter::warm(KnownRows& known) {
 template <class Row>
 Sequence EntryWriter::find(KnownRows& known, const Row& row) {
   key_.clear();
-  append_key(key_, row);
+  append_content(key_, row, 1);
   return known.find(key_).value_or(0);
 }
 
@@ -137,7 +144,9 @@ void EntryWriter::remember(KnownRows& known, const Row& row) {
   epoch_bytes_ += static_cast<std::int64_t>(key_.size()) + kRowBytes;
 }
 
-void EntryWriter::use(const HostTables& tables, const LibraryBuild& build) { setting_ = {tables, build, true, 0}; }
+void EntryWriter::use(const HostTables& tables, const LibraryBuild& build) {
+  setting_ = {.tables = tables, .build = build, .digest = setting_digest(tables, build), .is_known = true, .id = 0};
+}
 
 // The setting that was used last is used again when it is the same; none before
 // it is, so that settings only ever ascend.
@@ -179,8 +188,15 @@ void EntryWriter::write_setting() {
 }
 
 void EntryWriter::write(const Batch& batch) {
-  if (!batch.inputs.empty()) write_setting();
-  for (const RecordedInput& input : batch.inputs) write(input);
+  if (!batch.inputs.empty()) {
+    write_setting();
+    const ChangeNumber change_before = last_change_;
+    sealed_.emplace(ledger_id_, seal_, setting_.digest);
+    for (const RecordedInput& input : batch.inputs) write(input);
+    seal_ = sealed_->close(batch.inputs.front().sequence, last_sequence_, change_before, last_change_);
+    columns::bind(sql_.seal.with(last_sequence_), 1, seal_);
+    sql_.seal.run();
+  }
   for (const auto& [slot, sequences] : batch.filter_state) {
     sql_.forget_slot.with(slot).run();
     for (const Sequence sequence : sequences) sql_.filter_state({slot, sequence});
@@ -214,7 +230,8 @@ void EntryWriter::write(const RecordedInput& input) {
                .fault = {},
                .created_time = {},
                .zone = {},
-               .created = {}};
+               .created = {},
+               .seal = {}};
   if (row.moment() != input.at) row.at = input.at;
   if (row.age_in(created_) != input.age) row.age = input.age;
   if (input.reported) {
@@ -226,6 +243,7 @@ void EntryWriter::write(const RecordedInput& input) {
     stamp(row, input.record);
   }
   sql_.event(row);
+  sealed_->add(row);
   for (const Change& change : input.changes) write(change, input);
   last_sequence_ = input.sequence;
   last_arrived_ = input.arrived;
@@ -256,6 +274,7 @@ Sequence EntryWriter::subject_of(const RecordedInput& input) {
   const SubjectRow row{input.sequence, input.event.entity, input.event.event};
   if (const Sequence known = find(subjects_, row)) return known;
   sql_.subject(row);
+  sealed_->add(row);
   remember(subjects_, row);
   return row.seq;
 }
@@ -264,6 +283,7 @@ Sequence EntryWriter::form_of(const RecordedInput& input) {
   const FormRow row{input.sequence, input.record};
   if (const Sequence known = find(forms_, row)) return known;
   sql_.form(row);
+  sealed_->add(row);
   remember(forms_, row);
   return row.seq;
 }
@@ -321,18 +341,20 @@ void EntryWriter::write(const Change& change, const RecordedInput& input) {
 void EntryWriter::note(const Change& change) {
   const bool is_new = change.kind == ChangeKind::kRaised && change.alarm == change.number;
   const Head before = is_new ? Head{} : head_of(change.alarm);
-  sql_.change({.number = change.number,
-               .seq = change.sequence,
-               .kind = change.kind,
-               .fault = change.fault,
-               .alarm = change.alarm,
-               .before = change.before,
-               .after = change.after,
-               .other = change.other,
-               .shown = change.shown,
-               .reporters = change.reporters,
-               .previous = before.change,
-               .of_alarm = before.count + 1});
+  const ChangeRow row{.number = change.number,
+                      .seq = change.sequence,
+                      .kind = change.kind,
+                      .fault = change.fault,
+                      .alarm = change.alarm,
+                      .before = change.before,
+                      .after = change.after,
+                      .other = change.other,
+                      .shown = change.shown,
+                      .reporters = change.reporters,
+                      .previous = before.change,
+                      .of_alarm = before.count + 1};
+  sql_.change(row);
+  sealed_->add(row);
   heads_[change.alarm] = {change.number, before.count + 1};
 }
 

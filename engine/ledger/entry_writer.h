@@ -9,6 +9,7 @@
 #include "filter/library_build.h"
 #include "ledger/batch.h"
 #include "ledger/known_rows.h"
+#include "ledger/seal.h"
 #include "ledger/tables.h"
 
 namespace polaiga::engine {
@@ -44,6 +45,7 @@ class EntryWriter {
   struct Setting {
     HostTables tables;
     LibraryBuild build;
+    Seal digest = {};
     bool is_known = false;
     std::int64_t id = 0;  // 0: it is not in the ledger yet
   };
@@ -57,6 +59,7 @@ class EntryWriter {
   struct Statements {
     explicit Statements(const Database& db);
     Insert<EventRow> event;
+    Statement seal;
     Insert<SubjectRow> subject;
     Insert<FormRow> form;
     Insert<ChangeRow> change;
@@ -116,6 +119,9 @@ class EntryWriter {
   Moment last_arrived_ = 0;
   std::int64_t last_age_ = 0;
   Moment created_ = 0;  // the ledger
+  std::string ledger_id_;
+  Seal seal_ = {};                   // of the last batch
+  std::optional<BatchSeal> sealed_;  // of the batch that is being written
   Setting setting_;
   EraRow era_;  // none has begun as long as its seq is 0
   std::int64_t epoch_bytes_ = 0;

@@ -1,6 +1,7 @@
 #include "ledger/ledger.h"
 
 #include <sqlite3.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -8,6 +9,7 @@
 #include <set>
 #include <utility>
 
+#include "ledger/carry_over.h"
 #include "ledger/entry_writer.h"
 #include "ledger/pruner.h"
 #include "ledger/stored_rows.h"
@@ -32,6 +34,9 @@ constexpr std::int64_t kEpochPart = 16;  // of the file, for what an epoch repea
 // How long the start of an engine may wait for what is past a retention that was
 // lowered.
 constexpr std::chrono::milliseconds kStartTidyTime{500};
+
+constexpr int kBatchesCheckedAtStart = 16;
+constexpr std::size_t kRowsOfCheck = 1000;
 
 std::int64_t log_bytes(const Retention& retention) {
   return retention.bytes > 0 ? std::min(retention.bytes / kLogPart, kMostLogBytes) : kMostLogBytes;
@@ -58,11 +63,6 @@ EntryWriter::Limits writer_limits(const Retention& retention) {
 struct NoRoom {
   std::int64_t pages;
 };
-
-bool is_damage(const SqlError& error) {
-  // The last is what a file says that lacks a table or a column.
-  return error.code() == SQLITE_CORRUPT || error.code() == SQLITE_NOTADB || error.code() == SQLITE_ERROR;
-}
 
 // As long as it lives, a commit does not wait for the disk. What it writes is in
 // order with what comes later, and does no harm when a power failure takes it.
@@ -99,7 +99,7 @@ class Ledger::Writer {
         log_(db_, retention.bytes > 0 ? most_log_bytes_ : 0),
         entries_(db_, writer_limits(retention)),
         pruner_(db_, retention, most_pages_),
-        find_(db_, "SELECT seq FROM event WHERE id = ?"),
+        find_(db_, "SELECT seq FROM event WHERE id = ?1 UNION ALL SELECT seq FROM former_id WHERE id = ?1 LIMIT 1"),
         oldest_event_(db_, "SELECT coalesce(min(seq), 0) FROM event"),
         oldest_change_(db_, "SELECT coalesce(min(number), 0) FROM change") {
     take_position();
@@ -112,6 +112,8 @@ class Ledger::Writer {
       if (is_damage(error)) throw;  // anything else is told when something is to be written
     }
   }
+
+  const Database& db() const { return db_; }
 
   const Pruner::Position& position() const { return position_; }
 
@@ -130,6 +132,15 @@ class Ledger::Writer {
 
   void use(const HostTables& tables, const LibraryBuild& build) { entries_.use(tables, build); }
 
+  // Inputs and changes that were lost: numbers go on after them.
+  void skip(const GapRow& gap) {
+    Transaction transaction(db_);
+    Insert<GapRow>{db_}(gap);
+    transaction.commit();
+    entries_.load();
+    take_position();
+  }
+
   void write(const Batch& batch) {
     if (batch.inputs.empty() && batch.filter_state.empty()) return;
     Pruner::Position now = position_;
@@ -141,11 +152,7 @@ class Ledger::Writer {
     keep_within([&] { insert(batch); });
     take_position();
     pruner_.filter_state_changed(batch.filter_state);
-    try {
-      bring_in_log();
-    } catch (const SqlError& error) {
-      if (is_damage(error)) throw;  // anything else is no reason to write this batch again: it is on the disk
-    }
+    bring_in_log_later_if_it_fails();
   }
 
   void set_cursor(const std::string& publisher, ChangeNumber through, Moment now) {
@@ -264,6 +271,16 @@ class Ledger::Writer {
     log_.lift(false);
   }
 
+  // The batch is durable: whoever gave it must not be told otherwise, or it would be written a second time. A full disk
+  // may have no space for what the file grows by; the log keeps it, and the next batch tries again.
+  void bring_in_log_later_if_it_fails() {
+    try {
+      bring_in_log();
+    } catch (const SqlError& error) {
+      if (is_damage(error)) throw;
+    }
+  }
+
   // The log is brought in when a good part of it is full. Should a reader still need
   // it then, there is time until all of it is.
   void bring_in_log() {
@@ -343,11 +360,16 @@ void Ledger::Writer::restore_faults(std::vector<ActiveFault>& faults) const {
                  "SELECT " + columns_sql<AlarmRow>() + ", " + NamedFault::columns() + " FROM " + NamedFault::tables() +
                      " JOIN alarm ON alarm.number = coalesce(fault.later_alarm, fault.alarm) "
                      "WHERE fault.number = ?1 AND fault.ended IS NULL AND alarm.merged IS NULL AND alarm.fault = ?1");
-  Statement records(db_, "SELECT 1 FROM event WHERE seq = ? AND form IS NOT NULL");
+  Statement records(db_, "SELECT " + columns_sql<EventRow, SubjectRow, FormRow>() +
+                             " FROM event JOIN subject ON subject.seq = event.subject "
+                             "JOIN form ON form.seq = event.form WHERE event.seq = ?");
   const auto must_have_record = [&records](Sequence sequence) {
     if (!records.with(sequence).step()) {
       throw LedgerError("the record of input " + std::to_string(sequence) + " is gone, which an active fault needs");
     }
+    read_row<EventRow>(records);
+    read_row<SubjectRow>(records, kWidth<EventRow>);
+    read_row<FormRow>(records, kWidth<EventRow> + kWidth<SubjectRow>);
   };
   Sequence updated = 0;  // the input that updated the fault last
   while (reports.step()) {
@@ -373,7 +395,7 @@ void Ledger::Writer::restore_faults(std::vector<ActiveFault>& faults) const {
       updated = fault.updated_seq;
     }
     must_have_record(row.since_seq);
-    must_have_record(row.last_seq);
+    if (row.last_seq != row.since_seq) must_have_record(row.last_seq);
     ActiveFault& fault = faults.back();
     fault.shown = std::max(fault.shown, row.last_seq);
     fault.count += row.count;
@@ -391,26 +413,144 @@ void Ledger::Writer::restore_faults(std::vector<ActiveFault>& faults) const {
   for (ActiveFault& fault : faults) std::ranges::sort(fault.reports, {}, &Report::since);
 }
 
-Ledger::Ledger(const std::string& path, const Retention& retention, Moment now) {
-  const auto begin = [&](OpenedLedger&& opened) {
-    writer_ = std::make_unique<Writer>(std::move(opened.db), retention);
-    id_ = writer_->id();
-  };
-  OpenedLedger opened = open_ledger(path, now);
-  set_aside_ = opened.set_aside;
+Ledger::Ledger(const std::string& path, const Retention& retention, Moment now)
+    : path_(resolve_ledger(path)), retention_(retention), lock_(path_) {
+  const std::optional<Mark> mark = read_mark(path_);
+  mark_file_.emplace(path_);
+  const Beginning beginning{
+      .created = now, .after_input = mark ? mark->last_sequence : 0, .after_change = mark ? mark->last_change : 0};
+  std::string damage;
   try {
+    if (mark && mark->is_damaged) throw DamagedLedger("the engine found it damaged while it was using it");
+    Database db = open_ledger(path_, *lock_, beginning, mark.has_value());
     try {
-      begin(std::move(opened));
-      return;
+      begin(std::move(db));
+    } catch (const LedgerError& error) {  // rows that no engine writes are damage, too
+      damage = error.what();
     } catch (const SqlError& error) {
-      if (!is_damage(error)) throw;
-    } catch (const LedgerError&) {  // rows that no engine writes are damage, too
+      if (!is_damage(error)) throw LedgerError(path + ": cannot open the ledger: " + error.what());
+      damage = error.what();
     }
-    writer_.reset();
-    set_aside_ = set_ledger_aside(path, now);
-    begin(open_ledger(path, now));
+  } catch (const DamagedLedger& error) {
+    damage = error.what();
+  }
+  if (!damage.empty()) replace(damage, beginning);
+  if (mark) go_on_after(*mark, now);
+  this->mark(false);
+  check_last_batches();
+}
+
+void Ledger::begin(Database&& db) {
+  writer_ = std::make_unique<Writer>(std::move(db), retention_);
+  id_ = writer_->id();
+  restored_ = writer_->restore();
+  log_file_ = identity_of(path_ + "-wal");
+}
+
+// The new ledger is complete, and locked, before it comes in the place of the old one.
+void Ledger::replace(const std::string& reason, const Beginning& beginning) {
+  writer_.reset();
+  const std::string fresh = path_ + "-new";
+  const CarriedOver carried = carry_over(path_, fresh, beginning);
+  LedgerLock lock(fresh);
+  set_aside_ = replace_ledger(path_, fresh, beginning.created);
+  lock_ = std::move(lock);
+  try {
+    begin(open_ledger(path_, *lock_, beginning, true));
   } catch (const SqlError& error) {
-    throw LedgerError(path + ": cannot open the ledger: " + error.what());
+    throw LedgerError(path_ + ": cannot open the new ledger: " + error.what());
+  }
+  news_.push_back(path_ + ": the ledger is damaged: " + reason + ". " +
+                  (set_aside_.empty() ? "It was empty" : "It was moved to " + set_aside_) +
+                  ", and a new one was begun in its place. " + carried.text());
+}
+
+// A fault of the disk or a power cut most likely harms what was written last.
+void Ledger::check_last_batches() {
+  checker_ = std::make_unique<Checker>(writer_->db());
+  checker_->only_last(kBatchesCheckedAtStart);
+  while (checker_->step(kRowsOfCheck)) {
+  }
+  for (const Finding& finding : checker_->findings()) {
+    news_.push_back(path_ + ": the ledger is damaged, but the engine can go on: " + finding.what +
+                    ". `polaiga verify` tells more");
+  }
+  checker_ = std::make_unique<Checker>(writer_->db());
+}
+
+Ledger::CheckProgress Ledger::check_progress() const { return checked_; }
+
+std::vector<std::string> Ledger::check_some(std::size_t rows) {
+  std::vector<std::string> found;
+  if (!checker_) return found;
+  const std::size_t before = checker_->findings().size();
+  const bool more = checker_->step(rows);
+  for (std::size_t i = before; i < checker_->findings().size(); ++i) found.push_back(checker_->findings()[i].what);
+  checked_ = {.percent = more ? std::min(checker_->percent(), 99) : 100, .is_done = !more, .found = checker_->found()};
+  if (!more) checker_.reset();
+  return found;
+}
+
+// A process that was killed has acknowledged nothing that its ledger did not have. So a
+// ledger that ends before its mark lost its end, or is an earlier copy.
+void Ledger::go_on_after(const Mark& mark, Moment now) {
+  if (mark.last_sequence <= last_sequence() && mark.last_change <= last_change()) return;
+  const GapRow gap{.seq = last_sequence() + 1,
+                   .last_seq = std::max(mark.last_sequence, last_sequence()),
+                   .change = last_change() + 1,
+                   .last_change = std::max(mark.last_change, last_change()),
+                   .found = std::clamp<Moment>(now, 0, kLastMoment)};
+  try {
+    writer_->skip(gap);
+  } catch (const SqlError& error) {
+    throw LedgerError(path_ + ": cannot write the ledger: " + error.what());
+  }
+  news_.push_back(path_ + ": the ledger ends before what was acknowledged: inputs " + std::to_string(gap.seq) + " to " +
+                  std::to_string(gap.last_seq) + " and changes " + std::to_string(gap.change) + " to " +
+                  std::to_string(gap.last_change) + " are lost" +
+                  (mark.ledger_id == id_ ? std::string() : ", which were of the ledger " + mark.ledger_id) +
+                  ". Their numbers are not given again. Compare the active faults with the hardware.");
+}
+
+// What cannot be marked is still durable in the ledger; so a mark that cannot be written
+// stops the engine only when it is to begin.
+void Ledger::mark(bool is_damaged) {
+  mark_file_->write({.ledger_id = id_,
+                     .last_sequence = last_sequence(),
+                     .last_change = last_change(),
+                     .is_damaged = is_damaged,
+                     .process = ::getpid()});
+}
+
+void Ledger::must_be_in_place() {
+  const auto log = identity_of(path_ + "-wal");
+  if (!log_file_) log_file_ = log;
+  if (lock_->is_in_place(path_) && log && log == log_file_) return;
+  throw LedgerError(path_ + ": the ledger, or the log " + path_ +
+                    "-wal, was renamed, deleted or replaced while the engine was "
+                    "using it. Nothing more is acknowledged. Put the files back or take both away, and start again");
+}
+
+// A ledger that turns out to be damaged is replaced by the next start, which knows it
+// from the mark.
+template <class Work>
+auto Ledger::noting_damage(Work work) {
+  const auto note = [this] {
+    try {
+      mark(true);
+    } catch (const LedgerError&) {  // the damage is the greater news
+    }
+  };
+  try {
+    return work();
+  } catch (const DamagedRow&) {
+    note();
+    throw;
+  } catch (const SqlError& error) {
+    if (error.code() != SQLITE_CORRUPT && error.code() != SQLITE_NOTADB) throw;
+    note();
+    throw LedgerError(path_ + ": the ledger is damaged: " + error.what() +
+                      ". The next start begins a new one and carries over what proves right");
   }
 }
 
@@ -424,23 +564,36 @@ Moment Ledger::last_arrived() const { return writer_->position().arrived; }
 std::int64_t Ledger::last_age() const { return writer_->position().age; }
 
 std::optional<Sequence> Ledger::find(const std::string& id) { return writer_->find(id); }
-Restored Ledger::restore() const {
+Restored Ledger::restore() {
+  if (restored_) return *std::exchange(restored_, std::nullopt);
   try {
     return writer_->restore();
   } catch (const SqlError& error) {
     throw LedgerError(std::string("cannot read the ledger: ") + error.what());
   }
 }
+
 void Ledger::use(const HostTables& tables, const LibraryBuild& build) { writer_->use(tables, build); }
-void Ledger::write(const Batch& batch) { writer_->write(batch); }
-void Ledger::set_cursor(const std::string& publisher, ChangeNumber through, Moment now) {
-  writer_->set_cursor(publisher, through, now);
+
+void Ledger::write(const Batch& batch) {
+  restored_.reset();
+  noting_damage([&] { writer_->write(batch); });
+  must_be_in_place();
+  mark(false);
 }
-bool Ledger::forget_cursor(const std::string& publisher) { return writer_->forget_cursor(publisher); }
+
+void Ledger::set_cursor(const std::string& publisher, ChangeNumber through, Moment now) {
+  noting_damage([&] { writer_->set_cursor(publisher, through, now); });
+}
+bool Ledger::forget_cursor(const std::string& publisher) {
+  return noting_damage([&] { return writer_->forget_cursor(publisher); });
+}
 std::vector<PublisherCursor> Ledger::cursors() const { return writer_->cursors(); }
 std::size_t Ledger::most_inputs_in_batch() const { return writer_->most_inputs(); }
 void Ledger::set_patience(std::chrono::milliseconds patience) { writer_->set_patience(patience); }
-bool Ledger::tidy() { return writer_->tidy(); }
+bool Ledger::tidy() {
+  return noting_damage([&] { return writer_->tidy(); });
+}
 LedgerSize Ledger::size() const { return writer_->size(); }
 
 }  // namespace polaiga::engine

@@ -15,7 +15,9 @@
 #include "filter/host_tables.h"
 #include "filter/library_build.h"
 #include "ledger/batch.h"
+#include "ledger/checker.h"
 #include "ledger/ledger_file.h"
+#include "ledger/mark.h"
 #include "ledger/retention.h"
 
 namespace polaiga::engine {
@@ -53,7 +55,9 @@ struct PublisherCursor {
 
 class Ledger {
  public:
-  // Opens the ledger or begins one. Throws LedgerError.
+  // Opens the ledger or begins one; no other engine can use it as long as this lives. A ledger in which
+  // something is damaged that the engine goes on with is replaced by a new one, into
+  // which everything goes that proves right. Throws LedgerError.
   Ledger(const std::string& path, const Retention& retention, Moment now);
   ~Ledger();
   Ledger(Ledger&& other) noexcept;
@@ -65,6 +69,9 @@ class Ledger {
   // Where a damaged ledger was moved to, in whose place this one was begun; else empty.
   const std::string& set_aside() const { return set_aside_; }
 
+  // What was found wrong when it was opened, and what was done about it; sentences for people.
+  const std::vector<std::string>& news() const { return news_; }
+
   Sequence last_sequence() const;
   ChangeNumber last_change() const;
   // Of the last input; 0 when there is none.
@@ -75,14 +82,16 @@ class Ledger {
   std::optional<Sequence> find(const std::string& id);
 
   // Throws LedgerError when what an engine needs is not there as a whole.
-  Restored restore() const;
+  Restored restore();
 
   // Under what inputs are handled from now on. It is written with the next batch.
   void use(const HostTables& tables, const LibraryBuild& build);
 
   // In one transaction, durable when it returns; the numbers of the inputs and the
   // changes follow the last ones. Throws SqlError, and then the ledger is as it
-  // was: the same batch may be written later.
+  // was: the same batch may be written later. Throws LedgerError when the ledger is
+  // damaged, or when its file is not in its place any more: then nothing of the batch
+  // may be acknowledged, and this ledger is not to be used again.
   void write(const Batch& batch);
 
   // How many inputs a batch may have, so that it fits the limit of bytes. Larger
@@ -107,11 +116,44 @@ class Ledger {
 
   LedgerSize size() const;
 
+  // How far the ledger has been checked since it was opened.
+  struct CheckProgress {
+    int percent = 0;
+    bool is_done = false;
+    std::uint64_t found = 0;  // things that are not as they were written
+  };
+  CheckProgress check_progress() const;
+
+  // Goes on with checking all that was not checked at the start: about so many rows.
+  // Answers what was found in them, a sentence each. Whatever it is, the engine can go
+  // on: it rests on none of it.
+  std::vector<std::string> check_some(std::size_t rows);
+
  private:
   class Writer;
+
+  void check_last_batches();
+
+  void begin(Database&& db);
+  void replace(const std::string& reason, const Beginning& beginning);
+  void go_on_after(const Mark& mark, Moment now);
+  void mark(bool is_damaged);
+  void must_be_in_place();
+  template <class Work>
+  auto noting_damage(Work work);
+
+  std::string path_;  // resolved
+  Retention retention_;
+  std::optional<LedgerLock> lock_;  // before the writer: it must outlive the database
+  std::optional<MarkFile> mark_file_;
   std::unique_ptr<Writer> writer_;
+  std::optional<FileIdentity> log_file_;
+  std::optional<Restored> restored_;  // until it is asked for
   std::string id_;
   std::string set_aside_;
+  std::vector<std::string> news_;
+  std::unique_ptr<Checker> checker_;  // after the writer, whose database it reads
+  CheckProgress checked_;
 };
 
 }  // namespace polaiga::engine

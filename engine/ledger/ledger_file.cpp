@@ -4,6 +4,7 @@
 #include <sqlite3.h>
 #include <sys/file.h>
 #include <sys/random.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,6 +17,7 @@
 
 #include "base/descriptor.h"
 #include "base/printable.h"
+#include "ledger/mark.h"
 #include "ledger/tables.h"
 #include "ledger/views.h"
 
@@ -29,11 +31,9 @@ constexpr int kVersion = 1;
 // An event alone changes three or four pages, and each of them is written whole.
 constexpr int kPageSize = 1024;
 
-// What the engine goes on with is in these; they are always checked. Of the rest,
-// a large ledger is checked as it is read: a start does not wait for it.
-constexpr const char* kSmallTables[] = {"ledger", "build",  "tables",       "setting",
-                                        "era",    "report", "filter_state", "publisher_cursor"};
-constexpr std::uintmax_t kCheckedAsAWhole = std::uintmax_t{128} * 1024 * 1024;
+// How long, in ms, the engine waits for another program that writes to its ledger; it tries again
+// after it has looked after its clients.
+constexpr int kWriterPatience = 250;
 
 constexpr const char* kWriterAdvice = "; is there a directory, and may this user write to it and to the file?";
 constexpr const char* kReaderAdvice = "; is there a ledger, and may this user read it?";
@@ -43,42 +43,32 @@ std::int64_t pragma(Database& db, const std::string& name) {
   return statement.step() ? statement.integer(0) : 0;
 }
 
-bool is_damage(const SqlError& error) { return error.code() == SQLITE_CORRUPT || error.code() == SQLITE_NOTADB; }
-
-bool passes(Database& db, const std::string& check) {
-  Statement statement(db, "PRAGMA " + check);
-  return statement.step() && statement.text(0) == "ok";
+// Whether the file's header says that it is a ledger. It is what is left to look at when
+// SQLite refuses the file.
+bool has_ledger_header(int fd) {
+  std::array<unsigned char, 100> header{};
+  if (::pread(fd, header.data(), header.size(), 0) != static_cast<ssize_t>(header.size())) return false;
+  std::uint32_t application = 0;
+  for (std::size_t i = 68; i < 72; ++i) application = application << 8U | header[i];
+  return application == kApplicationId;
 }
 
-// So that the pages are in memory when they are checked, in whatever order: from a
-// disk, one after the other is many times faster.
-void read_ahead(const std::string& path) {
-  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  std::vector<char> buffer(std::size_t{1} << 20U);
-  while (file.is_open() && ::read(file.get(), buffer.data(), buffer.size()) > 0) {
-  }
-}
-
-bool is_sound(Database& db, const std::string& path) {
-  const bool as_a_whole = std::filesystem::file_size(path) <= kCheckedAsAWhole;
-  if (as_a_whole) read_ahead(path);
-  for (const char* table : kSmallTables) {
-    if (!passes(db, "integrity_check(" + std::string(table) + ")")) return false;
-  }
-  return !as_a_whole || passes(db, "quick_check(1)");
-}
-
-// Everything that can be told of a file that is not this program's to mend.
-void reject_foreign(Database& db, const std::string& path) {
+// What can be told of a file that SQLite can read. Answers whether there is anything in it.
+bool is_begun(Database& db, const std::string& path, bool was_ledger) {
   const auto application = pragma(db, "application_id");
   const auto version = pragma(db, "user_version");
-  if (application != kApplicationId && (application != 0 || version != 0 || pragma(db, "schema_version") != 0)) {
-    throw LedgerError(path + ": this is no ledger, but another database");
-  }
-  if (version > kVersion) {
+  const auto schema_version = pragma(db, "schema_version");
+  if (application == kApplicationId && version > kVersion) {
     throw LedgerError(path + ": this ledger is of version " + std::to_string(version) +
                       ", of a later program; this one knows versions up to " + std::to_string(kVersion));
   }
+  if (application == 0 && version == 0 && schema_version == 0) {
+    if (was_ledger) throw DamagedLedger("the file is empty");
+    return false;
+  }
+  if (application == kApplicationId && version == kVersion) return true;
+  if (was_ledger) throw DamagedLedger("its header is not that of a ledger");
+  throw LedgerError(path + ": this is no ledger, but another database; it is left as it is. Name another file");
 }
 
 // What is acknowledged is on the disk: every commit waits for it. The log is
@@ -86,6 +76,8 @@ void reject_foreign(Database& db, const std::string& path) {
 void prepare(Database& db) {
   db.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA cache_size = -16384");
   db.exec("PRAGMA wal_autocheckpoint = 0");
+  pragma(db, "schema_version");  // the log is opened by the first read
+  db.set_patience(kWriterPatience);
 }
 
 std::string random_id() {
@@ -103,15 +95,21 @@ std::string random_id() {
 }
 
 // Page size and auto_vacuum can be chosen only before there is anything in it.
-void make(Database& db, Moment now) {
+void make(Database& db, const Beginning& beginning) {
   db.exec("PRAGMA page_size = " + std::to_string(kPageSize) + "; PRAGMA auto_vacuum = INCREMENTAL");
   prepare(db);
   Transaction transaction(db);
   db.exec(schema() + views());
-  Insert<LedgerRow>{db}({.id = random_id(), .created = std::clamp<Moment>(now, 0, kLastMoment)});
+  Insert<LedgerRow> insert(db);
+  insert({.id = random_id(),
+          .created = std::clamp<Moment>(beginning.created, 0, kLastMoment),
+          .watermark_seq = beginning.after_input,
+          .watermark_change = beginning.after_change,
+          .watermark_at = 0});
   db.exec("PRAGMA application_id = " + std::to_string(kApplicationId));
   db.exec("PRAGMA user_version = " + std::to_string(kVersion));
   transaction.commit();
+  db.exec("PRAGMA wal_checkpoint(TRUNCATE)");  // so that the file's own header says what it is
 }
 
 std::string when_text(Moment now) {
@@ -143,77 +141,123 @@ Database open_existing(const std::string& path, Access access) {
 
 int ledger_version() { return kVersion; }
 
-LedgerLock::LedgerLock(const std::string& ledger) {
-  const std::string path = ledger + "-lock";
-  fd_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-  if (fd_ < 0) throw LedgerError(path + ": cannot open: " + std::strerror(errno) + kWriterAdvice);
-  if (::flock(fd_, LOCK_EX | LOCK_NB) == 0) {
-    const std::string process = std::to_string(::getpid()) + "\n";
-    // Who holds it is told for people; the lock does not depend on it.
-    if (::ftruncate(fd_, 0) == 0 && ::pwrite(fd_, process.data(), process.size(), 0) < 0) errno = 0;
-    return;
+std::string resolve_ledger(const std::string& path) {
+  if (path.empty()) throw LedgerError("the name of the ledger is empty; --ledger names a file");
+  if (path == ":memory:" || path.starts_with("file:")) {
+    throw LedgerError(in_quotes(path) +
+                      " is no name of a file, and a ledger must be one; to mean a file of that name, put ./ before it");
   }
-  std::array<char, 16> holder{};
-  const auto count = ::pread(fd_, holder.data(), holder.size() - 1, 0);
-  ::close(fd_);
-  const std::string process = count > 1 ? printable({holder.data(), static_cast<std::size_t>(count - 1)}) : "?";
-  throw LedgerError(ledger + ": another engine is using this ledger: process " + process);
+  if (path.find('\0') != std::string::npos) throw LedgerError("the name of the ledger has a zero byte");
+  std::error_code error;
+  const auto status = std::filesystem::symlink_status(path, error);
+  std::filesystem::path resolved;
+  if (status.type() == std::filesystem::file_type::not_found) {
+    // The directory must be there; the file will be made in it.
+    const std::filesystem::path given(path);
+    const std::filesystem::path directory = given.has_parent_path() ? given.parent_path() : std::filesystem::path(".");
+    const auto real = std::filesystem::canonical(directory, error);
+    if (error || !given.has_filename()) return path;  // opening it will tell what is wrong
+    return (real / given.filename()).string();
+  }
+  resolved = std::filesystem::canonical(path, error);
+  if (error) {
+    throw LedgerError(path + ": cannot be followed to a file: " + error.message() +
+                      "; if it is a symbolic link, it must lead to a file");
+  }
+  if (std::filesystem::is_directory(resolved, error))
+    throw LedgerError(path + ": this is a directory; --ledger names a file");
+  return resolved.string();
 }
 
-LedgerLock::~LedgerLock() { ::close(fd_); }
+LedgerLock::LedgerLock(const std::string& ledger)
+    : file_(::open(ledger.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644)) {
+  if (!file_.is_open()) throw LedgerError(ledger + ": cannot open the ledger: " + std::strerror(errno) + kWriterAdvice);
+  struct stat status = {};
+  if (::fstat(file_.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    throw LedgerError(ledger + ": this is no regular file; --ledger names a file");
+  }
+  if (::flock(file_.get(), LOCK_EX | LOCK_NB) == 0) return;
+  const auto mark = read_mark(ledger);
+  throw LedgerError(ledger + ": another engine is using this ledger" +
+                    (mark ? ": process " + std::to_string(mark->process) : std::string()));
+}
 
-std::string set_ledger_aside(const std::string& path, Moment now) {
+bool LedgerLock::is_in_place(const std::string& ledger) const {
+  struct stat locked = {};
+  return ::fstat(file_.get(), &locked) == 0 && identity_of(ledger) == FileIdentity{locked.st_dev, locked.st_ino};
+}
+
+std::optional<FileIdentity> identity_of(const std::string& path) {
+  struct stat status = {};
+  if (::lstat(path.c_str(), &status) != 0) return std::nullopt;
+  return FileIdentity{status.st_dev, status.st_ino};
+}
+
+// The last is what a file says that lacks a table or a column.
+bool is_damage(const SqlError& error) {
+  return error.code() == SQLITE_CORRUPT || error.code() == SQLITE_NOTADB || error.code() == SQLITE_ERROR;
+}
+
+Database open_ledger(const std::string& path, const LedgerLock& lock, const Beginning& beginning, bool was_ledger) {
   try {
+    Database db(path, Access::kReadWriteCreate);
+    if (is_begun(db, path, was_ledger)) {
+      prepare(db);
+    } else {
+      make(db, beginning);
+    }
+    return db;
+  } catch (const SqlError& error) {
+    if (!is_damage(error)) throw told(path, error, kWriterAdvice);
+    if (was_ledger || has_ledger_header(lock.fd())) throw DamagedLedger(error.what());
+    throw LedgerError(path + ": this is no ledger; it is left as it is. Name another file");
+  }
+}
+
+Database make_ledger(const std::string& path, const Beginning& beginning) {
+  try {
+    Database db(path, Access::kReadWriteCreate);
+    make(db, beginning);
+    return db;
+  } catch (const SqlError& error) {
+    throw told(path, error, kWriterAdvice);
+  }
+}
+
+std::string replace_ledger(const std::string& path, const std::string& fresh, Moment now) {
+  namespace fs = std::filesystem;
+  try {
+    const bool is_empty = fs::file_size(path) == 0 && !fs::exists(path + "-wal");
+    if (is_empty) {
+      fs::rename(fresh, path);
+      return "";
+    }
     const std::string base = path + ".damaged-" + when_text(now);
     std::string aside = base;
-    for (int i = 2; std::filesystem::exists(aside); ++i) aside = base + "-" + std::to_string(i);
-    std::filesystem::rename(path, aside);
-    for (const char* companion : {"-wal", "-shm"}) {
-      if (std::filesystem::exists(path + companion)) std::filesystem::rename(path + companion, aside + companion);
-    }
+    for (int i = 2; fs::exists(aside); ++i) aside = base + "-" + std::to_string(i);
+    // With a second name for the old file there is a ledger in its place at any time.
+    std::error_code no_links;
+    fs::create_hard_link(path, aside, no_links);
+    if (no_links) fs::rename(path, aside);
+    if (fs::exists(path + "-wal")) fs::rename(path + "-wal", aside + "-wal");
+    fs::remove(path + "-shm");
+    fs::rename(fresh, path);
     return aside;
-  } catch (const std::filesystem::filesystem_error& error) {
+  } catch (const fs::filesystem_error& error) {
     throw LedgerError(path + ": the ledger is damaged and cannot be set aside: " + error.code().message());
   }
 }
 
-OpenedLedger open_ledger(const std::string& path, Moment now) {
-  std::string set_aside;
-  try {
-    if (std::filesystem::exists(path)) {
-      try {
-        Database db(path, Access::kReadWriteCreate);
-        reject_foreign(db, path);
-        if (pragma(db, "schema_version") == 0) {
-          make(db, now);  // an engine was stopped before it could
-          return {std::move(db), ""};
-        }
-        prepare(db);
-        if (is_sound(db, path)) return {std::move(db), ""};
-      } catch (const SqlError& error) {
-        if (!is_damage(error)) throw;
-      }
-      set_aside = set_ledger_aside(path, now);
-    }
-    Database db(path, Access::kReadWriteCreate);
-    make(db, now);
-    return {std::move(db), set_aside};
-  } catch (const SqlError& error) {
-    throw told(path, error, kWriterAdvice);
-  } catch (const std::filesystem::filesystem_error& error) {
-    throw LedgerError(path + ": cannot open the ledger: " + error.code().message());
-  }
-}
-
-Database read_ledger(const std::string& path) {
+ReadLedger read_ledger(const std::string& path) {
+  const std::string resolved = resolve_ledger(path);
   try {
     try {
-      return open_existing(path, Access::kRead);
+      return {open_existing(resolved, Access::kRead), false};
     } catch (const SqlError&) {
       // Who may not write beside a ledger cannot read it as others do when it has
       // no log; but without one nobody is writing to it.
-      if (std::filesystem::exists(path + "-wal")) throw;
-      return open_existing(path, Access::kReadResting);
+      if (std::filesystem::exists(resolved + "-wal")) throw;
+      return {open_existing(resolved, Access::kReadResting), true};
     }
   } catch (const SqlError& error) {
     throw told(path, error, kReaderAdvice);

@@ -103,10 +103,11 @@ Pruner::Statements::Statements(const Database& db)
       least_cursor(db, "SELECT min(change) FROM publisher_cursor") {}
 
 Pruner::Pruner(Database& db, const Retention& retention, std::int64_t most_pages)
-    : db_(db), retention_(retention), most_pages_(most_pages), sql_(db) {
-  watermark_ = ledger_row(db);
+    : db_(db), retention_(retention), most_pages_(most_pages), sql_(db), watermark_(ledger_row(db)) {
   Statement remembered(db, select<FilterStateRow>());
   for (auto& row : all_rows<FilterStateRow>(remembered)) filter_state_[row.slot].push_back(row.seq);
+  Statement former_ids(db, "SELECT EXISTS (SELECT 1 FROM former_id)");
+  has_former_ids_ = first_integer(former_ids) != 0;
   cursors_changed();
 }
 
@@ -227,10 +228,12 @@ void Pruner::step(Sequence through, std::int64_t most) {
       if (!is_needed(event, era_goes ? end : era)) sql_.drop_event.with(event.seq).run();
     }
   }
+  if (has_former_ids_) db_.exec("DELETE FROM former_id");
   sql_.move_watermark.with(watermark.watermark_seq, watermark.watermark_change, watermark.watermark_at).run();
   if (era_goes) sweep(era, end, end);
   transaction.commit();
   watermark_ = watermark;
+  has_former_ids_ = false;  // they were older than all that is taken out now
 }
 
 // Takes out the changes of these inputs with the faults and alarms that they

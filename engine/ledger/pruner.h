@@ -115,6 +115,7 @@ class Pruner {
   Sequence swept_ = 0;       // the era that was swept last
   Sequence sweep_from_ = 0;  // the next is swept when the watermark is here
   bool is_too_full_ = false;
+  bool has_former_ids_ = false;
 };
 
 }  // namespace polaiga::engine

@@ -4,6 +4,8 @@
 
 #include <utility>
 
+#include "ledger/row_check.h"
+
 namespace polaiga::engine {
 namespace {
 
@@ -58,6 +60,7 @@ Database::Database(const std::string& path, Access access) {
   const int code = sqlite3_open_v2(name.c_str(), &db, flags_of(access) | SQLITE_OPEN_NOMUTEX, nullptr);
   db_.reset(db);
   if (code != SQLITE_OK) fail(db, code);
+  if (const int added = add_row_check(db); added != SQLITE_OK) fail(db, added);
   set_patience(kPatience);
 }
 
@@ -125,6 +128,12 @@ std::string_view Statement::text(int column) const {
   return text != nullptr ? std::string_view(reinterpret_cast<const char*>(text), static_cast<std::size_t>(size)) : "";
 }
 
+std::string_view Statement::blob(int column) const {
+  const void* const data = sqlite3_column_blob(statement_.get(), column);
+  const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), column));
+  return data != nullptr ? std::string_view(static_cast<const char*>(data), size) : std::string_view();
+}
+
 bool Statement::is_null(int column) const { return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL; }
 
 int Statement::columns() const { return sqlite3_column_count(statement_.get()); }
@@ -133,6 +142,10 @@ int Statement::type(int column) const { return sqlite3_column_type(statement_.ge
 
 void Statement::bind_copy(int index, std::string_view text) {
   check(sqlite3_bind_text64(statement_.get(), index + 1, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8));
+}
+
+void Statement::bind_blob(int index, std::string_view bytes) {
+  check(sqlite3_bind_blob64(statement_.get(), index + 1, bytes.data(), bytes.size(), SQLITE_STATIC));
 }
 
 void Statement::bind(int index, std::string_view text) {

@@ -70,7 +70,8 @@ class Statement {
   void reset();
 
   std::int64_t integer(int column) const;
-  std::string_view text(int column) const;  // until the next step
+  std::string_view text(int column) const;  // until the next step, as that of blob()
+  std::string_view blob(int column) const;
   bool is_null(int column) const;
   int columns() const;
   int type(int column) const;  // SQLITE_INTEGER and so on
@@ -83,6 +84,7 @@ class Statement {
   // The text must last until the last step, but for that of bind_copy().
   void bind(int index, std::string_view text);
   void bind_copy(int index, std::string_view text);
+  void bind_blob(int index, std::string_view bytes);  // they must last until the last step, too
   void bind(int index, const char* text) { bind(index, std::string_view(text)); }
   void bind(int index, const std::string& text) { bind(index, std::string_view(text)); }
   template <std::integral T>

@@ -30,6 +30,15 @@ void apply(std::optional<StandingRow>& standing, const ChangeRow& change, Sequen
   ++standing->count;
 }
 
+std::string insert_standing_sql() {
+  return "INSERT INTO standing (era, fault, alarm, shown, reporters, updated_at, count) "
+         "SELECT ?, fault.number, coalesce(fault.later_alarm, fault.alarm), max(report.last_seq), count(*), "
+         // of the report with the greatest last_seq, as SQLite promises for columns beside max()
+         "iif(fault.updated_seq > report.last_seq, fault.updated_at, report.last_at), "
+         "fault.count + sum(report.count) "
+         "FROM report JOIN fault ON fault.number = report.fault GROUP BY report.fault";
+}
+
 // FNV-1a of 64 bits, less one bit, as numbers of the ledger are not negative.
 std::int64_t fault_name_hash(std::string_view fault_dn) {
   std::uint64_t hash = 0xCBF29CE484222325U;
@@ -52,7 +61,8 @@ std::string schema() {
          create_table<EraRow>() + create_table<SubjectRow>() + create_table<FormRow>() + create_table<EventRow>() +
          create_table<ChangeRow>() + create_table<AlarmRow>() + create_table<FaultRow>() + create_table<StepRow>() +
          create_table<ReportRow>() + create_table<ShownAgainRow>() + create_table<StandingRow>() +
-         create_table<FilterStateRow>() + create_table<CursorRow>() +
+         create_table<FilterStateRow>() + create_table<CursorRow>() + create_table<GapRow>() +
+         create_table<FormerIdRow>() +
          "CREATE UNIQUE INDEX event_id ON event (id) WHERE id IS NOT NULL;\n"
          "CREATE INDEX fault_name ON fault (name, number);\n";
 }

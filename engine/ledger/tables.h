@@ -184,6 +184,7 @@ struct EventRow {
   std::optional<std::uint32_t> created_time;
   std::optional<std::int32_t> zone;    // the record's local time is so many seconds ahead of UTC; null: see `created`
   std::optional<std::string> created;  // the record's local time, when it is not that of created_time and zone
+  std::optional<Seal> seal;            // of the batch (seal.h); only the last input of a batch has it
 
   Moment arrival() const { return arrived.value_or(received); }
   std::int64_t age_in(Moment ledger_created) const { return age ? *age : arrival() - ledger_created; }
@@ -202,7 +203,8 @@ struct Table<EventRow> {
       columns_of<&EventRow::event>(kEventValues),
       std::tuple{Column<&EventRow::form>{"form"}, Column<&EventRow::outcome>{"outcome"},
                  Column<&EventRow::fault>{"fault"}, Column<&EventRow::created_time>{"created_time"},
-                 Column<&EventRow::zone>{"zone"}, Column<&EventRow::created>{"created"}});
+                 Column<&EventRow::zone>{"zone"}, Column<&EventRow::created>{"created"},
+                 Column<&EventRow::seal>{"seal"}});
   static constexpr std::string_view kMore = ") STRICT";
 };
 
@@ -406,6 +408,9 @@ struct Table<StandingRow> {
 // active. `at` is when the input of the change happened.
 void apply(std::optional<StandingRow>& standing, const ChangeRow& change, Sequence era, Moment at);
 
+// Stores what is active now as what was active when the era ?1 began.
+std::string insert_standing_sql();
+
 // An event that shaped what the library remembers.
 struct FilterStateRow {
   std::string slot;
@@ -420,6 +425,45 @@ struct Table<FilterStateRow> {
       Column<&FilterStateRow::seq>{"seq"},
   };
   static constexpr std::string_view kMore = ", PRIMARY KEY (slot, seq)) STRICT, WITHOUT ROWID";
+};
+
+// Inputs and changes that had been acknowledged and were not in the ledger any more
+// when an engine began. Their numbers are not given again.
+struct GapRow {
+  Sequence seq = 0;
+  Sequence last_seq = 0;
+  ChangeNumber change = 0;
+  ChangeNumber last_change = 0;  // less than `change` when no change was lost
+  Moment found = 0;
+};
+
+template <>
+struct Table<GapRow> {
+  static constexpr std::string_view kName = "gap";
+  static constexpr std::tuple kColumns{
+      Column<&GapRow::seq>{"seq", "PRIMARY KEY"},
+      Column<&GapRow::last_seq>{"last_seq"},
+      Column<&GapRow::change>{"change"},
+      Column<&GapRow::last_change>{"last_change"},
+      Column<&GapRow::found>{"found", {}, kLastMoment},
+  };
+  static constexpr std::string_view kMore = ") STRICT";
+};
+
+// An id that came with an input of the ledger before, which was damaged.
+struct FormerIdRow {
+  std::string id;
+  Sequence seq = 0;
+};
+
+template <>
+struct Table<FormerIdRow> {
+  static constexpr std::string_view kName = "former_id";
+  static constexpr std::tuple kColumns{
+      Column<&FormerIdRow::id>{"id", "PRIMARY KEY"},
+      Column<&FormerIdRow::seq>{"seq"},
+  };
+  static constexpr std::string_view kMore = ") STRICT, WITHOUT ROWID";
 };
 
 // How far a publisher has come.

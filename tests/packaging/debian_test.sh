@@ -38,7 +38,7 @@ depends() { dpkg-deb -f "$work/$1_${version}_$architecture.deb" Depends; }
 [ "$(depends libpolaiga-dev)" = "libpolaiga1 (= $version)" ] || fail "libpolaiga-dev depends on $(depends libpolaiga-dev)"
 if has_program; then
   names=$(depends polaiga | tr ',' '\n' | awk '{print $1}' | LC_ALL=C sort | xargs)
-  [ "$names" = 'libc6 libgcc-s1 libpolaiga1 libsimdjson14 libsqlite3-0 libstdc++6 libsystemd0' ] || fail "polaiga depends on $names"
+  [ "$names" = 'libc6 libgcc-s1 libnettle8 libpolaiga1 libsimdjson14 libsqlite3-0 libstdc++6 libsystemd0 zlib1g' ] || fail "polaiga depends on $names"
 fi
 
 if [ ${#emulator[@]} -gt 0 ]; then
@@ -46,7 +46,7 @@ if [ ${#emulator[@]} -gt 0 ]; then
 else
   # dpkg is told of the packages that these depend on, as they are on this machine.
   mkdir -p "$root"/etc "$root"/var/lib/dpkg/{info,updates,triggers}
-  dpkg-query -s libc6 libgcc-s1 libsimdjson14 libsqlite3-0 libstdc++6 libsystemd0 >"$root/var/lib/dpkg/status"
+  dpkg-query -s libc6 libgcc-s1 libnettle8 libsimdjson14 libsqlite3-0 libstdc++6 libsystemd0 zlib1g >"$root/var/lib/dpkg/status"
   as_root=()
   [ "$(id -u)" -eq 0 ] || as_root=(unshare --map-root-user)
   "${as_root[@]}" dpkg --root="$root" --force-script-chrootless --log="$work/dpkg.log" -i "${files[@]}" >"$work/log" 2>&1 ||

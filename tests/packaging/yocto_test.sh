@@ -23,11 +23,11 @@ for line in 'inherit cmake pkgconfig bash-completion systemd useradd features_ch
   grep -qxF "$line" "$recipe" || fail "the recipe has no line $line"
 done
 # What PACKAGECONFIG switches off and on is what the build asks for.
-grep -q '^PACKAGECONFIG\[program\] = ".*CMAKE_DISABLE_FIND_PACKAGE_CLI11=ON,cli11 nlohmann-json simdjson sqlite3 systemd"$' "$recipe" || fail "PACKAGECONFIG"
+grep -q '^PACKAGECONFIG\[program\] = ".*CMAKE_DISABLE_FIND_PACKAGE_CLI11=ON,cli11 nlohmann-json simdjson sqlite3 zlib nettle systemd"$' "$recipe" || fail "PACKAGECONFIG"
 grep -qxF 'PACKAGECONFIG[time64] = "-DPOLAIGA_TIME64=ON,-DPOLAIGA_TIME64=OFF"' "$recipe" || fail "PACKAGECONFIG[time64]"
 grep -q '^option(POLAIGA_TIME64 .* ON)$' "$source/CMakeLists.txt" || fail "the build knows no POLAIGA_TIME64 that is on by default"
 [[ " $(value PACKAGECONFIG) " = *" time64 "* ]] || fail "PACKAGECONFIG: $(value PACKAGECONFIG), without the default time64"
-for asked in 'find_package(CLI11 ' 'find_package(nlohmann_json ' 'find_package(simdjson ' 'find_package(SQLite3 ' 'pkg_check_modules(SYSTEMD QUIET IMPORTED_TARGET libsystemd)'; do
+for asked in 'find_package(CLI11 ' 'find_package(nlohmann_json ' 'find_package(simdjson ' 'find_package(SQLite3 ' 'find_package(ZLIB ' 'pkg_check_modules(NETTLE QUIET IMPORTED_TARGET nettle)' 'pkg_check_modules(SYSTEMD QUIET IMPORTED_TARGET libsystemd)'; do
   grep -qF "$asked" "$source/CMakeLists.txt" || fail "the build does not ask with $asked"
 done
 # The unit goes where the system keeps its units, and its user is made.

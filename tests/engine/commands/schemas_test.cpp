@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "ledger/sqlite.h"
 #include "support/ledger_of.h"
 #include "support/program.h"
 
@@ -144,6 +145,12 @@ TEST_F(LedgerSchemasTest, Explain) {
 }
 
 TEST_F(LedgerSchemasTest, Tail) { expect_described("tail", command("tail --json --no-follow -n 100")); }
+
+TEST_F(LedgerSchemasTest, Verify) {
+  expect_described("verify", command("verify --json"));
+  Database(ledger_, Access::kReadWrite).exec("UPDATE event SET received = 1 WHERE seq = 3");
+  expect_described("verify", command("verify --json"));
+}
 
 // The validator itself: a schema that lets unknown members pass is not taken.
 TEST_F(SchemasTest, ASchemaThatIsOpenIsRefused) {

@@ -22,7 +22,7 @@ TEST(TextDiffReport, Event) {
   EXPECT_EQ(TextDiffReport(kLibraries).event(kEvent, kDifferences),
             "day.jsonl:12 fan FAN1_? offset 116 state -3\n"
             "  code: 371 -> 372\n"
-            "  descr: 'a?b' -> 'it's \xC3'\n"
+            "  descr: 'a?b' -> 'it's ?'\n"
             "  reserved2: '000000' -> '0000ff'\n");
 }
 

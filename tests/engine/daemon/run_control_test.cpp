@@ -41,6 +41,7 @@ TEST_F(RunControlTest, StatusTellsHowTheEngineIs) {
   EXPECT_EQ(now.at("ledger_id").get<std::string>().size(), 32U);
   EXPECT_EQ(now.at("library_version"), POLAIGA_VERSION);
   EXPECT_EQ(now.at("last_seq"), 3);
+  EXPECT_EQ(now.at("unwritten"), 0);
   EXPECT_EQ(now.at("last_number"), 3);
   EXPECT_EQ(now.at("oldest_number"), 1);
   EXPECT_EQ(now.at("active_faults"), 1);
@@ -49,7 +50,7 @@ TEST_F(RunControlTest, StatusTellsHowTheEngineIs) {
   EXPECT_EQ(now.at("not_tracked"), 0);
   EXPECT_EQ(now.at("bad_lines"), 1);
   EXPECT_EQ(now.at("clients"), 1);
-  EXPECT_EQ(now.at("waiting"), 0);
+  EXPECT_EQ(now.at("waiting_clients"), 0);
   EXPECT_GT(now.at("file_bytes"), 0);
   EXPECT_EQ(now.at("over_limit"), false);
   EXPECT_EQ(now.at("log_held_by_reader"), false);
@@ -138,7 +139,7 @@ TEST_F(RunControlTest, LoneEventsShareAWriteWhenTheyMayWait) {
   Client second(socket());
   const auto begin = Clock::now();
   first.send(slow(1));
-  while (status().at("last_seq") != 1) {
+  while (status().at("unwritten") != 1) {
   }
   EXPECT_EQ(ask("SELECT count(*) FROM event"), Answers({"0"}));
   second.send(slow(2));
@@ -154,7 +155,7 @@ TEST_F(RunControlTest, WhatWaitsIsWrittenAtAStop) {
   Child engine(with_control("--commit-within 10s"), dir_);
   Client client(socket());
   client.send(slow(1));
-  while (status().at("last_seq") != 1) {
+  while (status().at("unwritten") != 1) {
   }
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_EQ(stop(engine, SIGTERM).status, 0);

@@ -116,7 +116,7 @@ TEST_F(RunLimitsTest, WithFewFilesFewerAreServedAndTheEngineSaysSo) {
   Client asking(control());
   std::vector<Client> all;
   for (int i = 0; i < 2 * kClients; ++i) all.emplace_back(socket());
-  ASSERT_TRUE(comes_true([&] { return status(asking).at("waiting") == status(asking).at("clients"); }));
+  ASSERT_TRUE(comes_true([&] { return status(asking).at("waiting_clients") == status(asking).at("clients"); }));
   const json now = status(asking);
   EXPECT_GT(now.at("clients"), 5);
   EXPECT_LT(now.at("clients"), 20);

@@ -2,11 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include <filesystem>
 #include <functional>
 
+#include "ledger/mark.h"
 #include "support/ledger_entries.h"
 #include "support/temp_dir.h"
 
@@ -28,81 +27,137 @@ std::string complaint(const std::function<void()>& work) {
 
 class LedgerFile : public testing::Test {
  protected:
+  // Opens it and lets go of it again.
+  void open(bool was_ledger = false) const {
+    const LedgerLock lock(path_);
+    open_ledger(path_, lock, {.created = kNow}, was_ledger);
+  }
+
   test::TempDir dir_;
   const std::string path_ = dir_.file("ledger.db");
 };
 
 TEST_F(LedgerFile, ANewOneIsMade) {
-  EXPECT_EQ(open_ledger(path_, kNow).set_aside, "");
+  open();
   EXPECT_EQ(test::rows(path_, "PRAGMA user_version"), Rows{"1"});
   EXPECT_EQ(test::rows(path_, "PRAGMA journal_mode"), Rows{"wal"});
-  EXPECT_EQ(open_ledger(path_, kNow).set_aside, "");
+  EXPECT_EQ(test::rows(path_, "SELECT created, watermark_seq FROM ledger"), Rows{"1700000000 0"});
+  const Rows id = test::rows(path_, "SELECT id FROM ledger");
+  open();
+  EXPECT_EQ(test::rows(path_, "SELECT id FROM ledger"), id);
 }
 
 TEST_F(LedgerFile, ALaterOneIsLeftAlone) {
-  open_ledger(path_, kNow);
+  open();
   Database(path_, Access::kReadWrite).exec("PRAGMA user_version = 99");
-  EXPECT_EQ(complaint([&] { open_ledger(path_, kNow); }),
-            path_ + ": this ledger is of version 99, of a later program; this one knows versions up to 1");
+  for (const bool was_ledger : {false, true}) {
+    EXPECT_EQ(complaint([&] { open(was_ledger); }),
+              path_ + ": this ledger is of version 99, of a later program; this one knows versions up to 1");
+  }
   EXPECT_EQ(test::rows(path_, "PRAGMA user_version"), Rows{"99"});
 }
 
-TEST_F(LedgerFile, AnotherDatabaseIsLeftAlone) {
+TEST_F(LedgerFile, WhatWasNeverALedgerIsLeftAlone) {
   Database(path_, Access::kReadWriteCreate).exec("CREATE TABLE mine (a)");
-  EXPECT_EQ(complaint([&] { open_ledger(path_, kNow); }), path_ + ": this is no ledger, but another database");
+  EXPECT_EQ(complaint([&] { open(); }),
+            path_ + ": this is no ledger, but another database; it is left as it is. Name another file");
   EXPECT_EQ(complaint([&] { read_ledger(path_); }), path_ + ": this is no ledger");
   EXPECT_EQ(test::rows(path_, "SELECT count(*) FROM mine"), Rows{"0"});
-}
-
-TEST_F(LedgerFile, ADamagedOneIsSetAside) {
-  const std::string kGarbage(10'000, 'x');
-  dir_.write("ledger.db", kGarbage);
-  EXPECT_EQ(open_ledger(path_, kNow).set_aside, path_ + ".damaged-20231114T221320Z");
-  EXPECT_EQ(dir_.read("ledger.db.damaged-20231114T221320Z"), kGarbage);
-  std::filesystem::remove(path_);
-  dir_.write("ledger.db", kGarbage);
-  EXPECT_EQ(open_ledger(path_, kNow).set_aside, path_ + ".damaged-20231114T221320Z-2");
-}
-
-// Of an index, too, which no question would have noticed.
-TEST_F(LedgerFile, DamageIsFoundWhereverItIs) {
-  {
-    test::LedgerWithAlarms engine(path_);
-    for (int i = 0; i < 1000; ++i) {
-      engine.add({.record = {.dn = ("sys/unit-" + std::to_string(i)).c_str(), .code = 395}, .id = std::to_string(i)});
-    }
-    engine.write();
+  for (const std::string& text : {std::string("milk, bread\n"), std::string(10'000, 'x')}) {
+    dir_.write("ledger.db", text);
+    EXPECT_EQ(complaint([&] { open(); }), path_ + ": this is no ledger; it is left as it is. Name another file");
+    EXPECT_EQ(dir_.read("ledger.db"), text);
   }
+}
+
+TEST_F(LedgerFile, DamageIsTold) {
+  open();
   const std::string sound = dir_.read("ledger.db");
-  constexpr std::size_t kPage = 1024;
-  ASSERT_GT(sound.size(), 300 * kPage);
-  std::size_t tried = 0;
-  std::size_t found = 0;
-  for (std::size_t page = 2; page < sound.size() / kPage; page += 17) {
-    std::string damaged = sound;
-    for (std::size_t i = 0; i < kPage; ++i) {
-      damaged[page * kPage + i] = static_cast<char>(damaged[page * kPage + i] ^ 0x5A);
+  const auto damage = [&](bool was_ledger, const std::string& content) -> std::string {
+    for (const char* part : {"-wal", "-shm"}) std::filesystem::remove(path_ + part);
+    dir_.write("ledger.db", content);
+    try {
+      open(was_ledger);
+    } catch (const DamagedLedger& error) {
+      return error.what();
     }
-    dir_.write("ledger.db", damaged);
-    std::filesystem::remove(path_ + "-wal");
-    std::filesystem::remove(path_ + "-shm");
-    found += open_ledger(path_, kNow + static_cast<Moment>(page)).set_aside.empty() ? 0 : 1;
-    ++tried;
-  }
-  EXPECT_EQ(found, tried);
+    return "none";
+  };
+  std::string changed = sound;
+  changed[3] = 'x';  // of "SQLite format 3"
+  EXPECT_EQ(damage(false, changed), "file is not a database");
+  changed = sound;
+  changed[70] = 'x';  // of the application id
+  EXPECT_EQ(damage(true, changed), "its header is not that of a ledger");
+  EXPECT_EQ(damage(true, ""), "the file is empty");
+  EXPECT_EQ(damage(true, "milk, bread\n"), "file is not a database");
+  EXPECT_EQ(damage(true, sound), "none");
+}
+
+TEST_F(LedgerFile, ADamagedOneIsReplaced) {
+  const auto replace = [&](const std::string& content) {
+    dir_.write("ledger.db", content);
+    make_ledger(path_ + "-new", {.created = kNow, .after_input = 7, .after_change = 8});
+    return replace_ledger(path_, path_ + "-new", kNow);
+  };
+  dir_.write("ledger.db-wal", "log");
+  EXPECT_EQ(replace("first"), path_ + ".damaged-20231114T221320Z");
+  EXPECT_EQ(dir_.read("ledger.db.damaged-20231114T221320Z"), "first");
+  EXPECT_EQ(dir_.read("ledger.db.damaged-20231114T221320Z-wal"), "log");
+  EXPECT_EQ(test::rows(path_, "SELECT watermark_seq, watermark_change FROM ledger"), Rows{"7 8"});
+  EXPECT_FALSE(std::filesystem::exists(path_ + "-new"));
+  EXPECT_EQ(replace("second"), path_ + ".damaged-20231114T221320Z-2");
+  std::filesystem::remove(path_ + "-wal");
+  EXPECT_EQ(replace(""), "");
 }
 
 TEST_F(LedgerFile, OneEngineAtATime) {
+  const std::string link = dir_.file("link.db");
   {
     const LedgerLock lock(path_);
-    EXPECT_EQ(complaint([&] { const LedgerLock second(path_); }),
-              path_ + ": another engine is using this ledger: process " + std::to_string(::getpid()));
+    std::filesystem::create_symlink(path_, link);
+    const std::string refused = path_ + ": another engine is using this ledger";
+    EXPECT_EQ(complaint([&] { const LedgerLock second(path_); }), refused);
+    EXPECT_EQ(complaint([&] { const LedgerLock second(resolve_ledger(link)); }), refused);
+    MarkFile(path_).write({.ledger_id = std::string(32, '0'), .process = 4711});
+    EXPECT_EQ(complaint([&] { const LedgerLock second(path_); }), refused + ": process 4711");
+    EXPECT_TRUE(lock.is_in_place(path_));
+    std::filesystem::rename(path_, dir_.file("elsewhere.db"));
+    EXPECT_FALSE(lock.is_in_place(path_));
+    EXPECT_EQ(complaint([&] { const LedgerLock second(dir_.file("elsewhere.db")); }),
+              dir_.file("elsewhere.db") + ": another engine is using this ledger");
+    dir_.write("ledger.db", "");
+    EXPECT_FALSE(lock.is_in_place(path_));
   }
   EXPECT_EQ(complaint([&] { const LedgerLock second(path_); }), "none");
   EXPECT_EQ(complaint([&] { const LedgerLock none(dir_.file("no/where.db")); }),
             dir_.file("no/where.db") +
-                "-lock: cannot open: No such file or directory; is there a directory, and may "
+                ": cannot open the ledger: No such file or directory; is there a directory, and may "
                 "this user write to it and to the file?");
+}
+
+TEST_F(LedgerFile, NamesLeadToOneFile) {
+  const std::string file = std::filesystem::canonical(dir_.path()) / "ledger.db";
+  EXPECT_EQ(resolve_ledger(path_), file);
+  std::filesystem::create_symlink(path_, dir_.file("link.db"));
+  EXPECT_EQ(
+      complaint([&] { resolve_ledger(dir_.file("link.db")); }),
+      dir_.file("link.db") +
+          ": cannot be followed to a file: No such file or directory; if it is a symbolic link, it must lead to a "
+          "file");
+  dir_.write("ledger.db", "");
+  EXPECT_EQ(resolve_ledger(dir_.file("link.db")), file);
+  EXPECT_EQ(resolve_ledger(dir_.path() / "." / "ledger.db"), file);
+  EXPECT_EQ(complaint([] { resolve_ledger(""); }), "the name of the ledger is empty; --ledger names a file");
+  for (const char* name : {":memory:", "file:ledger.db", "file:/tmp/x?mode=memory"}) {
+    EXPECT_EQ(complaint([&] { resolve_ledger(name); }),
+              "'" + std::string(name) +
+                  "' is no name of a file, and a ledger must be one; to mean a file of that name, put ./ before it");
+  }
+  EXPECT_EQ(complaint([&] { resolve_ledger(dir_.path()); }),
+            dir_.path().string() + ": this is a directory; --ledger names a file");
+  EXPECT_EQ(complaint([&] { const LedgerLock device("/dev/null"); }),
+            "/dev/null: this is no regular file; --ledger names a file");
 }
 
 TEST_F(LedgerFile, QuestionsNeedALedger) {

@@ -1,11 +1,14 @@
 #include "ledger/ledger.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
 #include <csignal>
 #include <filesystem>
+#include <functional>
 #include <optional>
+#include <random>
 
 #include "support/ledger_entries.h"
 #include "support/temp_dir.h"
@@ -43,6 +46,14 @@ class LedgerTest : public testing::Test {
   }
 
   Rows rows(const std::string& sql) const { return test::rows(path_, sql); }
+
+  // Ends the engine, does something to the files, and begins again; what the new one says.
+  Rows begin_again(const std::function<void()>& harm) {
+    engine_.reset();
+    harm();
+    open(kAll);
+    return engine_->ledger.news();
+  }
 
   test::TempDir dir_;
   const std::string path_ = dir_.file("ledger.db");
@@ -152,33 +163,11 @@ TEST_F(LedgerTest, RestoresWhatWasWritten) {
   engine_->write(moves("A", "p", 395, 396, 1006));
   engine_->write(raises("A", "q", 395, 1007));
   engine_->write(clears("A", "q", 395, 1008));
-  const std::vector<const ActiveFault*> before = engine_->alarms.in_order();
+  const std::vector<std::string> before = test::texts_of(engine_->alarms.in_order());
+  ASSERT_EQ(before.size(), 2U);
   const std::string id = engine_->ledger.id();
-  const Restored restored = Ledger(path_, kAll, 0).restore();
-  ASSERT_EQ(restored.faults.size(), 2U);
-  for (std::size_t i = 0; i < 2; ++i) {
-    const ActiveFault& is = restored.faults[i];
-    const ActiveFault& was = *before[i];
-    EXPECT_EQ(is.fault_dn, was.fault_dn);
-    EXPECT_EQ(is.code, was.code);
-    EXPECT_EQ(is.severity, was.severity);
-    EXPECT_EQ(is.fault, was.fault);
-    EXPECT_EQ(is.alarm, was.alarm);
-    EXPECT_EQ(is.alarm_since, was.alarm_since);
-    EXPECT_EQ(is.since, was.since);
-    EXPECT_EQ(is.updated, was.updated);
-    EXPECT_EQ(is.shown, was.shown);
-    EXPECT_EQ(is.count, was.count);
-    ASSERT_EQ(is.reports.size(), was.reports.size());
-    for (std::size_t k = 0; k < is.reports.size(); ++k) {
-      EXPECT_EQ(is.reports[k].reporter, was.reports[k].reporter);
-      EXPECT_EQ(is.reports[k].since, was.reports[k].since);
-      EXPECT_EQ(is.reports[k].since_at, was.reports[k].since_at);
-      EXPECT_EQ(is.reports[k].last, was.reports[k].last);
-      EXPECT_EQ(is.reports[k].last_at, was.reports[k].last_at);
-      EXPECT_EQ(is.reports[k].count, was.reports[k].count);
-    }
-  }
+  engine_.reset();
+  EXPECT_EQ(test::texts_of(Ledger(path_, kAll, 0).restore().faults), before);
   open(kAll);
   EXPECT_EQ(engine_->ledger.id(), id);
   EXPECT_EQ(engine_->ledger.last_sequence(), 8);
@@ -317,12 +306,11 @@ TEST_F(LedgerTest, CursorsOfPublishers) {
   EXPECT_EQ(rows("SELECT name FROM publisher_cursor"), Rows{"b"});
 }
 
-// Whatever the rows say, it is a complaint that names the row, or the ledger is set
-// aside; nothing else.
+// Whatever the rows say, the ledger is replaced, and the news say why.
 TEST_F(LedgerTest, RowsThatNoEngineWrites) {
-  const auto complaint = [&](const std::string& harm) -> std::string {
+  const auto damage = [&](const std::string& harm) -> std::string {
     engine_.reset();
-    for (const char* companion : {"", "-wal", "-shm"}) std::filesystem::remove(path_ + companion);
+    for (const char* part : {"", "-wal", "-shm", "-mark"}) std::filesystem::remove(path_ + part);
     open(kAll);
     engine_->add(raises("A", "o", 395));
     engine_->batch.filter_state = {{"fan 1", {1}}};
@@ -330,40 +318,235 @@ TEST_F(LedgerTest, RowsThatNoEngineWrites) {
     engine_.reset();
     Database(path_, Access::kReadWrite).exec("PRAGMA writable_schema = ON; " + harm);
     const Ledger ledger(path_, kAll, 0);
-    if (!ledger.set_aside().empty()) return "set aside";
-    try {
-      ledger.restore();
-    } catch (const LedgerError& error) {
-      return error.what();
-    }
-    return "none";
+    if (ledger.news().empty()) return "none";
+    const std::string& news = ledger.news().front();
+    const std::string begin = path_ + ": the ledger is damaged: ";
+    const auto end = news.find(". It was moved to " + ledger.set_aside() + ", and a new one was begun in its place.");
+    if (!news.starts_with(begin) || end == std::string::npos) return news;
+    return news.substr(begin.size(), end - begin.size());
   };
   const std::string long_text(300, 'x');
-  EXPECT_EQ(complaint("SELECT 1"), "none");
-  EXPECT_EQ(complaint("DELETE FROM ledger"), "set aside");
-  EXPECT_EQ(complaint("UPDATE ledger SET id = 'short'"), "set aside");
-  EXPECT_EQ(complaint("UPDATE ledger SET watermark_seq = -1"), "set aside");
-  EXPECT_EQ(complaint("UPDATE event SET received = -1"), "set aside");
-  EXPECT_EQ(complaint("UPDATE event SET \"state\" = 4294967296"), "set aside");
-  EXPECT_EQ(complaint("UPDATE subject SET sensor = '" + long_text + "'"), "set aside");
-  EXPECT_EQ(complaint("UPDATE subject SET entity = 'toaster'"), "set aside");
-  EXPECT_EQ(complaint("UPDATE form SET descr = '" + long_text + "'"), "set aside");
-  EXPECT_EQ(complaint("UPDATE form SET oid = '1.2.x'"), "set aside");
-  EXPECT_EQ(complaint("UPDATE form SET oid = '1" + std::string(64, '.') + "'"), "set aside");
-  EXPECT_EQ(complaint("UPDATE change SET kind = 7"), "set aside");
-  EXPECT_EQ(complaint("DROP TABLE step"), "set aside");
-  EXPECT_EQ(complaint("DELETE FROM event"), "events that shaped what the library remembers are gone");
-  EXPECT_EQ(complaint("DELETE FROM subject"), "events that shaped what the library remembers are gone");
-  EXPECT_EQ(complaint("DELETE FROM tables"), "the host tables 1 are gone");
-  EXPECT_EQ(complaint("DELETE FROM fault"), "fault 1 is reported, but is not there with its alarm");
-  EXPECT_EQ(complaint("DELETE FROM alarm"), "fault 1 is reported, but is not there with its alarm");
-  EXPECT_EQ(complaint("DELETE FROM form"), "fault 1 is reported, but is not there with its alarm");
-  EXPECT_EQ(complaint("UPDATE report SET last_seq = 77"),
-            "the record of input 77 is gone, which an active fault needs");
-  EXPECT_EQ(complaint("UPDATE report SET instance = 3000000000"), "report 1: instance is out of range: 3000000000");
-  EXPECT_EQ(complaint("UPDATE report SET last_at = 253402300800"), "report 1: last_at is out of range: 253402300800");
-  EXPECT_EQ(complaint("UPDATE fault SET severity = 6"), "fault 1: severity is out of range: 6");
-  EXPECT_EQ(complaint("UPDATE alarm SET created = -5"), "alarm 1: created is out of range: -5");
+  const std::string shown = "'" + std::string(40, 'x') + "...'";
+  EXPECT_EQ(damage("SELECT 1"), "none");
+  EXPECT_EQ(damage("DELETE FROM ledger"), "the ledger's own row is gone");
+  EXPECT_EQ(damage("UPDATE ledger SET id = 'short'"), "the ledger's id is not 32 hexadecimal digits: 'short'");
+  EXPECT_THAT(damage("UPDATE ledger SET watermark_seq = -1"), testing::EndsWith(": watermark_seq is out of range: -1"));
+  EXPECT_EQ(damage("UPDATE event SET received = -1"), "event 1: received is out of range: -1");
+  EXPECT_EQ(damage("UPDATE event SET \"state\" = 4294967296"), "event 1: state is out of range: 4294967296");
+  EXPECT_EQ(damage("UPDATE event SET seal = NULL"), "event 1: the last event has no seal");
+  EXPECT_EQ(damage("UPDATE subject SET sensor = '" + long_text + "'"),
+            "subject 1: sensor is longer than its field: " + shown);
+  EXPECT_EQ(damage("UPDATE subject SET entity = 'toaster'"),
+            "subject 1: entity names an entity that this program does not know: 'toaster'");
+  EXPECT_EQ(damage("UPDATE form SET descr = '" + long_text + "'"), "form 1: descr is longer than its field: " + shown);
+  EXPECT_EQ(damage("UPDATE form SET oid = '1.2.x'"), "form 1: oid is no object identifier: '1.2.x'");
+  EXPECT_EQ(damage("UPDATE change SET kind = 7"), "change 1: kind is out of range: 7");
+  EXPECT_EQ(damage("DROP TABLE step"), "no such table: step");
+  EXPECT_EQ(damage("DELETE FROM event"), "events that shaped what the library remembers are gone");
+  EXPECT_EQ(damage("DELETE FROM subject"), "events that shaped what the library remembers are gone");
+  EXPECT_EQ(damage("DELETE FROM tables"), "the host tables 1 are gone");
+  EXPECT_EQ(damage("DELETE FROM fault"), "fault 1 is reported, but is not there with its alarm");
+  EXPECT_EQ(damage("DELETE FROM alarm"), "fault 1 is reported, but is not there with its alarm");
+  EXPECT_EQ(damage("DELETE FROM form"), "fault 1 is reported, but is not there with its alarm");
+  EXPECT_EQ(damage("UPDATE report SET last_seq = 77"), "the record of input 77 is gone, which an active fault needs");
+  EXPECT_EQ(damage("UPDATE report SET instance = 3000000000"), "report 1: instance is out of range: 3000000000");
+  EXPECT_EQ(damage("UPDATE report SET last_at = 253402300800"), "report 1: last_at is out of range: 253402300800");
+  EXPECT_EQ(damage("UPDATE fault SET severity = 6"), "fault 1: severity is out of range: 6");
+  EXPECT_EQ(damage("UPDATE alarm SET created = -5"), "alarm 1: created is out of range: -5");
+}
+
+// Ten inputs with ids, of which three faults are active, one of them with two reporters.
+class DamagedLedgerTest : public LedgerTest {
+ protected:
+  void SetUp() override {
+    LedgerTest::SetUp();
+    engine_->write({.record = {.dn = "o", .code = 395}, .sensor = "A", .at = 1001, .id = "first"});
+    engine_->write({.record = {.dn = "o", .code = 395}, .sensor = "B", .at = 1002, .id = "second"});
+    engine_->add({.record = {.dn = "sys/p", .code = 395}, .sensor = "PP", .at = 1003, .id = "third"});
+    engine_->batch.filter_state = {{"fan 1", {3}}};
+    engine_->write();
+    engine_->write(moves("PP", "sys/p", 395, 396, 1004));
+    engine_->write(raises("Q", "q", 395, 1005));
+    engine_->write(clears("Q", "q", 395, 1006));
+    engine_->write({.record = {.dn = "r", .code = 395}, .sensor = "RRRR", .at = 1007, .id = "last"});
+    before_ = test::texts_of(engine_->alarms.in_order());
+    id_ = engine_->ledger.id();
+    ASSERT_EQ(before_.size(), 3U);
+  }
+
+  void sql(const std::string& harm) const {
+    Database(path_, Access::kReadWrite).exec("PRAGMA writable_schema = ON; " + harm);
+  }
+
+  // What is active and what the next number is, in a new ledger.
+  void expect_carried_over(const std::vector<std::string>& faults, const std::string& told) {
+    const Ledger& ledger = engine_->ledger;
+    ASSERT_EQ(ledger.news().size(), 1U);
+    EXPECT_THAT(ledger.news()[0], testing::HasSubstr(told));
+    EXPECT_NE(ledger.id(), id_);
+    EXPECT_EQ(ledger.last_sequence(), 7);
+    EXPECT_EQ(ledger.last_change(), 8);
+    EXPECT_EQ(test::texts_of(engine_->alarms.in_order()), faults);
+    EXPECT_EQ(engine_->write(raises("S", "s", 395, 1008)), 8);
+    EXPECT_EQ(rows("SELECT number FROM change"), Rows{"9"});
+    EXPECT_EQ(begin_again([] {}), Rows{});
+    EXPECT_EQ(engine_->ledger.last_sequence(), 8);
+  }
+
+  std::vector<std::string> before_;
+  std::string id_;
+};
+
+TEST_F(DamagedLedgerTest, WhatProvesRightIsCarriedOver) {
+  begin_again([&] { sql("DROP TABLE step"); });
+  EXPECT_EQ(engine_->ledger.find("third"), std::optional<Sequence>(3));
+  EXPECT_EQ(engine_->ledger.find("last"), std::optional<Sequence>(7));
+  EXPECT_EQ(engine_->ledger.find("other"), std::nullopt);
+  EXPECT_EQ(rows("SELECT slot, seq FROM filter_state"), Rows{"fan 1 3"});
+  expect_carried_over(
+      before_,
+      "Carried over: 3 active faults with their reporters, 1 parts of what the filters remember, 4 ids of "
+      "inputs. The next input is number 8. Nothing of this was lost.");
+}
+
+// Nothing else goes with a damaged row.
+TEST_F(DamagedLedgerTest, ADamagedRecordTakesItsFaultAlone) {
+  begin_again([&] { sql("UPDATE subject SET sensor = 'RRRR' || x'00' WHERE sensor = 'RRRR'"); });
+  expect_carried_over({before_[0], before_[1]},
+                      "Not carried over, because it cannot be read or does not prove right: fault 8");
+}
+
+TEST_F(DamagedLedgerTest, ADamagedReportTakesItsReporterAlone) {
+  begin_again([&] {
+    std::string content = dir_.read("ledger.db");
+    const auto at = content.rfind("fanRRRR");  // the report, whose page comes after that of the subject
+    ASSERT_NE(at, std::string::npos);
+    content[at + 4] = 'X';
+    dir_.write("ledger.db", content);
+  });
+  expect_carried_over({before_[0], before_[1]}, "1 reports of active faults");
+}
+
+TEST_F(DamagedLedgerTest, NothingIsLeftOfTheFile) {
+  begin_again([&] { dir_.write("ledger.db", std::string(10'000, 'x')); });
+  const std::filesystem::path aside = engine_->ledger.set_aside();
+  EXPECT_EQ(dir_.read(aside.filename().string()), std::string(10'000, 'x'));
+  expect_carried_over({}, "does not prove right: the whole file.");
+}
+
+TEST_F(DamagedLedgerTest, NumbersGoOnWhenTheFileIsGone) {
+  begin_again([&] { std::filesystem::remove(path_); });
+  expect_carried_over({}, ": the ledger is damaged: the file is empty. It was empty, and a new one was begun");
+  EXPECT_EQ(engine_->ledger.set_aside(), "");
+}
+
+TEST_F(DamagedLedgerTest, NumbersGoOnWhenTheFileIsCutToNothing) {
+  begin_again([&] { dir_.write("ledger.db", ""); });
+  expect_carried_over({}, "the file is empty");
+}
+
+// The log alone has what was written last; an engine that is killed leaves it.
+TEST_F(DamagedLedgerTest, ALedgerThatLostItsEndIsTold) {
+  std::string before;
+  std::string log;
+  begin_again([&] { before = dir_.read("ledger.db"); });
+  engine_->write({.record = {.dn = "t", .code = 395}, .sensor = "T", .at = 1009, .id = "lost"});
+  const Rows news = begin_again([&] { dir_.write("ledger.db", before); });
+  EXPECT_EQ(news,
+            Rows{path_ + ": the ledger ends before what was acknowledged: inputs 8 to 8 and changes 9 to 9 are "
+                         "lost. Their numbers are not given again. Compare the active faults with the hardware."});
+  EXPECT_EQ(engine_->ledger.id(), id_);
+  EXPECT_EQ(test::texts_of(engine_->alarms.in_order()), before_);
+  EXPECT_EQ(engine_->ledger.find("lost"), std::nullopt);
+  EXPECT_EQ(engine_->write(raises("U", "u", 395, 1010)), 9);
+  EXPECT_EQ(rows("SELECT number FROM change WHERE number > 7"), (Rows{"8", "10"}));
+  EXPECT_EQ(begin_again([] {}), Rows{});
+  EXPECT_EQ(engine_->ledger.last_sequence(), 9);
+  EXPECT_EQ(engine_->ledger.last_change(), 10);
+}
+
+// As an engine leaves them that is killed: all that it wrote is in the log. A bit of the
+// log that is wrong takes the end of it away; that is told, and no number comes twice.
+TEST_F(DamagedLedgerTest, ADamagedLogIsTold) {
+  const std::string file = dir_.read("ledger.db");
+  const std::string log = dir_.read("ledger.db-wal");
+  const std::string mark = dir_.read("ledger.db-mark");
+  ASSERT_GT(log.size(), 10'000U);
+  std::mt19937 random(3);
+  int told = 0;
+  for (int i = 0; i < 300; ++i) {
+    const std::size_t at = random() % log.size();
+    std::string damaged = log;
+    damaged[at] = static_cast<char>(damaged[at] ^ 1 << random() % 8);
+    const test::TempDir copy;
+    copy.write("ledger.db", file);
+    copy.write("ledger.db-wal", damaged);
+    copy.write("ledger.db-mark", mark);
+    const Ledger ledger(copy.file("ledger.db"), kAll, 0);
+    EXPECT_EQ(ledger.last_sequence(), 7) << at;
+    EXPECT_EQ(ledger.last_change(), 8) << at;
+    Statement events(Database(copy.file("ledger.db"), Access::kRead), "SELECT count(*) FROM event");
+    ASSERT_TRUE(events.step());
+    if (events.integer(0) == 7) continue;
+    ++told;
+    EXPECT_EQ(ledger.news().size(), 1U) << at;
+  }
+  EXPECT_GT(told, 250);
+}
+
+// The same when the log is gone, or cut.
+TEST_F(DamagedLedgerTest, ALogThatIsGoneIsTold) {
+  const std::string file = dir_.read("ledger.db");
+  const std::string log = dir_.read("ledger.db-wal");
+  const std::string mark = dir_.read("ledger.db-mark");
+  for (const std::size_t left : {std::size_t{0}, std::size_t{20}, log.size() / 2, log.size() - 1}) {
+    const test::TempDir copy;
+    copy.write("ledger.db", file);
+    if (left > 0) copy.write("ledger.db-wal", log.substr(0, left));
+    copy.write("ledger.db-mark", mark);
+    const Ledger ledger(copy.file("ledger.db"), kAll, 0);
+    EXPECT_EQ(ledger.last_sequence(), 7) << left;
+    EXPECT_EQ(ledger.last_change(), 8) << left;
+    EXPECT_EQ(ledger.news().size(), 1U) << left;
+  }
+}
+
+TEST_F(DamagedLedgerTest, AnotherLedgerInItsPlaceGoesOnAfterTheMark) {
+  const test::TempDir other;
+  { LedgerWithAlarms(other.file("other.db")).write(raises("Z", "z", 395)); }
+  const Rows news = begin_again([&] {
+    std::filesystem::copy_file(other.file("other.db"), path_, std::filesystem::copy_options::overwrite_existing);
+  });
+  ASSERT_EQ(news.size(), 1U);
+  EXPECT_THAT(news[0],
+              testing::HasSubstr("inputs 2 to 7 and changes 2 to 8 are lost, which were of the ledger " + id_));
+  EXPECT_EQ(engine_->ledger.last_sequence(), 7);
+}
+
+TEST_F(DamagedLedgerTest, FilesThatGoAwayStopIt) {
+  for (const char* part : {"", "-wal"}) {
+    for (const bool deleted : {true, false}) {
+      if (!engine_) open(kAll);
+      engine_->write(raises("V", "v", 395, 1009));
+      const Sequence last = engine_->ledger.last_sequence();
+      if (deleted) {
+        std::filesystem::remove(path_ + part);
+      } else {
+        std::filesystem::rename(path_ + part, path_ + ".elsewhere");
+      }
+      engine_->add(raises("W", "w", 395, 1010));
+      std::string complaint;
+      try {
+        engine_->write();
+      } catch (const LedgerError& error) {
+        complaint = error.what();
+      }
+      EXPECT_THAT(complaint, testing::HasSubstr("was renamed, deleted or replaced while the engine was using it"));
+      EXPECT_EQ(read_mark(path_)->last_sequence, last) << part << deleted;
+      engine_.reset();
+      for (const char* rest : {"-wal", "-shm", ".elsewhere"}) std::filesystem::remove(path_ + rest);
+    }
+  }
 }
 
 }  // namespace

@@ -99,6 +99,30 @@ inline InputOf clears(const char* sensor, const char* dn, std::uint32_t code, Mo
   return {.record = {.dn = dn, .code = code, .clear_code = code, .state = 0}, .sensor = sensor, .at = at};
 }
 
+// All that an active fault says, in one line.
+inline std::string text_of(const ActiveFault& fault) {
+  std::string text = fault.fault_dn + " code " + std::to_string(fault.code) + " severity " +
+                     std::to_string(static_cast<int>(fault.severity)) + " fault " + std::to_string(fault.fault) +
+                     " alarm " + std::to_string(fault.alarm) + " of " + std::to_string(fault.alarm_since) + " since " +
+                     std::to_string(fault.since) + " updated " + std::to_string(fault.updated) + " shown " +
+                     std::to_string(fault.shown) + " count " + std::to_string(fault.count);
+  for (const Report& report : fault.reports) {
+    text += "; " + std::string(report.reporter.entity->name) + " " + report.reporter.sensor + " " +
+            std::to_string(report.reporter.instance) + " since " + std::to_string(report.since) + " at " +
+            std::to_string(report.since_at) + " last " + std::to_string(report.last) + " at " +
+            std::to_string(report.last_at) + " count " + std::to_string(report.count);
+  }
+  return text;
+}
+inline const ActiveFault& fault_in(const ActiveFault& fault) { return fault; }
+inline const ActiveFault& fault_in(const ActiveFault* fault) { return *fault; }
+template <class Faults>
+std::vector<std::string> texts_of(const Faults& faults) {
+  std::vector<std::string> texts;
+  for (const auto& fault : faults) texts.push_back(text_of(fault_in(fault)));
+  return texts;
+}
+
 // Every row of a question, its columns with a blank between.
 inline std::vector<std::string> rows(const std::string& path, const std::string& sql) {
   const Database db(path, Access::kRead);

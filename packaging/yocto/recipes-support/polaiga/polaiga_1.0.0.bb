@@ -22,7 +22,7 @@ REQUIRED_DISTRO_FEATURES = "${@bb.utils.contains('PACKAGECONFIG', 'program', 'sy
 # with a fault engine that replaces time() with the 32-bit clock. The library's
 # clock then ends in January 2038. On 64-bit machines this changes nothing.
 PACKAGECONFIG ??= "program time64"
-PACKAGECONFIG[program] = "-DCMAKE_DISABLE_FIND_PACKAGE_CLI11=OFF,-DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON,cli11 nlohmann-json simdjson sqlite3 systemd"
+PACKAGECONFIG[program] = "-DCMAKE_DISABLE_FIND_PACKAGE_CLI11=OFF,-DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON,cli11 nlohmann-json simdjson sqlite3 zlib nettle systemd"
 PACKAGECONFIG[time64] = "-DPOLAIGA_TIME64=ON,-DPOLAIGA_TIME64=OFF"
 
 EXTRA_OECMAKE = "-DCMAKE_SKIP_INSTALL_RPATH=ON -DPOLAIGA_UNIT_DIR=${systemd_system_unitdir}"

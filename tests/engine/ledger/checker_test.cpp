@@ -1,0 +1,259 @@
+#include "ledger/checker.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "ledger/mark.h"
+#include "ledger/verification.h"
+#include "support/ledger_entries.h"
+#include "support/temp_dir.h"
+
+namespace polaiga::engine {
+namespace {
+
+using test::clears;
+using test::LedgerWithAlarms;
+using test::moves;
+using test::raises;
+using Texts = std::vector<std::string>;
+
+constexpr Retention kAll{.events = 0, .days = 0, .bytes = 0};
+
+// Two batches of three inputs, and one of one.
+class CheckerTest : public testing::Test {
+ protected:
+  void make() const {
+    LedgerWithAlarms engine(path_, kAll);
+    engine.add(raises("A", "o", 395, 1001));
+    engine.add({.record = {.dn = "o", .code = 395}, .sensor = "B", .at = 1002, .id = "second"});
+    engine.add(raises("C", "p", 395, 1003));
+    engine.batch.filter_state = {{"fan 1", {1, 3}}};
+    engine.write();
+    engine.add(moves("C", "p", 395, 396, 1004));
+    engine.add(raises("Q", "q", 395, 1005));
+    engine.add(clears("Q", "q", 395, 1006));
+    engine.write();
+    engine.write(clears("B", "o", 395, 1007));
+    engine.ledger.set_cursor("snmp", 2, 1008);
+  }
+
+  void sql(const std::string& harm) const {
+    Database(path_, Access::kReadWrite).exec("PRAGMA writable_schema = ON; " + harm);
+  }
+
+  Texts found() const {
+    Texts texts;
+    for (const Finding& finding : verify_ledger(path_).findings) {
+      texts.push_back(finding.what + " [" + std::to_string(finding.first) + ", " + std::to_string(finding.last) + "]");
+    }
+    return texts;
+  }
+
+  // What is found after this was done to a new ledger.
+  Texts found_after(const std::string& harm) const {
+    for (const char* part : {"", "-wal", "-shm", "-mark"}) std::filesystem::remove(path_ + part);
+    make();
+    sql(harm);
+    return found();
+  }
+
+  test::TempDir dir_;
+  const std::string path_ = dir_.file("ledger.db");
+};
+
+TEST_F(CheckerTest, ASoundLedger) {
+  make();
+  const Verification verified = verify_ledger(path_);
+  EXPECT_EQ(verified.found, 0U);
+  EXPECT_EQ(verified.inputs, 7U);
+  EXPECT_EQ(verified.changes, 8U);
+  EXPECT_GT(verified.rows, 30U);
+  EXPECT_EQ(verified.lost, Texts{});
+  EXPECT_EQ(found(), Texts{});
+}
+
+// The checksums of the rows are right: only the digests can tell.
+TEST_F(CheckerTest, WhatWasChangedBySomebodyWhoKnowsTheChecksums) {
+  const std::string first =
+      "inputs 1 to 3: the digest does not match; something of this batch, or the digest before it, "
+      "was changed [1, 3]";
+  const std::string second =
+      "inputs 4 to 6: the digest does not match; something of this batch, or the digest before "
+      "it, was changed [4, 6]";
+  const std::string third =
+      "input 7: the digest does not match; something of this batch, or the digest before it, was "
+      "changed [7, 7]";
+  EXPECT_EQ(found_after("SELECT 1"), Texts{});
+  EXPECT_EQ(found_after("UPDATE event SET received = 1 WHERE seq = 1"), Texts{first});
+  EXPECT_EQ(found_after("UPDATE event SET id = 'other' WHERE seq = 2"), Texts{first});
+  EXPECT_EQ(found_after("UPDATE subject SET \"group\" = 9 WHERE seq = 5"), Texts{second});
+  EXPECT_EQ(found_after("UPDATE form SET descr = descr || '!' WHERE seq = 5"), Texts{second});
+  EXPECT_EQ(found_after("UPDATE change SET reporters = 9 WHERE number = 2"), Texts{first});
+  EXPECT_EQ(found_after("UPDATE event SET seal = x'00112233445566778899aabbccddeeff' WHERE seq = 6"),
+            (Texts{second, third}));
+  EXPECT_EQ(found_after("UPDATE build SET version = '1.0.1'"), (Texts{first, second, third}));
+  EXPECT_EQ(found_after("UPDATE tables SET cmc = 'other'"), (Texts{first, second, third}));
+  const Texts other_id = found_after("UPDATE ledger SET id = '00112233445566778899aabbccddeeff'");
+  EXPECT_EQ(other_id, (Texts{first, second, third}));
+}
+
+TEST_F(CheckerTest, RowsThatAreMissing) {
+  EXPECT_EQ(found_after("DELETE FROM event WHERE seq = 5"),
+            (Texts{"input 5 is missing [5, 5]", "change 6: its input 5 is missing [5, 5]"}));
+  EXPECT_EQ(found_after("DELETE FROM change WHERE number = 3"),
+            (Texts{"inputs 1 to 3: the digest does not match; something of this batch, or the digest before it, was "
+                   "changed [1, 3]",
+                   "change 3 is missing [4, 4]"}));
+  EXPECT_THAT(found_after("DELETE FROM subject WHERE seq = 3"),
+              testing::Contains("input 3: the subject 3 that it refers to is missing [3, 3]"));
+  EXPECT_THAT(found_after("DELETE FROM form WHERE seq = 3"),
+              testing::Contains("input 3: the form 3 that it refers to is missing [3, 3]"));
+  EXPECT_THAT(found_after("DELETE FROM tables"),
+              testing::Contains("input 1: the host tables or the build that it was handled under are missing [1, 1]"));
+  EXPECT_THAT(found_after("DELETE FROM report WHERE sensor = 'A'"),
+              testing::Contains(testing::HasSubstr("the changes and the reports do not agree whether this fault is "
+                                                   "active: o/fault-F0395")));
+  EXPECT_EQ(found_after("DELETE FROM event WHERE seq = 7; DELETE FROM change WHERE number > 7; "
+                        "UPDATE fault SET ended = NULL; DELETE FROM shown_again")
+                .front(),
+            "the ledger ends with input 6, but inputs up to 7 were acknowledged [7, 7]");
+}
+
+TEST_F(CheckerTest, StructureOfTheFile) {
+  make();
+  sql("UPDATE sqlite_schema SET sql = replace(sql, 'IS NOT NULL', 'IS NULL') WHERE name = 'event_id'");
+  EXPECT_THAT(found(), testing::Contains(testing::HasSubstr("the structure of the file is damaged: ")));
+}
+
+// All that the tables say, whatever their rows are worth.
+std::string content_of(const std::string& path) {
+  std::string content;
+  try {
+    const Database db(path, Access::kRead);
+    Statement tables(db, "SELECT name FROM sqlite_schema WHERE type = 'table' AND name NOT LIKE 'sqlite_%' ORDER BY 1");
+    while (tables.step()) {
+      const std::string table(tables.text(0));
+      content += table + "\n";
+      Statement rows(db, "SELECT * FROM \"" + table + "\"");
+      while (rows.step()) {
+        for (int column = 0; column < rows.columns(); ++column) {
+          content += std::to_string(rows.type(column)) + ":" + std::string(rows.blob(column)) + "|";
+        }
+        content += "\n";
+      }
+    }
+  } catch (const SqlError& error) {
+    content += error.what();
+  }
+  return content;
+}
+
+// Whatever bit of the file is wrong: if anything that the ledger says is another thing
+// for it, it is found.
+TEST_F(CheckerTest, OneFlippedBitIsFound) {
+  make();
+  { LedgerWithAlarms engine(path_, kAll); }  // brings the log into the file
+  const std::string sound = dir_.read("ledger.db");
+  const std::string content = content_of(path_);
+  ASSERT_EQ(found(), Texts{});
+  std::mt19937 random(7);
+  int changed = 0;
+  for (int i = 0; i < 800; ++i) {
+    const std::size_t at = random() % sound.size();
+    std::string damaged = sound;
+    damaged[at] = static_cast<char>(damaged[at] ^ 1 << random() % 8);
+    for (const char* part : {"-wal", "-shm"}) std::filesystem::remove(path_ + part);
+    dir_.write("ledger.db", damaged);
+    bool is_found = false;
+    try {
+      is_found = verify_ledger(path_).found > 0;
+    } catch (const LedgerError&) {  // it is no ledger any more, or cannot be opened
+      is_found = true;
+    }
+    if (content_of(path_) == content) continue;
+    ++changed;
+    EXPECT_TRUE(is_found) << "bit of byte " << at;
+  }
+  EXPECT_GT(changed, 100);
+}
+
+// While an engine writes and retention takes away, at whatever pace.
+TEST_F(CheckerTest, ALedgerThatIsInUse) {
+  for (const std::size_t rows : {1U, 7U, 50U}) {
+    for (const char* part : {"", "-wal", "-shm", "-mark"}) std::filesystem::remove(path_ + part);
+    LedgerWithAlarms engine(path_, {.events = 60, .days = 0, .bytes = 0});
+    const Database db(path_, Access::kRead);
+    std::mt19937 random(static_cast<unsigned>(rows));
+    engine.pass(60);
+    for (int round = 0; round < 3; ++round) {
+      Checker checker(db);
+      bool more = true;
+      for (int i = 0; more && i < 400; ++i) {
+        const std::string object = "o" + std::to_string(random() % 20);
+        const std::size_t inputs = 1 + random() % 4;
+        for (std::size_t k = 0; k < inputs; ++k) {
+          const Moment at = 1000 + i;
+          engine.add(random() % 2 == 0 ? raises("A", object.c_str(), 395, at) : clears("A", object.c_str(), 395, at));
+        }
+        engine.write();
+        more = checker.step(rows);
+      }
+      while (checker.step(rows)) {
+      }
+      EXPECT_EQ(checker.found(), 0U) << checker.findings()[0].what;
+      EXPECT_GT(checker.checked_inputs(), 5U);
+    }
+    EXPECT_EQ(found(), Texts{});
+  }
+}
+
+TEST_F(CheckerTest, TheLastBatchesAlone) {
+  make();
+  sql("UPDATE event SET received = 1 WHERE seq = 2");
+  const Database db(path_, Access::kRead);
+  const auto check = [&](int batches) {
+    Checker checker(db);
+    checker.only_last(batches);
+    while (checker.step(2)) {
+    }
+    return std::pair(checker.checked_inputs(), checker.found());
+  };
+  EXPECT_EQ(check(1), (std::pair<std::uint64_t, std::uint64_t>(1, 0)));
+  EXPECT_EQ(check(2), (std::pair<std::uint64_t, std::uint64_t>(4, 0)));
+  EXPECT_EQ(check(3), (std::pair<std::uint64_t, std::uint64_t>(7, 1)));
+  EXPECT_EQ(check(9), (std::pair<std::uint64_t, std::uint64_t>(7, 1)));
+}
+
+// What was lost once is told, and is no damage.
+TEST_F(CheckerTest, AGapThatTheLedgerKnows) {
+  make();
+  const Mark mark = *read_mark(path_);
+  MarkFile(path_).write({mark.ledger_id, 9, 12, false, 1});
+  { LedgerWithAlarms(path_, kAll).write(raises("Z", "z", 395, 1010)); }
+  const Verification verified = verify_ledger(path_);
+  EXPECT_EQ(found(), Texts{});
+  EXPECT_EQ(verified.inputs, 8U);
+  EXPECT_EQ(verified.lost, Texts{"inputs 8 to 9 and changes 9 to 12 were lost before 1970-01-01T00:00:00Z"});
+  sql("DELETE FROM gap");
+  EXPECT_THAT(found(), testing::Contains("inputs 8 to 9 are missing [8, 9]"));
+}
+
+TEST_F(CheckerTest, ALedgerThatCameOfADamagedOne) {
+  make();
+  sql("DROP TABLE step");
+  {
+    LedgerWithAlarms engine(path_, kAll);
+    ASSERT_FALSE(engine.ledger.set_aside().empty());
+    engine.write(raises("Z", "z", 395, 1010));
+  }
+  EXPECT_EQ(found(), Texts{});
+  EXPECT_EQ(test::rows(path_, "SELECT count(*) FROM report"), Texts{"3"});
+}
+
+}  // namespace
+}  // namespace polaiga::engine

@@ -80,7 +80,6 @@ class Daemon {
         events_("client", options.idle_within, clock, messages),
         controls_("control client", options.idle_within, clock, messages) {
     for (const std::string& news : state_.ledger().news()) say(Priority::kError, news);
-    state_.ledger().set_patience(options.patience);
     load_tables();
     if (!options.socket.empty()) events_.listen_at(options.socket);
     if (!options.control.empty()) controls_.listen_at(options.control);

@@ -195,8 +195,6 @@ class Ledger::Writer {
     return more;
   }
 
-  void set_patience(std::chrono::milliseconds patience) { db_.set_patience(static_cast<int>(patience.count())); }
-
   LedgerSize size() {
     return {.file_bytes = db_.file_bytes(),
             .log_bytes = log_.bytes(),
@@ -598,7 +596,6 @@ bool Ledger::forget_cursor(const std::string& publisher) {
 }
 std::vector<PublisherCursor> Ledger::cursors() const { return writer_->cursors(); }
 std::size_t Ledger::most_inputs_in_batch() const { return writer_->most_inputs(); }
-void Ledger::set_patience(std::chrono::milliseconds patience) { writer_->set_patience(patience); }
 bool Ledger::tidy() {
   return noting_damage([&] { return writer_->tidy(); });
 }

@@ -3,7 +3,6 @@
 // other processes.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -105,10 +104,6 @@ class Ledger {
 
   // Of all publishers, by name. Throws SqlError.
   std::vector<PublisherCursor> cursors() const;
-
-  // How long each access waits for another program that has locked the file, before
-  // it fails with SQLITE_BUSY. It is 5 s at first.
-  void set_patience(std::chrono::milliseconds patience);
 
   // Goes on with taking out what is past the retention, when there is nothing to
   // write; answers whether there is more of it. Throws SqlError.

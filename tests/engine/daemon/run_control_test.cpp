@@ -178,8 +178,7 @@ TEST_F(RunControlTest, TheLedgerIsTidiedWhenNothingComes) {
   EXPECT_EQ(stop(engine, SIGTERM).status, 0);
 }
 
-// One that sends many requests at once does not hold up the events.
-TEST_F(RunControlTest, RequestsTakeTurns) {
+TEST_F(RunControlTest, ManyRequestsAtOnceAreAllAnsweredAndEventsBetweenThem) {
   Child engine(with_control(), dir_);
   Client sender(socket());
   sender.send(slow());

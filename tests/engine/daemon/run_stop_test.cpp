@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <functional>
@@ -90,10 +91,10 @@ class RunStopTest : public RunTest {
     return status.contains("problem") ? status.at("problem") : "";
   }
 
-  static Ended stop_in_time(Child& engine) {
+  static Ended stop_within(std::chrono::milliseconds time, Child& engine) {
     const auto begin = Time::now();
     Ended got = stop(engine, SIGTERM);
-    EXPECT_LT(Time::now() - begin, 5500ms) << got.err;
+    EXPECT_LT(Time::now() - begin, time) << got.err;
     return got;
   }
 };
@@ -107,14 +108,19 @@ TEST_F(RunStopTest, AnotherProgramsTransactionIsWaitedForAndTold) {
   ASSERT_TRUE(holder.holds());
   client.send(slow());
   ASSERT_TRUE(comes_true([this] { return problem() == ledger() + ": cannot write: database is locked"; }));
-  const auto begin = Time::now();
-  for (int i = 0; i < 5; ++i) EXPECT_NE(problem(), "");
-  EXPECT_LT(Time::now() - begin, 5s);  // each attempt to write takes half a second, not five
+  // It is tried every second, and each attempt takes half a second, in which nobody is answered.
+  auto longest = Time::duration::zero();
+  for (const auto end = Time::now() + 4s; Time::now() < end;) {
+    const auto begin = Time::now();
+    EXPECT_NE(problem(), "");
+    longest = std::max(longest, Time::now() - begin);
+  }
+  EXPECT_LT(longest, 2s);
   EXPECT_FALSE(client.has_answer());
   holder.end();
   EXPECT_EQ(client.answer(), taken(2));
   EXPECT_TRUE(comes_true([this] { return problem().empty(); }));
-  EXPECT_EQ(stop_in_time(engine).status, 0);
+  EXPECT_EQ(stop_within(4900ms, engine).status, 0);
 }
 
 TEST_F(RunStopTest, AStopDoesNotWaitForAnotherProgramsTransaction) {
@@ -127,7 +133,7 @@ TEST_F(RunStopTest, AStopDoesNotWaitForAnotherProgramsTransaction) {
     ASSERT_TRUE(holder.holds());
     client.send(slow(1, "b"));
     EXPECT_TRUE(engine.has_complained(": cannot write: database is locked"));
-    const Ended got = stop_in_time(engine);
+    const Ended got = stop_within(4900ms, engine);
     EXPECT_EQ(got.status, 2);
     EXPECT_NE(got.err.find("1 events could not be written and were not acknowledged. Send them again.\n"),
               std::string::npos)
@@ -143,7 +149,7 @@ TEST_F(RunStopTest, NorWhenThereIsNothingToWrite) {
   ASSERT_EQ(client.answer(), taken(1));
   const Holder holder(writer());
   ASSERT_TRUE(holder.holds());
-  EXPECT_EQ(stop_in_time(engine).status, 0);
+  EXPECT_EQ(stop_within(4900ms, engine).status, 0);
 }
 
 // SQLite tries for ten seconds to get these, and nothing can be done meanwhile.
@@ -156,7 +162,7 @@ TEST_F(RunStopTest, NorForLocksThatNobodyGivesBack) {
     const Holder holder(keeper_of_all_locks());
     ASSERT_TRUE(holder.holds());
     client.send(slow(1, "b"));
-    const Ended got = stop_in_time(engine);
+    const Ended got = stop_within(5500ms, engine);
     EXPECT_EQ(got.status, 2);
     EXPECT_NE(got.err.find("What was under way did not end within 5 s, so the engine ended without it.\n"),
               std::string::npos)

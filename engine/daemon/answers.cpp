@@ -59,6 +59,8 @@ std::string status_answer(const EngineStatus& status) {
       .add("log_bytes", status.size.log_bytes)
       .add("over_limit", status.size.is_too_full)
       .add("log_held_by_reader", status.size.is_held)
+      .add("checked_percent", status.check.percent)
+      .add("damage_found", status.check.found)
       .add("publishers", publishers_of(status));
   if (status.problem) answer.add("problem", *status.problem);
   return answer.line();

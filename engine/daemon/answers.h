@@ -37,6 +37,7 @@ struct EngineStatus {
   int clients = 0;          // that are served
   int waiting_clients = 0;  // for a place
   LedgerSize size;
+  Ledger::CheckProgress check;
   std::vector<PublisherCursor> publishers;
   std::optional<std::string> problem;  // why the ledger cannot be read or written
 };

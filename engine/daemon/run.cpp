@@ -1,9 +1,9 @@
 #include "daemon/run.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <sqlite3.h>
 #include <unistd.h>
+#include <csignal>
 
 #include <algorithm>
 #include <cerrno>
@@ -36,7 +36,12 @@ constexpr int kMostClients = 64;
 constexpr int kMostControlClients = 16;
 constexpr int kSpareDescriptors = 16;  // for files that are open for a moment, such as host tables
 constexpr std::size_t kMostPublishers = 32;
-constexpr std::size_t kMostAnswers = 4096;          // that wait for a write
+constexpr std::size_t kMostAnswers = 4096;  // that wait for a write
+constexpr std::size_t kRowsOfCheck = 500;
+constexpr std::chrono::milliseconds kCheckAtRest{20};   // between two steps of the check of the ledger
+constexpr std::chrono::milliseconds kCheckAtWork{500};  // the same while events come
+constexpr std::chrono::milliseconds kBetweenChecks = 24h;
+constexpr std::chrono::milliseconds kBetweenLimitMessages = 60s;
 constexpr std::chrono::milliseconds kIdle{60'000};  // longest wait when there is nothing to do
 constexpr std::chrono::milliseconds kQuiet{20};     // after that long without input, all that was sent has come
 constexpr std::chrono::milliseconds kRest{100};     // after that long without input, there is time to tidy the ledger
@@ -80,10 +85,13 @@ class Daemon {
         events_("client", options.idle_within, clock, messages),
         controls_("control client", options.idle_within, clock, messages) {
     for (const std::string& news : state_.ledger().news()) say(Priority::kError, news);
+    for (const std::string& news : state_.recorder().news()) say(Priority::kError, news);
     load_tables();
     if (!options.socket.empty()) events_.listen_at(options.socket);
     if (!options.control.empty()) controls_.listen_at(options.control);
     serves_sockets_ = !options.socket.empty();
+    // An engine that was started in the background of a terminal would be stopped for reading what is typed there.
+    if (serves_sockets_) std::signal(SIGTTIN, SIG_IGN);
     Descriptor answers = reopened_without_waiting(output.fd());
     events_.add_standard_input(duplicate(STDIN_FILENO),
                                answers.is_open() ? std::move(answers) : duplicate(output.fd()));
@@ -97,6 +105,7 @@ class Daemon {
       const bool is_idle = !wait();
       take_signals();
       if (is_idle && rests()) tidy();
+      if (takes() && clock_.steady() >= check_at_) check();
       if (takes()) take_events();
       take_requests();
       if (problem_) {
@@ -180,6 +189,9 @@ class Daemon {
     if (controls_.has_line()) return 0ms;
     auto longest = stopping_ ? kQuiet : kIdle;
     if (rests()) longest = std::min(longest, tidy_in_);
+    if (takes()) {
+      longest = std::min(longest, std::chrono::ceil<std::chrono::milliseconds>(check_at_ - clock_.steady()));
+    }
     for (const auto& until : {until_due(), manager_.until_tick(), messages_.until_tick(), events_.until_places(),
                               controls_.until_places()}) {
       if (until) longest = std::min(longest, *until);
@@ -227,7 +239,9 @@ class Daemon {
     state_.recorder().use_tables(read_host_tables(directory), directory);
   }
 
+  // What came before was handled under the former tables and is written under them.
   void reload() {
+    if (state_.recorder().has_batch() && !commit()) return;
     reload_ = false;
     manager_.reloading();
     try {
@@ -298,13 +312,11 @@ class Daemon {
           "The clock went back by " + std::to_string(seconds) + " s. Numbers keep the order of the events.");
     }
     const bool not_tracked = input.reported && input.outcome == Outcome::kNotTracked;
-    if (not_tracked && !std::exchange(told_of_limit_, true)) {
+    if (not_tracked && clock_.steady() >= tell_of_limit_at_) {
       say(Priority::kWarning,
-          "There are " + std::to_string(options_.most_active) +
-              " active faults, which is the limit (--max-active). Further faults are recorded, but not tracked.");
-    }
-    if (input.reported && !not_tracked && state_.recorder().alarms().reports() < options_.most_active) {
-      told_of_limit_ = false;
+          "The limit of active faults is reached (--max-active " + std::to_string(options_.most_active) +
+              "; a fault counts once for each of its reporters). Further faults are recorded, but not tracked.");
+      tell_of_limit_at_ = clock_.steady() + kBetweenLimitMessages;
     }
   }
 
@@ -428,6 +440,21 @@ class Daemon {
     }
   }
 
+  // Goes on with checking the ledger, in steps that nobody notices.
+  void check() {
+    try {
+      for (const std::string& found : state_.ledger().check_some(kRowsOfCheck)) {
+        say(Priority::kError, options_.ledger + ": the ledger is damaged, but the engine can go on: " + found +
+                                  ". `polaiga verify` tells more");
+      }
+    } catch (const SqlError&) {  // such as of a file that cannot be read now
+      check_at_ = clock_.steady() + kIdle;
+      return;
+    }
+    const bool is_done = state_.ledger().check_progress().is_done;
+    check_at_ = clock_.steady() + (is_done ? kBetweenChecks : rests() ? kCheckAtRest : kCheckAtWork);
+  }
+
   void give_places() {
     const bool has_waiting = events_.has_waiting();
     // Answers that wait point to those who are to get them.
@@ -459,6 +486,7 @@ class Daemon {
     if (problem_) now.problem = problem_->what;
     try {
       now.size = state_.ledger().size();
+      now.check = state_.ledger().check_progress();
       now.publishers = state_.ledger().cursors();
     } catch (const SqlError& error) {
       if (!now.problem) now.problem = options_.ledger + ": cannot read: " + error.what();
@@ -476,6 +504,8 @@ class Daemon {
   }
 
   Status finish() {
+    // What the last batch has is on the disk; who is not told would send it again.
+    for (Sender& sender : events_.senders()) sender.send_the_last();
     if (events_.waiting() > 0) {
       say(Priority::kWarning, std::to_string(events_.waiting()) + " clients that waited were not served.");
     }
@@ -517,7 +547,8 @@ class Daemon {
   bool stopping_ = false;
   bool drained_ = false;
   Clock::Steady stop_by_{};
-  bool told_of_limit_ = false;
+  Clock::Steady tell_of_limit_at_{};
+  Clock::Steady check_at_{};  // when the check of the ledger goes on
   std::uint64_t bad_lines_ = 0;
 };
 

@@ -488,7 +488,7 @@ Ledger::CheckProgress Ledger::check_progress() const { return checked_; }
 
 std::vector<std::string> Ledger::check_some(std::size_t rows) {
   std::vector<std::string> found;
-  if (!checker_) return found;
+  if (!checker_) checker_ = std::make_unique<Checker>(writer_->db());
   const std::size_t before = checker_->findings().size();
   const bool more = checker_->step(rows);
   for (std::size_t i = before; i < checker_->findings().size(); ++i) found.push_back(checker_->findings()[i].what);

@@ -121,7 +121,7 @@ class Ledger {
 
   // Goes on with checking all that was not checked at the start: about so many rows.
   // Answers what was found in them, a sentence each. Whatever it is, the engine can go
-  // on: it rests on none of it.
+  // on: it rests on none of it. After the end it begins anew. Throws SqlError.
   std::vector<std::string> check_some(std::size_t rows);
 
  private:

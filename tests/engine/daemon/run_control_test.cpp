@@ -123,7 +123,8 @@ TEST_F(RunControlTest, BeyondTheLimitOfActiveFaultsTheAnswerWarns) {
       ",\"warning\":\"The event is recorded, but its fault is not tracked: the limit of active faults is reached "
       "(--max-active)\"}";
   EXPECT_EQ(answers, Answers({taken(1), taken(2), "{\"seq\":3" + warning, "{\"seq\":4" + warning, taken(5), taken(6)}));
-  EXPECT_TRUE(engine.has_complained("There are 2 active faults, which is the limit (--max-active)."));
+  EXPECT_TRUE(engine.has_complained(
+      "The limit of active faults is reached (--max-active 2; a fault counts once for each of its reporters)."));
   const json now = status();
   EXPECT_EQ(now.at("not_tracked"), 2);
   EXPECT_EQ(now.at("active_faults"), 2);
@@ -199,6 +200,67 @@ TEST_F(RunControlTest, ATimeNeedsItsUnit) {
   for (const char* time : {"50", "11s", "-1ms", "soon"}) {
     EXPECT_EQ(Shell().run(with_control(std::string("--commit-within ") + time)).status, 2) << time;
   }
+}
+
+// What the engine's decisions rest on is checked at the start, and the rest while it runs.
+TEST_F(RunControlTest, TheLedgerIsCheckedWhileItRuns) {
+  {
+    Child engine(with_control(), dir_);
+    Client client(socket());
+    client.send(R"({"entity":"fan","sensor":"NEEDLE","offset":3,"state":1})"
+                "\n");
+    client.send(R"({"entity":"fan","sensor":"NEEDLE","offset":3,"state":0})"
+                "\n");
+    ASSERT_EQ(client.answers(2).back(), taken(2));
+    for (int i = 0; i < 40; ++i) {  // more batches than a start checks
+      client.send(slow(1));
+      ASSERT_EQ(client.answer(), taken(3 + i));
+    }
+    while (status().at("checked_percent") != 100) {
+    }
+    EXPECT_EQ(status().at("damage_found"), 0);
+    ASSERT_EQ(stop(engine, SIGTERM).status, 0);
+  }
+  std::string content = dir_.read("ledger.db");
+  const auto at = content.find("fanNEEDLE");
+  ASSERT_NE(at, std::string::npos);
+  content[at + 4] = 'X';
+  dir_.write("ledger.db", content);
+  Child engine(with_control(), dir_);
+  EXPECT_TRUE(
+      engine.has_complained("the ledger is damaged, but the engine can go on: subject 1: the row is damaged: its "
+                            "checksum does not match; input 1 refers to it. `polaiga verify` tells more"));
+  while (status().at("checked_percent") != 100) {
+  }
+  EXPECT_GE(status().at("damage_found"), 1);
+  EXPECT_EQ(status().at("active_faults"), 1);
+  Client client(socket());
+  client.send(slow(2));
+  EXPECT_EQ(client.answer(), taken(43));
+  EXPECT_EQ(stop(engine, SIGTERM).status, 0);
+}
+
+// Events that wait for their write were handled under the tables of that time, and the
+// ledger says so.
+TEST_F(RunControlTest, TablesThatAreLoadedWhileEventsWait) {
+  std::filesystem::copy(POLAIGA_TABLES_DIR, dir_.file("tables"));
+  Child engine(with_control("--commit-within 10s --tables '" + dir_.file("tables") + "'"), dir_);
+  Client client(socket());
+  client.send(slow(1));
+  while (status().at("unwritten") != 1) {
+  }
+  const std::string nm = dir_.read("tables/nm.tsv");
+  dir_.write("tables/nm.tsv", nm.substr(0, nm.rfind('\n', nm.size() - 2) + 1));
+  engine.kill(SIGHUP);
+  EXPECT_EQ(client.answer(), taken(1));
+  ASSERT_TRUE(engine.has_complained("The tables were loaded again."));
+  client.send(slow(2));
+  while (status().at("unwritten") != 1) {
+  }
+  EXPECT_EQ(stop(engine, SIGTERM).status, 0);
+  EXPECT_EQ(ask("SELECT length(tables.nm) FROM event JOIN setting ON setting.id = event.setting "
+                "JOIN tables ON tables.id = setting.tables ORDER BY event.seq"),
+            Answers({std::to_string(nm.size()), std::to_string(dir_.read("tables/nm.tsv").size())}));
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "ledger/checker.h"
 
+#include <sqlite3.h>
+
 #include <algorithm>
 #include <functional>
 #include <map>
@@ -32,7 +34,7 @@ class Reading {
     if (!db_.in_transaction()) return;
     try {
       db_.exec("ROLLBACK");
-    } catch (const SqlError&) {  // the next BEGIN will tell
+    } catch (const std::exception&) {  // the next BEGIN will tell
     }
   }
   Reading(const Reading&) = delete;
@@ -461,6 +463,7 @@ bool Checker::step(std::size_t rows) {
   } catch (const LedgerError& error) {
     find(error.what());
   } catch (const SqlError& error) {
+    if (error.code() == SQLITE_NOMEM) throw;  // that says nothing about the file
     find(std::string("the structure of the file is damaged: ") + error.what());
   }
   // What cannot be gone on with is left; the rest is still checked.
@@ -500,6 +503,7 @@ void Checker::check_as_a_whole() {
   } catch (const LedgerError& error) {
     find(error.what());
   } catch (const SqlError& error) {
+    if (error.code() == SQLITE_NOMEM) throw;  // that says nothing about the file
     find(std::string("the structure of the file is damaged: ") + error.what());
   }
 }

@@ -2,14 +2,16 @@
 //   POLAIGA_FAIL_ALLOCATION   The number of the allocation that fails, of the program and of SQLite together, from the
 //                             beginning of main().
 //   POLAIGA_FAIL_ALLOCATIONS  The number of the first of those that fail; all later ones do, too.
+//   POLAIGA_ALLOCATIONS       A file to which the number of all allocations is written at the end.
 //   POLAIGA_FAULTS            A directory. While it has a file "reads", nothing can be read from the ledger; while it
 //                             has a file "room", the disk has no room for the ledger's file, but for its log.
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <new>
-#include <string>
 
 namespace {
 
@@ -20,19 +22,21 @@ std::size_t number_in(const char* name) {
 
 // What is made before main() begins belongs to others, and nothing has been done then.
 bool is_counting = false;
+std::size_t number = 0;
 
 bool next_fails() {
   if (!is_counting) return false;
   static const std::size_t one = number_in("POLAIGA_FAIL_ALLOCATION");
   static const std::size_t first = number_in("POLAIGA_FAIL_ALLOCATIONS");
-  static std::size_t number = 0;
   ++number;
   return number == one || (first > 0 && number >= first);
 }
 
 bool has_fault(const char* name) {
   const char* const directory = std::getenv("POLAIGA_FAULTS");
-  return directory != nullptr && ::access((std::string(directory) + "/" + name).c_str(), F_OK) == 0;
+  char path[4096];  // without an allocation, which could fail
+  return directory != nullptr && std::snprintf(path, sizeof path, "%s/%s", directory, name) > 0 &&
+         ::access(path, F_OK) == 0;
 }
 
 // SQLite's memory.
@@ -112,5 +116,8 @@ int program_main(int argc, char** argv);
 
 int main(int argc, char** argv) {
   is_counting = true;
-  return program_main(argc, argv);
+  const int status = program_main(argc, argv);
+  is_counting = false;
+  if (const char* const file = std::getenv("POLAIGA_ALLOCATIONS"); file != nullptr) std::ofstream(file) << number;
+  return status;
 }

@@ -19,6 +19,7 @@ help:
 	@echo "make asan     test with the address and undefined-behaviour sanitizers"
 	@echo "make musl     build the library with musl and run a consumer"
 	@echo "make valgrind test the release build under valgrind"
+	@echo "make soak     run the engine for an hour under load, kills and full disks; as root (MINUTES=3 is shorter)"
 	@echo "make fuzz     fuzz the filters, all parsers and the ledger, each for 5 minutes"
 	@echo "make coverage report the lines and branches that the tests reach"
 	@echo "make mutants  change the sources one cell at a time: the tests must notice"
@@ -125,7 +126,7 @@ clean:
 	@rm -rf build
 
 # The heavier proofs that the library holds under any use.
-.PHONY: asan cppcheck valgrind musl fuzz fuzz-check coverage mutants format-check
+.PHONY: asan cppcheck valgrind musl soak fuzz fuzz-check coverage mutants format-check
 
 asan:
 	@tools/setup proof
@@ -156,6 +157,13 @@ valgrind:
 	@cmake --build --preset check
 	@echo "== Testing the release build under valgrind"
 	@tools/valgrind build/check
+
+# Shorter with: make soak MINUTES=3
+MINUTES = 60
+soak: build
+	@tools/setup check
+	@echo "== Running the engine under load, kills and full disks for $(MINUTES) minutes"
+	@python3 -B tools/soak --minutes $(MINUTES) build/release/bin/polaiga
 
 # The seconds are those of each fuzzer; longer with: make fuzz SECONDS_OF_FUZZ=3600
 SECONDS_OF_FUZZ = 300

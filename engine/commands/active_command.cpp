@@ -81,7 +81,7 @@ Status active(const ActiveOptions& options, StandardOutput& output) {
     output.write(as_text(found, wants_colour(options.colour, output), output.width()));
   }
   output.flush();
-  return kDone;
+  return tell_left_out(reader) ? kDamaged : kDone;
 }
 
 }  // namespace
@@ -96,7 +96,8 @@ Command active_command(CLI::App& program) {
       "AGE is a number with a unit: s, m, h or d. A fault's age is counted from now, or\n"
       "from the TIME of --at, back to when the fault was raised. A fault of exactly AGE\n"
       "counts as older.\n\n"
-      "Exit status: 0 when all is well, 2 when the ledger cannot be read.");
+      "Exit status: 0 when all is well, 1 when damaged rows were left out, 2 when the ledger\n"
+      "cannot be read.");
   add_ledger_option(*app, options->ledger);
   add_switch(*app, "--json", "Print JSON Lines, one fault a line", options->json);
   add_selection_options(*app, options->selection);

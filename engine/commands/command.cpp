@@ -1,7 +1,9 @@
 #include "commands/command.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 
+#include "base/messages.h"
 #include "commands/active_command.h"
 #include "commands/catalog_command.h"
 #include "commands/diff_command.h"
@@ -13,6 +15,7 @@
 #include "commands/tail_command.h"
 #include "commands/verify_command.h"
 #include "commands/worker_command.h"
+#include "ledger/reader.h"
 
 namespace polaiga::engine {
 
@@ -47,6 +50,15 @@ void add_colour_option(CLI::App& command, Colour& colour) {
                     {"auto", "always", "never"}, [&colour](const std::string& when) {
                       if (when != "auto") colour = when == "always" ? Colour::kAlways : Colour::kNever;
                     });
+}
+
+bool tell_left_out(const LedgerReader& reader) {
+  constexpr std::size_t kMostTold = 10;
+  const std::vector<std::string>& left_out = reader.left_out();
+  for (std::size_t i = 0; i < std::min(left_out.size(), kMostTold); ++i) say("left out: " + left_out[i]);
+  if (left_out.size() > kMostTold) say(std::to_string(left_out.size() - kMostTold) + " more things were left out");
+  if (!left_out.empty()) say(reader.path() + ": the ledger is damaged; `polaiga verify` tells more");
+  return !left_out.empty();
 }
 
 std::vector<Command> add_commands(CLI::App& program) {

@@ -98,7 +98,7 @@ Status history(const HistoryOptions& options, StandardOutput& output) {
     output.write(as_text(alarms, output.width()));
   }
   output.flush();
-  return kDone;
+  return tell_left_out(reader) ? kDamaged : kDone;
 }
 
 }  // namespace
@@ -111,8 +111,8 @@ Command history_command(CLI::App& program) {
       "Each alarm is a line with its number and object. Indented below it are its faults:\n"
       "the levels that it went through. RECORDS is how many records raised or refreshed\n"
       "the fault. The duration of what is active is counted until now.\n\n"
-      "Exit status: 0 when all is well, 1 when the ledger does not know FAULT_DN, 2 when\n"
-      "the ledger cannot be read.");
+      "Exit status: 0 when all is well, 1 when the ledger does not know FAULT_DN or\n"
+      "damaged rows were left out, 2 when the ledger cannot be read.");
   add_name(*app, "FAULT_DN", options->fault_dn, "Only alarms that this fault took part in");
   add_ledger_option(*app, options->ledger);
   add_switch(*app, "--json", "Print JSON Lines, one alarm a line", options->json);

@@ -16,7 +16,6 @@
 #include "base/printable.h"
 #include "commands/options.h"
 #include "commands/selection_options.h"
-#include "ledger/change_feed.h"
 #include "ledger/ledger_file.h"
 #include "ledger/reader.h"
 #include "model/record_text.h"
@@ -92,18 +91,19 @@ class Tail {
   Tail(const TailOptions& options, StandardOutput& output)
       : options_(options), output_(output), coloured_(wants_colour(options.colour, output)) {}
 
-  void run() {
+  // Whether nothing was left out.
+  bool run() {
     open();
     if (options_.after) {
       begin_after(*options_.after);
     } else {
       print(reader_->latest(options_.selection, options_.lines));
     }
-    if (!options_.follow) return;
-    while (wait()) {
+    while (options_.follow && wait()) {
       if (reader_ && reader_->has_changed()) print_new();
       look_for_another();
     }
+    return is_whole_;
   }
 
  private:
@@ -121,20 +121,21 @@ class Tail {
       throw LedgerError(options_.ledger + ": there is no change " + std::to_string(number) + "; the last one is " +
                         std::to_string(last) + ". Has another ledger taken the place of the one that was read?");
     }
-    if (const auto gap = ChangeFeed(options_.ledger).next(number, 1).gap) {
-      say(options_.ledger + ": changes " + std::to_string(gap->first) + " to " + std::to_string(gap->last) +
-          " are no longer kept");
-    }
     through_ = number;
     print_new();
   }
 
   void print(const ChangesRead& read) {
+    if (read.last_lost >= read.first_lost) {
+      say(options_.ledger + ": changes " + std::to_string(read.first_lost) + " to " + std::to_string(read.last_lost) +
+          " are no longer kept");
+    }
     for (const StoredChange& one : read.changes) {
       output_.write(options_.json ? stored_change_form(one, ledger_id_).line()
                                   : change_line(one, coloured_, output_.width()));
     }
     output_.flush();
+    if (tell_left_out(*reader_)) is_whole_ = false;
     through_ = read.through;
   }
 
@@ -182,12 +183,12 @@ class Tail {
   std::optional<FileIdentity> file_;  // of the ledger that is read
   ChangeNumber through_ = 0;
   int failures_ = 0;
+  bool is_whole_ = true;
 };
 
 Status tail(const TailOptions& options, StandardOutput& output) {
   watch_for_interrupt();
-  Tail(options, output).run();
-  return kDone;
+  return Tail(options, output).run() ? kDone : kDamaged;
 }
 
 }  // namespace
@@ -203,7 +204,8 @@ Command tail_command(CLI::App& program) {
       "For --severity a change counts as severe as its fault.\n\n"
       "Ctrl-C ends it, and so does a reader that closes the pipe. When another ledger takes\n"
       "the place of this one, it is followed from its beginning.\n\n"
-      "Exit status: 0 when all is well, 2 when the ledger cannot be read.");
+      "Exit status: 0 when all is well, 1 when damaged rows were left out, 2 when the ledger\n"
+      "cannot be read.");
   add_ledger_option(*app, options->ledger);
   CLI::Option* const lines =
       add_number_option(*app, {"-n,--lines", "N", "Begin with the last N changes (default 10)"},

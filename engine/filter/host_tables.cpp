@@ -11,7 +11,6 @@
 #include <functional>
 #include <limits>
 #include <span>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -190,15 +189,14 @@ void check_header(const std::vector<Cell>& cells) {
 
 template <class Row, std::size_t N>
 std::vector<Row> rows_of(const std::string& content, const std::string& file, const Column<Row> (&columns)[N]) {
-  std::istringstream input(content);
+  std::string_view rest = content;  // a stream would take a line that there is no memory for as the end
   std::vector<Row> rows;
   std::vector<std::size_t> lines;  // the line that each row came from
   bool headed = false;
-  std::string text;
-  std::size_t line = 0;
-  while (std::getline(input, text)) {
-    ++line;
-    if (text.ends_with('\r')) text.pop_back();
+  for (std::size_t line = 1; !rest.empty(); ++line) {
+    std::string_view text = rest.substr(0, rest.find('\n'));
+    rest.remove_prefix(std::min(text.size() + 1, rest.size()));
+    if (text.ends_with('\r')) text.remove_suffix(1);
     if (text.empty() || text.starts_with('#')) continue;
     const auto cells = cells_of<Row>(file, line, text, columns);
     if (!headed) {

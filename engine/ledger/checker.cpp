@@ -1,5 +1,7 @@
 #include "ledger/checker.h"
 
+#include <sqlite3.h>
+
 #include <algorithm>
 #include <functional>
 #include <map>
@@ -32,7 +34,7 @@ class Reading {
     if (!db_.in_transaction()) return;
     try {
       db_.exec("ROLLBACK");
-    } catch (const SqlError&) {  // the next BEGIN will tell
+    } catch (const std::exception&) {  // the next BEGIN will tell
     }
   }
   Reading(const Reading&) = delete;
@@ -220,7 +222,9 @@ class Checker::Inputs {
   }
 
   void end_batch(const Seal& seal, Sequence seq) {
-    if (batch_ && !is_broken_ && batch_->close(first_of_batch_, seq, changes_before_batch_, std::max(last_change_, changes_before_batch_)) != seal) {
+    if (batch_ && !is_broken_ &&
+        batch_->close(first_of_batch_, seq, changes_before_batch_, std::max(last_change_, changes_before_batch_)) !=
+            seal) {
       checker_.find(range_text("input", first_of_batch_, seq) +
                         ": the digest does not match; something of this batch, or the digest before it, was changed",
                     first_of_batch_, seq);
@@ -459,6 +463,7 @@ bool Checker::step(std::size_t rows) {
   } catch (const LedgerError& error) {
     find(error.what());
   } catch (const SqlError& error) {
+    if (error.code() == SQLITE_NOMEM) throw;  // that says nothing about the file
     find(std::string("the structure of the file is damaged: ") + error.what());
   }
   // What cannot be gone on with is left; the rest is still checked.
@@ -498,6 +503,7 @@ void Checker::check_as_a_whole() {
   } catch (const LedgerError& error) {
     find(error.what());
   } catch (const SqlError& error) {
+    if (error.code() == SQLITE_NOMEM) throw;  // that says nothing about the file
     find(std::string("the structure of the file is damaged: ") + error.what());
   }
 }

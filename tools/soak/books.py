@@ -1,8 +1,11 @@
 """What the run has counted and noted: the acknowledgements, the complaints, and the numbers of the report."""
 
 import collections
+import re
 import threading
 import time
+
+import events
 
 
 class Sent:
@@ -17,7 +20,7 @@ class Sent:
 
 
 class Books:
-    MOST_COMPLAINTS = 50
+    MOST_OF_A_KIND = 5  # complaints that differ in nothing but numbers; more are only counted
 
     def __init__(self, say=print):
         self.begun = time.monotonic()
@@ -25,6 +28,7 @@ class Books:
         self.counts = collections.Counter()
         self.largest = collections.Counter()
         self.complaints = []
+        self.kinds = collections.Counter()  # of complaints
         self.sent = {}  # by client: a Sent for each of its events, in their order
         self.largest_acknowledged = 0
         self.say = say
@@ -35,10 +39,11 @@ class Books:
     def complain(self, text):
         with self.lock:
             self.counts["complaints"] += 1
-            if len(self.complaints) < self.MOST_COMPLAINTS:
-                self.complaints.append(text)
-            else:
+            kind = re.sub(r"\d+", "N", text)
+            self.kinds[kind] += 1
+            if self.kinds[kind] > self.MOST_OF_A_KIND:
                 return
+            self.complaints.append(text)
         self.tell("COMPLAINT: " + text)
 
     def count(self, what, many=1):
@@ -65,6 +70,12 @@ class Books:
             self.largest_acknowledged = max(self.largest_acknowledged, number)
         if known not in (0, number):
             self.complain(f"event {count} of client {client} was acknowledged as {known} and again as {number}")
+
+    def sent_event(self, event_id):
+        """What was noted of the event; None when no client sent it."""
+        parts = events.parts_of(event_id)
+        sent = self.sent.get(parts[0], []) if parts else []
+        return sent[parts[1]] if parts and parts[1] < len(sent) else None
 
     def acknowledged(self):
         """Every acknowledged event: client, count, and what was noted of it."""

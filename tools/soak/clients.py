@@ -131,5 +131,5 @@ class Client(threading.Thread):
         else:
             self.last_new = number
         self.books.count("acknowledged events")
-        _, count = events.client_and_count(event_id)
+        _, count, _ = events.parts_of(event_id)
         self.books.acknowledge(self.number, count, number, self.tables.newest())

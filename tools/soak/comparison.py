@@ -74,7 +74,7 @@ def check_acknowledgements(numbers, acknowledged):
     complaints = []
     by_client = {}
     for event_id, number in numbers.items():
-        by_client[events.client_and_count(event_id)] = number
+        by_client[events.parts_of(event_id)[:2]] = number
     for client, count, sent in acknowledged:
         there = by_client.get((client, count))
         if there is None:

@@ -6,6 +6,7 @@ number of the event among those of the client, and the line of the day that the 
 
 import json
 import random
+import re
 
 
 class Day:
@@ -37,19 +38,17 @@ class Day:
 
     def event(self, event_id):
         """The event of this id; None when no client has given such an id."""
-        parts = event_id.split("-")
-        if len(parts) != 3 or parts[0][:1] != "c" or not all(part.isdigit() for part in (parts[0][1:], *parts[1:])):
-            return None
-        line = int(parts[2])
-        return {**self.events[line], "id": event_id} if line < len(self.events) else None
+        parts = parts_of(event_id)
+        return {**self.events[parts[2]], "id": event_id} if parts and parts[2] < len(self.events) else None
 
     def line(self, event_id):
         return json.dumps(self.event(event_id), separators=(",", ":"))
 
 
-def client_and_count(event_id):
-    client, count, _ = event_id.split("-")
-    return int(client[1:]), int(count)
+def parts_of(event_id):
+    """Client, number of the event among those of the client, and line of the day; None of an id of another form."""
+    found = re.fullmatch(r"c(\d+)-(\d+)-(\d+)", event_id)
+    return tuple(int(part) for part in found.groups()) if found else None
 
 
 BAD_LINES = ("[]", "nonsense", '{"entity":"fan"}', '{"entity":"fan","sensor":"S","offset":3,"state":1,"id":""}')

@@ -185,7 +185,7 @@ class Publisher(ControlObserver):
             self.books.count("cursors moved")
         elif answer is not None:
             self.books.count("refused requests")
-            if "cannot be written" not in answer.get("error", ""):
+            if "again later" not in answer.get("error", ""):
                 self.books.complain(f"{self.name}: the cursor {self.asked} is answered {answer}")
 
 

@@ -174,7 +174,7 @@ class SoakRun:
         self.books.tell("comparing with a replay")
         complaints, numbers = comparison.check_events(self.copy.inputs(), self.day)
         complaints += comparison.check_acknowledgements(numbers, self.books.acknowledged())
-        complaints += comparison.check_tables(self.copy.inputs(), self.sent_of)
+        complaints += comparison.check_tables(self.copy.inputs(), self.books.sent_event)
         with self.replay(numbers) as replayed:
             summary = {}
             complaints += comparison.check_records(self.copy.inputs(), self.copy.changes(), replayed(summary))
@@ -184,11 +184,6 @@ class SoakRun:
         self.books.counts["active faults"] = len(active)
         for complaint in complaints:
             self.books.complain(complaint)
-
-    def sent_of(self, event_id):
-        client, count = comparison.events.client_and_count(event_id)
-        sent = self.books.sent.get(client, [])
-        return sent[count] if count < len(sent) else None
 
     def ask(self, *arguments):
         done = self.place.run(*arguments, "--ledger", self.place.ledger)
@@ -246,5 +241,8 @@ class SoakRun:
             print(f"\nSomething does not hold (seed {self.seed}):")
             for complaint in self.books.complaints:
                 print(f"  {complaint}")
+            further = counts["complaints"] - len(self.books.complaints)
+            if further:
+                print(f"  and {further} that are like one of these")
         else:
             print("\nEverything holds: the ledger is that of one uninterrupted replay.")

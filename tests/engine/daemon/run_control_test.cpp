@@ -41,7 +41,7 @@ TEST_F(RunControlTest, StatusTellsHowTheEngineIs) {
   EXPECT_EQ(now.at("ledger_id").get<std::string>().size(), 32U);
   EXPECT_EQ(now.at("library_version"), POLAIGA_VERSION);
   EXPECT_EQ(now.at("last_seq"), 3);
-  EXPECT_EQ(now.at("waiting"), 0);
+  EXPECT_EQ(now.at("unwritten"), 0);
   EXPECT_EQ(now.at("last_number"), 3);
   EXPECT_EQ(now.at("oldest_number"), 1);
   EXPECT_EQ(now.at("active_faults"), 1);
@@ -50,6 +50,7 @@ TEST_F(RunControlTest, StatusTellsHowTheEngineIs) {
   EXPECT_EQ(now.at("not_tracked"), 0);
   EXPECT_EQ(now.at("bad_lines"), 1);
   EXPECT_EQ(now.at("clients"), 1);
+  EXPECT_EQ(now.at("waiting_clients"), 0);
   EXPECT_GT(now.at("file_bytes"), 0);
   EXPECT_EQ(now.at("over_limit"), false);
   EXPECT_EQ(now.at("log_held_by_reader"), false);
@@ -122,7 +123,8 @@ TEST_F(RunControlTest, BeyondTheLimitOfActiveFaultsTheAnswerWarns) {
       ",\"warning\":\"The event is recorded, but its fault is not tracked: the limit of active faults is reached "
       "(--max-active)\"}";
   EXPECT_EQ(answers, Answers({taken(1), taken(2), "{\"seq\":3" + warning, "{\"seq\":4" + warning, taken(5), taken(6)}));
-  EXPECT_TRUE(engine.has_complained("There are 2 active faults, which is the limit (--max-active)."));
+  EXPECT_TRUE(engine.has_complained(
+      "The limit of active faults is reached (--max-active 2; a fault counts once for each of its reporters)."));
   const json now = status();
   EXPECT_EQ(now.at("not_tracked"), 2);
   EXPECT_EQ(now.at("active_faults"), 2);
@@ -138,7 +140,7 @@ TEST_F(RunControlTest, LoneEventsShareAWriteWhenTheyMayWait) {
   Client second(socket());
   const auto begin = Clock::now();
   first.send(slow(1));
-  while (status().at("waiting") != 1) {
+  while (status().at("unwritten") != 1) {
   }
   EXPECT_EQ(ask("SELECT count(*) FROM event"), Answers({"0"}));
   second.send(slow(2));
@@ -154,7 +156,7 @@ TEST_F(RunControlTest, WhatWaitsIsWrittenAtAStop) {
   Child engine(with_control("--commit-within 10s"), dir_);
   Client client(socket());
   client.send(slow(1));
-  while (status().at("waiting") != 1) {
+  while (status().at("unwritten") != 1) {
   }
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_EQ(stop(engine, SIGTERM).status, 0);
@@ -163,10 +165,102 @@ TEST_F(RunControlTest, WhatWaitsIsWrittenAtAStop) {
   EXPECT_EQ(ask("SELECT count(*) FROM event"), Answers({"1"}));
 }
 
+// What a publisher held back is past the retention once it is forgotten.
+TEST_F(RunControlTest, TheLedgerIsTidiedWhenNothingComes) {
+  Child engine(with_control("--keep-events 100"), dir_);
+  Client client(control());
+  EXPECT_EQ(answer(client, R"({"do":"cursor","publisher":"snmp","through":0})"), R"({"ok":true})");
+  Client sender(socket());
+  sender.send(repeated(slow(), 5000));
+  EXPECT_EQ(sender.answers(5000).back(), taken(5000));
+  EXPECT_EQ(events(), 5000);
+  EXPECT_EQ(answer(client, R"({"do":"forget","publisher":"snmp"})"), R"({"ok":true})");
+  EXPECT_TRUE(comes_true([this] { return events() <= 110; })) << events();
+  EXPECT_EQ(stop(engine, SIGTERM).status, 0);
+}
+
+TEST_F(RunControlTest, ManyRequestsAtOnceAreAllAnsweredAndEventsBetweenThem) {
+  Child engine(with_control(), dir_);
+  Client sender(socket());
+  sender.send(slow());
+  EXPECT_EQ(sender.answer(), taken(1));
+  Client client(control());
+  const std::string request = R"({"do":"cursor","publisher":"snmp","through":1})"
+                              "\n";
+  engine.kill(SIGSTOP);
+  const std::size_t sent = client.send_until_refused(repeated(request, 1000), 120'000);
+  sender.send(slow());
+  engine.kill(SIGCONT);
+  EXPECT_EQ(sender.answer(), taken(2));
+  const std::size_t requests = sent / request.size();
+  EXPECT_EQ(client.answers(requests), Answers(requests, R"({"ok":true})"));
+}
+
 TEST_F(RunControlTest, ATimeNeedsItsUnit) {
   for (const char* time : {"50", "11s", "-1ms", "soon"}) {
     EXPECT_EQ(Shell().run(with_control(std::string("--commit-within ") + time)).status, 2) << time;
   }
+}
+
+// What the engine's decisions rest on is checked at the start, and the rest while it runs.
+TEST_F(RunControlTest, TheLedgerIsCheckedWhileItRuns) {
+  {
+    Child engine(with_control(), dir_);
+    Client client(socket());
+    client.send(R"({"entity":"fan","sensor":"NEEDLE","offset":3,"state":1})"
+                "\n");
+    client.send(R"({"entity":"fan","sensor":"NEEDLE","offset":3,"state":0})"
+                "\n");
+    ASSERT_EQ(client.answers(2).back(), taken(2));
+    for (int i = 0; i < 40; ++i) {  // more batches than a start checks
+      client.send(slow(1));
+      ASSERT_EQ(client.answer(), taken(3 + i));
+    }
+    while (status().at("checked_percent") != 100) {
+    }
+    EXPECT_EQ(status().at("damage_found"), 0);
+    ASSERT_EQ(stop(engine, SIGTERM).status, 0);
+  }
+  std::string content = dir_.read("ledger.db");
+  const auto at = content.find("fanNEEDLE");
+  ASSERT_NE(at, std::string::npos);
+  content[at + 4] = 'X';
+  dir_.write("ledger.db", content);
+  Child engine(with_control(), dir_);
+  EXPECT_TRUE(
+      engine.has_complained("the ledger is damaged, but the engine can go on: subject 1: the row is damaged: its "
+                            "checksum does not match; input 1 refers to it. `polaiga verify` tells more"));
+  while (status().at("checked_percent") != 100) {
+  }
+  EXPECT_GE(status().at("damage_found"), 1);
+  EXPECT_EQ(status().at("active_faults"), 1);
+  Client client(socket());
+  client.send(slow(2));
+  EXPECT_EQ(client.answer(), taken(43));
+  EXPECT_EQ(stop(engine, SIGTERM).status, 0);
+}
+
+// Events that wait for their write were handled under the tables of that time, and the
+// ledger says so.
+TEST_F(RunControlTest, TablesThatAreLoadedWhileEventsWait) {
+  std::filesystem::copy(POLAIGA_TABLES_DIR, dir_.file("tables"));
+  Child engine(with_control("--commit-within 10s --tables '" + dir_.file("tables") + "'"), dir_);
+  Client client(socket());
+  client.send(slow(1));
+  while (status().at("unwritten") != 1) {
+  }
+  const std::string nm = dir_.read("tables/nm.tsv");
+  dir_.write("tables/nm.tsv", nm.substr(0, nm.rfind('\n', nm.size() - 2) + 1));
+  engine.kill(SIGHUP);
+  EXPECT_EQ(client.answer(), taken(1));
+  ASSERT_TRUE(engine.has_complained("The tables were loaded again."));
+  client.send(slow(2));
+  while (status().at("unwritten") != 1) {
+  }
+  EXPECT_EQ(stop(engine, SIGTERM).status, 0);
+  EXPECT_EQ(ask("SELECT length(tables.nm) FROM event JOIN setting ON setting.id = event.setting "
+                "JOIN tables ON tables.id = setting.tables ORDER BY event.seq"),
+            Answers({std::to_string(nm.size()), std::to_string(dir_.read("tables/nm.tsv").size())}));
 }
 
 }  // namespace

@@ -41,7 +41,8 @@ int run(int argc, char** argv, StandardOutput& output) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  // A file that may not grow further (ulimit -f) is then an error of the write, too: the engine treats it as a full disk.
+  // A file that may not grow further (ulimit -f) is then an error of the write, too: the engine treats it as a full
+  // disk.
   std::signal(SIGXFSZ, SIG_IGN);
   // A reader that has gone away is then an error of the write.
   std::signal(SIGPIPE, SIG_IGN);

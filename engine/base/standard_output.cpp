@@ -1,10 +1,14 @@
 #include "base/standard_output.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 
 namespace polaiga::engine {
 namespace {
@@ -34,6 +38,19 @@ void StandardOutput::divert(Others others) {
   const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
   if (nowhere < 0 || ::dup2(nowhere, STDOUT_FILENO) < 0) fail();
   ::close(nowhere);
+}
+
+std::optional<std::size_t> StandardOutput::width() const {
+  if (!terminal_) return std::nullopt;
+  if (const char* const columns = std::getenv("COLUMNS")) {
+    std::size_t width = 0;
+    const char* const end = columns + std::strlen(columns);
+    const auto [stop, error] = std::from_chars(columns, end, width);
+    if (error == std::errc() && stop == end && width > 0) return width;
+  }
+  winsize size = {};
+  if (::ioctl(fd_, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return std::nullopt;
+  return size.ws_col;
 }
 
 void StandardOutput::write(std::string_view text) {

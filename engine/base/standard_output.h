@@ -1,6 +1,8 @@
 // The program's own standard output.
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -29,6 +31,10 @@ class StandardOutput {
 
   bool is_terminal() const { return terminal_; }
   int fd() const { return fd_; }
+
+  // How many columns a line has: by the variable COLUMNS or, without it, as the
+  // terminal says. Nothing when the output is no terminal, or nobody knows.
+  std::optional<std::size_t> width() const;
 
   // Both throw WriteError. write() keeps the text until flush() is called or enough
   // text has come together.

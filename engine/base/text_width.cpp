@@ -97,6 +97,8 @@ std::size_t width_of(const Character& character) {
   return is_in(kWide, character.code) ? 2 : 1;
 }
 
+constexpr std::string_view kEllipsis = "...";
+
 // The size of an escape sequence that a text begins with, as those that colour: from
 // ESC to its letter. 0 if there is none.
 std::size_t escape_size(std::string_view text) {
@@ -122,7 +124,6 @@ std::size_t text_width(std::string_view text) {
 }
 
 std::string cut_to_width(std::string_view text, std::size_t width) {
-  constexpr std::string_view kEllipsis = "...";
   std::size_t taken = 0;        // bytes
   std::size_t taken_width = 0;  // columns
   std::size_t fits = 0;         // bytes that fit beside the ellipsis
@@ -134,6 +135,20 @@ std::string cut_to_width(std::string_view text, std::size_t width) {
     if (taken_width + kEllipsis.size() <= width) fits = taken;
   }
   return std::string(text);
+}
+
+std::string cut_front_to_width(std::string_view text, std::size_t width) {
+  std::size_t left = text_width(text);
+  if (left <= width) return std::string(text);
+  const std::string_view dots = kEllipsis.substr(0, width);
+  const std::size_t room = width - dots.size();
+  while (!text.empty()) {
+    const Character next = first_character(text);
+    if (left <= room && width_of(next) > 0) break;
+    left -= width_of(next);
+    text.remove_prefix(next.size);
+  }
+  return std::string(dots).append(text);
 }
 
 }  // namespace polaiga::engine

@@ -15,4 +15,7 @@ std::size_t text_width(std::string_view text);
 // that colour.
 std::string cut_to_width(std::string_view text, std::size_t width);
 
+// The same, with the end of the text and the dots before it.
+std::string cut_front_to_width(std::string_view text, std::size_t width);
+
 }  // namespace polaiga::engine

@@ -1,17 +1,18 @@
 #include "commands/active_command.h"
 
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <ctime>
 #include <memory>
 
 #include "base/printable.h"
+#include "commands/options.h"
 #include "commands/selection_options.h"
 #include "ledger/reader.h"
 #include "model/record_text.h"
 #include "report/colour.h"
 #include "report/json_forms.h"
 #include "report/shown.h"
+#include "report/table.h"
 
 namespace polaiga::engine {
 namespace {
@@ -26,53 +27,22 @@ struct ActiveOptions {
   std::optional<Moment> at;
 };
 
-std::optional<Moment> whole_number(std::string_view text) {
-  Moment number = 0;
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || stop != end || number < 0 || number > kLastMoment) return std::nullopt;
-  return number;
-}
-
-// In seconds.
-std::optional<Moment> parse_age(std::string_view text) {
-  constexpr std::string_view kUnits = "smhd";
-  constexpr Moment kSeconds[] = {1, 60, 3'600, 86'400};
-  const std::size_t unit = text.empty() ? std::string_view::npos : kUnits.find(text.back());
-  if (unit == std::string_view::npos) return std::nullopt;
-  const auto number = whole_number(text.substr(0, text.size() - 1));
-  if (!number || *number > kLastMoment / kSeconds[unit]) return std::nullopt;
-  return *number * kSeconds[unit];
-}
-
 void add_age_option(CLI::App& app, const std::string& name, std::optional<Moment>& age, const std::string& help) {
-  app.add_option_function<std::string>(
-         name,
-         [name, &age](const std::string& text) {
-           age = parse_age(text);
-           if (!age) {
-             throw CLI::ValidationError(
-                 name, in_quotes(text) + " is not an age; give a number with s, m, h or d, as in 90s or 2h");
-           }
-         },
-         help)
-      ->option_text("AGE");
+  static constexpr Unit kUnits[] = {{"s", 1}, {"m", 60}, {"h", 3'600}, {"d", 86'400}};
+  add_value_option(app, {name, "AGE", help}, {"a whole number with s, m, h or d", "2h"},
+                   [&age](const std::string& text) {
+                     age = parse_quantity(text, kUnits);
+                     return age && *age <= kLastMoment;
+                   });
 }
 
 void add_at_option(CLI::App& app, std::optional<Moment>& at) {
-  app.add_option_function<std::string>(
-         "--at",
-         [&at](const std::string& text) {
-           at = parse_moment(text);
-           if (!at) at = whole_number(text);
-           if (!at) {
-             throw CLI::ValidationError("--at", in_quotes(text) +
-                                                    " is neither an RFC 3339 time, as in "
-                                                    "2025-03-12T09:12:20Z, nor seconds since 1970");
-           }
-         },
-         "List what was active at this time: RFC 3339, or seconds since 1970")
-      ->option_text("TIME");
+  add_value_option(app, {"--at", "TIME", "List what was active at this time: RFC 3339, or seconds since 1970"},
+                   {"an RFC 3339 time or seconds since 1970", "2025-03-12T09:12:20Z"}, [&at](const std::string& text) {
+                     at = parse_moment(text);
+                     if (!at) at = parse_whole_number(text);
+                     return at && *at >= 0 && *at <= kLastMoment;
+                   });
 }
 
 Selection selection_of(const ActiveOptions& options) {
@@ -83,16 +53,22 @@ Selection selection_of(const ActiveOptions& options) {
   return selection;
 }
 
-std::string as_text(const std::vector<ActiveRow>& active, bool coloured) {
+std::string as_text(const std::vector<ActiveRow>& active, bool coloured, Room room) {
   if (active.empty()) return "No faults are active.\n";
-  std::vector<std::vector<std::string>> rows{{"SINCE", "SEVERITY", "CODE", "REPORTERS", "OBJECT", "DESCRIPTION"}};
+  Rows rows{{"SINCE", "SEVERITY", "CODE", "REPORTERS", "OBJECT", "DESCRIPTION"}};
   for (const auto& [fault, alarm_since, stored] : active) {
     const fe_fault_record& record = stored.record;
     rows.push_back({format_moment(fault.since), shown(fault.severity, coloured),
                     printable(field_text(record.code_text)), std::to_string(fault.reporters), printable(fault.dn),
                     shown_description(field_text(record.descr))});
   }
-  return aligned(rows);
+  constexpr std::size_t kReporters = 3;
+  constexpr std::size_t kObject = 4;
+  constexpr std::size_t kDescription = 5;
+  return aligned(
+      rows, {.room = room,
+             .giving_way = {
+                 {kDescription, 12}, {kObject, 24, true}, {kReporters, 0}, {kObject, 12, true}, {kDescription, 4}}});
 }
 
 Status active(const ActiveOptions& options, StandardOutput& output) {
@@ -102,10 +78,10 @@ Status active(const ActiveOptions& options, StandardOutput& output) {
     const std::string ledger_id = reader.ledger_id();
     for (const ActiveRow& row : found) output.write(active_row_form(row, ledger_id).line());
   } else {
-    output.write(as_text(found, wants_colour(options.colour, output)));
+    output.write(as_text(found, wants_colour(options.colour, output), output.width()));
   }
   output.flush();
-  return kDone;
+  return tell_left_out(reader) ? kDamaged : kDone;
 }
 
 }  // namespace
@@ -120,9 +96,10 @@ Command active_command(CLI::App& program) {
       "AGE is a number with a unit: s, m, h or d. A fault's age is counted from now, or\n"
       "from the TIME of --at, back to when the fault was raised. A fault of exactly AGE\n"
       "counts as older.\n\n"
-      "Exit status: 0 when all is well, 2 when the ledger cannot be read.");
+      "Exit status: 0 when all is well, 1 when damaged rows were left out, 2 when the ledger\n"
+      "cannot be read.");
   add_ledger_option(*app, options->ledger);
-  app->add_flag("--json", options->json, "Print JSON Lines, one fault a line");
+  add_switch(*app, "--json", "Print JSON Lines, one fault a line", options->json);
   add_selection_options(*app, options->selection);
   add_entity_option(*app, options->selection);
   add_age_option(*app, "--older-than", options->older_than, "Only faults raised at least this long ago");

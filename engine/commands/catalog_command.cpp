@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
+#include "commands/options.h"
 #include "explore/catalog_forms.h"
 #include "filter/host_tables.h"
 
@@ -41,8 +42,7 @@ Command catalog_command(CLI::App& program) {
   CLI::App* const app = program.add_subcommand("catalog", "List every fault that the library can raise");
   app->footer("Example:\n  polaiga catalog --json\n\nEvents are written as OFFSETS: STATES.");
   const auto add_form = [&](const char* name, CatalogForm form, const char* help) {
-    return app->add_flag_callback(
-        name, [options, form] { options->form = form; }, help);
+    return add_switch(*app, name, help, [options, form] { options->form = form; });
   };
   add_form("--markdown", CatalogForm::kMarkdown, "Print a page of documentation")
       ->excludes(add_form("--json", CatalogForm::kJson, "Print JSON Lines, one fault a line"));

@@ -1,51 +1,71 @@
 #include "commands/command.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 
+#include "base/messages.h"
 #include "commands/active_command.h"
 #include "commands/catalog_command.h"
 #include "commands/diff_command.h"
 #include "commands/explain_command.h"
 #include "commands/history_command.h"
+#include "commands/options.h"
 #include "commands/replay_command.h"
 #include "commands/run_command.h"
 #include "commands/tail_command.h"
 #include "commands/verify_command.h"
 #include "commands/worker_command.h"
+#include "ledger/reader.h"
 
 namespace polaiga::engine {
 
 void add_tables_option(CLI::App& command, std::string& tables) {
-  command.add_option("--tables", tables, "Directory of nm.tsv, cmc.tsv and drive_bp.tsv")->option_text("DIR");
+  add_name_option(command, {"--tables", "DIR", "Directory of nm.tsv, cmc.tsv and drive_bp.tsv"},
+                  "/usr/share/polaiga/tables", tables);
 }
 
 void add_platform_option(CLI::App& command, std::int32_t& platform) {
-  command.add_option("--platform", platform, "Number of the platform, 0 to 17 (default 0)")
-      ->check(CLI::Range(0, kPlatforms - 1))
-      ->option_text("N");
+  constexpr std::int32_t kLast = kPlatforms - 1;
+  add_number_option(command,
+                    {"--platform", "N", "Number of the platform, 0 to " + std::to_string(kLast) + " (default 0)"},
+                    {.least = 0, .most = kLast, .example = 0},
+                    [&platform](std::int64_t number) { platform = static_cast<std::int32_t>(number); });
 }
 
 void add_log_option(CLI::App& command, Log& log) {
-  command
-      .add_option_function<std::string>(
-          "--log", [&log](const std::string& level) { log = level == "debug" ? Log::kDebug : Log::kOff; },
-          "Diagnostics on standard error: debug or off (default off)")
-      ->check(CLI::IsMember({"debug", "off"}))
-      ->option_text("LEVEL");
+  add_choice_option(command, {"--log", "LEVEL", "Diagnostics on standard error: debug or off (default off)"},
+                    {"debug", "off"},
+                    [&log](const std::string& level) { log = level == "debug" ? Log::kDebug : Log::kOff; });
 }
 
 void add_ledger_option(CLI::App& command, std::string& ledger) {
   ledger = "/var/lib/polaiga/ledger.db";
-  command.add_option("--ledger", ledger, "File of the ledger (default POLAIGA_LEDGER, or " + ledger + ")")
-      ->envname("POLAIGA_LEDGER")
-      ->option_text("FILE");
+  add_name_option(command, {"--ledger", "FILE", "File of the ledger (default POLAIGA_LEDGER, or " + ledger + ")"},
+                  "ledger.db", ledger)
+      ->envname("POLAIGA_LEDGER");
+}
+
+void add_colour_option(CLI::App& command, Colour& colour) {
+  add_choice_option(command, {"--color", "WHEN", "Colour the severities: auto, always or never (default auto)"},
+                    {"auto", "always", "never"}, [&colour](const std::string& when) {
+                      if (when != "auto") colour = when == "always" ? Colour::kAlways : Colour::kNever;
+                    });
+}
+
+bool tell_left_out(const LedgerReader& reader) {
+  constexpr std::size_t kMostTold = 10;
+  const std::vector<std::string>& left_out = reader.left_out();
+  for (std::size_t i = 0; i < std::min(left_out.size(), kMostTold); ++i) say("left out: " + left_out[i]);
+  if (left_out.size() > kMostTold) say(std::to_string(left_out.size() - kMostTold) + " more things were left out");
+  if (!left_out.empty()) say(reader.path() + ": the ledger is damaged; `polaiga verify` tells more");
+  return !left_out.empty();
 }
 
 std::vector<Command> add_commands(CLI::App& program) {
   return {
-      replay_command(program),  run_command(program),     active_command(program),
-      history_command(program), explain_command(program), tail_command(program), verify_command(program),
-      catalog_command(program), diff_command(program),    worker_command(program),
+      replay_command(program),  run_command(program),    active_command(program), history_command(program),
+      explain_command(program), tail_command(program),   verify_command(program), catalog_command(program),
+      diff_command(program),    worker_command(program),
   };
 }
 

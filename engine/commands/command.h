@@ -9,6 +9,7 @@
 #include "base/standard_output.h"
 #include "base/status.h"
 #include "filter/services.h"
+#include "report/colour.h"
 
 namespace CLI {
 class App;
@@ -28,6 +29,13 @@ void add_tables_option(CLI::App& command, std::string& tables);
 void add_platform_option(CLI::App& command, std::int32_t& platform);
 void add_log_option(CLI::App& command, Log& log);
 void add_ledger_option(CLI::App& command, std::string& ledger);
+void add_colour_option(CLI::App& command, Colour& colour);
+
+class LedgerReader;
+
+// Tells on standard error what the last question left out because it is damaged; answers
+// whether there was anything.
+bool tell_left_out(const LedgerReader& reader);
 
 // Every command of this build, added to the program.
 std::vector<Command> add_commands(CLI::App& program);

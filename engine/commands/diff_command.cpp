@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
+#include "commands/options.h"
 #include "compare/diff.h"
 
 namespace polaiga::engine {
@@ -19,10 +20,10 @@ Command diff_command(CLI::App& program) {
       "compared as well.\n\n"
       "Exit status: 0 if nothing differs, 1 if something differs or a build crashes,\n"
       "2 if lines were not events or the comparison failed.");
-  app->add_option("A.so", options->a, "File of the one build")->required();
-  app->add_option("B.so", options->b, "File of the other build")->required();
-  app->add_option("FILE", options->files, "Files of events, one JSON object a line; - is standard input")->required();
-  app->add_flag("--json", options->json, "Print differences and summary as JSON Lines");
+  add_name(*app, "A.so", options->a, "File of the one build")->required();
+  add_name(*app, "B.so", options->b, "File of the other build")->required();
+  add_names(*app, "FILE", options->files, "Files of events, one JSON object a line; - is standard input")->required();
+  add_switch(*app, "--json", "Print differences and summary as JSON Lines", options->json);
   add_platform_option(*app, options->platform);
   add_tables_option(*app, options->tables);
   return {app, [options](StandardOutput& output) { return diff(*options, output); }};

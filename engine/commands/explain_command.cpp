@@ -5,6 +5,7 @@
 
 #include "base/messages.h"
 #include "commands/explain_forms.h"
+#include "commands/options.h"
 #include "filter/host_tables.h"
 #include "ledger/reader.h"
 
@@ -33,9 +34,10 @@ Status explain(const ExplainOptions& options, StandardOutput& output) {
   StandardOutput::divert(Others::kDiscarded);
   const auto rule = rule_of(found->raise);
   const std::string ledger_id = reader.ledger_id();
-  output.write(options.json ? explain_as_json(*found, rule, ledger_id) : explain_as_text(*found, rule, ledger_id));
+  output.write(options.json ? explain_as_json(*found, rule, ledger_id)
+                            : explain_as_text(*found, rule, ledger_id, output.width()));
   output.flush();
-  return kDone;
+  return tell_left_out(reader) ? kDamaged : kDone;
 }
 
 }  // namespace
@@ -49,11 +51,11 @@ Command explain_command(CLI::App& program) {
       "its alarm with all faults and the latest changes, who reports it, the event that\n"
       "raised it, the record, and which events would end it by the rules of the filter.\n"
       "Without --tables, the host's sensors are those of the time of the raise.\n\n"
-      "Exit status: 0 when all is well, 1 when the ledger does not know FAULT_DN, 2 when\n"
-      "the ledger or the tables cannot be read.");
-  app->add_option("FAULT_DN", options->fault_dn, "The fault: the DN of its object, /fault- and the code")->required();
+      "Exit status: 0 when all is well, 1 when the ledger does not know FAULT_DN or\n"
+      "damaged rows were left out, 2 when the ledger or the tables cannot be read.");
+  add_name(*app, "FAULT_DN", options->fault_dn, "The fault: the DN of its object, /fault- and the code")->required();
   add_ledger_option(*app, options->ledger);
-  app->add_flag("--json", options->json, "Print a JSON object");
+  add_switch(*app, "--json", "Print a JSON object", options->json);
   add_tables_option(*app, options->tables);
   return {app, [options](StandardOutput& output) { return explain(*options, output); }};
 }

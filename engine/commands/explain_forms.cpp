@@ -57,17 +57,21 @@ std::string alarm_state(const StoredAlarm& alarm, std::string_view ledger_id) {
          " at " + format_moment(alarm.ended_at);
 }
 
-std::string steps_text(const StoredAlarm& alarm) {
-  std::vector<std::vector<std::string>> rows;
+std::string steps_text(const StoredAlarm& alarm, Room room) {
+  Rows rows;
   for (const StoredFault& step : alarm.steps) {
     rows.push_back({"", format_moment(step.since), step.ended ? format_moment(step.ended_at) : "active",
                     std::string(severity_word(step.severity)), code_text(step.code), printable(step.name),
                     ending_text(alarm, step)});
   }
-  return "\nIts faults\n" + aligned(rows);
+  constexpr std::size_t kTo = 2;
+  constexpr std::size_t kName = 5;
+  constexpr std::size_t kEnding = 6;
+  return "\nIts faults\n" +
+         aligned(rows, {.room = room, .giving_way = {{kName, 16}, {kEnding, 12}, {kTo, 0}, {kName, 8}}});
 }
 
-std::string alarm_text(const StoredAlarm& alarm, std::string_view ledger_id) {
+std::string alarm_text(const StoredAlarm& alarm, std::string_view ledger_id, Room room) {
   Block block("The alarm");
   block.add("id", alarm_id(ledger_id, alarm.number))
       .add("object", printable(alarm.dn))
@@ -77,18 +81,19 @@ std::string alarm_text(const StoredAlarm& alarm, std::string_view ledger_id) {
       .add("worst", std::string(severity_word(alarm.worst)))
       .add("state", alarm_state(alarm, ledger_id));
   if (alarm.related != 0) block.add("related to", alarm_id(ledger_id, alarm.related));
-  return block.text() + steps_text(alarm);
+  return block.text() + steps_text(alarm, room);
 }
 
-std::string changes_text(const Explanation& found) {
-  std::vector<std::vector<std::string>> rows;
+std::string changes_text(const Explanation& found, Room room) {
+  Rows rows;
   for (const Change& change : found.changes) {
     rows.push_back({"", std::to_string(change.number), format_moment(change.at),
                     printable(parts_of(change.fault_dn).code), change_text(change)});
   }
   std::string heading = "\nIts changes";
   if (found.changes_left_out != 0) heading += ", without the first " + std::to_string(found.changes_left_out);
-  return heading + "\n" + aligned(rows);
+  constexpr std::size_t kChange = 4;
+  return heading + "\n" + aligned(rows, {.room = room, .giving_way = {{kChange, 12}}});
 }
 
 std::string reports_text(const std::vector<StoredReport>& reports) {
@@ -202,10 +207,11 @@ std::optional<Rule> rule_of(const StoredRecord& raise) {
   return std::nullopt;
 }
 
-std::string explain_as_text(const Explanation& found, const std::optional<Rule>& rule, std::string_view ledger_id) {
+std::string explain_as_text(const Explanation& found, const std::optional<Rule>& rule, std::string_view ledger_id,
+                            Room room) {
   std::string text = printable(found.fault.fault_dn) + "\n" + state_text(found) + "\n";
-  text += alarm_text(found.alarm, ledger_id);
-  text += changes_text(found);
+  text += alarm_text(found.alarm, ledger_id, room);
+  text += changes_text(found, room);
   text += reports_text(found.reports);
   text += event_text(found.raise.event);
   text += record_text(found.raise);

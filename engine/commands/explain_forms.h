@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "ledger/reader.h"
+#include "report/table.h"
 
 namespace polaiga::engine {
 
@@ -23,7 +24,9 @@ struct Rule {
 // gives the filter events and binds its services anew.
 std::optional<Rule> rule_of(const StoredRecord& raise);
 
-std::string explain_as_text(const Explanation& found, const std::optional<Rule>& rule, std::string_view ledger_id);
+// Its tables fit into the room.
+std::string explain_as_text(const Explanation& found, const std::optional<Rule>& rule, std::string_view ledger_id,
+                            Room room = std::nullopt);
 std::string explain_as_json(const Explanation& found, const std::optional<Rule>& rule, std::string_view ledger_id);
 
 }  // namespace polaiga::engine

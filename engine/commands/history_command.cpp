@@ -7,10 +7,12 @@
 
 #include "base/messages.h"
 #include "base/printable.h"
+#include "commands/options.h"
 #include "ledger/reader.h"
 #include "report/json_forms.h"
 #include "report/shown.h"
 #include "report/steps.h"
+#include "report/table.h"
 
 namespace polaiga::engine {
 namespace {
@@ -54,10 +56,9 @@ void add_times(std::vector<std::string>& row, Moment from, std::optional<Moment>
              {format_moment(from), to ? format_moment(*to) : "active", duration_text(to.value_or(now) - from)});
 }
 
-std::string as_text(const std::vector<StoredAlarm>& alarms) {
+std::string as_text(const std::vector<StoredAlarm>& alarms, Room room) {
   if (alarms.empty()) return "No alarm was ever raised.\n";
-  std::vector<std::vector<std::string>> rows{
-      {"ALARM AND ITS FAULTS", "FROM", "TO", "DURATION", "SEVERITY", "RECORDS", "ENDING"}};
+  Rows rows{{"ALARM AND ITS FAULTS", "FROM", "TO", "DURATION", "SEVERITY", "RECORDS", "ENDING"}};
   const auto ended_at = [](const auto& one) { return one.ended ? std::optional(one.ended_at) : std::nullopt; };
   const Moment now = std::time(nullptr);
   for (const StoredAlarm& alarm : alarms) {
@@ -73,7 +74,14 @@ std::string as_text(const std::vector<StoredAlarm>& alarms) {
                                step_ending_text(alarm, step)});
     }
   }
-  return aligned(rows);
+  constexpr std::size_t kName = 0;
+  constexpr std::size_t kTo = 2;
+  constexpr std::size_t kSeverity = 4;
+  constexpr std::size_t kRecords = 5;
+  constexpr std::size_t kEnding = 6;
+  return aligned(rows,
+                 {.room = room,
+                  .giving_way = {{kName, 28}, {kEnding, 12}, {kRecords, 0}, {kTo, 0}, {kSeverity, 11}, {kName, 12}}});
 }
 
 Status history(const HistoryOptions& options, StandardOutput& output) {
@@ -87,10 +95,10 @@ Status history(const HistoryOptions& options, StandardOutput& output) {
     const std::string ledger_id = reader.ledger_id();
     for (const StoredAlarm& alarm : alarms) output.write(alarm_form(alarm, ledger_id).line());
   } else {
-    output.write(as_text(alarms));
+    output.write(as_text(alarms, output.width()));
   }
   output.flush();
-  return kDone;
+  return tell_left_out(reader) ? kDamaged : kDone;
 }
 
 }  // namespace
@@ -103,14 +111,14 @@ Command history_command(CLI::App& program) {
       "Each alarm is a line with its number and object. Indented below it are its faults:\n"
       "the levels that it went through. RECORDS is how many records raised or refreshed\n"
       "the fault. The duration of what is active is counted until now.\n\n"
-      "Exit status: 0 when all is well, 1 when the ledger does not know FAULT_DN, 2 when\n"
-      "the ledger cannot be read.");
-  app->add_option("FAULT_DN", options->fault_dn, "Only alarms that this fault took part in");
+      "Exit status: 0 when all is well, 1 when the ledger does not know FAULT_DN or\n"
+      "damaged rows were left out, 2 when the ledger cannot be read.");
+  add_name(*app, "FAULT_DN", options->fault_dn, "Only alarms that this fault took part in");
   add_ledger_option(*app, options->ledger);
-  app->add_flag("--json", options->json, "Print JSON Lines, one alarm a line");
-  app->add_option("--limit", options->limit, "At most the last N alarms; 0 lists all (default 100)")
-      ->check(CLI::NonNegativeNumber)
-      ->option_text("N");
+  add_switch(*app, "--json", "Print JSON Lines, one alarm a line", options->json);
+  add_number_option(*app, {"--limit", "N", "At most the last N alarms; 0 lists all (default 100)"},
+                    {.least = 0, .most = kMostRows, .example = 100},
+                    [options](std::int64_t number) { options->limit = number; });
   return {app, [options](StandardOutput& output) { return history(*options, output); }};
 }
 

@@ -9,6 +9,8 @@
 #include "base/messages.h"
 #include "base/printable.h"
 #include "commands/command.h"
+#include "commands/command_line.h"
+#include "commands/options.h"
 #include "commands/replay_command.h"
 
 namespace {
@@ -22,15 +24,16 @@ int run(int argc, char** argv, StandardOutput& output) {
   app.require_subcommand(1);
   const std::vector<Command> commands = add_commands(app);
   try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
+    read_command_line(app, {argv, static_cast<std::size_t>(argc)});
+  } catch (const CLI::Success& asked) {  // for help, or for the version
     std::ostringstream answer;
-    std::ostringstream complaint;
-    const int status = app.exit(error, answer, complaint);
+    app.exit(asked, answer);
     output.write(answer.str());
     output.flush();
-    std::fputs(printable_lines(complaint.str()).c_str(), stderr);
-    return status == 0 ? kDone : kFailed;
+    return kDone;
+  } catch (const UsageError& error) {
+    std::fputs(printable_lines(std::string(error.what()) + "\n").c_str(), stderr);
+    return kFailed;
   }
   for (const Command& command : commands) {
     if (command.app->parsed()) return command.run(output);

@@ -21,7 +21,7 @@ namespace {
 
 std::unique_ptr<ReplayReport> make_report(const ReplayOptions& options, const StandardOutput& output) {
   if (options.json) return std::make_unique<JsonReplayReport>();
-  return std::make_unique<TextReplayReport>(wants_colour(options.colour, output));
+  return std::make_unique<TextReplayReport>(wants_colour(options.colour, output), output.width());
 }
 
 // Bytes that progress is measured by; 0 when it is not to be shown.

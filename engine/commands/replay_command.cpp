@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
+#include "commands/options.h"
 #include "commands/replay.h"
 #include "model/entities.h"
 
@@ -23,10 +24,10 @@ Command replay_command(CLI::App& program) {
   app->footer(std::string(kReplayExample) + "  polaiga replay --json day.jsonl\n\nEntities: " + entity_names() +
               "\n\nPrints each record and what it did to the alarms, then the active faults and the counts.\n\n"
               "Exit status: 0 when all is well, 1 when some lines were not events, 2 when the replay failed.");
-  app->add_option("FILE", options->files, "Files of events, one JSON object a line; - reads standard input")
+  add_names(*app, "FILE", options->files, "Files of events, one JSON object a line; - reads standard input")
       ->required();
-  app->add_flag("--json", options->json, "Print records and summary as JSON Lines");
-  app->add_flag("--strict", options->strict, "Stop at the first line that is not an event");
+  add_switch(*app, "--json", "Print records and summary as JSON Lines", options->json);
+  add_switch(*app, "--strict", "Stop at the first line that is not an event", options->strict);
   add_colour_option(*app, options->colour);
   add_platform_option(*app, options->platform);
   add_tables_option(*app, options->tables);

@@ -1,44 +1,63 @@
 #include "commands/run_command.h"
 
 #include <CLI/CLI.hpp>
-#include <map>
 #include <memory>
 
 #include "base/clock.h"
+#include "commands/options.h"
 #include "daemon/run.h"
 
 namespace polaiga::engine {
 namespace {
 
-// As 50ms or 2s.
+constexpr std::int64_t kKi = 1024;
+constexpr std::int64_t kMi = kKi * kKi;
+constexpr std::int64_t kGi = kMi * kKi;
+constexpr std::int64_t kTi = kGi * kKi;
+constexpr std::int64_t kPi = kTi * kKi;
+constexpr Unit kSizeUnits[] = {{"", 1},      {"b", 1},    {"kib", kKi}, {"mib", kMi}, {"gib", kGi}, {"tib", kTi},
+                               {"pib", kPi}, {"ki", kKi}, {"mi", kMi},  {"gi", kGi},  {"ti", kTi},  {"pi", kPi},
+                               {"kb", kKi},  {"mb", kMi}, {"gb", kGi},  {"tb", kTi},  {"pb", kPi},  {"k", kKi},
+                               {"m", kMi},   {"g", kGi},  {"t", kTi},   {"p", kPi}};
+constexpr Unit kTimeUnits[] = {{"ms", 1}, {"s", 1000}};
+
 void add_commit_within_option(CLI::App& command, std::chrono::milliseconds& commit_within) {
-  const std::map<std::string, std::int64_t> kUnits{{"ms", 1}, {"s", 1000}};
-  command
-      .add_option_function<std::int64_t>(
-          "--commit-within", [&commit_within](std::int64_t value) { commit_within = std::chrono::milliseconds(value); },
-          "How long an event may wait so that others share its write; it is acknowledged as late (default 0ms)")
-      ->transform(CLI::AsNumberWithUnit(kUnits, CLI::AsNumberWithUnit::UNIT_REQUIRED))
-      ->check(CLI::Range(0, 10'000))
-      ->option_text("TIME");
+  constexpr std::int64_t kMost = 10'000;
+  add_value_option(
+      command,
+      {"--commit-within", "TIME",
+       "How long an event may wait so that others share its write; it is acknowledged as late (default 0ms)"},
+      {"a time from 0ms to 10s, with ms or s behind the number", "50ms"}, [&commit_within](const std::string& text) {
+        const auto time = parse_quantity(text, kTimeUnits);
+        if (time) commit_within = std::chrono::milliseconds(*time);
+        return time && *time <= kMost;
+      });
 }
 
 void add_retention_options(CLI::App& command, Retention& retention) {
-  command
-      .add_option("--keep-events", retention.events,
-                  "How many events are kept; 0 sets no limit (default " + std::to_string(retention.events) + ")")
-      ->check(CLI::NonNegativeNumber)
-      ->option_text("N");
-  command
-      .add_option("--keep-days", retention.days,
-                  "How many days events are kept; 0 sets no limit (default " + std::to_string(retention.days) + ")")
-      ->check(CLI::Range(0, 36500))
-      ->option_text("N");
-  command
-      .add_option("--keep-bytes", retention.bytes,
-                  "How large the ledger's file and its log may be together, as 8MiB; 0 sets no limit (default 64MiB)")
-      ->transform(CLI::AsSizeValue(false))
-      ->check(CLI::NonNegativeNumber)
-      ->option_text("SIZE");
+  constexpr std::int64_t kMostEvents = 1'000'000'000'000;
+  constexpr std::int64_t kMostDays = 36'500;
+  constexpr std::int64_t kMostBytes = kPi;
+  add_number_option(command,
+                    {"--keep-events", "N",
+                     "How many events are kept; 0 sets no limit (default " + std::to_string(retention.events) + ")"},
+                    {.least = 0, .most = kMostEvents, .example = retention.events},
+                    [&retention](std::int64_t number) { retention.events = number; });
+  add_number_option(command,
+                    {"--keep-days", "N",
+                     "How many days events are kept; 0 sets no limit (default " + std::to_string(retention.days) + ")"},
+                    {.least = 0, .most = kMostDays, .example = retention.days},
+                    [&retention](std::int64_t number) { retention.days = number; });
+  add_value_option(
+      command,
+      {"--keep-bytes", "SIZE",
+       "How large the ledger's file and its log may be together, as 8MiB; 0 sets no limit (default 64MiB)"},
+      {"a size from 0 to 1PiB, with KiB, MiB, GiB or TiB behind the number", "64MiB"},
+      [&retention](const std::string& text) {
+        const auto bytes = parse_quantity(text, kSizeUnits);
+        if (bytes) retention.bytes = *bytes;
+        return bytes && *bytes <= kMostBytes;
+      });
 }
 
 }  // namespace
@@ -54,16 +73,18 @@ Command run_command(CLI::App& program) {
       "Exit status: 0 when the engine was stopped or the input ended; 1 when lines of standard input were no\n"
       "events and there is no socket; 2 when the engine failed.");
   add_ledger_option(*app, options->ledger);
-  app->add_option("--socket", options->socket, "Path of the Unix stream socket that takes events")->option_text("PATH");
-  app->add_option("--control", options->control, "Path of the Unix stream socket that takes requests")
-      ->option_text("PATH");
+  add_name_option(*app, {"--socket", "PATH", "Path of the Unix stream socket that takes events"}, "events.sock",
+                  options->socket);
+  add_name_option(*app, {"--control", "PATH", "Path of the Unix stream socket that takes requests"}, "control.sock",
+                  options->control);
   add_platform_option(*app, options->platform);
   add_tables_option(*app, options->tables);
-  app->add_option("--max-active", options->most_active,
-                  "How many active faults are tracked; one counts once for each of its reporters (default " +
-                      std::to_string(options->most_active) + ")")
-      ->check(CLI::Range(1, 1'000'000))
-      ->option_text("N");
+  add_number_option(*app,
+                    {"--max-active", "N",
+                     "How many active faults are tracked; one counts once for each of its reporters (default " +
+                         std::to_string(options->most_active) + ")"},
+                    {.least = 1, .most = 1'000'000, .example = static_cast<std::int64_t>(options->most_active)},
+                    [options](std::int64_t number) { options->most_active = static_cast<std::size_t>(number); });
   add_retention_options(*app, options->retention);
   add_commit_within_option(*app, options->commit_within);
   add_log_option(*app, options->log);

@@ -1,7 +1,8 @@
 #include "commands/selection_options.h"
 
-#include <CLI/CLI.hpp>
 #include <vector>
+
+#include "commands/options.h"
 
 namespace polaiga::engine {
 namespace {
@@ -31,32 +32,19 @@ std::vector<std::string> entity_words() {
 }  // namespace
 
 void add_selection_options(CLI::App& command, Selection& selection) {
-  command
-      .add_option_function<std::string>(
-          "--under",
-          [&selection](const std::string& dn) {
-            if (dn.find_first_not_of('/') == std::string::npos) {
-              throw CLI::ValidationError("--under", "give a DN, as in sys/rack-unit-1/psu-1");
-            }
-            selection.under = dn;
-          },
-          "Only this object or fault and all below it")
-      ->option_text("DN");
-  command
-      .add_option_function<std::string>(
-          "--severity", [&selection](const std::string& word) { selection.least = severity_of_word(word); },
-          "Only this severity and worse: indeterminate, warning, minor, major or critical")
-      ->check(CLI::IsMember(severity_words()))
-      ->option_text("WORD");
+  add_value_option(command, {"--under", "DN", "Only this object or fault and all below it"},
+                   {"a DN", "sys/rack-unit-1/psu-1"}, [&selection](const std::string& dn) {
+                     selection.under = dn;
+                     return dn.find_first_not_of('/') != std::string::npos && !dn.starts_with("--");
+                   });
+  add_choice_option(
+      command, {"--severity", "WORD", "Only this severity and worse: indeterminate, warning, minor, major or critical"},
+      severity_words(), [&selection](const std::string& word) { selection.least = severity_of_word(word); });
 }
 
 void add_entity_option(CLI::App& command, Selection& selection) {
-  command
-      .add_option_function<std::string>(
-          "--entity", [&selection](const std::string& name) { selection.entity = find_entity(name); },
-          "Only faults that events of this entity raised")
-      ->check(CLI::IsMember(entity_words()))
-      ->option_text("NAME");
+  add_choice_option(command, {"--entity", "NAME", "Only faults that events of this entity raised"}, entity_words(),
+                    [&selection](const std::string& name) { selection.entity = find_entity(name); });
 }
 
 }  // namespace polaiga::engine

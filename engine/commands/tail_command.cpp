@@ -6,6 +6,7 @@
 
 #include <CLI/CLI.hpp>
 #include <array>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -13,8 +14,8 @@
 #include "base/interrupt.h"
 #include "base/messages.h"
 #include "base/printable.h"
+#include "commands/options.h"
 #include "commands/selection_options.h"
-#include "ledger/change_feed.h"
 #include "ledger/ledger_file.h"
 #include "ledger/reader.h"
 #include "model/record_text.h"
@@ -22,6 +23,7 @@
 #include "report/colour.h"
 #include "report/json_forms.h"
 #include "report/shown.h"
+#include "report/table.h"
 
 namespace polaiga::engine {
 namespace {
@@ -62,7 +64,7 @@ bool describes(const StoredRecord& stored, const Change& change) {
   return change.kind != ChangeKind::kMerged && field_text(stored.record.fault_dn) == change.fault_dn;
 }
 
-std::string change_line(const StoredChange& stored, bool coloured) {
+std::string change_line(const StoredChange& stored, bool coloured, Room room) {
   constexpr std::size_t kNumberWidth = 6;
   constexpr std::size_t kCodeWidth = 5;
   const Change& change = stored.change;
@@ -75,12 +77,12 @@ std::string change_line(const StoredChange& stored, bool coloured) {
   line += kGap;
   add_padded(line, printable(code), kCodeWidth);
   line += kGap;
-  add_printable(line, dn);
-  if (stored.record && describes(*stored.record, change)) {
-    line += kGap;
-    add_description(line, field_text(stored.record->record.descr));
-  }
-  line.append("  (").append(change_text(change)).append(")\n");
+  const bool described = stored.record && describes(*stored.record, change);
+  add_fitted(line,
+             {.object = printable(dn),
+              .description = described ? shown_description(field_text(stored.record->record.descr)) : "",
+              .remark = change_text(change)},
+             room);
   return line;
 }
 
@@ -89,18 +91,19 @@ class Tail {
   Tail(const TailOptions& options, StandardOutput& output)
       : options_(options), output_(output), coloured_(wants_colour(options.colour, output)) {}
 
-  void run() {
+  // Whether nothing was left out.
+  bool run() {
     open();
     if (options_.after) {
       begin_after(*options_.after);
     } else {
       print(reader_->latest(options_.selection, options_.lines));
     }
-    if (!options_.follow) return;
-    while (wait()) {
+    while (options_.follow && wait()) {
       if (reader_ && reader_->has_changed()) print_new();
       look_for_another();
     }
+    return is_whole_;
   }
 
  private:
@@ -118,19 +121,21 @@ class Tail {
       throw LedgerError(options_.ledger + ": there is no change " + std::to_string(number) + "; the last one is " +
                         std::to_string(last) + ". Has another ledger taken the place of the one that was read?");
     }
-    if (const auto gap = ChangeFeed(options_.ledger).next(number, 1).gap) {
-      say(options_.ledger + ": changes " + std::to_string(gap->first) + " to " + std::to_string(gap->last) +
-          " are no longer kept");
-    }
     through_ = number;
     print_new();
   }
 
   void print(const ChangesRead& read) {
+    if (read.last_lost >= read.first_lost) {
+      say(options_.ledger + ": changes " + std::to_string(read.first_lost) + " to " + std::to_string(read.last_lost) +
+           " are no longer kept");
+    }
     for (const StoredChange& one : read.changes) {
-      output_.write(options_.json ? stored_change_form(one, ledger_id_).line() : change_line(one, coloured_));
+      output_.write(options_.json ? stored_change_form(one, ledger_id_).line()
+                                  : change_line(one, coloured_, output_.width()));
     }
     output_.flush();
+    if (tell_left_out(*reader_)) is_whole_ = false;
     through_ = read.through;
   }
 
@@ -178,12 +183,12 @@ class Tail {
   std::optional<FileIdentity> file_;  // of the ledger that is read
   ChangeNumber through_ = 0;
   int failures_ = 0;
+  bool is_whole_ = true;
 };
 
 Status tail(const TailOptions& options, StandardOutput& output) {
   watch_for_interrupt();
-  Tail(options, output).run();
-  return kDone;
+  return Tail(options, output).run() ? kDone : kDamaged;
 }
 
 }  // namespace
@@ -199,17 +204,19 @@ Command tail_command(CLI::App& program) {
       "For --severity a change counts as severe as its fault.\n\n"
       "Ctrl-C ends it, and so does a reader that closes the pipe. When another ledger takes\n"
       "the place of this one, it is followed from its beginning.\n\n"
-      "Exit status: 0 when all is well, 2 when the ledger cannot be read.");
+      "Exit status: 0 when all is well, 1 when damaged rows were left out, 2 when the ledger\n"
+      "cannot be read.");
   add_ledger_option(*app, options->ledger);
   CLI::Option* const lines =
-      app->add_option("-n,--lines", options->lines, "Begin with the last N changes (default 10)")->option_text("N");
-  app->add_option("--after", options->after, "Begin with the changes after this number")
-      ->check(CLI::NonNegativeNumber)
-      ->excludes(lines)
-      ->option_text("NUMBER");
-  app->add_flag("--json", options->json, "Print JSON Lines, one change a line");
-  app->add_flag_callback(
-      "--no-follow", [options] { options->follow = false; }, "End after the changes that are there");
+      add_number_option(*app, {"-n,--lines", "N", "Begin with the last N changes (default 10)"},
+                        {.least = 0, .most = kMostRows, .example = 10},
+                        [options](std::int64_t number) { options->lines = static_cast<std::size_t>(number); });
+  add_number_option(*app, {"--after", "NUMBER", "Begin with the changes after this number"},
+                    {.least = 0, .most = std::numeric_limits<ChangeNumber>::max(), .example = 17},
+                    [options](std::int64_t number) { options->after = number; })
+      ->excludes(lines);
+  add_switch(*app, "--json", "Print JSON Lines, one change a line", options->json);
+  add_switch(*app, "--no-follow", "End after the changes that are there", [options] { options->follow = false; });
   add_selection_options(*app, options->selection);
   add_colour_option(*app, options->colour);
   return {app, [options](StandardOutput& output) { return tail(*options, output); }};

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "base/printable.h"
+#include "commands/options.h"
 #include "ledger/verification.h"
 #include "report/json_object.h"
 
@@ -70,7 +71,7 @@ Command verify_command(CLI::App& program) {
       "Exit status: 0 when the ledger is sound, 1 when it is damaged, 2 when it cannot be\n"
       "checked.");
   add_ledger_option(*app, options->ledger);
-  app->add_flag("--json", options->json, "Print a JSON object");
+  add_switch(*app, "--json", "Print a JSON object", options->json);
   return {app, [options](StandardOutput& output) { return verify(*options, output); }};
 }
 

@@ -43,17 +43,15 @@ Feed ChangeFeed::next(ChangeNumber number, std::size_t most) {
     } else if (number > last) {
       feed.gap = {last + 1, number};
     } else if (number < last && most > 0) {
+      const ChangeNumber after = number;
       rows.changes(StoredRows::Direction::kForwards, number, [&](auto&& change) {
-        if (change.stored.change.number != number + 1) {
-          throw LedgerError("change " + std::to_string(number + 1) + " is gone, though those around it are there");
-        }
+        if (change.stored.change.number != number + 1) return false;
         ++number;
         feed.changes.push_back(std::move(change.stored));
         return feed.changes.size() < most;
       });
-      if (feed.changes.empty()) {
-        throw LedgerError("change " + std::to_string(number + 1) + " is gone, though those around it are there");
-      }
+      feed.damage = std::move(rows.left_out);
+      if (feed.changes.empty()) feed.gap = {after + 1, rows.next_readable_change(after) - 1};
     }
     return feed;
   });

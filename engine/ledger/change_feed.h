@@ -23,14 +23,15 @@ struct Snapshot {
 
 struct Feed {
   // Changes `first` to `last` are not there: retention took them before this
-  // publisher read them, or the ledger was put back to an earlier state and does
-  // not have them yet. The publisher must begin again with a snapshot.
+  // publisher read them, they are damaged or were lost, or the ledger was put back to an
+  // earlier state and does not have them yet. The publisher must begin again with a snapshot.
   struct Gap {
     ChangeNumber first = 0;
     ChangeNumber last = 0;
   };
   std::optional<Gap> gap;             // then there are no changes
   std::vector<StoredChange> changes;  // in their order, without gaps
+  std::vector<std::string> damage;    // what could not be read of the ledger; a sentence each
 };
 
 class ChangeFeed {

@@ -220,7 +220,9 @@ class Checker::Inputs {
   }
 
   void end_batch(const Seal& seal, Sequence seq) {
-    if (batch_ && !is_broken_ && batch_->close(first_of_batch_, seq, changes_before_batch_, std::max(last_change_, changes_before_batch_)) != seal) {
+    if (batch_ && !is_broken_ &&
+        batch_->close(first_of_batch_, seq, changes_before_batch_, std::max(last_change_, changes_before_batch_)) !=
+            seal) {
       checker_.find(range_text("input", first_of_batch_, seq) +
                         ": the digest does not match; something of this batch, or the digest before it, was changed",
                     first_of_batch_, seq);

@@ -272,18 +272,20 @@ std::string create_table() {
   return sql.append(")) STORED").append(Table<Row>::kMore) + ";\n";
 }
 
-// As in event."seq", event."id"; of several tables one after the other.
-template <class... Rows>
-std::string columns_sql() {
+// As in event."seq", event."id" and so on, of a table that the question calls `table`.
+template <class Row>
+std::string columns_sql_of(std::string_view table) {
   std::string sql;
-  const auto add = [&](auto row) {
-    using Row = typename decltype(row)::type;
-    columns::for_each<Row>([&](const auto& column, int /*index*/) {
-      sql.append(sql.empty() ? "" : ", ").append(Table<Row>::kName).append(".\"").append(column.name).append("\"");
-    });
-    sql.append(", ").append(Table<Row>::kName).append(".").append(kCheckColumn);
-  };
-  (add(std::type_identity<Rows>()), ...);
+  columns::for_each<Row>(
+      [&](const auto& column, int /*index*/) { sql.append(table).append(".\"").append(column.name).append("\", "); });
+  return sql.append(table).append(".").append(kCheckColumn);
+}
+
+// Of several tables one after the other, under their own names.
+template <class First, class... Rest>
+std::string columns_sql() {
+  std::string sql = columns_sql_of<First>(Table<First>::kName);
+  ((sql += ", " + columns_sql_of<Rest>(Table<Rest>::kName)), ...);
   return sql;
 }
 

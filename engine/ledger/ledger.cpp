@@ -35,6 +35,9 @@ constexpr std::int64_t kEpochPart = 16;  // of the file, for what an epoch repea
 // lowered.
 constexpr std::chrono::milliseconds kStartTidyTime{500};
 
+constexpr int kBatchesCheckedAtStart = 16;
+constexpr std::size_t kRowsOfCheck = 1000;
+
 std::int64_t log_bytes(const Retention& retention) {
   return retention.bytes > 0 ? std::min(retention.bytes / kLogPart, kMostLogBytes) : kMostLogBytes;
 }
@@ -104,6 +107,8 @@ class Ledger::Writer {
       if (is_damage(error)) throw;  // anything else is told when something is to be written
     }
   }
+
+  const Database& db() const { return db_; }
 
   const Pruner::Position& position() const { return position_; }
 
@@ -422,6 +427,7 @@ Ledger::Ledger(const std::string& path, const Retention& retention, Moment now)
   if (!damage.empty()) replace(damage, beginning);
   if (mark) go_on_after(*mark, now);
   this->mark(false);
+  check_last_batches();
 }
 
 void Ledger::begin(Database&& db) {
@@ -447,6 +453,32 @@ void Ledger::replace(const std::string& reason, const Beginning& beginning) {
   news_.push_back(path_ + ": the ledger is damaged: " + reason + ". " +
                   (set_aside_.empty() ? "It was empty" : "It was moved to " + set_aside_) +
                   ", and a new one was begun in its place. " + carried.text());
+}
+
+// A fault of the disk or a power cut most likely harms what was written last.
+void Ledger::check_last_batches() {
+  checker_ = std::make_unique<Checker>(writer_->db());
+  checker_->only_last(kBatchesCheckedAtStart);
+  while (checker_->step(kRowsOfCheck)) {
+  }
+  for (const Finding& finding : checker_->findings()) {
+    news_.push_back(path_ + ": the ledger is damaged, but the engine can go on: " + finding.what +
+                    ". `polaiga verify` tells more");
+  }
+  checker_ = std::make_unique<Checker>(writer_->db());
+}
+
+Ledger::CheckProgress Ledger::check_progress() const { return checked_; }
+
+std::vector<std::string> Ledger::check_some(std::size_t rows) {
+  std::vector<std::string> found;
+  if (!checker_) return found;
+  const std::size_t before = checker_->findings().size();
+  const bool more = checker_->step(rows);
+  for (std::size_t i = before; i < checker_->findings().size(); ++i) found.push_back(checker_->findings()[i].what);
+  checked_ = {.percent = more ? std::min(checker_->percent(), 99) : 100, .is_done = !more, .found = checker_->found()};
+  if (!more) checker_.reset();
+  return found;
 }
 
 // A process that was killed has acknowledged nothing that its ledger did not have. So a

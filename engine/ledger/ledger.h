@@ -14,6 +14,7 @@
 #include "filter/host_tables.h"
 #include "filter/library_build.h"
 #include "ledger/batch.h"
+#include "ledger/checker.h"
 #include "ledger/ledger_file.h"
 #include "ledger/mark.h"
 #include "ledger/retention.h"
@@ -110,8 +111,23 @@ class Ledger {
 
   LedgerSize size() const;
 
+  // How far the ledger has been checked since it was opened.
+  struct CheckProgress {
+    int percent = 0;
+    bool is_done = false;
+    std::uint64_t found = 0;  // things that are not as they were written
+  };
+  CheckProgress check_progress() const;
+
+  // Goes on with checking all that was not checked at the start: about so many rows.
+  // Answers what was found in them, a sentence each. Whatever it is, the engine can go
+  // on: it rests on none of it.
+  std::vector<std::string> check_some(std::size_t rows);
+
  private:
   class Writer;
+
+  void check_last_batches();
 
   void begin(Database&& db);
   void replace(const std::string& reason, const Beginning& beginning);
@@ -131,6 +147,8 @@ class Ledger {
   std::string id_;
   std::string set_aside_;
   std::vector<std::string> news_;
+  std::unique_ptr<Checker> checker_;  // after the writer, whose database it reads
+  CheckProgress checked_;
 };
 
 }  // namespace polaiga::engine

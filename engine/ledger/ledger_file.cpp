@@ -100,11 +100,12 @@ void make(Database& db, const Beginning& beginning) {
   prepare(db);
   Transaction transaction(db);
   db.exec(schema() + views());
-  Insert<LedgerRow>{db}({.id = random_id(),
-                         .created = std::clamp<Moment>(beginning.created, 0, kLastMoment),
-                         .watermark_seq = beginning.after_input,
-                         .watermark_change = beginning.after_change,
-                         .watermark_at = 0});
+  Insert<LedgerRow> insert(db);
+  insert({.id = random_id(),
+          .created = std::clamp<Moment>(beginning.created, 0, kLastMoment),
+          .watermark_seq = beginning.after_input,
+          .watermark_change = beginning.after_change,
+          .watermark_at = 0});
   db.exec("PRAGMA application_id = " + std::to_string(kApplicationId));
   db.exec("PRAGMA user_version = " + std::to_string(kVersion));
   transaction.commit();

@@ -103,8 +103,7 @@ Pruner::Statements::Statements(const Database& db)
       least_cursor(db, "SELECT min(change) FROM publisher_cursor") {}
 
 Pruner::Pruner(Database& db, const Retention& retention, std::int64_t most_pages)
-    : db_(db), retention_(retention), most_pages_(most_pages), sql_(db) {
-  watermark_ = ledger_row(db);
+    : db_(db), retention_(retention), most_pages_(most_pages), sql_(db), watermark_(ledger_row(db)) {
   Statement remembered(db, select<FilterStateRow>());
   for (auto& row : all_rows<FilterStateRow>(remembered)) filter_state_[row.slot].push_back(row.seq);
   Statement former_ids(db, "SELECT EXISTS (SELECT 1 FROM former_id)");

@@ -43,13 +43,22 @@ LedgerReader& LedgerReader::operator=(LedgerReader&& other) noexcept = default;
 
 const std::string& LedgerReader::path() const { return connection_->path(); }
 
+template <class Question>
+auto LedgerReader::ask(Question question) {
+  return connection_->ask([&] {
+    StoredRows rows(connection_->db());
+    auto answer = question(rows);
+    left_out_ = std::move(rows.left_out);
+    return answer;
+  });
+}
+
 std::string LedgerReader::ledger_id() {
   return connection_->ask([&] { return ledger_row(connection_->db()).id; });
 }
 
 std::vector<ActiveRow> LedgerReader::active(const Selection& selection, std::optional<Moment> at) {
-  return connection_->ask([&] {
-    StoredRows rows(connection_->db());
+  return ask([&](StoredRows& rows) {
     auto found = at ? rows.active_at(*at) : rows.active();
     std::erase_if(found, [&](const ActiveRow& row) { return !has(selection, row); });
     return found;
@@ -57,19 +66,19 @@ std::vector<ActiveRow> LedgerReader::active(const Selection& selection, std::opt
 }
 
 std::vector<StoredAlarm> LedgerReader::history(const std::string& fault_dn, std::int64_t limit) {
-  return connection_->ask([&] {
-    StoredRows rows(connection_->db());
+  return ask([&](StoredRows& rows) {
     std::vector<StoredAlarm> alarms;
     for (const ChangeNumber number : rows.alarms_of(fault_dn, limit)) {
-      if (auto alarm = rows.alarm(number)) alarms.push_back(std::move(*alarm));
+      rows.leave_out_damage([&] {
+        if (auto alarm = rows.alarm(number)) alarms.push_back(std::move(*alarm));
+      });
     }
     return alarms;
   });
 }
 
 std::optional<Explanation> LedgerReader::explain(const std::string& fault_dn) {
-  return connection_->ask([&]() -> std::optional<Explanation> {
-    StoredRows rows(connection_->db());
+  return ask([&](StoredRows& rows) -> std::optional<Explanation> {
     const auto fault = rows.latest_fault(fault_dn);
     if (!fault) return std::nullopt;
     const ChangeNumber number = fault->later_alarm.value_or(fault->alarm);
@@ -92,8 +101,7 @@ std::optional<Explanation> LedgerReader::explain(const std::string& fault_dn) {
 }
 
 ChangesRead LedgerReader::latest(const Selection& selection, std::size_t count) {
-  return connection_->ask([&] {
-    StoredRows rows(connection_->db());
+  return ask([&](StoredRows& rows) {
     ChangesRead read{.changes = {}, .through = rows.last_change()};
     if (count == 0) return read;
     rows.changes(StoredRows::Direction::kBackwards, std::numeric_limits<ChangeNumber>::max(), [&](auto&& change) {
@@ -106,15 +114,16 @@ ChangesRead LedgerReader::latest(const Selection& selection, std::size_t count) 
 }
 
 ChangesRead LedgerReader::after(const Selection& selection, ChangeNumber number) {
-  return connection_->ask([&] {
-    StoredRows rows(connection_->db());
-    ChangesRead read{.changes = {}, .through = number};
+  return ask([&](StoredRows& rows) {
+    const ChangeNumber gone = rows.ledger().watermark_change;
+    ChangesRead read{.changes = {}, .through = std::max(number, gone), .first_lost = number + 1, .last_lost = gone};
     std::size_t seen = 0;
     rows.changes(StoredRows::Direction::kForwards, number, [&](auto&& change) {
       read.through = change.stored.change.number;
       if (has(selection, change)) read.changes.push_back(std::move(change.stored));
       return ++seen < kAtOnce;
     });
+    if (seen < kAtOnce) read.through = std::max(read.through, rows.last_change());
     return read;
   });
 }

@@ -58,6 +58,10 @@ struct StoredChange {
 struct ChangesRead {
   std::vector<StoredChange> changes;
   ChangeNumber through = 0;  // how far the ledger was read for them
+  // Changes after the number that was asked for which retention took; none unless the last is at
+  // least the first.
+  ChangeNumber first_lost = 1;
+  ChangeNumber last_lost = 0;
 };
 
 class LedgerConnection;
@@ -92,8 +96,16 @@ class LedgerReader {
   // Whether something was written since the last call.
   bool has_changed();
 
+  // What the last question left out because it is damaged; a sentence each.
+  const std::vector<std::string>& left_out() const { return left_out_; }
+
  private:
+  // Asks with the rows of the ledger, and notes what they left out.
+  template <class Question>
+  auto ask(Question question);
+
   std::unique_ptr<LedgerConnection> connection_;
+  std::vector<std::string> left_out_;
 };
 
 // Whether a DN is this one or lies below it.

@@ -44,14 +44,6 @@ struct RecordRow {
   std::optional<FormRow> form;
 };
 
-// What a fault's own record tells of it.
-constexpr std::tuple kNameColumns{
-    Column<&fe_fault_record::fault_dn>{"fault_dn"},
-    Column<&fe_fault_record::dn>{"dn"},
-    Column<&fe_fault_record::code>{"code"},
-    Column<&fe_fault_record::name>{"name"},
-};
-
 void fill_created(const EventRow& row, fe_fault_record& record) {
   std::string text = row.created.value_or("");
   if (row.zone) {
@@ -121,33 +113,28 @@ std::string gone(const char* what, std::int64_t number) {
 }  // namespace
 
 NamedFault::NamedFault(const Statement& statement, int first) : row(read_row<FaultRow>(statement, first)) {
-  Cells cells(statement, first + kWidth<FaultRow>);
-  fe_fault_record form = {};
-  std::apply(
-      [&](const auto&... column) {
-        ((cells.at(Table<FormRow>::kName, column), cells.take(columns::of(column, form))), ...);
-      },
-      kNameColumns);
-  fault_dn = field_text(form.fault_dn);
-  dn = field_text(form.dn);
-  code = form.code;
-  name = field_text(form.name);
-  constexpr int kRest = kWidth<FaultRow> + static_cast<int>(std::tuple_size_v<decltype(kNameColumns)>);
-  raised_at = moment_of(statement, first + kRest);
+  constexpr int kRaising = kWidth<FaultRow>;
+  constexpr int kForm = kRaising + kWidth<EventRow>;
+  constexpr int kEnding = kForm + kWidth<FormRow>;
+  constexpr int kEndingEvent = kEnding + kWidth<ChangeRow>;
+  raised_at = read_row<EventRow>(statement, first + kRaising).moment();
+  const fe_fault_record record = read_row<FormRow>(statement, first + kForm).record;
+  fault_dn = field_text(record.fault_dn);
+  dn = field_text(record.dn);
+  code = record.code;
+  name = field_text(record.name);
   if (!row.ended) return;
-  if (statement.is_null(first + kRest + 1)) throw LedgerError(gone("change", *row.ended));
-  Cells end(statement, first + kRest + 1);
-  end.at(Table<ChangeRow>::kName, Column<&ChangeRow::seq>{"seq"});
-  end.take(ended_seq);
-  end.at(Table<ChangeRow>::kName, Column<&ChangeRow::kind>{"kind"});
-  end.take(ending);
-  ended_at = moment_of(statement, first + kRest + 3);
+  if (statement.is_null(first + kEnding)) throw LedgerError(gone("change", *row.ended));
+  const auto end = read_row<ChangeRow>(statement, first + kEnding);
+  if (statement.is_null(first + kEndingEvent)) throw LedgerError(gone("event", end.seq));
+  ended_seq = end.seq;
+  ending = end.kind;
+  ended_at = read_row<EventRow>(statement, first + kEndingEvent).moment();
 }
 
 std::string NamedFault::columns() {
-  std::string sql = columns_sql<FaultRow>();
-  std::apply([&](const auto&... column) { ((sql.append(", form.").append(column.name)), ...); }, kNameColumns);
-  return sql + ", " + moment_sql("raising") + ", ending.seq, ending.kind, " + moment_sql("ending_event");
+  return columns_sql<FaultRow>() + ", " + columns_sql_of<EventRow>("raising") + ", " + columns_sql<FormRow>() + ", " +
+         columns_sql_of<ChangeRow>("ending") + ", " + columns_sql_of<EventRow>("ending_event");
 }
 
 std::string NamedFault::tables() {
@@ -178,7 +165,9 @@ StoredRows::StoredRows(const Database& db)
                           " FROM change JOIN event ON event.seq = change.seq WHERE change.number = ?") {}
 
 ChangeNumber StoredRows::last_change() const {
-  Statement last(db_, "SELECT coalesce(max(number), 0) FROM change");
+  Statement last(db_,
+                 "SELECT max((SELECT coalesce(max(number), 0) FROM change), "
+                 "(SELECT coalesce(max(last_change), 0) FROM gap))");
   const ChangeNumber number = last.step() ? last.integer(0) : 0;
   return std::max(number, ledger().watermark_change);
 }
@@ -206,16 +195,21 @@ std::vector<ActiveRow> StoredRows::active() {
                  "SELECT DISTINCT report.fault, coalesce(fault.later_alarm, fault.alarm) "
                  "FROM report LEFT JOIN fault ON fault.number = report.fault ORDER BY report.fault");
   std::vector<StandingRow> standing;
-  while (rows.step()) {
-    const Reports reports = reports_of(rows.integer(0));
-    standing.push_back({.era = 0,
-                        .fault = rows.integer(0),
-                        .alarm = rows.integer(1),
-                        .shown = reports.shown,
-                        .reporters = reports.reporters,
-                        .updated_at = 0,
-                        .count = 0});
-  }
+  leave_out_damage([&] {
+    while (rows.step()) {
+      leave_out_damage([&] {
+        const Reports reports = reports_of(rows.integer(0));
+        if (reports.reporters == 0) return;  // they are left out
+        standing.push_back({.era = 0,
+                            .fault = rows.integer(0),
+                            .alarm = rows.integer(1),
+                            .shown = reports.shown,
+                            .reporters = reports.reporters,
+                            .updated_at = 0,
+                            .count = 0});
+      });
+    }
+  });
   return active_rows(standing);
 }
 
@@ -234,17 +228,21 @@ std::vector<ActiveRow> StoredRows::active_at(Moment at) {
   Statement rows(db_, "SELECT " + columns_sql<StandingRow>() + " FROM standing WHERE era = ?");
   rows.with(era.seq);
   while (rows.step()) {
-    const auto row = read_row<StandingRow>(rows);
-    standing[row.fault] = row;
+    leave_out_damage([&] {
+      const auto row = read_row<StandingRow>(rows);
+      standing[row.fault] = row;
+    });
   }
   Statement changes(db_, "SELECT " + columns_sql<ChangeRow>() + ", " + moment_sql() +
                              " FROM change JOIN event ON event.seq = change.seq WHERE change.number >= ? "
                              "ORDER BY change.number");
   changes.with(std::max(era.first_change, ledger.watermark_change + 1));
-  while (changes.step()) {
-    const auto change = read_row<ChangeRow>(changes);
-    if (change.seq > last) break;
-    apply(standing[change.fault], change, era.seq, moment_of(changes, kWidth<ChangeRow>));
+  for (bool more = true; more && changes.step();) {
+    leave_out_damage([&] {
+      const auto change = read_row<ChangeRow>(changes);
+      more = change.seq <= last;
+      if (more) apply(standing[change.fault], change, era.seq, moment_of(changes, kWidth<ChangeRow>));
+    });
   }
   std::vector<StandingRow> found;
   for (const auto& [fault, row] : standing) {
@@ -274,36 +272,42 @@ std::vector<ActiveRow> StoredRows::active_rows(const std::vector<StandingRow>& s
   std::vector<ActiveRow> found;
   found.reserve(standing.size());
   for (const StandingRow& one : standing) {
-    ActiveRow active{.fault = fault(one.fault), .alarm_since = 0, .shown = record(one.shown)};
-    const ChangeNumber number = one.alarm;
-    if (!alarms_.with(number).step()) throw LedgerError(gone("alarm", number));
-    active.alarm_since = read_row<AlarmRow>(alarms_).created;
-    if (one.count > 0) {  // as it was then
-      active.fault.updated = one.updated_at;
-      active.fault.count = one.count;
-      active.fault.ended.reset();
-      active.fault.ended_at = 0;
-    }
-    active.fault.alarm = number;
-    active.fault.shown = one.shown;
-    active.fault.reporters = one.reporters;
-    found.push_back(std::move(active));
+    leave_out_damage([&] { found.push_back(active_row(one)); });
   }
   return found;
+}
+
+ActiveRow StoredRows::active_row(const StandingRow& one) {
+  ActiveRow active{.fault = fault(one.fault), .alarm_since = 0, .shown = record(one.shown)};
+  const ChangeNumber number = one.alarm;
+  if (!alarms_.with(number).step()) throw LedgerError(gone("alarm", number));
+  active.alarm_since = read_row<AlarmRow>(alarms_).created;
+  if (one.count > 0) {  // as it was then
+    active.fault.updated = one.updated_at;
+    active.fault.count = one.count;
+    active.fault.ended.reset();
+    active.fault.ended_at = 0;
+  }
+  active.fault.alarm = number;
+  active.fault.shown = one.shown;
+  active.fault.reporters = one.reporters;
+  return active;
 }
 
 StoredRows::Reports StoredRows::reports_of(ChangeNumber fault) {
   Reports reports;
   fault_reports_.with(fault);
   while (fault_reports_.step()) {
-    const auto row = read_row<ReportRow>(fault_reports_);
-    if (row.last_seq > reports.shown) {
-      reports.shown = row.last_seq;
-      reports.updated = row.last_at;
-    }
-    reports.count += row.count;
-    reports.change = std::max(reports.change, row.change);
-    ++reports.reporters;
+    leave_out_damage([&] {
+      const auto row = read_row<ReportRow>(fault_reports_);
+      if (row.last_seq > reports.shown) {
+        reports.shown = row.last_seq;
+        reports.updated = row.last_at;
+      }
+      reports.count += row.count;
+      reports.change = std::max(reports.change, row.change);
+      ++reports.reporters;
+    });
   }
   return reports;
 }
@@ -347,6 +351,15 @@ std::string StoredRows::changes_sql(Direction direction) {
          " JOIN fault ON fault.number = change.fault JOIN event AS raising ON raising.seq = fault.raised_seq "
          "JOIN form AS name ON name.seq = raising.form WHERE change.number " +
          (direction == Direction::kForwards ? "> ? ORDER BY change.number" : "< ? ORDER BY change.number DESC");
+}
+
+ChangeNumber StoredRows::next_readable_change(ChangeNumber number) {
+  ChangeNumber found = last_change() + 1;
+  changes(Direction::kForwards, number, [&found](auto&& change) {
+    found = change.stored.change.number;
+    return false;
+  });
+  return found;
 }
 
 StoredRows::ChangeOfFault StoredRows::change(const Statement& row) {
@@ -432,18 +445,22 @@ std::optional<FaultRow> StoredRows::latest_fault(const std::string& fault_dn) {
 std::vector<StoredReport> StoredRows::reports(ChangeNumber fault) {
   std::vector<ReportRow> rows;
   fault_reports_.with(fault);
-  while (fault_reports_.step()) rows.push_back(read_row<ReportRow>(fault_reports_));
+  while (fault_reports_.step()) {
+    leave_out_damage([&] { rows.push_back(read_row<ReportRow>(fault_reports_)); });
+  }
   std::ranges::sort(rows, {}, &ReportRow::since_seq);
   std::vector<StoredReport> reports;
   reports.reserve(rows.size());
   for (const ReportRow& row : rows) {
-    reports.push_back({.report = {.reporter = {row.entity, row.sensor, row.instance},
-                                  .since = row.since_seq,
-                                  .since_at = row.since_at,
-                                  .last = row.last_seq,
-                                  .last_at = row.last_at,
-                                  .count = row.count},
-                       .record = record(row.last_seq)});
+    leave_out_damage([&] {
+      reports.push_back({.report = {.reporter = {row.entity, row.sensor, row.instance},
+                                    .since = row.since_seq,
+                                    .since_at = row.since_at,
+                                    .last = row.last_seq,
+                                    .last_at = row.last_at,
+                                    .count = row.count},
+                         .record = record(row.last_seq)});
+    });
   }
   return reports;
 }
@@ -456,25 +473,30 @@ ChangeNumber StoredRows::head_of(const AlarmRow& alarm) {
   return fault.ended ? *fault.ended : std::max(fault.change, reports_of(alarm.fault).change);
 }
 
-std::vector<Change> StoredRows::changes_of(ChangeNumber alarm, std::size_t most, std::uint64_t& left_out) {
-  left_out = 0;
+std::vector<Change> StoredRows::changes_of(ChangeNumber alarm, std::size_t most, std::uint64_t& not_told) {
+  not_told = 0;
   if (!alarms_.with(alarm).step()) throw LedgerError(gone("alarm", alarm));
   ChangeNumber next = head_of(read_row<AlarmRow>(alarms_));
   const ChangeNumber gone_through = ledger().watermark_change;
   std::map<ChangeNumber, std::string> fault_dns;
   std::vector<Change> changes;
-  while (next > gone_through && changes.size() < most) {
-    if (!one_change_.with(next).step()) throw LedgerError(gone("change", next));
-    const auto row = read_row<ChangeRow>(one_change_);
-    if (row.previous >= row.number) throw LedgerError("change " + std::to_string(next) + " comes before itself");
-    std::string& fault_dn = fault_dns[row.fault];
-    if (fault_dn.empty()) {
-      if (!faults_.with(row.fault).step()) throw LedgerError(gone("fault", row.fault));
-      fault_dn = NamedFault(faults_).fault_dn;
-    }
-    changes.push_back(stored_change(row, moment_of(one_change_, kWidth<ChangeRow>), fault_dn));
-    left_out = row.of_alarm > 0 ? static_cast<std::uint64_t>(row.of_alarm - 1) : 0;
-    next = row.previous;
+  bool is_whole = true;  // the way to the changes before a damaged one is lost
+  while (is_whole && next > gone_through && changes.size() < most) {
+    is_whole = false;
+    leave_out_damage([&] {
+      if (!one_change_.with(next).step()) throw LedgerError(gone("change", next));
+      const auto row = read_row<ChangeRow>(one_change_);
+      if (row.previous >= row.number) throw LedgerError("change " + std::to_string(next) + " comes before itself");
+      std::string& fault_dn = fault_dns[row.fault];
+      if (fault_dn.empty()) {
+        if (!faults_.with(row.fault).step()) throw LedgerError(gone("fault", row.fault));
+        fault_dn = NamedFault(faults_).fault_dn;
+      }
+      changes.push_back(stored_change(row, moment_of(one_change_, kWidth<ChangeRow>), fault_dn));
+      not_told = row.of_alarm > 0 ? static_cast<std::uint64_t>(row.of_alarm - 1) : 0;
+      next = row.previous;
+      is_whole = true;
+    });
   }
   std::ranges::reverse(changes);
   return changes;

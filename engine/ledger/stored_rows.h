@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "ledger/ledger_file.h"
 #include "ledger/reader.h"
 #include "ledger/stored.h"
 #include "ledger/tables.h"
@@ -33,10 +34,27 @@ struct NamedFault {
 SensorEvent sensor_event(const EventRow& event, const SubjectRow& subject);
 
 // Reads within a transaction of the caller's. A row that refers to one that is not
-// there is a LedgerError, as all that no engine writes. Throws SqlError, too.
+// there is a LedgerError, as all that no engine writes. Throws SqlError, too. Questions
+// for many things leave out those that cannot be read.
 class StoredRows {
  public:
   explicit StoredRows(const Database& db);
+
+  // What was left out so far, and why; a sentence each.
+  std::vector<std::string> left_out;
+
+  // Does work that reads one thing; when that is damaged, it is left out.
+  template <class Work>
+  void leave_out_damage(Work work) {
+    try {
+      work();
+    } catch (const LedgerError& error) {
+      left_out.emplace_back(error.what());
+    } catch (const SqlError& error) {
+      if (!is_damage(error)) throw;
+      left_out.emplace_back(std::string("a page of the file cannot be read: ") + error.what());
+    }
+  }
 
   LedgerRow ledger() const { return ledger_row(db_); }
   ChangeNumber last_change() const;
@@ -49,16 +67,23 @@ class StoredRows {
   std::vector<ActiveRow> active_at(Moment at);
 
   // The changes after a number, in their order, or those before it, backwards.
-  // `take` answers whether to go on.
+  // `take` answers whether to go on. Damaged ones are left out.
   enum class Direction { kForwards, kBackwards };
   static std::string changes_sql(Direction direction);
   template <class Take>
   void changes(Direction direction, ChangeNumber number, Take take) {
     Statement rows(db_, changes_sql(direction));
     rows.with(number);
-    while (rows.step() && take(change(rows))) {
-    }
+    leave_out_damage([&] {
+      for (bool more = true; more && rows.step();) {
+        leave_out_damage([&] { more = take(change(rows)); });
+      }
+    });
   }
+
+  // The number of the first change after `number` that can be read; when there is none,
+  // the number after the last one.
+  ChangeNumber next_readable_change(ChangeNumber number);
 
   // A change with the severity of its fault.
   struct ChangeOfFault {
@@ -77,7 +102,7 @@ class StoredRows {
   std::vector<StoredReport> reports(ChangeNumber fault);
 
   // The latest changes of an alarm, in their order, and how many came before them.
-  std::vector<Change> changes_of(ChangeNumber alarm, std::size_t most, std::uint64_t& left_out);
+  std::vector<Change> changes_of(ChangeNumber alarm, std::size_t most, std::uint64_t& not_told);
 
  private:
   struct Reports {
@@ -90,6 +115,7 @@ class StoredRows {
 
   static ChangeOfFault change(const Statement& row);
   std::vector<ActiveRow> active_rows(const std::vector<StandingRow>& standing);
+  ActiveRow active_row(const StandingRow& one);
   Sequence last_until(Moment at, const LedgerRow& ledger);
   Reports reports_of(ChangeNumber fault);
   StoredFault fault(ChangeNumber number);

@@ -1,7 +1,6 @@
 // Whether text is coloured.
 #pragma once
 
-#include <CLI/App.hpp>
 #include <cstdint>
 
 #include "base/standard_output.h"
@@ -9,8 +8,6 @@
 namespace polaiga::engine {
 
 enum class Colour : std::uint8_t { kAuto, kAlways, kNever };
-
-void add_colour_option(CLI::App& command, Colour& colour);
 
 // On a terminal that can, unless the user says otherwise.
 bool wants_colour(Colour colour, const StandardOutput& output);

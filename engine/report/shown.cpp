@@ -4,6 +4,7 @@
 #include <array>
 
 #include "base/printable.h"
+#include "base/text_width.h"
 #include "model/fault.h"
 
 namespace polaiga::engine {
@@ -16,51 +17,18 @@ std::string_view colour_of(Severity severity) {
   return kColours.at(static_cast<std::size_t>(severity));
 }
 
-// Without what only colours.
-std::size_t visible_size(std::string_view text) {
-  std::size_t size = 0;
-  bool in_escape = false;
-  for (const char c : text) {
-    in_escape = in_escape || c == '\x1b';
-    if (!in_escape) ++size;
-    if (c == 'm') in_escape = false;
-  }
-  return size;
-}
-
-std::string line(const std::vector<std::string>& cells, const std::vector<std::size_t>& widths) {
-  std::string text;
-  for (std::size_t i = 0; i < cells.size(); ++i) {
-    if (i > 0) text += kGap;
-    text += cells[i];
-    text.append(widths[i] - visible_size(cells[i]), ' ');
-  }
-  text.erase(text.find_last_not_of(' ') + 1);
-  return text + "\n";
-}
-
 }  // namespace
 
 void add_padded(std::string& line, std::string_view text, std::size_t width) {
   line += text;
-  if (text.size() < width) line.append(width - text.size(), ' ');
+  const std::size_t taken = text_width(text);
+  if (taken < width) line.append(width - taken, ' ');
 }
 
 std::string padded(std::string_view text, std::size_t width) {
   std::string wide;
   add_padded(wide, text, width);
   return wide;
-}
-
-std::string aligned(const std::vector<std::vector<std::string>>& rows) {
-  std::vector<std::size_t> widths;
-  for (const auto& cells : rows) {
-    widths.resize(std::max(widths.size(), cells.size()));
-    for (std::size_t i = 0; i < cells.size(); ++i) widths[i] = std::max(widths[i], visible_size(cells[i]));
-  }
-  std::string text;
-  for (const auto& cells : rows) text += line(cells, widths);
-  return text;
 }
 
 void add_shown(std::string& line, Severity severity, bool coloured) {

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "model/dictionary.h"
 #include "model/moment.h"
@@ -13,11 +12,8 @@ namespace polaiga::engine {
 
 inline constexpr std::string_view kGap = "  ";  // between columns
 
-// Filled up with blanks to a width.
+// Filled up with blanks to a width, in columns of the terminal.
 std::string padded(std::string_view text, std::size_t width);
-
-// Rows of cells as lines with aligned columns; the last is as long as it is.
-std::string aligned(const std::vector<std::vector<std::string>>& rows);
 
 // All as wide as the widest.
 std::string shown(Severity severity, bool coloured);

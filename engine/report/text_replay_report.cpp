@@ -1,6 +1,6 @@
 #include "report/text_replay_report.h"
 
-#include <algorithm>
+#include <utility>
 
 #include "base/printable.h"
 #include "model/dictionary.h"
@@ -45,6 +45,15 @@ std::string TextReplayReport::record_line(const RecordedInput& input) const {
   line += kGap;
   add_padded(line, printable(field_text(record.code_text)), kCodeWidth);
   line += kGap;
+  if (room_) {
+    add_fitted(line,
+               {.object = printable(field_text(record.dn)),
+                .description = shown_description(field_text(record.descr)),
+                .remark = consequence_text(input)},
+               room_);
+    return line;
+  }
+  // As add_fitted() has it, without copies: most replays are long, and not for a terminal.
   add_printable(line, field_text(record.dn));
   line += kGap;
   add_description(line, field_text(record.descr));
@@ -57,14 +66,15 @@ std::string TextReplayReport::withdrawal_lines(const RecordedInput& input) const
   std::string lines;
   for (const Change& change : input.changes) {
     const auto [dn, code] = parts_of(change.fault_dn);
-    add_padded(lines, format_moment(input.event.time.value_or(input.at)), kTimeWidth);
-    lines += kGap;
-    add_shown(lines, change.after, coloured_);
-    lines += kGap;
-    add_padded(lines, printable(code), kCodeWidth);
-    lines += kGap;
-    add_printable(lines, dn);
-    lines.append("  (").append(change_text(change)).append(")\n");
+    std::string line;
+    add_padded(line, format_moment(input.event.time.value_or(input.at)), kTimeWidth);
+    line += kGap;
+    add_shown(line, change.after, coloured_);
+    line += kGap;
+    add_padded(line, printable(code), kCodeWidth);
+    line += kGap;
+    add_fitted(line, {.object = printable(dn), .description = "", .remark = change_text(change)}, room_);
+    lines += line;
   }
   return lines;
 }
@@ -74,25 +84,18 @@ std::string TextReplayReport::summary(const Alarms& alarms, const KeptRecords& r
   const auto active = alarms.in_order();
   std::string text = "\n";
   text += active.empty() ? "No faults are active.\n" : plural(active.size(), "active fault") + ":\n";
-  std::size_t dn_width = 0;
-  for (const ActiveFault* fault : active) {
-    dn_width = std::max(dn_width, printable(field_text(records.shown(*fault).dn)).size());
-  }
+  Rows rows;
   for (const ActiveFault* fault : active) {
     const fe_fault_record& record = records.shown(*fault);
-    text += kGap;
-    text += padded(format_moment(fault->since), kTimeWidth);
-    text += kGap;
-    text += shown(fault->severity, coloured_);
-    text += kGap;
-    text += padded(printable(field_text(record.code_text)), kCodeWidth);
-    text += kGap;
-    text += padded(printable(field_text(record.dn)), dn_width);
-    text += kGap;
-    text += shown_description(field_text(record.descr));
-    if (fault->reports.size() > 1) text += "  (" + std::to_string(fault->reports.size()) + " report it)";
-    text += '\n';
+    std::string description = shown_description(field_text(record.descr));
+    if (fault->reports.size() > 1) description += "  (" + std::to_string(fault->reports.size()) + " report it)";
+    rows.push_back({"", format_moment(fault->since), shown(fault->severity, coloured_),
+                    padded(printable(field_text(record.code_text)), kCodeWidth), printable(field_text(record.dn)),
+                    std::move(description)});
   }
+  constexpr std::size_t kObject = 4;
+  constexpr std::size_t kDescription = 5;
+  text += aligned(rows, {.room = room_, .giving_way = {{kDescription, 12}, {kObject, 12, true}, {kDescription, 4}}});
   return text + "\n" + counts_text(counts, alarms.counts());
 }
 

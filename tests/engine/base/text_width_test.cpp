@@ -45,5 +45,17 @@ TEST(CutToWidth, DotsTellThatMoreWasThere) {
   EXPECT_EQ(cut_to_width(kMiddle + kMiddle + kMiddle, 4), "...");
 }
 
+TEST(CutFrontToWidth, TheEndStays) {
+  EXPECT_EQ(cut_front_to_width("", 0), "");
+  EXPECT_EQ(cut_front_to_width("12345", 5), "12345");
+  EXPECT_EQ(cut_front_to_width("123456", 5), "...56");
+  EXPECT_EQ(cut_front_to_width("123456", 3), "...");
+  EXPECT_EQ(cut_front_to_width("123456", 1), ".");
+  EXPECT_EQ(cut_front_to_width("123456", 0), "");
+  EXPECT_EQ(cut_front_to_width(kMiddle + kMiddle + "x", 4), "...x");
+  EXPECT_EQ(cut_front_to_width("1234e" + kAccent + "6", 5), "...e" + kAccent + "6");
+  EXPECT_EQ(cut_front_to_width("1234e" + kAccent + "6", 4), "...6");
+}
+
 }  // namespace
 }  // namespace polaiga::engine

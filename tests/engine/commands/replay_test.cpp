@@ -163,25 +163,6 @@ TEST_F(ReplayTest, UnreadableFile) {
   EXPECT_EQ(got.err, "polaiga: " + path + ": cannot open: Permission denied\n");
 }
 
-TEST_F(ReplayTest, UsageErrors) {
-  const std::pair<const char*, const char*> kRows[] = {
-      {"", "subcommand is required"},
-      {"replay", "FILE is required"},
-      {"nonsense", "required"},
-      {"replay --nonsense -", "--nonsense"},
-      {"replay --color=purple -", "purple not in {auto,always,never}"},
-      {"replay --platform 18 -", "18 not in range 0 to 17"},
-      {"replay --platform -1 -", "-1 not in range 0 to 17"},
-      {"replay --log loud -", "loud not in {debug,off}"},
-  };
-  for (const auto& [arguments, what] : kRows) {
-    const Ended got = run(std::string("$POLAIGA ") + arguments, kSlow);
-    EXPECT_EQ(got.status, 2) << arguments;
-    EXPECT_EQ(got.out, "") << arguments;
-    EXPECT_NE(got.err.find(what), std::string::npos) << arguments << ": " << got.err;
-  }
-}
-
 TEST_F(ReplayTest, HelpAndVersion) {
   EXPECT_EQ(run("$POLAIGA --version").out, "polaiga " POLAIGA_VERSION "\n");
   const Ended help = run("$POLAIGA --help");

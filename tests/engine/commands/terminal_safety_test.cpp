@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "ledger/sqlite.h"
 #include "support/program.h"
 
 namespace polaiga::engine::test {
@@ -310,6 +311,23 @@ TEST_F(TerminalSafety, Arguments) {
       expect_safe_of(line, 2);
     }
   }
+}
+
+// What is wrong with a ledger names what its rows say.
+TEST_F(TerminalSafety, Verify) {
+  const std::string name = "ledger " + joined(kHostile) + joined(kNotUtf8) + ".db";
+  ASSERT_EQ(run("run --ledger 'L'", events_).status, 0);
+  ASSERT_EQ(
+      shell_
+          .run("cd '" + shell_.dir().path().string() + "' && for f in L*; do mv \"$f\" '" + name + "'\"${f#L}\"; done")
+          .status,
+      0);
+  expect_safe_of("verify --ledger '" + name + "'");
+  expect_safe_of("verify --json --ledger '" + name + "'");
+  Database(shell_.dir().file(name), Access::kReadWrite)
+      .exec("UPDATE subject SET sensor = sensor || char(27, 7, 155, 8238) || x'ff'");
+  expect_safe_of("verify --ledger '" + name + "'", 1);
+  expect_safe_of("verify --json --ledger '" + name + "'", 1);
 }
 
 TEST_F(TerminalSafety, UnknownFaults) {

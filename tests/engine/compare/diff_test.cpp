@@ -338,22 +338,6 @@ TEST_F(DiffTest, OutputThatCannotBeWritten) {
   EXPECT_EQ(full.err, "polaiga: cannot write to standard output: No space left on device\n");
 }
 
-TEST_F(DiffTest, UsageErrors) {
-  const std::pair<const char*, const char*> kRows[] = {
-      {"diff", "A.so is required"},
-      {"diff a.so", "B.so is required"},
-      {"diff a.so b.so", "FILE is required"},
-      {"diff --strict a.so b.so -", "--strict"},
-      {"diff --platform 18 a.so b.so -", "18 not in range 0 to 17"},
-  };
-  for (const auto& [arguments, what] : kRows) {
-    const Ended got = shell_.run(std::string("$POLAIGA ") + arguments);
-    EXPECT_EQ(got.status, 2) << arguments;
-    EXPECT_EQ(got.out, "") << arguments;
-    EXPECT_NE(got.err.find(what), std::string::npos) << arguments << ": " << got.err;
-  }
-}
-
 TEST_F(DiffTest, TheWorkerIsHidden) {
   for (const char* help : {"$POLAIGA --help", "$POLAIGA diff --help"}) {
     const Ended got = shell_.run(help);

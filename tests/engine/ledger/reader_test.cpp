@@ -3,22 +3,18 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-
 #include <optional>
 
-#include "support/ledger_entries.h"
-#include "support/temp_dir.h"
+#include "support/ledger_fixture.h"
 
 namespace polaiga::engine {
 namespace {
 
 using Rows = std::vector<std::string>;
 using test::clears;
-using test::LedgerWithAlarms;
+using test::kAll;
 using test::moves;
 using test::raises;
-
-constexpr Retention kAll{.events = 0, .days = 0, .bytes = 0};
 
 std::string number(std::int64_t value) { return std::to_string(value); }
 
@@ -60,14 +56,9 @@ Rows texts(const std::vector<StoredAlarm>& alarms) {
   return found;
 }
 
-class ReaderTest : public testing::Test {
+class ReaderTest : public test::LedgerFixture {
  protected:
   void SetUp() override { open(kAll); }
-
-  void open(const Retention& retention) {
-    engine_.reset();
-    engine_.emplace(path_, retention);
-  }
 
   Rows active(std::optional<Moment> at = std::nullopt) const { return texts(LedgerReader(path_).active({}, at)); }
   Rows active(const Selection& selection) const { return texts(LedgerReader(path_).active(selection, std::nullopt)); }
@@ -75,17 +66,8 @@ class ReaderTest : public testing::Test {
     return texts(LedgerReader(path_).history(fault_dn, limit));
   }
   std::string complaint(Moment at) const {
-    try {
-      LedgerReader(path_).active({}, at);
-    } catch (const LedgerError& error) {
-      return error.what();
-    }
-    return "none";
+    return complaint_of([&] { LedgerReader(path_).active({}, at); });
   }
-
-  test::TempDir dir_;
-  const std::string path_ = dir_.file("ledger.db");
-  std::optional<LedgerWithAlarms> engine_;
 };
 
 TEST_F(ReaderTest, ActiveFaultsShowTheLatestRecordInForce) {

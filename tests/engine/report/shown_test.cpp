@@ -12,11 +12,12 @@ TEST(Shown, Durations) {
   for (const auto& [seconds, text] : kRows) EXPECT_EQ(duration_text(seconds), text) << seconds;
 }
 
-TEST(Shown, AlignedColumns) {
-  EXPECT_EQ(aligned({{"A", "LONG", "C"}, {"\x1b[31mred\x1b[0m", "x", ""}, {"", "", "last"}}),
-            "A    LONG  C\n"
-            "\x1b[31mred\x1b[0m  x\n"
-            "           last\n");
+TEST(Shown, PaddedToColumnsOfTheTerminal) {
+  EXPECT_EQ(padded("ab", 4), "ab  ");
+  EXPECT_EQ(padded("abcd", 4), "abcd");
+  EXPECT_EQ(padded("abcde", 4), "abcde");
+  EXPECT_EQ(padded("\xC3\xA9", 3), "\xC3\xA9  ");
+  EXPECT_EQ(padded("\xE4\xB8\xAD", 3), "\xE4\xB8\xAD ");
 }
 
 TEST(Shown, Plurals) {

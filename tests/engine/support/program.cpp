@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <pty.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -114,10 +115,12 @@ Ended Shell::run(const std::string& command, const std::string& input) const {
   return wait_for(pid, dir_);
 }
 
-Ended Shell::run_on_terminal(const std::string& command) const {
+Ended Shell::run_on_terminal(const std::string& command, std::uint16_t columns) const {
   int terminal = -1;
-  const int pid = ::forkpty(&terminal, nullptr, nullptr, nullptr);
+  const winsize size{.ws_row = 24, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
+  const int pid = ::forkpty(&terminal, nullptr, nullptr, &size);
   if (pid == 0) {
+    ::unsetenv("COLUMNS");
     ::setenv("TERM", "xterm", 1);
     ::unsetenv("NO_COLOR");
     become(command);

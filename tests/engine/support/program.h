@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -56,8 +57,9 @@ class Shell {
   // With the text at standard input.
   Ended run(const std::string& command, const std::string& input = "") const;
 
-  // On a terminal, of which all that it was sent is in `out`.
-  Ended run_on_terminal(const std::string& command) const;
+  // On a terminal, of which all that it was sent is in `out`. It does not tell how many
+  // columns it has if that is 0.
+  Ended run_on_terminal(const std::string& command, std::uint16_t columns = 0) const;
 
  private:
   TempDir dir_;

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/ usr / bin / env python3
 """validate_json.py SCHEMA: tells of each line of standard input whether the JSON
 Schema accepts it: "accepted", or "refused: " and why.
 
@@ -42,7 +42,7 @@ def main():
         for place in open_objects(schema, file.name):
             complain(f"{place}: additionalProperties is not false")
     schema = json.loads(path.read_text())
-    # Newer versions have another way to find schemas; this one works in all.
+#Newer versions have another way to find schemas; this one works in all.
     warnings.simplefilter("ignore", DeprecationWarning)
     validator = jsonschema.Draft202012Validator(schema, resolver=jsonschema.RefResolver(path.as_uri(), schema))
     for line in sys.stdin:

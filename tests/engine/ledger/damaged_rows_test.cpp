@@ -1,0 +1,134 @@
+// Questions to a ledger in which a row is damaged: it is left out and named, and the
+// rest is answered.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "ledger/change_feed.h"
+#include "ledger/reader.h"
+#include "support/ledger_entries.h"
+#include "support/temp_dir.h"
+
+namespace polaiga::engine {
+namespace {
+
+using Texts = std::vector<std::string>;
+
+constexpr Retention kAll{.events = 0, .days = 0, .bytes = 0};
+
+// Three faults, each raised by a sensor of its own.
+class DamagedRowsTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    {
+      test::LedgerWithAlarms engine(path_, kAll);
+      engine.write(test::raises("FIRST", "first", 395, 1001));
+      engine.write(test::raises("SECOND", "second", 395, 1002));
+      engine.write(test::raises("THIRD", "third", 395, 1003));
+    }
+    damage("fanSECOND");
+  }
+
+  // Changes the last letter of the first place where the file has this text.
+  void damage(const std::string& text) {
+    std::string content = dir_.read("ledger.db");
+    const auto at = content.find(text);
+    ASSERT_NE(at, std::string::npos);
+    content[at + text.size() - 1] = '?';
+    dir_.write("ledger.db", content);
+    for (const char* part : {"-wal", "-shm"}) std::filesystem::remove(path_ + part);
+  }
+
+  static Texts dns(const std::vector<ActiveRow>& rows) {
+    Texts found;
+    for (const ActiveRow& row : rows) found.push_back(row.fault.dn);
+    return found;
+  }
+
+  static Texts dns(const std::vector<StoredChange>& changes) {
+    Texts found;
+    for (const StoredChange& change : changes) found.push_back(change.change.fault_dn);
+    return found;
+  }
+
+  test::TempDir dir_;
+  const std::string path_ = dir_.file("ledger.db");
+  const std::string kSubject = "subject 2: the row is damaged: its checksum does not match";
+};
+
+TEST_F(DamagedRowsTest, Active) {
+  LedgerReader reader(path_);
+  EXPECT_EQ(dns(reader.active({}, {})), (Texts{"first", "third"}));
+  EXPECT_EQ(reader.left_out(), Texts{kSubject});
+  EXPECT_EQ(dns(reader.active({}, 1002)), Texts{"first"});
+  EXPECT_EQ(reader.left_out(), Texts{kSubject});
+  EXPECT_EQ(dns(reader.active({}, 1001)), Texts{"first"});
+  EXPECT_EQ(reader.left_out(), Texts{});
+}
+
+TEST_F(DamagedRowsTest, HistoryAndExplain) {
+  damage("second/fault-F0395");
+  LedgerReader reader(path_);
+  Texts alarms;
+  for (const StoredAlarm& alarm : reader.history("", 0)) alarms.push_back(alarm.dn);
+  EXPECT_EQ(alarms, (Texts{"first", "third"}));
+  EXPECT_EQ(reader.left_out(), Texts{"form 2: the row is damaged: its checksum does not match"});
+  EXPECT_EQ(reader.explain("third/fault-F0395")->raise.event.sequence, 3);
+  EXPECT_EQ(reader.left_out(), Texts{});
+}
+
+TEST_F(DamagedRowsTest, ExplainOfADamagedFaultSaysWhy) {
+  LedgerReader reader(path_);
+  try {
+    reader.explain("second/fault-F0395");
+    ADD_FAILURE() << "it was explained";
+  } catch (const LedgerError& error) {
+    EXPECT_EQ(error.what(), path_ + ": " + kSubject);
+  }
+}
+
+TEST_F(DamagedRowsTest, Changes) {
+  LedgerReader reader(path_);
+  const ChangesRead latest = reader.latest({}, 10);
+  EXPECT_EQ(dns(latest.changes), (Texts{"first/fault-F0395", "third/fault-F0395"}));
+  EXPECT_EQ(reader.left_out(), Texts{kSubject});
+  const ChangesRead after = reader.after({}, 1);
+  EXPECT_EQ(dns(after.changes), Texts{"third/fault-F0395"});
+  EXPECT_EQ(after.through, 3);
+  EXPECT_EQ(reader.left_out(), Texts{kSubject});
+}
+
+// What comes last is told once, too.
+TEST_F(DamagedRowsTest, AReaderThatFollowsGoesPastIt) {
+  damage("fanTHIRD");
+  LedgerReader reader(path_);
+  const ChangesRead after = reader.after({}, 1);
+  EXPECT_EQ(dns(after.changes), Texts{});
+  EXPECT_EQ(after.through, 3);
+  EXPECT_EQ(reader.left_out().size(), 2U);
+  reader.after({}, after.through);
+  EXPECT_EQ(reader.left_out(), Texts{});
+}
+
+// A publisher may not miss a change without knowing it.
+TEST_F(DamagedRowsTest, TheFeedHasAGap) {
+  ChangeFeed feed(path_);
+  const Feed before = feed.next(0, 10);
+  EXPECT_FALSE(before.gap);
+  EXPECT_EQ(dns(before.changes), Texts{"first/fault-F0395"});
+  const Feed at = feed.next(1, 10);
+  ASSERT_TRUE(at.gap);
+  EXPECT_EQ(at.gap->first, 2);
+  EXPECT_EQ(at.gap->last, 2);
+  EXPECT_TRUE(at.changes.empty());
+  const Snapshot snapshot = feed.snapshot();
+  EXPECT_EQ(snapshot.number, 3);
+  EXPECT_EQ(dns(snapshot.active), (Texts{"first", "third"}));
+  EXPECT_EQ(dns(feed.next(2, 10).changes), Texts{"third/fault-F0395"});
+}
+
+}  // namespace
+}  // namespace polaiga::engine

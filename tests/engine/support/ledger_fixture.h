@@ -1,0 +1,40 @@
+// What the tests of those who read a ledger share: an engine that writes one.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+
+#include "support/ledger_entries.h"
+#include "support/temp_dir.h"
+
+namespace polaiga::engine::test {
+
+inline constexpr Retention kAll{.events = 0, .days = 0, .bytes = 0};
+
+class LedgerFixture : public testing::Test {
+ protected:
+  // Begins the ledger, or goes on with it as after a restart.
+  void open(const Retention& retention) {
+    engine_.reset();
+    engine_.emplace(path_, retention);
+  }
+
+  // What the reading complains of; "none" when it does not.
+  template <class Read>
+  static std::string complaint_of(Read read) {
+    try {
+      read();
+    } catch (const LedgerError& error) {
+      return error.what();
+    }
+    return "none";
+  }
+
+  TempDir dir_;
+  const std::string path_ = dir_.file("ledger.db");
+  std::optional<LedgerWithAlarms> engine_;
+};
+
+}  // namespace polaiga::engine::test

@@ -257,7 +257,7 @@ class Ledger::Writer {
         if (error.code() != SQLITE_FULL) throw;
         if (!log_.take_refused()) {
           // The disk is full. It may be the log that fills it, for it grows as long as somebody reads.
-          if (std::exchange(log_is_new, true) || !log_.empty(false)) throw;
+          if (std::exchange(log_is_new, true) || !can_empty_log()) throw;
           continue;
         }
         is_held_ = !log_.empty(!is_held_);
@@ -266,6 +266,16 @@ class Ledger::Writer {
       }
     }
     log_.lift(false);
+  }
+
+  // Not while somebody reads, or when even that fails.
+  bool can_empty_log() {
+    try {
+      return log_.empty(false);
+    } catch (const SqlError& error) {
+      if (is_damage(error)) throw;
+      return false;
+    }
   }
 
   // The batch is durable: whoever gave it must not be told otherwise, or it would be written a second time. A full disk

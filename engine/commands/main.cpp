@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <new>
 #include <sstream>
 
 #include "base/messages.h"
@@ -50,13 +51,19 @@ int main(int argc, char** argv) {
   // A reader that has gone away is then an error of the write.
   std::signal(SIGPIPE, SIG_IGN);
   try {
-    StandardOutput output;
-    return run(argc, argv, output);
-  } catch (const WriteError& error) {
-    if (error.code().value() == EPIPE) return kDone;
-    say("cannot write to standard output: " + error.code().message());
-  } catch (const std::exception& error) {
-    say(error.what());
+    try {
+      StandardOutput output;
+      return run(argc, argv, output);
+    } catch (const WriteError& error) {
+      if (error.code().value() == EPIPE) return kDone;
+      say("cannot write to standard output: " + error.code().message());
+    } catch (const std::bad_alloc&) {
+      throw;
+    } catch (const std::exception& error) {
+      say(error.what());
+    }
+  } catch (...) {  // the message of an error takes memory, too
+    std::fputs("polaiga: there is no memory left\n", stderr);
   }
   return kFailed;
 }

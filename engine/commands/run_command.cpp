@@ -10,6 +10,8 @@
 namespace polaiga::engine {
 namespace {
 
+using namespace std::chrono_literals;
+
 constexpr std::int64_t kKi = 1024;
 constexpr std::int64_t kMi = kKi * kKi;
 constexpr std::int64_t kGi = kMi * kKi;
@@ -21,17 +23,22 @@ constexpr Unit kSizeUnits[] = {{"", 1},      {"b", 1},    {"kib", kKi}, {"mib", 
                                {"m", kMi},   {"g", kGi},  {"t", kTi},   {"p", kPi}};
 constexpr Unit kTimeUnits[] = {{"ms", 1}, {"s", 1000}};
 
-void add_commit_within_option(CLI::App& command, std::chrono::milliseconds& commit_within) {
-  constexpr std::int64_t kMost = 10'000;
-  add_value_option(
-      command,
-      {"--commit-within", "TIME",
-       "How long an event may wait so that others share its write; it is acknowledged as late (default 0ms)"},
-      {"a time from 0ms to 10s, with ms or s behind the number", "50ms"}, [&commit_within](const std::string& text) {
-        const auto time = parse_quantity(text, kTimeUnits);
-        if (time) commit_within = std::chrono::milliseconds(*time);
-        return time && *time <= kMost;
-      });
+struct TimeOption {
+  const char* name;
+  std::chrono::milliseconds least;
+  std::chrono::milliseconds most;
+  const char* allowed;
+  const char* example;
+  const char* help;
+};
+
+void add_time_option(CLI::App& command, const TimeOption& option, std::chrono::milliseconds& time) {
+  add_value_option(command, {option.name, "TIME", option.help}, {option.allowed, option.example},
+                   [&time, option](const std::string& text) {
+                     const auto given = parse_quantity(text, kTimeUnits);
+                     if (given) time = std::chrono::milliseconds(*given);
+                     return given && option.least <= time && time <= option.most;
+                   });
 }
 
 void add_retention_options(CLI::App& command, Retention& retention) {
@@ -86,7 +93,15 @@ Command run_command(CLI::App& program) {
                     {.least = 1, .most = 1'000'000, .example = static_cast<std::int64_t>(options->most_active)},
                     [options](std::int64_t number) { options->most_active = static_cast<std::size_t>(number); });
   add_retention_options(*app, options->retention);
-  add_commit_within_option(*app, options->commit_within);
+  add_time_option(*app,
+                  {"--commit-within", 0ms, 10s, "a time from 0ms to 10s, with ms or s behind the number", "50ms",
+                   "How long an event may wait so that others share its write; its acknowledgement waits as long "
+                   "(default 0ms)"},
+                  options->commit_within);
+  add_time_option(*app,
+                  {"--idle-within", 1ms, 3600s, "a time from 1ms to 3600s, with ms or s behind the number", "30s",
+                   "After how long without a whole line a client leaves if others wait for its place (default 30s)"},
+                  options->idle_within);
   add_log_option(*app, options->log);
   return {app, [options](StandardOutput& output) { return run(*options, output, SystemClock()); }};
 }

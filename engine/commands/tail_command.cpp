@@ -128,7 +128,7 @@ class Tail {
   void print(const ChangesRead& read) {
     if (read.last_lost >= read.first_lost) {
       say(options_.ledger + ": changes " + std::to_string(read.first_lost) + " to " + std::to_string(read.last_lost) +
-           " are no longer kept");
+          " are no longer kept");
     }
     for (const StoredChange& one : read.changes) {
       output_.write(options_.json ? stored_change_form(one, ledger_id_).line()

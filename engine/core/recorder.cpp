@@ -1,6 +1,7 @@
 #include "core/recorder.h"
 
 #include <algorithm>
+#include <map>
 #include <utility>
 
 namespace polaiga::engine {
@@ -36,15 +37,29 @@ Recorder::Recorder(const Options& options, const Clock& clock, Ledger& ledger) :
 }
 
 // All tables are checked before the library is given anything: it cannot take an
-// event back.
+// event back. A later program may refuse tables that an earlier one took.
 void Recorder::rebuild(const Restored& restored) {
-  for (const auto& [id, tables] : restored.tables) install_host_tables(tables, kTablesOfTheLedger);
+  std::map<std::int64_t, std::string> refused;
+  for (const auto& [id, tables] : restored.tables) {
+    try {
+      install_host_tables(tables, kTablesOfTheLedger);
+    } catch (const TableError& error) {
+      refused.emplace(id, error.what());
+    }
+  }
   std::int64_t installed = 0;
   for (const Restored::Step& step : restored.steps) {
+    if (refused.contains(step.tables)) continue;
     if (step.tables != std::exchange(installed, step.tables)) {
       install_host_tables(restored.tables.at(step.tables), kTablesOfTheLedger);
     }
     filter_state_.note(step.sequence, step.event, filters_.run(step.event).record);
+  }
+  for (const auto& [id, why] : refused) {
+    const auto events = std::ranges::count(restored.steps, id, &Restored::Step::tables);
+    news_.push_back("This program does not take host tables that the ledger has: " + why +
+                    ". What the filters remember of " + std::to_string(events) +
+                    " events that were handled under them is lost.");
   }
   filter_state_.take_changes();  // the ledger has them
   for (const ActiveFault& fault : restored.faults) alarms_.restore(fault);
@@ -61,7 +76,7 @@ std::optional<Sequence> Recorder::find(const SensorEvent& event) const {
   return ledger_->find(*event.id);
 }
 
-Receipt Recorder::record(SensorEvent event) {
+Receipt Recorder::record(SensorEvent&& event) {
   if (const auto known = find(event)) return {*known, true, nullptr};
   RecordedInput input;
   const Arrival arrival = arrivals_.now();

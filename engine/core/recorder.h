@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "alarms/alarms.h"
 #include "base/clock.h"
@@ -51,8 +52,10 @@ class Recorder {
   void use_tables(const HostTables& tables, const std::string& directory);
 
   // Takes an event. Throws SqlError when the ledger cannot be asked for its id;
-  // then nothing was taken.
-  Receipt record(SensorEvent event);
+  // then nothing was taken, and the event is as it was. Throws std::bad_alloc; then
+  // the library may remember an event that is in no batch, and nothing more may be
+  // committed: the ledger has what a new recorder needs to go on.
+  Receipt record(SensorEvent&& event);
 
   // Whether there is something to commit, and whether the batch takes no more.
   bool has_batch() const { return !batch_.inputs.empty(); }
@@ -60,11 +63,15 @@ class Recorder {
   const Batch& batch() const { return batch_; }
 
   // Writes the batch and begins a new one. Durable when it returns. Throws
-  // SqlError, and then the batch is still there.
+  // SqlError, and then the batch is still there. After std::bad_alloc nobody knows
+  // whether it was written.
   void commit();
 
   const Alarms& alarms() const { return alarms_; }
   Sequence last_sequence() const { return last_sequence_; }
+
+  // What of the ledger could not be gone on with; sentences for people.
+  const std::vector<std::string>& news() const { return news_; }
 
   // The clock's jump back, in seconds, that the last input showed; 0: none.
   std::int64_t clock_went_back() const { return went_back_; }
@@ -86,6 +93,7 @@ class Recorder {
   std::unordered_map<std::string, Sequence> ids_;  // of the batch
   Moment last_received_ = 0;
   std::int64_t went_back_ = 0;
+  std::vector<std::string> news_;
 };
 
 }  // namespace polaiga::engine

@@ -1,23 +1,22 @@
 #include "daemon/answers.h"
 
 #include "model/moment.h"
-#include "report/json_text.h"
+#include "report/json_object.h"
 
 namespace polaiga::engine {
 namespace {
 
-using nlohmann::ordered_json;
-
 constexpr const char* kNotTracked =
     "The event is recorded, but its fault is not tracked: the limit of active faults is reached (--max-active)";
 
-ordered_json publishers_of(const EngineStatus& status) {
-  ordered_json publishers = ordered_json::array();
+JsonArray publishers_of(const EngineStatus& status) {
+  JsonArray publishers;
   for (const PublisherCursor& cursor : status.publishers) {
-    publishers.push_back({{"publisher", cursor.publisher},
-                          {"through", cursor.through},
-                          {"behind", status.last_change - cursor.through},
-                          {"updated", format_moment(cursor.updated)}});
+    publishers.add(JsonObject()
+                       .add("publisher", cursor.publisher)
+                       .add("through", cursor.through)
+                       .add("behind", status.last_change - cursor.through)
+                       .add("updated", format_moment(cursor.updated)));
   }
   return publishers;
 }
@@ -35,31 +34,34 @@ std::string acknowledgement(const Receipt& receipt) {
   return text + "}\n";
 }
 
-std::string refusal(const std::string& what) { return json_text({{"error", what}}) + "\n"; }
+std::string refusal(const std::string& what) { return JsonObject().add("error", what).line(); }
 
 std::string done() { return "{\"ok\":true}\n"; }
 
+// All of this is built as text: a tree of JSON values takes memory even where it is let go of, and that cannot fail.
 std::string status_answer(const EngineStatus& status) {
-  ordered_json answer = {{"ledger_id", status.ledger_id},
-                         {"build_id", status.build.build_id},
-                         {"library_version", status.build.version},
-                         {"last_seq", status.last_sequence},
-                         {"waiting", status.waiting},
-                         {"last_number", status.last_change},
-                         {"oldest_number", status.size.oldest_change},
-                         {"active_faults", status.active_faults},
-                         {"reports", status.reports},
-                         {"max_active", status.most_reports},
-                         {"not_tracked", status.not_tracked},
-                         {"bad_lines", status.bad_lines},
-                         {"clients", status.clients},
-                         {"file_bytes", status.size.file_bytes},
-                         {"log_bytes", status.size.log_bytes},
-                         {"over_limit", status.size.is_too_full},
-                         {"log_held_by_reader", status.size.is_held},
-                         {"publishers", publishers_of(status)}};
-  if (status.problem) answer["problem"] = *status.problem;
-  return json_text(answer) + "\n";
+  JsonObject answer;
+  answer.add("ledger_id", status.ledger_id)
+      .add("build_id", status.build.build_id)
+      .add("library_version", status.build.version)
+      .add("last_seq", status.last_sequence)
+      .add("unwritten", status.unwritten)
+      .add("last_number", status.last_change)
+      .add("oldest_number", status.size.oldest_change)
+      .add("active_faults", status.active_faults)
+      .add("reports", status.reports)
+      .add("max_active", status.most_reports)
+      .add("not_tracked", status.not_tracked)
+      .add("bad_lines", status.bad_lines)
+      .add("clients", status.clients)
+      .add("waiting_clients", status.waiting_clients)
+      .add("file_bytes", status.size.file_bytes)
+      .add("log_bytes", status.size.log_bytes)
+      .add("over_limit", status.size.is_too_full)
+      .add("log_held_by_reader", status.size.is_held)
+      .add("publishers", publishers_of(status));
+  if (status.problem) answer.add("problem", *status.problem);
+  return answer.line();
 }
 
 }  // namespace polaiga::engine

@@ -27,17 +27,18 @@ struct EngineStatus {
   std::string ledger_id;
   LibraryBuild build;
   Sequence last_sequence = 0;  // that is durable
-  std::size_t waiting = 0;     // inputs that were taken and are not durable yet
+  std::size_t unwritten = 0;   // inputs that were taken and are not durable yet
   ChangeNumber last_change = 0;
   std::size_t active_faults = 0;
   std::size_t reports = 0;       // an active fault counts once for each of its reporters
   std::size_t most_reports = 0;  // the limit of `reports`
   std::uint64_t not_tracked = 0;
   std::uint64_t bad_lines = 0;
-  int clients = 0;
+  int clients = 0;          // that are served
+  int waiting_clients = 0;  // for a place
   LedgerSize size;
   std::vector<PublisherCursor> publishers;
-  std::optional<std::string> problem;  // why the ledger cannot be written
+  std::optional<std::string> problem;  // why the ledger cannot be read or written
 };
 
 std::string status_answer(const EngineStatus& status);

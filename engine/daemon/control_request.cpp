@@ -1,8 +1,12 @@
 #include "daemon/control_request.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <initializer_list>
 #include <nlohmann/json.hpp>
+#include <set>
+#include <utility>
+#include <vector>
 
 #include "base/printable.h"
 
@@ -13,38 +17,97 @@ using nlohmann::json;
 
 constexpr std::size_t kLongestName = 32;
 
-json parse(std::string_view line) {
-  constexpr int kDeepest = 1;  // a request is flat; deeper ones are refused before they take memory
-  bool too_deep = false;
-  std::size_t members = 0;
-  const auto is_flat = [&](int depth, json::parse_event_t event, const json& /*value*/) {
-    too_deep = too_deep || depth > kDeepest;
-    if (event == json::parse_event_t::key) ++members;
-    return !too_deep;
-  };
-  try {
-    json request = json::parse(line, is_flat);
-    if (too_deep || !request.is_object()) throw BadRequest("The request is not a flat JSON object");
-    if (request.size() != members) throw BadRequest("A member of the request comes twice");
-    return request;
-  } catch (const json::exception&) {
-    throw BadRequest("The request is not JSON");
+// A member of a request. A value that is neither a text nor a number of a change has no use in any request.
+struct Member {
+  enum class Kind { kText, kNumber, kOther };
+  std::string name;
+  Kind kind = Kind::kOther;
+  std::string text;
+  std::uint64_t number = 0;
+};
+
+using Request = std::vector<Member>;
+
+// Takes the members of a flat object as the parser finds them. There is no tree of values: such a tree takes memory
+// even where it is let go of, and that cannot fail.
+class MemberReader {
+ public:
+  bool null() { return value({}); }
+  bool boolean(bool /*value*/) { return value({}); }
+  bool number_integer(json::number_integer_t /*value*/) { return value({}); }
+  bool number_unsigned(json::number_unsigned_t number) { return value({"", Member::Kind::kNumber, "", number}); }
+  bool number_float(json::number_float_t /*value*/, const std::string& /*text*/) { return value({}); }
+  bool string(std::string& text) { return value({"", Member::Kind::kText, text, 0}); }
+  bool binary(json::binary_t& /*value*/) { return value({}); }
+  bool start_object(std::size_t /*size*/) {
+    is_flat = is_flat && depth_ == 0;
+    return begin();
   }
+  bool start_array(std::size_t /*size*/) {
+    is_flat = false;
+    return begin();
+  }
+  bool end_object() { return end(); }
+  bool end_array() { return end(); }
+  bool key(std::string& name) {
+    if (depth_ == 1) name_ = name;
+    return true;
+  }
+  bool parse_error(std::size_t /*position*/, const std::string& /*token*/, const json::exception& /*error*/) {
+    return false;
+  }
+
+  Request request;
+  bool is_flat = true;
+
+ private:
+  bool value(Member member) {
+    if (depth_ == 0) is_flat = false;
+    if (depth_ != 1) return true;
+    member.name = name_;
+    request.push_back(std::move(member));
+    return true;
+  }
+
+  bool begin() {
+    if (depth_ == 1) value({});
+    ++depth_;
+    return true;
+  }
+
+  bool end() {
+    --depth_;
+    return true;
+  }
+
+  std::size_t depth_ = 0;
+  std::string name_;
+};
+
+Request parse(std::string_view line) {
+  MemberReader reader;
+  if (!json::sax_parse(line, &reader)) throw BadRequest("The request is not JSON");
+  if (!reader.is_flat) throw BadRequest("The request is not a flat JSON object");
+  std::set<std::string_view> names;
+  for (const Member& member : reader.request) {
+    if (!names.insert(member.name).second) throw BadRequest("A member of the request comes twice");
+  }
+  return std::move(reader.request);
 }
 
-const json& member(const json& request, const char* name) {
-  const auto found = request.find(name);
+const Member& member(const Request& request, const char* name) {
+  const auto found = std::ranges::find(request, name, &Member::name);
   if (found == request.end()) throw BadRequest("The request has no member " + in_quotes(name));
   return *found;
 }
 
-std::string text_member(const json& request, const char* name) {
-  const json& value = member(request, name);
-  if (!value.is_string()) throw BadRequest("The member " + in_quotes(name) + " must be a text");
-  return value.get<std::string>();
+std::string text_member(const Request& request, const char* name) {
+  const Member& found = member(request, name);
+  if (found.kind != Member::Kind::kText) throw BadRequest("The member " + in_quotes(name) + " must be a text");
+  return found.text;
 }
 
-std::string publisher_of(const json& request) {
+std::string publisher_of(const Request& request) {
   std::string name = text_member(request, "publisher");
   const auto may_stand = [](char c) {
     return ('a' <= c && c <= 'z') || ('0' <= c && c <= '9') || c == '-' || c == '_' || c == '.';
@@ -56,17 +119,17 @@ std::string publisher_of(const json& request) {
   return name;
 }
 
-ChangeNumber through_of(const json& request) {
-  const json& value = member(request, "through");
-  const bool fits = value.is_number_unsigned() && value.get<std::uint64_t>() <= std::uint64_t{INT64_MAX};
+ChangeNumber through_of(const Request& request) {
+  const Member& through = member(request, "through");
+  const bool fits = through.kind == Member::Kind::kNumber && through.number <= std::uint64_t{INT64_MAX};
   if (!fits) throw BadRequest("The member 'through' must be the number of a change, or 0");
-  return value.get<ChangeNumber>();
+  return static_cast<ChangeNumber>(through.number);
 }
 
-void expect_only(const json& request, std::initializer_list<std::string_view> names) {
-  for (const auto& [name, value] : request.items()) {
-    if (std::ranges::find(names, name) == names.end()) {
-      throw BadRequest("The member " + in_quotes(name) + " is not known in this request");
+void expect_only(const Request& request, std::initializer_list<std::string_view> names) {
+  for (const Member& member : request) {
+    if (std::ranges::find(names, member.name) == names.end()) {
+      throw BadRequest("The member " + in_quotes(member.name) + " is not known in this request");
     }
   }
 }
@@ -74,7 +137,7 @@ void expect_only(const json& request, std::initializer_list<std::string_view> na
 }  // namespace
 
 ControlRequest parse_control_request(std::string_view line) {
-  const json request = parse(line);
+  const Request request = parse(line);
   const std::string what = text_member(request, "do");
   if (what == "status") {
     expect_only(request, {"do"});

@@ -6,16 +6,22 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <new>
 #include <optional>
+#include <system_error>
 #include <utility>
 #include <vector>
 
 #include "base/messages.h"
 #include "base/signals.h"
+#include "base/unblocked_output.h"
 #include "daemon/answers.h"
 #include "daemon/clients.h"
 #include "daemon/control_request.h"
 #include "daemon/engine_state.h"
+#include "daemon/library_text.h"
+#include "daemon/open_files.h"
 #include "daemon/poll_set.h"
 #include "daemon/service_manager.h"
 #include "intake/event_line.h"
@@ -28,14 +34,18 @@ using namespace std::chrono_literals;
 
 constexpr int kMostClients = 64;
 constexpr int kMostControlClients = 16;
+constexpr int kSpareDescriptors = 16;  // for files that are open for a moment, such as host tables
 constexpr std::size_t kMostPublishers = 32;
 constexpr std::size_t kMostAnswers = 4096;          // that wait for a write
 constexpr std::chrono::milliseconds kIdle{60'000};  // longest wait when there is nothing to do
 constexpr std::chrono::milliseconds kQuiet{20};     // after that long without input, all that was sent has come
+constexpr std::chrono::milliseconds kRest{100};     // after that long without input, there is time to tidy the ledger
+constexpr std::chrono::milliseconds kTidyStep{5};   // from one step of that to the next
 
 // Whether an error may be over by itself, as a full disk may.
 bool may_pass(const SqlError& error) {
-  constexpr int kPassing[] = {SQLITE_FULL, SQLITE_IOERR, SQLITE_READONLY, SQLITE_BUSY, SQLITE_CANTOPEN, SQLITE_NOMEM};
+  constexpr int kPassing[] = {SQLITE_FULL,     SQLITE_IOERR, SQLITE_READONLY, SQLITE_BUSY,     SQLITE_LOCKED,
+                              SQLITE_CANTOPEN, SQLITE_NOMEM, SQLITE_PROTOCOL, SQLITE_INTERRUPT};
   return std::ranges::find(kPassing, error.code()) != std::end(kPassing);
 }
 
@@ -47,32 +57,55 @@ void fill_standard_streams() {
   if (fd >= 0) ::close(fd);
 }
 
+Descriptor duplicate(int fd) {
+  Descriptor copy(::fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+  if (!copy.is_open()) throw std::system_error(errno, std::generic_category(), "cannot use a standard stream");
+  return copy;
+}
+
 class Daemon {
  public:
-  Daemon(const RunOptions& options, const StandardOutput& output, const Clock& clock)
+  // `library_text` is null unless the library's diagnostics are wanted.
+  Daemon(const RunOptions& options, const StandardOutput& output, const Clock& clock, Messages& messages,
+         LibraryText* library_text)
       : options_(options),
         clock_(clock),
+        messages_(messages),
+        library_text_(library_text),
+        last_words_(std::string(messages.prefix(Priority::kError)) + "What was under way did not end within " +
+                    std::to_string(options.end_within.count()) + " s, so the engine ended without it.\n"),
+        signals_(kFailed, options.end_within, messages.output(), last_words_),
         state_(options.ledger, options.retention,
-               {.platform = options.platform, .log = options.log, .most_reports = options.most_active}, clock) {
-    for (const std::string& news : state_.ledger().news()) say(news);
+               {.platform = options.platform, .log = options.log, .most_reports = options.most_active}, clock),
+        events_("client", options.idle_within, clock, messages),
+        controls_("control client", options.idle_within, clock, messages) {
+    for (const std::string& news : state_.ledger().news()) say(Priority::kError, news);
     load_tables();
     if (!options.socket.empty()) events_.listen_at(options.socket);
     if (!options.control.empty()) controls_.listen_at(options.control);
     serves_sockets_ = !options.socket.empty();
-    events_.add_standard_input(Descriptor(::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3)),
-                               Descriptor(::fcntl(output.fd(), F_DUPFD_CLOEXEC, 3)));
-    say("ready: " + status());
+    Descriptor answers = reopened_without_waiting(output.fd());
+    events_.add_standard_input(duplicate(STDIN_FILENO),
+                               answers.is_open() ? std::move(answers) : duplicate(output.fd()));
+    if (!options.socket.empty() || !options.control.empty()) limit_clients();
+    say(Priority::kInfo, "ready: " + status());
     manager_.ready(status());
   }
 
   Status serve() {
     while (!is_over()) {
-      wait();
+      const bool is_idle = !wait();
       take_signals();
+      if (is_idle && rests()) tidy();
       if (takes()) take_events();
       take_requests();
-      if (is_due()) commit();
-      dismiss();
+      if (problem_) {
+        try_again();
+      } else if (is_due()) {
+        commit();
+      }
+      give_places();
+      messages_.tick();
       manager_.tick();
       manager_.status(status());
     }
@@ -86,31 +119,84 @@ class Daemon {
     std::string text;
   };
 
-  // While a batch cannot be written, nothing else is taken: senders wait, and memory stays bounded.
+  // An event that could not be taken, because the ledger could not be asked about it.
+  struct Held {
+    Sender* sender;
+    SensorEvent event;
+  };
+
+  // Why the ledger cannot be used, and what is said when it can be again.
+  struct Problem {
+    std::string what;
+    const char* over;
+  };
+
+  void say(Priority priority, const std::string& message) { messages_.say(priority, message); }
+
+  // While the ledger cannot be used, nothing else is taken: senders wait, and memory stays bounded.
   bool takes() const { return !problem_ && !failed_; }
+
+  // Whether all lines that came have been answered, or will be at once.
+  bool has_answered_all() const { return waiting_.empty() && !held_; }
+
+  // Whether there is nothing to do but to tidy.
+  bool rests() const {
+    return takes() && !stopping_ && has_answered_all() && !events_.has_line() && !controls_.has_line();
+  }
 
   bool is_over() const {
     if (failed_) return true;
     if (!stopping_) return !serves_sockets_ && events_.is_empty();
     if (clock_.steady() >= stop_by_) return true;
-    return drained_ && waiting_.empty() && !events_.has_answers() && !controls_.has_answers();
+    return drained_ && has_answered_all() && !events_.has_waiting() && !events_.has_answers() &&
+           !controls_.has_answers();
+  }
+
+  // Everyone who is served or waits takes a descriptor.
+  void limit_clients() {
+    constexpr int kWanted = 2 * (kMostClients + kMostControlClients);
+    constexpr int kLeast = kWanted / kMostControlClients;
+    const int free = free_descriptors(kWanted + kSpareDescriptors) - kSpareDescriptors;
+    const std::string limit = "This process may have " + std::to_string(open_files_limit()) +
+                              " files open (RLIMIT_NOFILE, LimitNOFILE= of the unit)";
+    if (free < kLeast) {
+      throw std::runtime_error(limit + ", which is not enough to serve anyone; allow " +
+                               std::to_string(open_files_limit() - free + kWanted));
+    }
+    const int part = std::min(free, kWanted);
+    const int clients = kMostClients * part / kWanted;
+    const int controls = kMostControlClients * part / kWanted;
+    if (free < kWanted) {
+      say(Priority::kWarning, limit + ", so at most " + std::to_string(clients) + " clients and " +
+                                  std::to_string(controls) + " control clients are served at once; " +
+                                  std::to_string(open_files_limit() - free + kWanted) + " would be enough for all.");
+    }
+    events_.limit(clients);
+    controls_.limit(controls);
   }
 
   std::chrono::milliseconds longest_wait() const {
     if (takes() && events_.has_line()) return 0ms;
+    if (controls_.has_line()) return 0ms;
     auto longest = stopping_ ? kQuiet : kIdle;
-    if (const auto due = until_due()) longest = std::min(longest, *due);
-    if (const auto tick = manager_.until_tick()) longest = std::min(longest, *tick);
+    if (rests()) longest = std::min(longest, tidy_in_);
+    for (const auto& until : {until_due(), manager_.until_tick(), messages_.until_tick(), events_.until_places(),
+                              controls_.until_places()}) {
+      if (until) longest = std::min(longest, *until);
+    }
     return std::max(0ms, longest);
   }
 
-  void wait() {
+  // Answers whether something came.
+  bool wait() {
     const bool has_line = takes() && events_.has_line();
     polls_.watch(signals_.fd(), POLLIN, [] {});
+    if (messages_.waits_for() >= 0) polls_.watch(messages_.waits_for(), POLLOUT, [] {});  // see Messages::tick()
     events_.watch(polls_, takes());
     controls_.watch(polls_, !stopping_);
-    polls_.wait(longest_wait());
+    const bool was_ready = polls_.wait(longest_wait());
     drained_ = stopping_ && !events_.has_received() && !has_line;
+    return was_ready;
   }
 
   void take_signals() {
@@ -126,13 +212,14 @@ class Daemon {
 
   // From now on only what has been sent already is taken.
   void stop() {
-    say("stopping");
-    ServiceManager::stopping();
+    say(Priority::kInfo, "stopping");
+    manager_.stopping();
     stopping_ = true;
     stop_by_ = clock_.steady() + options_.drain;
     events_.stop_listening();
-    controls_.stop_listening();
+    controls_.stop_serving();
     due_ = clock_.steady();
+    retry_at_ = due_;
   }
 
   void load_tables() {
@@ -142,12 +229,15 @@ class Daemon {
 
   void reload() {
     reload_ = false;
-    ServiceManager::reloading();
+    manager_.reloading();
     try {
       load_tables();
-      say("The tables were loaded again.");
+      say(Priority::kInfo, "The tables were loaded again.");
     } catch (const TableError& error) {
-      say(std::string(error.what()) + "; the tables stay as they were");
+      say(Priority::kWarning, std::string(error.what()) + "; the tables stay as they were");
+    } catch (const SqlError& error) {
+      stall("read", error);
+      reload_ = true;
     }
     manager_.ready(status());
   }
@@ -160,10 +250,10 @@ class Daemon {
         std::optional<EventLine> line = sender.next();
         if (!line) continue;
         more = true;
-        if (line->event) {
-          take_event(sender, std::move(*line->event));
-        } else {
+        if (!line->event) {
           reject(sender, *line);
+        } else if (!take_event(sender, *line->event)) {
+          return;
         }
         if (!has_room()) break;
       }
@@ -172,10 +262,19 @@ class Daemon {
 
   bool has_room() const { return waiting_.size() < kMostAnswers && !state_.recorder().is_full(); }
 
-  void take_event(Sender& sender, SensorEvent event) {
-    const Receipt receipt = state_.recorder().record(std::move(event));
-    answer(sender, acknowledgement(receipt));
-    if (receipt.input != nullptr) watch_input(*receipt.input);
+  // Answers whether the event was taken. If not, it is held until the ledger can be asked.
+  bool take_event(Sender& sender, SensorEvent& event) {
+    try {
+      const Receipt receipt = state_.recorder().record(std::move(event));
+      if (library_text_ != nullptr) library_text_->tell();
+      answer(sender, acknowledgement(receipt));
+      if (receipt.input != nullptr) watch_input(*receipt.input);
+      return true;
+    } catch (const SqlError& error) {
+      held_ = {&sender, std::move(event)};
+      stall("read", error);
+      return false;
+    }
   }
 
   // An answer may not pass one that waits, since answers come in the order of the lines.
@@ -190,34 +289,35 @@ class Daemon {
     // A client is told of each of its bad lines; here the first one is enough.
     const bool tell = sender.is_standard_input() || sender.bad_lines == 0;
     ++sender.bad_lines;
-    if (tell) say(line.complaint_in(sender.name()));
+    if (tell) say(Priority::kWarning, line.complaint_in(sender.name()));
   }
 
   void watch_input(const RecordedInput& input) {
     if (const auto seconds = state_.recorder().clock_went_back(); seconds > 0) {
-      say("The clock went back by " + std::to_string(seconds) + " s. Numbers keep the order of the events.");
+      say(Priority::kWarning,
+          "The clock went back by " + std::to_string(seconds) + " s. Numbers keep the order of the events.");
     }
     const bool not_tracked = input.reported && input.outcome == Outcome::kNotTracked;
     if (not_tracked && !std::exchange(told_of_limit_, true)) {
-      say("There are " + std::to_string(options_.most_active) +
-          " active faults, which is the limit (--max-active). Further faults are recorded, but not tracked.");
+      say(Priority::kWarning,
+          "There are " + std::to_string(options_.most_active) +
+              " active faults, which is the limit (--max-active). Further faults are recorded, but not tracked.");
     }
     if (input.reported && !not_tracked && state_.recorder().alarms().reports() < options_.most_active) {
       told_of_limit_ = false;
     }
   }
 
-  // Requests are answered also while the ledger cannot be written: that is when
-  // the status is wanted.
+  // A request of each control client, so that one that sends many does not hold up the events. Requests are answered
+  // also while the ledger cannot be used: that is when the status is wanted.
   void take_requests() {
     for (Sender& sender : controls_.senders()) {
       std::string_view line;
-      for (auto found = sender.next(line); found != LineBuffer::Result::kNone; found = sender.next(line)) {
-        if (found == LineBuffer::Result::kTooLong) {
-          sender.answer(refusal("The line is longer than 64 KiB"));
-        } else if (line.find_first_not_of(" \t\r") != std::string_view::npos) {
-          sender.answer(answer_request(line));
-        }
+      const auto found = sender.next(line);
+      if (found == LineBuffer::Result::kTooLong) {
+        sender.answer(refusal("The line is longer than 64 KiB"));
+      } else if (found == LineBuffer::Result::kLine && line.find_first_not_of(" \t\r") != std::string_view::npos) {
+        sender.answer(answer_request(line));
       }
     }
   }
@@ -228,13 +328,14 @@ class Daemon {
     } catch (const BadRequest& bad) {
       return refusal(bad.what());
     } catch (const SqlError& error) {
-      return refusal("The ledger cannot be written: " + std::string(error.what()) + "; send the request again later");
+      return refusal("The ledger cannot be used: " + std::string(error.what()) + "; send the request again later");
     }
   }
 
   std::string carry_out(const StatusRequest& /*request*/) { return status_answer(current_status()); }
 
   std::string carry_out(const CursorRequest& request) {
+    must_be_usable();
     const ChangeNumber last = state_.ledger().last_change();
     if (request.through > last) {
       throw BadRequest("The cursor is " + std::to_string(request.through) + ", but the last change is " +
@@ -247,53 +348,97 @@ class Daemon {
                        " publishers, which is the limit; forget one that is not used");
     }
     state_.ledger().set_cursor(request.publisher, request.through, clock_.wall());
+    tidy_in_ = kRest;
     return done();
   }
 
   std::string carry_out(const ForgetRequest& request) {
+    must_be_usable();
     if (!state_.ledger().forget_cursor(request.publisher)) {
       throw BadRequest("There is no publisher '" + request.publisher + "'");
     }
+    tidy_in_ = kRest;
     return done();
   }
 
-  // Until the batch is to be written; nothing when there is none.
+  // Each attempt to write may wait for a while. Control clients do not make the engine wait again and again.
+  void must_be_usable() const {
+    if (problem_) throw BadRequest("The ledger cannot be used: " + problem_->what + "; send the request again later");
+  }
+
+  // Until the batch is to be written or the ledger to be tried again; nothing when there is no need to.
   std::optional<std::chrono::milliseconds> until_due() const {
-    if (waiting_.empty()) return std::nullopt;
-    return std::chrono::ceil<std::chrono::milliseconds>(due_ - clock_.steady());
+    if (waiting_.empty() && !problem_) return std::nullopt;
+    return std::chrono::ceil<std::chrono::milliseconds>((problem_ ? retry_at_ : due_) - clock_.steady());
   }
 
   bool is_due() const {
     if (waiting_.empty()) return false;
-    if (problem_) return clock_.steady() >= due_;
     // Answers without a batch wait for nothing.
     return stopping_ || !has_room() || !state_.recorder().has_batch() || clock_.steady() >= due_;
   }
 
-  void commit() {
+  // Answers whether the batch was written.
+  bool commit() {
     try {
       state_.recorder().commit();
     } catch (const SqlError& error) {
-      stall(error);
-      return;
+      stall("write", error);
+      return false;
     }
-    if (std::exchange(problem_, std::nullopt)) say("The ledger can be written again.");
     for (const Waiting& answer : waiting_) answer.sender->answer(answer.text);
     waiting_.clear();
+    tidy_in_ = kRest;
+    return true;
   }
 
-  // The batch is kept and tried again, unless the error will not pass.
-  void stall(const SqlError& error) {
-    const std::string what = options_.ledger + ": cannot write: " + error.what();
+  // What could not be done is kept and tried again, unless the error will not pass.
+  void stall(const char* what, const SqlError& error) {
+    const bool is_read = what == std::string_view("read");
+    std::string text = options_.ledger + ": cannot " + what + ": " + error.what();
     failed_ = !may_pass(error);
-    if (failed_ || !problem_) say(what + (failed_ ? "" : "; no event is taken until it can be written"));
-    problem_ = what;
-    due_ = clock_.steady() + options_.retry;
+    if (failed_) {
+      say(Priority::kError, text);
+    } else if (!problem_) {
+      say(Priority::kError, text + "; no event is taken until it can be " + (is_read ? "read" : "written"));
+    }
+    problem_ = {std::move(text), is_read ? "The ledger can be read again." : "The ledger can be written again."};
+    retry_at_ = clock_.steady() + options_.retry;
   }
 
-  void dismiss() {
-    if (waiting_.empty()) events_.dismiss();
+  void try_again() {
+    if (clock_.steady() < retry_at_) return;
+    if (!waiting_.empty() && !commit()) return;
+    if (held_) {
+      Held held = std::move(*held_);
+      held_.reset();
+      if (!take_event(*held.sender, held.event)) return;
+    }
+    say(Priority::kNotice, problem_->over);
+    problem_.reset();
+  }
+
+  // Takes out some of what is past the retention. An error is told when something is to be written.
+  void tidy() {
+    try {
+      tidy_in_ = state_.ledger().tidy() ? kTidyStep : kIdle;
+    } catch (const SqlError& error) {
+      tidy_in_ = kIdle;
+      if (!may_pass(error)) stall("write", error);
+    }
+  }
+
+  void give_places() {
+    const bool has_waiting = events_.has_waiting();
+    // Answers that wait point to those who are to get them.
+    if (has_answered_all()) {
+      if (drained_ && has_waiting) events_.make_room();
+      events_.dismiss();
+    }
+    events_.give_places();
+    if (has_waiting) drained_ = false;  // nothing has been received yet from those who got a place
     controls_.dismiss();
+    controls_.give_places();
   }
 
   EngineStatus current_status() const {
@@ -302,7 +447,7 @@ class Daemon {
     now.ledger_id = state_.ledger().id();
     now.build = library_build_;
     now.last_sequence = state_.ledger().last_sequence();
-    now.waiting = recorder.batch().inputs.size();
+    now.unwritten = recorder.batch().inputs.size();
     now.last_change = state_.ledger().last_change();
     now.active_faults = recorder.alarms().size();
     now.reports = recorder.alarms().reports();
@@ -310,14 +455,19 @@ class Daemon {
     now.not_tracked = recorder.alarms().counts().not_tracked;
     now.bad_lines = bad_lines_;
     now.clients = events_.connected();
-    now.size = state_.ledger().size();
-    now.publishers = state_.ledger().cursors();
-    now.problem = problem_;
+    now.waiting_clients = events_.waiting();
+    if (problem_) now.problem = problem_->what;
+    try {
+      now.size = state_.ledger().size();
+      now.publishers = state_.ledger().cursors();
+    } catch (const SqlError& error) {
+      if (!now.problem) now.problem = options_.ledger + ": cannot read: " + error.what();
+    }
     return now;
   }
 
   std::string status() const {
-    if (problem_) return *problem_;
+    if (problem_) return problem_->what;
     const Recorder& recorder = state_.recorder();
     const auto not_tracked = recorder.alarms().counts().not_tracked;
     return std::to_string(recorder.alarms().size()) + " active faults, " +
@@ -326,31 +476,42 @@ class Daemon {
   }
 
   Status finish() {
-    if (!waiting_.empty()) {
-      say(std::to_string(state_.recorder().batch().inputs.size()) +
-          " events could not be written and were not acknowledged. Send them again.");
+    if (events_.waiting() > 0) {
+      say(Priority::kWarning, std::to_string(events_.waiting()) + " clients that waited were not served.");
+    }
+    if (!has_answered_all()) {
+      const std::size_t lost = state_.recorder().batch().inputs.size() + (held_ ? 1 : 0);
+      say(Priority::kError,
+          std::to_string(lost) + " events could not be written and were not acknowledged. Send them again.");
       return kFailed;
     }
-    say("stopped: " + status());
+    if (failed_) return kFailed;
+    say(Priority::kInfo, "stopped: " + status());
     return bad_lines_ > 0 && !serves_sockets_ ? kBadLines : kDone;
   }
 
   const RunOptions& options_;
   const Clock& clock_;
+  Messages& messages_;
+  LibraryText* library_text_;
+  std::string last_words_;
   Signals signals_;
   ServiceManager manager_;
   EngineState state_;
   LibraryBuild library_build_ = library_build();
 
   PollSet polls_;
-  Clients events_{"client", kMostClients};
-  Clients controls_{"control client", kMostControlClients};
+  Clients events_;
+  Clients controls_;
   bool serves_sockets_ = false;
 
-  std::vector<Waiting> waiting_;        // the answers to the lines of the batch
-  Clock::Steady due_{};                 // when the batch is to be written, or tried again
-  std::optional<std::string> problem_;  // why the batch could not be written
-  bool failed_ = false;
+  std::vector<Waiting> waiting_;    // the answers to the lines of the batch
+  Clock::Steady due_{};             // when the batch is to be written
+  std::optional<Held> held_;        // the line that comes next
+  std::optional<Problem> problem_;  // then nothing is taken
+  Clock::Steady retry_at_{};        // when the ledger is tried again
+  bool failed_ = false;             // trying again is of no use
+  std::chrono::milliseconds tidy_in_ = kRest;
 
   bool reload_ = false;
   bool stopping_ = false;
@@ -360,12 +521,29 @@ class Daemon {
   std::uint64_t bad_lines_ = 0;
 };
 
+Status serve(const RunOptions& options, const StandardOutput& output, const Clock& clock, Messages& messages) {
+  StandardOutput::divert(Others::kDiscarded);
+  std::optional<LibraryText> library_text;
+  if (options.log == Log::kDebug) library_text.emplace(messages);
+  return Daemon(options, output, clock, messages, library_text ? &*library_text : nullptr).serve();
+}
+
 }  // namespace
 
 Status run(const RunOptions& options, StandardOutput& output, const Clock& clock) {
   fill_standard_streams();
-  StandardOutput::divert(options.log == Log::kDebug ? Others::kToStandardError : Others::kDiscarded);
-  return Daemon(options, output, clock).serve();
+  Messages messages(clock);
+  try {
+    return serve(options, output, clock, messages);
+  } catch (const std::bad_alloc&) {
+    // What the library has been told may not be in a batch, so nothing is written any more. The next start goes on from
+    // the ledger, which has all that was acknowledged.
+    messages.say(Priority::kError,
+                 "There is no memory left. The engine stops; events that were not acknowledged are to be sent again.");
+  } catch (const std::exception& error) {
+    messages.say(Priority::kError, error.what());
+  }
+  return kFailed;
 }
 
 }  // namespace polaiga::engine

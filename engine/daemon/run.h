@@ -24,12 +24,14 @@ struct RunOptions {
   Retention retention;
   std::size_t most_active = Alarms::kMostReports;  // see Alarms
   std::chrono::milliseconds commit_within{0};      // how long an event may wait for others to share its write
-  std::chrono::milliseconds retry{1000};           // until a ledger that could not be written is tried again
-  std::chrono::milliseconds drain{5000};           // for what is under way when the engine is told to stop
+  std::chrono::milliseconds idle_within{30'000};   // a client that is silent for so long leaves if others wait
+  std::chrono::milliseconds retry{1000};           // until a ledger that could not be used is tried again
+  std::chrono::milliseconds drain{4000};           // for what is under way when the engine is told to stop
+  std::chrono::seconds end_within{5};              // then it ends, whatever holds it up
 };
 
-// Serves until it is told to stop or the input is over. Throws what its parts
-// throw when it cannot begin.
+// Serves until it is told to stop or the input is over. What goes wrong is told on
+// standard error, and the status is kFailed.
 Status run(const RunOptions& options, StandardOutput& output, const Clock& clock);
 
 }  // namespace polaiga::engine

@@ -1,5 +1,6 @@
 #include "filter/filter_runner.h"
 
+#include <new>
 #include <utility>
 
 namespace polaiga::engine {
@@ -14,6 +15,7 @@ Filtered FilterRunner::run(const SensorEvent& event) {
   fe_fault_record* record = &filtered.record;
   withdrawn_.clear();
   filtered.reported = event.entity->filter(&copy, &record) == 0;
+  if (take_out_of_memory()) throw std::bad_alloc();
   filtered.withdrawn = std::exchange(withdrawn_, {});
   return filtered;
 }

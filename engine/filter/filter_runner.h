@@ -27,7 +27,8 @@ class FilterRunner {
   FilterRunner(const FilterRunner&) = delete;
   FilterRunner& operator=(const FilterRunner&) = delete;
 
-  // Calls the filter of the event's entity. The library remembers the event.
+  // Calls the filter of the event's entity. The library remembers the event. Throws
+  // std::bad_alloc; the library may remember the event then, too.
   Filtered run(const SensorEvent& event);
 
  private:

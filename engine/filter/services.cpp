@@ -7,6 +7,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include "base/printable.h"
@@ -21,6 +22,8 @@ constexpr std::uint32_t kPostFailure = 517;
 
 Withdraw withdraw_fault;
 Log log_level = Log::kOff;
+TakeLog take_log_line;
+bool out_of_memory = false;
 
 }  // namespace
 
@@ -29,6 +32,10 @@ void provide_services(Withdraw withdraw, std::int32_t platform, Log log) {
   g_platform = platform;
   log_level = log;
 }
+
+void log_to(TakeLog take_log) { take_log_line = std::move(take_log); }
+
+bool take_out_of_memory() { return std::exchange(out_of_memory, false); }
 
 }  // namespace polaiga::engine
 
@@ -48,7 +55,14 @@ void fe_logger(const char* format, ...) {
   va_end(arguments);
   std::string_view text = line.data();
   while (text.ends_with('\n')) text.remove_suffix(1);
-  std::fprintf(stderr, "%s\n", printable(text).c_str());
+  if (take_log_line) {
+    take_log_line(text);
+    return;
+  }
+  try {
+    std::fprintf(stderr, "%s\n", printable(text).c_str());
+  } catch (const std::bad_alloc&) {  // a line of diagnostics less
+  }
 }
 
 void fe_itoa(std::int32_t value, char* buffer, std::int32_t /*flags*/) {
@@ -71,5 +85,9 @@ const char* translate_user_entity_instance(const fe_platform_names* table, std::
 
 void cleanup_deasserted_events(fe_fault_record* record, std::int32_t /*unused*/, std::int32_t /*unused*/,
                                std::int32_t /*unused*/) {
-  if (record != nullptr && withdraw_fault) withdraw_fault(fault_dn(record->dn, kPostFailure));
+  try {
+    if (record != nullptr && withdraw_fault) withdraw_fault(fault_dn(record->dn, kPostFailure));
+  } catch (const std::bad_alloc&) {  // it would end the program if it went through the library
+    out_of_memory = true;
+  }
 }

@@ -17,6 +17,11 @@ namespace {
 
 using simdjson::dom::element;
 
+// simdjson finds out which processor it runs on when it is used first, and cannot bear that there is no memory then. So
+// this is done before the program begins.
+// NOLINTNEXTLINE(cert-err58-cpp)
+[[maybe_unused]] const std::string kProcessor = simdjson::get_active_implementation()->name();
+
 std::string_view text_of(element value, std::string_view name) {
   std::string_view text;
   if (value.get(text) != simdjson::SUCCESS) throw BadLine(in_quotes(name) + " must be a text");

@@ -67,13 +67,23 @@ Listener::Listener(const std::string& path) : path_(path) {
   if (::lstat(path.c_str(), &made) == 0) inode_ = made.st_ino;
 }
 
-Listener::~Listener() {
+Listener::~Listener() { remove_file(); }
+
+void Listener::remove_file() {
   struct stat there = {};
   if (::lstat(path_.c_str(), &there) == 0 && there.st_ino == inode_) ::unlink(path_.c_str());
+  inode_ = 0;
 }
 
 Descriptor Listener::accept() const {
   return Descriptor(::accept4(fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+}
+
+uid_t user_of(const Descriptor& connection) {
+  ucred peer = {};
+  socklen_t size = sizeof peer;
+  // The kernel noted it when the client connected, and does not forget it.
+  return ::getsockopt(connection.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 ? peer.uid : uid_t(-1);
 }
 
 }  // namespace polaiga::engine

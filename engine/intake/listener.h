@@ -20,13 +20,20 @@ class Listener {
 
   int fd() const { return socket_.get(); }
 
-  // Accepts a client. Reads and writes at the connection do not block. The descriptor is closed if no client waits.
+  // Accepts a client. Reads and writes at the connection do not block. If the descriptor is closed, errno says why;
+  // EAGAIN: no client waits.
   Descriptor accept() const;
+
+  // Removes the socket file, so that nobody else can connect. Those who have connected can be accepted yet.
+  void remove_file();
 
  private:
   std::string path_;
   Descriptor socket_;
   ino_t inode_ = 0;  // of the socket file, to recognise it
 };
+
+// Who has connected: the user of the process at the other end.
+uid_t user_of(const Descriptor& connection);
 
 }  // namespace polaiga::engine

@@ -60,4 +60,17 @@ void Sender::send() {
   }
 }
 
+void Sender::leave() {
+  is_leaving_ = true;
+  ended_ = true;
+  finished_ = true;
+}
+
+void Sender::send_the_last() {
+  if (has_answers()) send();
+  if (!has_answers()) return;
+  deaf_ = true;
+  unsent_.clear();
+}
+
 }  // namespace polaiga::engine

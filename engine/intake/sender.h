@@ -2,11 +2,14 @@
 // answer to each of them. The memory for lines and for answers is bounded.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "base/clock.h"
 #include "base/descriptor.h"
 #include "intake/event_line.h"
 #include "intake/line_buffer.h"
@@ -37,7 +40,7 @@ class Sender {
   bool has_answers() const { return !unsent_.empty(); }
 
   // Whether the input has ended, all its lines were taken, and all answers were sent or can reach nobody any more.
-  bool is_done() const { return ended_ && finished_ && unsent_.empty(); }
+  bool is_done() const { return ended_ && finished_ && unsent_.empty() && !lines_.has_line(); }
 
   // Both call read() or write() once. Call them when poll() says that they will not block.
   void receive();
@@ -53,7 +56,17 @@ class Sender {
   // Adds to what send() will send.
   void answer(std::string_view text);
 
-  std::uint64_t bad_lines = 0;  // counted by the caller
+  // Nothing more is received from a client. Its whole lines are taken yet, but not half a line at the end.
+  void leave();
+  bool is_leaving() const { return is_leaving_; }
+  // Sends as many answers as can be sent at once, and drops the others.
+  void send_the_last();
+
+  // These are the caller's.
+  std::uint64_t bad_lines = 0;
+  uid_t user = 0;
+  Clock::Steady heard{};  // when its last whole line was taken
+  std::uint64_t lines_heard = 0;
 
  private:
   static constexpr std::size_t kMostUnsent = std::size_t{64} * 1024;  // bytes of answers; no line is taken beyond it
@@ -68,7 +81,8 @@ class Sender {
   std::uint64_t number_ = 0;
   bool ended_ = false;     // no more bytes will come
   bool finished_ = false;  // the last line was taken, which may lack its newline
-  bool deaf_ = false;      // the sender cannot be reached any more, so answers are dropped
+  bool is_leaving_ = false;
+  bool deaf_ = false;  // the sender cannot be reached any more, so answers are dropped
   std::string unsent_;
 };
 

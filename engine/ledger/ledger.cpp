@@ -68,18 +68,23 @@ struct NoRoom {
 // order with what comes later, and does no harm when a power failure takes it.
 class Unhurried {
  public:
-  explicit Unhurried(Database& db) : db_(db) { db_.exec("PRAGMA synchronous = NORMAL"); }
+  // `still` becomes true if commits do not wait afterwards either, for want of memory.
+  Unhurried(Database& db, bool& still) : db_(db), still_(still) { db_.exec("PRAGMA synchronous = NORMAL"); }
   ~Unhurried() {
     try {
-      db_.exec("PRAGMA synchronous = FULL");
-    } catch (const SqlError&) {  // it cannot fail outside of a transaction
+      end(db_);
+    } catch (const std::exception&) {
+      still_ = true;
     }
   }
   Unhurried(const Unhurried&) = delete;
   Unhurried& operator=(const Unhurried&) = delete;
 
+  static void end(Database& db) { db.exec("PRAGMA synchronous = FULL"); }
+
  private:
   Database& db_;
+  bool& still_;
 };
 
 }  // namespace
@@ -152,7 +157,7 @@ class Ledger::Writer {
 
   void set_cursor(const std::string& publisher, ChangeNumber through, Moment now) {
     keep_within([&] {
-      const Unhurried unhurried(db_);
+      const Unhurried unhurried(db_, is_unhurried_);
       Insert<CursorRow>{db_, " ON CONFLICT (name) DO UPDATE SET change = excluded.change, updated = excluded.updated"}(
           {publisher, std::max<ChangeNumber>(through, 0), std::clamp<Moment>(now, 0, kLastMoment)});
     });
@@ -161,7 +166,7 @@ class Ledger::Writer {
 
   bool forget_cursor(const std::string& publisher) {
     keep_within([&] {
-      const Unhurried unhurried(db_);
+      const Unhurried unhurried(db_, is_unhurried_);
       Statement(db_, "DELETE FROM publisher_cursor WHERE name = ?").with(publisher).run();
     });
     const bool was_there = db_.rows_changed() > 0;
@@ -213,7 +218,7 @@ class Ledger::Writer {
   bool prune(const Pruner::Position& now, std::size_t inputs) {
     bool more = false;
     keep_within([&] {
-      const Unhurried unhurried(db_);
+      const Unhurried unhurried(db_, is_unhurried_);
       more = pruner_.prune(now, inputs);
     });
     return more;
@@ -221,6 +226,8 @@ class Ledger::Writer {
 
   // One attempt to write a batch.
   void insert(const Batch& batch) {
+    if (is_unhurried_) Unhurried::end(db_);
+    is_unhurried_ = false;
     if (entries_are_old_) entries_.load();
     entries_are_old_ = true;  // until it is written
     const std::int64_t pages_before = pruner_.pages();
@@ -245,7 +252,7 @@ class Ledger::Writer {
     for (bool log_is_new = false;;) {
       try {
         if (std::exchange(wanted, 0) != 0) {
-          const Unhurried unhurried(db_);
+          const Unhurried unhurried(db_, is_unhurried_);
           is_over_ = !pruner_.make_room(position_, wanted);
         }
         work();
@@ -319,6 +326,7 @@ class Ledger::Writer {
   Pruner::Position position_;
   std::int64_t next_bring_in_ = 0;
   bool entries_are_old_ = false;  // a batch failed, and not all that they know is in the ledger
+  bool is_unhurried_ = false;     // commits do not wait for the disk, though they should
   bool is_over_ = false;          // the file may pass its limit this time
   bool is_held_ = false;          // a reader keeps the log from beginning anew
 };
@@ -425,25 +433,33 @@ Ledger::Ledger(const std::string& path, const Retention& retention, Moment now)
   mark_file_.emplace(path_);
   const Beginning beginning{
       .created = now, .after_input = mark ? mark->last_sequence : 0, .after_change = mark ? mark->last_change : 0};
-  std::string damage;
-  try {
-    if (mark && mark->is_damaged) throw DamagedLedger("the engine found it damaged while it was using it");
-    Database db = open_ledger(path_, *lock_, beginning, mark.has_value());
-    try {
-      begin(std::move(db));
-    } catch (const LedgerError& error) {  // rows that no engine writes are damage, too
-      damage = error.what();
-    } catch (const SqlError& error) {
-      if (!is_damage(error)) throw LedgerError(path + ": cannot open the ledger: " + error.what());
-      damage = error.what();
-    }
-  } catch (const DamagedLedger& error) {
-    damage = error.what();
-  }
+  std::string damage = open(beginning, mark);
+  // A read that failed once looks like damage. What is damaged is damaged still.
+  if (!damage.empty()) damage = open(beginning, mark);
   if (!damage.empty()) replace(damage, beginning);
   if (mark) go_on_after(*mark, now);
   this->mark(false);
   check_last_batches();
+}
+
+// Answers what is damaged; nothing: it is open.
+std::string Ledger::open(const Beginning& beginning, const std::optional<Mark>& mark) {
+  writer_.reset();
+  if (mark && mark->is_damaged) return "the engine found it damaged while it was using it";
+  try {
+    Database db = open_ledger(path_, *lock_, beginning, mark.has_value());
+    try {
+      begin(std::move(db));
+    } catch (const LedgerError& error) {  // rows that no engine writes are damage, too
+      return error.what();
+    } catch (const SqlError& error) {
+      if (!is_damage(error)) throw LedgerError(path_ + ": cannot open the ledger: " + error.what());
+      return error.what();
+    }
+  } catch (const DamagedLedger& error) {
+    return error.what();
+  }
+  return "";
 }
 
 void Ledger::begin(Database&& db) {

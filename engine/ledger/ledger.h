@@ -129,6 +129,7 @@ class Ledger {
 
   void check_last_batches();
 
+  std::string open(const Beginning& beginning, const std::optional<Mark>& mark);
   void begin(Database&& db);
   void replace(const std::string& reason, const Beginning& beginning);
   void go_on_after(const Mark& mark, Moment now);

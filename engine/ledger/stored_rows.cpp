@@ -422,18 +422,20 @@ std::optional<StoredAlarm> StoredRows::alarm(ChangeNumber number) {
 
 std::vector<ChangeNumber> StoredRows::alarms_of(const std::string& fault_dn, std::int64_t limit) {
   const std::size_t most = limit > 0 ? static_cast<std::size_t>(limit) : std::numeric_limits<std::size_t>::max();
-  std::set<ChangeNumber> numbers;
-  Statement rows(db_, fault_dn.empty() ? std::string("SELECT number, number FROM alarm ORDER BY number DESC")
-                                       : std::string("SELECT fault.alarm, fault.later_alarm FROM ") + kNamed +
+  // Those that the latest faults belong to now come before those that they were raised for.
+  std::vector<ChangeNumber> numbers;
+  Statement rows(db_, fault_dn.empty() ? std::string("SELECT number, NULL FROM alarm ORDER BY number DESC")
+                                       : std::string("SELECT fault.later_alarm, fault.alarm FROM ") + kNamed +
                                              " ORDER BY fault.number DESC");
   if (!fault_dn.empty()) rows.with(fault_name_hash(fault_dn), fault_dn);
   while (numbers.size() < most && rows.step()) {
     for (const int column : {0, 1}) {
-      if (!rows.is_null(column)) numbers.insert(rows.integer(column));
+      if (rows.is_null(column) || numbers.size() == most) continue;
+      if (std::ranges::find(numbers, rows.integer(column)) == numbers.end()) numbers.push_back(rows.integer(column));
     }
   }
-  while (numbers.size() > most) numbers.erase(numbers.begin());
-  return {numbers.begin(), numbers.end()};
+  std::ranges::sort(numbers);
+  return numbers;
 }
 
 std::optional<FaultRow> StoredRows::latest_fault(const std::string& fault_dn) {

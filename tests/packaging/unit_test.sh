@@ -66,4 +66,21 @@ done
 # Words, not one argument, as systemd splits them, too.
 # shellcheck disable=SC2086
 "$program" run --ledger "$work/ledger.db" $options </dev/null 2>"$work/told" || fail "the program refuses $options: $(cat "$work/told")"
+# The unit's limit of open files is enough for all clients. With less the engine would say so.
+clients_fit() {
+  rm -f "$work/told"
+  (
+    ulimit -n "$1"
+    # shellcheck disable=SC2086
+    exec "$program" run --ledger "$work/ledger.db" --socket "$work/e.sock" --control "$work/c.sock" $options </dev/null 2>"$work/told"
+  ) &
+  engine=$!
+  until grep -qs ready: "$work/told"; do kill -0 "$engine" || break; done
+  kill "$engine"
+  wait "$engine" || fail "the engine fails with $1 open files: $(cat "$work/told")"
+  ! grep -q RLIMIT_NOFILE "$work/told"
+}
+files=$(sed -n 's/^LimitNOFILE=//p' "$unit")
+clients_fit "$files" || fail "LimitNOFILE=$files is not enough: $(cat "$work/told")"
+! clients_fit 128 || fail "the engine does not tell that 128 open files are few"
 echo "unit: passed"

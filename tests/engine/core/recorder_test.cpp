@@ -105,13 +105,13 @@ TEST_F(RecorderTest, AnIdIsTakenOnceInABatchAndLater) {
   const auto kept = on(ledger);
   Recorder& recorder = *kept;
   const SensorEvent named = event(R"("state":1,"id":"a")");
-  EXPECT_EQ(recorder.record(named).sequence, 1);
-  const Receipt again = recorder.record(named);
+  EXPECT_EQ(recorder.record(SensorEvent(named)).sequence, 1);
+  const Receipt again = recorder.record(SensorEvent(named));
   EXPECT_EQ(again.sequence, 1);
   EXPECT_TRUE(again.duplicate);
   EXPECT_EQ(again.input, nullptr);
   recorder.commit();
-  EXPECT_TRUE(recorder.record(named).duplicate);
+  EXPECT_TRUE(recorder.record(SensorEvent(named)).duplicate);
   EXPECT_FALSE(recorder.has_batch());
   EXPECT_EQ(recorder.record(slow(2)).sequence, 2);
 }
@@ -154,6 +154,33 @@ TEST_F(RecorderTest, ARestartGoesOnWithNumbersFaultsAndAge) {
   ASSERT_EQ(receipt.input->changes.size(), 1U);
   EXPECT_EQ(receipt.input->changes[0].number, 3);
   EXPECT_EQ(receipt.input->changes[0].alarm, 1);
+}
+
+// A program may refuse host tables that the program before it took. It goes on without
+// what the filters remember of the events that were handled under them.
+TEST_F(RecorderTest, TablesThatAreNotTakenAnyMore) {
+  const std::string path = dir_.file("ledger.db");
+  {
+    Ledger ledger(path, {}, kToday);
+    const auto recorder = on(ledger);
+    recorder->record(slow(1));
+    recorder->record(parse_sensor_event(R"({"entity":"fan","sensor":"FAN2_TACH1","offset":2,"state":2})"));
+    recorder->commit();
+    ASSERT_FALSE(ledger.restore().filter_state.empty());
+  }
+  Database(path, Access::kReadWrite).exec("UPDATE tables SET cmc = 'no table'");
+  Ledger ledger(path, {}, kToday);
+  const auto recorder = on(ledger);
+  ASSERT_EQ(recorder->news().size(), 1U);
+  EXPECT_TRUE(
+      recorder->news()[0].starts_with("This program does not take host tables that the ledger has: the "
+                                      "ledger's tables/cmc.tsv:1:"))
+      << recorder->news()[0];
+  EXPECT_TRUE(
+      recorder->news()[0].ends_with("What the filters remember of 1 events that were handled under them is lost."))
+      << recorder->news()[0];
+  EXPECT_GE(recorder->alarms().size(), 1U);
+  EXPECT_EQ(recorder->record(slow(1)).sequence, 3);
 }
 
 }  // namespace

@@ -236,7 +236,7 @@ class Interrupted {
           recorder.commit();
           recorder.use_tables(*tables, "tables");
         }
-        text += told(*recorder.record(steps_[i].line).input);
+        text += told(*recorder.record(SensorEvent(steps_[i].line)).input);
         if (recorder.is_full()) recorder.commit();
       }
       recorder.commit();
@@ -260,7 +260,7 @@ std::string uninterrupted(const std::vector<Step>& steps) {
     const HostTables* tables = nullptr;
     for (const Step& step : steps) {
       if (step.tables != tables) recorder.use_tables(*(tables = step.tables), "tables");
-      text += told(*recorder.record(step.line).input);
+      text += told(*recorder.record(SensorEvent(step.line)).input);
       recorder.commit();
     }
     return text + told(recorder.alarms());

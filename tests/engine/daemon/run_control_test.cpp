@@ -41,7 +41,7 @@ TEST_F(RunControlTest, StatusTellsHowTheEngineIs) {
   EXPECT_EQ(now.at("ledger_id").get<std::string>().size(), 32U);
   EXPECT_EQ(now.at("library_version"), POLAIGA_VERSION);
   EXPECT_EQ(now.at("last_seq"), 3);
-  EXPECT_EQ(now.at("waiting"), 0);
+  EXPECT_EQ(now.at("unwritten"), 0);
   EXPECT_EQ(now.at("last_number"), 3);
   EXPECT_EQ(now.at("oldest_number"), 1);
   EXPECT_EQ(now.at("active_faults"), 1);
@@ -50,6 +50,7 @@ TEST_F(RunControlTest, StatusTellsHowTheEngineIs) {
   EXPECT_EQ(now.at("not_tracked"), 0);
   EXPECT_EQ(now.at("bad_lines"), 1);
   EXPECT_EQ(now.at("clients"), 1);
+  EXPECT_EQ(now.at("waiting_clients"), 0);
   EXPECT_GT(now.at("file_bytes"), 0);
   EXPECT_EQ(now.at("over_limit"), false);
   EXPECT_EQ(now.at("log_held_by_reader"), false);
@@ -138,7 +139,7 @@ TEST_F(RunControlTest, LoneEventsShareAWriteWhenTheyMayWait) {
   Client second(socket());
   const auto begin = Clock::now();
   first.send(slow(1));
-  while (status().at("waiting") != 1) {
+  while (status().at("unwritten") != 1) {
   }
   EXPECT_EQ(ask("SELECT count(*) FROM event"), Answers({"0"}));
   second.send(slow(2));
@@ -154,13 +155,44 @@ TEST_F(RunControlTest, WhatWaitsIsWrittenAtAStop) {
   Child engine(with_control("--commit-within 10s"), dir_);
   Client client(socket());
   client.send(slow(1));
-  while (status().at("waiting") != 1) {
+  while (status().at("unwritten") != 1) {
   }
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_EQ(stop(engine, SIGTERM).status, 0);
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(8));
   EXPECT_EQ(client.answer(), taken(1));
   EXPECT_EQ(ask("SELECT count(*) FROM event"), Answers({"1"}));
+}
+
+// What a publisher held back is past the retention once it is forgotten.
+TEST_F(RunControlTest, TheLedgerIsTidiedWhenNothingComes) {
+  Child engine(with_control("--keep-events 100"), dir_);
+  Client client(control());
+  EXPECT_EQ(answer(client, R"({"do":"cursor","publisher":"snmp","through":0})"), R"({"ok":true})");
+  Client sender(socket());
+  sender.send(repeated(slow(), 5000));
+  EXPECT_EQ(sender.answers(5000).back(), taken(5000));
+  EXPECT_EQ(events(), 5000);
+  EXPECT_EQ(answer(client, R"({"do":"forget","publisher":"snmp"})"), R"({"ok":true})");
+  EXPECT_TRUE(comes_true([this] { return events() <= 110; })) << events();
+  EXPECT_EQ(stop(engine, SIGTERM).status, 0);
+}
+
+TEST_F(RunControlTest, ManyRequestsAtOnceAreAllAnsweredAndEventsBetweenThem) {
+  Child engine(with_control(), dir_);
+  Client sender(socket());
+  sender.send(slow());
+  EXPECT_EQ(sender.answer(), taken(1));
+  Client client(control());
+  const std::string request = R"({"do":"cursor","publisher":"snmp","through":1})"
+                              "\n";
+  engine.kill(SIGSTOP);
+  const std::size_t sent = client.send_until_refused(repeated(request, 1000), 120'000);
+  sender.send(slow());
+  engine.kill(SIGCONT);
+  EXPECT_EQ(sender.answer(), taken(2));
+  const std::size_t requests = sent / request.size();
+  EXPECT_EQ(client.answers(requests), Answers(requests, R"({"ok":true})"));
 }
 
 TEST_F(RunControlTest, ATimeNeedsItsUnit) {

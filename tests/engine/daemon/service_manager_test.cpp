@@ -29,14 +29,14 @@ TEST_F(ServiceManagerTest, WhatIsToldAtOnce) {
   ServiceManager manager;
   manager.ready("all is well");
   EXPECT_EQ(socket_.next(), "READY=1\nSTATUS=all is well");
-  ServiceManager::reloading();
+  manager.reloading();
   const std::string reloading = "RELOADING=1\nMONOTONIC_USEC=";
   const std::string told = socket_.next(reloading);
   const auto now =
       std::chrono::duration_cast<std::chrono::microseconds>(ServiceManager::Clock::now().time_since_epoch());
   ASSERT_GT(told.size(), reloading.size());
   EXPECT_NEAR(std::stod(told.substr(reloading.size())), static_cast<double>(now.count()), 20e6);
-  ServiceManager::stopping();
+  manager.stopping();
   EXPECT_EQ(socket_.next(), "STOPPING=1");
   EXPECT_FALSE(socket_.has_message());
 }

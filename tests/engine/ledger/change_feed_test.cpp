@@ -23,7 +23,6 @@ class ChangeFeedTest : public test::LedgerFixture {
     if (feed.gap) found += "gap " + std::to_string(feed.gap->first) + " to " + std::to_string(feed.gap->last);
     return found;
   }
-
 };
 
 TEST_F(ChangeFeedTest, ChangesComeWithAllThatTheyNeed) {

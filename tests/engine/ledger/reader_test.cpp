@@ -229,6 +229,7 @@ TEST_F(ReaderTest, HistoryOfAlarmsThatBecameOne) {
   EXPECT_EQ(history(""), both);
   EXPECT_EQ(history("o/fault-F0396"), both);
   EXPECT_EQ(history("o/fault-F0395"), (Rows{both[0]}));
+  EXPECT_EQ(texts(LedgerReader(path_).history("o/fault-F0396", 1)), Rows{both[0]});  // the one that goes on
   const auto explained = LedgerReader(path_).explain("o/fault-F0396");
   ASSERT_TRUE(explained);
   EXPECT_EQ(text(explained->alarm), both[0]);

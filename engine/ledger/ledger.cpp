@@ -235,6 +235,7 @@ class Ledger::Writer {
     entries_.write(batch);
     const std::int64_t pages = pruner_.pages();
     if (most_pages_ > 0 && !is_over_ && pages > std::max(most_pages_, pages_before)) throw NoRoom{pages};
+    db_.reserve(pages * page_size_);
     transaction.commit();
     entries_are_old_ = false;
   }
@@ -260,13 +261,28 @@ class Ledger::Writer {
         wanted = no_room.pages - pruner_.used_pages();
         wanted += wanted / 8;
       } catch (const SqlError& error) {
-        if (error.code() != SQLITE_FULL || !log_.take_refused()) throw;
+        if (error.code() != SQLITE_FULL) throw;
+        if (!log_.take_refused()) {
+          // The disk is full. It may be the log that fills it, for it grows as long as somebody reads.
+          if (std::exchange(log_is_new, true) || !can_empty_log()) throw;
+          continue;
+        }
         is_held_ = !log_.empty(!is_held_);
         if (is_held_ || log_is_new) log_.lift(true);
         log_is_new = true;
       }
     }
     log_.lift(false);
+  }
+
+  // Not while somebody reads, or when even that fails.
+  bool can_empty_log() {
+    try {
+      return log_.empty(false);
+    } catch (const SqlError& error) {
+      if (is_damage(error)) throw;
+      return false;
+    }
   }
 
   // The batch is durable: whoever gave it must not be told otherwise, or it would be written a second time. A full disk

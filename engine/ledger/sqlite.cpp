@@ -70,6 +70,15 @@ void Database::exec(const std::string& sql) const {
   }
 }
 
+void Database::reserve(std::int64_t bytes) const {
+  if (bytes <= file_bytes()) return;
+  int step = 1024;  // SQLite reserves in whole steps of so many bytes, and not at all without one
+  sqlite3_int64 size = bytes;
+  sqlite3_file_control(db_.get(), "main", SQLITE_FCNTL_CHUNK_SIZE, &step);
+  const int code = sqlite3_file_control(db_.get(), "main", SQLITE_FCNTL_SIZE_HINT, &size);
+  if (code != SQLITE_OK) throw SqlError(SQLITE_FULL, sqlite3_errstr(SQLITE_FULL));
+}
+
 std::int64_t Database::file_bytes() const {
   sqlite3_file* file = nullptr;
   sqlite3_int64 size = 0;

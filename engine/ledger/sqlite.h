@@ -37,6 +37,10 @@ class Database {
   int rows_changed() const;
   std::int64_t file_bytes() const;  // on the disk
 
+  // Takes space on the disk now for what the file will grow to when the log is brought in. Otherwise the log might take
+  // the last space, and could never be brought in and emptied again.
+  void reserve(std::int64_t bytes) const;
+
   // How long to wait for others that use the file, in ms; answers with what it was.
   int set_patience(int patience);
   sqlite3* get() const { return db_.get(); }

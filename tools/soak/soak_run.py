@@ -26,8 +26,7 @@ FOLLOWERS = 2
 
 # The limits of what the engine may take.
 MOST_MEMORY = 64 * 1024  # KiB
-MOST_GROWTH = 4 * 1024  # KiB, of the median of a long life's last third beside that of its first
-WARM_AFTER = 15  # seconds; by then the ledger's pages are in the cache
+MOST_GROWTH = 4 * 1024  # KiB, of the median of a long life's last third beside that of its second: in the first the cache is filled
 LONG_LIFE = 40  # seconds
 MOST_DESCRIPTORS = 24 + CLIENTS + 4 + 1  # its own files, the clients, and those who hold the control socket
 
@@ -154,14 +153,14 @@ class SoakRun:
                     self.books.complain(f"in life {number} the engine had {many} descriptors after {age:.0f} s; "
                                         f"{MOST_DESCRIPTORS} are allowed")
                     break
-            warm = [memory for age, memory in life.memory if age >= WARM_AFTER]
             if not life.memory or life.memory[-1][0] < LONG_LIFE:
                 continue
             long_lives += 1
             self.books.tell(f"memory of life {number} in KiB: " + ", ".join(
                 str(memory) for _, memory in life.memory[::max(1, len(life.memory) // 12)]))
-            third = len(warm) // 3
-            growth = statistics.median(warm[-third:]) - statistics.median(warm[:third])
+            memory = [memory for _, memory in life.memory]
+            third = len(memory) // 3
+            growth = statistics.median(memory[-third:]) - statistics.median(memory[third:-third])
             self.books.note_largest("growth", growth)
             self.books.note_largest("life", life.memory[-1][0])
             if growth > MOST_GROWTH:

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "ledger/sqlite.h"
 #include "support/client.h"
 #include "support/small_disk.h"
 
@@ -64,7 +65,7 @@ class DiskTest : public RunTest {
 // begins depends on the space that is left, so it is tried page by page.
 TEST_F(DiskTest, IsFullWhenTheLogIsToBeBroughtIntoTheFile) {
   constexpr std::size_t kMostPages = 44;
-  for (std::size_t pages = 0; pages < kMostPages; pages += 2) {
+  for (std::size_t pages = 0; pages < kMostPages; pages += 8) {
     SCOPED_TRACE(std::to_string(pages) + " pages were left");
     Child engine(serve("--keep-bytes 512KiB"), dir_);
     Client client(socket());
@@ -77,6 +78,44 @@ TEST_F(DiskTest, IsFullWhenTheLogIsToBeBroughtIntoTheFile) {
     expect_events(waiting);
     disk_.remove_all();
   }
+}
+
+// The log may become longer than the disk is large. It is emptied before that.
+TEST_F(DiskTest, ALogThatHasNoSpaceToGrowIsEmptied) {
+  constexpr int kEvents = 1500;
+  Child engine(serve("--keep-events 100"), dir_);
+  Client client(socket());
+  for (int i = 1; i <= kEvents; ++i) {
+    client.send(slow(i, id(i)));
+    ASSERT_EQ(client.answer(), taken(i)) << dir_.read("err");
+  }
+  EXPECT_EQ(stop(engine, SIGTERM).status, 0);
+  EXPECT_EQ(dir_.read("err").find("cannot write"), std::string::npos) << dir_.read("err");
+}
+
+// As long as another program reads, the log grows, until it has taken the whole disk. When that program is done, the
+// engine empties the log and goes on by itself.
+TEST_F(DiskTest, ALogThatFilledTheDiskIsEmptiedWhenItsReaderHasGone) {
+  constexpr int kBefore = 400;
+  Child engine(serve("--keep-events 100 --keep-bytes 512KiB"), dir_);
+  Client client(socket());
+  for (int i = 1; i <= kBefore; ++i) {
+    client.send(slow(i, id(i)));
+    ASSERT_EQ(client.answer(), taken(i));
+  }
+  int waiting = 0;
+  {
+    Database other(on_disk(), Access::kRead);
+    other.exec("BEGIN");
+    Statement question(other, "SELECT count(*) FROM event");
+    ASSERT_TRUE(question.step());
+    waiting = send_until_full(engine, client, kBefore + 1);
+    EXPECT_GT(waiting, kBefore + 10);
+  }
+  EXPECT_EQ(client.answer(), taken(waiting));
+  EXPECT_TRUE(engine.has_complained("The ledger can be written again.\n"));
+  EXPECT_EQ(stop(engine, SIGTERM).status, 0) << dir_.read("err");
+  EXPECT_EQ(ask(on_disk(), "SELECT max(seq) FROM event"), Answers({std::to_string(waiting)}));
 }
 
 TEST_F(DiskTest, AnEngineThatIsKilledStartsOnTheFullDiskAndGoesOn) {

@@ -144,7 +144,7 @@ TEST_F(LimitsTest, WithTooLittleMemoryNothingThatWasAcknowledgedIsLost) {
   for (int fan = 1; fan <= kFaults; ++fan) input += slow(fan);
   std::int64_t acknowledged = 0;
   int failed = 0;
-  for (int mebibytes = 16; mebibytes <= 24; mebibytes += 2) {
+  for (int mebibytes = 16; mebibytes <= 24; mebibytes += 4) {
     const std::string limit = "as=" + std::to_string(mebibytes * 1024 * 1024);
     const Ended got = Shell().run("timeout --kill-after=10 2 " + under(limit, without_socket()), input);
     failed += got.status == 0 ? 0 : 1;

@@ -1,7 +1,7 @@
 // The engine's messages, and a standard error that takes none.
 #include <fcntl.h>
-#include <poll.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <pty.h>
 #include <sys/socket.h>
 #include <sys/stat.h>

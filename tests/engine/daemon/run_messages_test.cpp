@@ -1,6 +1,7 @@
 // The engine's messages, and a standard error that takes none.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <pty.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -30,12 +31,16 @@ class RunMessagesTest : public RunTest {
     return RunTest::command(environment, more) + " 2>&9";
   }
 
-  // Until it takes nothing more.
+  // Until it takes nothing more, also after a while: the kernel moves what a terminal is sent from one buffer to the
+  // next by and by.
   static std::size_t fill(int fd) {
     const UnblockedOutput output(fd);
     const std::string page(4096, '.');
     std::size_t all = 0;
-    for (ssize_t count = 0; (count = output.write(page)) > 0;) all += static_cast<std::size_t>(count);
+    pollfd polled{output.fd(), POLLOUT, 0};
+    do {
+      for (ssize_t count = 0; (count = output.write(page)) > 0;) all += static_cast<std::size_t>(count);
+    } while (::poll(&polled, 1, 500) > 0);
     return all;
   }
 

@@ -160,7 +160,7 @@ class NoMemoryTest : public RunFaultsTest, public ::testing::WithParamInterface<
 // Some of all allocations, the more the later: the engine serves only after the last tenth of them has begun.
 std::vector<int> chosen(int all) {
   std::vector<int> numbers;
-  for (int number = 1; number <= all; number += number < 20 ? 1 : number < all - 1500 ? 997 : 31) {
+  for (int number = 1; number <= all; number += number < 50 ? 1 : number < all - 1500 ? 211 : 23) {
     numbers.push_back(number);
   }
   return numbers;
@@ -198,7 +198,7 @@ TEST_P(NoMemoryTest, NothingIsLostOrAppliedInPart) {
     ASSERT_EQ(told(), want);
     ASSERT_EQ(active(), want_active);
   }
-  EXPECT_GT(stopped, 20);
+  EXPECT_GT(stopped, 50);
 }
 
 INSTANTIATE_TEST_SUITE_P(Allocations, NoMemoryTest,

@@ -31,16 +31,16 @@ class RunMessagesTest : public RunTest {
     return RunTest::command(environment, more) + " 2>&9";
   }
 
-  // Until it takes nothing more.
+  // Until it takes nothing more, also after a while: the kernel moves what a terminal is sent from one buffer to the
+  // next by and by.
   static std::size_t fill(int fd) {
     const UnblockedOutput output(fd);
     const std::string page(4096, '.');
     std::size_t all = 0;
-    // A terminal that has just refused may have room again a moment later, when it has moved what it took.
-    pollfd full{.fd = fd, .events = POLLOUT, .revents = 0};
+    pollfd polled{output.fd(), POLLOUT, 0};
     do {
       for (ssize_t count = 0; (count = output.write(page)) > 0;) all += static_cast<std::size_t>(count);
-    } while (::poll(&full, 1, 300) > 0);
+    } while (::poll(&polled, 1, 500) > 0);
     return all;
   }
 

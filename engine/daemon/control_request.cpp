@@ -53,7 +53,7 @@ class MemberReader {
     if (depth_ == 1) name_ = name;
     return true;
   }
-  bool parse_error(std::size_t /*position*/, const std::string& /*token*/, const json::exception& /*error*/) {
+  static bool parse_error(std::size_t /*position*/, const std::string& /*token*/, const json::exception& /*error*/) {
     return false;
   }
 

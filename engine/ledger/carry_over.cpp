@@ -54,7 +54,9 @@ class Wreck {
     const std::string first(std::get<0>(Table<Row>::kColumns).name);
     for (const char* direction : {" DESC", " ASC"}) {
       try {
-        Statement rows(db_, select<Row>() + where + " ORDER BY " + first + direction);
+        std::string sql = select<Row>();
+        sql.append(where).append(" ORDER BY ").append(first).append(direction);
+        Statement rows(db_, sql);
         while (rows.step()) {
           try {
             if (!take(read_row<Row>(rows))) return {bad, is_broken};

@@ -485,6 +485,7 @@ void Checker::check_as_a_whole() {
     StoredRows rows(db_);
     const auto texts = [](const std::vector<ActiveRow>& active) {
       std::vector<std::string> faults;
+      faults.reserve(active.size());
       for (const ActiveRow& row : active) {
         faults.push_back(row.fault.fault_dn + ", shown as of input " + std::to_string(row.fault.shown) + ", with " +
                          std::to_string(row.fault.reporters) + " reporters");

@@ -6,8 +6,10 @@
 
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "ledger/columns.h"
 
@@ -35,19 +37,35 @@ std::string text_of(const Mark& mark) {
   return {text.data(), static_cast<std::size_t>(size)};
 }
 
-std::optional<Mark> parse_mark(const std::string& content) {
-  if (content.size() != kSize || content != with_crc(content.substr(0, kTextSize))) return std::nullopt;
-  std::array<char, 33> id{};
-  long long input = 0;
-  long long change = 0;
-  int damaged = 0;
-  int process = 0;
-  if (std::sscanf(content.c_str(), "polaiga mark 1 ledger %32s input %lld change %lld damaged %d process %d", id.data(),
-                  &input, &change, &damaged, &process) != 5) {
+// Takes a line "NAME VALUE" off the text; the value, or nothing when there is another name.
+std::optional<std::string_view> take_line(std::string_view& text, std::string_view name) {
+  const auto end = text.find('\n');
+  const std::string_view line = text.substr(0, end);
+  if (end == std::string_view::npos || !line.starts_with(name)) return std::nullopt;
+  text.remove_prefix(end + 1);
+  return line.substr(name.size());
+}
+
+std::optional<std::int64_t> take_number(std::string_view& text, std::string_view name) {
+  const auto value = take_line(text, name);
+  std::int64_t number = 0;
+  if (!value || std::from_chars(value->data(), value->data() + value->size(), number).ec != std::errc() || number < 0) {
     return std::nullopt;
   }
-  if (input < 0 || change < 0) return std::nullopt;
-  return Mark{id.data(), input, change, damaged != 0, process};
+  return number;
+}
+
+std::optional<Mark> parse_mark(const std::string& content) {
+  if (content.size() != kSize || content != with_crc(content.substr(0, kTextSize))) return std::nullopt;
+  std::string_view text = content;
+  const auto head = take_line(text, "polaiga mark 1");
+  const auto id = take_line(text, "ledger ");
+  const auto input = take_number(text, "input ");
+  const auto change = take_number(text, "change ");
+  const auto damaged = take_number(text, "damaged ");
+  const auto process = take_number(text, "process ");
+  if (!head || !id || !input || !change || !damaged || !process) return std::nullopt;
+  return Mark{std::string(*id), *input, *change, *damaged != 0, static_cast<int>(*process)};
 }
 
 [[noreturn]] void fail(const std::string& path, const char* what) {

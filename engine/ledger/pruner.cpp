@@ -48,6 +48,27 @@ std::vector<Row> all_rows(Statement& statement) {
   return rows;
 }
 
+// Rows of which a damaged one is to go like any other: nothing can be told of it but its number.
+template <class Row>
+struct RowsToGo {
+  std::vector<Row> rows;
+  std::vector<std::int64_t> damaged;
+};
+
+template <class Row>
+RowsToGo<Row> rows_to_go(Statement& statement) {
+  RowsToGo<Row> found;
+  while (statement.step()) {
+    try {
+      found.rows.push_back(read_row<Row>(statement));
+    } catch (const DamagedRow&) {
+      found.damaged.push_back(statement.integer(0));
+    }
+  }
+  statement.reset();
+  return found;
+}
+
 template <class Row>
 std::string select() {
   return "SELECT " + columns_sql<Row>() + " FROM " + std::string(Table<Row>::kName);
@@ -145,9 +166,12 @@ Sequence Pruner::through_age(const Position& now, std::int64_t most) {
   Sequence through = 0;
   sql_.events.with(watermark_.watermark_seq, watermark_.watermark_seq + most);
   while (sql_.events.step()) {
-    const auto event = read_row<EventRow>(sql_.events);
-    if (event.age_in(watermark_.created) >= kept_from - (through == 0 ? slack : 0)) break;
-    through = event.seq;
+    try {
+      const auto event = read_row<EventRow>(sql_.events);
+      if (event.age_in(watermark_.created) >= kept_from - (through == 0 ? slack : 0)) break;
+      through = event.seq;
+    } catch (const DamagedRow&) {  // it goes with the next one that is old enough
+    }
   }
   sql_.events.reset();
   return through;
@@ -210,7 +234,7 @@ void Pruner::step(Sequence through, std::int64_t most) {
   const bool era_goes = end > 0 && through == end - 1;
 
   Transaction transaction(db_);
-  const auto events = all_rows<EventRow>(sql_.events.with(after, through));
+  const auto [events, damaged] = rows_to_go<EventRow>(sql_.events.with(after, through));
   LedgerRow watermark = watermark_;
   watermark.watermark_seq = through;
   for (const EventRow& event : events) {
@@ -218,15 +242,14 @@ void Pruner::step(Sequence through, std::int64_t most) {
     watermark.watermark_at = std::max(watermark.watermark_at, std::min(event.moment(), event.arrival()));
   }
   std::set<Sequence> left;  // inputs taken out earlier but for what was needed then
-  watermark.watermark_change = drop_changes(events, era, era_goes, left);
+  watermark.watermark_change = drop_changes(events, through, era, era_goes, left);
+  for (const std::int64_t seq : damaged) sql_.drop_event.with(seq).run();
   if (era_goes) sql_.drop_era_standing.with(era).run();
   for (const EventRow& event : events) {
     if (!is_needed(event, era_goes ? end : era)) sql_.drop_event.with(event.seq).run();
   }
   for (const Sequence sequence : left) {
-    for (const EventRow& event : all_rows<EventRow>(sql_.survivors.with(sequence, sequence + 1))) {
-      if (!is_needed(event, era_goes ? end : era)) sql_.drop_event.with(event.seq).run();
-    }
+    drop_unneeded(sequence, sequence + 1, era_goes ? end : era);
   }
   if (has_former_ids_) db_.exec("DELETE FROM former_id");
   sql_.move_watermark.with(watermark.watermark_seq, watermark.watermark_change, watermark.watermark_at).run();
@@ -238,14 +261,22 @@ void Pruner::step(Sequence through, std::int64_t most) {
 
 // Takes out the changes of these inputs with the faults and alarms that they
 // ended. What remains of the era says what was active after them.
-ChangeNumber Pruner::drop_changes(const std::vector<EventRow>& events, Sequence era, bool era_goes,
+ChangeNumber Pruner::drop_changes(const std::vector<EventRow>& events, Sequence through, Sequence era, bool era_goes,
                                   std::set<Sequence>& left) {
   std::vector<ChangeRow> changes;
+  ChangeNumber last = watermark_.watermark_change;
+  std::vector<ChangeNumber> damaged;  // those before one that is to go
   sql_.changes.with(watermark_.watermark_change);
-  while (!events.empty() && sql_.changes.step()) {
-    const auto change = read_row<ChangeRow>(sql_.changes);
-    if (change.seq > events.back().seq) break;
-    changes.push_back(change);
+  while (sql_.changes.step()) {
+    try {
+      const auto change = read_row<ChangeRow>(sql_.changes);
+      if (change.seq > through) break;
+      for (const ChangeNumber number : std::exchange(damaged, {})) sql_.drop_change.with(number).run();
+      last = change.number;
+      changes.push_back(change);
+    } catch (const DamagedRow&) {
+      damaged.push_back(sql_.changes.integer(0));
+    }
   }
   sql_.changes.reset();
   std::map<ChangeNumber, std::optional<StandingRow>> standing;
@@ -272,12 +303,15 @@ ChangeNumber Pruner::drop_changes(const std::vector<EventRow>& events, Sequence 
     }
   }
   std::erase_if(left, [&](Sequence sequence) { return sequence > watermark_.watermark_seq; });
-  return changes.empty() ? watermark_.watermark_change : changes.back().number;
+  return last;
 }
 
 std::optional<StandingRow> Pruner::standing_of(Sequence era, ChangeNumber fault) {
   std::optional<StandingRow> row;
-  if (sql_.standing.with(era, fault).step()) row = read_row<StandingRow>(sql_.standing);
+  try {
+    if (sql_.standing.with(era, fault).step()) row = read_row<StandingRow>(sql_.standing);
+  } catch (const DamagedRow&) {  // the fault is told of again from its next change on
+  }
   sql_.standing.reset();
   return row;
 }
@@ -285,10 +319,13 @@ std::optional<StandingRow> Pruner::standing_of(Sequence era, ChangeNumber fault)
 void Pruner::drop_ended(const ChangeRow& change, std::set<Sequence>& left) {
   if (ends_fault(change.kind)) {
     Statement& fault = sql_.fault;
-    if (fault.with(change.fault).step()) {
-      const auto row = read_row<FaultRow>(fault);
-      left.insert({row.raised_seq, row.shown_seq});
-      sql_.drop_step.with(row.number, row.alarm, row.later_alarm).run();
+    try {
+      if (fault.with(change.fault).step()) {
+        const auto row = read_row<FaultRow>(fault);
+        left.insert({row.raised_seq, row.shown_seq});
+        sql_.drop_step.with(row.number, row.alarm, row.later_alarm).run();
+      }
+    } catch (const DamagedRow&) {  // what it refers to goes when its era is swept
     }
     fault.reset();
     sql_.drop_fault.with(change.fault).run();
@@ -310,17 +347,26 @@ bool Pruner::is_needed(const EventRow& event, Sequence base) {
   return event.fault && first_integer(sql_.needed.with(*event.fault, event.seq, base)) != 0;
 }
 
-// Takes out what is not needed any more of an era behind the watermark, and of its
-// epoch, if that is behind it, too. Answers how much is still needed.
-std::int64_t Pruner::sweep(Sequence era, Sequence end, Sequence base) {
+// Takes out those of the inputs from `from` to before `end` that are not needed; answers
+// how many stay.
+std::int64_t Pruner::drop_unneeded(Sequence from, Sequence end, Sequence base) {
   std::int64_t kept = 0;
-  for (const EventRow& event : all_rows<EventRow>(sql_.survivors.with(era, end))) {
+  const auto [events, damaged] = rows_to_go<EventRow>(sql_.survivors.with(from, end));
+  for (const EventRow& event : events) {
     if (is_needed(event, base)) {
       ++kept;
     } else {
       sql_.drop_event.with(event.seq).run();
     }
   }
+  for (const std::int64_t seq : damaged) sql_.drop_event.with(seq).run();
+  return kept;
+}
+
+// Takes out what is not needed any more of an era behind the watermark, and of its
+// epoch, if that is behind it, too. Answers how much is still needed.
+std::int64_t Pruner::sweep(Sequence era, Sequence end, Sequence base) {
+  std::int64_t kept = drop_unneeded(era, end, base);
   const Sequence epoch = first_integer(sql_.epoch_of.with(era));
   const Sequence next_epoch = first_integer(sql_.next_epoch.with(epoch));
   if (next_epoch > 0 && next_epoch <= base) kept += sweep_epoch(epoch, next_epoch);

@@ -93,7 +93,9 @@ class Pruner {
   Sequence base_era();
   std::int64_t part(Sequence last) const;
   void step(Sequence through, std::int64_t most);
-  ChangeNumber drop_changes(const std::vector<EventRow>& events, Sequence era, bool era_goes, std::set<Sequence>& left);
+  ChangeNumber drop_changes(const std::vector<EventRow>& events, Sequence through, Sequence era, bool era_goes,
+                            std::set<Sequence>& left);
+  std::int64_t drop_unneeded(Sequence from, Sequence end, Sequence base);
   std::optional<StandingRow> standing_of(Sequence era, ChangeNumber fault);
   void drop_ended(const ChangeRow& change, std::set<Sequence>& left);
   bool is_needed(const EventRow& event, Sequence base);

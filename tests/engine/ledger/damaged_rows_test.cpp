@@ -130,5 +130,33 @@ TEST_F(DamagedRowsTest, TheFeedHasAGap) {
   EXPECT_EQ(dns(feed.next(2, 10).changes), Texts{"third/fault-F0395"});
 }
 
+// Retention takes damaged rows with the others.
+TEST_F(DamagedRowsTest, RetentionGoesOn) {
+  for (const char* harm :
+       {"UPDATE event SET received = -1 WHERE seq = 5", "UPDATE change SET kind = 99 WHERE number = 4",
+        "UPDATE fault SET severity = 99 WHERE number = 4", "UPDATE standing SET count = -1"}) {
+    const test::TempDir dir;
+    const std::string path = dir.file("ledger.db");
+    const Retention few{.events = 10, .days = 0, .bytes = 0};
+    {
+      test::LedgerWithAlarms engine(path, few);
+      engine.write(test::raises("A", "stays", 395, 1001));
+      engine.pass(1);
+      engine.write(test::raises("B", "goes", 395, 1002));   // change 2
+      engine.write(test::clears("B", "goes", 395, 1003));   // change 3
+      engine.write(test::raises("B", "again", 395, 1004));  // change 4
+      engine.write(test::clears("B", "again", 395, 1005));  // change 5
+      engine.pass(2);
+    }
+    Database(path, Access::kReadWrite).exec(harm);
+    test::LedgerWithAlarms engine(path, few);
+    EXPECT_TRUE(engine.ledger.set_aside().empty()) << harm;
+    EXPECT_NO_THROW(engine.pass(40)) << harm;
+    EXPECT_EQ(test::rows(path, "SELECT count(*) FROM change"), Texts{"0"}) << harm;
+    EXPECT_EQ(test::rows(path, "SELECT count(*) FROM event WHERE seq IN (1, 5)"), Texts{"1"}) << harm;
+    EXPECT_EQ(engine.alarms.size(), 1U);
+  }
+}
+
 }  // namespace
 }  // namespace polaiga::engine

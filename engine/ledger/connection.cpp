@@ -1,5 +1,7 @@
 #include "ledger/connection.h"
 
+#include <sys/stat.h>
+
 #include <filesystem>
 #include <utility>
 
@@ -15,15 +17,27 @@ ReadLedger open(const std::string& path) {
   return read_ledger(path);
 }
 
+// When the file was written to last, and how large it is.
+LedgerConnection::FileState state_of(const std::string& path) {
+  struct stat status = {};
+  if (::stat(path.c_str(), &status) != 0) return {};
+  return {status.st_mtim.tv_sec, status.st_mtim.tv_nsec, status.st_size};
+}
+
 }  // namespace
 
 LedgerConnection::LedgerConnection(std::string path)
-    : path_(std::move(path)), ledger_(open(path_)), identity_(identity_of(resolve_ledger(path_))) {}
+    : path_(std::move(path)),
+      ledger_(open(path_)),
+      identity_(identity_of(resolve_ledger(path_))),
+      state_(state_of(path_)) {}
 
 // Who may not write beside the ledger had to open it as a file that rests. An engine
-// that begins to use it makes a write-ahead log, and from then on can be seen.
+// that begins to use it makes a write-ahead log, and changes the file in the end.
 void LedgerConnection::wake_up() {
-  if (!ledger_.is_resting || is_replaced() || !std::filesystem::exists(resolve_ledger(path_) + "-wal")) return;
+  if (!ledger_.is_resting || is_replaced()) return;
+  if (state_of(path_) == state_ && !std::filesystem::exists(resolve_ledger(path_) + "-wal")) return;
+  state_ = state_of(path_);
   ledger_ = open(path_);
   is_reopened_ = true;
 }

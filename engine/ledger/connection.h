@@ -38,6 +38,14 @@ class LedgerConnection {
   // Whether another file, or none, is where the ledger was.
   bool is_replaced() const;
 
+  // Differs when the file was written to.
+  struct FileState {
+    std::int64_t seconds = 0;
+    std::int64_t nanoseconds = 0;
+    std::int64_t size = -1;
+    bool operator==(const FileState&) const = default;
+  };
+
  private:
   class Snapshot {
    public:
@@ -56,6 +64,7 @@ class LedgerConnection {
   std::string path_;
   ReadLedger ledger_;
   std::optional<FileIdentity> identity_;
+  FileState state_;
   bool is_reopened_ = false;
   std::int64_t version_ = 0;
 };

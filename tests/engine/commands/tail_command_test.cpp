@@ -1,9 +1,13 @@
 // polaiga tail, on ledgers that an engine has written.
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "support/ledger_entries.h"
 #include "support/queries.h"
 
 namespace polaiga::engine::test {
@@ -179,6 +183,40 @@ TEST_F(TailCommand, AReaderThatGoesEndsIt) {
   const Ended got = shell_.run("(timeout 20 " + command() + "; echo status $? >&2) | head -n 1");
   EXPECT_EQ(got.out.substr(0, 28), "     1  2025-01-01T00:00:00Z");
   EXPECT_EQ(got.err, "status 0\n");
+}
+
+// A user without write permission can only read the file itself while no engine runs. An
+// engine that starts later is seen, whether it is still there or has ended again.
+TEST_F(TailCommand, AUserWhoMayNotWriteSeesAnEngineThatStartsLater) {
+  ASSERT_EQ(::geteuid(), 0U) << "this test needs root, to become another user";
+  const std::string user = "setpriv --reuid=65534 --regid=65534 --clear-groups ";
+  ASSERT_EQ(shell_.run(user + "$POLAIGA --version").status, 0) << "another user must be able to run the program";
+  ASSERT_EQ(::chmod(path_.c_str(), 0644), 0);
+  ASSERT_EQ(::chmod(shell_.dir().path().c_str(), 0755), 0);
+  Child child(user + command(), shell_.dir());
+  ASSERT_TRUE(child.has_printed(kCleared));
+  write_ledger(path_, {lost(600)});
+  ASSERT_TRUE(child.has_printed("2025-01-01T00:10:00Z  warning   F0717"));
+  {
+    LedgerWithAlarms engine(path_);
+    engine.write(raises("A", "sys/later", 395, kNewYear + 700));
+    ASSERT_TRUE(child.has_printed("sys/later"));
+    engine.write(raises("A", "sys/latest", 395, kNewYear + 800));
+    ASSERT_TRUE(child.has_printed("sys/latest"));
+  }
+  child.interrupt();
+  EXPECT_EQ(child.wait().status, 0);
+}
+
+// What an engine has not brought into the file yet is seen through any name.
+TEST_F(TailCommand, ThroughALink) {
+  const std::string link = shell_.dir().file("link.db");
+  std::filesystem::create_symlink(path_, link);
+  LedgerWithAlarms engine(path_);
+  engine.write(raises("A", "sys/later", 395, kNewYear + 700));
+  const Ended got = shell_.run("$POLAIGA tail --no-follow --ledger '" + link + "' -n 1");
+  EXPECT_EQ(got.err, "");
+  EXPECT_TRUE(contains(got.out, "sys/later")) << got.out;
 }
 
 }  // namespace

@@ -183,10 +183,15 @@ coverage:
 	@gcovr --root . --filter src/ --exclude-throw-branches --exclude-unreachable-branches \
 	  --html-details build/coverage/index.html --txt build/coverage/summary.txt --print-summary \
 	  --fail-under-line 100 build/coverage
-	@echo "The details are in build/coverage/index.html"
+	@echo "== The engine"
+	@gcovr --root . --filter engine/ --exclude-throw-branches --exclude-unreachable-branches \
+	  --html-details build/coverage/engine.html --txt build/coverage/engine.txt --print-summary \
+	  --fail-under-line 95 build/coverage
+	@echo "The details are in build/coverage/index.html and engine.html"
 
 # Longer with: make mutants SECONDS_OF_MUTANTS=7200
 SECONDS_OF_MUTANTS = 1500
 mutants:
 	@tools/setup proof
 	@tools/mutants --seconds $(SECONDS_OF_MUTANTS)
+	@tools/mutants --engine --seconds $(SECONDS_OF_MUTANTS)

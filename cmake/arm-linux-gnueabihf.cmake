@@ -21,6 +21,8 @@ if(POLAIGA_SYSROOT)
   # Where the linker looks for what these libraries need themselves. So does the
   # loader, when a program of the build tree runs: the older tag holds for them, too.
   set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,-rpath-link,${sysroot_libraries} -Wl,--disable-new-dtags")
+  # The program's own run path is that of an installed one.
+  list(APPEND CMAKE_CROSSCOMPILING_EMULATOR -E LD_LIBRARY_PATH=${sysroot_libraries})
 endif()
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)

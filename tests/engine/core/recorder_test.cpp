@@ -71,6 +71,14 @@ TEST_F(RecorderTest, TellsHowFarTheClockWentBack) {
   EXPECT_EQ(recorder.clock_went_back(), 0);
 }
 
+// A controller without a clock of its own begins in 1970.
+TEST_F(RecorderTest, AClockThatBeginsAtItsFirstSecondHasNotGoneBack) {
+  const ManualClock clock(0);
+  Recorder recorder({}, clock);
+  recorder.record(slow(1));
+  EXPECT_EQ(recorder.clock_went_back(), 0);
+}
+
 TEST_F(RecorderTest, BeyondTheLimitAnEventIsRecordedAndItsFaultIsNotTracked) {
   Ledger ledger(dir_.file("ledger.db"), {}, kToday);
   const auto kept = on(ledger, {.most_reports = 2});

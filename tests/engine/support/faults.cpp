@@ -102,15 +102,25 @@ int open_file(sqlite3_vfs* /*vfs*/, const char* name, sqlite3_file* file, int fl
 
 }  // namespace
 
-// The other forms call these.
+// All forms but those with an alignment, which nothing here uses: the sanitizers have forms of their own, and they do
+// not allow that one form takes the memory and another gives it back.
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return next_fails() ? nullptr : std::malloc(size > 0 ? size : 1);
+}
 void* operator new(std::size_t size) {
-  void* const memory_of_it = next_fails() ? nullptr : std::malloc(size > 0 ? size : 1);
+  void* const memory_of_it = ::operator new(size, std::nothrow);
   if (memory_of_it == nullptr) throw std::bad_alloc();
   return memory_of_it;
 }
+void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept { return ::operator new(size, tag); }
+void* operator new[](std::size_t size) { return ::operator new(size); }
 
 void operator delete(void* freed) noexcept { std::free(freed); }
 void operator delete(void* freed, std::size_t /*size*/) noexcept { std::free(freed); }
+void operator delete(void* freed, const std::nothrow_t& /*tag*/) noexcept { std::free(freed); }
+void operator delete[](void* freed) noexcept { std::free(freed); }
+void operator delete[](void* freed, std::size_t /*size*/) noexcept { std::free(freed); }
+void operator delete[](void* freed, const std::nothrow_t& /*tag*/) noexcept { std::free(freed); }
 
 int program_main(int argc, char** argv);
 

@@ -42,7 +42,7 @@ std::optional<Alarms::Former> Alarms::supersede(const fe_fault_record& record, c
   const auto found = faults_.find(std::string_view(fault_dn(record.dn, record.clear_code)));
   if (found == faults_.end() || !take_back(found->second, step.reporter)) return std::nullopt;
   const ActiveFault& fault = found->second;
-  Former former{fault.alarm, fault.alarm_since, fault.severity, fault.reports.empty()};
+  Former former{fault.alarm, fault.alarm_since, fault.severity, fault.standing, fault.reports.empty()};
   if (former.goes_on) {
     // The alarm keeps its severity until the change that follows at once.
     end(found, ChangeKind::kSuperseded, former.severity, step.sequence, step.at, step.changes);
@@ -73,10 +73,17 @@ Outcome Alarms::raise(const fe_fault_record& record, const std::optional<Former>
   const bool goes_on = former && former->goes_on;
   fault.alarm = goes_on ? former->alarm : fault.fault;
   fault.alarm_since = goes_on ? former->since : step.at;
+  if (goes_on) fault.standing = former->standing;
   report(fault, step);
   Change& change = add(fault, ChangeKind::kRaised, step.sequence, step.at, step.changes);
   change.before = goes_on ? former->severity : Severity::kCleared;
   change.other = former && !goes_on ? former->alarm : 0;
+  fault.standing.was_told = fault.standing.was_told || !change.is_quiet;
+  const bool is_worse = fault.severity > change.before;
+  if (goes_on && is_worse && fault.standing.acknowledged != 0 && renews_acknowledgements_) {
+    fault.standing.acknowledged = 0;
+    add(fault, ChangeKind::kUnacknowledged, step.sequence, step.at, step.changes);
+  }
   ++counts_.raised;
   faults_.emplace(fault.fault_dn, std::move(fault));
   return Outcome::kRaised;
@@ -96,10 +103,13 @@ Outcome Alarms::refresh(ActiveFault& fault, const std::optional<Former>& former,
     merged.after = Severity::kCleared;
     merged.other = std::min(former->alarm, fault.alarm);
     if (other_is_older) {
+      merged.is_quiet = !fault.standing.was_told;
       fault.alarm = former->alarm;
       fault.alarm_since = former->since;
+      fault.standing = former->standing;
       before = former->severity;
     } else {
+      merged.is_quiet = !former->standing.was_told;
       merged.alarm = former->alarm;
       merged.before = former->severity;
     }
@@ -148,8 +158,139 @@ void Alarms::withdraw(std::string_view fault_dn, Sequence sequence, Moment at, s
 
 void Alarms::end(Faults::iterator fault, ChangeKind kind, Severity after, Sequence sequence, Moment at,
                  std::vector<Change>& changes) {
-  add(fault->second, kind, sequence, at, changes).after = after;
+  Change& change = add(fault->second, kind, sequence, at, changes);
+  change.after = after;
+  // Who was told that it began is told that it is over.
+  if (kind != ChangeKind::kSuperseded) change.is_quiet = !fault->second.standing.was_told;
   faults_.erase(fault);
+}
+
+void Alarms::act(const OperatorAction& action, Sequence sequence, Moment at, std::vector<Change>& changes) {
+  if (is_about_object(action.kind)) {
+    act_on_object(action, sequence, at, changes);
+    return;
+  }
+  const auto kind = change_of(action.kind);
+  if (!kind) return;
+  for (ActiveFault* const fault : alarms_of(action)) {
+    AlarmStanding& standing = fault->standing;
+    const ChangeNumber number = last_change_ + 1;
+    switch (action.kind) {
+      case ActionKind::kAcknowledge:
+        standing.acknowledged = number;
+        break;
+      case ActionKind::kUnacknowledge:
+        standing.acknowledged = standing.closed = 0;
+        break;
+      case ActionKind::kClose:
+        standing.closed = number;
+        break;
+      case ActionKind::kShelve:
+        standing.shelved = number;
+        standing.shelved_until = action.until;
+        standing.shelved_until_age = action.until_age;
+        break;
+      case ActionKind::kUnshelve:
+        standing.shelved = 0;
+        standing.shelved_until = standing.shelved_until_age = 0;
+        standing.was_unshelved = true;
+        break;
+      default:
+        break;
+    }
+    Change& change = add(*fault, *kind, sequence, at, changes);
+    // Who was told that the alarm began is told that it is silenced.
+    if (action.kind == ActionKind::kShelve) change.is_quiet = !standing.was_told;
+    standing.was_told = standing.was_told || !change.is_quiet;
+  }
+  look_for_next_end();
+}
+
+// The active faults of the alarms that the action is about, when it is possible for all of them.
+std::vector<ActiveFault*> Alarms::alarms_of(const OperatorAction& action) {
+  std::unordered_map<ChangeNumber, ActiveFault*> by_alarm;
+  by_alarm.reserve(faults_.size());
+  for (auto& [dn, fault] : faults_) by_alarm.emplace(fault.alarm, &fault);
+  std::vector<ActiveFault*> found;
+  found.reserve(action.alarms.size());
+  for (const ChangeNumber number : action.alarms) {
+    const auto alarm = by_alarm.find(number);
+    const std::string name = "Alarm " + std::to_string(number);
+    if (alarm == by_alarm.end()) throw ActionRefused(name + " is not active: it is over, or there never was one");
+    const AlarmStanding& standing = alarm->second->standing;
+    if (action.kind == ActionKind::kUnacknowledge && standing.acknowledged == 0 && standing.closed == 0) {
+      throw ActionRefused(name + " is neither acknowledged nor closed");
+    }
+    if (action.kind == ActionKind::kUnshelve && standing.shelved == 0) throw ActionRefused(name + " is not shelved");
+    found.push_back(alarm->second);
+  }
+  return found;
+}
+
+void Alarms::act_on_object(const OperatorAction& action, Sequence sequence, Moment at, std::vector<Change>& changes) {
+  const bool begins = action.kind == ActionKind::kMaintain;
+  const auto known = maintenance_.find(action.dn);
+  if (!begins && known == maintenance_.end()) throw ActionRefused("The object is not out of service: " + action.dn);
+  if (begins && known == maintenance_.end() && maintenance_.size() >= kMostMaintenance) {
+    throw ActionRefused(std::to_string(kMostMaintenance) +
+                        " objects are out of service, which is the limit; end the maintenance of one");
+  }
+  std::vector<ActiveFault*> below;
+  for (auto& [dn, fault] : faults_) {
+    if (is_under(dn, action.dn) && is_out_of_service(dn) != begins) below.push_back(&fault);
+  }
+  if (begins) {
+    maintenance_[action.dn] = {
+        .dn = action.dn, .since = sequence, .since_at = at, .until = action.until, .until_age = action.until_age};
+  } else {
+    maintenance_.erase(known);
+    std::erase_if(below, [this](const ActiveFault* fault) { return is_out_of_service(fault->fault_dn); });
+  }
+  std::ranges::sort(below, {}, &ActiveFault::alarm);
+  const ChangeKind kind = begins ? ChangeKind::kOutOfService : ChangeKind::kBackInService;
+  for (ActiveFault* const fault : below) {
+    Change& change = add(*fault, kind, sequence, at, changes);
+    if (begins) change.is_quiet = !fault->standing.was_told;
+    fault->standing.was_told = fault->standing.was_told || !change.is_quiet;
+  }
+  changes.push_back({.number = ++last_change_, .sequence = sequence, .kind = kind, .at = at, .fault_dn = action.dn});
+  look_for_next_end();
+}
+
+void Alarms::look_for_next_end() {
+  next_end_.reset();
+  const auto consider = [this](std::int64_t age) { next_end_ = std::min(next_end_.value_or(age), age); };
+  for (const auto& [dn, fault] : faults_) {
+    if (fault.standing.shelved != 0) consider(fault.standing.shelved_until_age);
+  }
+  for (const auto& [dn, maintenance] : maintenance_) consider(maintenance.until_age);
+}
+
+std::vector<OperatorAction> Alarms::over(std::int64_t age) {
+  std::vector<OperatorAction> actions;
+  OperatorAction unshelve{.kind = ActionKind::kUnshelve};
+  for (const auto& [dn, fault] : faults_) {
+    if (fault.standing.shelved != 0 && fault.standing.shelved_until_age <= age) unshelve.alarms.push_back(fault.alarm);
+  }
+  std::ranges::sort(unshelve.alarms);
+  if (!unshelve.alarms.empty()) actions.push_back(std::move(unshelve));
+  for (const auto& [dn, maintenance] : maintenance_) {
+    if (maintenance.until_age <= age) actions.push_back({.kind = ActionKind::kEndMaintenance, .dn = dn});
+  }
+  if (actions.empty()) look_for_next_end();  // the alarm that was shelved is over
+  return actions;
+}
+
+bool Alarms::is_out_of_service(std::string_view dn) const { return is_under_one_of(dn, maintenance_); }
+
+bool Alarms::is_silenced(const ActiveFault& fault) const {
+  return fault.standing.shelved != 0 || is_out_of_service(fault.fault_dn);
+}
+
+void Alarms::restore(Maintenance maintenance) {
+  std::string dn = maintenance.dn;
+  maintenance_.insert_or_assign(std::move(dn), std::move(maintenance));
+  look_for_next_end();
 }
 
 Change& Alarms::add(const ActiveFault& fault, ChangeKind kind, Sequence sequence, Moment at,
@@ -165,12 +306,16 @@ Change& Alarms::add(const ActiveFault& fault, ChangeKind kind, Sequence sequence
                                      .after = fault.severity,
                                      .other = 0,
                                      .shown = fault.shown,
-                                     .reporters = static_cast<std::uint32_t>(fault.reports.size())});
+                                     .reporters = static_cast<std::uint32_t>(fault.reports.size()),
+                                     .is_quiet = is_silenced(fault)});
 }
 
 void Alarms::restore(ActiveFault fault) {
   reports_ += fault.reports.size();
   ++counts_.raised;
+  if (fault.standing.shelved != 0) {
+    next_end_ = std::min(next_end_.value_or(fault.standing.shelved_until_age), fault.standing.shelved_until_age);
+  }
   std::string fault_dn = fault.fault_dn;
   faults_.insert_or_assign(std::move(fault_dn), std::move(fault));
 }

@@ -11,13 +11,16 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
 #include "model/change.h"
+#include "model/operator_action.h"
 #include "model/reporter.h"
 
 namespace polaiga::engine {
@@ -46,6 +49,12 @@ struct ActiveFault {
   Sequence shown = 0;           // the latest of the records that are still in force
   std::uint64_t count = 0;      // records that raised or refreshed it
   std::vector<Report> reports;  // in the order in which they began
+  AlarmStanding standing = {};  // of its alarm
+};
+
+// Says why an action of an operator is not possible. Then nothing of it was done.
+struct ActionRefused : std::runtime_error {
+  using std::runtime_error::runtime_error;
 };
 
 // How many changes there were of each kind, and how many records changed nothing.
@@ -65,6 +74,7 @@ struct AlarmCounts {
 class Alarms {
  public:
   static constexpr std::size_t kMostReports = 20'000;
+  static constexpr std::size_t kMostMaintenance = 1'000;  // objects that are out of service at once
 
   // `most_reports` limits the memory: an active fault counts once for each of its
   // reporters. Changes are numbered from the one after `last_change`.
@@ -78,6 +88,26 @@ class Alarms {
   // Ends a fault with all its reporters, if it is active, because the library told
   // its host during input `sequence` that it is over.
   void withdraw(std::string_view fault_dn, Sequence sequence, Moment at, std::vector<Change>& changes);
+
+  // From now on a severity that gets worse takes an acknowledgement back.
+  void renew_acknowledgements() { renews_acknowledgements_ = true; }
+
+  // Carries an action out for all its alarms, or for none. Throws ActionRefused.
+  void act(const OperatorAction& action, Sequence sequence, Moment at, std::vector<Change>& changes);
+
+  // When the next shelf or maintenance is over, as an age of the ledger; nothing: there is none.
+  std::optional<std::int64_t> next_end() const { return next_end_; }
+
+  // The actions that end the shelves and the maintenance that are over at this age.
+  std::vector<OperatorAction> over(std::int64_t age);
+
+  // Objects that are out of service, by DN.
+  const std::map<std::string, Maintenance, std::less<>>& maintenance() const { return maintenance_; }
+  // Whether the object or fault with this DN is, because it or one above it is.
+  bool is_out_of_service(std::string_view dn) const;
+
+  // Takes up maintenance that an earlier run left.
+  void restore(Maintenance maintenance);
 
   // Takes up a fault that an earlier run left active. It counts as raised. Faults
   // come in the order in which they were raised. The limit does not hold for them.
@@ -114,6 +144,7 @@ class Alarms {
     ChangeNumber alarm = 0;
     Moment since = 0;
     Severity severity = Severity::kCleared;
+    AlarmStanding standing = {};
     bool goes_on = false;  // else others still report the fault, and the alarm is only related
   };
 
@@ -125,6 +156,10 @@ class Alarms {
   bool take_back(ActiveFault& fault, const Reporter& reporter);
   void end(Faults::iterator fault, ChangeKind kind, Severity after, Sequence sequence, Moment at,
            std::vector<Change>& changes);
+  std::vector<ActiveFault*> alarms_of(const OperatorAction& action);
+  void act_on_object(const OperatorAction& action, Sequence sequence, Moment at, std::vector<Change>& changes);
+  void look_for_next_end();
+  bool is_silenced(const ActiveFault& fault) const;
   Change& add(const ActiveFault& fault, ChangeKind kind, Sequence sequence, Moment at, std::vector<Change>& changes);
 
   std::size_t most_reports_;
@@ -132,6 +167,9 @@ class Alarms {
   Faults faults_;  // by fault DN
   std::size_t reports_ = 0;
   AlarmCounts counts_;
+  std::map<std::string, Maintenance, std::less<>> maintenance_;
+  std::optional<std::int64_t> next_end_;
+  bool renews_acknowledgements_ = false;
 };
 
 }  // namespace polaiga::engine

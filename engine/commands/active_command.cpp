@@ -21,20 +21,9 @@ struct ActiveOptions {
   std::string ledger;
   bool json = false;
   Colour colour = Colour::kAuto;
-  Selection selection;
-  std::optional<Moment> older_than;  // seconds
-  std::optional<Moment> newer_than;
+  AlarmSelection selection;
   std::optional<Moment> at;
 };
-
-void add_age_option(CLI::App& app, const std::string& name, std::optional<Moment>& age, const std::string& help) {
-  static constexpr Unit kUnits[] = {{"s", 1}, {"m", 60}, {"h", 3'600}, {"d", 86'400}};
-  add_value_option(app, {name, "AGE", help}, {"a whole number with s, m, h or d", "2h"},
-                   [&age](const std::string& text) {
-                     age = parse_quantity(text, kUnits);
-                     return age && *age <= kLastMoment;
-                   });
-}
 
 void add_at_option(CLI::App& app, std::optional<Moment>& at) {
   add_value_option(app, {"--at", "TIME", "List what was active at this time: RFC 3339, or seconds since 1970"},
@@ -45,40 +34,89 @@ void add_at_option(CLI::App& app, std::optional<Moment>& at) {
                    });
 }
 
-Selection selection_of(const ActiveOptions& options) {
-  Selection selection = options.selection;
-  const Moment now = options.at.value_or(std::time(nullptr));
-  if (options.older_than) selection.raised_by = now - *options.older_than;
-  if (options.newer_than) selection.raised_after = now - *options.newer_than;
-  return selection;
+// Those that are silenced are counted beside the list that leaves them out.
+struct Silenced {
+  std::size_t shelved = 0;
+  std::size_t out_of_service = 0;
+};
+
+Silenced silenced_among(const std::vector<ActiveRow>& active) {
+  Silenced silenced;
+  for (const ActiveRow& row : active) {
+    if (row.standing.shelved != 0) {
+      ++silenced.shelved;
+    } else if (row.is_out_of_service) {
+      ++silenced.out_of_service;
+    }
+  }
+  return silenced;
 }
 
-std::string as_text(const std::vector<ActiveRow>& active, bool coloured, Room room) {
-  if (active.empty()) return "No faults are active.\n";
-  Rows rows{{"SINCE", "SEVERITY", "CODE", "REPORTERS", "OBJECT", "DESCRIPTION"}};
-  for (const auto& [fault, alarm_since, stored] : active) {
-    const fe_fault_record& record = stored.record;
+std::string silenced_text(const Silenced& silenced) {
+  std::string text;
+  if (silenced.shelved > 0) text = std::to_string(silenced.shelved) + " shelved";
+  if (silenced.out_of_service > 0) {
+    text += (text.empty() ? "" : ", ") + std::to_string(silenced.out_of_service) + " out of service";
+  }
+  return text.empty() ? "" : "Silenced: " + text + ". --shelved lists them.\n";
+}
+
+// What operators have made of the alarm, by whom and how long ago.
+std::string state_text(const ActiveRow& row, Moment now) {
+  const OperatorState state = row.standing.state();
+  if (row.is_out_of_service && state != OperatorState::kShelved) return "out of service";
+  if (state == OperatorState::kNone) return "";
+  std::string text(operator_state_word(state));
+  if (!row.state_by) return text;
+  if (state == OperatorState::kShelved) return text + " until " + format_moment(row.standing.shelved_until);
+  if (const auto& action = row.state_by->action; action && !action->person.empty()) {
+    text += " by " + printable(action->on_behalf_of.value_or(action->person));
+  }
+  return text + ", " + duration_text(now - row.state_by->at) + " ago";
+}
+
+std::string as_text(const std::vector<ActiveRow>& active, Moment now, bool coloured, Room room) {
+  if (active.empty()) return "";
+  const auto has_state = [now](const ActiveRow& row) { return !state_text(row, now).empty(); };
+  const bool with_state = std::ranges::any_of(active, has_state);
+  Rows rows{{"SINCE", "SEVERITY", "CODE", "REPORTERS", "OBJECT"}};
+  if (with_state) rows.front().emplace_back("STATE");
+  rows.front().emplace_back("DESCRIPTION");
+  for (const ActiveRow& row : active) {
+    const StoredFault& fault = row.fault;
+    const fe_fault_record& record = row.shown.record;
     rows.push_back({format_moment(fault.since), shown(fault.severity, coloured),
-                    printable(field_text(record.code_text)), std::to_string(fault.reporters), printable(fault.dn),
-                    shown_description(field_text(record.descr))});
+                    printable(field_text(record.code_text)), std::to_string(fault.reporters), printable(fault.dn)});
+    if (with_state) rows.back().push_back(state_text(row, now));
+    rows.back().push_back(shown_description(field_text(record.descr)));
   }
   constexpr std::size_t kReporters = 3;
   constexpr std::size_t kObject = 4;
-  constexpr std::size_t kDescription = 5;
-  return aligned(
-      rows, {.room = room,
-             .giving_way = {
-                 {kDescription, 12}, {kObject, 24, true}, {kReporters, 0}, {kObject, 12, true}, {kDescription, 4}}});
+  constexpr std::size_t kState = 5;
+  const std::size_t description = rows.front().size() - 1;
+  std::vector<GivingWay> giving_way{{description, 12}, {kObject, 24, true}, {kReporters, 0}};
+  if (with_state) giving_way.push_back({kState, 12});
+  giving_way.insert(giving_way.end(), {{kObject, 12, true}, {description, 4}});
+  return aligned(rows, {.room = room, .giving_way = giving_way});
 }
 
 Status active(const ActiveOptions& options, StandardOutput& output) {
   LedgerReader reader(options.ledger);
-  const auto found = reader.active(selection_of(options), options.at);
+  const Moment now = options.at.value_or(std::time(nullptr));
+  auto found = reader.active(options.selection.at(now), options.at);
+  Silenced silenced = silenced_among(found);
+  std::erase_if(found, [&options](const ActiveRow& row) { return !options.selection.has(row); });
+  const Silenced listed = silenced_among(found);
+  silenced.shelved -= listed.shelved;
+  silenced.out_of_service -= listed.out_of_service;
   if (options.json) {
     const std::string ledger_id = reader.ledger_id();
     for (const ActiveRow& row : found) output.write(active_row_form(row, ledger_id).line());
   } else {
-    output.write(as_text(found, wants_colour(options.colour, output), output.width()));
+    output.write(as_text(found, now, wants_colour(options.colour, output), output.width()));
+    const std::string left_out = silenced_text(silenced);
+    if (found.empty()) output.write(left_out.empty() ? "No faults are active.\n" : "No other faults are active.\n");
+    output.write(left_out);
   }
   output.flush();
   return tell_left_out(reader) ? kDamaged : kDone;
@@ -92,7 +130,9 @@ Command active_command(CLI::App& program) {
   app->footer(
       "Example:\n  polaiga active --severity major --older-than 2h\n\n"
       "REPORTERS is how many sensors report the fault. Each of them must take its report\n"
-      "back before the fault is cleared.\n\n"
+      "back before the fault is cleared. STATE is what operators have made of the alarm.\n\n"
+      "Alarms that are shelved, or of objects that are out of service, are not listed, but\n"
+      "counted; --shelved lists them alone, and --all lists them, too.\n\n"
       "AGE is a number with a unit: s, m, h or d. A fault's age is counted from now, or\n"
       "from the TIME of --at, back to when the fault was raised. A fault of exactly AGE\n"
       "counts as older.\n\n"
@@ -100,10 +140,7 @@ Command active_command(CLI::App& program) {
       "cannot be read.");
   add_ledger_option(*app, options->ledger);
   add_switch(*app, "--json", "Print JSON Lines, one fault a line", options->json);
-  add_selection_options(*app, options->selection);
-  add_entity_option(*app, options->selection);
-  add_age_option(*app, "--older-than", options->older_than, "Only faults raised at least this long ago");
-  add_age_option(*app, "--newer-than", options->newer_than, "Only faults raised less than this long ago");
+  add_alarm_selection_options(*app, options->selection);
   add_at_option(*app, options->at);
   add_colour_option(*app, options->colour);
   return {app, [options](StandardOutput& output) { return active(*options, output); }};

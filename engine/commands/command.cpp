@@ -9,6 +9,9 @@
 #include "commands/diff_command.h"
 #include "commands/explain_command.h"
 #include "commands/history_command.h"
+#include "commands/maintain_command.h"
+#include "commands/missed_command.h"
+#include "commands/operator_commands.h"
 #include "commands/options.h"
 #include "commands/replay_command.h"
 #include "commands/run_command.h"
@@ -62,11 +65,16 @@ bool tell_left_out(const LedgerReader& reader) {
 }
 
 std::vector<Command> add_commands(CLI::App& program) {
-  return {
-      replay_command(program),  run_command(program),    active_command(program), history_command(program),
-      explain_command(program), tail_command(program),   verify_command(program), catalog_command(program),
-      diff_command(program),    worker_command(program),
-  };
+  std::vector<Command> commands{replay_command(program),  run_command(program),     active_command(program),
+                                history_command(program), explain_command(program), tail_command(program),
+                                missed_command(program)};
+  std::ranges::move(operator_commands(program), std::back_inserter(commands));
+  for (Command& command :
+       std::vector<Command>{maintain_command(program), maintenance_command(program), verify_command(program),
+                            catalog_command(program), diff_command(program), worker_command(program)}) {
+    commands.push_back(std::move(command));
+  }
+  return commands;
 }
 
 }  // namespace polaiga::engine

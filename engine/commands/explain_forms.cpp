@@ -80,8 +80,23 @@ std::string alarm_text(const StoredAlarm& alarm, std::string_view ledger_id, Roo
       .add("severity", std::string(severity_word(alarm.severity)))
       .add("worst", std::string(severity_word(alarm.worst)))
       .add("state", alarm_state(alarm, ledger_id));
+  if (alarm.standing.state() != OperatorState::kNone) {
+    block.add("operators", std::string(operator_state_word(alarm.standing.state())));
+  }
+  if (alarm.is_out_of_service) block.add("object", "out of service");
   if (alarm.related != 0) block.add("related to", alarm_id(ledger_id, alarm.related));
   return block.text() + steps_text(alarm, room);
+}
+
+std::string actions_text(const std::vector<AlarmAction>& actions, Room room) {
+  if (actions.empty()) return "";
+  Rows rows;
+  for (const AlarmAction& action : actions) {
+    rows.push_back({"", std::to_string(action.number), format_moment(action.at), change_text(action),
+                    person_text(action.action ? &*action.action : nullptr)});
+  }
+  constexpr std::size_t kPerson = 4;
+  return "\nWhat operators did\n" + aligned(rows, {.room = room, .giving_way = {{kPerson, 12}}});
 }
 
 std::string changes_text(const Explanation& found, Room room) {
@@ -212,6 +227,7 @@ std::string explain_as_text(const Explanation& found, const std::optional<Rule>&
   std::string text = printable(found.fault.fault_dn) + "\n" + state_text(found) + "\n";
   text += alarm_text(found.alarm, ledger_id, room);
   text += changes_text(found, room);
+  text += actions_text(found.alarm.actions, room);
   text += reports_text(found.reports);
   text += event_text(found.raise.event);
   text += record_text(found.raise);

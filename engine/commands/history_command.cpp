@@ -9,6 +9,7 @@
 #include "base/printable.h"
 #include "commands/options.h"
 #include "ledger/reader.h"
+#include "report/change_text.h"
 #include "report/json_forms.h"
 #include "report/shown.h"
 #include "report/steps.h"
@@ -72,6 +73,10 @@ std::string as_text(const std::vector<StoredAlarm>& alarms, Room room) {
       add_times(line, step.since, ended_at(step), now);
       line.insert(line.end(), {std::string(severity_word(step.severity)), std::to_string(step.count),
                                step_ending_text(alarm, step)});
+    }
+    for (const AlarmAction& action : alarm.actions) {
+      rows.push_back({std::string(kGap) + change_text(action), format_moment(action.at), "", "", "", "",
+                      person_text(action.action ? &*action.action : nullptr)});
     }
   }
   constexpr std::size_t kName = 0;

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
+#include "base/accounts.h"
 #include "base/clock.h"
 #include "commands/options.h"
 #include "daemon/run.h"
@@ -71,19 +72,34 @@ void add_retention_options(CLI::App& command, Retention& retention) {
 
 Command run_command(CLI::App& program) {
   const auto options = std::make_shared<RunOptions>();
-  CLI::App* const app = program.add_subcommand("run", "Stay, take events, and keep alarms through restarts");
+  CLI::App* const app =
+      program.add_subcommand("run", "Run the engine: take events as they come, and keep alarms through restarts");
   app->footer(
       "The engine takes events as JSON Lines at the socket and on standard input. It answers each line\n"
       "with {\"seq\":N} once the event is durable, or with {\"error\":\"WHAT\"}.\n"
       "SIGTERM makes it take what has been sent and stop. SIGHUP makes it load the tables again.\n\n"
       "Example:\n  polaiga run --ledger ledger.db --socket events.sock --control control.sock\n\n"
-      "Exit status: 0 when the engine was stopped or the input ended; 1 when lines of standard input were no\n"
+      "Exit status: 0 when the engine was stopped or the input ended; 1 when lines of standard input were not\n"
       "events and there is no socket; 2 when the engine failed.");
   add_ledger_option(*app, options->ledger);
   add_name_option(*app, {"--socket", "PATH", "Path of the Unix stream socket that takes events"}, "events.sock",
                   options->socket);
   add_name_option(*app, {"--control", "PATH", "Path of the Unix stream socket that takes requests"}, "control.sock",
                   options->control);
+  add_value_option(*app, {"--control-group", "NAME", "Group whose members may connect to the control socket, too"},
+                   {"the name or the number of a group of this machine", "polaiga-operators"},
+                   [options](const std::string& name) {
+                     options->control_group = find_group(name);
+                     return options->control_group.has_value();
+                   });
+  add_value_option(*app, {"--gateway", "USER", "User who may act on behalf of others at the control socket"},
+                   {"the name or the number of a user of this machine", "polaiga-web"},
+                   [options](const std::string& name) {
+                     options->gateway = find_user(name);
+                     return options->gateway.has_value();
+                   });
+  add_switch(*app, "--renew-acknowledgements", "An alarm that gets worse is to be acknowledged again",
+             options->renew_acknowledgements);
   add_platform_option(*app, options->platform);
   add_tables_option(*app, options->tables);
   add_number_option(*app,

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "commands/option_values.h"
 #include "commands/options.h"
 
 namespace polaiga::engine {
@@ -45,6 +46,58 @@ void add_selection_options(CLI::App& command, Selection& selection) {
 void add_entity_option(CLI::App& command, Selection& selection) {
   add_choice_option(command, {"--entity", "NAME", "Only faults that events of this entity raised"}, entity_words(),
                     [&selection](const std::string& name) { selection.entity = find_entity(name); });
+}
+
+std::optional<Moment> parse_age(const std::string& text) {
+  static constexpr Unit kUnits[] = {{"s", 1}, {"m", 60}, {"h", 3'600}, {"d", 86'400}};
+  const auto age = parse_quantity(text, kUnits);
+  return age && *age <= kLastMoment ? age : std::nullopt;
+}
+
+bool AlarmSelection::is_given() const {
+  return !selection.under.empty() || selection.least != Severity::kCleared || selection.entity != nullptr ||
+         older_than || newer_than || state || unacknowledged || silenced || all;
+}
+
+Selection AlarmSelection::at(Moment now) const {
+  Selection found = selection;
+  if (older_than) found.raised_by = now - *older_than;
+  if (newer_than) found.raised_after = now - *newer_than;
+  return found;
+}
+
+bool AlarmSelection::has(const ActiveRow& row) const {
+  if (state && row.standing.state() != *state) return false;
+  if (unacknowledged && (row.standing.acknowledged != 0 || row.standing.closed != 0)) return false;
+  if (silenced) return row.is_silenced();
+  return all || (state && *state == OperatorState::kShelved) || !row.is_silenced();
+}
+
+void add_alarm_selection_options(CLI::App& command, AlarmSelection& selection) {
+  add_selection_options(command, selection.selection);
+  add_entity_option(command, selection.selection);
+  const auto add_age = [&command](const std::string& name, std::optional<Moment>& age, const std::string& help) {
+    add_value_option(command, {name, "AGE", help}, {"a whole number with s, m, h or d", "2h"},
+                     [&age](const std::string& text) {
+                       age = parse_age(text);
+                       return age.has_value();
+                     });
+  };
+  add_age("--older-than", selection.older_than, "Only faults raised at least this long ago");
+  add_age("--newer-than", selection.newer_than, "Only faults raised less than this long ago");
+  std::vector<std::string> states;
+  for (int state = 0; state <= static_cast<int>(OperatorState::kUnshelved); ++state) {
+    states.emplace_back(operator_state_word(static_cast<OperatorState>(state)));
+  }
+  add_choice_option(
+      command,
+      {"--state", "WORD", "Only alarms in this operator state: none, acknowledged, closed, shelved or unshelved"},
+      states, [&selection](const std::string& word) { selection.state = find_operator_state(word); });
+  add_switch(command, "--unacknowledged", "Only alarms that nobody has acknowledged or closed",
+             selection.unacknowledged);
+  add_switch(command, "--shelved", "Only alarms that are silenced: shelved, or of objects out of service",
+             selection.silenced);
+  add_switch(command, "--all", "Alarms that are silenced, too", selection.all);
 }
 
 }  // namespace polaiga::engine

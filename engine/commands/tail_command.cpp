@@ -73,15 +73,21 @@ std::string change_line(const StoredChange& stored, bool coloured, Room room) {
   std::string line(kNumberWidth - std::min(kNumberWidth, number.size()), ' ');
   line.append(number).append(kGap).append(format_moment(change.at)).append(kGap);
   // A merged alarm is over, but what is wrong goes on.
-  add_shown(line, change.kind == ChangeKind::kMerged ? change.before : change.after, coloured);
+  if (change.alarm == 0) {  // the change of an object has no severity
+    add_padded(line, "", severity_word(Severity::kIndeterminate).size());
+  } else {
+    add_shown(line, change.kind == ChangeKind::kMerged ? change.before : change.after, coloured);
+  }
   line += kGap;
   add_padded(line, printable(code), kCodeWidth);
   line += kGap;
-  const bool described = stored.record && describes(*stored.record, change);
+  const bool described = !is_of_operators(change.kind) && stored.record && describes(*stored.record, change);
   add_fitted(line,
              {.object = printable(dn),
               .description = described ? shown_description(field_text(stored.record->record.descr)) : "",
-              .remark = change_text(change)},
+              .remark = is_of_operators(change.kind)
+                            ? change_text(change) + " " + person_text(stored.action ? &*stored.action : nullptr)
+                            : change_text(change)},
              room);
   return line;
 }

@@ -27,7 +27,9 @@ Recorder::Recorder(const Options& options, const Clock& clock, Ledger* ledger)
       filters_(options.platform, options.log),
       alarms_(options.most_reports, ledger != nullptr ? ledger->last_change() : 0),
       arrivals_(clock, last_arrival(ledger)),
-      last_sequence_(ledger != nullptr ? ledger->last_sequence() : 0) {}
+      last_sequence_(ledger != nullptr ? ledger->last_sequence() : 0) {
+  if (options.renew_acknowledgements) alarms_.renew_acknowledgements();
+}
 
 Recorder::Recorder(const Options& options, const Clock& clock)
     : Recorder(options, clock, static_cast<Ledger*>(nullptr)) {}
@@ -63,6 +65,7 @@ void Recorder::rebuild(const Restored& restored) {
   }
   filter_state_.take_changes();  // the ledger has them
   for (const ActiveFault& fault : restored.faults) alarms_.restore(fault);
+  for (const Maintenance& maintenance : restored.maintenance) alarms_.restore(maintenance);
 }
 
 void Recorder::use_tables(const HostTables& tables, const std::string& directory) {
@@ -70,21 +73,35 @@ void Recorder::use_tables(const HostTables& tables, const std::string& directory
   if (ledger_ != nullptr) ledger_->use(tables, library_build());
 }
 
-std::optional<Sequence> Recorder::find(const SensorEvent& event) const {
-  if (!event.id || ledger_ == nullptr) return std::nullopt;
-  if (const auto found = ids_.find(*event.id); found != ids_.end()) return found->second;
-  return ledger_->find(*event.id);
+std::optional<Sequence> Recorder::find(const std::optional<std::string>& id) const {
+  if (!id || ledger_ == nullptr) return std::nullopt;
+  if (const auto found = ids_.find(*id); found != ids_.end()) return found->second;
+  return ledger_->find(*id);
 }
 
-Receipt Recorder::record(SensorEvent&& event) {
-  if (const auto known = find(event)) return {*known, true, nullptr};
+RecordedInput Recorder::new_input(const Arrival& arrival) const {
   RecordedInput input;
-  const Arrival arrival = arrivals_.now();
-  went_back_ = std::max<std::int64_t>(0, std::exchange(last_received_, arrival.received) - arrival.received);
-  input.sequence = ++last_sequence_;
+  input.sequence = last_sequence_ + 1;
   input.received = arrival.received;
   input.arrived = arrival.arrived;
   input.age = arrival.age;
+  input.at = arrival.arrived;
+  return input;
+}
+
+Receipt Recorder::take(RecordedInput&& input) {
+  last_sequence_ = input.sequence;
+  const auto& id = input.action ? input.action->id : input.event.id;
+  if (id && ledger_ != nullptr) ids_.emplace(*id, input.sequence);
+  batch_.inputs.push_back(std::move(input));
+  return {batch_.inputs.back().sequence, false, &batch_.inputs.back()};
+}
+
+Receipt Recorder::record(SensorEvent&& event) {
+  if (const auto known = find(event.id)) return {*known, true, nullptr};
+  const Arrival arrival = arrivals_.now();
+  went_back_ = std::max<std::int64_t>(0, std::exchange(last_received_, arrival.received) - arrival.received);
+  RecordedInput input = new_input(arrival);
   input.at = moment_of(event, arrival.arrived);
   const Filtered filtered = filters_.run(event);
   if (ledger_ != nullptr) filter_state_.note(input.sequence, event, filtered.record);
@@ -96,10 +113,39 @@ Receipt Recorder::record(SensorEvent&& event) {
   if (input.reported) {
     input.outcome = alarms_.apply(input.record, reporter_of(event), input.sequence, input.at, input.changes);
   }
-  if (event.id && ledger_ != nullptr) ids_.emplace(*event.id, input.sequence);
   input.event = std::move(event);
-  batch_.inputs.push_back(std::move(input));
-  return {batch_.inputs.back().sequence, false, &batch_.inputs.back()};
+  return take(std::move(input));
+}
+
+Receipt Recorder::act(OperatorAction&& action) {
+  if (const auto known = find(action.id)) return {*known, true, nullptr};
+  const Arrival arrival = arrivals_.now();
+  if (action.kind == ActionKind::kShelve || action.kind == ActionKind::kMaintain) {
+    if (action.lasts == 0) action.lasts = action.until - arrival.arrived;
+    if (action.lasts <= 0)
+      throw ActionRefused("The end is in the past; it is " + format_moment(arrival.arrived) + " now");
+    if (action.lasts > kMostSilence) throw ActionRefused("The end is more than 30 days ahead");
+    action.until = std::min(arrival.arrived + action.lasts, kLastMoment);
+    action.until_age = arrival.age + action.lasts + 1;  // ages are cut to seconds, and it must not end before its time
+  }
+  RecordedInput input = new_input(arrival);
+  alarms_.act(action, input.sequence, input.at, input.changes);
+  input.action = std::move(action);
+  return take(std::move(input));
+}
+
+bool Recorder::end_what_is_over() {
+  if (!alarms_.next_end()) return false;
+  const Arrival arrival = arrivals_.now();
+  if (*alarms_.next_end() > arrival.age) return false;
+  std::vector<OperatorAction> actions = alarms_.over(arrival.age);
+  for (OperatorAction& action : actions) act(std::move(action));
+  return !actions.empty();
+}
+
+std::optional<std::int64_t> Recorder::until_next_end() {
+  if (!alarms_.next_end()) return std::nullopt;
+  return std::max<std::int64_t>(0, *alarms_.next_end() - arrivals_.now().age);
 }
 
 void Recorder::commit() {

@@ -36,6 +36,7 @@ class Recorder {
     Log log = Log::kOff;
     std::size_t most_reports = Alarms::kMostReports;  // see Alarms
     std::size_t most_in_batch = 4096;
+    bool renew_acknowledgements = false;  // an alarm that gets worse is to be acknowledged again
   };
 
   // Without a ledger: numbers begin at 1, nothing is kept.
@@ -56,6 +57,17 @@ class Recorder {
   // the library may remember an event that is in no batch, and nothing more may be
   // committed: the ledger has what a new recorder needs to go on.
   Receipt record(SensorEvent&& event);
+
+  // Takes an action of an operator. Throws ActionRefused with the reason; then nothing of it was done. Otherwise as
+  // record().
+  Receipt act(OperatorAction&& action);
+
+  // Ends the shelves and the maintenance whose time is over, each as an input of the engine's own. Answers whether
+  // there were any.
+  bool end_what_is_over();
+
+  // In how many seconds there is something for end_what_is_over() to do; nothing: there is nothing to wait for.
+  std::optional<std::int64_t> until_next_end();
 
   // Whether there is something to commit, and whether the batch takes no more.
   bool has_batch() const { return !batch_.inputs.empty(); }
@@ -80,7 +92,9 @@ class Recorder {
   Recorder(const Options& options, const Clock& clock, Ledger* ledger);
 
   void rebuild(const Restored& restored);
-  std::optional<Sequence> find(const SensorEvent& event) const;
+  std::optional<Sequence> find(const std::optional<std::string>& id) const;
+  RecordedInput new_input(const Arrival& arrival) const;
+  Receipt take(RecordedInput&& input);
 
   Ledger* ledger_;  // null: none
   std::size_t most_in_batch_;

@@ -34,6 +34,17 @@ std::string acknowledgement(const Receipt& receipt) {
   return text + "}\n";
 }
 
+std::string action_answer(const Receipt& receipt) {
+  JsonObject answer;
+  answer.add("seq", receipt.sequence);
+  if (receipt.input != nullptr) {
+    answer.add("changes", receipt.input->changes.size());
+  } else {
+    answer.add("duplicate", true);
+  }
+  return answer.line();
+}
+
 std::string refusal(const std::string& what) { return JsonObject().add("error", what).line(); }
 
 std::string done() { return "{\"ok\":true}\n"; }

@@ -16,6 +16,9 @@ namespace polaiga::engine {
 // "warning" when its fault is not tracked.
 std::string acknowledgement(const Receipt& receipt);
 
+// {"seq":N,"changes":K} of an operator's action, with "duplicate":true instead for one that was taken before.
+std::string action_answer(const Receipt& receipt);
+
 // {"error":"..."}
 std::string refusal(const std::string& what);
 

@@ -32,7 +32,9 @@ std::string of_user(uid_t user) { return " of user " + std::to_string(user); }
 Clients::Clients(std::string name, std::chrono::milliseconds idle_within, const Clock& clock, Messages& messages)
     : name_(std::move(name)), idle_within_(idle_within), clock_(clock), messages_(messages) {}
 
-void Clients::listen_at(const std::string& path) { listener_ = std::make_unique<Listener>(path); }
+void Clients::listen_at(const std::string& path, std::optional<gid_t> group) {
+  listener_ = std::make_unique<Listener>(path, group);
+}
 
 void Clients::add_standard_input(Descriptor in, Descriptor out) {
   senders_.emplace_back(Sender::Kind::kStandardInput, "<stdin>", std::move(in), std::move(out));

@@ -30,7 +30,8 @@ class Clients {
   void limit(int places) { places_ = static_cast<std::size_t>(places); }
 
   // Throws std::runtime_error.
-  void listen_at(const std::string& path);
+  // `group` may connect, too; see Listener.
+  void listen_at(const std::string& path, std::optional<gid_t> group = std::nullopt);
 
   // Answers go to `out`.
   void add_standard_input(Descriptor in, Descriptor out);

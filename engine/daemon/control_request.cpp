@@ -1,14 +1,19 @@
 #include "daemon/control_request.h"
 
+#include <polaiga/records.h>
+
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
-#include <initializer_list>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <utility>
 #include <vector>
 
 #include "base/printable.h"
+#include "base/utf8.h"
+#include "intake/event_parser.h"
+#include "model/moment.h"
 
 namespace polaiga::engine {
 namespace {
@@ -16,6 +21,7 @@ namespace {
 using nlohmann::json;
 
 constexpr std::size_t kLongestName = 32;
+constexpr std::size_t kLongestPerson = 64;
 
 // A member of a request. A value that is neither a text nor a number of a change has no use in any request.
 struct Member {
@@ -126,12 +132,124 @@ ChangeNumber through_of(const Request& request) {
   return static_cast<ChangeNumber>(through.number);
 }
 
-void expect_only(const Request& request, std::initializer_list<std::string_view> names) {
+void expect_only(const Request& request, const std::vector<std::string_view>& names) {
   for (const Member& member : request) {
     if (std::ranges::find(names, member.name) == names.end()) {
       throw BadRequest("The member " + in_quotes(member.name) + " is not known in this request");
     }
   }
+}
+
+const Member* find_member(const Request& request, const char* name) {
+  const auto found = std::ranges::find(request, name, &Member::name);
+  return found == request.end() ? nullptr : &*found;
+}
+
+// A text that people will read: of visible characters alone, and no longer than it may be.
+std::string visible_text(const Request& request, const char* name, std::size_t most) {
+  std::string text = text_member(request, name);
+  if (text.find_first_not_of(' ') == std::string::npos) {
+    throw BadRequest("The member " + in_quotes(name) + " is empty");
+  }
+  if (text.size() > most) {
+    throw BadRequest("The member " + in_quotes(name) + " has " + std::to_string(text.size()) + " bytes; at most " +
+                     std::to_string(most) + " are allowed");
+  }
+  for (std::string_view rest = text; !rest.empty();) {
+    const Character character = first_character(rest);
+    if (!character.valid || !is_shown(character.code)) {
+      throw BadRequest("The member " + in_quotes(name) +
+                       " has a character that cannot be shown, such as a control character or the end of a line");
+    }
+    rest.remove_prefix(character.size);
+  }
+  return text;
+}
+
+std::optional<std::string> optional_text(const Request& request, const char* name, std::size_t most) {
+  if (find_member(request, name) == nullptr) return std::nullopt;
+  return visible_text(request, name, most);
+}
+
+std::vector<ChangeNumber> alarms_of(const Request& request) {
+  const std::string text = text_member(request, "alarms");
+  std::vector<ChangeNumber> alarms;
+  const char* at = text.data();
+  const char* const end = text.data() + text.size();
+  while (at != end) {
+    const bool counts_on = *at == '+' && !alarms.empty();
+    if (counts_on) ++at;
+    ChangeNumber number = 0;
+    const auto [rest, error] = std::from_chars(at, end, number);
+    const bool is_number = error == std::errc() && rest != at && *at != '-' && number > 0;
+    const ChangeNumber last = alarms.empty() ? 0 : alarms.back();
+    if (!is_number || (counts_on && number > INT64_MAX - last) || (rest != end && (*rest != ',' || rest + 1 == end))) {
+      throw BadRequest("The member 'alarms' is not a list of numbers of alarms, as in '17,18,+5'");
+    }
+    alarms.push_back(counts_on ? last + number : number);
+    at = rest == end ? end : rest + 1;
+  }
+  if (alarms.empty()) throw BadRequest("The member 'alarms' names no alarm");
+  std::ranges::sort(alarms);
+  const auto twice = std::ranges::unique(alarms);
+  alarms.erase(twice.begin(), twice.end());
+  return alarms;
+}
+
+std::string dn_of(const Request& request) {
+  std::string dn = visible_text(request, "dn", FE_DN_SIZE - 1);
+  while (dn.ends_with('/')) dn.pop_back();
+  if (dn.empty() || dn.front() == '/') {
+    throw BadRequest("The member 'dn' must be the DN of an object, as in 'sys/rack-unit-1/psu-1'");
+  }
+  return dn;
+}
+
+// When a shelf or maintenance ends.
+void read_end(const Request& request, OperatorAction& action) {
+  const Member* const lasts = find_member(request, "for");
+  const Member* const until = find_member(request, "until");
+  if ((lasts == nullptr) == (until == nullptr)) {
+    throw BadRequest("The request must have one of 'for', in seconds, and 'until', a time");
+  }
+  if (lasts != nullptr) {
+    const bool fits =
+        lasts->kind == Member::Kind::kNumber && lasts->number > 0 && lasts->number <= std::uint64_t{INT32_MAX};
+    if (!fits) throw BadRequest("The member 'for' must be a number of seconds, from 1 to 2592000, which are 30 days");
+    action.lasts = static_cast<std::int64_t>(lasts->number);
+    return;
+  }
+  const auto moment = parse_moment(text_member(request, "until"));
+  if (!moment) throw BadRequest("The member 'until' must be a time of RFC 3339, as in '2025-03-12T09:12:20Z'");
+  action.until = *moment;
+}
+
+ActionRequest action_of(const Request& request, ActionKind kind) {
+  const bool lasts = kind == ActionKind::kShelve || kind == ActionKind::kMaintain;
+  std::vector<std::string_view> names{"do", "comment", "id", "ledger_id", "on_behalf_of"};
+  if (is_about_object(kind)) names.emplace_back("dn");
+  if (!is_about_object(kind) && kind != ActionKind::kAcknowledgeMissed) names.emplace_back("alarms");
+  if (lasts) names.insert(names.end(), {"for", "until"});
+  expect_only(request, names);
+  ActionRequest found;
+  OperatorAction& action = found.action;
+  action.kind = kind;
+  action.id = optional_text(request, "id", kLongestId);
+  action.comment = optional_text(request, "comment", kMostCommentBytes);
+  action.on_behalf_of = optional_text(request, "on_behalf_of", kLongestPerson);
+  found.ledger_id = optional_text(request, "ledger_id", kLongestName);
+  const bool wants_comment = kind == ActionKind::kClose || kind == ActionKind::kShelve ||
+                             kind == ActionKind::kComment || kind == ActionKind::kMaintain;
+  if (wants_comment && !action.comment) {
+    throw BadRequest("The request has no member 'comment'; the action " + in_quotes(action_word(kind)) + " wants one");
+  }
+  if (is_about_object(kind)) {
+    action.dn = dn_of(request);
+  } else if (kind != ActionKind::kAcknowledgeMissed) {
+    action.alarms = alarms_of(request);
+  }
+  if (lasts) read_end(request, action);
+  return found;
 }
 
 }  // namespace
@@ -151,7 +269,9 @@ ControlRequest parse_control_request(std::string_view line) {
     expect_only(request, {"do", "publisher"});
     return ForgetRequest{publisher_of(request)};
   }
-  throw BadRequest("The request 'do' is " + in_quotes(what) + "; it may be 'status', 'cursor' or 'forget'");
+  if (const auto kind = find_action(what)) return action_of(request, *kind);
+  throw BadRequest("The request 'do' is " + in_quotes(what) +
+                   "; it may be 'status', 'cursor', 'forget' or an operator's action, such as 'acknowledge'");
 }
 
 }  // namespace polaiga::engine

@@ -10,9 +10,11 @@
 #include <new>
 #include <optional>
 #include <system_error>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
+#include "base/accounts.h"
 #include "base/messages.h"
 #include "base/signals.h"
 #include "base/unblocked_output.h"
@@ -26,6 +28,7 @@
 #include "daemon/service_manager.h"
 #include "intake/event_line.h"
 #include "ledger/sqlite.h"
+#include "report/shown.h"
 
 namespace polaiga::engine {
 namespace {
@@ -81,14 +84,18 @@ class Daemon {
                     std::to_string(options.end_within.count()) + " s, so the engine ended without it.\n"),
         signals_(kFailed, options.end_within, messages.output(), last_words_),
         state_(options.ledger, options.retention,
-               {.platform = options.platform, .log = options.log, .most_reports = options.most_active}, clock),
+               {.platform = options.platform,
+                .log = options.log,
+                .most_reports = options.most_active,
+                .renew_acknowledgements = options.renew_acknowledgements},
+               clock),
         events_("client", options.idle_within, clock, messages),
         controls_("control client", options.idle_within, clock, messages) {
     for (const std::string& news : state_.ledger().news()) say(Priority::kError, news);
     for (const std::string& news : state_.recorder().news()) say(Priority::kError, news);
     load_tables();
     if (!options.socket.empty()) events_.listen_at(options.socket);
-    if (!options.control.empty()) controls_.listen_at(options.control);
+    if (!options.control.empty()) controls_.listen_at(options.control, options.control_group);
     serves_sockets_ = !options.socket.empty();
     // An engine that was started in the background of a terminal would be stopped for reading what is typed there.
     if (serves_sockets_) std::signal(SIGTTIN, SIG_IGN);
@@ -106,6 +113,7 @@ class Daemon {
       take_signals();
       if (is_idle && rests()) tidy();
       if (takes() && clock_.steady() >= check_at_) check();
+      if (takes()) end_what_is_over();
       if (takes()) take_events();
       take_requests();
       if (problem_) {
@@ -146,7 +154,10 @@ class Daemon {
   bool takes() const { return !problem_ && !failed_; }
 
   // Whether all lines that came have been answered, or will be at once.
-  bool has_answered_all() const { return waiting_.empty() && !held_; }
+  bool has_answered_all() const { return !has_unwritten() && !held_; }
+
+  // Whether there is something for commit() to do.
+  bool has_unwritten() const { return !waiting_.empty() || ends_something_; }
 
   // Whether there is nothing to do but to tidy.
   bool rests() const {
@@ -184,13 +195,17 @@ class Daemon {
     controls_.limit(controls);
   }
 
-  std::chrono::milliseconds longest_wait() const {
+  std::chrono::milliseconds longest_wait() {
     if (takes() && events_.has_line()) return 0ms;
     if (controls_.has_line()) return 0ms;
     auto longest = stopping_ ? kQuiet : kIdle;
     if (rests()) longest = std::min(longest, tidy_in_);
     if (takes()) {
       longest = std::min(longest, std::chrono::ceil<std::chrono::milliseconds>(check_at_ - clock_.steady()));
+    }
+    if (const auto end = takes() ? state_.recorder().until_next_end() : std::nullopt) {
+      longest =
+          std::min<std::chrono::milliseconds>(longest, std::min(std::chrono::seconds(*end), std::chrono::seconds(60)));
     }
     for (const auto& until : {until_due(), manager_.until_tick(), messages_.until_tick(), events_.until_places(),
                               controls_.until_places()}) {
@@ -293,7 +308,7 @@ class Daemon {
 
   // An answer may not pass one that waits, since answers come in the order of the lines.
   void answer(Sender& sender, std::string text) {
-    if (waiting_.empty()) due_ = clock_.steady() + options_.commit_within;
+    if (!has_unwritten()) due_ = clock_.steady() + options_.commit_within;
     waiting_.push_back({&sender, std::move(text)});
   }
 
@@ -327,21 +342,63 @@ class Daemon {
       std::string_view line;
       const auto found = sender.next(line);
       if (found == LineBuffer::Result::kTooLong) {
-        sender.answer(refusal("The line is longer than 64 KiB"));
+        reply(sender, refusal("The line is longer than 64 KiB"));
       } else if (found == LineBuffer::Result::kLine && line.find_first_not_of(" \t\r") != std::string_view::npos) {
-        sender.answer(answer_request(line));
+        answer_request(sender, line);
       }
     }
   }
 
-  std::string answer_request(std::string_view line) {
-    try {
-      return std::visit([this](const auto& request) { return carry_out(request); }, parse_control_request(line));
-    } catch (const BadRequest& bad) {
-      return refusal(bad.what());
-    } catch (const SqlError& error) {
-      return refusal("The ledger cannot be used: " + std::string(error.what()) + "; send the request again later");
+  // An answer that does not wait for the ledger, unless one before it from the same sender does.
+  void reply(Sender& sender, std::string text) {
+    if (std::ranges::find(waiting_, &sender, &Waiting::sender) == waiting_.end()) {
+      sender.answer(text);
+    } else {
+      answer(sender, std::move(text));
     }
+  }
+
+  void answer_request(Sender& sender, std::string_view line) {
+    try {
+      ControlRequest request = parse_control_request(line);
+      const auto answer_it = [&]<class Request>(Request& one) {
+        if constexpr (std::is_same_v<Request, ActionRequest>) {
+          answer(sender, action_answer(act(sender.user, std::move(one))));
+        } else {
+          reply(sender, carry_out(one));
+        }
+      };
+      std::visit(answer_it, request);
+    } catch (const BadRequest& bad) {
+      reply(sender, refusal(bad.what()));
+    } catch (const ActionRefused& refused) {
+      reply(sender, refusal(refused.what()));
+    } catch (const SqlError& error) {
+      reply(sender,
+            refusal("The ledger cannot be used: " + std::string(error.what()) + "; send the request again later"));
+    }
+  }
+
+  // The person is who has connected, or whom a gateway names.
+  Receipt act(uid_t user, ActionRequest&& request) {
+    must_be_usable();
+    if (stopping_) throw BadRequest("The engine stops; send the request again when it runs");
+    if (request.ledger_id && *request.ledger_id != state_.ledger().id()) {
+      throw BadRequest("The request is for the ledger " + *request.ledger_id + ", but this one is " +
+                       state_.ledger().id());
+    }
+    request.action.person = user_name(user);
+    if (request.action.on_behalf_of && options_.gateway != user) {
+      throw BadRequest(request.action.person + " may not act on behalf of others; --gateway of the engine allows it");
+    }
+    return state_.recorder().act(std::move(request.action));
+  }
+
+  // Shelves and maintenance whose time is over.
+  void end_what_is_over() {
+    if (!state_.recorder().end_what_is_over()) return;
+    if (!has_unwritten()) due_ = clock_.steady() + options_.commit_within;
+    ends_something_ = true;
   }
 
   std::string carry_out(const StatusRequest& /*request*/) { return status_answer(current_status()); }
@@ -380,12 +437,12 @@ class Daemon {
 
   // Until the batch is to be written or the ledger to be tried again; nothing when there is no need to.
   std::optional<std::chrono::milliseconds> until_due() const {
-    if (waiting_.empty() && !problem_) return std::nullopt;
+    if (!has_unwritten() && !problem_) return std::nullopt;
     return std::chrono::ceil<std::chrono::milliseconds>((problem_ ? retry_at_ : due_) - clock_.steady());
   }
 
   bool is_due() const {
-    if (waiting_.empty()) return false;
+    if (!has_unwritten()) return false;
     // Answers without a batch wait for nothing.
     return stopping_ || !has_room() || !state_.recorder().has_batch() || clock_.steady() >= due_;
   }
@@ -400,6 +457,7 @@ class Daemon {
     }
     for (const Waiting& answer : waiting_) answer.sender->answer(answer.text);
     waiting_.clear();
+    ends_something_ = false;
     tidy_in_ = kRest;
     return true;
   }
@@ -420,7 +478,7 @@ class Daemon {
 
   void try_again() {
     if (clock_.steady() < retry_at_) return;
-    if (!waiting_.empty() && !commit()) return;
+    if (has_unwritten() && !commit()) return;
     if (held_) {
       Held held = std::move(*held_);
       held_.reset();
@@ -461,10 +519,10 @@ class Daemon {
     if (has_answered_all()) {
       if (drained_ && has_waiting) events_.make_room();
       events_.dismiss();
+      controls_.dismiss();
     }
     events_.give_places();
     if (has_waiting) drained_ = false;  // nothing has been received yet from those who got a place
-    controls_.dismiss();
     controls_.give_places();
   }
 
@@ -498,9 +556,10 @@ class Daemon {
     if (problem_) return problem_->what;
     const Recorder& recorder = state_.recorder();
     const auto not_tracked = recorder.alarms().counts().not_tracked;
-    return std::to_string(recorder.alarms().size()) + " active faults, " +
-           std::to_string(state_.ledger().last_sequence()) + " events, " + std::to_string(bad_lines_) + " bad lines" +
-           (not_tracked > 0 ? ", " + std::to_string(not_tracked) + " reports beyond the limit" : "");
+    return plural(recorder.alarms().size(), "active fault") + ", " +
+           plural(static_cast<std::uint64_t>(state_.ledger().last_sequence()), "event") + ", " +
+           plural(bad_lines_, "bad line") +
+           (not_tracked > 0 ? ", " + plural(not_tracked, "report") + " beyond the limit" : "");
   }
 
   Status finish() {
@@ -536,6 +595,7 @@ class Daemon {
   bool serves_sockets_ = false;
 
   std::vector<Waiting> waiting_;    // the answers to the lines of the batch
+  bool ends_something_ = false;     // the batch has inputs of the engine's own, which nobody waits for
   Clock::Steady due_{};             // when the batch is to be written
   std::optional<Held> held_;        // the line that comes next
   std::optional<Problem> problem_;  // then nothing is taken

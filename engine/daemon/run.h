@@ -1,9 +1,12 @@
-// `polaiga run`: the engine that stays. It takes events as they come, keeps what
+// `polaiga run`: the engine as a service. It takes events as they come, keeps what
 // came of them in the ledger, and acknowledges an event once it is durable.
 #pragma once
 
+#include <sys/types.h>
+
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "base/clock.h"
@@ -16,9 +19,12 @@ namespace polaiga::engine {
 
 struct RunOptions {
   std::string ledger;
-  std::string socket;   // path; empty: events come from standard input alone
-  std::string control;  // path; empty: there is no control socket
-  std::string tables;   // directory; empty: the program's own
+  std::string socket;                   // path; empty: events come from standard input alone
+  std::string control;                  // path; empty: there is no control socket
+  std::optional<gid_t> control_group;   // who may connect to the control socket beside the engine's own group
+  std::optional<uid_t> gateway;         // the user who may act on behalf of others
+  bool renew_acknowledgements = false;  // an alarm that gets worse is to be acknowledged again
+  std::string tables;                   // directory; empty: the program's own
   std::int32_t platform = 0;
   Log log = Log::kOff;
   Retention retention;

@@ -53,7 +53,7 @@ void remove_left_over(const std::string& path, const sockaddr_un& address) {
 
 }  // namespace
 
-Listener::Listener(const std::string& path) : path_(path) {
+Listener::Listener(const std::string& path, std::optional<gid_t> group) : path_(path) {
   const sockaddr_un address = address_of(path);
   remove_left_over(path, address);
   socket_ = make_socket();
@@ -62,6 +62,12 @@ Listener::Listener(const std::string& path) : path_(path) {
   const int error = errno;
   ::umask(mask);
   if (bound != 0) fail(path, std::string("cannot make the socket: ") + std::strerror(error));
+  if (group && ::lchown(path.c_str(), uid_t(-1), *group) != 0) {
+    const std::string why = std::strerror(errno);
+    ::unlink(path.c_str());
+    fail(path, "cannot give the socket to group " + std::to_string(*group) + ": " + why +
+                   "; the engine's user must be a member of that group");
+  }
   if (::listen(socket_.get(), kBacklog) != 0) fail(path, std::string("cannot listen: ") + std::strerror(errno));
   struct stat made = {};
   if (::lstat(path.c_str(), &made) == 0) inode_ = made.st_ino;

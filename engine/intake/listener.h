@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <optional>
 #include <string>
 
 #include "base/descriptor.h"
@@ -13,7 +14,8 @@ class Listener {
  public:
   // Creates the socket and listens at it. A socket file that is left over from a process that has ended is replaced.
   // Throws std::runtime_error if another process listens at the path, or if the file there is not a socket.
-  explicit Listener(const std::string& path);
+  // `group`: who is in it may connect, too; nothing: only the group of the process.
+  explicit Listener(const std::string& path, std::optional<gid_t> group = std::nullopt);
   ~Listener();  // removes the socket file, unless another process has put its own there meanwhile
   Listener(const Listener&) = delete;
   Listener& operator=(const Listener&) = delete;

@@ -4,11 +4,13 @@
 #include <polaiga/records.h>
 
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "filter/filter_state.h"
 #include "model/change.h"
+#include "model/operator_action.h"
 #include "model/sensor_event.h"
 
 namespace polaiga::engine {
@@ -20,7 +22,8 @@ struct RecordedInput {
   Moment arrived = 0;    // the same, or an estimate while the clock was not set
   std::int64_t age = 0;  // seconds since the ledger began, without the clock's jumps; retention counts by it
   Moment at = 0;         // when it happened: the event's own time, unless `arrived` contradicts it
-  SensorEvent event;
+  SensorEvent event;     // of an action: without an entity
+  std::optional<OperatorAction> action;      // nothing: the input is a sensor event
   bool reported = false;                     // whether the filter filled the record
   fe_fault_record record = {};               // zero where the filter wrote nothing
   Outcome outcome = Outcome::kAlreadyClear;  // of a record that is reported

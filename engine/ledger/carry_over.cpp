@@ -18,11 +18,6 @@ constexpr std::size_t kMostIds = 65'536;
 
 constexpr std::size_t kMostLostTold = 5;
 
-template <class Row>
-std::string select() {
-  return "SELECT " + columns_sql<Row>() + " FROM " + std::string(Table<Row>::kName);
-}
-
 // The damaged ledger, as far as it can be read.
 class Wreck {
  public:
@@ -36,7 +31,7 @@ class Wreck {
   std::optional<Row> one(std::int64_t key) {
     const std::string first(std::get<0>(Table<Row>::kColumns).name);
     try {
-      Statement row(db_, select<Row>() + " WHERE " + first + " = ?");
+      Statement row(db_, select_sql<Row>() + " WHERE " + first + " = ?");
       if (row.with(key).step()) return read_row<Row>(row);
     } catch (const SqlError&) {  // told by who wanted the row
     } catch (const LedgerError&) {
@@ -54,7 +49,7 @@ class Wreck {
     const std::string first(std::get<0>(Table<Row>::kColumns).name);
     for (const char* direction : {" DESC", " ASC"}) {
       try {
-        std::string sql = select<Row>();
+        std::string sql = select_sql<Row>();
         sql.append(where).append(" ORDER BY ").append(first).append(direction);
         Statement rows(db_, sql);
         while (rows.step()) {
@@ -97,7 +92,7 @@ class Wreck {
 // An input with the rows that it refers to.
 struct WholeInput {
   EventRow event;
-  SubjectRow subject;
+  std::optional<SubjectRow> subject;
   std::optional<FormRow> form;
 };
 
@@ -119,6 +114,7 @@ class CarryOver {
       carried_.last_sequence = own->watermark_seq;
       carried_.last_change = own->watermark_change;
       watermark_at_ = own->watermark_at;
+      missed_through_ = own->missed_through;
       created_ = own->created;
     } else {
       lose("its own row with its id");
@@ -128,6 +124,7 @@ class CarryOver {
     collect_gaps();
     need(carried_.last_sequence);  // the times of the next inputs go on from it
     collect_faults();
+    collect_maintenance();
     collect_filter_state();
     collect_ids();
   }
@@ -141,6 +138,10 @@ class CarryOver {
     write_rows<SettingRow>(db, settings_);
     write_inputs(db);
     write_faults(db);
+    write_rows<ActionRow>(db, actions_);
+    write_rows<AlarmActionRow>(db, alarm_actions_);
+    Insert<MaintenanceRow> maintenance(db);
+    for (const auto& [dn, row] : maintenance_) maintenance(row);
     Insert<FilterStateRow> slots(db);
     for (const FilterStateRow& row : filter_state_) slots(row);
     Insert<FormerIdRow> ids(db, " ON CONFLICT DO NOTHING");
@@ -150,8 +151,8 @@ class CarryOver {
       Insert<EraRow>{db}({.seq = 1, .epoch = 1, .least_at = least_at_, .first_change = carried_.last_change + 1});
       Statement(db, insert_standing_sql()).with(1).run();
     }
-    Statement(db, "UPDATE ledger SET watermark_seq = ?, watermark_change = ?, watermark_at = ?")
-        .with(carried_.last_sequence, carried_.last_change, watermark_at_)
+    Statement(db, "UPDATE ledger SET watermark_seq = ?, watermark_change = ?, watermark_at = ?, missed_through = ?")
+        .with(carried_.last_sequence, carried_.last_change, watermark_at_, missed_through_)
         .run();
     transaction.commit();
   }
@@ -172,15 +173,43 @@ class CarryOver {
     if (inputs_.contains(seq)) return true;
     const auto event = wreck_->one<EventRow>(seq);
     if (!event) return false;
-    const auto subject = wreck_->one<SubjectRow>(event->subject);
+    const auto subject = event->subject ? wreck_->one<SubjectRow>(*event->subject) : std::nullopt;
     const auto form = event->form ? wreck_->one<FormRow>(*event->form) : std::nullopt;
-    if (!subject || (event->form && !form) || !need_setting(event->setting)) return false;
-    inputs_[seq] = {*event, *subject, form};
+    if ((event->subject && !subject) || (event->form && !form) || !need_setting(event->setting)) return false;
+    if (!event->subject && !need_action(seq)) return false;
+    inputs_[seq] = {*event, subject, form};
     watermark_at_ = std::max(watermark_at_, std::min(event->moment(), event->arrival()));
     return true;
   }
 
   bool need_record(Sequence seq) { return need(seq) && inputs_.at(seq).form; }
+
+  bool need_action(Sequence seq) {
+    if (actions_.contains(seq)) return true;
+    const auto action = wreck_->one<ActionRow>(seq);
+    if (action) actions_.emplace(seq, *action);
+    return action.has_value();
+  }
+
+  // What operators did to the alarms that are carried over. One of which nothing is known any more keeps its state.
+  void collect_actions_of(const std::set<ChangeNumber>& alarms) {
+    const auto [bad, is_broken] = wreck_->all<AlarmActionRow>("", [&](const AlarmActionRow& row) {
+      if (!alarms.contains(row.alarm)) return true;
+      alarm_actions_.emplace(row.change, row);
+      need_action(row.seq);
+      return true;
+    });
+    if (bad > 0 || is_broken) lose("a part of what operators did to active alarms, but not the state of the alarms");
+  }
+
+  void collect_maintenance() {
+    const auto [bad, is_broken] = wreck_->all<MaintenanceRow>("", [&](const MaintenanceRow& row) {
+      maintenance_.emplace(row.dn, row);
+      need_action(row.seq);
+      return true;
+    });
+    if (bad > 0 || is_broken) lose("a part of the list of objects that are out of service");
+  }
 
   bool need_setting(std::int64_t id) {
     if (settings_.contains(id)) return true;
@@ -223,6 +252,9 @@ class CarryOver {
       faults_.push_back({*fault, *alarm, std::move(kept)});
       ++carried_.faults;
     }
+    std::set<ChangeNumber> alarms;
+    for (const ActiveOne& one : faults_) alarms.insert(one.alarm.number);
+    collect_actions_of(alarms);
   }
 
   std::string name_of(ChangeNumber number, const std::optional<FaultRow>& fault) {
@@ -280,7 +312,7 @@ class CarryOver {
         ids_.emplace(*input.event.id, seq);  // found there, for as long as it is kept
         input.event.id.reset();
       }
-      subjects(input.subject);
+      if (input.subject) subjects(*input.subject);
       if (input.form) forms(*input.form);
       events(input.event);
     }
@@ -323,6 +355,10 @@ class CarryOver {
   std::vector<ActiveOne> faults_;
   std::set<FilterStateRow, BySlot> filter_state_;
   std::map<std::string, Sequence> ids_;
+  std::map<std::int64_t, ActionRow> actions_;
+  std::map<std::int64_t, AlarmActionRow> alarm_actions_;
+  std::map<std::string, MaintenanceRow> maintenance_;
+  ChangeNumber missed_through_ = 0;
 };
 
 }  // namespace

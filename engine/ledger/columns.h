@@ -21,6 +21,7 @@
 #include "model/change.h"
 #include "model/entities.h"
 #include "model/fields.h"
+#include "model/operator_action.h"
 #include "model/record_text.h"
 
 namespace polaiga::engine {
@@ -99,6 +100,7 @@ class Cells {
   void take(bool& flag);
   void take(Severity& severity);
   void take(ChangeKind& kind);
+  void take(ActionKind& kind);
   void take(Outcome& outcome);
   void take(const Entity*& entity);
   void take(std::string& text) { text = this->text(); }
@@ -287,6 +289,12 @@ std::string columns_sql() {
   std::string sql = columns_sql_of<First>(Table<First>::kName);
   ((sql += ", " + columns_sql_of<Rest>(Table<Rest>::kName)), ...);
   return sql;
+}
+
+// All columns of all rows of a table; what follows may choose and order them.
+template <class Row>
+std::string select_sql() {
+  return "SELECT " + columns_sql<Row>() + " FROM " + std::string(Table<Row>::kName);
 }
 
 // Throws DamagedRow unless `row` has the checksum of the columns from `first` on.

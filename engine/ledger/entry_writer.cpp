@@ -46,7 +46,9 @@ EntryWriter::Statements::Statements(const Database& db)
       forget_slot(db, "DELETE FROM filter_state WHERE slot = ?"),
       least_at(db, "UPDATE era SET least_at = ?2 WHERE seq = ?1"),
       standing(db, insert_standing_sql()),
-      alarm_goes_on(db, "UPDATE alarm SET severity = ?2, worst = max(worst, ?2), fault = ?3 WHERE number = ?1"),
+      alarm_goes_on(db,
+                    "UPDATE alarm SET severity = ?2, worst = max(worst, ?2), fault = ?3, was_told = max(was_told, ?4) "
+                    "WHERE number = ?1"),
       later_alarm(db, "UPDATE fault SET later_alarm = nullif(?2, alarm) WHERE number = ?1"),
       merge_alarm(db, "UPDATE alarm SET merged = ?2, merged_into = ?3 WHERE number = ?1"),
       end_fault(db,
@@ -62,8 +64,22 @@ EntryWriter::Statements::Statements(const Database& db)
       take_back(db,
                 "UPDATE fault SET change = ?2, updated_at = iif(?3 > updated_seq, ?4, updated_at), "
                 "updated_seq = max(updated_seq, ?3), count = count + ?5 WHERE number = ?1"),
+      action(db),
+      alarm_action(db),
+      maintenance(db,
+                  " ON CONFLICT (dn) DO UPDATE SET seq = excluded.seq, since_at = excluded.since_at, "
+                  "until = excluded.until, until_age = excluded.until_age"),
+      end_maintenance(db, "DELETE FROM maintenance WHERE dn = ?"),
+      missed_through(db, "UPDATE ledger SET missed_through = ?"),
+      operate(db,
+              "UPDATE alarm SET operated = ?2, was_told = max(was_told, ?3), "
+              "acknowledged = coalesce(?4, acknowledged), closed = coalesce(?5, closed), "
+              "shelved = coalesce(?6, shelved), shelved_until = coalesce(?7, shelved_until), "
+              "shelved_until_age = coalesce(?8, shelved_until_age), was_unshelved = max(was_unshelved, ?9) "
+              "WHERE number = ?1"),
       head(db,
-           "SELECT max(fault.change, (SELECT coalesce(max(change), 0) FROM report WHERE report.fault = fault.number)) "
+           "SELECT max(alarm.operated, fault.change, (SELECT coalesce(max(change), 0) FROM report WHERE report.fault = "
+           "fault.number)) "
            "FROM alarm JOIN fault ON fault.number = alarm.fault WHERE alarm.number = ?"),
       change_count(db, "SELECT of_alarm FROM change WHERE number = ?") {}
 
@@ -216,14 +232,14 @@ void EntryWriter::write(const RecordedInput& input) {
     sql_.least_at.with(era_.seq, input.at).run();
   }
   EventRow row{.seq = input.sequence,
-               .id = input.event.id,
+               .id = input.action ? input.action->id : input.event.id,
                .received = input.received,
                .arrived = input.arrived != input.received ? std::optional(input.arrived) : std::nullopt,
                .age = {},
                .time = input.event.time,
                .at = {},
                .setting = setting_.id,
-               .subject = subject_of(input),
+               .subject = input.action ? std::nullopt : std::optional(subject_of(input)),
                .event = input.event.event,
                .form = {},
                .outcome = {},
@@ -244,6 +260,7 @@ void EntryWriter::write(const RecordedInput& input) {
   }
   sql_.event(row);
   sealed_->add(row);
+  if (input.action) write(*input.action, input);
   for (const Change& change : input.changes) write(change, input);
   last_sequence_ = input.sequence;
   last_arrived_ = input.arrived;
@@ -334,12 +351,22 @@ void EntryWriter::write(const Change& change, const RecordedInput& input) {
     case ChangeKind::kMerged:
       merge_alarm(change);
       break;
+    case ChangeKind::kAcknowledged:
+    case ChangeKind::kUnacknowledged:
+    case ChangeKind::kClosed:
+    case ChangeKind::kCommented:
+    case ChangeKind::kShelved:
+    case ChangeKind::kUnshelved:
+    case ChangeKind::kOutOfService:
+    case ChangeKind::kBackInService:
+      if (change.alarm != 0) operate(change, input);
+      break;
   }
   last_change_ = change.number;
 }
 
 void EntryWriter::note(const Change& change) {
-  const bool is_new = change.kind == ChangeKind::kRaised && change.alarm == change.number;
+  const bool is_new = change.alarm == 0 || (change.kind == ChangeKind::kRaised && change.alarm == change.number);
   const Head before = is_new ? Head{} : head_of(change.alarm);
   const ChangeRow row{.number = change.number,
                       .seq = change.sequence,
@@ -352,9 +379,11 @@ void EntryWriter::note(const Change& change) {
                       .shown = change.shown,
                       .reporters = change.reporters,
                       .previous = before.change,
-                      .of_alarm = before.count + 1};
+                      .of_alarm = before.count + 1,
+                      .is_quiet = change.is_quiet};
   sql_.change(row);
   sealed_->add(row);
+  if (change.alarm == 0) return;
   heads_[change.alarm] = {change.number, before.count + 1};
 }
 
@@ -382,9 +411,11 @@ void EntryWriter::raise(const Change& change, const RecordedInput& input) {
                 .fault = change.fault,
                 .merged = {},
                 .merged_into = 0,
-                .related = change.other});
+                .related = change.other,
+                .standing = {.was_told = !change.is_quiet},
+                .operated = 0});
   } else {
-    sql_.alarm_goes_on.with(change.alarm, static_cast<int>(change.after), change.fault).run();
+    sql_.alarm_goes_on.with(change.alarm, static_cast<int>(change.after), change.fault, !change.is_quiet).run();
     must_change_one("alarm", change.alarm);
     sql_.step({change.alarm, change.fault});
   }
@@ -406,7 +437,7 @@ void EntryWriter::raise(const Change& change, const RecordedInput& input) {
 void EntryWriter::refresh(const Change& change, const RecordedInput& input) {
   const auto is_merge = [](const Change& other) { return other.kind == ChangeKind::kMerged; };
   if (std::ranges::any_of(input.changes, is_merge)) {
-    sql_.alarm_goes_on.with(change.alarm, static_cast<int>(change.after), change.fault).run();
+    sql_.alarm_goes_on.with(change.alarm, static_cast<int>(change.after), change.fault, !change.is_quiet).run();
     must_change_one("alarm", change.alarm);
     sql_.later_alarm.with(change.fault, change.alarm).run();
     must_change_one("fault", change.fault);
@@ -452,6 +483,52 @@ void EntryWriter::end_fault(const Change& change) {
   reports.reset();
   must_change_one("fault", change.fault);
   sql_.forget_reports.with(change.fault).run();
+}
+
+void EntryWriter::write(const OperatorAction& action, const RecordedInput& input) {
+  const bool lasts = action.kind == ActionKind::kShelve || action.kind == ActionKind::kMaintain;
+  const ActionRow row{.seq = input.sequence,
+                      .kind = action.kind,
+                      .person = action.person,
+                      .on_behalf_of = action.on_behalf_of,
+                      .comment = action.comment,
+                      .dn = action.dn,
+                      .until = lasts ? std::optional(action.until) : std::nullopt,
+                      .until_age = lasts ? std::optional(action.until_age) : std::nullopt};
+  sql_.action(row);
+  sealed_->add(row);
+  if (action.kind == ActionKind::kMaintain) {
+    sql_.maintenance({.dn = action.dn,
+                      .seq = input.sequence,
+                      .since_at = input.at,
+                      .until = action.until,
+                      .until_age = action.until_age});
+  } else if (action.kind == ActionKind::kEndMaintenance) {
+    sql_.end_maintenance.with(action.dn).run();
+  } else if (action.kind == ActionKind::kAcknowledgeMissed) {
+    sql_.missed_through.with(last_change_).run();
+  }
+}
+
+void EntryWriter::operate(const Change& change, const RecordedInput& input) {
+  // What a kind of change sets a column to; another kind sets it back to 0, and all others leave it as it is.
+  const auto set = [&change](ChangeKind to, std::int64_t value, ChangeKind back) -> std::optional<std::int64_t> {
+    if (change.kind == to) return value;
+    return change.kind == back ? std::optional<std::int64_t>(0) : std::nullopt;
+  };
+  const Moment until = input.action ? input.action->until : 0;
+  const std::int64_t until_age = input.action ? input.action->until_age : 0;
+  sql_.operate
+      .with(change.alarm, change.number, !change.is_quiet,
+            set(ChangeKind::kAcknowledged, change.number, ChangeKind::kUnacknowledged),
+            set(ChangeKind::kClosed, change.number, ChangeKind::kUnacknowledged),
+            set(ChangeKind::kShelved, change.number, ChangeKind::kUnshelved),
+            set(ChangeKind::kShelved, until, ChangeKind::kUnshelved),
+            set(ChangeKind::kShelved, until_age, ChangeKind::kUnshelved), change.kind == ChangeKind::kUnshelved)
+      .run();
+  must_change_one("alarm", change.alarm);
+  sql_.alarm_action(
+      {.change = change.number, .alarm = change.alarm, .seq = input.sequence, .kind = change.kind, .at = input.at});
 }
 
 void EntryWriter::merge_alarm(const Change& change) {

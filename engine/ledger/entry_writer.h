@@ -82,6 +82,12 @@ class EntryWriter {
     Statement one_report;
     Statement forget_report;
     Statement take_back;
+    Insert<ActionRow> action;
+    Insert<AlarmActionRow> alarm_action;
+    Insert<MaintenanceRow> maintenance;
+    Statement end_maintenance;
+    Statement missed_through;
+    Statement operate;
     Statement head;
     Statement change_count;
   };
@@ -102,6 +108,8 @@ class EntryWriter {
   void take_back(const Change& change, const RecordedInput& input);
   void end_fault(const Change& change);
   void merge_alarm(const Change& change);
+  void write(const OperatorAction& action, const RecordedInput& input);
+  void operate(const Change& change, const RecordedInput& input);
   void must_change_one(const char* what, ChangeNumber number) const;
 
   template <class Row>

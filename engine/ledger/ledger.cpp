@@ -345,6 +345,12 @@ Restored Ledger::Writer::restore() const {
     throw LedgerError("events that shaped what the library remembers are gone");
   }
   restore_faults(restored.faults);
+  Statement maintenance(db_, select_sql<MaintenanceRow>());
+  while (maintenance.step()) {
+    const auto row = read_row<MaintenanceRow>(maintenance);
+    restored.maintenance.push_back(
+        {.dn = row.dn, .since = row.seq, .since_at = row.since_at, .until = row.until, .until_age = row.until_age});
+  }
   return restored;
 }
 
@@ -405,7 +411,8 @@ void Ledger::Writer::restore_faults(std::vector<ActiveFault>& faults) const {
                         .updated = fault.updated_at,
                         .shown = 0,
                         .count = fault.count,
-                        .reports = {}});
+                        .reports = {},
+                        .standing = alarm.standing});
       updated = fault.updated_seq;
     }
     must_have_record(row.since_seq);

@@ -33,6 +33,7 @@ struct Restored {
   std::map<std::int64_t, HostTables> tables;
   std::map<Slot, std::vector<Sequence>> filter_state;
   std::vector<ActiveFault> faults;  // in the order in which they were raised
+  std::vector<Maintenance> maintenance;
 };
 
 // For the status of the engine.

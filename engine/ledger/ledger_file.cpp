@@ -105,7 +105,8 @@ void make(Database& db, const Beginning& beginning) {
           .created = std::clamp<Moment>(beginning.created, 0, kLastMoment),
           .watermark_seq = beginning.after_input,
           .watermark_change = beginning.after_change,
-          .watermark_at = 0});
+          .watermark_at = 0,
+          .missed_through = 0});
   db.exec("PRAGMA application_id = " + std::to_string(kApplicationId));
   db.exec("PRAGMA user_version = " + std::to_string(kVersion));
   transaction.commit();

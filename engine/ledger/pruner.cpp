@@ -69,11 +69,6 @@ RowsToGo<Row> rows_to_go(Statement& statement) {
   return found;
 }
 
-template <class Row>
-std::string select() {
-  return "SELECT " + columns_sql<Row>() + " FROM " + std::string(Table<Row>::kName);
-}
-
 bool ends_fault(ChangeKind kind) {
   return kind == ChangeKind::kCleared || kind == ChangeKind::kSuperseded || kind == ChangeKind::kWithdrawn;
 }
@@ -87,16 +82,20 @@ bool ends_alarm(ChangeKind kind) {
 Pruner::Statements::Statements(const Database& db)
     : pages(db, "PRAGMA page_count"),
       free_pages(db, "PRAGMA freelist_count"),
-      events(db, select<EventRow>() + " WHERE seq > ? AND seq <= ? ORDER BY seq"),
-      changes(db, select<ChangeRow>() + " WHERE number > ? ORDER BY number"),
+      events(db, select_sql<EventRow>() + " WHERE seq > ? AND seq <= ? ORDER BY seq"),
+      changes(db, select_sql<ChangeRow>() + " WHERE number > ? ORDER BY number"),
       next_change(db, "SELECT seq FROM change WHERE number > ? ORDER BY number LIMIT 1"),
       drop_event(db, "DELETE FROM event WHERE seq = ?"),
       drop_change(db, "DELETE FROM change WHERE number = ?"),
       drop_fault(db, "DELETE FROM fault WHERE number = ?"),
-      fault(db, select<FaultRow>() + " WHERE number = ?"),
+      fault(db, select_sql<FaultRow>() + " WHERE number = ?"),
       drop_step(db, "DELETE FROM step WHERE fault = ?1 AND alarm IN (?2, ?3)"),
       drop_steps(db, "DELETE FROM step WHERE alarm = ?"),
       drop_alarm(db, "DELETE FROM alarm WHERE number = ?"),
+      drop_alarm_actions(db, "DELETE FROM alarm_action WHERE alarm = ?"),
+      drop_actions(db,
+                   "DELETE FROM action WHERE seq <= ? AND seq NOT IN (SELECT seq FROM alarm_action) "
+                   "AND seq NOT IN (SELECT seq FROM maintenance)"),
       drop_shown_again(db, "DELETE FROM shown_again WHERE seq = ? AND change = ?"),
       needed(db,
              "SELECT EXISTS (SELECT 1 FROM fault WHERE number = ?1 AND ?2 IN (raised_seq, shown_seq)) OR "
@@ -105,14 +104,14 @@ Pruner::Statements::Statements(const Database& db)
              "EXISTS (SELECT 1 FROM shown_again WHERE seq = ?2)"),
       era_of(db, "SELECT seq FROM era WHERE seq <= ? ORDER BY seq DESC LIMIT 1"),
       next_era(db, "SELECT seq FROM era WHERE seq > ? ORDER BY seq LIMIT 1"),
-      standing(db, select<StandingRow>() + " WHERE era = ? AND fault = ?"),
+      standing(db, select_sql<StandingRow>() + " WHERE era = ? AND fault = ?"),
       drop_standing(db, "DELETE FROM standing WHERE era = ? AND fault = ?"),
       drop_era_standing(db, "DELETE FROM standing WHERE era = ?"),
       add_standing(db,
                    " ON CONFLICT (era, fault) DO UPDATE SET alarm = excluded.alarm, shown = excluded.shown, "
                    "reporters = excluded.reporters, updated_at = excluded.updated_at, count = excluded.count"),
       move_watermark(db, "UPDATE ledger SET watermark_seq = ?, watermark_change = ?, watermark_at = ?"),
-      survivors(db, select<EventRow>() + " WHERE seq >= ? AND seq < ? ORDER BY seq"),
+      survivors(db, select_sql<EventRow>() + " WHERE seq >= ? AND seq < ? ORDER BY seq"),
       said(db, "SELECT subject, form FROM event WHERE seq >= ? AND seq < ?"),
       epoch_of(db, "SELECT epoch FROM era WHERE seq = ?"),
       next_epoch(db, "SELECT min(epoch) FROM era WHERE epoch > ?"),
@@ -125,7 +124,7 @@ Pruner::Statements::Statements(const Database& db)
 
 Pruner::Pruner(Database& db, const Retention& retention, std::int64_t most_pages)
     : db_(db), retention_(retention), most_pages_(most_pages), sql_(db), watermark_(ledger_row(db)) {
-  Statement remembered(db, select<FilterStateRow>());
+  Statement remembered(db, select_sql<FilterStateRow>());
   for (auto& row : all_rows<FilterStateRow>(remembered)) filter_state_[row.slot].push_back(row.seq);
   Statement former_ids(db, "SELECT EXISTS (SELECT 1 FROM former_id)");
   has_former_ids_ = first_integer(former_ids) != 0;
@@ -251,6 +250,8 @@ void Pruner::step(Sequence through, std::int64_t most) {
   for (const Sequence sequence : left) {
     drop_unneeded(sequence, sequence + 1, era_goes ? end : era);
   }
+  const bool has_actions = std::ranges::any_of(events, [](const EventRow& event) { return !event.subject; });
+  if (has_actions || std::exchange(dropped_alarm_actions_, false)) sql_.drop_actions.with(through).run();
   if (has_former_ids_) db_.exec("DELETE FROM former_id");
   sql_.move_watermark.with(watermark.watermark_seq, watermark.watermark_change, watermark.watermark_at).run();
   if (era_goes) sweep(era, end, end);
@@ -281,6 +282,10 @@ ChangeNumber Pruner::drop_changes(const std::vector<EventRow>& events, Sequence 
   sql_.changes.reset();
   std::map<ChangeNumber, std::optional<StandingRow>> standing;
   for (const ChangeRow& change : changes) {
+    if (is_of_operators(change.kind)) {
+      sql_.drop_change.with(change.number).run();
+      continue;
+    }
     const auto [known, is_new] = standing.try_emplace(change.fault);
     if (is_new) known->second = standing_of(era, change.fault);
     if (known->second) left.insert(known->second->shown);
@@ -333,6 +338,8 @@ void Pruner::drop_ended(const ChangeRow& change, std::set<Sequence>& left) {
   if (ends_alarm(change.kind)) {
     sql_.drop_steps.with(change.alarm).run();
     sql_.drop_alarm.with(change.alarm).run();
+    sql_.drop_alarm_actions.with(change.alarm).run();
+    if (db_.rows_changed() > 0) dropped_alarm_actions_ = true;
   }
 }
 
@@ -388,7 +395,7 @@ std::int64_t Pruner::sweep_epoch(Sequence epoch, Sequence end) {
   sql_.said.with(epoch, end);
   while (sql_.said.step()) {
     ++events;
-    subjects.insert(sql_.said.integer(0));
+    if (!sql_.said.is_null(0)) subjects.insert(sql_.said.integer(0));
     if (!sql_.said.is_null(1)) forms.insert(sql_.said.integer(1));
   }
   sql_.said.reset();

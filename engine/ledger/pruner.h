@@ -64,6 +64,8 @@ class Pruner {
     Statement drop_step;
     Statement drop_steps;
     Statement drop_alarm;
+    Statement drop_alarm_actions;
+    Statement drop_actions;
     Statement drop_shown_again;
     Statement needed;
     Statement era_of;
@@ -118,6 +120,7 @@ class Pruner {
   Sequence sweep_from_ = 0;  // the next is swept when the watermark is here
   bool is_too_full_ = false;
   bool has_former_ids_ = false;
+  bool dropped_alarm_actions_ = false;  // actions may be needed no more
 };
 
 }  // namespace polaiga::engine

@@ -6,6 +6,7 @@
 
 #include "ledger/connection.h"
 #include "ledger/stored_rows.h"
+#include "model/fault.h"
 
 namespace polaiga::engine {
 namespace {
@@ -29,12 +30,6 @@ bool has(const Selection& selection, const ActiveRow& row) {
 }
 
 }  // namespace
-
-bool is_under(std::string_view dn, std::string_view root) {
-  while (root.ends_with('/')) root.remove_suffix(1);
-  if (!dn.starts_with(root)) return false;
-  return dn.size() == root.size() || dn[root.size()] == '/';
-}
 
 LedgerReader::LedgerReader(std::string path) : connection_(std::make_unique<LedgerConnection>(std::move(path))) {}
 LedgerReader::~LedgerReader() = default;
@@ -75,6 +70,22 @@ std::vector<StoredAlarm> LedgerReader::history(const std::string& fault_dn, std:
     }
     return alarms;
   });
+}
+
+std::vector<StoredAlarm> LedgerReader::missed(std::int64_t limit) {
+  return ask([&](StoredRows& rows) {
+    std::vector<StoredAlarm> alarms;
+    for (const ChangeNumber number : rows.missed(limit)) {
+      rows.leave_out_damage([&] {
+        if (auto alarm = rows.alarm(number)) alarms.push_back(std::move(*alarm));
+      });
+    }
+    return alarms;
+  });
+}
+
+std::vector<StoredMaintenance> LedgerReader::maintenance() {
+  return ask([](StoredRows& rows) { return rows.maintenance(); });
 }
 
 std::optional<Explanation> LedgerReader::explain(const std::string& fault_dn) {

@@ -28,6 +28,12 @@ struct ActiveRow {
   StoredFault fault;
   Moment alarm_since = 0;
   StoredRecord shown;
+  AlarmStanding standing = {};
+  std::optional<AlarmAction> state_by = {};  // who gave the alarm the operator state that it has
+  bool is_out_of_service = false;
+
+  // Whether operators have silenced it, so that lists leave it out unless it is asked for.
+  bool is_silenced() const { return is_out_of_service || standing.shelved != 0; }
 };
 
 // What one reporter says of a fault, with its record.
@@ -53,6 +59,7 @@ struct StoredChange {
   Change change;
   StoredEvent event;
   std::optional<StoredRecord> record;
+  std::optional<StoredAction> action = {};  // of an input that is an operator's action
 };
 
 struct ChangesRead {
@@ -86,6 +93,13 @@ class LedgerReader {
   // took part, or all for an empty DN; the last `limit`, or all for 0.
   std::vector<StoredAlarm> history(const std::string& fault_dn, std::int64_t limit);
 
+  // Alarms that came and went, and that nobody acknowledged, closed or silenced, since somebody acknowledged the missed
+  // ones; the oldest first, the last `limit`, or all for 0.
+  std::vector<StoredAlarm> missed(std::int64_t limit);
+
+  // Objects that are out of service, by DN.
+  std::vector<StoredMaintenance> maintenance();
+
   // The fault that is active, or was last; nothing when the ledger does not know it.
   std::optional<Explanation> explain(const std::string& fault_dn);
 
@@ -107,8 +121,5 @@ class LedgerReader {
   std::unique_ptr<LedgerConnection> connection_;
   std::vector<std::string> left_out_;
 };
-
-// Whether a DN is this one or lies below it.
-bool is_under(std::string_view dn, std::string_view root);
 
 }  // namespace polaiga::engine

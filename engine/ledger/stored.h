@@ -10,11 +10,38 @@
 
 #include "ledger/ledger.h"
 #include "model/change.h"
+#include "model/operator_action.h"
 #include "model/reporter.h"
 #include "model/sensor_event.h"
 
 namespace polaiga::engine {
 
+// What an operator did, as it is told of an alarm or of a change.
+struct StoredAction {
+  Sequence sequence = 0;
+  ActionKind kind = ActionKind::kComment;
+  std::string person;  // empty: the engine itself, because a time was over
+  std::optional<std::string> on_behalf_of;
+  std::optional<std::string> comment;
+  std::string dn;  // of an object
+  std::optional<Moment> until;
+};
+
+// One of the things that operators did to an alarm.
+struct AlarmAction {
+  ChangeNumber number = 0;
+  ChangeKind kind = ChangeKind::kCommented;
+  Moment at = 0;
+  std::optional<StoredAction> action;  // nothing: an escalation took the acknowledgement back
+};
+
+// An object that is out of service.
+struct StoredMaintenance {
+  Maintenance maintenance;
+  std::optional<StoredAction> action;  // that began it
+};
+
+// An input. That of an operator's action has no entity.
 struct StoredEvent {
   Sequence sequence = 0;
   Moment received = 0;
@@ -64,6 +91,15 @@ struct StoredAlarm {
   ChangeNumber merged_into = 0;              // the alarm that goes on in its place; 0: none
   ChangeNumber related = 0;                  // the alarm that its first raise came from, which went on; 0: none
   std::vector<StoredFault> steps;            // its way, level by level
+  AlarmStanding standing = {};
+  bool is_out_of_service = false;
+  std::vector<AlarmAction> actions = {};  // in their order
+
+  // Nothing: no operator has given the alarm the state that it has.
+  const AlarmAction* state_by() const;
 };
+
+// The change that gave an alarm the operator state that it has; 0: none did.
+ChangeNumber state_change(const AlarmStanding& standing);
 
 }  // namespace polaiga::engine

@@ -6,6 +6,7 @@
 #include <set>
 
 #include "base/printable.h"
+#include "model/fault.h"
 
 namespace polaiga::engine {
 namespace {
@@ -16,7 +17,8 @@ std::string moment_sql(const std::string& event = "event") {
 }
 
 constexpr const char* kOfEvent =
-    " JOIN subject ON subject.seq = event.subject JOIN setting ON setting.id = event.setting "
+    " LEFT JOIN subject ON subject.seq = event.subject LEFT JOIN action ON action.seq = event.seq JOIN setting ON "
+    "setting.id = event.setting "
     "JOIN build ON build.id = setting.build LEFT JOIN form ON form.seq = event.form";
 
 // The faults of a DN, by its number and by itself.
@@ -24,25 +26,72 @@ constexpr const char* kNamed =
     "fault JOIN event AS raising ON raising.seq = fault.raised_seq JOIN form ON form.seq = raising.form "
     "WHERE fault.name = ? AND form.fault_dn = ?";
 
-std::string record_columns() { return columns_sql<EventRow, SubjectRow, BuildRow, FormRow>(); }
+std::string record_columns() { return columns_sql<EventRow, BuildRow, SubjectRow, FormRow, ActionRow>(); }
 
 // What record_columns() selects.
 struct RecordRow {
   RecordRow(const Statement& row, int first)
-      : event(read_row<EventRow>(row, first)),
-        subject(read_row<SubjectRow>(row, first + kWidth<EventRow>)),
-        build(read_row<BuildRow>(row, first + kWidth<EventRow> + kWidth<SubjectRow>)) {
-    constexpr int kForm = kWidth<EventRow> + kWidth<SubjectRow> + kWidth<BuildRow>;
+      : event(read_row<EventRow>(row, first)), build(read_row<BuildRow>(row, first + kWidth<EventRow>)) {
+    constexpr int kSubject = kWidth<EventRow> + kWidth<BuildRow>;
+    constexpr int kForm = kSubject + kWidth<SubjectRow>;
+    constexpr int kAction = kForm + kWidth<FormRow>;
+    if (!row.is_null(first + kSubject)) subject = read_row<SubjectRow>(row, first + kSubject);
     if (!row.is_null(first + kForm)) form = read_row<FormRow>(row, first + kForm);
+    if (!row.is_null(first + kAction)) action = read_row<ActionRow>(row, first + kAction);
+    if (event.subject ? !subject : !action) {
+      throw LedgerError("what event " + std::to_string(event.seq) + " says is gone");
+    }
   }
 
-  static constexpr int kColumns = kWidth<EventRow> + kWidth<SubjectRow> + kWidth<BuildRow> + kWidth<FormRow>;
+  static constexpr int kColumns =
+      kWidth<EventRow> + kWidth<BuildRow> + kWidth<SubjectRow> + kWidth<FormRow> + kWidth<ActionRow>;
 
   EventRow event;
-  SubjectRow subject;
   BuildRow build;
+  std::optional<SubjectRow> subject;
   std::optional<FormRow> form;
+  std::optional<ActionRow> action;
 };
+
+StoredAction stored_action(const ActionRow& row) {
+  return {.sequence = row.seq,
+          .kind = row.kind,
+          .person = row.person,
+          .on_behalf_of = row.on_behalf_of,
+          .comment = row.comment,
+          .dn = row.dn,
+          .until = row.until};
+}
+
+// What the actions up to some time made of an alarm.
+AlarmStanding standing_after(const std::vector<AlarmAction>& actions) {
+  AlarmStanding standing;
+  for (const AlarmAction& one : actions) {
+    switch (one.kind) {
+      case ChangeKind::kAcknowledged:
+        standing.acknowledged = one.number;
+        break;
+      case ChangeKind::kUnacknowledged:
+        standing.acknowledged = standing.closed = 0;
+        break;
+      case ChangeKind::kClosed:
+        standing.closed = one.number;
+        break;
+      case ChangeKind::kShelved:
+        standing.shelved = one.number;
+        standing.shelved_until = one.action ? one.action->until.value_or(0) : 0;
+        break;
+      case ChangeKind::kUnshelved:
+        standing.shelved = 0;
+        standing.shelved_until = 0;
+        standing.was_unshelved = true;
+        break;
+      default:
+        break;
+    }
+  }
+  return standing;
+}
 
 void fill_created(const EventRow& row, fe_fault_record& record) {
   std::string text = row.created.value_or("");
@@ -64,12 +113,12 @@ StoredEvent stored_event(const RecordRow& row) {
   return {.sequence = row.event.seq,
           .received = row.event.received,
           .at = row.event.moment(),
-          .event = sensor_event(row.event, row.subject),
+          .event = row.subject ? sensor_event(row.event, *row.subject) : SensorEvent{},
           .build = {row.build.build_id, row.build.version}};
 }
 
 StoredRecord stored_record(const RecordRow& row) {
-  if (!row.form || !row.event.outcome) {
+  if (!row.form || !row.event.outcome || !row.subject) {
     throw LedgerError("the record of event " + std::to_string(row.event.seq) + " is gone");
   }
   StoredRecord stored{.event = stored_event(row), .record = row.form->record, .outcome = *row.event.outcome};
@@ -97,7 +146,8 @@ Change stored_change(const ChangeRow& row, Moment at, const std::string& fault_d
           .after = row.after,
           .other = row.other,
           .shown = row.shown,
-          .reporters = row.reporters};
+          .reporters = row.reporters,
+          .is_quiet = row.is_quiet};
 }
 
 Moment moment_of(const Statement& row, int column) {
@@ -162,7 +212,10 @@ StoredRows::StoredRows(const Database& db)
              "SELECT fault FROM step JOIN fault ON fault.number = step.fault WHERE step.alarm = ?1 ORDER BY 1"),
       faults_(db, "SELECT " + NamedFault::columns() + " FROM " + NamedFault::tables() + " WHERE fault.number = ?"),
       one_change_(db, "SELECT " + columns_sql<ChangeRow>() + ", " + moment_sql() +
-                          " FROM change JOIN event ON event.seq = change.seq WHERE change.number = ?") {}
+                          " FROM change JOIN event ON event.seq = change.seq WHERE change.number = ?"),
+      actions_(db, "SELECT " + columns_sql<AlarmActionRow, ActionRow>() +
+                       " FROM alarm_action LEFT JOIN action ON action.seq = alarm_action.seq "
+                       "WHERE alarm_action.alarm = ? AND alarm_action.change <= ? ORDER BY alarm_action.change") {}
 
 ChangeNumber StoredRows::last_change() const {
   Statement last(db_,
@@ -210,7 +263,7 @@ std::vector<ActiveRow> StoredRows::active() {
       });
     }
   });
-  return active_rows(standing);
+  return active_rows(standing, std::nullopt);
 }
 
 std::vector<ActiveRow> StoredRows::active_at(Moment at) {
@@ -237,10 +290,12 @@ std::vector<ActiveRow> StoredRows::active_at(Moment at) {
                              " FROM change JOIN event ON event.seq = change.seq WHERE change.number >= ? "
                              "ORDER BY change.number");
   changes.with(std::max(era.first_change, ledger.watermark_change + 1));
+  ChangeNumber through = std::max(era.first_change - 1, ledger.watermark_change);
   for (bool more = true; more && changes.step();) {
     leave_out_damage([&] {
       const auto change = read_row<ChangeRow>(changes);
       more = change.seq <= last;
+      if (more) through = change.number;
       if (more) apply(standing[change.fault], change, era.seq, moment_of(changes, kWidth<ChangeRow>));
     });
   }
@@ -248,7 +303,7 @@ std::vector<ActiveRow> StoredRows::active_at(Moment at) {
   for (const auto& [fault, row] : standing) {
     if (row) found.push_back(*row);
   }
-  return active_rows(found);
+  return active_rows(found, through);
 }
 
 // Of the inputs that happened at this time or before, the last; retention may have
@@ -268,20 +323,30 @@ Sequence StoredRows::last_until(Moment at, const LedgerRow& ledger) {
   return ledger.watermark_seq;
 }
 
-std::vector<ActiveRow> StoredRows::active_rows(const std::vector<StandingRow>& standing) {
+std::vector<ActiveRow> StoredRows::active_rows(const std::vector<StandingRow>& standing,
+                                               std::optional<ChangeNumber> through) {
   std::vector<ActiveRow> found;
   found.reserve(standing.size());
   for (const StandingRow& one : standing) {
-    leave_out_damage([&] { found.push_back(active_row(one)); });
+    leave_out_damage([&] { found.push_back(active_row(one, through)); });
   }
   return found;
 }
 
-ActiveRow StoredRows::active_row(const StandingRow& one) {
+ActiveRow StoredRows::active_row(const StandingRow& one, std::optional<ChangeNumber> through) {
   ActiveRow active{.fault = fault(one.fault), .alarm_since = 0, .shown = record(one.shown)};
   const ChangeNumber number = one.alarm;
   if (!alarms_.with(number).step()) throw LedgerError(gone("alarm", number));
-  active.alarm_since = read_row<AlarmRow>(alarms_).created;
+  const auto alarm = read_row<AlarmRow>(alarms_);
+  active.alarm_since = alarm.created;
+  active.standing = alarm.standing;
+  if (alarm.operated != 0) {
+    std::vector<AlarmAction> actions = actions_of(number, through.value_or(alarm.operated));
+    if (through) active.standing = standing_after(actions);
+    const auto by = std::ranges::find(actions, state_change(active.standing), &AlarmAction::number);
+    if (by != actions.end()) active.state_by = std::move(*by);
+  }
+  active.is_out_of_service = !through && is_out_of_service(active.fault.fault_dn);
   if (one.count > 0) {  // as it was then
     active.fault.updated = one.updated_at;
     active.fault.count = one.count;
@@ -348,8 +413,8 @@ StoredFault StoredRows::fault(const Statement& statement) {
 std::string StoredRows::changes_sql(Direction direction) {
   return "SELECT " + columns_sql<ChangeRow>() + ", " + record_columns() + ", " + columns_sql<FaultRow>() +
          ", name.fault_dn FROM change JOIN event ON event.seq = change.seq" + kOfEvent +
-         " JOIN fault ON fault.number = change.fault JOIN event AS raising ON raising.seq = fault.raised_seq "
-         "JOIN form AS name ON name.seq = raising.form WHERE change.number " +
+         " LEFT JOIN fault ON fault.number = change.fault LEFT JOIN event AS raising ON raising.seq = fault.raised_seq "
+         "LEFT JOIN form AS name ON name.seq = raising.form WHERE change.number " +
          (direction == Direction::kForwards ? "> ? ORDER BY change.number" : "< ? ORDER BY change.number DESC");
 }
 
@@ -365,12 +430,16 @@ ChangeNumber StoredRows::next_readable_change(ChangeNumber number) {
 StoredRows::ChangeOfFault StoredRows::change(const Statement& row) {
   const auto change = read_row<ChangeRow>(row);
   const RecordRow record(row, kWidth<ChangeRow>);
-  const auto fault = read_row<FaultRow>(row, kWidth<ChangeRow> + RecordRow::kColumns);
-  const std::string fault_dn(row.text(kWidth<ChangeRow> + RecordRow::kColumns + kWidth<FaultRow>));
+  constexpr int kFault = kWidth<ChangeRow> + RecordRow::kColumns;
+  constexpr int kName = kFault + kWidth<FaultRow>;
+  const bool is_of_object = change.fault == 0 && record.action;
+  if (!is_of_object && (row.is_null(kFault) || row.is_null(kName))) throw LedgerError(gone("fault", change.fault));
+  const std::string dn = is_of_object ? record.action->dn : std::string(row.text(kName));
   StoredChange stored{
-      .change = stored_change(change, record.event.moment(), fault_dn), .event = stored_event(record), .record = {}};
+      .change = stored_change(change, record.event.moment(), dn), .event = stored_event(record), .record = {}};
   if (record.event.form) stored.record = stored_record(record);
-  return {std::move(stored), fault.severity};
+  if (record.action) stored.action = stored_action(*record.action);
+  return {std::move(stored), is_of_object ? Severity::kCleared : read_row<FaultRow>(row, kFault).severity};
 }
 
 std::optional<StoredAlarm> StoredRows::alarm(ChangeNumber number) {
@@ -388,7 +457,9 @@ std::optional<StoredAlarm> StoredRows::alarm(ChangeNumber number) {
                     .ending = ChangeKind::kCleared,
                     .merged_into = row.merged_into,
                     .related = row.related,
-                    .steps = {}};
+                    .steps = {},
+                    .standing = row.standing};
+  if (row.operated != 0) alarm.actions = actions_of(number, std::numeric_limits<ChangeNumber>::max());
   std::vector<ChangeNumber> steps;
   steps_.with(number);
   while (steps_.step()) steps.push_back(steps_.integer(0));
@@ -400,6 +471,7 @@ std::optional<StoredAlarm> StoredRows::alarm(ChangeNumber number) {
   const auto last = std::ranges::find(alarm.steps, row.fault, &StoredFault::number);
   if (last == alarm.steps.end()) throw LedgerError(gone("fault", row.fault));
   alarm.dn = last->dn;
+  alarm.is_out_of_service = !row.merged && !last->ended && is_out_of_service(last->fault_dn);
   alarm.changed = last->updated;
   if (!row.merged && last->ended) {
     alarm.ended = last_ended;
@@ -438,6 +510,65 @@ std::vector<ChangeNumber> StoredRows::alarms_of(const std::string& fault_dn, std
   return numbers;
 }
 
+std::vector<ChangeNumber> StoredRows::missed(std::int64_t limit) {
+  std::vector<ChangeNumber> numbers;
+  Statement rows(db_,
+                 "SELECT alarm.number FROM fault JOIN alarm ON alarm.fault = fault.number "
+                 "WHERE fault.ended > (SELECT missed_through FROM ledger) AND alarm.merged IS NULL "
+                 "AND alarm.acknowledged = 0 AND alarm.closed = 0 AND alarm.was_told = 1 "
+                 "ORDER BY alarm.number DESC LIMIT ?");
+  rows.with(limit > 0 ? limit : -1);
+  while (rows.step()) numbers.push_back(rows.integer(0));
+  std::ranges::reverse(numbers);
+  return numbers;
+}
+
+std::vector<AlarmAction> StoredRows::actions_of(ChangeNumber alarm, ChangeNumber through) {
+  std::vector<AlarmAction> actions;
+  actions_.with(alarm, through);
+  while (actions_.step()) {
+    leave_out_damage([&] {
+      const auto row = read_row<AlarmActionRow>(actions_);
+      AlarmAction one{.number = row.change, .kind = row.kind, .at = row.at, .action = {}};
+      if (!actions_.is_null(kWidth<AlarmActionRow>)) {
+        one.action = stored_action(read_row<ActionRow>(actions_, kWidth<AlarmActionRow>));
+      }
+      actions.push_back(std::move(one));
+    });
+  }
+  return actions;
+}
+
+std::vector<StoredMaintenance> StoredRows::maintenance() {
+  Statement rows(db_, "SELECT " + columns_sql<MaintenanceRow, ActionRow>() +
+                          " FROM maintenance LEFT JOIN action ON action.seq = maintenance.seq ORDER BY maintenance.dn");
+  std::vector<StoredMaintenance> found;
+  while (rows.step()) {
+    leave_out_damage([&] {
+      const auto row = read_row<MaintenanceRow>(rows);
+      StoredMaintenance one{.maintenance = {.dn = row.dn,
+                                            .since = row.seq,
+                                            .since_at = row.since_at,
+                                            .until = row.until,
+                                            .until_age = row.until_age},
+                            .action = {}};
+      if (!rows.is_null(kWidth<MaintenanceRow>)) {
+        one.action = stored_action(read_row<ActionRow>(rows, kWidth<MaintenanceRow>));
+      }
+      found.push_back(std::move(one));
+    });
+  }
+  return found;
+}
+
+bool StoredRows::is_out_of_service(std::string_view fault_dn) {
+  if (!out_of_service_) {
+    out_of_service_.emplace();
+    for (const StoredMaintenance& one : maintenance()) out_of_service_->insert(one.maintenance.dn);
+  }
+  return is_under_one_of(fault_dn, *out_of_service_);
+}
+
 std::optional<FaultRow> StoredRows::latest_fault(const std::string& fault_dn) {
   Statement row(db_, "SELECT " + columns_sql<FaultRow>() + " FROM " + kNamed + " ORDER BY fault.number DESC LIMIT 1");
   if (!row.with(fault_name_hash(fault_dn), fault_dn).step()) return std::nullopt;
@@ -472,7 +603,7 @@ ChangeNumber StoredRows::head_of(const AlarmRow& alarm) {
   if (alarm.merged) return *alarm.merged;
   if (!faults_.with(alarm.fault).step()) throw LedgerError(gone("fault", alarm.fault));
   const auto fault = read_row<FaultRow>(faults_);
-  return fault.ended ? *fault.ended : std::max(fault.change, reports_of(alarm.fault).change);
+  return fault.ended ? *fault.ended : std::max({alarm.operated, fault.change, reports_of(alarm.fault).change});
 }
 
 std::vector<Change> StoredRows::changes_of(ChangeNumber alarm, std::size_t most, std::uint64_t& not_told) {

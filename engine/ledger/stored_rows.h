@@ -3,6 +3,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -97,6 +98,14 @@ class StoredRows {
   // The latest of them; 0 for all.
   std::vector<ChangeNumber> alarms_of(const std::string& fault_dn, std::int64_t limit);
 
+  // The latest of those that came and went unacknowledged; 0 for all.
+  std::vector<ChangeNumber> missed(std::int64_t limit);
+
+  // What operators did to an alarm, in their order, up to a change.
+  std::vector<AlarmAction> actions_of(ChangeNumber alarm, ChangeNumber through);
+
+  std::vector<StoredMaintenance> maintenance();
+
   // The fault that is active, or was last; nothing when the ledger does not know it.
   std::optional<FaultRow> latest_fault(const std::string& fault_dn);
   std::vector<StoredReport> reports(ChangeNumber fault);
@@ -114,8 +123,10 @@ class StoredRows {
   };
 
   static ChangeOfFault change(const Statement& row);
-  std::vector<ActiveRow> active_rows(const std::vector<StandingRow>& standing);
-  ActiveRow active_row(const StandingRow& one);
+  // As it was after change `through`; nothing: as it is.
+  std::vector<ActiveRow> active_rows(const std::vector<StandingRow>& standing, std::optional<ChangeNumber> through);
+  ActiveRow active_row(const StandingRow& one, std::optional<ChangeNumber> through);
+  bool is_out_of_service(std::string_view fault_dn);
   Sequence last_until(Moment at, const LedgerRow& ledger);
   Reports reports_of(ChangeNumber fault);
   StoredFault fault(ChangeNumber number);
@@ -129,6 +140,8 @@ class StoredRows {
   Statement steps_;
   Statement faults_;
   Statement one_change_;
+  Statement actions_;
+  std::optional<std::set<std::string, std::less<>>> out_of_service_;  // when it was asked for
 };
 
 }  // namespace polaiga::engine

@@ -16,6 +16,14 @@ void apply(std::optional<StandingRow>& standing, const ChangeRow& change, Sequen
       standing.reset();
       return;
     case ChangeKind::kMerged:  // the change that follows at once says all
+    case ChangeKind::kAcknowledged:
+    case ChangeKind::kUnacknowledged:
+    case ChangeKind::kClosed:
+    case ChangeKind::kCommented:
+    case ChangeKind::kShelved:
+    case ChangeKind::kUnshelved:
+    case ChangeKind::kOutOfService:
+    case ChangeKind::kBackInService:
       return;
     case ChangeKind::kRefreshed:
     case ChangeKind::kPartlyCleared:
@@ -62,7 +70,10 @@ std::string schema() {
          create_table<ChangeRow>() + create_table<AlarmRow>() + create_table<FaultRow>() + create_table<StepRow>() +
          create_table<ReportRow>() + create_table<ShownAgainRow>() + create_table<StandingRow>() +
          create_table<FilterStateRow>() + create_table<CursorRow>() + create_table<GapRow>() +
-         create_table<FormerIdRow>() +
+         create_table<FormerIdRow>() + create_table<ActionRow>() + create_table<AlarmActionRow>() +
+         create_table<MaintenanceRow>() +
+         "CREATE INDEX alarm_action_alarm ON alarm_action (alarm);\n"
+         "CREATE INDEX alarm_action_seq ON alarm_action (seq);\n"
          "CREATE UNIQUE INDEX event_id ON event (id) WHERE id IS NOT NULL;\n"
          "CREATE INDEX fault_name ON fault (name, number);\n";
 }

@@ -26,6 +26,7 @@
 #include "model/entities.h"
 #include "model/fields.h"
 #include "model/moment.h"
+#include "model/operator_action.h"
 
 namespace polaiga::engine {
 
@@ -36,6 +37,7 @@ struct LedgerRow {
   Sequence watermark_seq = 0;         // up to here only what is still needed is left of the inputs
   ChangeNumber watermark_change = 0;  // up to here the changes are gone
   Moment watermark_at = 0;            // the latest time of an input that is gone
+  ChangeNumber missed_through = 0;    // somebody has seen the missed alarms that ended up to here
 };
 
 template <>
@@ -47,6 +49,7 @@ struct Table<LedgerRow> {
       Column<&LedgerRow::watermark_seq>{"watermark_seq"},
       Column<&LedgerRow::watermark_change>{"watermark_change"},
       Column<&LedgerRow::watermark_at>{"watermark_at", {}, kLastMoment},
+      Column<&LedgerRow::missed_through>{"missed_through"},
   };
   static constexpr std::string_view kMore = ") STRICT";
 };
@@ -165,8 +168,8 @@ struct Table<FormRow> {
   static constexpr std::string_view kMore = ") STRICT";
 };
 
-// An input. What can be told from the rest of the row is left out: a year of
-// events is a good deal smaller for it.
+// An input: a sensor event, or an operator's action, of which the table `action` tells more. What can be told from the
+// rest of the row is left out: a year of events is a good deal smaller for it.
 struct EventRow {
   Sequence seq = 0;
   std::optional<std::string> id;  // the source's own; an event comes once
@@ -176,7 +179,7 @@ struct EventRow {
   std::optional<Moment> time;       // the event's own; null: it brought none
   std::optional<Moment> at;         // null: the same as `time` or, without one, as `arrived`
   std::int64_t setting = 0;
-  Sequence subject = 0;
+  std::optional<Sequence> subject;  // null: the input is an action
   fe_sensor_event event = {};
   std::optional<Sequence> form;  // null: no record is reported; so are all below
   std::optional<Outcome> outcome;
@@ -208,7 +211,80 @@ struct Table<EventRow> {
   static constexpr std::string_view kMore = ") STRICT";
 };
 
-// A change of an alarm. When it was is told by its input.
+// What an operator did. It outlives its input as long as an alarm or maintenance tells of it.
+struct ActionRow {
+  Sequence seq = 0;
+  ActionKind kind = ActionKind::kComment;
+  std::string person;  // empty: the engine itself
+  std::optional<std::string> on_behalf_of;
+  std::optional<std::string> comment;
+  std::string dn;                         // of the object; empty: it is about alarms
+  std::optional<Moment> until;            // of a shelf or of maintenance
+  std::optional<std::int64_t> until_age;  // the same as an age of the ledger
+};
+
+template <>
+struct Table<ActionRow> {
+  static constexpr std::string_view kName = "action";
+  static constexpr std::tuple kColumns{
+      Column<&ActionRow::seq>{"seq", "PRIMARY KEY"},
+      Column<&ActionRow::kind>{"kind"},
+      Column<&ActionRow::person>{"person"},
+      Column<&ActionRow::on_behalf_of>{"on_behalf_of"},
+      Column<&ActionRow::comment>{"comment"},
+      Column<&ActionRow::dn>{"dn"},
+      Column<&ActionRow::until>{"until", {}, kLastMoment},
+      Column<&ActionRow::until_age>{"until_age"},
+  };
+  static constexpr std::string_view kMore = ") STRICT";
+};
+
+// A change of an alarm that an operator made, or that asks for an operator. It is kept as long as its alarm, while
+// changes and inputs may go before.
+struct AlarmActionRow {
+  ChangeNumber change = 0;
+  ChangeNumber alarm = 0;
+  Sequence seq = 0;  // the input; when it is no action, an escalation took the acknowledgement back
+  ChangeKind kind = ChangeKind::kCommented;
+  Moment at = 0;
+};
+
+template <>
+struct Table<AlarmActionRow> {
+  static constexpr std::string_view kName = "alarm_action";
+  static constexpr std::tuple kColumns{
+      Column<&AlarmActionRow::change>{"change", "PRIMARY KEY"},
+      Column<&AlarmActionRow::alarm>{"alarm"},
+      Column<&AlarmActionRow::seq>{"seq"},
+      Column<&AlarmActionRow::kind>{"kind"},
+      Column<&AlarmActionRow::at>{"at", {}, kLastMoment},
+  };
+  static constexpr std::string_view kMore = ") STRICT";
+};
+
+// An object that is out of service now.
+struct MaintenanceRow {
+  std::string dn;
+  Sequence seq = 0;  // the action that began it
+  Moment since_at = 0;
+  Moment until = 0;
+  std::int64_t until_age = 0;
+};
+
+template <>
+struct Table<MaintenanceRow> {
+  static constexpr std::string_view kName = "maintenance";
+  static constexpr std::tuple kColumns{
+      Column<&MaintenanceRow::dn>{"dn", "PRIMARY KEY"},
+      Column<&MaintenanceRow::seq>{"seq"},
+      Column<&MaintenanceRow::since_at>{"since_at", {}, kLastMoment},
+      Column<&MaintenanceRow::until>{"until", {}, kLastMoment},
+      Column<&MaintenanceRow::until_age>{"until_age"},
+  };
+  static constexpr std::string_view kMore = ") STRICT, WITHOUT ROWID";
+};
+
+// A change of an alarm, or of an object, whose change has no fault and no alarm. When it was is told by its input.
 struct ChangeRow {
   ChangeNumber number = 0;
   Sequence seq = 0;
@@ -222,6 +298,7 @@ struct ChangeRow {
   std::uint32_t reporters = 0;
   ChangeNumber previous = 0;  // the alarm's change before this one; 0: there is none
   std::int64_t of_alarm = 0;  // which of the alarm's changes this is, from 1
+  bool is_quiet = false;
 };
 
 template <>
@@ -240,6 +317,7 @@ struct Table<ChangeRow> {
       Column<&ChangeRow::reporters>{"reporters"},
       Column<&ChangeRow::previous>{"previous"},
       Column<&ChangeRow::of_alarm>{"of_alarm"},
+      Column<&ChangeRow::is_quiet>{"is_quiet"},
   };
   static constexpr std::string_view kMore = ") STRICT";
 };
@@ -255,6 +333,8 @@ struct AlarmRow {
   std::optional<ChangeNumber> merged;  // the change that merged it; null: none
   ChangeNumber merged_into = 0;
   ChangeNumber related = 0;
+  AlarmStanding standing = {};
+  ChangeNumber operated = 0;  // its latest change by an operator
 };
 
 template <>
@@ -269,6 +349,14 @@ struct Table<AlarmRow> {
       Column<&AlarmRow::merged>{"merged"},
       Column<&AlarmRow::merged_into>{"merged_into"},
       Column<&AlarmRow::related>{"related"},
+      Column<&AlarmRow::standing, &AlarmStanding::acknowledged>{"acknowledged"},
+      Column<&AlarmRow::standing, &AlarmStanding::closed>{"closed"},
+      Column<&AlarmRow::standing, &AlarmStanding::shelved>{"shelved"},
+      Column<&AlarmRow::standing, &AlarmStanding::shelved_until>{"shelved_until", {}, kLastMoment},
+      Column<&AlarmRow::standing, &AlarmStanding::shelved_until_age>{"shelved_until_age"},
+      Column<&AlarmRow::standing, &AlarmStanding::was_unshelved>{"was_unshelved"},
+      Column<&AlarmRow::standing, &AlarmStanding::was_told>{"was_told"},
+      Column<&AlarmRow::operated>{"operated"},
   };
   static constexpr std::string_view kMore = ") STRICT";
 };

@@ -19,7 +19,7 @@ std::string word(const std::string& column, Value last, std::string_view (*word_
   return text + " END";
 }
 
-std::string change_in(const std::string& column) { return word(column, ChangeKind::kMerged, change_word); }
+std::string change_in(const std::string& column) { return word(column, ChangeKind::kBackInService, change_word); }
 std::string outcome_in(const std::string& column) { return word(column, Outcome::kNotTracked, outcome_word); }
 std::string severity_in(const std::string& column) { return word(column, Severity::kCritical, severity_word); }
 
@@ -31,19 +31,20 @@ std::string views() {
   return "CREATE VIEW inputs AS SELECT event.seq, event.id, event.received, event.time, subject.entity, "
          "subject.sensor, subject.instance, event.\"offset\", event.\"state\", " +
          outcome_in("event.outcome") +
-         " AS change FROM event JOIN subject ON subject.seq = event.subject;\n"
+         " AS change, action.person, action.comment FROM event LEFT JOIN subject ON subject.seq = event.subject "
+         "LEFT JOIN action ON action.seq = event.seq;\n"
          "CREATE VIEW records AS SELECT event.seq, " +
          outcome_in("event.outcome") +
          " AS change, form.fault_dn, form.dn, form.code, form.clear_code, form.name, form.descr, form.cause, "
          "form.cause_id, form.clear_cause, form.clear_cause_id, form.disposition, form.fault_key, event.created_time "
          "FROM event JOIN form ON form.seq = event.form;\n"
          "CREATE VIEW changes AS SELECT change.number, change.seq, " +
-         change_in("change.kind") + " AS change, form.fault_dn, change.fault, change.alarm, " +
+         change_in("change.kind") +
+         " AS change, coalesce(form.fault_dn, action.dn) AS fault_dn, change.fault, change.alarm, " +
          severity_in("change.before") + " AS before, " + severity_in("change.after") +
-         " AS after, change.other, change.shown AS shown_seq, change.reporters "
-         "FROM change JOIN fault ON fault.number = change.fault" +
-         kWithForm +
-         ";\n"
+         " AS after, change.other, change.shown AS shown_seq, change.reporters, action.person, action.comment "
+         "FROM change LEFT JOIN action ON action.seq = change.seq LEFT JOIN fault ON fault.number = change.fault "
+         "LEFT JOIN event ON event.seq = fault.raised_seq LEFT JOIN form ON form.seq = event.form;\n"
          "CREATE VIEW faults AS SELECT fault.number, form.fault_dn, form.dn, form.code, form.name, " +
          severity_in("fault.severity") +
          " AS severity, fault.alarm, fault.raised_seq, fault.ended, "

@@ -6,8 +6,10 @@
 namespace polaiga::engine {
 namespace {
 
-constexpr std::array<std::string_view, 7> kChanges{"raised",     "refreshed", "partly_cleared", "cleared",
-                                                   "superseded", "withdrawn", "merged"};
+constexpr std::array<std::string_view, 15> kChanges{
+    "raised",    "refreshed", "partly_cleared", "cleared",        "superseded",
+    "withdrawn", "merged",    "acknowledged",   "unacknowledged", "closed",
+    "commented", "shelved",   "unshelved",      "out_of_service", "back_in_service"};
 constexpr std::array<std::string_view, 6> kOutcomes{"raised",  "refreshed",     "partly_cleared",
                                                     "cleared", "already_clear", "not_tracked"};
 

@@ -22,11 +22,24 @@ enum class ChangeKind : std::uint8_t {
   kSuperseded,     // the last reporter reports another level of the same object instead
   kWithdrawn,      // the library told its host that the fault is over
   kMerged,         // the alarm goes on as part of an older one; the fault is the one that both have then
+  // What operators do; the alarm's severity stays as it is.
+  kAcknowledged,
+  kUnacknowledged,  // an acknowledgement or a closing was taken back, or an escalation asks for a new one
+  kClosed,
+  kCommented,
+  kShelved,
+  kUnshelved,      // by an operator, or because the time is over
+  kOutOfService,   // of each alarm of the object, and then of the object itself, as alarm 0
+  kBackInService,  // the same; by an operator, or because the time is over
 };
 
-// raised, refreshed, partly_cleared, cleared, superseded, withdrawn, merged.
+// raised, refreshed, partly_cleared, cleared, superseded, withdrawn, merged, acknowledged, unacknowledged, closed,
+// commented, shelved, unshelved, out_of_service, back_in_service.
 std::string_view change_word(ChangeKind kind);
 std::optional<ChangeKind> find_change(std::string_view word);
+
+// Whether the change says what operators did, and nothing of the fault itself.
+constexpr bool is_of_operators(ChangeKind kind) { return kind >= ChangeKind::kAcknowledged; }
 
 // One change of one alarm. It says all that a reader needs to follow the alarms
 // without the changes before it.
@@ -35,14 +48,15 @@ struct Change {
   Sequence sequence = 0;  // the input that made it
   ChangeKind kind = ChangeKind::kRaised;
   Moment at = 0;
-  std::string fault_dn;
-  ChangeNumber fault = 0;                // the change that raised the fault
-  ChangeNumber alarm = 0;                // the change that raised the alarm for the first time
+  std::string fault_dn = {};             // of a change of an object: the object's DN
+  ChangeNumber fault = 0;                // the change that raised the fault; 0: the change is of an object
+  ChangeNumber alarm = 0;                // the change that raised the alarm for the first time; 0: the same
   Severity before = Severity::kCleared;  // the alarm's severity before this change
   Severity after = Severity::kCleared;   // and after it; cleared when the alarm is over
   ChangeNumber other = 0;                // of raised: a related alarm; of merged: the alarm that goes on; 0: none
   Sequence shown = 0;                    // the input whose record the fault shows after this change
   std::uint32_t reporters = 0;           // how many report the fault after this change
+  bool is_quiet = false;                 // outputs need not tell it: the alarm is silenced, and they know nothing of it
 
   bool operator==(const Change&) const = default;
 };

@@ -17,4 +17,10 @@ std::string fault_dn(std::string_view dn, std::uint32_t code) {
   return text.data();
 }
 
+bool is_under(std::string_view dn, std::string_view root) {
+  while (root.ends_with('/')) root.remove_suffix(1);
+  if (!dn.starts_with(root)) return false;
+  return dn.size() == root.size() || dn[root.size()] == '/';
+}
+
 }  // namespace polaiga::engine

@@ -1,6 +1,7 @@
 #include "report/change_text.h"
 
 #include "base/printable.h"
+#include "model/moment.h"
 #include "model/record_text.h"
 
 namespace polaiga::engine {
@@ -62,9 +63,25 @@ std::string change_text(const Change& change) {
       return partly_cleared_text(change);
     case ChangeKind::kMerged:
       return merged_text(change);
+    case ChangeKind::kOutOfService:
+      return "out of service";
+    case ChangeKind::kBackInService:
+      return "back in service";
     default:
       return std::string(change_word(change.kind));
   }
+}
+
+std::string change_text(const AlarmAction& action) { return change_text(Change{.kind = action.kind}); }
+
+std::string person_text(const StoredAction* action) {
+  if (action == nullptr) return "because the alarm got worse";
+  if (action->person.empty()) return "because its time is over";
+  std::string text = "by " + printable(action->person);
+  if (action->on_behalf_of) text += " for " + printable(*action->on_behalf_of);
+  if (action->until) text += " until " + format_moment(*action->until);
+  if (action->comment) text += ": " + printable(*action->comment);
+  return text;
 }
 
 std::string consequence_text(const RecordedInput& input) {

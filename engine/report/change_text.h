@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "ledger/batch.h"
+#include "ledger/stored.h"
 #include "model/change.h"
 
 namespace polaiga::engine {
@@ -12,6 +13,13 @@ namespace polaiga::engine {
 // What a change did, as a reader of changes sees it: "raised", "refreshed, 2 report
 // it", "partly cleared, 1 still reports it", "cleared", "superseded", ...
 std::string change_text(const Change& change);
+
+// The same of what an operator did to an alarm.
+std::string change_text(const AlarmAction& action);
+
+// Who did it, and why, of a change that operators made: "by anna for bob: waits for a spare part". `action` is null
+// when no operator did it.
+std::string person_text(const StoredAction* action);
 
 // What a record did to its own fault and, after a comma, to others: "raised,
 // superseded F0395".

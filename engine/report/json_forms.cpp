@@ -94,7 +94,9 @@ JsonObject change_form(const Change& change, std::string_view ledger_id) {
       .add("change", change_word(change.kind))
       .add("at", format_moment(change.at))
       .add("seq", change.sequence)
-      .add("alarm", alarm_id(ledger_id, change.alarm))
+      .add("quiet", change.is_quiet);
+  if (change.alarm == 0) return object.add("dn", change.fault_dn);
+  object.add("alarm", alarm_id(ledger_id, change.alarm))
       .add("fault", change.fault)
       .add("fault_dn", change.fault_dn)
       .add("before", severity_word(change.before))
@@ -103,6 +105,39 @@ JsonObject change_form(const Change& change, std::string_view ledger_id) {
       .add("reporters", change.reporters);
   if (change.other != 0) {
     object.add(change.kind == ChangeKind::kMerged ? "merged_into" : "related", alarm_id(ledger_id, change.other));
+  }
+  return object;
+}
+
+JsonObject action_form(const StoredAction& action) {
+  JsonObject object;
+  object.add("action", action_word(action.kind)).add("seq", action.sequence);
+  if (!action.person.empty()) object.add("person", action.person);
+  if (action.on_behalf_of) object.add("on_behalf_of", *action.on_behalf_of);
+  if (action.comment) object.add("comment", *action.comment);
+  if (!action.dn.empty()) object.add("dn", action.dn);
+  if (action.until) object.add("until", format_moment(*action.until));
+  return object;
+}
+
+JsonObject alarm_action_form(const AlarmAction& action) {
+  JsonObject object;
+  object.add("number", action.number).add("change", change_word(action.kind)).add("at", format_moment(action.at));
+  if (action.action) object.add_members_of(action_form(*action.action));
+  return object;
+}
+
+JsonObject maintenance_form(const StoredMaintenance& maintenance) {
+  JsonObject object;
+  object.add("dn", maintenance.maintenance.dn)
+      .add("since", format_moment(maintenance.maintenance.since_at))
+      .add("since_seq", maintenance.maintenance.since)
+      .add("until", format_moment(maintenance.maintenance.until));
+  if (maintenance.action) {
+    const StoredAction& action = *maintenance.action;
+    if (!action.person.empty()) object.add("person", action.person);
+    if (action.on_behalf_of) object.add("on_behalf_of", *action.on_behalf_of);
+    if (action.comment) object.add("comment", *action.comment);
   }
   return object;
 }
@@ -189,16 +224,21 @@ JsonObject active_fault_form(const ActiveFault& fault, const fe_fault_record& sh
 JsonObject active_row_form(const ActiveRow& row, std::string_view ledger_id) {
   JsonObject object = fault_form(row.fault, ledger_id);
   object.add("created", format_moment(row.alarm_since))
-      .add("event", event_form(row.shown.event))
-      .add("record", record_form(row.shown.record));
+      .add("operator_state", operator_state_word(row.standing.state()))
+      .add("out_of_service", row.is_out_of_service);
+  if (row.state_by) object.add("state_by", alarm_action_form(*row.state_by));
+  object.add("event", event_form(row.shown.event)).add("record", record_form(row.shown.record));
   return object;
 }
 
 JsonObject stored_change_form(const StoredChange& stored, std::string_view ledger_id) {
   JsonObject object;
-  object.add("ledger_id", ledger_id)
-      .add_members_of(change_form(stored.change, ledger_id))
-      .add("event", event_form(stored.event));
+  object.add("ledger_id", ledger_id).add_members_of(change_form(stored.change, ledger_id));
+  if (stored.action) {
+    object.add("action", action_form(*stored.action));
+  } else {
+    object.add("event", event_form(stored.event));
+  }
   if (stored.record) object.add("record", record_form(stored.record->record));
   return object;
 }
@@ -210,7 +250,9 @@ JsonObject alarm_form(const StoredAlarm& alarm, std::string_view ledger_id) {
       .add("created", format_moment(alarm.created))
       .add("changed", format_moment(alarm.changed))
       .add("severity", severity_word(alarm.severity))
-      .add("worst", severity_word(alarm.worst));
+      .add("worst", severity_word(alarm.worst))
+      .add("operator_state", operator_state_word(alarm.standing.state()))
+      .add("out_of_service", alarm.is_out_of_service);
   if (alarm.ended) {
     object.add("ended", format_moment(alarm.ended_at))
         .add("ended_number", *alarm.ended)
@@ -224,7 +266,9 @@ JsonObject alarm_form(const StoredAlarm& alarm, std::string_view ledger_id) {
     if (const StoredFault* const next = superseded_by(alarm, step)) form.add("superseded_by", next->fault_dn);
     steps.add(form);
   }
-  object.add("steps", steps);
+  JsonArray actions;
+  for (const AlarmAction& action : alarm.actions) actions.add(alarm_action_form(action));
+  object.add("steps", steps).add("actions", actions);
   return object;
 }
 

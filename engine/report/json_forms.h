@@ -33,6 +33,15 @@ JsonObject record_form(const fe_fault_record& record);
 
 JsonObject change_form(const Change& change, std::string_view ledger_id);
 
+// What an operator did: "action", "seq", "person", "comment" and so on. One that the engine did itself has no person.
+JsonObject action_form(const StoredAction& action);
+
+// One of the things that operators did to an alarm.
+JsonObject alarm_action_form(const AlarmAction& action);
+
+// An object that is out of service.
+JsonObject maintenance_form(const StoredMaintenance& maintenance);
+
 // An input with its record, if it has one, and its changes; for a replay.
 JsonObject input_form(const RecordedInput& input);
 

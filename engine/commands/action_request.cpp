@@ -1,0 +1,104 @@
+#include "commands/action_request.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+#include "base/printable.h"
+#include "commands/control_client.h"
+#include "commands/options.h"
+#include "commands/selection_options.h"
+#include "report/json_text.h"
+
+namespace polaiga::engine {
+namespace {
+
+std::string text_member(std::string_view name, std::string_view value) {
+  std::string text = ",\"" + std::string(name) + "\":";
+  add_json_text(text, value);
+  return text;
+}
+
+// Numbers that follow one another closely take little space when each counts from the one before.
+std::string numbers_text(std::vector<ChangeNumber> numbers) {
+  std::ranges::sort(numbers);
+  std::string text;
+  ChangeNumber before = 0;
+  for (const ChangeNumber number : numbers) {
+    text += text.empty() ? std::to_string(number) : ",+" + std::to_string(number - before);
+    before = number;
+  }
+  return text;
+}
+
+}  // namespace
+
+void add_action_text_options(CLI::App& command, bool wants_comment, ActionText& text) {
+  CLI::Option* const comment = add_value_option(
+      command, {"--comment", "TEXT", "Why, in a line of at most " + std::to_string(kMostCommentBytes) + " bytes"},
+      {"a line of text", "\"spare part ordered\""}, [&text](const std::string& given) {
+        text.comment = given;
+        return !given.empty() && given.size() <= kMostCommentBytes;
+      });
+  if (wants_comment) comment->required();
+  add_name_option(command, {"--id", "TEXT", "A name for this action: what comes again under it is done once"},
+                  "ticket-4711-1", text.id);
+  add_name_option(command, {"--on-behalf-of", "PERSON", "Who acts; for programs that the engine trusts"}, "anna",
+                  text.on_behalf_of);
+}
+
+void add_ending_options(CLI::App& command, SilenceEnd& ending) {
+  CLI::Option* const lasts =
+      add_value_option(command, {"--for", "SPAN", "How long, as in 2h; at most 30d"},
+                       {"a whole number with s, m, h or d", "2h"}, [&ending](const std::string& text) {
+                         ending.lasts = parse_age(text);
+                         return ending.lasts && *ending.lasts > 0 && *ending.lasts <= kMostSilence;
+                       });
+  add_value_option(command, {"--until", "TIME", "Until when: RFC 3339"}, {"an RFC 3339 time", "2025-03-12T09:12:20Z"},
+                   [&ending](const std::string& text) {
+                     ending.until = parse_moment(text);
+                     return ending.until.has_value();
+                   })
+      ->excludes(lasts);
+}
+
+ActionRequestLine::ActionRequestLine(ActionKind kind, const ActionText& text) {
+  members_ = "{\"do\":\"" + std::string(action_word(kind)) + "\"";
+  if (!text.comment.empty()) members_ += text_member("comment", text.comment);
+  if (!text.id.empty()) members_ += text_member("id", text.id);
+  if (!text.on_behalf_of.empty()) members_ += text_member("on_behalf_of", text.on_behalf_of);
+}
+
+ActionRequestLine& ActionRequestLine::about(std::vector<ChangeNumber> alarms, const std::string& ledger_id) {
+  members_ += text_member("alarms", numbers_text(std::move(alarms))) + text_member("ledger_id", ledger_id);
+  return *this;
+}
+
+ActionRequestLine& ActionRequestLine::about(const std::string& dn) {
+  members_ += text_member("dn", dn);
+  return *this;
+}
+
+ActionRequestLine& ActionRequestLine::lasting(const SilenceEnd& ending) {
+  if (!ending.lasts && !ending.until) throw UsageError("Say how long, with --for, or until when, with --until");
+  members_ +=
+      ending.lasts ? ",\"for\":" + std::to_string(*ending.lasts) : text_member("until", format_moment(*ending.until));
+  return *this;
+}
+
+std::string ActionRequestLine::line() const { return members_ + "}\n"; }
+
+bool ActionRequestLine::send(const std::string& control) const {
+  const std::string answer = ControlClient(control).ask(line());
+  const auto told = nlohmann::json::parse(answer, nullptr, false);
+  if (told.is_object() && told.contains("error") && told["error"].is_string()) {
+    throw std::runtime_error(printable(told["error"].get<std::string>()));
+  }
+  if (!told.is_object() || !told.contains("seq")) {
+    throw std::runtime_error(printable(control) + ": the engine's answer is not understood: " + in_quotes(answer));
+  }
+  return !told.contains("duplicate");
+}
+
+}  // namespace polaiga::engine

@@ -1,0 +1,55 @@
+// An operator's action as a request to the engine, and the options that it is made of.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "model/operator_action.h"
+
+namespace CLI {
+class App;
+}  // namespace CLI
+
+namespace polaiga::engine {
+
+struct ActionText {
+  std::string comment;       // empty: none
+  std::string id;            // empty: none
+  std::string on_behalf_of;  // empty: the caller acts for himself
+};
+
+// When a shelf or maintenance ends; one of the two.
+struct SilenceEnd {
+  std::optional<std::int64_t> lasts;  // seconds
+  std::optional<Moment> until;
+};
+
+// --comment, --id and --on-behalf-of.
+void add_action_text_options(CLI::App& command, bool wants_comment, ActionText& text);
+
+// --for and --until.
+void add_ending_options(CLI::App& command, SilenceEnd& ending);
+
+// A request that is put together and sent.
+class ActionRequestLine {
+ public:
+  ActionRequestLine(ActionKind kind, const ActionText& text);
+
+  ActionRequestLine& about(std::vector<ChangeNumber> alarms, const std::string& ledger_id);
+  ActionRequestLine& about(const std::string& dn);
+  // Throws UsageError unless exactly one of the two is given.
+  ActionRequestLine& lasting(const SilenceEnd& ending);
+
+  std::string line() const;
+
+  // Answers whether it was done; if not, it had been done before under the same id. Throws std::runtime_error with
+  // the reason when it is refused.
+  bool send(const std::string& control) const;
+
+ private:
+  std::string members_;
+};
+
+}  // namespace polaiga::engine

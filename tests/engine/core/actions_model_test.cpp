@@ -1,0 +1,300 @@
+// Random events and actions over a few alarms, with restarts and kills between, against a model of the operators' part
+// that is as plain as can be. Which fault an event raises or clears is taken from the changes; that they are right is
+// tested with the alarms.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <random>
+
+#include "core/recorder.h"
+#include "intake/event_parser.h"
+#include "ledger/reader.h"
+#include "model/fault.h"
+#include "support/manual_clock.h"
+#include "support/temp_dir.h"
+
+namespace polaiga::engine {
+namespace {
+
+#ifdef POLAIGA_SHORT_WALK
+constexpr unsigned kSequences = 150;
+#else
+constexpr unsigned kSequences = 2000;
+#endif
+
+constexpr Moment kToday = 1'800'000'000;
+
+// What the model knows of an alarm that is active.
+struct Known {
+  std::string fault_dn;
+  bool acknowledged = false;
+  bool closed = false;
+  std::optional<Moment> shelf;  // when it is over
+  bool was_unshelved = false;
+  bool was_told = false;
+
+  OperatorState state() const {
+    if (shelf) return OperatorState::kShelved;
+    if (closed) return OperatorState::kClosed;
+    if (acknowledged) return OperatorState::kAcknowledged;
+    return was_unshelved ? OperatorState::kUnshelved : OperatorState::kNone;
+  }
+};
+
+struct Model {
+  std::map<ChangeNumber, Known> alarms;
+  std::map<std::string, Moment> maintenance;  // when it is over
+  std::vector<ChangeNumber> missed;
+
+  bool is_out_of_service(const std::string& fault_dn) const {
+    for (const auto& [dn, until] : maintenance) {
+      if (fault_dn == dn || fault_dn.starts_with(dn + "/")) return true;
+    }
+    return false;
+  }
+  bool is_silenced(const Known& alarm) const { return alarm.shelf || is_out_of_service(alarm.fault_dn); }
+
+  // Follows a change of a fault; answers whether outputs may be quiet about it.
+  bool follow(const Change& change) {
+    Known& alarm = alarms[change.alarm];
+    if (change.kind == ChangeKind::kRaised || change.kind == ChangeKind::kRefreshed) alarm.fault_dn = change.fault_dn;
+    bool quiet = is_silenced(alarm);
+    const bool ends = change.after == Severity::kCleared;
+    if (ends) {
+      quiet = !alarm.was_told;
+      const bool is_missed = !alarm.acknowledged && !alarm.closed && alarm.was_told;
+      if (is_missed && change.kind != ChangeKind::kMerged) missed.push_back(change.alarm);
+      alarms.erase(change.alarm);
+    } else if (!quiet) {
+      alarm.was_told = true;
+    }
+    return quiet;
+  }
+};
+
+// "acknowledged 3", "back_in_service 0 sys/psu", and " quiet".
+std::string expected(ChangeKind kind, ChangeNumber alarm, bool quiet, const std::string& dn = "") {
+  return std::string(change_word(kind)) + " " + std::to_string(alarm) + (dn.empty() ? "" : " " + dn) +
+         (quiet ? " quiet" : "");
+}
+
+std::vector<std::string> texts_of(const std::vector<Change>& changes) {
+  std::vector<std::string> texts;
+  for (const Change& change : changes) {
+    texts.push_back(expected(change.kind, change.alarm, change.is_quiet, change.alarm == 0 ? change.fault_dn : ""));
+  }
+  return texts;
+}
+
+class ActionsModelTest : public ::testing::Test {
+ protected:
+  int pick(int least, int most) { return std::uniform_int_distribution<>(least, most)(random_); }
+
+  void start() {
+    ledger_.emplace(path_, Retention{.events = 0, .days = 0, .bytes = 0}, clock_.wall());
+    recorder_ = std::make_unique<Recorder>(Recorder::Options{}, clock_, *ledger_);
+    recorder_->use_tables(tables_, POLAIGA_TABLES_DIR);
+  }
+
+  void stop() {
+    recorder_.reset();
+    ledger_.reset();
+  }
+
+  void commit() {
+    recorder_->commit();
+    committed_ = model_;
+  }
+
+  // A process that is killed loses what it has not committed.
+  void restart(bool kill) {
+    if (kill) {
+      model_ = committed_;
+    } else {
+      commit();
+    }
+    stop();
+    clock_.pass(pick(0, 30));
+    start();
+  }
+
+  void event() {
+    const std::string text = R"({"entity":"fan","sensor":"FAN)" + std::to_string(pick(1, 2)) + R"(_TACH1","offset":)" +
+                             std::to_string(pick(3, 5)) + R"(,"state":)" + std::to_string(pick(0, 1)) + "}";
+    const Receipt receipt = recorder_->record(parse_sensor_event(text));
+    for (const Change& change : receipt.input->changes) {
+      EXPECT_EQ(change.is_quiet, model_.follow(change)) << change_word(change.kind) << " " << change.fault_dn;
+    }
+  }
+
+  std::vector<ChangeNumber> some_alarms() {
+    std::vector<ChangeNumber> numbers;
+    for (const auto& [number, alarm] : model_.alarms) {
+      if (pick(0, 2) > 0) numbers.push_back(number);
+    }
+    return numbers;
+  }
+
+  // Carries out what the model says that is possible, and hears the refusal of what is not.
+  void action() {
+    const auto kind = static_cast<ActionKind>(pick(0, 8));
+    OperatorAction action{.kind = kind};
+    action.person = "anna";
+    action.lasts = kind == ActionKind::kShelve || kind == ActionKind::kMaintain ? pick(1, 40) : 0;
+    std::vector<std::string> want;
+    if (is_about_object(kind)) {
+      constexpr const char* kObjects[] = {"sys", "sys/rack-unit-1/fan-module-1-1", "sys/rack-unit-1/psu-1"};
+      action.dn = kObjects[pick(0, 2)];
+      if (kind == ActionKind::kEndMaintenance && !model_.maintenance.contains(action.dn)) {
+        EXPECT_THROW(recorder_->act(std::move(action)), ActionRefused);
+        return;
+      }
+      want = kind == ActionKind::kMaintain ? maintain(action.dn, action.lasts) : end_maintenance(action.dn);
+    } else if (kind == ActionKind::kAcknowledgeMissed) {
+      model_.missed.clear();
+    } else {
+      action.alarms = some_alarms();
+      for (const ChangeNumber number : action.alarms) {
+        if (!is_possible(kind, model_.alarms.at(number))) {
+          EXPECT_THROW(recorder_->act(std::move(action)), ActionRefused);
+          return;
+        }
+      }
+      for (const ChangeNumber number : action.alarms) want.push_back(apply(kind, number, action.lasts));
+    }
+    const Receipt receipt = recorder_->act(std::move(action));
+    EXPECT_EQ(texts_of(receipt.input->changes), want);
+  }
+
+  static bool is_possible(ActionKind kind, const Known& alarm) {
+    if (kind == ActionKind::kUnacknowledge) return alarm.acknowledged || alarm.closed;
+    return kind != ActionKind::kUnshelve || alarm.shelf;
+  }
+
+  std::string apply(ActionKind kind, ChangeNumber number, std::int64_t lasts) {
+    Known& alarm = model_.alarms.at(number);
+    if (kind == ActionKind::kAcknowledge) alarm.acknowledged = true;
+    if (kind == ActionKind::kClose) alarm.closed = true;
+    if (kind == ActionKind::kUnacknowledge) alarm.acknowledged = alarm.closed = false;
+    if (kind == ActionKind::kShelve) alarm.shelf = clock_.wall() + lasts;
+    if (kind == ActionKind::kUnshelve) {
+      alarm.shelf.reset();
+      alarm.was_unshelved = true;
+    }
+    const bool quiet = kind == ActionKind::kShelve ? !alarm.was_told : model_.is_silenced(alarm);
+    if (!quiet) alarm.was_told = true;
+    return expected(change_of(kind).value(), number, quiet);
+  }
+
+  std::vector<std::string> maintain(const std::string& dn, std::int64_t lasts) {
+    std::vector<std::string> want;
+    for (const auto& [number, alarm] : model_.alarms) {
+      if (alarm.fault_dn.starts_with(dn + "/") && !model_.is_out_of_service(alarm.fault_dn)) {
+        want.push_back(expected(ChangeKind::kOutOfService, number, !alarm.was_told));
+      }
+    }
+    model_.maintenance[dn] = clock_.wall() + lasts;
+    want.push_back(expected(ChangeKind::kOutOfService, 0, false, dn));
+    return want;
+  }
+
+  std::vector<std::string> end_maintenance(const std::string& dn) {
+    std::vector<std::string> want;
+    model_.maintenance.erase(dn);
+    for (auto& [number, alarm] : model_.alarms) {
+      if (!alarm.fault_dn.starts_with(dn + "/") || model_.is_out_of_service(alarm.fault_dn)) continue;
+      const bool quiet = model_.is_silenced(alarm);
+      if (!quiet) alarm.was_told = true;
+      want.push_back(expected(ChangeKind::kBackInService, number, quiet));
+    }
+    want.push_back(expected(ChangeKind::kBackInService, 0, false, dn));
+    return want;
+  }
+
+  // What is over for the model is over for the engine, and not before.
+  void end_what_is_over() {
+    std::vector<ChangeNumber> shelves;
+    for (const auto& [number, alarm] : model_.alarms) {
+      if (alarm.shelf && *alarm.shelf < clock_.wall()) shelves.push_back(number);
+    }
+    std::vector<std::string> objects;
+    for (const auto& [dn, until] : model_.maintenance) {
+      if (until < clock_.wall()) objects.push_back(dn);
+    }
+    for (const ChangeNumber number : shelves) apply(ActionKind::kUnshelve, number, 0);
+    for (const std::string& dn : objects) end_maintenance(dn);
+    EXPECT_EQ(recorder_->end_what_is_over(), !shelves.empty() || !objects.empty());
+  }
+
+  void compare() {
+    std::map<ChangeNumber, std::string> want;
+    for (const auto& [number, alarm] : model_.alarms) {
+      want[number] = std::string(operator_state_word(alarm.state())) +
+                     (model_.is_out_of_service(alarm.fault_dn) ? " out of service" : "") +
+                     (alarm.was_told ? " told" : "");
+    }
+    std::map<ChangeNumber, std::string> got;
+    LedgerReader reader(path_);
+    for (const ActiveRow& row : reader.active({}, std::nullopt)) {
+      got[row.fault.alarm] = std::string(operator_state_word(row.standing.state())) +
+                             (row.is_out_of_service ? " out of service" : "") + (row.standing.was_told ? " told" : "");
+      const bool has_person = row.state_by && row.state_by->action && row.state_by->action->person == "anna";
+      const OperatorState state = row.standing.state();
+      EXPECT_EQ(has_person, state != OperatorState::kNone && state != OperatorState::kUnshelved);
+    }
+    EXPECT_EQ(got, want);
+    std::vector<ChangeNumber> missed;
+    for (const StoredAlarm& alarm : reader.missed(0)) missed.push_back(alarm.number);
+    std::vector<ChangeNumber> want_missed = model_.missed;
+    std::ranges::sort(want_missed);
+    EXPECT_EQ(missed, want_missed);
+    std::map<std::string, Moment> objects;
+    for (const StoredMaintenance& one : reader.maintenance()) objects[one.maintenance.dn] = one.maintenance.until;
+    EXPECT_EQ(objects, model_.maintenance);
+    EXPECT_TRUE(reader.left_out().empty());
+  }
+
+  test::TempDir dir_;
+  std::string path_ = dir_.file("ledger.db");
+  HostTables tables_ = read_host_tables(POLAIGA_TABLES_DIR);
+  test::ManualClock clock_{kToday};
+  std::mt19937 random_;
+  std::optional<Ledger> ledger_;
+  std::unique_ptr<Recorder> recorder_;
+  Model model_;
+  Model committed_;
+};
+
+TEST_F(ActionsModelTest, RandomSequences) {
+  for (unsigned seed = 1; seed <= kSequences && !HasFailure(); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    random_.seed(seed);
+    model_ = committed_ = {};
+    for (const auto& file : std::filesystem::directory_iterator(dir_.path())) std::filesystem::remove(file.path());
+    start();
+    for (int steps = pick(5, 40); steps > 0 && !HasFailure(); --steps) {
+      end_what_is_over();
+      const int what = pick(0, 99);
+      if (what < 45) {
+        event();
+      } else if (what < 80) {
+        action();
+      } else if (what < 90) {
+        clock_.pass(pick(1, 20));
+      } else if (what < 96) {
+        commit();
+        compare();
+      } else {
+        restart(what < 98);
+      }
+    }
+    commit();
+    compare();
+    stop();
+  }
+}
+
+}  // namespace
+}  // namespace polaiga::engine

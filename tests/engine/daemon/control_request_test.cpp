@@ -23,6 +23,43 @@ TEST(ControlRequest, Forget) {
   EXPECT_EQ(std::get<ForgetRequest>(parse_control_request(R"({"do":"forget","publisher":"snmp"})")).publisher, "snmp");
 }
 
+OperatorAction action_in(const std::string& line) {
+  return std::get<ActionRequest>(parse_control_request(line)).action;
+}
+
+TEST(ControlRequest, Action) {
+  const auto request = std::get<ActionRequest>(parse_control_request(
+      R"({"do":"acknowledge","alarms":"17,+1,+5,3","comment":"Ersatzteil für Lüfter 1","id":"a-1","ledger_id":"0f","on_behalf_of":"anna"})"));
+  EXPECT_EQ(request.ledger_id, "0f");
+  EXPECT_EQ(request.action.kind, ActionKind::kAcknowledge);
+  EXPECT_EQ(request.action.alarms, (std::vector<ChangeNumber>{3, 17, 18, 23}));
+  EXPECT_EQ(request.action.comment, "Ersatzteil für Lüfter 1");
+  EXPECT_EQ(request.action.id, "a-1");
+  EXPECT_EQ(request.action.on_behalf_of, "anna");
+  EXPECT_EQ(request.action.person, "");
+}
+
+TEST(ControlRequest, AnAlarmThatComesTwiceCountsOnce) {
+  EXPECT_EQ(action_in(R"({"do":"unshelve","alarms":"5,5,5"})").alarms, std::vector<ChangeNumber>{5});
+}
+
+TEST(ControlRequest, WhenAShelfEnds) {
+  const OperatorAction shelf = action_in(R"({"do":"shelve","alarms":"5","for":7200,"comment":"c"})");
+  EXPECT_EQ(shelf.lasts, 7200);
+  const OperatorAction until =
+      action_in(R"({"do":"maintain","dn":"sys/psu-1/","until":"2027-01-15T08:00:00Z","comment":"c"})");
+  EXPECT_EQ(until.lasts, 0);
+  EXPECT_EQ(until.until, 1'800'000'000);
+  EXPECT_EQ(until.dn, "sys/psu-1");
+}
+
+TEST(ControlRequest, OtherActions) {
+  EXPECT_EQ(action_in(R"({"do":"end_maintenance","dn":"sys"})").dn, "sys");
+  EXPECT_EQ(action_in(R"({"do":"acknowledge_missed"})").kind, ActionKind::kAcknowledgeMissed);
+  EXPECT_EQ(action_in(R"({"do":"close","alarms":"1","comment":")" + std::string(1024, 'x') + "\"}").comment->size(),
+            1024U);
+}
+
 struct Bad {
   std::string line;
   std::string complaint;
@@ -54,7 +91,9 @@ INSTANTIATE_TEST_SUITE_P(
                       Bad{std::string(30'000, '[') + std::string(30'000, ']'), "The request is not a flat JSON object"},
                       Bad{"{}", "The request has no member 'do'"}, Bad{R"({"do":7})", "The member 'do' must be a text"},
                       Bad{R"({"do":"status","do":"status"})", "A member of the request comes twice"},
-                      Bad{R"({"do":"stop"})", "The request 'do' is 'stop'; it may be 'status', 'cursor' or 'forget'"},
+                      Bad{R"({"do":"stop"})",
+                          "The request 'do' is 'stop'; it may be 'status', 'cursor', 'forget' or an operator's action, "
+                          "such as 'acknowledge'"},
                       Bad{R"({"do":"status","x":1})", "The member 'x' is not known in this request"},
                       Bad{R"({"do":"cursor","publisher":"a"})", "The request has no member 'through'"},
                       Bad{R"({"do":"cursor","through":1})", "The request has no member 'publisher'"},
@@ -69,6 +108,48 @@ INSTANTIATE_TEST_SUITE_P(
                       Bad{R"({"do":"forget","publisher":"a\n"})", std::string("The publisher is 'a?'") + kName},
                       Bad{R"({"do":"forget","publisher":"012345678901234567890123456789012"})",
                           std::string("The publisher is '012345678901234567890123456789012'") + kName}));
+
+constexpr const char* kList = "The member 'alarms' is not a list of numbers of alarms, as in '17,18,+5'";
+constexpr const char* kShown =
+    "The member 'comment' has a character that cannot be shown, such as a control character or the end of a line";
+
+INSTANTIATE_TEST_SUITE_P(
+    Actions, BadControlRequest,
+    ::testing::Values(
+        Bad{R"({"do":"acknowledge"})", "The request has no member 'alarms'"},
+        Bad{R"({"do":"acknowledge","alarms":""})", "The member 'alarms' names no alarm"},
+        Bad{R"({"do":"acknowledge","alarms":7})", "The member 'alarms' must be a text"},
+        Bad{R"({"do":"acknowledge","alarms":"0"})", kList}, Bad{R"({"do":"acknowledge","alarms":"-1"})", kList},
+        Bad{R"({"do":"acknowledge","alarms":"1,"})", kList}, Bad{R"({"do":"acknowledge","alarms":",1"})", kList},
+        Bad{R"({"do":"acknowledge","alarms":"+1"})", kList}, Bad{R"({"do":"acknowledge","alarms":"1 2"})", kList},
+        Bad{R"({"do":"acknowledge","alarms":"1,+-1"})", kList},
+        Bad{R"({"do":"acknowledge","alarms":"99999999999999999999"})", kList},
+        Bad{R"({"do":"acknowledge","alarms":"9223372036854775807,+1"})", kList},
+        Bad{R"({"do":"acknowledge","alarms":"1","dn":"sys"})", "The member 'dn' is not known in this request"},
+        Bad{R"({"do":"acknowledge","alarms":"1","for":1})", "The member 'for' is not known in this request"},
+        Bad{R"({"do":"acknowledge","alarms":"1","comment":""})", "The member 'comment' is empty"},
+        Bad{R"({"do":"acknowledge","alarms":"1","comment":"  "})", "The member 'comment' is empty"},
+        Bad{R"({"do":"acknowledge","alarms":"1","comment":"a\nb"})", kShown},
+        Bad{R"({"do":"acknowledge","alarms":"1","comment":"\u001b[2J"})", kShown},
+        Bad{R"({"do":"acknowledge","alarms":"1","comment":"\u202e"})", kShown},
+        Bad{R"({"do":"acknowledge","alarms":"1","comment":")" + std::string(1025, 'x') + "\"}",
+            "The member 'comment' has 1025 bytes; at most 1024 are allowed"},
+        Bad{R"({"do":"close","alarms":"1"})", "The request has no member 'comment'; the action 'close' wants one"},
+        Bad{R"({"do":"shelve","alarms":"1","for":60})",
+            "The request has no member 'comment'; the action 'shelve' wants one"},
+        Bad{R"({"do":"comment","alarms":"1"})", "The request has no member 'comment'; the action 'comment' wants one"},
+        Bad{R"({"do":"shelve","alarms":"1","comment":"c"})",
+            "The request must have one of 'for', in seconds, and 'until', a time"},
+        Bad{R"({"do":"shelve","alarms":"1","comment":"c","for":1,"until":"2027-01-15T08:00:00Z"})",
+            "The request must have one of 'for', in seconds, and 'until', a time"},
+        Bad{R"({"do":"shelve","alarms":"1","comment":"c","for":0})",
+            "The member 'for' must be a number of seconds, from 1 to 2592000, which are 30 days"},
+        Bad{R"({"do":"shelve","alarms":"1","comment":"c","until":"tomorrow"})",
+            "The member 'until' must be a time of RFC 3339, as in '2025-03-12T09:12:20Z'"},
+        Bad{R"({"do":"maintain","dn":"/","for":1,"comment":"c"})",
+            "The member 'dn' must be the DN of an object, as in 'sys/rack-unit-1/psu-1'"},
+        Bad{R"({"do":"maintain","dn":")" + std::string(400, 'x') + R"(","for":1,"comment":"c"})",
+            "The member 'dn' has 400 bytes; at most 79 are allowed"}));
 
 }  // namespace
 }  // namespace polaiga::engine

@@ -1,0 +1,185 @@
+// What operators did outlives retention and the replacement of a damaged ledger, as long as its alarm does.
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "core/recorder.h"
+#include "intake/event_parser.h"
+#include "ledger/reader.h"
+#include "ledger/tables.h"
+#include "ledger/verification.h"
+#include "support/manual_clock.h"
+#include "support/temp_dir.h"
+
+namespace polaiga::engine {
+namespace {
+
+constexpr Moment kToday = 1'800'000'000;
+
+class KeptActionsTest : public ::testing::Test {
+ protected:
+  void start(const Retention& retention) {
+    stop();
+    ledger_.emplace(path_, retention, clock_.wall());
+    recorder_ = std::make_unique<Recorder>(Recorder::Options{}, clock_, *ledger_);
+    recorder_->use_tables(read_host_tables(POLAIGA_TABLES_DIR), POLAIGA_TABLES_DIR);
+  }
+  void stop() {
+    recorder_.reset();
+    ledger_.reset();
+  }
+
+  void event(int fan, int state) {
+    recorder_->record(parse_sensor_event(R"({"entity":"fan","sensor":"FAN1_TACH1","offset":3,"instance":)" +
+                                         std::to_string(fan) + R"(,"state":)" + std::to_string(state) + "}"));
+  }
+  void act(ActionKind kind, ChangeNumber alarm, const std::string& comment, std::int64_t lasts = 0) {
+    OperatorAction action{.kind = kind};
+    action.person = "anna";
+    action.comment = comment;
+    action.lasts = lasts;
+    if (is_about_object(kind)) {
+      action.dn = "sys/rack-unit-1/psu-1";
+    } else {
+      action.alarms = {alarm};
+    }
+    recorder_->act(std::move(action));
+  }
+  void write() { recorder_->commit(); }
+
+  // More events than are kept, which come and go.
+  void pass_many() {
+    for (int i = 0; i < 40; ++i) {
+      for (int k = 0; k < 10; ++k) {
+        event(2, 1);
+        event(2, 0);
+      }
+      write();
+    }
+  }
+
+  std::int64_t count(const std::string& of) const {
+    const Database db(path_, Access::kRead);
+    Statement row(db, "SELECT count(*) FROM " + of);
+    row.step();
+    return row.integer(0);
+  }
+
+  // "acknowledged by anna: seen", of all actions of the only alarm that is active.
+  std::vector<std::string> told() const {
+    LedgerReader reader(path_);
+    std::vector<std::string> texts;
+    const auto active = reader.active({}, std::nullopt);
+    if (active.size() != 1) return {std::to_string(active.size()) + " active"};
+    const auto found = reader.explain(active[0].fault.fault_dn);
+    for (const AlarmAction& one : found->alarm.actions) {
+      texts.push_back(std::string(change_word(one.kind)) + " by " + one.action.value().person + ": " +
+                      one.action->comment.value_or("") + " at " + std::to_string(one.at - kToday));
+    }
+    texts.emplace_back(operator_state_word(active[0].standing.state()));
+    return texts;
+  }
+
+  test::TempDir dir_;
+  std::string path_ = dir_.file("ledger.db");
+  test::ManualClock clock_{kToday};
+  std::optional<Ledger> ledger_;
+  std::unique_ptr<Recorder> recorder_;
+};
+
+TEST_F(KeptActionsTest, TheyGoWithTheirAlarm) {
+  start({.events = 50, .days = 0, .bytes = 0});
+  event(1, 1);
+  clock_.pass(5);
+  act(ActionKind::kAcknowledge, 1, "seen");
+  clock_.pass(5);
+  act(ActionKind::kComment, 1, "ticket 4711");
+  write();
+  pass_many();
+  EXPECT_EQ(count("change WHERE number <= 3"), 0);  // the changes are gone
+  const std::vector<std::string> want{"acknowledged by anna: seen at 5", "commented by anna: ticket 4711 at 10",
+                                      "acknowledged"};
+  EXPECT_EQ(told(), want);
+  start({.events = 50, .days = 0, .bytes = 0});
+  EXPECT_EQ(told(), want);
+  EXPECT_EQ(count("action"), 2);
+  event(1, 0);
+  write();
+  pass_many();
+  EXPECT_EQ(count("alarm_action"), 0);
+  EXPECT_EQ(count("action"), 0);
+}
+
+TEST_F(KeptActionsTest, ObjectsStayOutOfServiceThroughRetention) {
+  start({.events = 50, .days = 0, .bytes = 0});
+  act(ActionKind::kMaintain, 0, "new supply", 3600);
+  write();
+  pass_many();
+  start({.events = 50, .days = 0, .bytes = 0});
+  const auto objects = LedgerReader(path_).maintenance();
+  ASSERT_EQ(objects.size(), 1U);
+  EXPECT_EQ(objects[0].maintenance.dn, "sys/rack-unit-1/psu-1");
+  EXPECT_EQ(objects[0].action.value().comment, "new supply");
+  EXPECT_TRUE(recorder_->alarms().is_out_of_service("sys/rack-unit-1/psu-1/fault-F0374"));
+  clock_.pass(3602);
+  EXPECT_TRUE(recorder_->end_what_is_over());
+  write();
+  pass_many();
+  EXPECT_TRUE(LedgerReader(path_).maintenance().empty());
+  EXPECT_EQ(count("action"), 0);
+}
+
+TEST_F(KeptActionsTest, ADamagedLedgerLeavesThemToTheNewOne) {
+  start({});
+  event(1, 1);
+  act(ActionKind::kAcknowledge, 1, "seen");
+  act(ActionKind::kShelve, 1, "quiet", 60);
+  act(ActionKind::kMaintain, 0, "new supply", 3600);
+  write();
+  stop();
+  Database(path_, Access::kReadWrite).exec("DROP TABLE step");
+  start({});
+  ASSERT_EQ(ledger_->news().size(), 1U);
+  EXPECT_NE(ledger_->news()[0].find("Nothing of this was lost."), std::string::npos) << ledger_->news()[0];
+  EXPECT_EQ(told(),
+            (std::vector<std::string>{"acknowledged by anna: seen at 0", "shelved by anna: quiet at 0", "shelved"}));
+  EXPECT_EQ(LedgerReader(path_).maintenance().size(), 1U);
+  clock_.pass(62);
+  EXPECT_TRUE(recorder_->end_what_is_over());
+  write();
+  EXPECT_EQ(told().back(), "acknowledged");
+  stop();
+  EXPECT_TRUE(verify_ledger(path_).findings.empty());
+}
+
+// Each thing that an operator did is guarded like the events.
+TEST_F(KeptActionsTest, AChangedActionIsFound) {
+  start({});
+  event(1, 1);
+  act(ActionKind::kAcknowledge, 1, "seen by me");
+  write();
+  stop();
+  std::string content = dir_.read("ledger.db");
+  const auto at = content.find("seen by me");
+  ASSERT_NE(at, std::string::npos);
+  content[at] = 'S';
+  dir_.write("ledger.db", content);
+  const auto findings = verify_ledger(path_).findings;
+  ASSERT_FALSE(findings.empty());
+  EXPECT_NE(findings[0].what.find("action 2"), std::string::npos) << findings[0].what;
+}
+
+TEST_F(KeptActionsTest, AnActionThatIsGoneIsFound) {
+  start({});
+  event(1, 1);
+  act(ActionKind::kAcknowledge, 1, "seen");
+  write();
+  stop();
+  Database(path_, Access::kReadWrite).exec("DELETE FROM action");
+  const auto findings = verify_ledger(path_).findings;
+  ASSERT_FALSE(findings.empty());
+  EXPECT_EQ(findings[0].what, "input 2: the action 2 that it refers to is missing");
+}
+
+}  // namespace
+}  // namespace polaiga::engine

@@ -19,7 +19,7 @@ namespace {
 using namespace polaiga::engine;
 
 int run(int argc, char** argv, StandardOutput& output) {
-  CLI::App app("Takes sensor events of a rack server to fault records, and tells which faults are active.", "polaiga");
+  CLI::App app("Turns the sensor events of a rack server into fault records, and tells which faults are active.", "polaiga");
   app.set_version_flag("--version", "polaiga " POLAIGA_VERSION);
   app.footer(kReplayExample);
   app.require_subcommand(1);

@@ -71,13 +71,13 @@ void add_retention_options(CLI::App& command, Retention& retention) {
 
 Command run_command(CLI::App& program) {
   const auto options = std::make_shared<RunOptions>();
-  CLI::App* const app = program.add_subcommand("run", "Stay, take events, and keep alarms through restarts");
+  CLI::App* const app = program.add_subcommand("run", "Run the engine: take events as they come, and keep alarms through restarts");
   app->footer(
       "The engine takes events as JSON Lines at the socket and on standard input. It answers each line\n"
       "with {\"seq\":N} once the event is durable, or with {\"error\":\"WHAT\"}.\n"
       "SIGTERM makes it take what has been sent and stop. SIGHUP makes it load the tables again.\n\n"
       "Example:\n  polaiga run --ledger ledger.db --socket events.sock --control control.sock\n\n"
-      "Exit status: 0 when the engine was stopped or the input ended; 1 when lines of standard input were no\n"
+      "Exit status: 0 when the engine was stopped or the input ended; 1 when lines of standard input were not\n"
       "events and there is no socket; 2 when the engine failed.");
   add_ledger_option(*app, options->ledger);
   add_name_option(*app, {"--socket", "PATH", "Path of the Unix stream socket that takes events"}, "events.sock",

@@ -26,6 +26,7 @@
 #include "daemon/service_manager.h"
 #include "intake/event_line.h"
 #include "ledger/sqlite.h"
+#include "report/shown.h"
 
 namespace polaiga::engine {
 namespace {
@@ -498,9 +499,10 @@ class Daemon {
     if (problem_) return problem_->what;
     const Recorder& recorder = state_.recorder();
     const auto not_tracked = recorder.alarms().counts().not_tracked;
-    return std::to_string(recorder.alarms().size()) + " active faults, " +
-           std::to_string(state_.ledger().last_sequence()) + " events, " + std::to_string(bad_lines_) + " bad lines" +
-           (not_tracked > 0 ? ", " + std::to_string(not_tracked) + " reports beyond the limit" : "");
+    return plural(recorder.alarms().size(), "active fault") + ", " +
+           plural(static_cast<std::uint64_t>(state_.ledger().last_sequence()), "event") + ", " +
+           plural(bad_lines_, "bad line") +
+           (not_tracked > 0 ? ", " + plural(not_tracked, "report") + " beyond the limit" : "");
   }
 
   Status finish() {

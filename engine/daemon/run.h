@@ -1,4 +1,4 @@
-// `polaiga run`: the engine that stays. It takes events as they come, keeps what
+// `polaiga run`: the engine as a service. It takes events as they come, keeps what
 // came of them in the ledger, and acknowledges an event once it is durable.
 #pragma once
 

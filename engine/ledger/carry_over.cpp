@@ -18,11 +18,6 @@ constexpr std::size_t kMostIds = 65'536;
 
 constexpr std::size_t kMostLostTold = 5;
 
-template <class Row>
-std::string select() {
-  return "SELECT " + columns_sql<Row>() + " FROM " + std::string(Table<Row>::kName);
-}
-
 // The damaged ledger, as far as it can be read.
 class Wreck {
  public:
@@ -36,7 +31,7 @@ class Wreck {
   std::optional<Row> one(std::int64_t key) {
     const std::string first(std::get<0>(Table<Row>::kColumns).name);
     try {
-      Statement row(db_, select<Row>() + " WHERE " + first + " = ?");
+      Statement row(db_, select_sql<Row>() + " WHERE " + first + " = ?");
       if (row.with(key).step()) return read_row<Row>(row);
     } catch (const SqlError&) {  // told by who wanted the row
     } catch (const LedgerError&) {
@@ -54,7 +49,7 @@ class Wreck {
     const std::string first(std::get<0>(Table<Row>::kColumns).name);
     for (const char* direction : {" DESC", " ASC"}) {
       try {
-        std::string sql = select<Row>();
+        std::string sql = select_sql<Row>();
         sql.append(where).append(" ORDER BY ").append(first).append(direction);
         Statement rows(db_, sql);
         while (rows.step()) {

@@ -17,11 +17,6 @@ namespace polaiga::engine {
 namespace {
 
 template <class Row>
-std::string select() {
-  return "SELECT " + columns_sql<Row>() + " FROM " + std::string(Table<Row>::kName);
-}
-
-template <class Row>
 std::string key_of() {
   return std::string(std::get<0>(Table<Row>::kColumns).name);
 }
@@ -58,10 +53,10 @@ class Checker::Inputs {
   Inputs(Checker& checker, const Database& db)
       : checker_(checker),
         db_(db),
-        events_(db, select<EventRow>() + " WHERE seq > ? ORDER BY seq LIMIT ?"),
-        changes_(db, select<ChangeRow>() + " WHERE number > ? ORDER BY number"),
-        subject_(db, select<SubjectRow>() + " WHERE seq = ?"),
-        form_(db, select<FormRow>() + " WHERE seq = ?"),
+        events_(db, select_sql<EventRow>() + " WHERE seq > ? ORDER BY seq LIMIT ?"),
+        changes_(db, select_sql<ChangeRow>() + " WHERE number > ? ORDER BY number"),
+        subject_(db, select_sql<SubjectRow>() + " WHERE seq = ?"),
+        form_(db, select_sql<FormRow>() + " WHERE seq = ?"),
         setting_(db, "SELECT " + columns_sql<SettingRow, BuildRow, TablesRow>() +
                          " FROM setting JOIN build ON build.id = setting.build JOIN tables ON tables.id = "
                          "setting.tables WHERE setting.id = ?") {}
@@ -71,7 +66,7 @@ class Checker::Inputs {
     Statement ends(db_, "SELECT seq FROM event WHERE seal IS NOT NULL AND seq > ? ORDER BY seq DESC LIMIT 1 OFFSET ?");
     if (!ends.with(ledger.watermark_seq, batches).step()) return;
     const Sequence seq = ends.integer(0);
-    Statement row(db_, select<EventRow>() + " WHERE seq = ?");
+    Statement row(db_, select_sql<EventRow>() + " WHERE seq = ?");
     if (!row.with(seq).step()) return;
     last_ = watermark_ = seq;
     watermark_change_ = ledger.watermark_change;
@@ -127,7 +122,7 @@ class Checker::Inputs {
   }
 
   void read_gaps() {
-    Statement rows(db_, select<GapRow>() + " ORDER BY seq");
+    Statement rows(db_, select_sql<GapRow>() + " ORDER BY seq");
     std::vector<GapRow> gaps;
     while (rows.step()) gaps.push_back(read_row<GapRow>(rows));
     gaps_ = std::move(gaps);
@@ -402,7 +397,8 @@ class Checker::Tables {
     constexpr bool kByNumber = std::is_integral_v<
         std::remove_cvref_t<decltype(columns::of(std::get<0>(Table<Row>::kColumns), std::declval<Row&>()))>>;
     const std::string key = key_of<Row>();
-    Statement statement(db_, select<Row>() + (kByNumber ? " WHERE " + key + " > ? ORDER BY " + key : std::string()));
+    Statement statement(db_,
+                        select_sql<Row>() + (kByNumber ? " WHERE " + key + " > ? ORDER BY " + key : std::string()));
     if (kByNumber) statement.with(key_);
     std::size_t read = 0;
     while (statement.step()) {
@@ -433,7 +429,7 @@ class Checker::Tables {
 
 Checker::Checker(const Database& db)
     : db_(db), inputs_(std::make_unique<Inputs>(*this, db)), tables_(std::make_unique<Tables>(*this, db)) {
-  Statement gaps(db, select<GapRow>() + " ORDER BY seq");
+  Statement gaps(db, select_sql<GapRow>() + " ORDER BY seq");
   while (gaps.step()) {
     const auto gap = read_row<GapRow>(gaps);
     std::string what = range_text("input", gap.seq, gap.last_seq);

@@ -289,6 +289,12 @@ std::string columns_sql() {
   return sql;
 }
 
+// All columns of all rows of a table; what follows may choose and order them.
+template <class Row>
+std::string select_sql() {
+  return "SELECT " + columns_sql<Row>() + " FROM " + std::string(Table<Row>::kName);
+}
+
 // Throws DamagedRow unless `row` has the checksum of the columns from `first` on.
 void must_check(std::string_view table, const Statement& row, int first, int count);
 

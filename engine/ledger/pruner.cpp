@@ -34,12 +34,6 @@ constexpr std::int64_t kLeastGivenBack = 16;
 constexpr std::int64_t kMostGivenBack = 1024;
 constexpr std::int64_t kKeptFree = 1024;
 
-std::int64_t first_integer(Statement& statement) {
-  const std::int64_t value = statement.step() ? statement.integer(0) : 0;
-  statement.reset();
-  return value;
-}
-
 template <class Row>
 std::vector<Row> all_rows(Statement& statement) {
   std::vector<Row> rows;
@@ -69,11 +63,6 @@ RowsToGo<Row> rows_to_go(Statement& statement) {
   return found;
 }
 
-template <class Row>
-std::string select() {
-  return "SELECT " + columns_sql<Row>() + " FROM " + std::string(Table<Row>::kName);
-}
-
 bool ends_fault(ChangeKind kind) {
   return kind == ChangeKind::kCleared || kind == ChangeKind::kSuperseded || kind == ChangeKind::kWithdrawn;
 }
@@ -87,13 +76,13 @@ bool ends_alarm(ChangeKind kind) {
 Pruner::Statements::Statements(const Database& db)
     : pages(db, "PRAGMA page_count"),
       free_pages(db, "PRAGMA freelist_count"),
-      events(db, select<EventRow>() + " WHERE seq > ? AND seq <= ? ORDER BY seq"),
-      changes(db, select<ChangeRow>() + " WHERE number > ? ORDER BY number"),
+      events(db, select_sql<EventRow>() + " WHERE seq > ? AND seq <= ? ORDER BY seq"),
+      changes(db, select_sql<ChangeRow>() + " WHERE number > ? ORDER BY number"),
       next_change(db, "SELECT seq FROM change WHERE number > ? ORDER BY number LIMIT 1"),
       drop_event(db, "DELETE FROM event WHERE seq = ?"),
       drop_change(db, "DELETE FROM change WHERE number = ?"),
       drop_fault(db, "DELETE FROM fault WHERE number = ?"),
-      fault(db, select<FaultRow>() + " WHERE number = ?"),
+      fault(db, select_sql<FaultRow>() + " WHERE number = ?"),
       drop_step(db, "DELETE FROM step WHERE fault = ?1 AND alarm IN (?2, ?3)"),
       drop_steps(db, "DELETE FROM step WHERE alarm = ?"),
       drop_alarm(db, "DELETE FROM alarm WHERE number = ?"),
@@ -105,14 +94,14 @@ Pruner::Statements::Statements(const Database& db)
              "EXISTS (SELECT 1 FROM shown_again WHERE seq = ?2)"),
       era_of(db, "SELECT seq FROM era WHERE seq <= ? ORDER BY seq DESC LIMIT 1"),
       next_era(db, "SELECT seq FROM era WHERE seq > ? ORDER BY seq LIMIT 1"),
-      standing(db, select<StandingRow>() + " WHERE era = ? AND fault = ?"),
+      standing(db, select_sql<StandingRow>() + " WHERE era = ? AND fault = ?"),
       drop_standing(db, "DELETE FROM standing WHERE era = ? AND fault = ?"),
       drop_era_standing(db, "DELETE FROM standing WHERE era = ?"),
       add_standing(db,
                    " ON CONFLICT (era, fault) DO UPDATE SET alarm = excluded.alarm, shown = excluded.shown, "
                    "reporters = excluded.reporters, updated_at = excluded.updated_at, count = excluded.count"),
       move_watermark(db, "UPDATE ledger SET watermark_seq = ?, watermark_change = ?, watermark_at = ?"),
-      survivors(db, select<EventRow>() + " WHERE seq >= ? AND seq < ? ORDER BY seq"),
+      survivors(db, select_sql<EventRow>() + " WHERE seq >= ? AND seq < ? ORDER BY seq"),
       said(db, "SELECT subject, form FROM event WHERE seq >= ? AND seq < ?"),
       epoch_of(db, "SELECT epoch FROM era WHERE seq = ?"),
       next_epoch(db, "SELECT min(epoch) FROM era WHERE epoch > ?"),
@@ -125,7 +114,7 @@ Pruner::Statements::Statements(const Database& db)
 
 Pruner::Pruner(Database& db, const Retention& retention, std::int64_t most_pages)
     : db_(db), retention_(retention), most_pages_(most_pages), sql_(db), watermark_(ledger_row(db)) {
-  Statement remembered(db, select<FilterStateRow>());
+  Statement remembered(db, select_sql<FilterStateRow>());
   for (auto& row : all_rows<FilterStateRow>(remembered)) filter_state_[row.slot].push_back(row.seq);
   Statement former_ids(db, "SELECT EXISTS (SELECT 1 FROM former_id)");
   has_former_ids_ = first_integer(former_ids) != 0;

@@ -105,7 +105,7 @@ day=$root/usr/share/doc/polaiga/examples/day.jsonl
 "${run[@]}" replay "$day" >"$work/log"
 grep -q '^550 events: 171 raised, 40 refreshed, 0 partly cleared, 119 cleared, 48 superseded, ' "$work/log" ||
   { tail -n 3 "$work/log"; fail "the day of the example ends otherwise"; }
-# The engine that stays comes to the same: 171 raised, of which 119 were cleared and 48 superseded.
+# The engine as a service comes to the same: 171 raised, of which 119 were cleared and 48 superseded.
 "${run[@]}" run --ledger "$work/ledger.db" <"$day" >"$work/answers" 2>"$work/log" ||
   { cat "$work/log"; fail "the engine does not run"; }
 [ "$(tail -n 1 "$work/answers")" = '{"seq":550}' ] || { tail -n 3 "$work/answers"; fail "the engine answers otherwise"; }

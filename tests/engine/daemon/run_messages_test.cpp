@@ -154,7 +154,7 @@ TEST_F(RunMessagesTest, TheJournalIsToldHowGraveAMessageIs) {
     EXPECT_EQ(stop(engine, SIGTERM).status, 0);
     EXPECT_EQ(read_until(reader.get(), "stopped"),
               "<6>ready: 0 active faults, 0 events, 0 bad lines\n<4>client 1:1: not an object\n<6>stopping\n"
-              "<6>stopped: 0 active faults, 0 events, 1 bad lines\n");
+              "<6>stopped: 0 active faults, 0 events, 1 bad line\n");
   }
   Child engine(command(journal, "--tables '" + dir_.file("nowhere") + "'"), dir_);
   EXPECT_EQ(engine.wait().status, 2);

@@ -23,7 +23,7 @@ TEST_F(RunServiceTest, TellsWhenItIsReadyAndWhenItStops) {
   Client client(socket());
   client.send(slow() + "[]\n");
   EXPECT_EQ(client.answers(2).front(), taken(1));
-  EXPECT_EQ(manager_.next(), "STATUS=1 active faults, 1 events, 1 bad lines");
+  EXPECT_EQ(manager_.next(), "STATUS=1 active fault, 1 event, 1 bad line");
   EXPECT_EQ(stop(engine, SIGTERM).status, 0);
   EXPECT_EQ(manager_.next(), "STOPPING=1");
 }

@@ -11,12 +11,12 @@
 namespace polaiga::engine {
 namespace {
 
-volatile sig_atomic_t noted = 0;
+volatile sig_atomic_t was_interrupted = 0;
 std::array<int, 2> wake = {-1, -1};
 
 extern "C" void note_interrupt(int /*signal*/) {
   const int saved = errno;
-  noted = 1;
+  was_interrupted = 1;
   [[maybe_unused]] const auto written = ::write(wake[1], "", 1);
   errno = saved;
 }
@@ -33,7 +33,7 @@ void watch_for_interrupt() {
   ::sigaction(SIGINT, &action, nullptr);
 }
 
-bool interrupted() { return noted != 0; }
+bool interrupted() { return was_interrupted != 0; }
 
 int interrupt_fd() { return wake[0]; }
 

@@ -20,12 +20,6 @@ constexpr std::int64_t kInputsOfStanding = 3;
 
 constexpr std::int64_t kRowBytes = 40;  // of a row, beside what it says; about
 
-std::int64_t first_integer(Statement& statement) {
-  const std::int64_t value = statement.step() ? statement.integer(0) : 0;
-  statement.reset();
-  return value;
-}
-
 }  // namespace
 
 EntryWriter::Statements::Statements(const Database& db)

@@ -198,19 +198,13 @@ class Ledger::Writer {
   LedgerSize size() {
     return {.file_bytes = db_.file_bytes(),
             .log_bytes = log_.bytes(),
-            .oldest_event = integer(oldest_event_),
-            .oldest_change = integer(oldest_change_),
+            .oldest_event = first_integer(oldest_event_),
+            .oldest_change = first_integer(oldest_change_),
             .is_too_full = pruner_.is_too_full(),
             .is_held = is_held_};
   }
 
  private:
-  static std::int64_t integer(Statement& statement) {
-    const std::int64_t value = statement.step() ? statement.integer(0) : 0;
-    statement.reset();
-    return value;
-  }
-
   void take_position() {
     position_ = {entries_.last_sequence(), entries_.last_change(), entries_.last_arrived(), entries_.last_age()};
   }

@@ -34,12 +34,6 @@ constexpr std::int64_t kLeastGivenBack = 16;
 constexpr std::int64_t kMostGivenBack = 1024;
 constexpr std::int64_t kKeptFree = 1024;
 
-std::int64_t first_integer(Statement& statement) {
-  const std::int64_t value = statement.step() ? statement.integer(0) : 0;
-  statement.reset();
-  return value;
-}
-
 template <class Row>
 std::vector<Row> all_rows(Statement& statement) {
   std::vector<Row> rows;

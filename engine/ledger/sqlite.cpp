@@ -168,6 +168,12 @@ void Statement::bind_integer(int index, std::int64_t number) {
 
 void Statement::bind_null(int index) { check(sqlite3_bind_null(statement_.get(), index + 1)); }
 
+std::int64_t first_integer(Statement& statement) {
+  const std::int64_t value = statement.step() ? statement.integer(0) : 0;
+  statement.reset();
+  return value;
+}
+
 Transaction::Transaction(Database& db) : db_(db) { db_.exec("BEGIN IMMEDIATE"); }
 
 Transaction::~Transaction() {

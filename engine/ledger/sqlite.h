@@ -116,6 +116,9 @@ class Statement {
   std::unique_ptr<sqlite3_stmt, Finalize> statement_;
 };
 
+// The first column of the first row; 0 when there is no row. The statement can be used again at once.
+std::int64_t first_integer(Statement& statement);
+
 // Rolled back unless it is committed.
 class Transaction {
  public:

@@ -23,7 +23,7 @@ namespace polaiga::engine {
 namespace {
 
 #ifdef POLAIGA_SHORT_WALK
-constexpr int kSequences = 300;
+constexpr int kSequences = 100;
 #else
 constexpr int kSequences = 1000;
 #endif

@@ -157,10 +157,18 @@ class NoMemoryTest : public RunFaultsTest, public ::testing::WithParamInterface<
   }
 };
 
+#ifdef POLAIGA_SHORT_WALK
+constexpr int kStepAtStart = 633;
+constexpr int kStepAtService = 71;
+#else
+constexpr int kStepAtStart = 211;
+constexpr int kStepAtService = 23;
+#endif
+
 // Some of all allocations, the more the later: the engine serves only after the last tenth of them has begun.
 std::vector<int> chosen(int all) {
   std::vector<int> numbers;
-  for (int number = 1; number <= all; number += number < 50 ? 1 : number < all - 1500 ? 211 : 23) {
+  for (int number = 1; number <= all; number += number < 50 ? 1 : number < all - 1500 ? kStepAtStart : kStepAtService) {
     numbers.push_back(number);
   }
   return numbers;

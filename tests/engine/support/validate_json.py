@@ -1,4 +1,4 @@
-#!/ usr / bin / env python3
+#!/usr/bin/env python3
 """validate_json.py SCHEMA: tells of each line of standard input whether the JSON
 Schema accepts it: "accepted", or "refused: " and why.
 

@@ -27,15 +27,6 @@ struct ActiveOptions {
   std::optional<Moment> at;
 };
 
-void add_age_option(CLI::App& app, const std::string& name, std::optional<Moment>& age, const std::string& help) {
-  static constexpr Unit kUnits[] = {{"s", 1}, {"m", 60}, {"h", 3'600}, {"d", 86'400}};
-  add_value_option(app, {name, "AGE", help}, {"a whole number with s, m, h or d", "2h"},
-                   [&age](const std::string& text) {
-                     age = parse_quantity(text, kUnits);
-                     return age && *age <= kLastMoment;
-                   });
-}
-
 void add_at_option(CLI::App& app, std::optional<Moment>& at) {
   add_value_option(app, {"--at", "TIME", "List what was active at this time: RFC 3339, or seconds since 1970"},
                    {"an RFC 3339 time or seconds since 1970", "2025-03-12T09:12:20Z"}, [&at](const std::string& text) {

@@ -12,6 +12,7 @@
 #include "commands/options.h"
 #include "commands/replay_command.h"
 #include "commands/run_command.h"
+#include "commands/stats_command.h"
 #include "commands/tail_command.h"
 #include "commands/verify_command.h"
 #include "commands/worker_command.h"
@@ -63,9 +64,9 @@ bool tell_left_out(const LedgerReader& reader) {
 
 std::vector<Command> add_commands(CLI::App& program) {
   return {
-      replay_command(program),  run_command(program),    active_command(program), history_command(program),
-      explain_command(program), tail_command(program),   verify_command(program), catalog_command(program),
-      diff_command(program),    worker_command(program),
+      replay_command(program),  run_command(program),  active_command(program), history_command(program),
+      explain_command(program), tail_command(program), stats_command(program),  verify_command(program),
+      catalog_command(program), diff_command(program), worker_command(program),
   };
 }
 

@@ -31,12 +31,16 @@ std::vector<std::string> entity_words() {
 
 }  // namespace
 
-void add_selection_options(CLI::App& command, Selection& selection) {
+void add_under_option(CLI::App& command, Selection& selection) {
   add_value_option(command, {"--under", "DN", "Only this object or fault and all below it"},
                    {"a DN", "sys/rack-unit-1/psu-1"}, [&selection](const std::string& dn) {
                      selection.under = dn;
                      return dn.find_first_not_of('/') != std::string::npos && !dn.starts_with("--");
                    });
+}
+
+void add_selection_options(CLI::App& command, Selection& selection) {
+  add_under_option(command, selection);
   add_choice_option(
       command, {"--severity", "WORD", "Only this severity and worse: indeterminate, warning, minor, major or critical"},
       severity_words(), [&selection](const std::string& word) { selection.least = severity_of_word(word); });
@@ -45,6 +49,15 @@ void add_selection_options(CLI::App& command, Selection& selection) {
 void add_entity_option(CLI::App& command, Selection& selection) {
   add_choice_option(command, {"--entity", "NAME", "Only faults that events of this entity raised"}, entity_words(),
                     [&selection](const std::string& name) { selection.entity = find_entity(name); });
+}
+
+void add_age_option(CLI::App& command, const std::string& name, std::optional<Moment>& age, const std::string& help) {
+  static constexpr Unit kUnits[] = {{"s", 1}, {"m", 60}, {"h", 3'600}, {"d", 86'400}};
+  add_value_option(command, {name, "AGE", help}, {"a whole number with s, m, h or d", "2h"},
+                   [&age](const std::string& text) {
+                     age = parse_quantity(text, kUnits);
+                     return age && *age <= kLastMoment;
+                   });
 }
 
 }  // namespace polaiga::engine

@@ -2,15 +2,21 @@
 #pragma once
 
 #include <CLI/App.hpp>
+#include <optional>
 #include <string>
 
 #include "ledger/reader.h"
 
 namespace polaiga::engine {
 
+void add_under_option(CLI::App& command, Selection& selection);
+
 // --under and --severity.
 void add_selection_options(CLI::App& command, Selection& selection);
 
 void add_entity_option(CLI::App& command, Selection& selection);
+
+// A number with a unit, as in 2h; `age` gets it in seconds.
+void add_age_option(CLI::App& command, const std::string& name, std::optional<Moment>& age, const std::string& help);
 
 }  // namespace polaiga::engine

@@ -4,6 +4,7 @@
 #include <limits>
 #include <utility>
 
+#include "ledger/alarm_facts.h"
 #include "ledger/connection.h"
 #include "ledger/stored_rows.h"
 
@@ -125,6 +126,14 @@ ChangesRead LedgerReader::after(const Selection& selection, ChangeNumber number)
     });
     if (seen < kAtOnce) read.through = std::max(read.through, rows.last_change());
     return read;
+  });
+}
+
+Moment LedgerReader::alarm_facts(const std::string& under, const std::function<void(const AlarmFact& fact)>& take) {
+  return ask([&](StoredRows& rows) {
+    for_each_alarm(connection_->db(), rows, under, take);
+    const LedgerRow ledger = rows.ledger();
+    return ledger.watermark_seq > 0 ? ledger.watermark_at : ledger.created;
   });
 }
 

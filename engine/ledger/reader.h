@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -64,6 +65,7 @@ struct ChangesRead {
   ChangeNumber last_lost = 0;
 };
 
+struct AlarmFact;
 class LedgerConnection;
 
 // Each question is answered of one moment. All throw LedgerError.
@@ -92,6 +94,10 @@ class LedgerReader {
   // The last changes, and at most 1000 after a number.
   ChangesRead latest(const Selection& selection, std::size_t count);
   ChangesRead after(const Selection& selection, ChangeNumber number);
+
+  // Calls `take` for each alarm of which a fault has this DN or lies below it, or for all with an empty DN, in the
+  // order in which they were raised. Answers since when the ledger has all alarms.
+  Moment alarm_facts(const std::string& under, const std::function<void(const AlarmFact& fact)>& take);
 
   // Whether something was written since the last call.
   bool has_changed();

@@ -13,7 +13,7 @@
 namespace polaiga::engine::test {
 namespace {
 
-const std::string kCommands = "replay, run, active, history, explain, tail, verify, catalog, diff";
+const std::string kCommands = "replay, run, active, history, explain, tail, stats, verify, catalog, diff";
 
 class Arguments : public ::testing::Test {
  protected:

@@ -117,6 +117,7 @@ Measures Measuring::result() const {
   std::ranges::sort(measures.stale, {}, [](const Stale& one) { return std::tuple(one.reported, one.alarm); });
   std::vector<Moment> created = created_;
   std::ranges::sort(created);
+  if (!created.empty()) measures.first_new = created.front();
   measures.floods = Floods(created, now_).find();
   measures.chattering = chattering();
   measures.worst = worst();

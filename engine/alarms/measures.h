@@ -114,6 +114,7 @@ struct Measures {
 
   // Of the alarms and the faults that were raised in the time looked at.
   std::uint64_t new_alarms = 0;
+  std::optional<Moment> first_new;     // when the first of them was raised; none: there is none
   std::vector<Flood> floods;           // in their order
   std::vector<Chattering> chattering;  // the worst first
   std::vector<Offender> worst;         // the same; at most kWorstOffenders

@@ -22,15 +22,29 @@ struct StatsOptions {
   std::optional<Moment> newer_than;  // seconds
 };
 
+// When the time looked at begins, if not all that the ledger has is looked at. Retention takes alarms that are over, so
+// what is left of the time before would be measured wrong.
+std::optional<Moment> beginning(const LedgerReach& reach, const std::optional<Moment>& newer_than, Moment now) {
+  if (!newer_than) return reach.gone_until;
+  return std::max(now - *newer_than, reach.gone_until.value_or(0));
+}
+
+// The same for people. Events may bring times from before the ledger was there.
+Moment since(const std::optional<Moment>& raised_after, const LedgerReach& reach, const Measures& measures) {
+  if (reach.gone_until) return *raised_after;
+  const Moment first = std::min(reach.created, measures.first_new.value_or(reach.created));
+  return std::max(first, raised_after.value_or(first));
+}
+
 Status stats(const StatsOptions& options, StandardOutput& output) {
   LedgerReader reader(options.ledger);
-  Measured measured{.measures = {}, .now = std::time(nullptr), .since = 0, .under = options.selection.under};
-  std::optional<Moment> raised_after;
-  if (options.newer_than) raised_after = measured.now - *options.newer_than;
-  Measuring measuring(measured.now, raised_after);
-  const Moment kept = reader.alarm_facts(measured.under, [&](const AlarmFact& fact) { measuring.add(fact); });
-  measured.measures = measuring.result();
-  measured.since = std::max(kept, raised_after.value_or(kept));
+  const Moment now = std::time(nullptr);
+  const LedgerReach reach = reader.reach();
+  const auto raised_after = beginning(reach, options.newer_than, now);
+  Measuring measuring(now, raised_after);
+  reader.alarm_facts(options.selection.under, [&](const AlarmFact& fact) { measuring.add(fact); });
+  Measured measured{.measures = measuring.result(), .now = now, .since = 0, .under = options.selection.under};
+  measured.since = since(raised_after, reach, measured.measures);
   const bool is_whole = !tell_left_out(reader);
   if (options.json) {
     output.write(measures_form(measured, reader.ledger_id()).line());

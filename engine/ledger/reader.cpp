@@ -129,11 +129,19 @@ ChangesRead LedgerReader::after(const Selection& selection, ChangeNumber number)
   });
 }
 
-Moment LedgerReader::alarm_facts(const std::string& under, const std::function<void(const AlarmFact& fact)>& take) {
+LedgerReach LedgerReader::reach() {
   return ask([&](StoredRows& rows) {
-    for_each_alarm(connection_->db(), rows, under, take);
     const LedgerRow ledger = rows.ledger();
-    return ledger.watermark_seq > 0 ? ledger.watermark_at : ledger.created;
+    LedgerReach reach{.created = ledger.created, .gone_until = {}};
+    if (ledger.watermark_seq > 0) reach.gone_until = ledger.watermark_at;
+    return reach;
+  });
+}
+
+void LedgerReader::alarm_facts(const std::string& under, const std::function<void(const AlarmFact& fact)>& take) {
+  ask([&](StoredRows& rows) {
+    for_each_alarm(connection_->db(), rows, under, take);
+    return true;
   });
 }
 

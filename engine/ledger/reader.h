@@ -65,6 +65,12 @@ struct ChangesRead {
   ChangeNumber last_lost = 0;
 };
 
+// How far back a ledger goes.
+struct LedgerReach {
+  Moment created = 0;
+  std::optional<Moment> gone_until;  // of what happened until then, retention has taken what is over; none: nothing
+};
+
 struct AlarmFact;
 class LedgerConnection;
 
@@ -95,9 +101,11 @@ class LedgerReader {
   ChangesRead latest(const Selection& selection, std::size_t count);
   ChangesRead after(const Selection& selection, ChangeNumber number);
 
+  LedgerReach reach();
+
   // Calls `take` for each alarm of which a fault has this DN or lies below it, or for all with an empty DN, in the
-  // order in which they were raised. Answers since when the ledger has all alarms.
-  Moment alarm_facts(const std::string& under, const std::function<void(const AlarmFact& fact)>& take);
+  // order in which they were raised.
+  void alarm_facts(const std::string& under, const std::function<void(const AlarmFact& fact)>& take);
 
   // Whether something was written since the last call.
   bool has_changed();

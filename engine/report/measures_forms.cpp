@@ -180,7 +180,7 @@ std::string worst_text(const Measures& measures, BarStyle style, Room room) {
   for (const Offender& one : measures.worst) {
     rows.push_back({indented(std::to_string(one.alarms)),
                     with_tenth(rounded_share(one.alarms, measures.new_alarms, 1000)) + "%",
-                    bar(one.alarms, measures.new_alarms, kShareBarWidth, style)});
+                    bar(one.alarms, measures.worst.front().alarms, kShareBarWidth, style)});
     add_fault(rows.back(), one.fault);
   }
   constexpr std::size_t kShare = 1;

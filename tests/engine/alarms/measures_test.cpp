@@ -57,6 +57,7 @@ TEST(Measures, OfNothing) {
   EXPECT_EQ(none.active, 0U);
   EXPECT_EQ(none.active_by_severity, (std::array<std::uint64_t, 6>{}));
   EXPECT_EQ(none.new_alarms, 0U);
+  EXPECT_EQ(none.first_new, std::nullopt);
   EXPECT_EQ(none.in_ten_minutes + none.in_hour + none.in_day, 0U);
   EXPECT_EQ(none.floods, std::vector<Flood>{});
   EXPECT_EQ(none.chattering, std::vector<Chattering>{});
@@ -271,6 +272,8 @@ TEST(Measures, OfTheTimeLookedAt) {
   const Measures found = measure(facts, begin);
   EXPECT_EQ(found.new_alarms, 1U);
   EXPECT_EQ(found.worst, (std::vector<Offender>{{{"after", 395, "name"}, 1}}));
+  EXPECT_EQ(found.first_new, begin + 1);
+  EXPECT_EQ(measure(facts, begin - 1).first_new, begin);
   EXPECT_EQ(found.to_acknowledge, MeanTime{});
   EXPECT_EQ(found.chattering, std::vector<Chattering>{});  // six of the seven raises
   EXPECT_EQ(measure(facts, begin - 1).chattering.size(), 1U);

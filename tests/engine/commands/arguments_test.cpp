@@ -181,6 +181,7 @@ const Numeric kNumerics[] = {
      {"0ms", "3601s", "30", "1m", "-1s"}},
     {"active", "--older-than", kAge, "2h", kWrongAges},
     {"active", "--newer-than", kAge, "2h", kWrongAges},
+    {"stats", "--newer-than", kAge, "2h", kWrongAges},
     {"active",
      "--at",
      kTime,

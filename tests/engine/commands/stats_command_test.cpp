@@ -112,6 +112,27 @@ TEST_F(StatsQueries, OfATime) {
   EXPECT_EQ(answer("--newer-than 9999d")["since"], time_of(ago(2 * 86'400)));
 }
 
+// Events that come late bring times from before the ledger.
+TEST_F(StatsQueries, OfTimesBeforeTheLedger) {
+  const std::string path = shell_.dir().file("late.db");
+  write_ledger(path, {{ago(60), R"({"entity":"fan","sensor":"FAN1_TACH1","offset":3,"state":1,"time":1000000})"}});
+  EXPECT_EQ(answer("--ledger '" + path + "'")["since"], "1970-01-12T13:46:40Z");
+  EXPECT_EQ(answer("--newer-than 1d --ledger '" + path + "'")["since"], time_of(ago(60)));
+}
+
+// An alarm that goes on from before the time that retention has left is active, but not new.
+TEST_F(StatsQueries, OfWhatRetentionHasLeft) {
+  const std::string path = shell_.dir().file("short.db");
+  const Retention two{.events = 2, .days = 0};
+  write_ledger(path, {slow_fan(ago(500))}, two);
+  for (int i = 0; i < 6; ++i) write_ledger(path, {supply(ago(400 - 10 * i), 2, 1 - i % 2)}, two);
+  const json found = answer("--ledger '" + path + "'");
+  EXPECT_EQ(found["active"]["alarms"], 1);
+  EXPECT_EQ(found["new"], json::parse(R"({"last_10_minutes":2,"last_hour":2,"last_day":2,"whole_time":1})"));
+  EXPECT_EQ(found["since"], time_of(ago(370)));
+  EXPECT_EQ(answer("--newer-than 355s --ledger '" + path + "'")["new"]["whole_time"], 0);
+}
+
 TEST_F(StatsQueries, AsText) {
   const Ended got = ask("stats");
   EXPECT_EQ(got.status, 0);
@@ -128,7 +149,7 @@ TEST_F(StatsQueries, AsText) {
            "\n  11     12      ",
            "\nStale: 1 (active, and no report for over a day)\n",
            "\nWorst offenders: 3 (of 14 new alarms)\n",
-           "\n  12      85.7%  #########  F0378  sys/rack-unit-1/psu-2                 fltEquipmentPsuMissing\n",
+           "\n  12      85.7%  ##########  F0378  sys/rack-unit-1/psu-2                 fltEquipmentPsuMissing\n",
        }) {
     EXPECT_TRUE(contains(got.out, part)) << part << "is not in:\n" << got.out;
   }

@@ -41,15 +41,13 @@ class AlarmFactsTest : public test::LedgerFixture {
     return found;
   }
 
-  Moment kept_since() const {
-    return LedgerReader(path_).alarm_facts("", [](const AlarmFact& /*fact*/) {});
-  }
+  std::optional<Moment> gone_until() const { return LedgerReader(path_).reach().gone_until; }
 };
 
 TEST_F(AlarmFactsTest, OfAnEmptyLedger) {
   engine_->pass(1, {.at = 1000});
   EXPECT_EQ(facts(), Texts{});
-  EXPECT_EQ(kept_since(), 0);  // when the ledger began
+  EXPECT_EQ(gone_until(), std::nullopt);
 }
 
 TEST_F(AlarmFactsTest, AnActiveAlarmHasItsLatestReport) {
@@ -129,10 +127,10 @@ TEST_F(AlarmFactsTest, OfWhatRetentionHasLeft) {
   engine_->write(moves("A", "o", 395, 396, 1002));
   engine_->write(raises("A", "p", 395, 1003));
   engine_->write(clears("A", "p", 395, 1004));
-  EXPECT_EQ(kept_since(), 1002);  // up to there the inputs are gone
+  EXPECT_EQ(gone_until(), 1002);
   engine_->pass(20, {.at = 2000});
   EXPECT_EQ(facts(), Texts{"1 o F396 major created 1001 reported 1002 raises F396 at 1002"});
-  EXPECT_EQ(kept_since(), 2000);
+  EXPECT_EQ(gone_until(), 2000);
 }
 
 }  // namespace

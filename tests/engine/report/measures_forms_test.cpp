@@ -70,9 +70,9 @@ TEST(MeasuresText, OfAll) {
             "  1d 22h         2025-01-01T00:00:00Z  warning   F0378  sys/rack-unit-1/psu-1  fltEquipmentPsuMissing\n"
             "\n"
             "Worst offenders: 2 (of 96 new alarms)\n"
-            "  ALARMS  SHARE           CODE   OBJECT                                NAME\n"
-            "  64      66.7%  #######  F0395  sys/rack-unit-1/fan-module-1-1/fan-1  fltEquipmentFanNonCritical\n"
-            "  1       1.0%   #        F0378  sys/rack-unit-1/psu-1                 fltEquipmentPsuMissing\n");
+            "  ALARMS  SHARE              CODE   OBJECT                                NAME\n"
+            "  64      66.7%  ##########  F0395  sys/rack-unit-1/fan-module-1-1/fan-1  fltEquipmentFanNonCritical\n"
+            "  1       1.0%   #           F0378  sys/rack-unit-1/psu-1                 fltEquipmentPsuMissing\n");
 }
 
 TEST(MeasuresText, OfNothing) {

@@ -45,14 +45,13 @@ Status stats(const StatsOptions& options, StandardOutput& output) {
   reader.alarm_facts(options.selection.under, [&](const AlarmFact& fact) { measuring.add(fact); });
   Measured measured{.measures = measuring.result(), .now = now, .since = 0, .under = options.selection.under};
   measured.since = since(raised_after, reach, measured.measures);
-  const bool is_whole = !tell_left_out(reader);
   if (options.json) {
     output.write(measures_form(measured, reader.ledger_id()).line());
   } else {
     output.write(measures_text(measured, bar_style(output), output.width()));
   }
   output.flush();
-  return is_whole ? kDone : kDamaged;
+  return tell_left_out(reader) ? kDamaged : kDone;
 }
 
 }  // namespace

@@ -17,6 +17,7 @@ constexpr std::size_t kBarWidth = 20;
 constexpr std::size_t kShareBarWidth = 10;
 constexpr std::size_t kMostListed = 10;  // in text
 constexpr std::string_view kIndent = "  ";
+constexpr Moment kMinute = 60;
 
 // The worst severity comes first.
 constexpr Severity kOfActive[] = {Severity::kCritical, Severity::kMajor, Severity::kMinor, Severity::kWarning,
@@ -35,8 +36,6 @@ std::uint64_t rounded_share(std::uint64_t part, std::uint64_t whole, std::uint64
 }
 
 std::string cut_line(const std::string& line, Room room) { return (room ? cut_to_width(line, *room) : line) + "\n"; }
-
-constexpr Moment kMinute = 60;
 
 // As in "Floods: 2 (more than 10 new alarms in 10 minutes)".
 std::string heading(const std::string& what, std::size_t count, const std::string& remark, Room room) {

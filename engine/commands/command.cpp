@@ -15,6 +15,7 @@
 #include "commands/options.h"
 #include "commands/replay_command.h"
 #include "commands/run_command.h"
+#include "commands/stats_command.h"
 #include "commands/tail_command.h"
 #include "commands/verify_command.h"
 #include "commands/worker_command.h"
@@ -67,7 +68,7 @@ bool tell_left_out(const LedgerReader& reader) {
 std::vector<Command> add_commands(CLI::App& program) {
   std::vector<Command> commands{replay_command(program),  run_command(program),     active_command(program),
                                 history_command(program), explain_command(program), tail_command(program),
-                                missed_command(program)};
+                                stats_command(program),   missed_command(program)};
   std::ranges::move(operator_commands(program), std::back_inserter(commands));
   for (Command& command :
        std::vector<Command>{maintain_command(program), maintenance_command(program), verify_command(program),

@@ -32,12 +32,16 @@ std::vector<std::string> entity_words() {
 
 }  // namespace
 
-void add_selection_options(CLI::App& command, Selection& selection) {
+void add_under_option(CLI::App& command, Selection& selection) {
   add_value_option(command, {"--under", "DN", "Only this object or fault and all below it"},
                    {"a DN", "sys/rack-unit-1/psu-1"}, [&selection](const std::string& dn) {
                      selection.under = dn;
                      return dn.find_first_not_of('/') != std::string::npos && !dn.starts_with("--");
                    });
+}
+
+void add_selection_options(CLI::App& command, Selection& selection) {
+  add_under_option(command, selection);
   add_choice_option(
       command, {"--severity", "WORD", "Only this severity and worse: indeterminate, warning, minor, major or critical"},
       severity_words(), [&selection](const std::string& word) { selection.least = severity_of_word(word); });
@@ -52,6 +56,14 @@ std::optional<Moment> parse_age(const std::string& text) {
   static constexpr Unit kUnits[] = {{"s", 1}, {"m", 60}, {"h", 3'600}, {"d", 86'400}};
   const auto age = parse_quantity(text, kUnits);
   return age && *age <= kLastMoment ? age : std::nullopt;
+}
+
+void add_age_option(CLI::App& command, const std::string& name, std::optional<Moment>& age, const std::string& help) {
+  add_value_option(command, {name, "AGE", help}, {"a whole number with s, m, h or d", "2h"},
+                   [&age](const std::string& text) {
+                     age = parse_age(text);
+                     return age.has_value();
+                   });
 }
 
 bool AlarmSelection::is_given() const {
@@ -76,15 +88,8 @@ bool AlarmSelection::has(const ActiveRow& row) const {
 void add_alarm_selection_options(CLI::App& command, AlarmSelection& selection) {
   add_selection_options(command, selection.selection);
   add_entity_option(command, selection.selection);
-  const auto add_age = [&command](const std::string& name, std::optional<Moment>& age, const std::string& help) {
-    add_value_option(command, {name, "AGE", help}, {"a whole number with s, m, h or d", "2h"},
-                     [&age](const std::string& text) {
-                       age = parse_age(text);
-                       return age.has_value();
-                     });
-  };
-  add_age("--older-than", selection.older_than, "Only faults raised at least this long ago");
-  add_age("--newer-than", selection.newer_than, "Only faults raised less than this long ago");
+  add_age_option(command, "--older-than", selection.older_than, "Only faults raised at least this long ago");
+  add_age_option(command, "--newer-than", selection.newer_than, "Only faults raised less than this long ago");
   std::vector<std::string> states;
   for (int state = 0; state <= static_cast<int>(OperatorState::kUnshelved); ++state) {
     states.emplace_back(operator_state_word(static_cast<OperatorState>(state)));

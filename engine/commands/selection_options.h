@@ -2,11 +2,14 @@
 #pragma once
 
 #include <CLI/App.hpp>
+#include <optional>
 #include <string>
 
 #include "ledger/reader.h"
 
 namespace polaiga::engine {
+
+void add_under_option(CLI::App& command, Selection& selection);
 
 // --under and --severity.
 void add_selection_options(CLI::App& command, Selection& selection);
@@ -34,5 +37,6 @@ void add_alarm_selection_options(CLI::App& command, AlarmSelection& selection);
 
 // An age or a time span: a number with s, m, h or d, in seconds.
 std::optional<Moment> parse_age(const std::string& text);
+void add_age_option(CLI::App& command, const std::string& name, std::optional<Moment>& age, const std::string& help);
 
 }  // namespace polaiga::engine

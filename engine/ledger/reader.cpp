@@ -4,6 +4,7 @@
 #include <limits>
 #include <utility>
 
+#include "ledger/alarm_facts.h"
 #include "ledger/connection.h"
 #include "ledger/stored_rows.h"
 #include "model/fault.h"
@@ -136,6 +137,22 @@ ChangesRead LedgerReader::after(const Selection& selection, ChangeNumber number)
     });
     if (seen < kAtOnce) read.through = std::max(read.through, rows.last_change());
     return read;
+  });
+}
+
+LedgerReach LedgerReader::reach() {
+  return ask([&](StoredRows& rows) {
+    const LedgerRow ledger = rows.ledger();
+    LedgerReach reach{.created = ledger.created, .gone_until = {}};
+    if (ledger.watermark_seq > 0) reach.gone_until = ledger.watermark_at;
+    return reach;
+  });
+}
+
+void LedgerReader::alarm_facts(const std::string& under, const std::function<void(const AlarmFact& fact)>& take) {
+  ask([&](StoredRows& rows) {
+    for_each_alarm(connection_->db(), rows, under, take);
+    return true;
   });
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -71,6 +72,13 @@ struct ChangesRead {
   ChangeNumber last_lost = 0;
 };
 
+// How far back a ledger goes.
+struct LedgerReach {
+  Moment created = 0;
+  std::optional<Moment> gone_until;  // of what happened until then, retention has taken what is over; none: nothing
+};
+
+struct AlarmFact;
 class LedgerConnection;
 
 // Each question is answered of one moment. All throw LedgerError.
@@ -106,6 +114,12 @@ class LedgerReader {
   // The last changes, and at most 1000 after a number.
   ChangesRead latest(const Selection& selection, std::size_t count);
   ChangesRead after(const Selection& selection, ChangeNumber number);
+
+  LedgerReach reach();
+
+  // Calls `take` for each alarm of which a fault has this DN or lies below it, or for all with an empty DN, in the
+  // order in which they were raised.
+  void alarm_facts(const std::string& under, const std::function<void(const AlarmFact& fact)>& take);
 
   // Whether something was written since the last call.
   bool has_changed();

@@ -156,11 +156,11 @@ Moment moment_of(const Statement& row, int column) {
   return at;
 }
 
+}  // namespace
+
 std::string gone(const char* what, std::int64_t number) {
   return std::string(what) + " " + std::to_string(number) + " is gone, though it is still referred to";
 }
-
-}  // namespace
 
 NamedFault::NamedFault(const Statement& statement, int first) : row(read_row<FaultRow>(statement, first)) {
   constexpr int kRaising = kWidth<FaultRow>;

@@ -32,6 +32,9 @@ struct NamedFault {
   ChangeKind ending = ChangeKind::kCleared;
 };
 
+// Complains about a row that is not there, though another one refers to it.
+std::string gone(const char* what, std::int64_t number);
+
 SensorEvent sensor_event(const EventRow& event, const SubjectRow& subject);
 
 // Reads within a transaction of the caller's. A row that refers to one that is not

@@ -13,7 +13,7 @@
 namespace polaiga::engine::test {
 namespace {
 
-const std::string kCommands = "replay, run, active, history, explain, tail, verify, catalog, diff";
+const std::string kCommands = "replay, run, active, history, explain, tail, stats, verify, catalog, diff";
 
 class Arguments : public ::testing::Test {
  protected:
@@ -181,6 +181,7 @@ const Numeric kNumerics[] = {
      {"0ms", "3601s", "30", "1m", "-1s"}},
     {"active", "--older-than", kAge, "2h", kWrongAges},
     {"active", "--newer-than", kAge, "2h", kWrongAges},
+    {"stats", "--newer-than", kAge, "2h", kWrongAges},
     {"active",
      "--at",
      kTime,

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <ctime>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -145,6 +146,23 @@ TEST_F(LedgerSchemasTest, Explain) {
 }
 
 TEST_F(LedgerSchemasTest, Tail) { expect_described("tail", command("tail --json --no-follow -n 100")); }
+
+// With a flood of today, a chattering fault and a stale one; the story is long ago.
+TEST_F(LedgerSchemasTest, Stats) {
+  const Moment begin = std::time(nullptr) - 60 - kNewYear;
+  std::vector<EventAt> events;
+  for (Moment at = 0; at < 24; ++at) {
+    events.push_back({begin + at, R"({"entity":"ps","sensor":"PS3_STATUS","instance":3,"offset":30,"state":)" +
+                                      std::to_string(1 - at % 2) + "}"});
+  }
+  write_ledger(ledger_, events);
+  const json answer = json::parse(shell_.run(command("stats --json")).out);
+  for (const char* list : {"floods", "chattering", "stale", "worst_offenders"}) {
+    EXPECT_FALSE(answer.at(list).empty()) << list;
+  }
+  expect_described("stats", command("stats --json"));
+  expect_described("stats", command("stats --json --under sys/rack-unit-1 --newer-than 1h"));
+}
 
 TEST_F(LedgerSchemasTest, Verify) {
   expect_described("verify", command("verify --json"));

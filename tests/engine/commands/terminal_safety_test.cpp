@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <polaiga/tables.h>
 
+#include <algorithm>
 #include <array>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -253,6 +254,22 @@ TEST_F(TerminalSafetyOfTables, ReplayAndQuestions) {
     const Ended got = expect_safe_of(std::string(question) + " --ledger ledger.db");
     EXPECT_GE(lines_of(got.out).size(), rows_) << question;
   }
+  // Of each fault, since `stats` lists only the worst.
+  std::size_t named = 0;
+  for (const std::string& line : lines_of(run("active --json --ledger ledger.db").out)) {
+    const json fault = json::parse(line);
+    const std::string name = fault["fault_dn"];
+    if (!name.starts_with("sys/dn")) continue;
+    const Ended text = expect_safe_of("stats --ledger ledger.db --under '" + name + "'");
+    const Ended form = expect_safe_of("stats --json --ledger ledger.db --under '" + name + "'");
+    if (name.find("\xEF\xBF\xBD") != std::string::npos) continue;  // JSON cannot say a DN that is not UTF-8
+    ++named;
+    EXPECT_NE(text.out.find("  1       100.0%  ##########  F" + fault["code"].dump() + "  sys/dn"), std::string::npos)
+        << text.out;
+    EXPECT_EQ(json::parse(form.out)["worst_offenders"].at(0)["dn"], fault["dn"]);
+  }
+  EXPECT_EQ(named, std::min(rows_, kHostile.size() - 1));  // all but LF, as many as a table has room for
+  expect_safe_of("stats --ledger ledger.db");
 }
 
 // A table that is not right, in a directory of any name.
@@ -270,7 +287,7 @@ TEST_F(TerminalSafety, ErrorsOfTables) {
 
 // What is typed comes back in messages.
 TEST_F(TerminalSafety, Arguments) {
-  const std::array<const char*, 30> kCommands{
+  const std::array<const char*, 32> kCommands{
       "@",
       "--@",
       "-@",
@@ -289,6 +306,8 @@ TEST_F(TerminalSafety, Arguments) {
       "history --limit @",
       "tail -n @",
       "tail --after @",
+      "stats --under @ --ledger @",
+      "stats --newer-than @",
       "catalog --tables @",
       "replay @",
       "replay --log @ x",

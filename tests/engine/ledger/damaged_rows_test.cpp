@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "alarms/measures.h"
 #include "ledger/change_feed.h"
 #include "ledger/reader.h"
 #include "support/ledger_entries.h"
@@ -78,6 +79,27 @@ TEST_F(DamagedRowsTest, HistoryAndExplain) {
   EXPECT_EQ(reader.left_out(), Texts{"form 2: the row is damaged: its checksum does not match"});
   EXPECT_EQ(reader.explain("third/fault-F0395")->raise.event.sequence, 3);
   EXPECT_EQ(reader.left_out(), Texts{});
+}
+
+// An alarm is left out when its name cannot be read, or nothing of who reports it. What its events say does not matter.
+TEST_F(DamagedRowsTest, FactsOfAlarms) {
+  LedgerReader reader(path_);
+  const auto dns = [&] {
+    Texts found;
+    reader.alarm_facts("", [&](const AlarmFact& fact) { found.push_back(fact.dn); });
+    return found;
+  };
+  EXPECT_EQ(dns(), (Texts{"first", "second", "third"}));
+  EXPECT_EQ(reader.left_out(), Texts{});
+  damage("fanSECOND");  // the second place: who reports it
+  reader = LedgerReader(path_);
+  EXPECT_EQ(dns(), (Texts{"first", "third"}));
+  EXPECT_EQ(reader.left_out(), (Texts{"report 2: the row is damaged: its checksum does not match",
+                                      "fault 2 is active, though nobody reports it"}));
+  damage("third/fault-F0395");
+  reader = LedgerReader(path_);
+  EXPECT_EQ(dns(), Texts{"first"});
+  EXPECT_EQ(reader.left_out().back(), "form 3: the row is damaged: its checksum does not match");
 }
 
 TEST_F(DamagedRowsTest, ExplainOfADamagedFaultSaysWhy) {

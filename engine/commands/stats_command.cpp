@@ -1,0 +1,78 @@
+#include "commands/stats_command.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <ctime>
+#include <memory>
+
+#include "alarms/measures.h"
+#include "commands/options.h"
+#include "commands/selection_options.h"
+#include "ledger/reader.h"
+#include "report/bar.h"
+#include "report/measures_forms.h"
+
+namespace polaiga::engine {
+namespace {
+
+struct StatsOptions {
+  std::string ledger;
+  bool json = false;
+  Selection selection;
+  std::optional<Moment> newer_than;  // seconds
+};
+
+// When the time looked at begins, if not all that the ledger has is looked at. Retention takes alarms that are over, so
+// what is left of the time before would be measured wrong.
+std::optional<Moment> beginning(const LedgerReach& reach, const std::optional<Moment>& newer_than, Moment now) {
+  if (!newer_than) return reach.gone_until;
+  return std::max(now - *newer_than, reach.gone_until.value_or(0));
+}
+
+// The same for people. Events may bring times from before the ledger was there.
+Moment since(const std::optional<Moment>& raised_after, const LedgerReach& reach, const Measures& measures) {
+  if (reach.gone_until) return *raised_after;
+  const Moment first = std::min(reach.created, measures.first_new.value_or(reach.created));
+  return std::max(first, raised_after.value_or(first));
+}
+
+Status stats(const StatsOptions& options, StandardOutput& output) {
+  LedgerReader reader(options.ledger);
+  const Moment now = std::time(nullptr);
+  const LedgerReach reach = reader.reach();
+  const auto raised_after = beginning(reach, options.newer_than, now);
+  Measuring measuring(now, raised_after);
+  reader.alarm_facts(options.selection.under, [&](const AlarmFact& fact) { measuring.add(fact); });
+  Measured measured{.measures = measuring.result(), .now = now, .since = 0, .under = options.selection.under};
+  measured.since = since(raised_after, reach, measured.measures);
+  if (options.json) {
+    output.write(measures_form(measured, reader.ledger_id()).line());
+  } else {
+    output.write(measures_text(measured, bar_style(output), output.width()));
+  }
+  output.flush();
+  return tell_left_out(reader) ? kDamaged : kDone;
+}
+
+}  // namespace
+
+Command stats_command(CLI::App& program) {
+  const auto options = std::make_shared<StatsOptions>();
+  CLI::App* const app = program.add_subcommand("stats", "Measure the alarms of the ledger: rates, floods, offenders");
+  app->footer(
+      "Example:\n  polaiga stats --newer-than 7d\n\n"
+      "Counts the active alarms and the new ones. Tells when there were floods, which faults\n"
+      "are chattering or stale, which faults raise the most alarms, and the mean time to\n"
+      "acknowledge and to clear an alarm. docs/alarms.md defines each measure.\n\n"
+      "AGE is a number with a unit: s, m, h or d. What is active, and what is new in the last\n"
+      "10 minutes, hour and day, does not depend on it.\n\n"
+      "Exit status: 0 when all is well, 1 when damaged rows were left out, 2 when the ledger\n"
+      "cannot be read.");
+  add_ledger_option(*app, options->ledger);
+  add_switch(*app, "--json", "Print a JSON object", options->json);
+  add_under_option(*app, options->selection);
+  add_age_option(*app, "--newer-than", options->newer_than, "Measure what was raised less than this long ago");
+  return {app, [options](StandardOutput& output) { return stats(*options, output); }};
+}
+
+}  // namespace polaiga::engine

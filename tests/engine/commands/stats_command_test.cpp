@@ -60,7 +60,8 @@ TEST_F(StatsQueries, AsJson) {
   EXPECT_EQ(found["since"], time_of(ago(2 * 86'400)));
   EXPECT_FALSE(found.contains("under"));
   EXPECT_EQ(found["active"], json::parse(R"({"alarms":2,"severity":{"critical":0,"major":0,"minor":1,"warning":1,)"
-                                         R"("indeterminate":0}})"));
+                                         R"("indeterminate":0},"operator_state":{"none":2,"acknowledged":0,"closed":0,)"
+                                         R"("shelved":0,"unshelved":0}})"));
   EXPECT_EQ(found["new"], json::parse(R"({"last_10_minutes":12,"last_hour":12,"last_day":13,"whole_time":14})"));
   EXPECT_EQ(found["mean_time_to_acknowledge"], json::parse(R"({"alarms":0})"));
   EXPECT_EQ(found["mean_time_to_clear"], json::parse(R"({"alarms":12,"seconds":10})"));

@@ -19,6 +19,7 @@ Measured measured() {
   Measures measures;
   measures.active = 7;
   measures.active_by_severity = {0, 0, 1, 4, 0, 2};
+  measures.active_by_state = {4, 2, 0, 1, 0};
   measures.stale = {{3, {kSupply, 378, "fltEquipmentPsuMissing"}, Severity::kWarning, kNewYear, kNewYear + 7'200}};
   measures.in_ten_minutes = 2;
   measures.in_hour = 6;
@@ -44,6 +45,8 @@ TEST(MeasuresText, OfAll) {
             "  minor          4  ####################\n"
             "  warning        1  #####\n"
             "  indeterminate  0\n"
+            "  acknowledged   2  ##########\n"
+            "  shelved        1  #####\n"
             "\n"
             "New alarms         ALARMS  IN 10 MIN\n"
             "  last 10 minutes  2       2.0        ####################\n"
@@ -186,7 +189,8 @@ TEST(MeasuresForm, OfAll) {
   EXPECT_EQ(measures_form(measured(), id).text(),
             R"({"ledger_id":"aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa","at":"2025-01-03T00:00:00Z",)"
             R"("since":"2025-01-01T00:00:00Z",)"
-            R"("active":{"alarms":7,"severity":{"critical":2,"major":0,"minor":4,"warning":1,"indeterminate":0}},)"
+            R"("active":{"alarms":7,"severity":{"critical":2,"major":0,"minor":4,"warning":1,"indeterminate":0},)"
+            R"("operator_state":{"none":4,"acknowledged":2,"closed":0,"shelved":1,"unshelved":0}},)"
             R"("new":{"last_10_minutes":2,"last_hour":6,"last_day":30,"whole_time":96},)"
             R"("mean_time_to_acknowledge":{"alarms":0},"mean_time_to_clear":{"alarms":3,"seconds":3725},)"
             R"("floods":[{"began":"2025-01-01T00:10:00Z","ended":"2025-01-01T00:30:00Z","alarms":40},)"
@@ -206,7 +210,8 @@ TEST(MeasuresForm, OfASubtreeWithNothing) {
   EXPECT_EQ(measures_form(nothing(), std::string(32, 'a')).text(),
             R"({"ledger_id":"aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa","at":"2025-01-01T00:01:00Z",)"
             R"("since":"2025-01-01T00:00:00Z","under":"sys/rack-unit-1",)"
-            R"("active":{"alarms":0,"severity":{"critical":0,"major":0,"minor":0,"warning":0,"indeterminate":0}},)"
+            R"("active":{"alarms":0,"severity":{"critical":0,"major":0,"minor":0,"warning":0,"indeterminate":0},)"
+            R"("operator_state":{"none":0,"acknowledged":0,"closed":0,"shelved":0,"unshelved":0}},)"
             R"("new":{"last_10_minutes":0,"last_hour":0,"last_day":0,"whole_time":0},)"
             R"("mean_time_to_acknowledge":{"alarms":0},"mean_time_to_clear":{"alarms":0},)"
             R"("floods":[],"chattering":[],"stale":[],"worst_offenders":[]})");

@@ -6,6 +6,7 @@
 
 #include "base/printable.h"
 #include "commands/options.h"
+#include "commands/rfc8632_option.h"
 #include "commands/selection_options.h"
 #include "ledger/reader.h"
 #include "model/record_text.h"
@@ -20,6 +21,7 @@ namespace {
 struct ActiveOptions {
   std::string ledger;
   bool json = false;
+  bool rfc8632 = false;
   Colour colour = Colour::kAuto;
   Selection selection;
   std::optional<Moment> older_than;  // seconds
@@ -36,13 +38,14 @@ void add_age_option(CLI::App& app, const std::string& name, std::optional<Moment
                    });
 }
 
-void add_at_option(CLI::App& app, std::optional<Moment>& at) {
-  add_value_option(app, {"--at", "TIME", "List what was active at this time: RFC 3339, or seconds since 1970"},
-                   {"an RFC 3339 time or seconds since 1970", "2025-03-12T09:12:20Z"}, [&at](const std::string& text) {
-                     at = parse_moment(text);
-                     if (!at) at = parse_whole_number(text);
-                     return at && *at >= 0 && *at <= kLastMoment;
-                   });
+CLI::Option* add_at_option(CLI::App& app, std::optional<Moment>& at) {
+  return add_value_option(app, {"--at", "TIME", "List what was active at this time: RFC 3339, or seconds since 1970"},
+                          {"an RFC 3339 time or seconds since 1970", "2025-03-12T09:12:20Z"},
+                          [&at](const std::string& text) {
+                            at = parse_moment(text);
+                            if (!at) at = parse_whole_number(text);
+                            return at && *at >= 0 && *at <= kLastMoment;
+                          });
 }
 
 Selection selection_of(const ActiveOptions& options) {
@@ -73,6 +76,11 @@ std::string as_text(const std::vector<ActiveRow>& active, bool coloured, Room ro
 
 Status active(const ActiveOptions& options, StandardOutput& output) {
   LedgerReader reader(options.ledger);
+  if (options.rfc8632) {
+    output.write(rfc8632_answer(reader.tell_active(selection_of(options)), options.ledger));
+    output.flush();
+    return tell_left_out(reader) ? kDamaged : kDone;
+  }
   const auto found = reader.active(selection_of(options), options.at);
   if (options.json) {
     const std::string ledger_id = reader.ledger_id();
@@ -96,6 +104,7 @@ Command active_command(CLI::App& program) {
       "AGE is a number with a unit: s, m, h or d. A fault's age is counted from now, or\n"
       "from the TIME of --at, back to when the fault was raised. A fault of exactly AGE\n"
       "counts as older.\n\n"
+      "--rfc8632 tells the alarms of these faults, as docs/alarms.md describes.\n\n"
       "Exit status: 0 when all is well, 1 when damaged rows were left out, 2 when the ledger\n"
       "cannot be read.");
   add_ledger_option(*app, options->ledger);
@@ -104,7 +113,7 @@ Command active_command(CLI::App& program) {
   add_entity_option(*app, options->selection);
   add_age_option(*app, "--older-than", options->older_than, "Only faults raised at least this long ago");
   add_age_option(*app, "--newer-than", options->newer_than, "Only faults raised less than this long ago");
-  add_at_option(*app, options->at);
+  add_rfc8632_option(*app, options->rfc8632)->excludes(add_at_option(*app, options->at));
   add_colour_option(*app, options->colour);
   return {app, [options](StandardOutput& output) { return active(*options, output); }};
 }

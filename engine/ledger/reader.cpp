@@ -6,6 +6,7 @@
 
 #include "ledger/connection.h"
 #include "ledger/stored_rows.h"
+#include "model/record_text.h"
 
 namespace polaiga::engine {
 namespace {
@@ -26,6 +27,36 @@ bool has(const Selection& selection, const ActiveRow& row) {
   return has(selection, row.fault.fault_dn, row.fault.severity, row.shown.event.event) &&
          (!selection.raised_by || row.fault.since <= *selection.raised_by) &&
          (!selection.raised_after || row.fault.since > *selection.raised_after);
+}
+
+StepTexts texts_of(StoredRows& rows, const StoredFault& step) {
+  StepTexts texts;
+  texts.raised = field_text(rows.record(step.raised).record.descr);
+  const StoredRecord shown = rows.record(step.shown);
+  texts.shown = field_text(shown.record.descr);
+  texts.shown_at = shown.event.at;
+  // The input that supersedes or withdraws a fault says nothing of it.
+  if (step.ended && step.ending == ChangeKind::kCleared) {
+    texts.ended = field_text(rows.record(*step.ended).record.descr);
+  }
+  return texts;
+}
+
+ToldAlarms tell(StoredRows& rows, const std::vector<ChangeNumber>& numbers) {
+  ToldAlarms told;
+  for (const ChangeNumber number : numbers) {
+    rows.leave_out_damage([&] {
+      auto alarm = rows.alarm(number);
+      if (!alarm) throw LedgerError("alarm " + std::to_string(number) + " is gone, though it is still referred to");
+      ToldAlarm one{.alarm = std::move(*alarm), .texts = {}, .cause = {}, .operators = {}};
+      for (const StoredFault& step : one.alarm.steps) one.texts.push_back(texts_of(rows, step));
+      one.cause = cause_standard(rows.record(one.alarm.steps.front().raised).record);
+      told.alarms.push_back(std::move(one));
+    });
+  }
+  told.changed = rows.changed();
+  told.tables = rows.latest_tables();
+  return told;
 }
 
 }  // namespace
@@ -75,6 +106,21 @@ std::vector<StoredAlarm> LedgerReader::history(const std::string& fault_dn, std:
     }
     return alarms;
   });
+}
+
+ToldAlarms LedgerReader::tell_active(const Selection& selection) {
+  return ask([&](StoredRows& rows) {
+    std::vector<ChangeNumber> numbers;
+    for (const ActiveRow& row : rows.active()) {
+      if (has(selection, row)) numbers.push_back(row.fault.alarm);
+    }
+    std::ranges::sort(numbers);
+    return tell(rows, numbers);
+  });
+}
+
+ToldAlarms LedgerReader::tell_history(const std::string& fault_dn, std::int64_t limit) {
+  return ask([&](StoredRows& rows) { return tell(rows, rows.alarms_of(fault_dn, limit)); });
 }
 
 std::optional<Explanation> LedgerReader::explain(const std::string& fault_dn) {

@@ -10,6 +10,7 @@
 
 #include "filter/host_tables.h"
 #include "ledger/stored.h"
+#include "ledger/told_alarms.h"
 #include "model/entities.h"
 
 namespace polaiga::engine {
@@ -85,6 +86,10 @@ class LedgerReader {
   // Alarms, the oldest first, with their faults as steps: those in which the fault
   // took part, or all for an empty DN; the last `limit`, or all for 0.
   std::vector<StoredAlarm> history(const std::string& fault_dn, std::int64_t limit);
+
+  // The same alarms as active() of now and history() choose, with what their records say.
+  ToldAlarms tell_active(const Selection& selection);
+  ToldAlarms tell_history(const std::string& fault_dn, std::int64_t limit);
 
   // The fault that is active, or was last; nothing when the ledger does not know it.
   std::optional<Explanation> explain(const std::string& fault_dn);

@@ -109,11 +109,12 @@ Command active_command(CLI::App& program) {
       "cannot be read.");
   add_ledger_option(*app, options->ledger);
   add_switch(*app, "--json", "Print JSON Lines, one fault a line", options->json);
+  CLI::Option* const rfc8632 = add_rfc8632_option(*app, options->rfc8632);
   add_selection_options(*app, options->selection);
   add_entity_option(*app, options->selection);
   add_age_option(*app, "--older-than", options->older_than, "Only faults raised at least this long ago");
   add_age_option(*app, "--newer-than", options->newer_than, "Only faults raised less than this long ago");
-  add_rfc8632_option(*app, options->rfc8632)->excludes(add_at_option(*app, options->at));
+  rfc8632->excludes(add_at_option(*app, options->at));
   add_colour_option(*app, options->colour);
   return {app, [options](StandardOutput& output) { return active(*options, output); }};
 }

@@ -72,9 +72,9 @@ TEST_F(Arguments, TooManyOrTooFew) {
       {"active --ledger a --ledger b", "active", "--ledger is given twice; give it once"},
       {"active --severity major --severity minor", "active", "--severity is given twice; give it once"},
       {"tail --after 1 -n 1", "tail", "--lines and --after do not go together; leave one of them out"},
-      {"active --rfc8632 --json", "active", "--rfc8632 and --json do not go together; leave one of them out"},
+      {"active --rfc8632 --json", "active", "--json and --rfc8632 do not go together; leave one of them out"},
       {"active --rfc8632 --at 5", "active", "--rfc8632 and --at do not go together; leave one of them out"},
-      {"history --rfc8632 --json", "history", "--rfc8632 and --json do not go together; leave one of them out"},
+      {"history --rfc8632 --json", "history", "--json and --rfc8632 do not go together; leave one of them out"},
       {"catalog --json --markdown", "catalog", "--markdown and --json do not go together; leave one of them out"},
   };
   for (const auto& [arguments, command, complaint] : kRows) {

@@ -24,7 +24,7 @@ struct StepTexts {
 struct OperatorStateChange {
   Moment at = 0;
   std::string_view state;  // in the words of RFC 8632: none, ack, closed, shelved or un-shelved
-  std::string person;
+  std::string person;      // empty: the engine itself
   std::string text;
 };
 

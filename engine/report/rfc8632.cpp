@@ -126,32 +126,48 @@ JsonArray status_changes(const std::vector<Status>& statuses) {
   return changes;
 }
 
-// What operators made of an alarm, and of those that are the same.
-struct OperatorStates {
-  std::vector<std::pair<Stamp, const OperatorStateChange*>> changes;
-
+// What operators made of an alarm, and of those that are the same. In the ledger that ends with
+// the alarm; here the alarm goes on when it is raised again, so that is told as one more change.
+class OperatorStates {
+ public:
   explicit OperatorStates(const SameAlarms& alarms) {
-    std::vector<const OperatorStateChange*> all;
+    std::vector<OperatorStateChange> all;
+    bool is_over = false;  // whether all alarms so far have ended, and
+    ChangeNumber end = 0;  // with which change
     for (const ToldAlarm* told : alarms) {
-      for (const OperatorStateChange& change : told->operators) all.push_back(&change);
+      if (is_over && end < told->alarm.number) {
+        all.push_back({told->alarm.created, "none", "", "The alarm was raised again."});
+      }
+      all.insert(all.end(), told->operators.begin(), told->operators.end());
+      is_over = told->alarm.ended && (is_over || told == alarms.front());
+      end = std::max(end, told->alarm.ended.value_or(0));
     }
     std::ranges::stable_sort(all, {}, &OperatorStateChange::at);
-    for (const OperatorStateChange* change : all) changes.emplace_back(next_stamp(latest(), change->at), change);
+    for (OperatorStateChange& change : all) {
+      if (change.person.empty() && change.state == "none" && state() == "none") continue;  // nothing new
+      const Stamp stamp = next_stamp(latest(), change.at);
+      changes_.emplace_back(stamp, std::move(change));
+    }
   }
 
-  std::optional<Stamp> latest() const { return changes.empty() ? std::nullopt : std::optional(changes.back().first); }
-  std::string_view state() const { return changes.empty() ? "none" : changes.back().second->state; }
+  std::optional<Stamp> latest() const { return changes_.empty() ? std::nullopt : std::optional(changes_.back().first); }
+  std::string_view state() const { return changes_.empty() ? "none" : changes_.back().second.state; }
 
   JsonArray form() const {
     JsonArray list;
-    for (const auto& [stamp, change] : changes) {
+    for (const auto& [stamp, change] : changes_) {
       JsonObject one;
-      one.add("time", date_and_time(stamp)).add("operator", printable(change->person)).add("state", change->state);
-      if (!change->text.empty()) one.add("text", printable(change->text));
+      one.add("time", date_and_time(stamp))
+          .add("operator", change.person.empty() ? "polaiga" : printable(change.person))
+          .add("state", change.state);
+      if (!change.text.empty()) one.add("text", printable(change.text));
       list.add(one);
     }
     return list;
   }
+
+ private:
+  std::vector<std::pair<Stamp, OperatorStateChange>> changes_;
 };
 
 JsonObject type_form(const AlarmTypeName& type) {

@@ -185,6 +185,13 @@ TEST_F(Yang, ADay) {
   EXPECT_LT(list_of(all).size(), std::stoul(listed("history --limit 0")));
 }
 
+// What alarms need outlives the retention.
+TEST_F(Yang, AShortLedger) {
+  write_short_ledger(path_);
+  EXPECT_EQ(brief(answer("active")), (Lines{kHotAlarm, kFanAlarm, kTenthAlarm}));
+  EXPECT_EQ(brief(answer("history")), (Lines{kHotAlarm, kFanAlarm, kTenthAlarm}));
+}
+
 TEST_F(Yang, ADamagedLedger) {
   write_ledger(path_, kStory);
   // One letter in what is stored of the tenth power supply's sensor: in its event and in its report.

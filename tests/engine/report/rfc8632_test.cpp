@@ -267,6 +267,34 @@ TEST(Rfc8632, OperatorStates) {
   EXPECT_FALSE(alarms.at("summary").contains("shelves-active"));
 }
 
+// An acknowledgement is gone with the alarm's end.
+TEST(Rfc8632, OperatorStatesEndWithTheAlarm) {
+  ToldAlarm first = alarm(1, {{ends(fault(1, 395, Severity::kMinor, {1, 0}), {2, 60}), texts("slow", "well")}});
+  first.alarm.ended = 2;
+  ToldAlarm second = alarm(3, {{ends(fault(3, 395, Severity::kMinor, {3, 120}), {4, 180}), texts("slow", "well")}});
+  second.alarm.ended = 4;
+  const ToldAlarm third = alarm(5, {{fault(5, 395, Severity::kMinor, {5, 240}), texts("slow")}});
+  const json raised_again = {{"time", "2025-01-01T00:02:00Z"},
+                             {"operator", "polaiga"},
+                             {"state", "none"},
+                             {"text", "The alarm was raised again."}};
+  const json closed = {{"time", "2025-01-01T00:00:30Z"}, {"operator", "ann"}, {"state", "closed"}};
+
+  EXPECT_FALSE(
+      alarm_of({.alarms = {first, second, third}, .changed = {}, .tables = {}}).contains("operator-state-change"));
+  first.operators = {{kStart + 30, "closed", "ann", ""}};
+  EXPECT_EQ(alarm_of({.alarms = {first}, .changed = {}, .tables = {}}).at("operator-state-change"),
+            json::array({closed}));
+  const json alarms = alarms_of({.alarms = {first, second, third}, .changed = {}, .tables = {}});
+  EXPECT_EQ(alarms.at("alarm-list").at("alarm").at(0).at("operator-state-change"), json::array({closed, raised_again}));
+  EXPECT_EQ(alarms.at("summary").at("alarm-summary").at(2).at("not-cleared-not-closed"), 1);
+
+  // As long as one of them is active, the other one's state counts.
+  first.alarm.ended.reset();
+  EXPECT_EQ(alarm_of({.alarms = {first, third}, .changed = {}, .tables = {}}).at("operator-state-change"),
+            json::array({closed}));
+}
+
 TEST(Rfc8632, ShelvedAlarms) {
   ToldAlarm told = alarm(1, {{fault(1, 395, Severity::kMinor, {1, 0}), texts("slow")}});
   told.operators = {{kStart + 60, "shelved", "ann", "for 2h"}};

@@ -18,7 +18,7 @@ struct Stamp {
   Moment at = 0;
   std::uint32_t order = 0;
 
-  auto operator<=>(const Stamp&) const = default;
+  bool operator<(const Stamp& other) const { return std::tie(at, order) < std::tie(other.at, other.order); }
 };
 
 Stamp next_stamp(const std::optional<Stamp>& last, Moment at) {
@@ -66,7 +66,10 @@ struct AlarmKey {
   std::string resource;
   AlarmTypeName type;
 
-  auto operator<=>(const AlarmKey&) const = default;
+  bool operator==(const AlarmKey&) const = default;
+  bool operator<(const AlarmKey& other) const {
+    return std::tie(resource, type) < std::tie(other.resource, other.type);
+  }
 };
 
 // The alarms of the ledger that are one alarm here, the oldest first.

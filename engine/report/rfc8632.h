@@ -8,13 +8,13 @@
 #pragma once
 
 #include <array>
-#include <compare>
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <set>
 #include <string>
 #include <string_view>
+#include <tuple>
 
 #include "ledger/told_alarms.h"
 #include "model/dictionary.h"
@@ -27,7 +27,10 @@ struct AlarmTypeName {
   std::string_view identity;
   std::string qualifier;
 
-  auto operator<=>(const AlarmTypeName&) const = default;
+  bool operator==(const AlarmTypeName&) const = default;
+  bool operator<(const AlarmTypeName& other) const {
+    return std::tie(identity, qualifier) < std::tie(other.identity, other.qualifier);
+  }
 };
 
 struct AlarmType {

@@ -6,6 +6,7 @@
 
 #include "base/printable.h"
 #include "commands/options.h"
+#include "commands/rfc8632_option.h"
 #include "commands/selection_options.h"
 #include "ledger/reader.h"
 #include "model/record_text.h"
@@ -20,18 +21,20 @@ namespace {
 struct ActiveOptions {
   std::string ledger;
   bool json = false;
+  bool rfc8632 = false;
   Colour colour = Colour::kAuto;
   AlarmSelection selection;
   std::optional<Moment> at;
 };
 
-void add_at_option(CLI::App& app, std::optional<Moment>& at) {
-  add_value_option(app, {"--at", "TIME", "List what was active at this time: RFC 3339, or seconds since 1970"},
-                   {"an RFC 3339 time or seconds since 1970", "2025-03-12T09:12:20Z"}, [&at](const std::string& text) {
-                     at = parse_moment(text);
-                     if (!at) at = parse_whole_number(text);
-                     return at && *at >= 0 && *at <= kLastMoment;
-                   });
+CLI::Option* add_at_option(CLI::App& app, std::optional<Moment>& at) {
+  return add_value_option(app, {"--at", "TIME", "List what was active at this time: RFC 3339, or seconds since 1970"},
+                          {"an RFC 3339 time or seconds since 1970", "2025-03-12T09:12:20Z"},
+                          [&at](const std::string& text) {
+                            at = parse_moment(text);
+                            if (!at) at = parse_whole_number(text);
+                            return at && *at >= 0 && *at <= kLastMoment;
+                          });
 }
 
 // Those that are silenced are counted beside the list that leaves them out.
@@ -103,6 +106,14 @@ std::string as_text(const std::vector<ActiveRow>& active, Moment now, bool colou
 Status active(const ActiveOptions& options, StandardOutput& output) {
   LedgerReader reader(options.ledger);
   const Moment now = options.at.value_or(std::time(nullptr));
+  if (options.rfc8632) {  // it has a list of its own for those that are shelved
+    AlarmSelection told = options.selection;
+    told.all = true;
+    output.write(rfc8632_answer(
+        reader.tell_active(told.at(now), [&told](const ActiveRow& row) { return told.has(row); }), options.ledger));
+    output.flush();
+    return tell_left_out(reader) ? kDamaged : kDone;
+  }
   auto found = reader.active(options.selection.at(now), options.at);
   Silenced silenced = silenced_among(found);
   std::erase_if(found, [&options](const ActiveRow& row) { return !options.selection.has(row); });
@@ -136,12 +147,14 @@ Command active_command(CLI::App& program) {
       "AGE is a number with a unit: s, m, h or d. A fault's age is counted from now, or\n"
       "from the TIME of --at, back to when the fault was raised. A fault of exactly AGE\n"
       "counts as older.\n\n"
+      "--rfc8632 tells the alarms of these faults, as docs/alarms.md describes.\n\n"
       "Exit status: 0 when all is well, 1 when damaged rows were left out, 2 when the ledger\n"
       "cannot be read.");
   add_ledger_option(*app, options->ledger);
   add_switch(*app, "--json", "Print JSON Lines, one fault a line", options->json);
+  CLI::Option* const rfc8632 = add_rfc8632_option(*app, options->rfc8632);
   add_alarm_selection_options(*app, options->selection);
-  add_at_option(*app, options->at);
+  rfc8632->excludes(add_at_option(*app, options->at));
   add_colour_option(*app, options->colour);
   return {app, [options](StandardOutput& output) { return active(*options, output); }};
 }

@@ -8,6 +8,7 @@
 #include "base/messages.h"
 #include "base/printable.h"
 #include "commands/options.h"
+#include "commands/rfc8632_option.h"
 #include "ledger/reader.h"
 #include "report/change_text.h"
 #include "report/json_forms.h"
@@ -22,6 +23,7 @@ struct HistoryOptions {
   std::string ledger;
   std::string fault_dn;  // empty: all alarms
   bool json = false;
+  bool rfc8632 = false;
   std::int64_t limit = 100;
 };
 
@@ -89,13 +91,24 @@ std::string as_text(const std::vector<StoredAlarm>& alarms, Room room) {
                   .giving_way = {{kName, 28}, {kEnding, 12}, {kRecords, 0}, {kTo, 0}, {kSeverity, 11}, {kName, 12}}});
 }
 
+Status no_history(const HistoryOptions& options) {
+  complain("The ledger has no history of " + options.fault_dn + ".");
+  return kUnknown;
+}
+
+Status history_as_rfc8632(const HistoryOptions& options, LedgerReader& reader, StandardOutput& output) {
+  const ToldAlarms told = reader.tell_history(options.fault_dn, options.limit);
+  if (told.alarms.empty() && !options.fault_dn.empty()) return no_history(options);
+  output.write(rfc8632_answer(told, options.ledger));
+  output.flush();
+  return tell_left_out(reader) ? kDamaged : kDone;
+}
+
 Status history(const HistoryOptions& options, StandardOutput& output) {
   LedgerReader reader(options.ledger);
+  if (options.rfc8632) return history_as_rfc8632(options, reader, output);
   const auto alarms = reader.history(options.fault_dn, options.limit);
-  if (alarms.empty() && !options.fault_dn.empty()) {
-    complain("The ledger has no history of " + options.fault_dn + ".");
-    return kUnknown;
-  }
+  if (alarms.empty() && !options.fault_dn.empty()) return no_history(options);
   if (options.json) {
     const std::string ledger_id = reader.ledger_id();
     for (const StoredAlarm& alarm : alarms) output.write(alarm_form(alarm, ledger_id).line());
@@ -116,11 +129,13 @@ Command history_command(CLI::App& program) {
       "Each alarm is a line with its number and object. Indented below it are its faults:\n"
       "the levels that it went through. RECORDS is how many records raised or refreshed\n"
       "the fault. The duration of what is active is counted until now.\n\n"
+      "--rfc8632 tells the same alarms, as docs/alarms.md describes.\n\n"
       "Exit status: 0 when all is well, 1 when the ledger does not know FAULT_DN or\n"
       "damaged rows were left out, 2 when the ledger cannot be read.");
   add_name(*app, "FAULT_DN", options->fault_dn, "Only alarms that this fault took part in");
   add_ledger_option(*app, options->ledger);
   add_switch(*app, "--json", "Print JSON Lines, one alarm a line", options->json);
+  add_rfc8632_option(*app, options->rfc8632);
   add_number_option(*app, {"--limit", "N", "At most the last N alarms; 0 lists all (default 100)"},
                     {.least = 0, .most = kMostRows, .example = 100},
                     [options](std::int64_t number) { options->limit = number; });

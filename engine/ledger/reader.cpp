@@ -8,6 +8,7 @@
 #include "ledger/connection.h"
 #include "ledger/stored_rows.h"
 #include "model/fault.h"
+#include "model/record_text.h"
 
 namespace polaiga::engine {
 namespace {
@@ -28,6 +29,70 @@ bool has(const Selection& selection, const ActiveRow& row) {
   return has(selection, row.fault.fault_dn, row.fault.severity, row.shown.event.event) &&
          (!selection.raised_by || row.fault.since <= *selection.raised_by) &&
          (!selection.raised_after || row.fault.since > *selection.raised_after);
+}
+
+StepTexts texts_of(StoredRows& rows, const StoredFault& step) {
+  StepTexts texts;
+  texts.raised = field_text(rows.record(step.raised).record.descr);
+  const StoredRecord shown = rows.record(step.shown);
+  texts.shown = field_text(shown.record.descr);
+  texts.shown_at = shown.event.at;
+  // The input that supersedes or withdraws a fault says nothing of it.
+  if (step.ended && step.ending == ChangeKind::kCleared) {
+    texts.ended = field_text(rows.record(*step.ended).record.descr);
+  }
+  return texts;
+}
+
+std::string_view rfc8632_word(OperatorState state) {
+  switch (state) {
+    case OperatorState::kAcknowledged:
+      return "ack";
+    case OperatorState::kClosed:
+      return "closed";
+    case OperatorState::kShelved:
+      return "shelved";
+    case OperatorState::kUnshelved:
+      return "un-shelved";
+    case OperatorState::kNone:
+      break;
+  }
+  return "none";
+}
+
+// The state that an alarm had after each thing that operators did to it. RFC 8632 knows no objects out of service.
+std::vector<OperatorStateChange> operators_of(const StoredAlarm& alarm) {
+  std::vector<OperatorStateChange> changes;
+  AlarmStanding standing;
+  for (const AlarmAction& one : alarm.actions) {
+    if (one.kind == ChangeKind::kOutOfService || one.kind == ChangeKind::kBackInService) continue;
+    apply(standing, one);
+    OperatorStateChange change{.at = one.at, .state = rfc8632_word(standing.state()), .person = {}, .text = {}};
+    if (one.action) {
+      change.person = one.action->on_behalf_of.value_or(one.action->person);
+      change.text = one.action->comment.value_or("");
+    }
+    changes.push_back(std::move(change));
+  }
+  return changes;
+}
+
+ToldAlarms tell(StoredRows& rows, const std::vector<ChangeNumber>& numbers) {
+  ToldAlarms told;
+  for (const ChangeNumber number : numbers) {
+    rows.leave_out_damage([&] {
+      auto alarm = rows.alarm(number);
+      if (!alarm) throw LedgerError("alarm " + std::to_string(number) + " is gone, though it is still referred to");
+      ToldAlarm one{.alarm = std::move(*alarm), .texts = {}, .cause = {}, .operators = {}};
+      one.operators = operators_of(one.alarm);
+      for (const StoredFault& step : one.alarm.steps) one.texts.push_back(texts_of(rows, step));
+      one.cause = cause_standard(rows.record(one.alarm.steps.front().raised).record);
+      told.alarms.push_back(std::move(one));
+    });
+  }
+  told.changed = rows.changed();
+  told.tables = rows.latest_tables();
+  return told;
 }
 
 }  // namespace
@@ -87,6 +152,21 @@ std::vector<StoredAlarm> LedgerReader::missed(std::int64_t limit) {
 
 std::vector<StoredMaintenance> LedgerReader::maintenance() {
   return ask([](StoredRows& rows) { return rows.maintenance(); });
+}
+
+ToldAlarms LedgerReader::tell_active(const Selection& selection, const std::function<bool(const ActiveRow&)>& chosen) {
+  return ask([&](StoredRows& rows) {
+    std::vector<ChangeNumber> numbers;
+    for (const ActiveRow& row : rows.active()) {
+      if (has(selection, row) && (!chosen || chosen(row))) numbers.push_back(row.fault.alarm);
+    }
+    std::ranges::sort(numbers);
+    return tell(rows, numbers);
+  });
+}
+
+ToldAlarms LedgerReader::tell_history(const std::string& fault_dn, std::int64_t limit) {
+  return ask([&](StoredRows& rows) { return tell(rows, rows.alarms_of(fault_dn, limit)); });
 }
 
 std::optional<Explanation> LedgerReader::explain(const std::string& fault_dn) {

@@ -11,6 +11,7 @@
 
 #include "filter/host_tables.h"
 #include "ledger/stored.h"
+#include "ledger/told_alarms.h"
 #include "model/entities.h"
 
 namespace polaiga::engine {
@@ -107,6 +108,10 @@ class LedgerReader {
 
   // Objects that are out of service, by DN.
   std::vector<StoredMaintenance> maintenance();
+
+  // The same alarms as active() of now and history() choose, with what their records say.
+  ToldAlarms tell_active(const Selection& selection, const std::function<bool(const ActiveRow&)>& chosen = {});
+  ToldAlarms tell_history(const std::string& fault_dn, std::int64_t limit);
 
   // The fault that is active, or was last; nothing when the ledger does not know it.
   std::optional<Explanation> explain(const std::string& fault_dn);

@@ -35,6 +35,9 @@ struct AlarmAction {
   std::optional<StoredAction> action;  // nothing: an escalation took the acknowledgement back
 };
 
+// What it makes of the alarm's standing, but for what outputs were told.
+void apply(AlarmStanding& standing, const AlarmAction& action);
+
 // An object that is out of service.
 struct StoredMaintenance {
   Maintenance maintenance;

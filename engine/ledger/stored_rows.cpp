@@ -66,30 +66,7 @@ StoredAction stored_action(const ActionRow& row) {
 // What the actions up to some time made of an alarm.
 AlarmStanding standing_after(const std::vector<AlarmAction>& actions) {
   AlarmStanding standing;
-  for (const AlarmAction& one : actions) {
-    switch (one.kind) {
-      case ChangeKind::kAcknowledged:
-        standing.acknowledged = one.number;
-        break;
-      case ChangeKind::kUnacknowledged:
-        standing.acknowledged = standing.closed = 0;
-        break;
-      case ChangeKind::kClosed:
-        standing.closed = one.number;
-        break;
-      case ChangeKind::kShelved:
-        standing.shelved = one.number;
-        standing.shelved_until = one.action ? one.action->until.value_or(0) : 0;
-        break;
-      case ChangeKind::kUnshelved:
-        standing.shelved = 0;
-        standing.shelved_until = 0;
-        standing.was_unshelved = true;
-        break;
-      default:
-        break;
-    }
-  }
+  for (const AlarmAction& one : actions) apply(standing, one);
   return standing;
 }
 
@@ -225,6 +202,16 @@ ChangeNumber StoredRows::last_change() const {
   return std::max(number, ledger().watermark_change);
 }
 
+std::optional<Moment> StoredRows::changed() {
+  std::optional<Moment> at;
+  leave_out_damage([&] {
+    Statement last(db_, "SELECT " + moment_sql() +
+                            " FROM change JOIN event ON event.seq = change.seq ORDER BY change.number DESC LIMIT 1");
+    if (last.step()) at = moment_of(last, 0);
+  });
+  return at;
+}
+
 StoredRecord StoredRows::record(Sequence sequence) {
   if (!records_.with(sequence).step()) throw LedgerError(gone("event", sequence));
   StoredRecord stored = stored_record(RecordRow(records_, 0));
@@ -240,6 +227,18 @@ HostTables StoredRows::tables_of(Sequence sequence) {
     throw LedgerError("the host tables of event " + std::to_string(sequence) + " are gone");
   const auto tables = read_row<TablesRow>(row);
   return {tables.nm, tables.cmc, tables.drive_bp};
+}
+
+std::optional<HostTables> StoredRows::latest_tables() {
+  std::optional<HostTables> found;
+  leave_out_damage([&] {
+    Statement row(db_, "SELECT " + columns_sql<TablesRow>() +
+                           " FROM setting JOIN tables ON tables.id = setting.tables ORDER BY setting.id DESC LIMIT 1");
+    if (!row.step()) return;
+    const auto tables = read_row<TablesRow>(row);
+    found = HostTables{tables.nm, tables.cmc, tables.drive_bp};
+  });
+  return found;
 }
 
 // A fault is active exactly when it is reported.

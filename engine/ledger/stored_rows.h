@@ -63,8 +63,14 @@ class StoredRows {
   LedgerRow ledger() const { return ledger_row(db_); }
   ChangeNumber last_change() const;
 
+  // When the latest change was; nothing when there is none.
+  std::optional<Moment> changed();
+
   StoredRecord record(Sequence sequence);
   HostTables tables_of(Sequence sequence);
+
+  // Those that the latest inputs were handled under; nothing when there are none.
+  std::optional<HostTables> latest_tables();
 
   // In the order in which they were raised.
   std::vector<ActiveRow> active();

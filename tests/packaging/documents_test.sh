@@ -45,11 +45,11 @@ complete_words() {
   _polaiga
   printf '%s\n' "${COMPREPLY[@]}" | LC_ALL=C sort
 }
-options_of() { "$program" "$@" --help | grep -Eo '^ +(-[a-z], ?)?--[a-z-]+' | grep -o -- '--[a-z-]*' | LC_ALL=C sort; }
+options_of() { "$program" "$@" --help | grep -Eo '^ +(-[a-z], ?)?--[a-z0-9-]+' | grep -o -- '--[a-z0-9-]*' | LC_ALL=C sort; }
 # The options of a command in the synopsis of the manual.
 synopsis_of() {
   sed -n "/^\.Sh SYNOPSIS/,/^\.Sh DESCRIPTION/{/^\.Cm $1\$/,/^\.\(Nm\|Sh\)/p}" "$source/packaging/man/polaiga.1" |
-    grep -o 'Fl Fl [a-z-]*' | sed 's/Fl Fl /--/' | LC_ALL=C sort
+    grep -o 'Fl Fl [a-z0-9-]*' | sed 's/Fl Fl /--/' | LC_ALL=C sort
 }
 same "words of polaiga" "$(complete_words '' | xargs)" "$({ options_of; xargs -n 1 <<<"$commands"; } | LC_ALL=C sort | xargs)"
 for command in $commands; do
@@ -67,8 +67,8 @@ same 'commands of polaiga.1' "$(sed -n '/^\.Sh SYNOPSIS/,/^\.Sh DESCRIPTION/s/^\
 
 # Options and files that the documents name are there.
 for command in '' $commands; do options_of $command; done | LC_ALL=C sort -u >"$work/options"
-for document in README.md docs/engine.md docs/events.md docs/alarms.md docs/design.md docs/footprint.md; do
-  for option in $(grep -o '`--[a-z-]*' "$source/$document" | tr -d '`'); do
+for document in README.md docs/alarms.md docs/engine.md docs/events.md docs/design.md docs/footprint.md; do
+  for option in $(grep -o '`--[a-z0-9-]*' "$source/$document" | tr -d '`'); do
     grep -qx -- "$option" "$work/options" || { echo "$document names $option"; failed=1; }
   done
   for link in $(grep -o '](\([^)#]*\))' "$source/$document" | sed 's/^](//; s/)$//'); do

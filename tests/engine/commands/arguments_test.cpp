@@ -47,7 +47,7 @@ TEST_F(Arguments, Commands) {
 }
 
 TEST_F(Arguments, OptionsThatAreNone) {
-  const std::string of_history = "; the options are --help, --ledger, --json, --limit";
+  const std::string of_history = "; the options are --help, --ledger, --json, --rfc8632, --limit";
   expect_complaint("history --bogus", "polaiga history", "there is no option '--bogus'" + of_history);
   expect_complaint("history --bogus=5", "polaiga history", "there is no option '--bogus=5'" + of_history);
   expect_complaint("history --lim 5", "polaiga history", "there is no option '--lim'" + of_history);
@@ -72,6 +72,9 @@ TEST_F(Arguments, TooManyOrTooFew) {
       {"active --ledger a --ledger b", "active", "--ledger is given twice; give it once"},
       {"active --severity major --severity minor", "active", "--severity is given twice; give it once"},
       {"tail --after 1 -n 1", "tail", "--lines and --after do not go together; leave one of them out"},
+      {"active --rfc8632 --json", "active", "--json and --rfc8632 do not go together; leave one of them out"},
+      {"active --rfc8632 --at 5", "active", "--rfc8632 and --at do not go together; leave one of them out"},
+      {"history --rfc8632 --json", "history", "--json and --rfc8632 do not go together; leave one of them out"},
       {"catalog --json --markdown", "catalog", "--markdown and --json do not go together; leave one of them out"},
   };
   for (const auto& [arguments, command, complaint] : kRows) {

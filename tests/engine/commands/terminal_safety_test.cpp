@@ -189,6 +189,10 @@ TEST_F(TerminalSafety, Questions) {
     const Ended got = expect_safe_of(std::string(question) + " --ledger ledger.db");
     EXPECT_GE(lines_of(got.out).size(), kHostile.size()) << question;
   }
+  for (const char* question : {"active --rfc8632", "history --limit 0 --rfc8632"}) {
+    const Ended got = expect_safe_of(std::string(question) + " --ledger ledger.db");
+    EXPECT_EQ(json::parse(got.out)["ietf-alarms:alarms"]["alarm-list"]["number-of-alarms"], kHostile.size());
+  }
   const auto active_lines = lines_of(run("active --json --ledger ledger.db").out);
   for (std::size_t i = 1; i <= kHostile.size(); ++i) {
     const std::string fault_dn = json::parse(active_lines.at(i - 1))["fault_dn"];

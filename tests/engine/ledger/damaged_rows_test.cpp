@@ -102,6 +102,19 @@ TEST_F(DamagedRowsTest, FactsOfAlarms) {
   EXPECT_EQ(reader.left_out().back(), "form 3: the row is damaged: its checksum does not match");
 }
 
+TEST_F(DamagedRowsTest, AlarmsWithTheirTexts) {
+  const auto dns_of = [](const ToldAlarms& told) {
+    Texts found;
+    for (const ToldAlarm& one : told.alarms) found.push_back(one.alarm.dn);
+    return found;
+  };
+  LedgerReader reader(path_);
+  EXPECT_EQ(dns_of(reader.tell_active({})), (Texts{"first", "third"}));
+  EXPECT_EQ(reader.left_out(), Texts{kSubject});
+  EXPECT_EQ(dns_of(reader.tell_history("", 0)), (Texts{"first", "third"}));
+  EXPECT_EQ(reader.left_out(), Texts{kSubject});
+}
+
 TEST_F(DamagedRowsTest, ExplainOfADamagedFaultSaysWhy) {
   LedgerReader reader(path_);
   try {

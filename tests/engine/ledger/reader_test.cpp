@@ -241,6 +241,47 @@ TEST_F(ReaderTest, HistoryOfAlarmsThatBecameOne) {
   EXPECT_EQ(LedgerReader(path_).active({}, 1003)[0].alarm_since, 1001);
 }
 
+test::InputOf says(test::InputOf input, const char* descr) {
+  input.record.descr = descr;
+  return input;
+}
+
+// "1: raised, shown at 1002, ended; ...", a step after the other.
+Rows texts(const ToldAlarms& told) {
+  Rows found;
+  for (const ToldAlarm& one : told.alarms) {
+    found.push_back(number(one.alarm.number) + ":");
+    for (const StepTexts& step : one.texts) {
+      found.back() += " " + step.raised + ", " + step.shown + " at " + number(step.shown_at) + ", " + step.ended + ";";
+    }
+  }
+  return found;
+}
+
+TEST_F(ReaderTest, TellsAlarmsWithTheirTexts) {
+  const ToldAlarms none = LedgerReader(path_).tell_active({});
+  EXPECT_EQ(texts(none), Rows{});
+  EXPECT_FALSE(none.changed);
+
+  engine_->write(says(raises("A", "o", 395, 1001), "slow"));
+  engine_->write(says(raises("A", "o", 395, 1002), "slow again"));
+  engine_->write(says(raises("B", "p", 396, 1003), "other"));
+  engine_->write(says(moves("A", "o", 395, 396, 1004), "slower"));
+  const ToldAlarms active = LedgerReader(path_).tell_active({});
+  EXPECT_EQ(texts(active),
+            (Rows{"1: slow, slow again at 1002, ; slower, slower at 1004, ;", "3: other, other at 1003, ;"}));
+  EXPECT_EQ(active.changed, 1004);
+  ASSERT_TRUE(active.tables);
+  EXPECT_EQ(active.tables->nm, "nm");
+  EXPECT_EQ(texts(LedgerReader(path_).tell_active({.under = "p"})), Rows{"3: other, other at 1003, ;"});
+
+  engine_->write(says(clears("A", "o", 396, 1005), "well"));
+  EXPECT_EQ(texts(LedgerReader(path_).tell_active({})), Rows{"3: other, other at 1003, ;"});
+  EXPECT_EQ(texts(LedgerReader(path_).tell_history("o/fault-F0395", 0)),
+            Rows{"1: slow, slow again at 1002, ; slower, slower at 1004, well;"});
+  EXPECT_EQ(LedgerReader(path_).tell_history("", 1).changed, 1005);
+}
+
 TEST_F(ReaderTest, ExplainTellsAllOfAFault) {
   engine_->write(raises("A", "o", 395, 1001));
   engine_->write(raises("B", "o", 395, 1002));

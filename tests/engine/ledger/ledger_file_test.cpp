@@ -98,7 +98,7 @@ TEST_F(LedgerFile, ADamagedOneIsReplaced) {
   const auto replace = [&](const std::string& content) {
     dir_.write("ledger.db", content);
     make_ledger(path_ + "-new", {.created = kNow, .after_input = 7, .after_change = 8});
-    return replace_ledger(path_, path_ + "-new", kNow);
+    return replace_ledger(path_, kNow);
   };
   dir_.write("ledger.db-wal", "log");
   EXPECT_EQ(replace("first"), path_ + ".damaged-20231114T221320Z");

@@ -258,6 +258,7 @@ class Ledger::Writer {
   // no event is lost for them.
   template <class Work>
   void keep_within(Work work) {
+    if (db_.in_transaction()) db_.exec("ROLLBACK");  // which could not be done before, for want of memory
     is_over_ = pruner_.is_too_full();
     log_.lift(is_held_);
     std::int64_t wanted = 0;  // pages

@@ -87,6 +87,18 @@ class Unhurried {
   bool& still_;
 };
 
+// Whether the ledger has this id, as far as can be told.
+bool may_be(const std::string& id, const std::string& path) {
+  try {
+    // Not only to read: what a killed engine was about to write may have to be taken back.
+    return ledger_row(Database(path, Access::kReadWrite)).id == id;
+  } catch (const LedgerError&) {
+    return true;
+  } catch (const SqlError&) {
+    return true;
+  }
+}
+
 }  // namespace
 
 class Ledger::Writer {
@@ -240,6 +252,7 @@ class Ledger::Writer {
   // no event is lost for them.
   template <class Work>
   void keep_within(Work work) {
+    if (db_.in_transaction()) db_.exec("ROLLBACK");  // which could not be done before, for want of memory
     is_over_ = pruner_.is_too_full();
     log_.lift(is_held_);
     std::int64_t wanted = 0;  // pages
@@ -430,6 +443,7 @@ void Ledger::Writer::restore_faults(std::vector<ActiveFault>& faults) const {
 
 Ledger::Ledger(const std::string& path, const Retention& retention, Moment now)
     : path_(resolve_ledger(path)), retention_(retention), lock_(path_) {
+  settle_replacement(path_);
   const std::optional<Mark> mark = read_mark(path_);
   mark_file_.emplace(path_);
   const Beginning beginning{
@@ -446,7 +460,8 @@ Ledger::Ledger(const std::string& path, const Retention& retention, Moment now)
 // Answers what is damaged; nothing: it is open.
 std::string Ledger::open(const Beginning& beginning, const std::optional<Mark>& mark) {
   writer_.reset();
-  if (mark && mark->is_damaged) return "the engine found it damaged while it was using it";
+  if (mark && mark->is_damaged && may_be(mark->ledger_id, path_))
+    return "the engine found it damaged while it was using it";
   try {
     Database db = open_ledger(path_, *lock_, beginning, mark.has_value());
     try {
@@ -473,10 +488,9 @@ void Ledger::begin(Database&& db) {
 // The new ledger is complete, and locked, before it comes in the place of the old one.
 void Ledger::replace(const std::string& reason, const Beginning& beginning) {
   writer_.reset();
-  const std::string fresh = path_ + "-new";
-  const CarriedOver carried = carry_over(path_, fresh, beginning);
-  LedgerLock lock(fresh);
-  set_aside_ = replace_ledger(path_, fresh, beginning.created);
+  const CarriedOver carried = carry_over(path_, fresh_path(path_), beginning);
+  LedgerLock lock(fresh_path(path_));
+  set_aside_ = replace_ledger(path_, beginning.created);
   lock_ = std::move(lock);
   try {
     begin(open_ledger(path_, *lock_, beginning, true));

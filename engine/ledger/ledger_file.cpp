@@ -124,6 +124,21 @@ LedgerError told(const std::string& path, const SqlError& error, const char* adv
   return LedgerError{path + ": cannot open the ledger: " + error.what() + (shut ? advice : "")};
 }
 
+// Where the log of the damaged ledger is while the new one comes in its place.
+std::string log_gone(const std::string& path) { return path + "-wal-gone"; }
+
+// Gives the file a second name, or where there are no hard links its content.
+void keep_as(const std::string& path, const std::string& kept) {
+  std::error_code failed;
+  std::filesystem::create_hard_link(path, kept, failed);
+  if (!failed) return;
+  std::filesystem::copy_file(path, kept, failed);
+  if (!failed) return;
+  std::error_code ignored;
+  std::filesystem::remove(kept, ignored);
+  throw std::filesystem::filesystem_error("copy", failed);
+}
+
 void check_version(Database& db, const std::string& path) {
   if (pragma(db, "application_id") != kApplicationId) throw LedgerError(path + ": this is no ledger");
   if (const auto version = pragma(db, "user_version"); version != kVersion) {
@@ -225,24 +240,46 @@ Database make_ledger(const std::string& path, const Beginning& beginning) {
   }
 }
 
-std::string replace_ledger(const std::string& path, const std::string& fresh, Moment now) {
+std::string fresh_path(const std::string& path) { return path + "-new"; }
+
+void settle_replacement(const std::string& path) {
   namespace fs = std::filesystem;
   try {
-    const bool is_empty = fs::file_size(path) == 0 && !fs::exists(path + "-wal");
+    if (!fs::exists(log_gone(path))) return;
+    if (fs::exists(fresh_path(path))) {
+      fs::remove(path + "-shm");
+      fs::rename(log_gone(path), path + "-wal");
+    } else {
+      fs::remove(log_gone(path));
+    }
+  } catch (const fs::filesystem_error& error) {
+    throw LedgerError(path + ": the log " + log_gone(path) +
+                      ", which a killed engine left, cannot be moved: " + error.code().message());
+  }
+}
+
+std::string replace_ledger(const std::string& path, Moment now) {
+  namespace fs = std::filesystem;
+  try {
+    const std::string log = path + "-wal";
+    const bool is_empty = fs::file_size(path) == 0 && !fs::exists(log);
     if (is_empty) {
-      fs::rename(fresh, path);
+      fs::rename(fresh_path(path), path);
       return "";
     }
     const std::string base = path + ".damaged-" + when_text(now);
     std::string aside = base;
     for (int i = 2; fs::exists(aside); ++i) aside = base + "-" + std::to_string(i);
-    // With a second name for the old file there is a ledger in its place at any time.
-    std::error_code no_links;
-    fs::create_hard_link(path, aside, no_links);
-    if (no_links) fs::rename(path, aside);
-    if (fs::exists(path + "-wal")) fs::rename(path + "-wal", aside + "-wal");
+    // There is a ledger in its place at any time. Only its log must go first, because the new ledger would be read with
+    // it; settle_replacement() puts it back.
+    keep_as(path, aside);
+    if (fs::exists(log)) {
+      keep_as(log, aside + "-wal");
+      fs::rename(log, log_gone(path));
+    }
     fs::remove(path + "-shm");
-    fs::rename(fresh, path);
+    fs::rename(fresh_path(path), path);
+    fs::remove(log_gone(path));
     return aside;
   } catch (const fs::filesystem_error& error) {
     throw LedgerError(path + ": the ledger is damaged and cannot be set aside: " + error.code().message());

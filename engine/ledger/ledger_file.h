@@ -67,10 +67,17 @@ Database open_ledger(const std::string& path, const LedgerLock& lock, const Begi
 // Makes a ledger in a file that is not there yet.
 Database make_ledger(const std::string& path, const Beginning& beginning);
 
-// Puts the complete new ledger `fresh` in the place of the damaged one, which is moved
-// aside with what belongs to it; answers where to, or "" when there was nothing in it.
+// Where a new ledger is made that is to replace a damaged one.
+std::string fresh_path(const std::string& path);
+
+// Puts the complete new ledger from there in the place of the damaged one, which is kept
+// aside with what belongs to it; answers where, or "" when there was nothing in it.
 // Throws LedgerError.
-std::string replace_ledger(const std::string& path, const std::string& fresh, Moment now);
+std::string replace_ledger(const std::string& path, Moment now);
+
+// An engine may have been killed amid that. Then the damaged ledger gets its log back, or
+// the new one is already in its place. Throws LedgerError.
+void settle_replacement(const std::string& path);
 
 // Whether an error says that the file is damaged, not that it cannot be used now.
 bool is_damage(const SqlError& error);

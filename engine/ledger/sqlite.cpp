@@ -181,7 +181,7 @@ Transaction::~Transaction() {
   if (!db_.in_transaction()) return;
   try {
     db_.exec("ROLLBACK");
-  } catch (const std::exception&) {  // the next BEGIN will tell
+  } catch (const std::exception&) {  // whoever writes next takes it back
   }
 }
 

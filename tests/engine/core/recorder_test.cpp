@@ -62,6 +62,7 @@ TEST_F(RecorderTest, TheTimeOfAnEventCountsUnlessItLiesBehindItsArrival) {
 
 TEST_F(RecorderTest, TellsHowFarTheClockWentBack) {
   Recorder recorder({}, clock_);
+  EXPECT_EQ(recorder.clock_went_back(), 0);
   recorder.record(slow(1));
   EXPECT_EQ(recorder.clock_went_back(), 0);
   clock_.set(kToday - 3600);

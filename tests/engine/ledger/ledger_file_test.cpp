@@ -98,7 +98,7 @@ TEST_F(LedgerFile, ADamagedOneIsReplaced) {
   const auto replace = [&](const std::string& content) {
     dir_.write("ledger.db", content);
     make_ledger(path_ + "-new", {.created = kNow, .after_input = 7, .after_change = 8});
-    return replace_ledger(path_, path_ + "-new", kNow);
+    return replace_ledger(path_, kNow);
   };
   dir_.write("ledger.db-wal", "log");
   EXPECT_EQ(replace("first"), path_ + ".damaged-20231114T221320Z");
@@ -109,6 +109,43 @@ TEST_F(LedgerFile, ADamagedOneIsReplaced) {
   EXPECT_EQ(replace("second"), path_ + ".damaged-20231114T221320Z-2");
   std::filesystem::remove(path_ + "-wal");
   EXPECT_EQ(replace(""), "");
+}
+
+// As an engine leaves the files that was killed before the new ledger was in its place, and after that.
+TEST_F(LedgerFile, AReplacementThatWasKilledIsSettled) {
+  const auto files = [&] {
+    std::string names;
+    for (const char* part : {"", "-wal", "-shm", "-wal-gone", "-new"}) {
+      if (std::filesystem::exists(path_ + part))
+        names += std::string(part) + "=" + dir_.read("ledger.db" + std::string(part)) + ";";
+    }
+    return names;
+  };
+  settle_replacement(path_);
+  EXPECT_EQ(files(), "");
+  dir_.write("ledger.db", "old");
+  dir_.write("ledger.db-new", "new");
+  settle_replacement(path_);
+  EXPECT_EQ(files(), "=old;-new=new;");
+  dir_.write("ledger.db-wal-gone", "log");
+  dir_.write("ledger.db-shm", "shared");
+  dir_.write("ledger.db-wal", "");  // a reader made it meanwhile
+  settle_replacement(path_);
+  EXPECT_EQ(files(), "=old;-wal=log;-new=new;");
+
+  std::filesystem::remove(path_ + "-wal");
+  std::filesystem::rename(path_ + "-new", path_);
+  dir_.write("ledger.db-wal-gone", "log");
+  settle_replacement(path_);
+  EXPECT_EQ(files(), "=new;");
+  settle_replacement(path_);
+  EXPECT_EQ(files(), "=new;");
+
+  std::filesystem::create_directory(path_ + "-wal-gone");
+  dir_.write("ledger.db-wal-gone/file", "");
+  EXPECT_EQ(
+      complaint([&] { settle_replacement(path_); }),
+      path_ + ": the log " + path_ + "-wal-gone, which a killed engine left, cannot be moved: Directory not empty");
 }
 
 TEST_F(LedgerFile, OneEngineAtATime) {

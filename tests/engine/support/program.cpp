@@ -10,6 +10,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <stdexcept>
 #include <thread>
 
 namespace polaiga::engine::test {
@@ -102,6 +103,17 @@ Ended Child::wait() {
   const Ended run = wait_for(pid_, dir_);
   pid_ = -1;
   return run;
+}
+
+std::string as_plain_user() {
+  if (::geteuid() != 0) return "";
+  const std::string user = "setpriv --reuid=65534 --regid=65534 --clear-groups ";
+  const Ended got = Shell().run(user + "$POLAIGA --version");
+  if (got.status == 0) return user;
+  throw std::runtime_error("user 65534 cannot run " POLAIGA_PROGRAM
+                           "; this test needs the command setpriv, and directories down to the program that every user "
+                           "may enter: " +
+                           got.err);
 }
 
 Ended Shell::run(const std::string& command, const std::string& input) const {

@@ -49,6 +49,11 @@ class Child {
   int input_ = -1;
 };
 
+// What to put before a command so that it runs as a user who is not root and owns nothing here: another user when this
+// is root, who may read and write anything. Throws std::runtime_error, which says what is needed, when that user cannot
+// run the program.
+std::string as_plain_user();
+
 // Commands of the shell, in which $POLAIGA is the program.
 class Shell {
  public:

@@ -76,7 +76,7 @@ Status active(const ActiveOptions& options, StandardOutput& output) {
   const auto found = reader.active(selection_of(options), options.at);
   if (options.json) {
     const std::string ledger_id = reader.ledger_id();
-    for (const ActiveRow& row : found) output.write(active_row_form(row, ledger_id).line());
+    for (const ActiveRow& row : found) output.write(active_row_form(row, ledger_id, reader.profile()).line());
   } else {
     output.write(as_text(found, wants_colour(options.colour, output), output.width()));
   }

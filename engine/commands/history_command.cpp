@@ -93,7 +93,7 @@ Status history(const HistoryOptions& options, StandardOutput& output) {
   }
   if (options.json) {
     const std::string ledger_id = reader.ledger_id();
-    for (const StoredAlarm& alarm : alarms) output.write(alarm_form(alarm, ledger_id).line());
+    for (const StoredAlarm& alarm : alarms) output.write(alarm_form(alarm, ledger_id, reader.profile()).line());
   } else {
     output.write(as_text(alarms, output.width()));
   }

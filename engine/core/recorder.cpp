@@ -70,6 +70,11 @@ void Recorder::use_tables(const HostTables& tables, const std::string& directory
   if (ledger_ != nullptr) ledger_->use(tables, library_build());
 }
 
+void Recorder::use_profile(AlarmProfile profile) {
+  alarms_.use(std::move(profile));
+  if (ledger_ != nullptr) ledger_->set_profile(alarms_.profile().text());
+}
+
 std::optional<Sequence> Recorder::find(const SensorEvent& event) const {
   if (!event.id || ledger_ == nullptr) return std::nullopt;
   if (const auto found = ids_.find(*event.id); found != ids_.end()) return found->second;

@@ -130,6 +130,7 @@ class CarryOver {
     collect_faults();
     collect_filter_state();
     collect_ids();
+    profile_ = wreck_->one<AlarmProfileRow>(AlarmProfileRow::kOnly);  // the engine knows it anyway
   }
 
   std::optional<Moment> created() const { return created_; }
@@ -145,6 +146,7 @@ class CarryOver {
     for (const FilterStateRow& row : filter_state_) slots(row);
     Insert<FormerIdRow> ids(db, " ON CONFLICT DO NOTHING");
     for (const auto& [id, seq] : ids_) ids({id, seq});
+    if (profile_) Insert<AlarmProfileRow>{db}(*profile_);
     if (!inputs_.empty()) {
       // One era of what is needed; the first new input goes on in it, or begins the next.
       Insert<EraRow>{db}({.seq = 1, .epoch = 1, .least_at = least_at_, .first_change = carried_.last_change + 1});
@@ -323,6 +325,7 @@ class CarryOver {
   std::vector<ActiveOne> faults_;
   std::set<FilterStateRow, BySlot> filter_state_;
   std::map<std::string, Sequence> ids_;
+  std::optional<AlarmProfileRow> profile_;
 };
 
 }  // namespace

@@ -10,6 +10,7 @@
 
 #include "filter/host_tables.h"
 #include "ledger/stored.h"
+#include "model/alarm_profile.h"
 #include "model/entities.h"
 
 namespace polaiga::engine {
@@ -65,6 +66,7 @@ struct ChangesRead {
 };
 
 class LedgerConnection;
+class StoredProfile;
 
 // Each question is answered of one moment. All throw LedgerError.
 class LedgerReader {
@@ -93,6 +95,9 @@ class LedgerReader {
   ChangesRead latest(const Selection& selection, std::size_t count);
   ChangesRead after(const Selection& selection, ChangeNumber number);
 
+  // What the engine's alarm profile was when active(), history() or explain() was asked last.
+  const AlarmProfile& profile() const { return *profile_; }
+
   // Whether something was written since the last call.
   bool has_changed();
 
@@ -103,8 +108,12 @@ class LedgerReader {
   // Asks with the rows of the ledger, and notes what they left out.
   template <class Question>
   auto ask(Question question);
+  template <class Question>
+  auto ask_with_profile(Question question);
 
   std::unique_ptr<LedgerConnection> connection_;
+  std::unique_ptr<StoredProfile> stored_profile_;
+  std::shared_ptr<const AlarmProfile> profile_;  // never null
   std::vector<std::string> left_out_;
 };
 

@@ -172,6 +172,11 @@ ChangeNumber StoredRows::last_change() const {
   return std::max(number, ledger().watermark_change);
 }
 
+std::string StoredRows::profile_text() {
+  Statement row(db_, "SELECT " + columns_sql<AlarmProfileRow>() + " FROM profile WHERE id = ?");
+  return row.with(AlarmProfileRow::kOnly).step() ? read_row<AlarmProfileRow>(row).text : "";
+}
+
 StoredRecord StoredRows::record(Sequence sequence) {
   if (!records_.with(sequence).step()) throw LedgerError(gone("event", sequence));
   StoredRecord stored = stored_record(RecordRow(records_, 0));
@@ -203,6 +208,7 @@ std::vector<ActiveRow> StoredRows::active() {
         standing.push_back({.era = 0,
                             .fault = rows.integer(0),
                             .alarm = rows.integer(1),
+                            .severity = Severity::kIndeterminate,
                             .shown = reports.shown,
                             .reporters = reports.reporters,
                             .updated_at = 0,
@@ -283,6 +289,7 @@ ActiveRow StoredRows::active_row(const StandingRow& one) {
   if (!alarms_.with(number).step()) throw LedgerError(gone("alarm", number));
   active.alarm_since = read_row<AlarmRow>(alarms_).created;
   if (one.count > 0) {  // as it was then
+    active.fault.severity = one.severity;
     active.fault.updated = one.updated_at;
     active.fault.count = one.count;
     active.fault.ended.reset();
@@ -365,12 +372,13 @@ ChangeNumber StoredRows::next_readable_change(ChangeNumber number) {
 StoredRows::ChangeOfFault StoredRows::change(const Statement& row) {
   const auto change = read_row<ChangeRow>(row);
   const RecordRow record(row, kWidth<ChangeRow>);
-  const auto fault = read_row<FaultRow>(row, kWidth<ChangeRow> + RecordRow::kColumns);
+  read_row<FaultRow>(row, kWidth<ChangeRow> + RecordRow::kColumns);  // it must prove right: it leads to the DN
   const std::string fault_dn(row.text(kWidth<ChangeRow> + RecordRow::kColumns + kWidth<FaultRow>));
   StoredChange stored{
       .change = stored_change(change, record.event.moment(), fault_dn), .event = stored_event(record), .record = {}};
   if (record.event.form) stored.record = stored_record(record);
-  return {std::move(stored), fault.severity};
+  const bool is_raised = change.kind == ChangeKind::kRaised || change.kind == ChangeKind::kRefreshed;
+  return {std::move(stored), is_raised ? change.after : change.before};
 }
 
 std::optional<StoredAlarm> StoredRows::alarm(ChangeNumber number) {

@@ -61,6 +61,7 @@ class StoredRows {
 
   StoredRecord record(Sequence sequence);
   HostTables tables_of(Sequence sequence);
+  std::string profile_text();  // empty: there is no profile
 
   // In the order in which they were raised.
   std::vector<ActiveRow> active();
@@ -85,7 +86,7 @@ class StoredRows {
   // the number after the last one.
   ChangeNumber next_readable_change(ChangeNumber number);
 
-  // A change with the severity of its fault.
+  // A change with the severity of its fault: after it or, when it ended the fault, before.
   struct ChangeOfFault {
     StoredChange stored;
     Severity severity = Severity::kIndeterminate;

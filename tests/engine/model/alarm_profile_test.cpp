@@ -120,10 +120,10 @@ TEST(AlarmProfile, TimesToRespond) {
 
 TEST(AlarmProfile, Texts) {
   const std::string longest(512, 'x');
-  const auto& entry = profile_of("*\ta\t-\tyes\t-\t" + longest +
-                                 "\t\xC3\x9C"
-                                 "berhitzung\n")
-                          .entries()[0];
+  const AlarmProfile profile = profile_of("*\ta\t-\tyes\t-\t" + longest +
+                                          "\t\xC3\x9C"
+                                          "berhitzung\n");
+  const ProfileEntry& entry = profile.entries().at(0);
   EXPECT_EQ(entry.consequence, longest);
   EXPECT_EQ(entry.advice,
             "\xC3\x9C"

@@ -55,7 +55,7 @@ TEST(CatalogCommand, WhatTheSiteSays) {
   const std::string rows =
       "code\tdn\tseverity\tnotify\trespond_within\tconsequence\tadvice\n"
       "F0717\tsys/rack-unit-9/**\tcritical\tyes\t90m\tNobody can log in.\tWalk there.\n"
-      "*\tsys/rack-unit-1/mgmt/*\t-\tno\t-\t-\t-\n";
+      "*\tsys/rack-unit-1/mgmt/if-*\t-\tno\t-\t-\t-\n";
   shell.dir().write("alarms.tsv", rows);
   const std::string prepare = "cp -r '" POLAIGA_TABLES_DIR "' '" + tables + "' && cp '" +
                               shell.dir().file("alarms.tsv") + "' '" + tables + "' && ";
@@ -64,7 +64,7 @@ TEST(CatalogCommand, WhatTheSiteSays) {
   EXPECT_NE(text.out.find("\n    for sys/rack-unit-9/**: critical, notified, respond within 1h 30m\n"
                           "      consequence: Nobody can log in.\n"
                           "      advice: Walk there.\n"
-                          "    for sys/rack-unit-1/mgmt/*: not notified\n"
+                          "    for sys/rack-unit-1/mgmt/if-*: not notified\n"
                           "    raised "),
             std::string::npos);
   const Ended lines = shell.run("$POLAIGA catalog --json --tables '" + tables + "'");
@@ -79,7 +79,7 @@ TEST(CatalogCommand, WhatTheSiteSays) {
     EXPECT_EQ(fault["profile"], json::parse(R"([
       {"dn": "sys/rack-unit-9/**", "severity": "critical", "notify": true, "respond_within": 5400,
        "consequence": "Nobody can log in.", "advice": "Walk there."},
-      {"dn": "sys/rack-unit-1/mgmt/*", "notify": false}])"));
+      {"dn": "sys/rack-unit-1/mgmt/if-*", "notify": false}])"));
   }
   EXPECT_EQ(told, 1);
 }

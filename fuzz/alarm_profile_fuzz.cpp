@@ -85,7 +85,7 @@ void check_entry(const ProfileEntry& entry) {
 
 void check_found(const AlarmProfile& profile, std::uint32_t code, std::string_view dn) {
   const ProfileEntry* expected = nullptr;
-  int steps = 100'000;
+  int steps = 10'000;
   for (const ProfileEntry& entry : profile.entries()) {
     if (entry.code && *entry.code != code) continue;
     if (!fits(entry.dn == "*" ? "**" : std::string_view(entry.dn), false, dn, false, steps)) continue;

@@ -67,7 +67,7 @@ same 'commands of polaiga.1' "$(sed -n '/^\.Sh SYNOPSIS/,/^\.Sh DESCRIPTION/s/^\
 
 # Options and files that the documents name are there.
 for command in '' $commands; do options_of $command; done | LC_ALL=C sort -u >"$work/options"
-for document in README.md docs/engine.md docs/events.md docs/design.md docs/footprint.md; do
+for document in README.md docs/engine.md docs/alarms.md docs/events.md docs/design.md docs/footprint.md; do
   for option in $(grep -o '`--[a-z-]*' "$source/$document" | tr -d '`'); do
     grep -qx -- "$option" "$work/options" || { echo "$document names $option"; failed=1; }
   done

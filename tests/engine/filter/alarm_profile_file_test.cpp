@@ -43,6 +43,19 @@ TEST_F(AlarmProfileFile, IsReadAsItIs) {
   EXPECT_EQ(profile.find(395, "sys")->severity, Severity::kMajor);
 }
 
+TEST_F(AlarmProfileFile, TheExample) {
+  const AlarmProfile profile = read_alarm_profile(POLAIGA_SOURCE_DIR "/examples");
+  const ProfileEntry* const fan = profile.find(395, "sys/rack-unit-1/fan-module-1-3/fan-1");
+  ASSERT_NE(fan, nullptr);
+  EXPECT_EQ(fan->severity, Severity::kWarning);
+  EXPECT_FALSE(fan->notify);
+  const ProfileEntry* const supply = profile.find(374, "sys/rack-unit-1/psu-1");
+  ASSERT_NE(supply, nullptr);
+  EXPECT_EQ(supply->respond_within, 14'400);
+  EXPECT_NE(profile.find(460, "sys/rack-unit-1/mgmt/log-SEL-0"), nullptr);
+  EXPECT_EQ(profile.find(395, "sys/rack-unit-1/board"), nullptr);
+}
+
 TEST_F(AlarmProfileFile, Complaints) {
   dir_.write("alarms.tsv", "");
   EXPECT_EQ(complaint(), ":1:1: code: there is no header line");

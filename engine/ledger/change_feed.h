@@ -33,7 +33,7 @@ struct Feed {
   };
   std::optional<Gap> gap;                       // then there are no changes
   std::vector<StoredChange> changes;            // in their order, without gaps
-  std::shared_ptr<const AlarmProfile> profile;  // what the site says of alarms now; never null
+  std::shared_ptr<const AlarmProfile> profile;  // what the site says of alarms now, as whether to notify; never null
   std::vector<std::string> damage;              // what could not be read of the ledger; a sentence each
 };
 

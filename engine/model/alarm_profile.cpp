@@ -250,6 +250,17 @@ const ProfileEntry* AlarmProfile::find_first(std::uint32_t code, std::string_vie
   return number < entries_.size() ? &entries_[number] : nullptr;
 }
 
+const ProfileEntry* AlarmProfile::find(std::string_view fault_dn) const {
+  constexpr std::string_view kFault = "/fault-F";
+  const std::size_t at = fault_dn.rfind(kFault);
+  if (at == std::string_view::npos) return nullptr;
+  const std::string_view digits = fault_dn.substr(at + kFault.size());
+  std::uint32_t code = 0;
+  const auto [stop, error] = std::from_chars(digits.data(), digits.data() + digits.size(), code);
+  if (error != std::errc() || stop != digits.data() + digits.size()) return nullptr;
+  return find(code, fault_dn.substr(0, at));
+}
+
 Severity AlarmProfile::severity_of(const fe_fault_record& record) const {
   const Severity own = engine::severity_of(record);
   const ProfileEntry* const entry = own != Severity::kCleared ? find(record.code, field_text(record.dn)) : nullptr;

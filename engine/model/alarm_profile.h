@@ -39,7 +39,7 @@ struct ProfileEntry {
 
 class AlarmProfile {
  public:
-  static constexpr std::size_t kMostBytes = 256 * 1024;
+  static constexpr std::size_t kMostBytes = std::size_t{256} * 1024;
   static constexpr std::size_t kMostEntries = 1000;
   static constexpr std::size_t kMostTextBytes = 512;  // of a consequence or an advice
   static constexpr Moment kLongestResponse = Moment{365} * 24 * 60 * 60;
@@ -58,6 +58,9 @@ class AlarmProfile {
   const ProfileEntry* find(std::uint32_t code, std::string_view dn) const {
     return entries_.empty() ? nullptr : find_first(code, dn);
   }
+
+  // The same by the DN of the fault, as a change has it.
+  const ProfileEntry* find(std::string_view fault_dn) const;
 
   // The severity of the fault that a record raises: the profile's or, if it says
   // nothing of it, the record's own.

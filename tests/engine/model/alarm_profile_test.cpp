@@ -226,6 +226,12 @@ TEST(AlarmProfile, TheFirstRowThatFitsWins) {
   EXPECT_EQ(found(396, "other"), 3);
   EXPECT_EQ(found(397, "sys"), 4);
   EXPECT_EQ(found(397, "other"), -1);
+  EXPECT_EQ(profile.find("sys/fan-1/fault-F0395"), &profile.entries()[0]);
+  EXPECT_EQ(profile.find("other/fault-F0396"), &profile.entries()[3]);
+  EXPECT_EQ(profile.find("sys/fault-F0001/fault-F0397"), &profile.entries()[4]);
+  for (const char* no_fault : {"", "sys/fan-1", "sys/fan-1/fault-F", "sys/fan-1/fault-F039x", "fault-F0396"}) {
+    EXPECT_EQ(profile.find(no_fault), nullptr) << no_fault;
+  }
 }
 
 TEST(AlarmProfile, NoRowThatAnotherBeforeItCovers) {

@@ -56,7 +56,7 @@ std::optional<Alarms::Former> Alarms::supersede(const fe_fault_record& record, c
 
 Outcome Alarms::raise(const fe_fault_record& record, const std::optional<Former>& former, const Step& step) {
   if (const auto found = faults_.find(std::string_view(record.fault_dn)); found != faults_.end()) {
-    return refresh(found->second, former, step);
+    return refresh(found->second, profile_.severity_of(record), former, step);
   }
   // A reporter that was just taken away from another fault left its place to this
   // one, even where an earlier run left more than the limit.
@@ -67,7 +67,7 @@ Outcome Alarms::raise(const fe_fault_record& record, const std::optional<Former>
   ActiveFault fault;
   fault.fault_dn = record.fault_dn;
   fault.code = record.code;
-  fault.severity = severity_of(record);
+  fault.severity = profile_.severity_of(record);
   fault.fault = last_change_ + 1;
   fault.since = step.at;
   const bool goes_on = former && former->goes_on;
@@ -89,7 +89,7 @@ Outcome Alarms::raise(const fe_fault_record& record, const std::optional<Former>
   return Outcome::kRaised;
 }
 
-Outcome Alarms::refresh(ActiveFault& fault, const std::optional<Former>& former, const Step& step) {
+Outcome Alarms::refresh(ActiveFault& fault, Severity severity, const std::optional<Former>& former, const Step& step) {
   const bool is_new = std::ranges::find(fault.reports, step.reporter, &Report::reporter) == fault.reports.end();
   if (is_new && !former && reports_ >= most_reports_) {
     ++counts_.not_tracked;
@@ -115,6 +115,7 @@ Outcome Alarms::refresh(ActiveFault& fault, const std::optional<Former>& former,
     }
     ++counts_.merged;
   }
+  fault.severity = severity;  // another one than before when the profile was changed
   report(fault, step);
   add(fault, ChangeKind::kRefreshed, step.sequence, step.at, step.changes).before = before;
   ++counts_.refreshed;

@@ -17,8 +17,10 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
+#include "model/alarm_profile.h"
 #include "model/change.h"
 #include "model/operator_action.h"
 #include "model/reporter.h"
@@ -79,6 +81,11 @@ class Alarms {
   // `most_reports` limits the memory: an active fault counts once for each of its
   // reporters. Changes are numbered from the one after `last_change`.
   explicit Alarms(std::size_t most_reports = kMostReports, ChangeNumber last_change = 0);
+
+  // Takes another profile, which gives a fault its severity when it is raised or
+  // refreshed. Until then a fault keeps the one that it has.
+  void use(AlarmProfile profile) { profile_ = std::move(profile); }
+  const AlarmProfile& profile() const { return profile_; }
 
   // Applies a record, which the filter made of input `sequence` by `reporter` at
   // `at`. Adds the changes that it makes, in their order.
@@ -151,7 +158,7 @@ class Alarms {
   Outcome clear(const fe_fault_record& record, const Step& step);
   std::optional<Former> supersede(const fe_fault_record& record, const Step& step);
   Outcome raise(const fe_fault_record& record, const std::optional<Former>& former, const Step& step);
-  Outcome refresh(ActiveFault& fault, const std::optional<Former>& former, const Step& step);
+  Outcome refresh(ActiveFault& fault, Severity severity, const std::optional<Former>& former, const Step& step);
   void report(ActiveFault& fault, const Step& step);
   bool take_back(ActiveFault& fault, const Reporter& reporter);
   void end(Faults::iterator fault, ChangeKind kind, Severity after, Sequence sequence, Moment at,
@@ -163,6 +170,7 @@ class Alarms {
   Change& add(const ActiveFault& fault, ChangeKind kind, Sequence sequence, Moment at, std::vector<Change>& changes);
 
   std::size_t most_reports_;
+  AlarmProfile profile_;
   ChangeNumber last_change_;
   Faults faults_;  // by fault DN
   std::size_t reports_ = 0;

@@ -122,7 +122,7 @@ Status active(const ActiveOptions& options, StandardOutput& output) {
   silenced.out_of_service -= listed.out_of_service;
   if (options.json) {
     const std::string ledger_id = reader.ledger_id();
-    for (const ActiveRow& row : found) output.write(active_row_form(row, ledger_id).line());
+    for (const ActiveRow& row : found) output.write(active_row_form(row, ledger_id, reader.profile()).line());
   } else {
     output.write(as_text(found, now, wants_colour(options.colour, output), output.width()));
     const std::string left_out = silenced_text(silenced);

@@ -5,6 +5,7 @@
 
 #include "commands/options.h"
 #include "explore/catalog_forms.h"
+#include "filter/alarm_profile_file.h"
 #include "filter/host_tables.h"
 
 namespace polaiga::engine {
@@ -17,21 +18,23 @@ struct CatalogOptions {
   std::string tables;  // directory; empty: the program's own
 };
 
-std::string in_form(CatalogForm form, std::span<const FoundFilter> filters) {
+std::string in_form(CatalogForm form, std::span<const FoundFilter> filters, const AlarmProfile& profile) {
   switch (form) {
     case CatalogForm::kJson:
-      return catalog_as_json(filters);
+      return catalog_as_json(filters, profile);
     case CatalogForm::kMarkdown:
       return catalog_as_markdown(filters);
     default:
-      return catalog_as_text(filters);
+      return catalog_as_text(filters, profile);
   }
 }
 
 void catalog(const CatalogOptions& options, StandardOutput& output) {
-  load_host_tables(tables_directory(options.tables));
+  const auto tables = tables_directory(options.tables);
+  load_host_tables(tables);
+  const AlarmProfile profile = read_alarm_profile(tables);
   StandardOutput::divert(Others::kDiscarded);
-  output.write(in_form(options.form, find_faults()));
+  output.write(in_form(options.form, find_faults(), profile));
   output.flush();
 }
 
@@ -40,7 +43,9 @@ void catalog(const CatalogOptions& options, StandardOutput& output) {
 Command catalog_command(CLI::App& program) {
   const auto options = std::make_shared<CatalogOptions>();
   CLI::App* const app = program.add_subcommand("catalog", "List every fault that the library can raise");
-  app->footer("Example:\n  polaiga catalog --json\n\nEvents are written as OFFSETS: STATES.");
+  app->footer(
+      "Example:\n  polaiga catalog --json\n\nEvents are written as OFFSETS: STATES.\n"
+      "What alarms.tsv says of a fault is told with it, but not by --markdown.");
   const auto add_form = [&](const char* name, CatalogForm form, const char* help) {
     return add_switch(*app, name, help, [options, form] { options->form = form; });
   };

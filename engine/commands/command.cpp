@@ -24,7 +24,7 @@
 namespace polaiga::engine {
 
 void add_tables_option(CLI::App& command, std::string& tables) {
-  add_name_option(command, {"--tables", "DIR", "Directory of nm.tsv, cmc.tsv and drive_bp.tsv"},
+  add_name_option(command, {"--tables", "DIR", "Directory of nm.tsv, cmc.tsv, drive_bp.tsv and maybe alarms.tsv"},
                   "/usr/share/polaiga/tables", tables);
 }
 

@@ -156,6 +156,18 @@ std::string record_text(const StoredRecord& raise) {
   return block.add("description", shown_description(field_text(record.descr))).text();
 }
 
+// What the site says of the fault; empty when it says nothing.
+std::string profile_text(const ProfileEntry* entry) {
+  if (entry == nullptr) return "";
+  Block block("What the site says");
+  if (entry->severity) block.add("severity", std::string(severity_word(*entry->severity)));
+  block.add("notify", entry->notify ? "yes" : "no");
+  if (entry->respond_within) block.add("respond within", duration_text(*entry->respond_within));
+  if (!entry->consequence.empty()) block.add("consequence", printable(entry->consequence));
+  if (!entry->advice.empty()) block.add("advice", printable(entry->advice));
+  return block.text();
+}
+
 std::string since_then_text(const Explanation& found) {
   const StoredFault& fault = found.fault;
   Block block("What came of it");
@@ -223,9 +235,10 @@ std::optional<Rule> rule_of(const StoredRecord& raise) {
 }
 
 std::string explain_as_text(const Explanation& found, const std::optional<Rule>& rule, std::string_view ledger_id,
-                            Room room) {
+                            Room room, const AlarmProfile& profile) {
   std::string text = printable(found.fault.fault_dn) + "\n" + state_text(found) + "\n";
   text += alarm_text(found.alarm, ledger_id, room);
+  text += profile_text(profile.find(found.fault.code, found.fault.dn));
   text += changes_text(found, room);
   text += actions_text(found.alarm.actions, room);
   text += reports_text(found.reports);
@@ -235,10 +248,11 @@ std::string explain_as_text(const Explanation& found, const std::optional<Rule>&
   return text + rule_text(rule, found.raise.event.event);
 }
 
-std::string explain_as_json(const Explanation& found, const std::optional<Rule>& rule, std::string_view ledger_id) {
+std::string explain_as_json(const Explanation& found, const std::optional<Rule>& rule, std::string_view ledger_id,
+                            const AlarmProfile& profile) {
   StoredFault fault = found.fault;
   fault.alarm = found.alarm.number;  // the one it was raised for may have been merged into this one
-  JsonObject object = fault_form(fault, ledger_id);
+  JsonObject object = fault_form(fault, ledger_id, profile);
   if (const StoredFault* const next = superseded_by(found.alarm, found.fault)) {
     object.add("superseded_by", next->fault_dn);
   }
@@ -251,7 +265,7 @@ std::string explain_as_json(const Explanation& found, const std::optional<Rule>&
   JsonArray changes;
   for (const Change& change : found.changes) changes.add(change_form(change, ledger_id));
   object.add("superseded", others)
-      .add("history", alarm_form(found.alarm, ledger_id))
+      .add("history", alarm_form(found.alarm, ledger_id, profile))
       .add("changes", changes)
       .add("changes_left_out", found.changes_left_out)
       .add("reports", reports)

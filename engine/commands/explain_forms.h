@@ -26,7 +26,8 @@ std::optional<Rule> rule_of(const StoredRecord& raise);
 
 // Its tables fit into the room.
 std::string explain_as_text(const Explanation& found, const std::optional<Rule>& rule, std::string_view ledger_id,
-                            Room room = std::nullopt);
-std::string explain_as_json(const Explanation& found, const std::optional<Rule>& rule, std::string_view ledger_id);
+                            Room room = std::nullopt, const AlarmProfile& profile = {});
+std::string explain_as_json(const Explanation& found, const std::optional<Rule>& rule, std::string_view ledger_id,
+                            const AlarmProfile& profile = {});
 
 }  // namespace polaiga::engine

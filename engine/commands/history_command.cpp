@@ -111,7 +111,7 @@ Status history(const HistoryOptions& options, StandardOutput& output) {
   if (alarms.empty() && !options.fault_dn.empty()) return no_history(options);
   if (options.json) {
     const std::string ledger_id = reader.ledger_id();
-    for (const StoredAlarm& alarm : alarms) output.write(alarm_form(alarm, ledger_id).line());
+    for (const StoredAlarm& alarm : alarms) output.write(alarm_form(alarm, ledger_id, reader.profile()).line());
   } else {
     output.write(as_text(alarms, output.width()));
   }

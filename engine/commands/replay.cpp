@@ -9,6 +9,7 @@
 #include "base/interrupt.h"
 #include "base/messages.h"
 #include "core/recorder.h"
+#include "filter/alarm_profile_file.h"
 #include "filter/host_tables.h"
 #include "intake/event_source.h"
 #include "report/json_replay_report.h"
@@ -37,12 +38,14 @@ std::uint64_t bytes_to_show(const ReplayOptions& options, const std::vector<Inpu
 
 class Replay {
  public:
-  Replay(const ReplayOptions& options, StandardOutput& output, std::uint64_t bytes_in_all)
+  Replay(const ReplayOptions& options, AlarmProfile profile, StandardOutput& output, std::uint64_t bytes_in_all)
       : strict_(options.strict),
         output_(output),
         report_(make_report(options, output)),
         progress_(bytes_in_all),
-        recorder_({.platform = options.platform, .log = options.log, .most_in_batch = 1}, clock_) {}
+        recorder_({.platform = options.platform, .log = options.log, .most_in_batch = 1}, clock_) {
+    recorder_.use_profile(std::move(profile));
+  }
 
   Status run(const std::vector<Input>& inputs) {
     Status status = kDone;
@@ -128,12 +131,14 @@ class Replay {
 }  // namespace
 
 Status replay(const ReplayOptions& options, StandardOutput& output) {
-  load_host_tables(tables_directory(options.tables));
+  const auto tables = tables_directory(options.tables);
+  load_host_tables(tables);
+  AlarmProfile profile = read_alarm_profile(tables);
   std::vector<Input> inputs;
   for (const std::string& file : options.files) inputs.emplace_back(file);
   watch_for_interrupt();
   StandardOutput::divert(options.log == Log::kDebug ? Others::kToStandardError : Others::kDiscarded);
-  return Replay(options, output, bytes_to_show(options, inputs)).run(inputs);
+  return Replay(options, std::move(profile), output, bytes_to_show(options, inputs)).run(inputs);
 }
 
 }  // namespace polaiga::engine

@@ -73,6 +73,11 @@ void Recorder::use_tables(const HostTables& tables, const std::string& directory
   if (ledger_ != nullptr) ledger_->use(tables, library_build());
 }
 
+void Recorder::use_profile(AlarmProfile profile) {
+  alarms_.use(std::move(profile));
+  if (ledger_ != nullptr) ledger_->set_profile(alarms_.profile().text());
+}
+
 std::optional<Sequence> Recorder::find(const std::optional<std::string>& id) const {
   if (!id || ledger_ == nullptr) return std::nullopt;
   if (const auto found = ids_.find(*id); found != ids_.end()) return found->second;

@@ -52,6 +52,11 @@ class Recorder {
   // throws SqlError when the ledger cannot be read.
   void use_tables(const HostTables& tables, const std::string& directory);
 
+  // Installs the alarm profile for the inputs that follow. Throws SqlError when it cannot
+  // be written to the ledger, from where questions have it; then it holds all the same,
+  // and the call may be repeated.
+  void use_profile(AlarmProfile profile);
+
   // Takes an event. Throws SqlError when the ledger cannot be asked for its id;
   // then nothing was taken, and the event is as it was. Throws std::bad_alloc; then
   // the library may remember an event that is in no batch, and nothing more may be

@@ -26,6 +26,7 @@
 #include "daemon/open_files.h"
 #include "daemon/poll_set.h"
 #include "daemon/service_manager.h"
+#include "filter/alarm_profile_file.h"
 #include "intake/event_line.h"
 #include "ledger/sqlite.h"
 #include "report/shown.h"
@@ -249,9 +250,24 @@ class Daemon {
     retry_at_ = due_;
   }
 
+  // All files are read before any of them takes effect.
   void load_tables() {
     const auto directory = tables_directory(options_.tables);
+    AlarmProfile profile = read_alarm_profile(directory);
     state_.recorder().use_tables(read_host_tables(directory), directory);
+    use_profile(std::move(profile));
+  }
+
+  // Answers whether the ledger has the profile, too. Until it has, no event is taken.
+  bool use_profile(AlarmProfile profile) {
+    try {
+      state_.recorder().use_profile(std::move(profile));
+      profile_waits_ = false;
+    } catch (const SqlError& error) {
+      profile_waits_ = true;
+      stall("write", error);
+    }
+    return !profile_waits_;
   }
 
   // What came before was handled under the former tables and is written under them.
@@ -479,6 +495,7 @@ class Daemon {
   void try_again() {
     if (clock_.steady() < retry_at_) return;
     if (has_unwritten() && !commit()) return;
+    if (profile_waits_ && !use_profile(state_.recorder().alarms().profile())) return;
     if (held_) {
       Held held = std::move(*held_);
       held_.reset();
@@ -603,6 +620,7 @@ class Daemon {
   bool failed_ = false;             // trying again is of no use
   std::chrono::milliseconds tidy_in_ = kRest;
 
+  bool profile_waits_ = false;  // the ledger does not have it yet
   bool reload_ = false;
   bool stopping_ = false;
   bool drained_ = false;

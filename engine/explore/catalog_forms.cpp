@@ -216,6 +216,32 @@ std::string standard_text(const FoundFault& fault) {
 
 constexpr std::string_view kUnreported = "The filter fills the record but returns -1, so this fault is never reported.";
 
+// The entries of the profile that name the fault's code, and those for any code that fit
+// one of its objects.
+std::vector<const ProfileEntry*> entries_for(const FoundFault& fault, const AlarmProfile& profile) {
+  const auto has_object = [&fault](const ProfileEntry& entry) {
+    return std::ranges::any_of(fault.behaviours, [&entry](const Behaviour& behaviour) {
+      return std::ranges::any_of(behaviour.objects, [&entry](const auto& one) { return fits(entry.dn, one.first); });
+    });
+  };
+  std::vector<const ProfileEntry*> found;
+  for (const ProfileEntry& entry : profile.entries()) {
+    if (entry.code ? *entry.code == fault.code : has_object(entry)) found.push_back(&entry);
+  }
+  return found;
+}
+
+std::string profile_lines(const ProfileEntry& entry) {
+  std::string text = "    for " + entry.dn + ": ";
+  if (entry.severity) text.append(severity_word(*entry.severity)).append(", ");
+  text += entry.notify ? "notified" : "not notified";
+  if (entry.respond_within) text += ", respond within " + duration_text(*entry.respond_within);
+  text += '\n';
+  if (!entry.consequence.empty()) text.append("      consequence: ").append(entry.consequence).append(1, '\n');
+  if (!entry.advice.empty()) text.append("      advice: ").append(entry.advice).append(1, '\n');
+  return text;
+}
+
 std::size_t count_faults(std::span<const FoundFilter> filters) {
   std::size_t count = 0;
   for (const FoundFilter& filter : filters) count += filter.faults.size();
@@ -224,7 +250,7 @@ std::size_t count_faults(std::span<const FoundFilter> filters) {
 
 }  // namespace
 
-std::string catalog_as_text(std::span<const FoundFilter> filters) {
+std::string catalog_as_text(std::span<const FoundFilter> filters, const AlarmProfile& profile) {
   constexpr std::size_t kWidth = 22;  // of the column that names the effect
   std::string text;
   for (const FoundFilter& filter : filters) {
@@ -234,6 +260,7 @@ std::string catalog_as_text(std::span<const FoundFilter> filters) {
               "  " + fault.cause + "  " + joined(oids_of(fault), ", ") + "\n";
       if (const std::string standard = standard_text(fault); !standard.empty()) text += "    " + standard + "\n";
       if (!fault.reported) text.append("    ").append(kUnreported).append("\n");
+      for (const ProfileEntry* entry : entries_for(fault, profile)) text += profile_lines(*entry);
       for (const auto& group : alike(fault)) {
         for (const auto& [what, events] : effects(*group.front(), filter.memories)) {
           text.append("    ").append(what).append(kWidth - std::min(what.size(), kWidth - 1), ' ').append(events) +=
@@ -278,9 +305,19 @@ ordered_json behaviour_as_json(const Behaviour& behaviour, std::size_t memories)
           {"superseded_by", by_code_as_json(behaviour.superseded_by, memories)}};
 }
 
+ordered_json entry_as_json(const ProfileEntry& entry) {
+  ordered_json form = {{"dn", entry.dn}};
+  if (entry.severity) form["severity"] = severity_word(*entry.severity);
+  form["notify"] = entry.notify;
+  if (entry.respond_within) form["respond_within"] = *entry.respond_within;
+  if (!entry.consequence.empty()) form["consequence"] = entry.consequence;
+  if (!entry.advice.empty()) form["advice"] = entry.advice;
+  return form;
+}
+
 }  // namespace
 
-std::string catalog_as_json(std::span<const FoundFilter> filters) {
+std::string catalog_as_json(std::span<const FoundFilter> filters, const AlarmProfile& profile) {
   std::string text;
   for (const FoundFilter& filter : filters) {
     for (const FoundFault& fault : filter.faults) {
@@ -294,6 +331,7 @@ std::string catalog_as_json(std::span<const FoundFilter> filters) {
       line["probable_cause"] = standard ? ordered_json(standard->probable_cause) : nullptr;
       line["probable_cause_number"] = standard ? ordered_json(standard->probable_cause_number) : nullptr;
       line["reported"] = fault.reported;
+      for (const ProfileEntry* entry : entries_for(fault, profile)) line["profile"].push_back(entry_as_json(*entry));
       line["behaviours"] = std::move(behaviours);
       text += json_text(line) + "\n";
     }

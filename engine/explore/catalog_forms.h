@@ -5,11 +5,14 @@
 #include <string>
 
 #include "explore/fault_search.h"
+#include "model/alarm_profile.h"
 
 namespace polaiga::engine {
 
-std::string catalog_as_text(std::span<const FoundFilter> filters);
-std::string catalog_as_json(std::span<const FoundFilter> filters);  // JSON Lines, one fault a line
+// The first two tell with each fault what the alarm profile says of it.
+std::string catalog_as_text(std::span<const FoundFilter> filters, const AlarmProfile& profile = {});
+std::string catalog_as_json(std::span<const FoundFilter> filters,
+                            const AlarmProfile& profile = {});  // JSON Lines, one fault a line
 std::string catalog_as_markdown(std::span<const FoundFilter> filters);
 
 // Writes events as "offsets: states", as in "1-2: any but 0; 57: 4". `memories` is the

@@ -4,11 +4,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <charconv>
 #include <cstring>
-#include <fstream>
-#include <functional>
 #include <limits>
 #include <span>
 #include <string>
@@ -33,26 +30,6 @@ constexpr const char* kControllerFile = "cmc.tsv";
 constexpr const char* kDriveBackplaneFile = "drive_bp.tsv";
 
 constexpr std::uint32_t kHighest = std::numeric_limits<std::int32_t>::max();  // codes are printed as signed numbers
-
-// The text of one column of one line, and its place in the file for errors.
-struct Cell {
-  const std::string& file;
-  std::size_t line;
-  std::size_t position;  // of its first character; the first of a line is 1
-  std::string_view column;
-  std::string_view text;
-
-  [[noreturn]] void reject(const std::string& what, std::size_t characters_in = 0) const {
-    throw TableError(file + ":" + std::to_string(line) + ":" + std::to_string(position + characters_in) + ": " +
-                     std::string(column) + ": " + what);
-  }
-};
-
-// The number of characters of a UTF-8 text.
-std::size_t length(std::string_view text) {
-  return static_cast<std::size_t>(
-      std::ranges::count_if(text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
-}
 
 template <auto Field, std::uint32_t Least, std::uint32_t Most, class Row>
 void read_number(Row& row, const Cell& cell) {
@@ -102,7 +79,7 @@ void read_format(fe_sensor_map_row& row, const Cell& cell) {
   read_description<&fe_sensor_map_row::descr_format>(row, cell);
   int taken = 0;
   for (std::size_t at = cell.text.find('%'); at != std::string_view::npos; at = cell.text.find('%', at + 2)) {
-    const std::size_t before = length(cell.text.substr(0, at));
+    const std::size_t before = characters(cell.text.substr(0, at));
     if (cell.text.substr(at, 2) != "%s") cell.reject("a '%' must be part of a '%s'", before);
     if (++taken > 2) cell.reject("at most two '%s' are allowed", before);
   }
@@ -156,54 +133,13 @@ bool same_key(const fe_sensor_map_row& a, const fe_sensor_map_row& b) {
 void number_row(fe_nm_map_row& /*row*/, std::size_t /*number*/) {}
 void number_row(fe_sensor_map_row& row, std::size_t number) { row.row_number = static_cast<std::uint8_t>(number); }
 
-// Cuts a line into its cells. There must be as many cells as columns.
-template <class Row>
-std::vector<Cell> cells_of(const std::string& file, std::size_t line, std::string_view text,
-                           std::span<const Column<Row>> columns) {
-  std::vector<Cell> cells;
-  std::size_t begin = 0;
-  while (true) {
-    const std::size_t end = std::min(text.find('\t', begin), text.size());
-    const std::string_view column = cells.size() < columns.size() ? columns[cells.size()].name : "extra";
-    cells.push_back({file, line, length(text.substr(0, begin)) + 1, column, text.substr(begin, end - begin)});
-    if (cells.size() > columns.size()) {
-      cells.back().reject("the line has more than " + std::to_string(columns.size()) + " columns");
-    }
-    if (end == text.size()) break;
-    begin = end + 1;
-  }
-  if (cells.size() < columns.size()) {
-    const Cell missing{file, line, length(text) + 1, columns[cells.size()].name, ""};
-    missing.reject("the line has " + std::to_string(cells.size()) + " of " + std::to_string(columns.size()) +
-                   " columns");
-  }
-  return cells;
-}
-
-template <class Row>
-void check_header(const std::vector<Cell>& cells) {
-  for (const Cell& cell : cells) {
-    if (cell.text != cell.column) cell.reject("the header names this column " + in_quotes(cell.text));
-  }
-}
-
 template <class Row, std::size_t N>
 std::vector<Row> rows_of(const std::string& content, const std::string& file, const Column<Row> (&columns)[N]) {
-  std::string_view rest = content;  // a stream would take a line that there is no memory for as the end
+  std::array<std::string_view, N> names;
+  std::ranges::transform(columns, names.begin(), &Column<Row>::name);
   std::vector<Row> rows;
   std::vector<std::size_t> lines;  // the line that each row came from
-  bool headed = false;
-  for (std::size_t line = 1; !rest.empty(); ++line) {
-    std::string_view text = rest.substr(0, rest.find('\n'));
-    rest.remove_prefix(std::min(text.size() + 1, rest.size()));
-    if (text.ends_with('\r')) text.remove_suffix(1);
-    if (text.empty() || text.starts_with('#')) continue;
-    const auto cells = cells_of<Row>(file, line, text, columns);
-    if (!headed) {
-      check_header<Row>(cells);
-      headed = true;
-      continue;
-    }
+  read_rows(content, file, names, [&](std::span<const Cell> cells) {
     if (rows.size() == FE_HOST_TABLE_ROWS) {
       cells.front().reject("the table has more than " + std::to_string(FE_HOST_TABLE_ROWS) + " rows");
     }
@@ -215,23 +151,10 @@ std::vector<Row> rows_of(const std::string& content, const std::string& file, co
       }
     }
     rows.push_back(row);
-    lines.push_back(line);
+    lines.push_back(cells.front().line);
     number_row(rows.back(), rows.size());
-  }
-  if (!headed) throw TableError(file + ":1:1: " + std::string(columns[0].name) + ": there is no header line");
+  });
   return rows;
-}
-
-std::string read_file(const std::filesystem::path& path) {
-  std::ifstream input(path, std::ios::binary);
-  if (!input) throw TableError(path.string() + ": cannot open: " + std::strerror(errno));
-  std::string content;
-  std::array<char, 4096> part{};
-  while (input.read(part.data(), part.size()) || input.gcount() > 0) {
-    content.append(part.data(), static_cast<std::size_t>(input.gcount()));
-  }
-  if (input.bad()) throw TableError(path.string() + ": cannot read: " + std::strerror(errno));
-  return content;
 }
 
 template <class Row, std::size_t N>
@@ -243,8 +166,8 @@ void install(const std::vector<Row>& rows, Row (&table)[N], std::int32_t& count)
 }  // namespace
 
 HostTables read_host_tables(const std::filesystem::path& directory) {
-  return {read_file(directory / kNodeManagerFile), read_file(directory / kControllerFile),
-          read_file(directory / kDriveBackplaneFile)};
+  return {read_table_file(directory / kNodeManagerFile), read_table_file(directory / kControllerFile),
+          read_table_file(directory / kDriveBackplaneFile)};
 }
 
 void install_host_tables(const HostTables& tables, const std::filesystem::path& directory) {

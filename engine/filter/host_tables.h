@@ -3,16 +3,11 @@
 #pragma once
 
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 
-namespace polaiga::engine {
+#include "base/tab_separated.h"
 
-// Its text names the file, the line, the character and the column, and says what is
-// wrong there.
-struct TableError : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
+namespace polaiga::engine {
 
 // The contents of the three files.
 struct HostTables {

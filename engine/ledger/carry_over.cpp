@@ -127,6 +127,7 @@ class CarryOver {
     collect_maintenance();
     collect_filter_state();
     collect_ids();
+    profile_ = wreck_->one<AlarmProfileRow>(AlarmProfileRow::kOnly);  // the engine knows it anyway
   }
 
   std::optional<Moment> created() const { return created_; }
@@ -146,6 +147,7 @@ class CarryOver {
     for (const FilterStateRow& row : filter_state_) slots(row);
     Insert<FormerIdRow> ids(db, " ON CONFLICT DO NOTHING");
     for (const auto& [id, seq] : ids_) ids({id, seq});
+    if (profile_) Insert<AlarmProfileRow>{db}(*profile_);
     if (!inputs_.empty()) {
       // One era of what is needed; the first new input goes on in it, or begins the next.
       Insert<EraRow>{db}({.seq = 1, .epoch = 1, .least_at = least_at_, .first_change = carried_.last_change + 1});
@@ -359,6 +361,7 @@ class CarryOver {
   std::map<std::int64_t, AlarmActionRow> alarm_actions_;
   std::map<std::string, MaintenanceRow> maintenance_;
   ChangeNumber missed_through_ = 0;
+  std::optional<AlarmProfileRow> profile_;
 };
 
 }  // namespace

@@ -3,11 +3,13 @@
 #include <utility>
 
 #include "ledger/connection.h"
+#include "ledger/stored_profile.h"
 #include "ledger/stored_rows.h"
 
 namespace polaiga::engine {
 
-ChangeFeed::ChangeFeed(const std::string& ledger) : connection_(std::make_unique<LedgerConnection>(ledger)) {
+ChangeFeed::ChangeFeed(const std::string& ledger)
+    : connection_(std::make_unique<LedgerConnection>(ledger)), profile_(std::make_unique<StoredProfile>()) {
   ledger_id_ = connection_->ask([&] { return ledger_row(connection_->db()).id; });
 }
 ChangeFeed::~ChangeFeed() = default;
@@ -25,7 +27,13 @@ std::optional<ChangeNumber> ChangeFeed::cursor(const std::string& publisher) {
 Snapshot ChangeFeed::snapshot() {
   return connection_->ask([&] {
     StoredRows rows(connection_->db());
-    return Snapshot{.ledger_id = ledger_id_, .number = rows.last_change(), .active = rows.active()};
+    Snapshot snapshot{.ledger_id = ledger_id_,
+                      .number = rows.last_change(),
+                      .active = rows.active(),
+                      .profile = profile_->read(rows),
+                      .damage = {}};
+    snapshot.damage = std::move(rows.left_out);
+    return snapshot;
   });
 }
 
@@ -36,6 +44,8 @@ Feed ChangeFeed::next(ChangeNumber number, std::size_t most) {
     if (connection_->is_replaced()) {
       throw LedgerError("the ledger is gone, or another one is in its place; open it again and begin with a snapshot");
     }
+    feed.profile = profile_->read(rows);
+    feed.damage = rows.left_out;
     const ChangeNumber gone = rows.ledger().watermark_change;
     const ChangeNumber last = rows.last_change();
     if (number < gone) {

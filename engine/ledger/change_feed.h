@@ -19,6 +19,8 @@ struct Snapshot {
   std::string ledger_id;
   ChangeNumber number = 0;
   std::vector<ActiveRow> active;
+  std::shared_ptr<const AlarmProfile> profile;  // what the site says of alarms; never null
+  std::vector<std::string> damage;              // what could not be read of the ledger; a sentence each
 };
 
 struct Feed {
@@ -29,10 +31,13 @@ struct Feed {
     ChangeNumber first = 0;
     ChangeNumber last = 0;
   };
-  std::optional<Gap> gap;             // then there are no changes
-  std::vector<StoredChange> changes;  // in their order, without gaps
-  std::vector<std::string> damage;    // what could not be read of the ledger; a sentence each
+  std::optional<Gap> gap;                       // then there are no changes
+  std::vector<StoredChange> changes;            // in their order, without gaps
+  std::shared_ptr<const AlarmProfile> profile;  // what the site says of alarms now, as whether to notify; never null
+  std::vector<std::string> damage;              // what could not be read of the ledger; a sentence each
 };
+
+class StoredProfile;
 
 class ChangeFeed {
  public:
@@ -59,6 +64,7 @@ class ChangeFeed {
 
  private:
   std::unique_ptr<LedgerConnection> connection_;
+  std::unique_ptr<StoredProfile> profile_;
   std::string ledger_id_;
 };
 

@@ -374,6 +374,7 @@ class Checker::Tables {
     add<TablesRow>();
     add<SettingRow>();
     add<FilterStateRow>();
+    add<AlarmProfileRow>();
     add<CursorRow>();
     add<GapRow>();
     add<FormerIdRow>();
@@ -490,7 +491,8 @@ void Checker::check_as_a_whole() {
       std::vector<std::string> faults;
       faults.reserve(active.size());
       for (const ActiveRow& row : active) {
-        faults.push_back(row.fault.fault_dn + ", shown as of input " + std::to_string(row.fault.shown) + ", with " +
+        faults.push_back(row.fault.fault_dn + ", " + std::string(severity_word(row.fault.severity)) +
+                         ", shown as of input " + std::to_string(row.fault.shown) + ", with " +
                          std::to_string(row.fault.reporters) + " reporters");
       }
       std::ranges::sort(faults);
@@ -502,7 +504,7 @@ void Checker::check_as_a_whole() {
     std::vector<std::string> differing;
     std::ranges::set_symmetric_difference(by_reports, by_changes, std::back_inserter(differing));
     for (const std::string& fault : differing) {
-      find("the changes and the reports do not agree whether this fault is active: " + fault);
+      find("the changes and the reports do not agree whether this fault is active, and how: " + fault);
     }
   } catch (const LedgerError& error) {
     find(error.what());

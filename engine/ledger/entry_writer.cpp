@@ -44,6 +44,7 @@ EntryWriter::Statements::Statements(const Database& db)
                     "UPDATE alarm SET severity = ?2, worst = max(worst, ?2), fault = ?3, was_told = max(was_told, ?4) "
                     "WHERE number = ?1"),
       later_alarm(db, "UPDATE fault SET later_alarm = nullif(?2, alarm) WHERE number = ?1"),
+      fault_severity(db, "UPDATE fault SET severity = ?2 WHERE number = ?1"),
       merge_alarm(db, "UPDATE alarm SET merged = ?2, merged_into = ?3 WHERE number = ?1"),
       end_fault(db,
                 "UPDATE fault SET ended = ?2, shown_seq = ?3, change = ?2, "
@@ -430,9 +431,14 @@ void EntryWriter::raise(const Change& change, const RecordedInput& input) {
 
 void EntryWriter::refresh(const Change& change, const RecordedInput& input) {
   const auto is_merge = [](const Change& other) { return other.kind == ChangeKind::kMerged; };
-  if (std::ranges::any_of(input.changes, is_merge)) {
+  const bool is_merged = std::ranges::any_of(input.changes, is_merge);
+  if (is_merged || change.before != change.after) {
     sql_.alarm_goes_on.with(change.alarm, static_cast<int>(change.after), change.fault, !change.is_quiet).run();
     must_change_one("alarm", change.alarm);
+    sql_.fault_severity.with(change.fault, static_cast<int>(change.after)).run();
+    must_change_one("fault", change.fault);
+  }
+  if (is_merged) {
     sql_.later_alarm.with(change.fault, change.alarm).run();
     must_change_one("fault", change.fault);
     if (change.fault != change.alarm) sql_.step({change.alarm, change.fault});

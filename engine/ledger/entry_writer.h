@@ -75,6 +75,7 @@ class EntryWriter {
     Statement standing;
     Statement alarm_goes_on;
     Statement later_alarm;
+    Statement fault_severity;
     Statement merge_alarm;
     Statement end_fault;
     Statement all_reports;

@@ -167,6 +167,15 @@ class Ledger::Writer {
     bring_in_log_later_if_it_fails();
   }
 
+  void set_profile(const std::string& text) {
+    if (has_profile(text)) return;
+    keep_within([&] {
+      const Unhurried unhurried(db_, is_unhurried_);
+      Insert<AlarmProfileRow>{db_,
+                              " ON CONFLICT (id) DO UPDATE SET text = excluded.text"}({AlarmProfileRow::kOnly, text});
+    });
+  }
+
   void set_cursor(const std::string& publisher, ChangeNumber through, Moment now) {
     keep_within([&] {
       const Unhurried unhurried(db_, is_unhurried_);
@@ -217,6 +226,17 @@ class Ledger::Writer {
   }
 
  private:
+  // A damaged row is to be written again.
+  bool has_profile(const std::string& text) const {
+    Statement row(db_, "SELECT " + columns_sql<AlarmProfileRow>() + " FROM profile WHERE id = ?");
+    if (!row.with(AlarmProfileRow::kOnly).step()) return text.empty();
+    try {
+      return read_row<AlarmProfileRow>(row).text == text;
+    } catch (const DamagedRow&) {
+      return false;
+    }
+  }
+
   void take_position() {
     position_ = {entries_.last_sequence(), entries_.last_change(), entries_.last_arrived(), entries_.last_age()};
   }
@@ -619,6 +639,9 @@ void Ledger::write(const Batch& batch) {
   mark(false);
 }
 
+void Ledger::set_profile(const std::string& text) {
+  noting_damage([&] { writer_->set_profile(text); });
+}
 void Ledger::set_cursor(const std::string& publisher, ChangeNumber through, Moment now) {
   noting_damage([&] { writer_->set_cursor(publisher, through, now); });
 }

@@ -98,6 +98,10 @@ class Ledger {
   // ones are written, too.
   std::size_t most_inputs_in_batch() const;
 
+  // The text of the alarm profile, for questions and publishers. It is written unless
+  // the ledger has it. Throws SqlError.
+  void set_profile(const std::string& text);
+
   // A new name begins a cursor. Throws SqlError.
   void set_cursor(const std::string& publisher, ChangeNumber through, Moment now);
   // Ends a cursor; answers whether there was one. Throws SqlError.

@@ -102,7 +102,8 @@ Pruner::Statements::Statements(const Database& db)
       drop_standing(db, "DELETE FROM standing WHERE era = ? AND fault = ?"),
       drop_era_standing(db, "DELETE FROM standing WHERE era = ?"),
       add_standing(db,
-                   " ON CONFLICT (era, fault) DO UPDATE SET alarm = excluded.alarm, shown = excluded.shown, "
+                   " ON CONFLICT (era, fault) DO UPDATE SET alarm = excluded.alarm, severity = excluded.severity, "
+                   "shown = excluded.shown, "
                    "reporters = excluded.reporters, updated_at = excluded.updated_at, count = excluded.count"),
       move_watermark(db, "UPDATE ledger SET watermark_seq = ?, watermark_change = ?, watermark_at = ?"),
       survivors(db, select_sql<EventRow>() + " WHERE seq >= ? AND seq < ? ORDER BY seq"),

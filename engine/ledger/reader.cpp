@@ -6,6 +6,7 @@
 
 #include "ledger/alarm_facts.h"
 #include "ledger/connection.h"
+#include "ledger/stored_profile.h"
 #include "ledger/stored_rows.h"
 #include "model/fault.h"
 #include "model/record_text.h"
@@ -97,7 +98,10 @@ ToldAlarms tell(StoredRows& rows, const std::vector<ChangeNumber>& numbers) {
 
 }  // namespace
 
-LedgerReader::LedgerReader(std::string path) : connection_(std::make_unique<LedgerConnection>(std::move(path))) {}
+LedgerReader::LedgerReader(std::string path)
+    : connection_(std::make_unique<LedgerConnection>(std::move(path))),
+      stored_profile_(std::make_unique<StoredProfile>()),
+      profile_(std::make_shared<const AlarmProfile>()) {}
 LedgerReader::~LedgerReader() = default;
 LedgerReader::LedgerReader(LedgerReader&& other) noexcept = default;
 LedgerReader& LedgerReader::operator=(LedgerReader&& other) noexcept = default;
@@ -114,12 +118,21 @@ auto LedgerReader::ask(Question question) {
   });
 }
 
+// The profile is that of the same moment.
+template <class Question>
+auto LedgerReader::ask_with_profile(Question question) {
+  return ask([&](StoredRows& rows) {
+    profile_ = stored_profile_->read(rows);
+    return question(rows);
+  });
+}
+
 std::string LedgerReader::ledger_id() {
   return connection_->ask([&] { return ledger_row(connection_->db()).id; });
 }
 
 std::vector<ActiveRow> LedgerReader::active(const Selection& selection, std::optional<Moment> at) {
-  return ask([&](StoredRows& rows) {
+  return ask_with_profile([&](StoredRows& rows) {
     auto found = at ? rows.active_at(*at) : rows.active();
     std::erase_if(found, [&](const ActiveRow& row) { return !has(selection, row); });
     return found;
@@ -127,7 +140,7 @@ std::vector<ActiveRow> LedgerReader::active(const Selection& selection, std::opt
 }
 
 std::vector<StoredAlarm> LedgerReader::history(const std::string& fault_dn, std::int64_t limit) {
-  return ask([&](StoredRows& rows) {
+  return ask_with_profile([&](StoredRows& rows) {
     std::vector<StoredAlarm> alarms;
     for (const ChangeNumber number : rows.alarms_of(fault_dn, limit)) {
       rows.leave_out_damage([&] {
@@ -170,7 +183,7 @@ ToldAlarms LedgerReader::tell_history(const std::string& fault_dn, std::int64_t 
 }
 
 std::optional<Explanation> LedgerReader::explain(const std::string& fault_dn) {
-  return ask([&](StoredRows& rows) -> std::optional<Explanation> {
+  return ask_with_profile([&](StoredRows& rows) -> std::optional<Explanation> {
     const auto fault = rows.latest_fault(fault_dn);
     if (!fault) return std::nullopt;
     const ChangeNumber number = fault->later_alarm.value_or(fault->alarm);

@@ -12,6 +12,7 @@
 #include "filter/host_tables.h"
 #include "ledger/stored.h"
 #include "ledger/told_alarms.h"
+#include "model/alarm_profile.h"
 #include "model/entities.h"
 
 namespace polaiga::engine {
@@ -81,6 +82,7 @@ struct LedgerReach {
 
 struct AlarmFact;
 class LedgerConnection;
+class StoredProfile;
 
 // Each question is answered of one moment. All throw LedgerError.
 class LedgerReader {
@@ -125,6 +127,8 @@ class LedgerReader {
   // Calls `take` for each alarm of which a fault has this DN or lies below it, or for all with an empty DN, in the
   // order in which they were raised.
   void alarm_facts(const std::string& under, const std::function<void(const AlarmFact& fact)>& take);
+  // What the engine's alarm profile was when active(), history() or explain() was asked last.
+  const AlarmProfile& profile() const { return *profile_; }
 
   // Whether something was written since the last call.
   bool has_changed();
@@ -136,8 +140,12 @@ class LedgerReader {
   // Asks with the rows of the ledger, and notes what they left out.
   template <class Question>
   auto ask(Question question);
+  template <class Question>
+  auto ask_with_profile(Question question);
 
   std::unique_ptr<LedgerConnection> connection_;
+  std::unique_ptr<StoredProfile> stored_profile_;
+  std::shared_ptr<const AlarmProfile> profile_;  // never null
   std::vector<std::string> left_out_;
 };
 

@@ -212,6 +212,11 @@ std::optional<Moment> StoredRows::changed() {
   return at;
 }
 
+std::string StoredRows::profile_text() {
+  Statement row(db_, "SELECT " + columns_sql<AlarmProfileRow>() + " FROM profile WHERE id = ?");
+  return row.with(AlarmProfileRow::kOnly).step() ? read_row<AlarmProfileRow>(row).text : "";
+}
+
 StoredRecord StoredRows::record(Sequence sequence) {
   if (!records_.with(sequence).step()) throw LedgerError(gone("event", sequence));
   StoredRecord stored = stored_record(RecordRow(records_, 0));
@@ -255,6 +260,7 @@ std::vector<ActiveRow> StoredRows::active() {
         standing.push_back({.era = 0,
                             .fault = rows.integer(0),
                             .alarm = rows.integer(1),
+                            .severity = Severity::kIndeterminate,
                             .shown = reports.shown,
                             .reporters = reports.reporters,
                             .updated_at = 0,
@@ -347,6 +353,7 @@ ActiveRow StoredRows::active_row(const StandingRow& one, std::optional<ChangeNum
   }
   active.is_out_of_service = !through && is_out_of_service(active.fault.fault_dn);
   if (one.count > 0) {  // as it was then
+    active.fault.severity = one.severity;
     active.fault.updated = one.updated_at;
     active.fault.count = one.count;
     active.fault.ended.reset();
@@ -438,7 +445,9 @@ StoredRows::ChangeOfFault StoredRows::change(const Statement& row) {
       .change = stored_change(change, record.event.moment(), dn), .event = stored_event(record), .record = {}};
   if (record.event.form) stored.record = stored_record(record);
   if (record.action) stored.action = stored_action(*record.action);
-  return {std::move(stored), is_of_object ? Severity::kCleared : read_row<FaultRow>(row, kFault).severity};
+  if (!is_of_object) read_row<FaultRow>(row, kFault);  // it must prove right: it leads to the DN
+  const bool is_raised = change.kind == ChangeKind::kRaised || change.kind == ChangeKind::kRefreshed;
+  return {std::move(stored), is_raised ? change.after : change.before};
 }
 
 std::optional<StoredAlarm> StoredRows::alarm(ChangeNumber number) {

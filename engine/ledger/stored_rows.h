@@ -68,6 +68,7 @@ class StoredRows {
 
   StoredRecord record(Sequence sequence);
   HostTables tables_of(Sequence sequence);
+  std::string profile_text();  // empty: there is no profile
 
   // Those that the latest inputs were handled under; nothing when there are none.
   std::optional<HostTables> latest_tables();
@@ -95,7 +96,7 @@ class StoredRows {
   // the number after the last one.
   ChangeNumber next_readable_change(ChangeNumber number);
 
-  // A change with the severity of its fault.
+  // A change with the severity of its fault: after it or, when it ended the fault, before.
   struct ChangeOfFault {
     StoredChange stored;
     Severity severity = Severity::kIndeterminate;

@@ -7,8 +7,14 @@ namespace polaiga::engine {
 void apply(std::optional<StandingRow>& standing, const ChangeRow& change, Sequence era, Moment at) {
   switch (change.kind) {
     case ChangeKind::kRaised:
-      standing = {
-          .era = era, .fault = change.fault, .alarm = 0, .shown = 0, .reporters = 0, .updated_at = 0, .count = 0};
+      standing = {.era = era,
+                  .fault = change.fault,
+                  .alarm = 0,
+                  .severity = change.after,
+                  .shown = 0,
+                  .reporters = 0,
+                  .updated_at = 0,
+                  .count = 0};
       break;
     case ChangeKind::kCleared:
     case ChangeKind::kSuperseded:
@@ -31,6 +37,7 @@ void apply(std::optional<StandingRow>& standing, const ChangeRow& change, Sequen
   }
   if (!standing) return;
   standing->alarm = change.alarm;
+  standing->severity = change.after;
   standing->shown = change.shown;
   standing->reporters = change.reporters;
   if (change.kind == ChangeKind::kPartlyCleared) return;
@@ -39,8 +46,9 @@ void apply(std::optional<StandingRow>& standing, const ChangeRow& change, Sequen
 }
 
 std::string insert_standing_sql() {
-  return "INSERT INTO standing (era, fault, alarm, shown, reporters, updated_at, count) "
-         "SELECT ?, fault.number, coalesce(fault.later_alarm, fault.alarm), max(report.last_seq), count(*), "
+  return "INSERT INTO standing (era, fault, alarm, severity, shown, reporters, updated_at, count) "
+         "SELECT ?, fault.number, coalesce(fault.later_alarm, fault.alarm), fault.severity, max(report.last_seq), "
+         "count(*), "
          // of the report with the greatest last_seq, as SQLite promises for columns beside max()
          "iif(fault.updated_seq > report.last_seq, fault.updated_at, report.last_at), "
          "fault.count + sum(report.count) "
@@ -69,9 +77,9 @@ std::string schema() {
          create_table<EraRow>() + create_table<SubjectRow>() + create_table<FormRow>() + create_table<EventRow>() +
          create_table<ChangeRow>() + create_table<AlarmRow>() + create_table<FaultRow>() + create_table<StepRow>() +
          create_table<ReportRow>() + create_table<ShownAgainRow>() + create_table<StandingRow>() +
-         create_table<FilterStateRow>() + create_table<CursorRow>() + create_table<GapRow>() +
-         create_table<FormerIdRow>() + create_table<ActionRow>() + create_table<AlarmActionRow>() +
-         create_table<MaintenanceRow>() +
+         create_table<FilterStateRow>() + create_table<AlarmProfileRow>() + create_table<CursorRow>() +
+         create_table<GapRow>() + create_table<FormerIdRow>() + create_table<ActionRow>() +
+         create_table<AlarmActionRow>() + create_table<MaintenanceRow>() +
          "CREATE INDEX alarm_action_alarm ON alarm_action (alarm);\n"
          "CREATE INDEX alarm_action_seq ON alarm_action (seq);\n"
          "CREATE UNIQUE INDEX event_id ON event (id) WHERE id IS NOT NULL;\n"

@@ -471,6 +471,7 @@ struct StandingRow {
   Sequence era = 0;
   ChangeNumber fault = 0;
   ChangeNumber alarm = 0;
+  Severity severity = Severity::kIndeterminate;
   Sequence shown = 0;
   std::uint32_t reporters = 0;
   Moment updated_at = 0;
@@ -484,6 +485,7 @@ struct Table<StandingRow> {
       Column<&StandingRow::era>{"era"},
       Column<&StandingRow::fault>{"fault"},
       Column<&StandingRow::alarm>{"alarm"},
+      Column<&StandingRow::severity>{"severity"},
       Column<&StandingRow::shown>{"shown"},
       Column<&StandingRow::reporters>{"reporters"},
       Column<&StandingRow::updated_at>{"updated_at", {}, kLastMoment},
@@ -552,6 +554,25 @@ struct Table<FormerIdRow> {
       Column<&FormerIdRow::seq>{"seq"},
   };
   static constexpr std::string_view kMore = ") STRICT, WITHOUT ROWID";
+};
+
+// The alarm profile that the engine uses, as its file is: one row, or none when the
+// engine never had one.
+struct AlarmProfileRow {
+  std::int64_t id = kOnly;
+  std::string text;  // empty: there is no file
+
+  static constexpr std::int64_t kOnly = 1;
+};
+
+template <>
+struct Table<AlarmProfileRow> {
+  static constexpr std::string_view kName = "profile";
+  static constexpr std::tuple kColumns{
+      Column<&AlarmProfileRow::id>{"id", "PRIMARY KEY"},
+      Column<&AlarmProfileRow::text>{"text"},
+  };
+  static constexpr std::string_view kMore = ") STRICT";
 };
 
 // How far a publisher has come.

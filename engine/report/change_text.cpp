@@ -12,8 +12,10 @@ std::string number_text(std::string_view what, std::int64_t number) {
 }
 
 std::string refreshed_text(const Change& change) {
-  if (change.reporters < 2) return "refreshed";
-  return "refreshed, " + std::to_string(change.reporters) + " report it";
+  std::string text = "refreshed";
+  if (change.before != change.after) text.append(", was ").append(severity_word(change.before));
+  if (change.reporters > 1) text.append(", ").append(std::to_string(change.reporters)).append(" report it");
+  return text;
 }
 
 std::string partly_cleared_text(const Change& change) {

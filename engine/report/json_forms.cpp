@@ -176,7 +176,17 @@ JsonObject report_form(const Report& report) {
   return object;
 }
 
-JsonObject fault_form(const StoredFault& fault, std::string_view ledger_id) {
+JsonObject profile_form(const ProfileEntry* entry) {
+  JsonObject object;
+  if (entry == nullptr) return object;
+  object.add("notify", entry->notify);
+  if (entry->respond_within) object.add("respond_within", *entry->respond_within);
+  if (!entry->consequence.empty()) object.add("consequence", entry->consequence);
+  if (!entry->advice.empty()) object.add("advice", entry->advice);
+  return object;
+}
+
+JsonObject fault_form(const StoredFault& fault, std::string_view ledger_id, const AlarmProfile& profile) {
   JsonObject object;
   object.add("alarm", alarm_id(ledger_id, fault.alarm))
       .add("fault", fault.number)
@@ -196,10 +206,11 @@ JsonObject fault_form(const StoredFault& fault, std::string_view ledger_id) {
         .add("ended_seq", *fault.ended)
         .add("ending", change_word(fault.ending));
   }
+  object.add_members_of(profile_form(profile.find(fault.code, fault.dn)));
   return object;
 }
 
-JsonObject active_fault_form(const ActiveFault& fault, const fe_fault_record& shown) {
+JsonObject active_fault_form(const ActiveFault& fault, const fe_fault_record& shown, const AlarmProfile& profile) {
   JsonArray reports;
   for (const Report& report : fault.reports) reports.add(report_form(report));
   JsonObject object;
@@ -217,12 +228,13 @@ JsonObject active_fault_form(const ActiveFault& fault, const fe_fault_record& sh
       .add("count", fault.count)
       .add("reporters", fault.reports.size())
       .add("record", record_form(shown))
-      .add("reports", reports);
+      .add("reports", reports)
+      .add_members_of(profile_form(profile.find(fault.code, field_text(shown.dn))));
   return object;
 }
 
-JsonObject active_row_form(const ActiveRow& row, std::string_view ledger_id) {
-  JsonObject object = fault_form(row.fault, ledger_id);
+JsonObject active_row_form(const ActiveRow& row, std::string_view ledger_id, const AlarmProfile& profile) {
+  JsonObject object = fault_form(row.fault, ledger_id, profile);
   object.add("created", format_moment(row.alarm_since))
       .add("operator_state", operator_state_word(row.standing.state()))
       .add("out_of_service", row.is_out_of_service);
@@ -243,7 +255,7 @@ JsonObject stored_change_form(const StoredChange& stored, std::string_view ledge
   return object;
 }
 
-JsonObject alarm_form(const StoredAlarm& alarm, std::string_view ledger_id) {
+JsonObject alarm_form(const StoredAlarm& alarm, std::string_view ledger_id, const AlarmProfile& profile) {
   JsonObject object;
   object.add("alarm", alarm_id(ledger_id, alarm.number))
       .add("dn", alarm.dn)
@@ -262,7 +274,7 @@ JsonObject alarm_form(const StoredAlarm& alarm, std::string_view ledger_id) {
   if (alarm.related != 0) object.add("related", alarm_id(ledger_id, alarm.related));
   JsonArray steps;
   for (const StoredFault& step : alarm.steps) {
-    JsonObject form = fault_form(step, ledger_id);
+    JsonObject form = fault_form(step, ledger_id, profile);
     if (const StoredFault* const next = superseded_by(alarm, step)) form.add("superseded_by", next->fault_dn);
     steps.add(form);
   }

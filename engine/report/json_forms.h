@@ -14,6 +14,7 @@
 #include "ledger/batch.h"
 #include "ledger/reader.h"
 #include "ledger/stored.h"
+#include "model/alarm_profile.h"
 #include "report/json_object.h"
 
 namespace polaiga::engine {
@@ -51,18 +52,22 @@ JsonObject stored_record_form(const StoredRecord& stored);
 // Who reports a fault, and since when.
 JsonObject report_form(const Report& report);
 
-JsonObject fault_form(const StoredFault& fault, std::string_view ledger_id);
+// What the profile says of a fault, beside its severity. Empty when no entry fits it.
+JsonObject profile_form(const ProfileEntry* entry);
+
+// A fault, with what the profile says of it; so are those that follow.
+JsonObject fault_form(const StoredFault& fault, std::string_view ledger_id, const AlarmProfile& profile = {});
 
 // An active fault of a replay: with the record that it shows and its reporters.
-JsonObject active_fault_form(const ActiveFault& fault, const fe_fault_record& shown);
+JsonObject active_fault_form(const ActiveFault& fault, const fe_fault_record& shown, const AlarmProfile& profile = {});
 
 // An active fault with the record that it shows.
-JsonObject active_row_form(const ActiveRow& row, std::string_view ledger_id);
+JsonObject active_row_form(const ActiveRow& row, std::string_view ledger_id, const AlarmProfile& profile = {});
 
 // A change with the event that made it and the record of that event, if it has one.
 JsonObject stored_change_form(const StoredChange& stored, std::string_view ledger_id);
 
 // An alarm with its faults as steps.
-JsonObject alarm_form(const StoredAlarm& alarm, std::string_view ledger_id);
+JsonObject alarm_form(const StoredAlarm& alarm, std::string_view ledger_id, const AlarmProfile& profile = {});
 
 }  // namespace polaiga::engine

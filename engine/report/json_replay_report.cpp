@@ -9,7 +9,9 @@ std::string JsonReplayReport::input(const RecordedInput& input) const { return i
 std::string JsonReplayReport::summary(const Alarms& alarms, const KeptRecords& records,
                                       const LineCounts& counts) const {
   JsonArray active;
-  for (const ActiveFault* fault : alarms.in_order()) active.add(active_fault_form(*fault, records.shown(*fault)));
+  for (const ActiveFault* fault : alarms.in_order()) {
+    active.add(active_fault_form(*fault, records.shown(*fault), alarms.profile()));
+  }
   const AlarmCounts& changes = alarms.counts();
   JsonObject numbers;
   numbers.add("events", counts.events)

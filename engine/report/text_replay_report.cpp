@@ -27,6 +27,15 @@ std::string counts_text(const LineCounts& lines, const AlarmCounts& changes) {
          count(lines.of_no_interest, "of no interest") + ", " + plural(lines.bad_lines, "bad line") + "\n";
 }
 
+// Of the fault that the record raised or refreshed, where the alarm profile has a say,
+// too; else the record's own.
+Severity severity_shown(const RecordedInput& input) {
+  for (const Change& change : input.changes) {
+    if (change.kind == ChangeKind::kRaised || change.kind == ChangeKind::kRefreshed) return change.after;
+  }
+  return severity_of(input.record);
+}
+
 }  // namespace
 
 std::string TextReplayReport::input(const RecordedInput& input) const {
@@ -41,7 +50,7 @@ std::string TextReplayReport::record_line(const RecordedInput& input) const {
   const auto& time = input.event.time;
   add_padded(line, time ? format_moment(*time) : printable(field_text(record.created)), kTimeWidth);
   line += kGap;
-  add_shown(line, severity_of(record), coloured_);
+  add_shown(line, severity_shown(input), coloured_);
   line += kGap;
   add_padded(line, printable(field_text(record.code_text)), kCodeWidth);
   line += kGap;

@@ -47,6 +47,43 @@ TEST(CatalogCommand, TextOfTheTablesOfTheUser) {
       std::string::npos);
 }
 
+// An entry is told with the faults whose code it names; one for any code, with those that
+// have an object that it fits.
+TEST(CatalogCommand, WhatTheSiteSays) {
+  const Shell shell;
+  const std::string tables = shell.dir().file("tables");
+  const std::string rows =
+      "code\tdn\tseverity\tnotify\trespond_within\tconsequence\tadvice\n"
+      "F0717\tsys/rack-unit-9/**\tcritical\tyes\t90m\tNobody can log in.\tWalk there.\n"
+      "*\tsys/rack-unit-1/mgmt/if-*\t-\tno\t-\t-\t-\n";
+  shell.dir().write("alarms.tsv", rows);
+  const std::string prepare = "cp -r '" POLAIGA_TABLES_DIR "' '" + tables + "' && cp '" +
+                              shell.dir().file("alarms.tsv") + "' '" + tables + "' && ";
+  const Ended text = shell.run(prepare + "$POLAIGA catalog --tables '" + tables + "'");
+  EXPECT_EQ(text.status, 0) << text.err;
+  EXPECT_NE(text.out.find("\n    for sys/rack-unit-9/**: critical, notified, respond within 1h 30m\n"
+                          "      consequence: Nobody can log in.\n"
+                          "      advice: Walk there.\n"
+                          "    for sys/rack-unit-1/mgmt/if-*: not notified\n"
+                          "    raised "),
+            std::string::npos);
+  const Ended lines = shell.run("$POLAIGA catalog --json --tables '" + tables + "'");
+  std::istringstream stream(lines.out);
+  int told = 0;
+  for (std::string line; std::getline(stream, line);) {
+    const json fault = json::parse(line);
+    EXPECT_EQ(fault.contains("profile"), fault["filter"] == "ne") << fault["name"];
+    if (!fault.contains("profile")) continue;
+    ++told;
+    EXPECT_EQ(fault["severity"], "warning") << "the fault's own";
+    EXPECT_EQ(fault["profile"], json::parse(R"([
+      {"dn": "sys/rack-unit-9/**", "severity": "critical", "notify": true, "respond_within": 5400,
+       "consequence": "Nobody can log in.", "advice": "Walk there."},
+      {"dn": "sys/rack-unit-1/mgmt/if-*", "notify": false}])"));
+  }
+  EXPECT_EQ(told, 1);
+}
+
 TEST(CatalogCommand, NoTables) {
   const Ended got = Shell().run("$POLAIGA catalog --tables /nowhere");
   EXPECT_EQ(got.status, 2);

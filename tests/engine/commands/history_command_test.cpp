@@ -81,7 +81,7 @@ TEST_F(RiserQueries, RelatedAndMergedAlarms) {
   EXPECT_TRUE(contains(got, "     5  2025-01-01T00:00:40Z  minor     F0410  " + kBoard + "  (superseded)\n"));
   EXPECT_TRUE(
       contains(got, "     6  2025-01-01T00:00:40Z  major     F0409  " + kBoard + "  (alarm 4 merged into alarm 1)\n"));
-  EXPECT_TRUE(contains(got, "  (refreshed, 2 report it)\n"));
+  EXPECT_TRUE(contains(got, "  (refreshed, was minor, 2 report it)\n"));
   const json active = json::parse(ask("active --json").out);
   EXPECT_EQ(active["fault_dn"], kTooHot);
   EXPECT_EQ(active["alarm"], ledger_id() + "-1");

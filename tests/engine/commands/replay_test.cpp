@@ -317,6 +317,34 @@ TEST_F(ReplayTest, TablesOfTheUser) {
 }
 
 // One filter prints as it goes, straight to standard output.
+TEST_F(ReplayTest, TheAlarmProfile) {
+  const std::string tables = shell_.dir().file("profiled");
+  const std::string text =
+      "code\tdn\tseverity\tnotify\trespond_within\tconsequence\tadvice\n"
+      "F0395\t**/fan-1\tcritical\tno\t4h\tIt gets hot.\t-\n";
+  shell_.dir().write("alarms.tsv", text);
+  const std::string event = R"({"entity":"fan","sensor":"FAN1_TACH1","offset":3,"state":1})";
+  const std::string command = "cp -rT '" POLAIGA_TABLES_DIR "' '" + tables + "' && cp '" +
+                              shell_.dir().file("alarms.tsv") + "' '" + tables + "' && $POLAIGA replay --tables '" +
+                              tables + "' - ";
+  const Ended shown = shell_.run(command, event);
+  EXPECT_EQ(shown.status, 0) << shown.err;
+  // The line of the record, and that of the active fault.
+  const std::size_t first = shown.out.find("  critical  F0395  ");
+  ASSERT_NE(first, std::string::npos) << shown.out;
+  EXPECT_NE(shown.out.find("  critical  F0395  ", first + 1), std::string::npos) << shown.out;
+  const Ended forms = shell_.run(command + "--json", event);
+  const json input = json::parse(forms.out.substr(0, forms.out.find('\n')));
+  EXPECT_EQ(input["record"]["severity"], "minor") << "the record is as it was made";
+  EXPECT_EQ(input["changes"][0]["after"], "critical");
+  const json fault = json::parse(forms.out.substr(forms.out.find('\n')))["active"][0];
+  EXPECT_EQ(fault["severity"], "critical");
+  EXPECT_EQ(fault["notify"], false);
+  EXPECT_EQ(fault["respond_within"], 14'400);
+  EXPECT_EQ(fault["consequence"], "It gets hot.");
+  EXPECT_FALSE(fault.contains("advice"));
+}
+
 TEST_F(ReplayTest, TracesOfFiltersStayOutOfTheOutput) {
   const std::string event = R"({"time":0,"entity":"storage","sensor":"CTLR","offset":11,"state":1,"instance":2})"
                             "\n";

@@ -94,6 +94,23 @@ TEST_F(SchemasTest, Replay) { expect_described("replay", "$POLAIGA replay --json
 
 TEST_F(SchemasTest, Catalog) { expect_described("catalog", "$POLAIGA catalog --json"); }
 
+const std::string kSitesWords =
+    "code\tdn\tseverity\tnotify\trespond_within\tconsequence\tadvice\n"
+    "F0395\t**\tmajor\tno\t4h\tIt gets hot.\tLook.\n"
+    "*\t**\tminor\tyes\t90s\tIt stops.\tCall.\n";
+
+TEST_F(SchemasTest, TheSitesWords) {
+  shell_.dir().write("alarms.tsv", kSitesWords);
+  const std::string tables = shell_.dir().file("tables");
+  ASSERT_EQ(shell_
+                .run("cp -r '" POLAIGA_TABLES_DIR "' '" + tables + "' && cp '" + shell_.dir().file("alarms.tsv") +
+                     "' '" + tables + "'")
+                .status,
+            0);
+  expect_described("replay", "$POLAIGA replay --json --tables '" + tables + "' '" POLAIGA_DAY "'");
+  expect_described("catalog", "$POLAIGA catalog --json --tables '" + tables + "'");
+}
+
 TEST_F(SchemasTest, Diff) {
   const std::string predicted = R"({"entity":"fan","sensor":"FAN1_TACH1","offset":9,"state":1})";
   const std::string builds = "'" POLAIGA_LIBRARY "' '" POLAIGA_CHANGED "' -";
@@ -137,6 +154,13 @@ TEST_F(LedgerSchemasTest, Active) {
 TEST_F(LedgerSchemasTest, History) {
   expect_described("history", command("history --json"));
   expect_described("history", command("history --json " + kSlow));
+}
+
+TEST_F(LedgerSchemasTest, TheSitesWords) {
+  Ledger(ledger_, {}, kNewYear).set_profile(kSitesWords);
+  expect_described("active", command("active --json"));
+  expect_described("history", command("history --json"));
+  expect_described("explain", command("explain --json " + kSlow));
 }
 
 TEST_F(LedgerSchemasTest, Explain) {

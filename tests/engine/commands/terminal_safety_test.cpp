@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "ledger/ledger.h"
 #include "ledger/sqlite.h"
 #include "support/program.h"
 
@@ -178,6 +179,27 @@ TEST_F(TerminalSafety, BadLines) {
   const Ended taken = expect_safe_of("run --ledger bad.db", 1, lines);
   EXPECT_EQ(lines_of(taken.out).size(), count);
   EXPECT_GE(lines_of(taken.err).size(), count);
+}
+
+// The file of the site's words is refused, and so is a ledger's copy that no engine wrote.
+TEST_F(TerminalSafety, AlarmProfiles) {
+  write_ledger();
+  const Ended copied = run("--version && cp -r '" POLAIGA_TABLES_DIR "' tables");
+  ASSERT_EQ(copied.status, 0) << copied.err;
+  const std::string header = "code\tdn\tseverity\tnotify\trespond_within\tconsequence\tadvice\n";
+  std::size_t turn = 0;
+  for (const std::string& text : both(kHostile, kNotUtf8)) {
+    const std::array<std::string, 4> rows{"*\t**\t-\tyes\t-\tA" + text + "B\t-\n",
+                                          "*\tA" + text + "B\t-\tyes\t-\t-\t-\n", "# A" + text + "B\n",
+                                          "A" + text + "B\t**\t-\tyes\t-\t-\t-\n"};
+    const std::string content = header + rows[turn++ % (text == "\n" ? 2 : rows.size())];
+    shell_.dir().write("tables/alarms.tsv", content);
+    const Ended refused = expect_safe_of("replay --tables tables day.jsonl", 2);
+    EXPECT_NE(refused.err.find("tables/alarms.tsv:2:"), std::string::npos) << refused.err;
+    Ledger(shell_.dir().file("ledger.db"), {}, 0).set_profile(content);
+    const Ended told = expect_safe_of("active --ledger ledger.db", 1);
+    EXPECT_NE(told.err.find("this program does not take the alarm profile"), std::string::npos) << told.err;
+  }
 }
 
 TEST_F(TerminalSafety, Questions) {

@@ -117,7 +117,7 @@ TEST_F(CheckerTest, RowsThatAreMissing) {
               testing::Contains("input 1: the host tables or the build that it was handled under are missing [1, 1]"));
   EXPECT_THAT(found_after("DELETE FROM report WHERE sensor = 'A'"),
               testing::Contains(testing::HasSubstr("the changes and the reports do not agree whether this fault is "
-                                                   "active: o/fault-F0395")));
+                                                   "active, and how: o/fault-F0395")));
   EXPECT_EQ(found_after("DELETE FROM event WHERE seq = 7; DELETE FROM change WHERE number > 7; "
                         "UPDATE fault SET ended = NULL; DELETE FROM shown_again")
                 .front(),

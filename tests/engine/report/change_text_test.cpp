@@ -21,7 +21,11 @@ TEST(ChangeText, EachKind) {
   related.other = 3;
   Change merged = change(ChangeKind::kMerged, 1);
   merged.other = 3;
+  Change milder = change(ChangeKind::kRefreshed, 2);
+  milder.before = Severity::kCritical;
+  milder.after = Severity::kMinor;
   const std::pair<Change, const char*> kRows[] = {
+      {milder, "refreshed, was critical, 2 report it"},
       {change(ChangeKind::kRaised, 1), "raised"},
       {goes_on, "raised, alarm 2 goes on"},
       {related, "raised, related to alarm 3"},

@@ -17,7 +17,11 @@ RecordedInput input_of(const fe_fault_record& record, Outcome outcome = Outcome:
   input.reported = true;
   input.record = record;
   input.outcome = outcome;
-  input.changes = {{.number = 4, .kind = ChangeKind::kRaised, .fault_dn = record.fault_dn, .alarm = 4}};
+  input.changes = {{.number = 4,
+                    .kind = ChangeKind::kRaised,
+                    .fault_dn = record.fault_dn,
+                    .alarm = 4,
+                    .after = severity_of(record)}};
   if (outcome == Outcome::kAlreadyClear) input.changes.clear();
   return input;
 }
@@ -45,6 +49,22 @@ TEST(TextReplayReport, TheRecordsStampWithoutATimeOfTheEvent) {
   input.event.time.reset();
   EXPECT_EQ(TextReplayReport(false).input(input),
             "2024-05-06T07:08:09   minor     F0395  sys/a  FAN3_TACH1: slow : Check it  (raised)\n");
+}
+
+// The alarm profile may have another one than the record.
+TEST(TextReplayReport, SeverityOfTheFault) {
+  RecordedInput input = input_of(make_record({.dn = "sys/a", .code = 395}));
+  const auto is_shown_as = [&](const std::string& word) {
+    const std::string line = TextReplayReport(false).input(input);
+    return line.substr(22, word.size()) == word;
+  };
+  input.changes[0].after = Severity::kCritical;
+  EXPECT_TRUE(is_shown_as("critical  F0395"));
+  input.changes[0].kind = ChangeKind::kRefreshed;
+  EXPECT_TRUE(is_shown_as("critical  F0395"));
+  input.changes.clear();
+  input.outcome = Outcome::kNotTracked;
+  EXPECT_TRUE(is_shown_as("minor     F0395"));
 }
 
 // An event of which the filter makes no record may still have faults withdrawn.

@@ -427,6 +427,11 @@ TEST_F(DamagedLedgerTest, ADamagedReportTakesItsReporterAlone) {
   expect_carried_over({before_[0], before_[1]}, "1 reports of active faults");
 }
 
+TEST_F(DamagedLedgerTest, ADamagedRowOfItsOwnIsTold) {
+  begin_again([&] { sql("UPDATE ledger SET id = 'short'"); });
+  expect_carried_over(before_, "does not prove right: its own row with its id.");
+}
+
 TEST_F(DamagedLedgerTest, NothingIsLeftOfTheFile) {
   begin_again([&] { dir_.write("ledger.db", std::string(10'000, 'x')); });
   const std::filesystem::path aside = engine_->ledger.set_aside();

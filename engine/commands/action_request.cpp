@@ -37,7 +37,8 @@ std::string numbers_text(std::vector<ChangeNumber> numbers) {
 void add_action_text_options(CLI::App& command, bool wants_comment, ActionText& text) {
   CLI::Option* const comment = add_value_option(
       command, {"--comment", "TEXT", "Why, in a line of at most " + std::to_string(kMostCommentBytes) + " bytes"},
-      {"a line of text", "\"spare part ordered\""}, [&text](const std::string& given) {
+      {"a line of text of at most " + std::to_string(kMostCommentBytes) + " bytes", "\"spare part ordered\""},
+      [&text](const std::string& given) {
         text.comment = given;
         return !given.empty() && given.size() <= kMostCommentBytes;
       });

@@ -29,11 +29,10 @@ std::string who_may(const std::string& path) {
   struct stat status = {};
   if (::stat(path.c_str(), &status) != 0) {
     return "You may not act on alarms here: the directory of the engine's control socket is closed to you. Ask to "
-           "become "
-           "a member of the groups of the engine's operators";
+           "become a member of the groups of the engine's operators";
   }
-  return "You may not act on alarms here: the engine's control socket is open to the members of the group " +
-         group_name(status.st_gid) + " alone. Ask to become one";
+  return "You may not act on alarms here: the engine's control socket is open only to members of " +
+         group_name(status.st_gid) + ". Ask to become one";
 }
 
 }  // namespace

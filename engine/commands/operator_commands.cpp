@@ -79,8 +79,8 @@ std::vector<ActiveRow> named(const std::vector<std::string>& names, std::vector<
       return row.fault.fault_dn == name || (number > 0 && row.fault.alarm == number);
     });
     if (found == active.end()) {
-      throw UsageError("There is no active alarm " + in_quotes(name) +
-                       ": it is over, or there never was one. `polaiga active --all` lists those that are active");
+      throw UsageError("There is no active alarm '" + printable(name) +
+                       "': it is over, or there never was one. `polaiga active --all` lists those that are active");
     }
     chosen.insert(found->fault.alarm);
   }
@@ -99,8 +99,7 @@ std::vector<ActiveRow> chosen_alarms(const OperatorOptions& options, ActionKind 
   if (options.names.empty() == !options.selection.is_given()) {
     throw UsageError(
         "Name the alarms, by the DN of a fault or by the id of an alarm, or select them with --under, --severity and "
-        "so "
-        "on; --all selects all");
+        "so on; --all selects all");
   }
   if (!options.names.empty()) return named(options.names, reader.active({}, std::nullopt), reader.ledger_id());
   AlarmSelection selection = options.selection;

@@ -16,7 +16,7 @@ same CONTRIBUTING.md "$(grep -c '^- \[[^ ]\]' "$source/CONTRIBUTING.md")" 0
 grep -q '^- \[ \]' "$source/CONTRIBUTING.md" || { echo "CONTRIBUTING.md is no tick-list"; failed=1; }
 
 # The manual names the places that the service uses.
-for place in /run/polaiga/events.sock /etc/default/polaiga; do
+for place in /run/polaiga/events.sock /run/polaiga/control.sock /etc/default/polaiga polaiga-operators; do
   for document in man/polaiga.1 systemd/polaiga.service.in; do
     grep -qF "$place" "$source/packaging/$document" || { echo "$document does not tell of $place"; failed=1; }
   done
@@ -87,6 +87,7 @@ same '--entity' "$(complete_words active --entity '' | xargs)" \
 same '--severity' "$(complete_words tail --severity '' | xargs)" \
   "$("$program" tail --help | grep -o 'worse: .*' | sed 's/worse: //; s/ or /,/' | tr -d ' ' | tr ',' '\n' | LC_ALL=C sort | xargs)"
 same '--severity of active' "$(complete_words active --severity m | xargs)" 'major minor'
+same '--state' "$(complete_words ack --state '' | xargs)" 'acknowledged closed none shelved unshelved'
 same '--limit' "$(complete_words history --limit '')" ''
 same 'a fault' "$(complete_words explain '')" ''
 same '--log' "$(complete_words replay --log o)" off
@@ -96,8 +97,24 @@ mkdir "$work/a directory"
 same 'files' "$(complete_words replay "$work/a" | sed "s|$work/||" | xargs -d '\n' printf '%s;')" 'a directory;a file;'
 same 'builds' "$(complete_words diff "$work/a f")" "$work/a file"
 same '--ledger' "$(complete_words active --ledger "$work/a f")" "$work/a file"
+same '--control' "$(complete_words ack --control "$work/a f")" "$work/a file"
+same '--gateway' "$(complete_words run --gateway roo)" root
 same '--socket' "$(complete_words run --socket "$work/a f")" "$work/a file"
 same 'directories' "$(complete_words replay --tables "$work/a")" "$work/a directory"
+
+# Faults that are active in the ledger. What a shell would obey is not offered.
+cat >"$work/events" <<'END'
+{"entity":"fan","sensor":"FAN1_TACH1","offset":3,"state":1}
+{"entity":"ps","sensor":"PS1_STATUS","offset":30,"state":1}
+END
+"$program" run --ledger "$work/ledger.db" <"$work/events" >"$work/answers" 2>"$work/told" || { cat "$work/told"; failed=1; }
+fan=sys/rack-unit-1/fan-module-1-1/fan-1/fault-F0395
+supply=sys/rack-unit-1/psu-1/fault-F0378
+complete_in_ledger() { (PATH=$(dirname "$program"):$PATH; complete_words "$@" | xargs); }
+for command in ack unack close comment shelve unshelve explain history; do
+  same "a fault of $command" "$(POLAIGA_LEDGER=$work/ledger.db complete_in_ledger "$command" '')" "$fan $supply"
+done
+same 'a fault of a ledger' "$(complete_in_ledger ack --ledger "$work/ledger.db" sys/rack-unit-1/p)" "$supply"
 
 [ "$failed" -eq 0 ] && echo "documents: passed"
 exit "$failed"

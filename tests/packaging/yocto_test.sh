@@ -35,6 +35,8 @@ value EXTRA_OECMAKE | grep -q -- '-DPOLAIGA_UNIT_DIR=${systemd_system_unitdir}$'
 grep -q '^  set(POLAIGA_UNIT_DIR ' "$source/packaging/CMakeLists.txt" || fail "the build knows no POLAIGA_UNIT_DIR"
 user=$(sed -n 's/^User=//p' "$source/packaging/systemd/polaiga.service.in")
 grep -q "^USERADD_PARAM:\${PN} = \".* $user\"\$" "$recipe" || fail "the recipe does not make the user $user"
+group=$(sed -n 's/^SupplementaryGroups=//p' "$source/packaging/systemd/polaiga.service.in")
+grep -qxF "GROUPADD_PARAM:\${PN} = \"--system $group\"" "$recipe" || fail "the recipe does not make the group $group"
 
 # The layer finds the recipe.
 pattern=$(sed -n 's/^BBFILES += "${LAYERDIR}\/\(.*\)"$/\1/p' "$layer/conf/layer.conf")

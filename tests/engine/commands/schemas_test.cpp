@@ -1,13 +1,17 @@
 // What the commands print with --json is what docs/schemas describes.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <csignal>
 #include <ctime>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "ledger/sqlite.h"
+#include "support/client.h"
 #include "support/ledger_of.h"
 #include "support/program.h"
 
@@ -187,6 +191,67 @@ TEST_F(LedgerSchemasTest, Stats) {
   expect_described("stats", command("stats --json"));
   expect_described("stats", command("stats --json --under sys/rack-unit-1 --newer-than 1h"));
 }
+
+// The same with all that operators do, themselves and through a gateway, and with what ends by itself.
+class OperatorSchemasTest : public LedgerSchemasTest {
+ protected:
+  void SetUp() override {
+    LedgerSchemasTest::SetUp();
+    TempDir dir;
+    const std::string control = dir.file("control.sock");
+    const std::string events = dir.file("events.sock");
+    Child engine("$POLAIGA run --ledger '" + ledger_ + "' --control '" + control + "' --socket '" + events +
+                     "' --renew-acknowledgements --gateway " + std::to_string(::geteuid()),
+                 dir);
+    ASSERT_TRUE(engine.has_complained("ready: "));
+    const auto act = [&](const std::string& arguments) {
+      const Ended got = shell_.run(command(arguments + " --control '" + control + "'"));
+      EXPECT_EQ(got.status, 0) << arguments << ": " << got.err;
+    };
+    Client client(events);
+    client.send(kStory[0].line + "\n");
+    EXPECT_NE(number_in(client.answer()), 0);
+    act("ack --all --comment seen --id a-1 --on-behalf-of anna");
+    client.send(kStory[4].line + "\n");  // the fan gets worse, and nobody has seen that yet
+    EXPECT_NE(number_in(client.answer()), 0);
+    act("comment " + kSlower + " --comment 'ticket 4711'");
+    act("shelve " + kTenth + " --for 1h --comment noise");
+    act("shelve " + kHot + " --for 1h --comment noise");
+    act("unshelve " + kHot);
+    act(std::string("close --under ") + kBoard + " --yes --comment replaced");
+    act("maintain sys/rack-unit-1/psu-10 --for 1h --comment swap --on-behalf-of anna");
+    act("maintain " + kFan + " --for 1h --comment swap");
+    act("maintain --end " + kFan);
+    EXPECT_EQ(stop(engine, SIGTERM).status, 0);
+  }
+
+  // All lines at once, and then each of them alone, since only the first and the last of a text are spoiled.
+  void expect_each_described(const std::string& schema, const std::string& arguments) const {
+    expect_described(schema, command(arguments));
+    const std::size_t count = lines_of(shell_.run(command(arguments)).out).size();
+    for (std::size_t i = 2; i < count; ++i) {
+      expect_described(schema, command(arguments) + " | sed -n " + std::to_string(i) + "p");
+    }
+  }
+
+  static constexpr const char* kBoard = "sys/rack-unit-1/board";
+};
+
+TEST_F(OperatorSchemasTest, Active) { expect_each_described("active", "active --json --all"); }
+
+TEST_F(OperatorSchemasTest, History) { expect_each_described("history", "history --json"); }
+
+TEST_F(OperatorSchemasTest, Missed) { expect_each_described("missed", "missed --json"); }
+
+TEST_F(OperatorSchemasTest, Maintenance) { expect_each_described("maintenance", "maintenance --json"); }
+
+TEST_F(OperatorSchemasTest, Explain) {
+  for (const std::string& fault : {kSlower, kTenth, kHot}) {
+    expect_described("explain", command("explain --json " + fault));
+  }
+}
+
+TEST_F(OperatorSchemasTest, Tail) { expect_each_described("tail", "tail --json --no-follow --after 8"); }
 
 TEST_F(LedgerSchemasTest, Verify) {
   expect_described("verify", command("verify --json"));

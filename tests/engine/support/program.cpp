@@ -127,7 +127,7 @@ Ended Shell::run(const std::string& command, const std::string& input) const {
   return wait_for(pid, dir_);
 }
 
-Ended Shell::run_on_terminal(const std::string& command, std::uint16_t columns) const {
+Ended Shell::run_on_terminal(const std::string& command, std::uint16_t columns, const std::string& typed) const {
   int terminal = -1;
   const winsize size{.ws_row = 24, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
   const int pid = ::forkpty(&terminal, nullptr, nullptr, &size);
@@ -137,6 +137,8 @@ Ended Shell::run_on_terminal(const std::string& command, std::uint16_t columns) 
     ::unsetenv("NO_COLOR");
     become(command);
   }
+  // The terminal keeps it until the program reads it.
+  if (::write(terminal, typed.data(), typed.size()) < 0) throw std::runtime_error("write");
   Ended run;
   std::array<char, 4096> buffer{};
   for (;;) {

@@ -62,9 +62,9 @@ class Shell {
   // With the text at standard input.
   Ended run(const std::string& command, const std::string& input = "") const;
 
-  // On a terminal, of which all that it was sent is in `out`. It does not tell how many
-  // columns it has if that is 0.
-  Ended run_on_terminal(const std::string& command, std::uint16_t columns = 0) const;
+  // On a terminal, of which all that it was sent is in `out`, what was typed at it, too.
+  // It does not tell how many columns it has if that is 0.
+  Ended run_on_terminal(const std::string& command, std::uint16_t columns = 0, const std::string& typed = "") const;
 
  private:
   TempDir dir_;

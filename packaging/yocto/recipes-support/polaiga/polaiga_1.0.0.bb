@@ -32,6 +32,7 @@ SYSTEMD_SERVICE:${PN} = "polaiga.service"
 
 USERADD_PACKAGES = "${PN}"
 USERADD_PARAM:${PN} = "--system --home-dir ${localstatedir}/lib/polaiga --no-create-home --shell /sbin/nologin --user-group polaiga"
+GROUPADD_PARAM:${PN} = "--system polaiga-operators"
 
 PACKAGES =+ "lib${BPN}"
 

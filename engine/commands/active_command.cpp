@@ -151,8 +151,8 @@ Command active_command(CLI::App& program) {
       "Exit status: 0 when all is well, 1 when damaged rows were left out, 2 when the ledger\n"
       "cannot be read.");
   add_ledger_option(*app, options->ledger);
-  add_switch(*app, "--json", "Print JSON Lines, one fault a line", options->json);
-  CLI::Option* const rfc8632 = add_rfc8632_option(*app, options->rfc8632);
+  CLI::Option* const json = add_switch(*app, "--json", "Print JSON Lines, one fault a line", options->json);
+  CLI::Option* const rfc8632 = add_rfc8632_option(*app, json, options->rfc8632);
   add_alarm_selection_options(*app, options->selection);
   rfc8632->excludes(add_at_option(*app, options->at));
   add_colour_option(*app, options->colour);

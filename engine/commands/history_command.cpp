@@ -134,8 +134,8 @@ Command history_command(CLI::App& program) {
       "damaged rows were left out, 2 when the ledger cannot be read.");
   add_name(*app, "FAULT_DN", options->fault_dn, "Only alarms that this fault took part in");
   add_ledger_option(*app, options->ledger);
-  add_switch(*app, "--json", "Print JSON Lines, one alarm a line", options->json);
-  add_rfc8632_option(*app, options->rfc8632);
+  CLI::Option* const json = add_switch(*app, "--json", "Print JSON Lines, one alarm a line", options->json);
+  add_rfc8632_option(*app, json, options->rfc8632);
   add_number_option(*app, {"--limit", "N", "At most the last N alarms; 0 lists all (default 100)"},
                     {.least = 0, .most = kMostRows, .example = 100},
                     [options](std::int64_t number) { options->limit = number; });

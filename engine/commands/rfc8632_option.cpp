@@ -8,9 +8,8 @@
 
 namespace polaiga::engine {
 
-CLI::Option* add_rfc8632_option(CLI::App& command, bool& on) {
-  return add_switch(command, "--rfc8632", "Print a JSON document of ietf-alarms (RFC 8632)", on)
-      ->excludes(command.get_option("--json"));
+CLI::Option* add_rfc8632_option(CLI::App& command, CLI::Option* json, bool& on) {
+  return add_switch(command, "--rfc8632", "Print a JSON document of ietf-alarms (RFC 8632)", on)->excludes(json);
 }
 
 std::string rfc8632_answer(const ToldAlarms& told, const std::string& ledger) {

@@ -8,8 +8,9 @@
 
 namespace polaiga::engine {
 
-// It excludes --json, which the command must have already.
-CLI::Option* add_rfc8632_option(CLI::App& command, bool& on);
+// It excludes the command's option --json. (To look an option up by its name takes memory where the library that reads
+// the arguments cannot tell that there is none.)
+CLI::Option* add_rfc8632_option(CLI::App& command, CLI::Option* json, bool& on);
 
 // The document of these alarms. The inventory in it is that of the library in use, with
 // the tables that the ledger was written with last. `ledger` names the ledger in errors.

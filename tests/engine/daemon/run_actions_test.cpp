@@ -159,6 +159,11 @@ TEST_F(RunActionsTest, ClientsComeAndGoWhileAnAnswerWaits) {
   Child engine(with_control("--commit-within 10s"), dir_);
   Client events(socket());
   events.send(slow(1));
+  const auto wait_for_inputs = [this](int count) {
+    while (json::parse(act(R"({"do":"status"})")).at("unwritten") != count) {
+    }
+  };
+  wait_for_inputs(1);
   Client waiting(control());
   waiting.send(R"({"do":"acknowledge","alarms":"1"})"
                "\n");
@@ -168,8 +173,7 @@ TEST_F(RunActionsTest, ClientsComeAndGoWhileAnAnswerWaits) {
     gone.send(R"({"do":"comment","alarms":"1","comment":"bye"})"
               "\n");
   }
-  while (json::parse(act(R"({"do":"status"})")).at("unwritten") != 3) {
-  }
+  wait_for_inputs(3);
   for (int i = 0; i < 40; ++i) ASSERT_NE(act(R"({"do":"status"})"), "") << i;
   EXPECT_EQ(count("action"), 0);
   EXPECT_EQ(stop(engine, SIGTERM).status, 0);

@@ -50,12 +50,12 @@ void add_action_text_options(CLI::App& command, bool wants_comment, ActionText& 
 }
 
 void add_ending_options(CLI::App& command, SilenceEnd& ending) {
-  CLI::Option* const lasts =
-      add_value_option(command, {"--for", "SPAN", "How long, as in 2h; at most 30d"},
-                       {"a whole number with s, m, h or d", "2h"}, [&ending](const std::string& text) {
-                         ending.lasts = parse_age(text);
-                         return ending.lasts && *ending.lasts > 0 && *ending.lasts <= kMostSilence;
-                       });
+  CLI::Option* const lasts = add_value_option(
+      command, {"--for", "SPAN", "How long, as in 2h; at most 30d"},
+      {"a time from 1s to 30d, with s, m, h or d behind the number", "2h"}, [&ending](const std::string& text) {
+        ending.lasts = parse_age(text);
+        return ending.lasts && *ending.lasts > 0 && *ending.lasts <= kMostSilence;
+      });
   add_value_option(command, {"--until", "TIME", "Until when: RFC 3339"}, {"an RFC 3339 time", "2025-03-12T09:12:20Z"},
                    [&ending](const std::string& text) {
                      ending.until = parse_moment(text);

@@ -203,11 +203,12 @@ void Clients::stop_serving() {
   waiting_.clear();
 }
 
-void Clients::dismiss() {
+void Clients::dismiss(const std::function<bool(const Sender&)>& stays) {
   for (Sender& sender : senders_) {
-    if (sender.is_leaving() && !sender.has_line()) sender.send_the_last();
+    if (sender.is_leaving() && !sender.has_line() && !stays(sender)) sender.send_the_last();
   }
-  if (senders_.remove_if([](const Sender& sender) { return sender.is_done(); }) > 0) paused_until_.reset();
+  const auto goes = [&stays](const Sender& sender) { return sender.is_done() && !stays(sender); };
+  if (senders_.remove_if(goes) > 0) paused_until_.reset();
 }
 
 }  // namespace polaiga::engine

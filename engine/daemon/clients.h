@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <list>
 #include <memory>
 #include <optional>
@@ -59,8 +60,8 @@ class Clients {
   // Ends the socket. Those who wait are let go.
   void stop_serving();
 
-  // Lets go those who are done with. Their addresses are not valid afterwards.
-  void dismiss();
+  // Lets go those who are done with, but for those who are to stay. Their addresses are not valid afterwards.
+  void dismiss(const std::function<bool(const Sender&)>& stays);
 
   std::list<Sender>& senders() { return senders_; }
   bool is_empty() const { return senders_.empty(); }

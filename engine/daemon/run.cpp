@@ -365,9 +365,13 @@ class Daemon {
     }
   }
 
+  bool waits_for_answer(const Sender& sender) const {
+    return std::ranges::find(waiting_, &sender, &Waiting::sender) != waiting_.end();
+  }
+
   // An answer that does not wait for the ledger, unless one before it from the same sender does.
   void reply(Sender& sender, std::string text) {
-    if (std::ranges::find(waiting_, &sender, &Waiting::sender) == waiting_.end()) {
+    if (!waits_for_answer(sender)) {
       sender.answer(text);
     } else {
       answer(sender, std::move(text));
@@ -535,9 +539,10 @@ class Daemon {
     // Answers that wait point to those who are to get them.
     if (has_answered_all()) {
       if (drained_ && has_waiting) events_.make_room();
-      events_.dismiss();
-      controls_.dismiss();
+      events_.dismiss([](const Sender& /*sender*/) { return false; });
     }
+    // Those who asked how the engine is go also while it cannot write: their places are few.
+    controls_.dismiss([this](const Sender& sender) { return waits_for_answer(sender); });
     events_.give_places();
     if (has_waiting) drained_ = false;  // nothing has been received yet from those who got a place
     controls_.give_places();

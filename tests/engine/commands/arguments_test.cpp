@@ -13,7 +13,9 @@
 namespace polaiga::engine::test {
 namespace {
 
-const std::string kCommands = "replay, run, active, history, explain, tail, stats, verify, catalog, diff";
+const std::string kCommands =
+    "replay, run, active, history, explain, tail, stats, missed, ack, unack, close, comment, shelve, unshelve, maintain, "
+    "maintenance, verify, catalog, diff";
 
 class Arguments : public ::testing::Test {
  protected:
@@ -155,10 +157,13 @@ struct Numeric {
 const char* const kAge = "a whole number with s, m, h or d";
 const char* const kTime = "an RFC 3339 time or seconds since 1970";
 const std::vector<std::string> kWrongAges{"5", "h", "5w", "-5h", "1.5h", "99999999999999999999d", "9999999999d", "5mm"};
+const std::vector<std::string> kWrongSpans{"5", "h", "5w", "-5h", "1.5h", "0s", "0d", "31d", "721h", "2592001s"};
+const std::vector<std::string> kWrongTimes{"yesterday", "2025-02-30T00:00:00Z", "2025-01-01", "1735689600"};
 const char* const kPlatform = "a whole number from 0 to 17";
 
 const Numeric kNumerics[] = {
     {"history", "--limit", "a whole number from 0 to 1000000000", "100", {"1000000001"}},
+    {"missed", "--limit", "a whole number from 0 to 1000000000", "100", {"1000000001"}},
     {"tail", "--lines", "a whole number from 0 to 1000000000", "10", {"1000000001"}},
     {"tail", "--after", "a whole number from 0 to 9223372036854775807", "17", {"9223372036854775808"}},
     {"replay", "--platform", kPlatform, "0", {"18", "4294967296"}},
@@ -185,6 +190,22 @@ const Numeric kNumerics[] = {
     {"active", "--older-than", kAge, "2h", kWrongAges},
     {"active", "--newer-than", kAge, "2h", kWrongAges},
     {"stats", "--newer-than", kAge, "2h", kWrongAges},
+    {"ack", "--older-than", kAge, "2h", kWrongAges},
+    {"ack", "--newer-than", kAge, "2h", kWrongAges},
+    {"unack", "--older-than", kAge, "2h", kWrongAges},
+    {"unack", "--newer-than", kAge, "2h", kWrongAges},
+    {"close", "--older-than", kAge, "2h", kWrongAges},
+    {"close", "--newer-than", kAge, "2h", kWrongAges},
+    {"comment", "--older-than", kAge, "2h", kWrongAges},
+    {"comment", "--newer-than", kAge, "2h", kWrongAges},
+    {"shelve", "--older-than", kAge, "2h", kWrongAges},
+    {"shelve", "--newer-than", kAge, "2h", kWrongAges},
+    {"unshelve", "--older-than", kAge, "2h", kWrongAges},
+    {"unshelve", "--newer-than", kAge, "2h", kWrongAges},
+    {"shelve", "--for", "a time from 1s to 30d, with s, m, h or d behind the number", "2h", kWrongSpans},
+    {"shelve", "--until", "an RFC 3339 time", "2025-03-12T09:12:20Z", kWrongTimes},
+    {"maintain", "--for", "a time from 1s to 30d, with s, m, h or d behind the number", "2h", kWrongSpans},
+    {"maintain", "--until", "an RFC 3339 time", "2025-03-12T09:12:20Z", kWrongTimes},
     {"active",
      "--at",
      kTime,
@@ -212,8 +233,9 @@ TEST_F(Arguments, Numbers) {
 
 // What the help of each command tells of its options, beside those above.
 TEST_F(Arguments, NoOptionIsForgotten) {
-  const std::set<std::string> kTexts{"--ledger", "--tables", "--socket", "--control", "--under",
-                                     "--log",    "--color",  "--entity", "--severity"};
+  const std::set<std::string> kTexts{
+      "--ledger",   "--tables",        "--socket",  "--control", "--under", "--log",          "--color", "--entity",
+      "--severity", "--control-group", "--gateway", "--comment", "--id",    "--on-behalf-of", "--state", "--end"};
   std::set<std::pair<std::string, std::string>> numerics;
   for (const Numeric& one : kNumerics) numerics.emplace(one.command, one.option);
   std::istringstream commands(std::regex_replace(kCommands, std::regex(","), ""));
@@ -236,8 +258,9 @@ TEST_F(Arguments, NumbersThatAreRight) {
   const std::string ledger = shell_.dir().file("ledger.db");
   ASSERT_EQ(run("run --ledger ledger.db </dev/null").status, 0);
   for (const char* arguments :
-       {"history --limit 0", "history --limit 1000000000", "history --limit=007", "tail --no-follow -n 0",
-        "tail --no-follow -n5", "tail --no-follow --lines 1000000000", "tail --no-follow --after 0", "active --at 0",
+       {"history --limit 0", "history --limit 1000000000", "history --limit=007", "missed --limit 0",
+        "missed --limit 1000000000", "tail --no-follow -n 0", "tail --no-follow -n5",
+        "tail --no-follow --lines 1000000000", "tail --no-follow --after 0", "active --at 0",
         "active --at 253402300799", "active --at 2025-03-12T09:12:20Z", "active --older-than 0s",
         "active --newer-than '5 D'"}) {
     const Ended got = run(std::string(arguments) + " --ledger ledger.db");

@@ -154,6 +154,34 @@ TEST_F(RunActionsTest, AnswersComeInTheOrderOfTheRequests) {
   EXPECT_EQ(answers[7], R"({"seq":3,"changes":1})");
 }
 
+// There are 16 places at the control socket. They are given back while others wait for a write.
+TEST_F(RunActionsTest, ClientsComeAndGoWhileAnAnswerWaits) {
+  Child engine(with_control("--commit-within 10s"), dir_);
+  Client events(socket());
+  events.send(slow(1));
+  const auto wait_for_inputs = [this](int count) {
+    while (json::parse(act(R"({"do":"status"})")).at("unwritten") != count) {
+    }
+  };
+  wait_for_inputs(1);
+  Client waiting(control());
+  waiting.send(R"({"do":"acknowledge","alarms":"1"})"
+               "\n");
+  waiting.finish();
+  {
+    Client gone(control());
+    gone.send(R"({"do":"comment","alarms":"1","comment":"bye"})"
+              "\n");
+  }
+  wait_for_inputs(3);
+  for (int i = 0; i < 40; ++i) ASSERT_NE(act(R"({"do":"status"})"), "") << i;
+  EXPECT_EQ(count("action"), 0);
+  EXPECT_EQ(stop(engine, SIGTERM).status, 0);
+  const Answers answers = waiting.answers(1);
+  EXPECT_TRUE(answers[0] == R"({"seq":2,"changes":1})" || answers[0] == R"({"seq":3,"changes":1})") << answers[0];
+  EXPECT_EQ(count("action"), 2);
+}
+
 TEST_F(RunActionsTest, WhenOneOfSeveralIsNotPossibleNothingIsDone) {
   Child engine(with_control(), dir_);
   send(slow(1) + slow(2) + slow(3) + well(3), 4);

@@ -127,7 +127,7 @@ const Change kRaise{.number = 4,
                     .reporters = 1};
 
 const std::string kRaiseMembers =
-    R"("number":4,"change":"raised","at":"2024-02-01T00:00:00Z","seq":7,"alarm":"1","fault":4,)"
+    R"("number":4,"change":"raised","at":"2024-02-01T00:00:00Z","seq":7,"quiet":false,"alarm":"1","fault":4,)"
     R"("fault_dn":"sys/a/fault-F0396","before":"minor","after":"major","shown_seq":7,"reporters":1)";
 
 TEST(JsonForms, Change) {
@@ -231,10 +231,10 @@ TEST(JsonForms, Fault) {
 
 TEST(JsonForms, Alarm) {
   const std::string steps =
-      R"("steps":[)" + kFirstStep + R"(,"superseded_by":"sys/a/fault-F0396"},)" + kSecondStep + "]}";
+      R"("steps":[)" + kFirstStep + R"(,"superseded_by":"sys/a/fault-F0396"},)" + kSecondStep + R"(],"actions":[]})";
   EXPECT_EQ(alarm_form(two_steps(), "").text(),
             R"({"alarm":"1","dn":"sys/a","created":"2024-01-31T23:59:00Z","changed":"2024-02-01T00:00:00Z",)"
-            R"("severity":"major","worst":"major",)" +
+            R"("severity":"major","worst":"major","operator_state":"none","out_of_service":false,)" +
                 steps);
   StoredAlarm over = two_steps();
   over.ended = 9;
@@ -244,10 +244,11 @@ TEST(JsonForms, Alarm) {
   over.related = 3;
   over.steps.clear();
   const std::string text = alarm_form(over, kLedger).text();
-  EXPECT_EQ(text.substr(text.find(R"("worst")")),
-            R"("worst":"major","ended":"2024-02-01T00:01:00Z","ended_number":9,"ending":"merged",)"
-            R"("merged_into":"0123456789abcdef0123456789abcdef-2","related":"0123456789abcdef0123456789abcdef-3",)"
-            R"("steps":[]})");
+  EXPECT_EQ(
+      text.substr(text.find(R"("worst")")),
+      R"("worst":"major","operator_state":"none","out_of_service":false,"ended":"2024-02-01T00:01:00Z","ended_number":9,"ending":"merged",)"
+      R"("merged_into":"0123456789abcdef0123456789abcdef-2","related":"0123456789abcdef0123456789abcdef-3",)"
+      R"("steps":[],"actions":[]})");
 }
 
 TEST(JsonForms, ActiveFault) {

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
+#include "ledger/connection.h"
 #include "ledger/stored_rows.h"
 #include "support/ledger_fixture.h"
 
@@ -155,6 +158,22 @@ TEST_F(ChangeFeedTest, ReadsByKey) {
 }
 
 // They are a gap, since a publisher may miss nothing without knowing it.
+// Also when what is there leads to no file any more.
+TEST_F(ChangeFeedTest, ALedgerThatIsGoneOrReplacedIsNoticed) {
+  open(kAll);
+  engine_.reset();
+  const std::string link = dir_.file("link.db");
+  std::filesystem::create_symlink(path_, link);
+  const LedgerConnection connection(link);
+  EXPECT_FALSE(connection.is_replaced());
+  std::filesystem::rename(path_, dir_.file("elsewhere.db"));
+  EXPECT_TRUE(connection.is_replaced());
+  dir_.write("ledger.db", "another file");
+  EXPECT_TRUE(connection.is_replaced());
+  std::filesystem::rename(dir_.file("elsewhere.db"), path_);
+  EXPECT_FALSE(connection.is_replaced());
+}
+
 TEST_F(ChangeFeedTest, RowsThatNoEngineWrites) {
   open(kAll);
   engine_->write(raises("A", "o", 395));

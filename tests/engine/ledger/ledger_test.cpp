@@ -427,6 +427,32 @@ TEST_F(DamagedLedgerTest, ADamagedReportTakesItsReporterAlone) {
   expect_carried_over({before_[0], before_[1]}, "1 reports of active faults");
 }
 
+// The mark is not the only one that knows the last numbers.
+TEST_F(DamagedLedgerTest, WithoutAMarkNumbersGoOnAfterTheRows) {
+  begin_again([&] {
+    sql("DROP TABLE step");
+    std::filesystem::remove(mark_path(path_));
+  });
+  expect_carried_over(before_, "The next input is number 8. Nothing of this was lost.");
+}
+
+TEST_F(DamagedLedgerTest, WhatIsDamagedElsewhereIsFoundMeanwhile) {
+  // All that is found until everything was checked.
+  const auto check = [&] {
+    Rows found;
+    do {
+      for (const std::string& text : engine_->ledger.check_some(10)) found.push_back(text);
+    } while (!engine_->ledger.check_progress().is_done);
+    return found;
+  };
+  EXPECT_EQ(check(), Rows{});
+  engine_->pass(20);  // the last batches are checked at the start
+  begin_again([&] { sql("UPDATE change SET reporters = 9 WHERE number = 6"); });
+  EXPECT_EQ(check(), Rows{"input 5: the digest does not match; something of this batch, or the digest before it, was "
+                          "changed"});
+  EXPECT_EQ(engine_->ledger.check_progress().found, 1U);
+}
+
 TEST_F(DamagedLedgerTest, ADamagedRowOfItsOwnIsTold) {
   begin_again([&] { sql("UPDATE ledger SET id = 'short'"); });
   expect_carried_over(before_, "does not prove right: its own row with its id.");

@@ -15,7 +15,7 @@ namespace polaiga::engine {
 namespace {
 
 std::string text_member(std::string_view name, std::string_view value) {
-  std::string text = ",\"" + std::string(name) + "\":";
+  std::string text = R"(,")" + std::string(name) + R"(":)";
   add_json_text(text, value);
   return text;
 }
@@ -65,7 +65,7 @@ void add_ending_options(CLI::App& command, SilenceEnd& ending) {
 }
 
 ActionRequestLine::ActionRequestLine(ActionKind kind, const ActionText& text) {
-  members_ = "{\"do\":\"" + std::string(action_word(kind)) + "\"";
+  members_ = R"({"do":")" + std::string(action_word(kind)) + '"';
   if (!text.comment.empty()) members_ += text_member("comment", text.comment);
   if (!text.id.empty()) members_ += text_member("id", text.id);
   if (!text.on_behalf_of.empty()) members_ += text_member("on_behalf_of", text.on_behalf_of);

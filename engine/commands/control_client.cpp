@@ -17,7 +17,7 @@
 namespace polaiga::engine {
 namespace {
 
-constexpr timeval kPatience{30, 0};  // for the engine, which may wait for its disk
+constexpr timeval kAnswerWithin{30, 0};  // for the engine, which may wait for its disk
 constexpr std::size_t kLongestAnswer = std::size_t{1024} * 1024;
 
 [[noreturn]] void fail(const std::string& path, const std::string& what) {
@@ -44,8 +44,8 @@ ControlClient::ControlClient(const std::string& path)
   if (path.size() >= sizeof address.sun_path) fail(path, "the path of a socket cannot be that long");
   path.copy(address.sun_path, path.size());
   if (!socket_.is_open()) fail(path, std::string("cannot make a socket: ") + std::strerror(errno));
-  ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &kPatience, sizeof kPatience);
-  ::setsockopt(socket_.get(), SOL_SOCKET, SO_SNDTIMEO, &kPatience, sizeof kPatience);
+  ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &kAnswerWithin, sizeof kAnswerWithin);
+  ::setsockopt(socket_.get(), SOL_SOCKET, SO_SNDTIMEO, &kAnswerWithin, sizeof kAnswerWithin);
   if (::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return;
   if (errno == EACCES) fail(path, who_may(path));
   if (errno == ENOENT || errno == ECONNREFUSED) {

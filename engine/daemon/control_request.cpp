@@ -191,8 +191,7 @@ std::vector<ChangeNumber> alarms_of(const Request& request) {
   }
   if (alarms.empty()) throw BadRequest("The member 'alarms' names no alarm");
   std::ranges::sort(alarms);
-  const auto twice = std::ranges::unique(alarms);
-  alarms.erase(twice.begin(), twice.end());
+  alarms.erase(std::unique(alarms.begin(), alarms.end()), alarms.end());
   return alarms;
 }
 

@@ -77,10 +77,6 @@ std::string description_of(const FoundFault& fault) {
   return text;
 }
 
-std::optional<CauseStandard> standard_of(const FoundFault& fault) {
-  return fault.cause_id != 0 ? cause_standard(fault.cause_id) : cause_standard(fault.cause);
-}
-
 }  // namespace
 
 AlarmTypes alarm_types(std::span<const FoundFilter> filters) {

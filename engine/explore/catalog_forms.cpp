@@ -202,10 +202,6 @@ std::vector<std::string> oids_of(const FoundFault& fault) {
 }
 
 // Looks the cause up by its number, or by its text where the record has no number.
-std::optional<CauseStandard> standard_of(const FoundFault& fault) {
-  return fault.cause_id != 0 ? cause_standard(fault.cause_id) : cause_standard(fault.cause);
-}
-
 // "equipmentAlarm, powerProblems (533)"; empty for a cause that is not in the dictionary.
 std::string standard_text(const FoundFault& fault) {
   const auto standard = standard_of(fault);

@@ -333,4 +333,8 @@ EventKey tried_as(const Entity& entity, const fe_sensor_event& event) {
           .state = named ? event.event_state : kStates - 1};
 }
 
+std::optional<CauseStandard> standard_of(const FoundFault& fault) {
+  return fault.cause_id != 0 ? cause_standard(fault.cause_id) : cause_standard(fault.cause);
+}
+
 }  // namespace polaiga::engine

@@ -87,4 +87,7 @@ FoundFilter find_faults(const Entity& entity, const fe_sensor_event& like);
 // The event that was tried and that the filter treats like this one.
 EventKey tried_as(const Entity& entity, const fe_sensor_event& event);
 
+// What X.733 and IANA call the fault's cause; nothing for a cause that is not in the dictionary.
+std::optional<CauseStandard> standard_of(const FoundFault& fault);
+
 }  // namespace polaiga::engine

@@ -31,7 +31,7 @@ bool is_utf8(std::string_view locale) {
 }
 
 // `value` of `most` in parts of a bar, rounded to the nearest number of parts.
-std::size_t parts_of(std::uint64_t value, std::uint64_t most, std::size_t parts) {
+std::size_t filled_parts(std::uint64_t value, std::uint64_t most, std::size_t parts) {
   if (value == 0 || most == 0) return 0;
   const double share = static_cast<double>(std::min(value, most)) / static_cast<double>(most);
   return std::max<std::size_t>(static_cast<std::size_t>(std::lround(share * static_cast<double>(parts))), 1);
@@ -50,8 +50,8 @@ BarStyle bar_style(const StandardOutput& output) {
 std::string bar(std::uint64_t value, std::uint64_t most, std::size_t width, BarStyle style) {
   if (width == 0) return "";
   std::string text;
-  if (style == BarStyle::kAscii) return text.append(parts_of(value, most, width), '#');
-  const std::size_t eighths = parts_of(value, most, width * kBlocks.size());
+  if (style == BarStyle::kAscii) return text.append(filled_parts(value, most, width), '#');
+  const std::size_t eighths = filled_parts(value, most, width * kBlocks.size());
   for (std::size_t column = 0; column < eighths / kBlocks.size(); ++column) text += kBlocks.back();
   if (eighths % kBlocks.size() != 0) text += kBlocks[eighths % kBlocks.size() - 1];
   return text;

@@ -14,7 +14,8 @@ namespace polaiga::engine::test {
 namespace {
 
 const std::string kCommands =
-    "replay, run, active, history, explain, tail, stats, missed, ack, unack, close, comment, shelve, unshelve, maintain, "
+    "replay, run, active, history, explain, tail, stats, missed, ack, unack, close, comment, shelve, unshelve, "
+    "maintain, "
     "maintenance, verify, catalog, diff";
 
 class Arguments : public ::testing::Test {

@@ -173,6 +173,7 @@ Status act(const OperatorOptions& options, const Verb& verb, StandardOutput& out
     output.write("Nothing was done.\n");
   } else {
     std::vector<ChangeNumber> numbers;
+    numbers.reserve(alarms.size());
     for (const ActiveRow& row : alarms) numbers.push_back(row.fault.alarm);
     request.about(std::move(numbers), reader.ledger_id());
     if (verb.kind == ActionKind::kShelve) request.lasting(options.ending);

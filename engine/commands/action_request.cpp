@@ -64,8 +64,8 @@ void add_ending_options(CLI::App& command, SilenceEnd& ending) {
       ->excludes(lasts);
 }
 
-ActionRequestLine::ActionRequestLine(ActionKind kind, const ActionText& text) {
-  members_ = R"({"do":")" + std::string(action_word(kind)) + '"';
+ActionRequestLine::ActionRequestLine(ActionKind kind, const ActionText& text)
+    : members_(R"({"do":")" + std::string(action_word(kind)) + '"') {
   if (!text.comment.empty()) members_ += text_member("comment", text.comment);
   if (!text.id.empty()) members_ += text_member("id", text.id);
   if (!text.on_behalf_of.empty()) members_ += text_member("on_behalf_of", text.on_behalf_of);

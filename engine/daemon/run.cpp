@@ -381,8 +381,8 @@ class Daemon {
   void answer_request(Sender& sender, std::string_view line) {
     try {
       ControlRequest request = parse_control_request(line);
-      const auto answer_it = [&]<class Request>(Request& one) {
-        if constexpr (std::is_same_v<Request, ActionRequest>) {
+      const auto answer_it = [&](auto& one) {
+        if constexpr (std::is_same_v<decltype(one), ActionRequest&>) {
           answer(sender, action_answer(act(sender.user, std::move(one))));
         } else {
           reply(sender, carry_out(one));

@@ -191,16 +191,18 @@ std::optional<Moment> read_time(const Cell& cell) {
     Moment seconds;
   };
   constexpr Unit kUnits[] = {{'s', 1}, {'m', 60}, {'h', 3'600}, {'d', 86'400}};
+  std::optional<Moment> time;
   Moment number = 0;
   const char* const end = cell.text.data() + cell.text.size();
   const auto [stop, error] = std::from_chars(cell.text.data(), end, number);
   if (error == std::errc() && stop + 1 == end && number > 0 && number <= AlarmProfile::kLongestResponse) {
     const auto* const unit = std::ranges::find(kUnits, *stop, &Unit::name);
     if (unit != std::end(kUnits) && number * unit->seconds <= AlarmProfile::kLongestResponse) {
-      return number * unit->seconds;
+      time = number * unit->seconds;
     }
   }
-  cell.reject(in_quotes(cell.text) + " is neither - nor a time up to 365d, with s, m, h or d, as 4h");
+  if (!time) cell.reject(in_quotes(cell.text) + " is neither - nor a time up to 365d, with s, m, h or d, as 4h");
+  return time;
 }
 
 }  // namespace

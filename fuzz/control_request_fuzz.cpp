@@ -9,6 +9,7 @@
 
 #include "check.h"
 #include "daemon/control_request.h"
+#include "model/moment.h"
 
 namespace polaiga::fuzz {
 namespace {
@@ -23,6 +24,23 @@ std::string written(const ForgetRequest& request) {
   return nlohmann::json{{"do", "forget"}, {"publisher", request.publisher}}.dump();
 }
 
+std::string written(const ActionRequest& request) {
+  const OperatorAction& action = request.action;
+  nlohmann::json text{{"do", action_word(action.kind)}};
+  std::string alarms;
+  for (const ChangeNumber alarm : action.alarms) alarms += (alarms.empty() ? "" : ",") + std::to_string(alarm);
+  if (!alarms.empty()) text["alarms"] = alarms;
+  if (!action.dn.empty()) text["dn"] = action.dn;
+  if (action.comment) text["comment"] = *action.comment;
+  if (action.id) text["id"] = *action.id;
+  if (action.on_behalf_of) text["on_behalf_of"] = *action.on_behalf_of;
+  if (request.ledger_id) text["ledger_id"] = *request.ledger_id;
+  const bool lasts = action.kind == ActionKind::kShelve || action.kind == ActionKind::kMaintain;
+  if (lasts && action.lasts > 0) text["for"] = action.lasts;
+  if (lasts && action.lasts == 0) text["until"] = format_moment(action.until);
+  return text.dump();
+}
+
 void check_name(std::string_view name) {
   check(!name.empty() && name.size() <= 32, "a publisher's name has 1 to 32 characters");
   check(name.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789-_.") == std::string_view::npos,
@@ -35,6 +53,18 @@ void check_request(const CursorRequest& request) {
   check(request.through >= 0, "a change has no negative number");
 }
 void check_request(const ForgetRequest& request) { check_name(request.publisher); }
+void check_request(const ActionRequest& request) {
+  const OperatorAction& action = request.action;
+  check(action.person.empty(), "nobody says who he is");
+  check(std::ranges::is_sorted(action.alarms), "alarms ascend");
+  check(std::ranges::adjacent_find(action.alarms) == action.alarms.end(), "each alarm comes once");
+  check(action.alarms.empty() || action.alarms.front() > 0, "an alarm has a positive number");
+  check(is_about_object(action.kind) != action.dn.empty(),
+        "an action about an object has its DN, and no other has one");
+  check(!action.comment || (action.comment->size() <= kMostCommentBytes && is_printable(*action.comment)),
+        "a comment is short and can be shown");
+  check(is_printable(action.dn), "a DN can be shown");
+}
 
 void check_complaint(std::string_view complaint) {
   check(!complaint.empty(), "a complaint says something");

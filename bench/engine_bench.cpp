@@ -278,7 +278,7 @@ class Bench {
       std::size_t given = 0;
       const auto give = [&](int batches) {
         for (int i = 0; i < batches; ++i) {
-          while (!recorder.is_full()) recorder.record(events[given++ % events.size()]);
+          while (!recorder.is_full()) recorder.record(SensorEvent(events[given++ % events.size()]));
           recorder.commit();
         }
       };

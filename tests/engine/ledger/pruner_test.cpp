@@ -22,6 +22,15 @@ using test::raises;
 
 constexpr std::int64_t kDay = 86400;
 
+// Of so many batches each passes the limit of bytes more than once.
+#ifdef POLAIGA_SHORT_WALK
+constexpr int kBatches = 60;
+constexpr int kPauses = 7;  // of 4000 inputs each
+#else
+constexpr int kBatches = 300;
+constexpr int kPauses = 20;
+#endif
+
 class PrunerTest : public testing::Test {
  protected:
   void open(const Retention& retention) {
@@ -189,7 +198,7 @@ TEST_F(PrunerTest, WhatIsNeededNoMoreGoesInTime) {
   engine_->batch.filter_state = {{"fan 1", {1}}};
   engine_->write();
   const auto pass_many = [&] {
-    for (int i = 0; i < 20; ++i) {
+    for (int i = 0; i < kPauses; ++i) {
       for (int k = 0; k < 4000; ++k) engine_->add({.reported = false});
       engine_->write();
     }
@@ -285,7 +294,7 @@ class ByBytes : public PrunerTest {
 TEST_F(ByBytes, FileAndLogNeverPassTheLimit) {
   constexpr std::int64_t kLimit = 2 * 1024 * 1024;
   open({.events = 0, .days = 0, .bytes = kLimit});
-  fill(300, kLimit);
+  fill(kBatches, kLimit);
   expect_whole();
   EXPECT_FALSE(engine_->ledger.size().is_too_full);
   EXPECT_FALSE(engine_->ledger.size().is_held);
@@ -296,7 +305,7 @@ TEST_F(ByBytes, FileAndLogNeverPassTheLimit) {
 
 TEST_F(ByBytes, ALowerLimitGivesSpaceBack) {
   open({.events = 0, .days = 0, .bytes = 8 * 1024 * 1024});
-  fill(300, 8 * 1024 * 1024);
+  fill(kBatches, 8 * 1024 * 1024);
   constexpr std::int64_t kLimit = 1024 * 1024;
   open({.events = 0, .days = 0, .bytes = kLimit});
   while (engine_->ledger.tidy()) {
@@ -311,7 +320,7 @@ TEST_F(ByBytes, ASmallLimit) {
   constexpr std::int64_t kLimit = 256 * 1024;
   open({.events = 0, .days = 0, .bytes = kLimit});
   EXPECT_GE(engine_->ledger.most_inputs_in_batch(), 1U);
-  fill(300, kLimit);
+  fill(kBatches, kLimit);
   expect_whole();
 }
 

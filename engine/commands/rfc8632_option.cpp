@@ -19,7 +19,7 @@ std::string rfc8632_answer(const ToldAlarms& told, const std::string& ledger) {
     load_host_tables(tables_directory(""));
   }
   StandardOutput::divert(Others::kDiscarded);
-  const auto filters = find_faults();
+  const auto filters = find_faults(Thoroughness::kOnlyFaults);
   return rfc8632_document(told, alarm_types(filters));
 }
 

@@ -242,6 +242,10 @@ LedgerReach LedgerReader::reach() {
   });
 }
 
+std::optional<HostTables> LedgerReader::latest_tables() {
+  return ask([](StoredRows& rows) { return rows.latest_tables(); });
+}
+
 void LedgerReader::alarm_facts(const std::string& under, const std::function<void(const AlarmFact& fact)>& take) {
   ask([&](StoredRows& rows) {
     for_each_alarm(connection_->db(), rows, under, take);

@@ -124,6 +124,9 @@ class LedgerReader {
 
   LedgerReach reach();
 
+  // The host tables that the latest inputs were handled under; nothing when there are none.
+  std::optional<HostTables> latest_tables();
+
   // Calls `take` for each alarm of which a fault has this DN or lies below it, or for all with an empty DN, in the
   // order in which they were raised.
   void alarm_facts(const std::string& under, const std::function<void(const AlarmFact& fact)>& take);

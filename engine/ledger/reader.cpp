@@ -163,6 +163,10 @@ std::vector<StoredAlarm> LedgerReader::missed(std::int64_t limit) {
   });
 }
 
+std::size_t LedgerReader::count_missed() {
+  return ask([](StoredRows& rows) { return rows.missed(0).size(); });
+}
+
 std::vector<StoredMaintenance> LedgerReader::maintenance() {
   return ask([](StoredRows& rows) { return rows.maintenance(); });
 }

@@ -104,9 +104,10 @@ class LedgerReader {
   // took part, or all for an empty DN; the last `limit`, or all for 0.
   std::vector<StoredAlarm> history(const std::string& fault_dn, std::int64_t limit);
 
-  // Alarms that came and went, and that nobody acknowledged, closed or silenced, since somebody acknowledged the missed
-  // ones; the oldest first, the last `limit`, or all for 0.
+  // Alarms that came and went since somebody acknowledged the missed ones, and that nobody acknowledged, closed or
+  // shelved; none of those that outputs were never told of. The oldest first, the last `limit`, or all for 0.
   std::vector<StoredAlarm> missed(std::int64_t limit);
+  std::size_t count_missed();
 
   // Objects that are out of service, by DN.
   std::vector<StoredMaintenance> maintenance();

@@ -65,7 +65,7 @@ struct Model {
     const bool ends = change.after == Severity::kCleared;
     if (ends) {
       quiet = !alarm.was_told;
-      const bool is_missed = !alarm.acknowledged && !alarm.closed && alarm.was_told;
+      const bool is_missed = alarm.was_told && !alarm.acknowledged && !alarm.closed && !alarm.shelf;
       if (is_missed && change.kind != ChangeKind::kMerged) missed.push_back(change.alarm);
       alarms.erase(change.alarm);
     } else if (!quiet) {

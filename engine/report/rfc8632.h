@@ -88,7 +88,7 @@ class RaisesAgain {
   ChangeNumber last_end_ = 0;
 };
 
-// Makes the summary of any number of alarms without keeping them: the same as that of a document of them.
+// Makes the summary of any number of alarms without keeping them: the same as in the JSON output of them.
 class AlarmSumming {
  public:
   explicit AlarmSumming(const AlarmTypes& types) : types_(types) {}

@@ -156,7 +156,7 @@ Status act(const OperatorOptions& options, const Verb& verb, StandardOutput& out
     if (!options.names.empty() || options.selection.is_given()) {
       throw UsageError("--missed is about all alarms that were missed; it is typed without names and other choices");
     }
-    const std::size_t missed = LedgerReader(options.ledger).missed(0).size();
+    const std::size_t missed = LedgerReader(options.ledger).count_missed();
     if (!options.dry_run) ActionRequestLine(ActionKind::kAcknowledgeMissed, options.text).send(options.control);
     output.write((options.dry_run ? "Would acknowledge " : "Acknowledged ") + plural(missed, "missed alarm") + ".\n");
     output.flush();

@@ -163,8 +163,9 @@ std::vector<StoredAlarm> LedgerReader::missed(std::int64_t limit) {
   });
 }
 
-std::size_t LedgerReader::count_missed() {
-  return ask([](StoredRows& rows) { return rows.missed(0).size(); });
+MissedCount LedgerReader::count_missed() {
+  return ask(
+      [](StoredRows& rows) { return MissedCount{.alarms = rows.missed(0).size(), .through = rows.last_change()}; });
 }
 
 std::vector<StoredMaintenance> LedgerReader::maintenance() {

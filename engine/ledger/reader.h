@@ -84,6 +84,12 @@ struct AlarmFact;
 class LedgerConnection;
 class StoredProfile;
 
+// How many alarms were missed that ended up to a change, and which change was the latest.
+struct MissedCount {
+  std::size_t alarms = 0;
+  ChangeNumber through = 0;
+};
+
 // Each question is answered of one moment. All throw LedgerError.
 class LedgerReader {
  public:
@@ -107,7 +113,7 @@ class LedgerReader {
   // Alarms that came and went since somebody acknowledged the missed ones, and that nobody acknowledged, closed or
   // shelved; none of those that outputs were never told of. The oldest first, the last `limit`, or all for 0.
   std::vector<StoredAlarm> missed(std::int64_t limit);
-  std::size_t count_missed();
+  MissedCount count_missed();
 
   // Objects that are out of service, by DN.
   std::vector<StoredMaintenance> maintenance();

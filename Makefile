@@ -3,7 +3,7 @@
 .PHONY: help demo build test check proof arm abi bench packages lint format clean
 
 help:
-	@echo "make demo     build the program and replay a server's day"
+	@echo "make demo     build the program, replay a server's day and tell a night's story"
 	@echo "make build    build the library and the program"
 	@echo "make test     build and run the tests of what the library and the program do"
 	@echo "make check    the same, and check formatting, documents, packages, ABI and instruction counts, and run cppcheck"
@@ -29,6 +29,9 @@ help:
 demo: build
 	@echo "== Replaying examples/day.jsonl"
 	@build/release/bin/polaiga replay examples/day.jsonl
+	@echo
+	@echo "== The story of a night: examples/night"
+	@examples/night build/release/bin/polaiga
 
 build:
 	@tools/setup demo

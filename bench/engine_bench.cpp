@@ -7,25 +7,30 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
 #include "base/standard_output.h"
+#include "commands/control_client.h"
 #include "core/recorder.h"
 #include "filter/host_tables.h"
 #include "intake/event_parser.h"
 #include "ledger/change_feed.h"
 #include "ledger/ledger.h"
 #include "ledger/reader.h"
+#include "running_engine.h"
 
 namespace polaiga::engine {
 namespace {
@@ -97,6 +102,7 @@ class Bench {
         {"active", &Bench::many_active_faults},
         {"million", &Bench::million_events},
         {"flash", &Bench::bytes_written},
+        {"operators", &Bench::operators},
     };
     for (const auto& [name, part] : kParts) {
       if (names.empty() || std::ranges::find(names, name) != names.end()) (this->*part)();
@@ -233,6 +239,7 @@ class Bench {
     };
     question("history of a fault, ms", 100, [&] { reader.history(fault_dn, 20); });
     question("explain, ms", 100, [&] { reader.explain(fault_dn); });
+    question("missed, the latest 100, ms", 100, [&] { reader.missed(100); });
     for (const int part : {1, 2, 3}) {
       const Moment at = moment_of(file, Sequence{250'000} * part);
       question("active --at, after " + std::to_string(part) + "/4, ms", 100, [&] { reader.active({}, at); });
@@ -250,9 +257,95 @@ class Bench {
 
   static Moment moment_of(const std::string& file, Sequence sequence) {
     const Database db(file, Access::kRead);
-    Statement row(db, "SELECT at FROM event WHERE seq = ?");
+    Statement row(db, "SELECT coalesce(at, time, arrived, received) FROM event WHERE seq = ?");
     if (!row.with(sequence).step()) throw std::runtime_error("an event is missing");
     return row.integer(0);
+  }
+
+  static double median(std::vector<double> values) {
+    std::ranges::sort(values);
+    return values.at(values.size() / 2);
+  }
+
+  static std::string slow_fan(int unit) {
+    return R"({"entity":"fan","sensor":"FAN1_TACH1","instance":)" + std::to_string(unit) +
+           R"(,"offset":3,"state":1})"
+           "\n";
+  }
+
+  static std::int64_t integer(const std::string& file, const std::string& sql) {
+    const Database db(file, Access::kRead);
+    Statement row(db, sql);
+    if (!row.step()) throw std::runtime_error("no answer: " + sql);
+    return row.integer(0);
+  }
+
+  // One selection of ten thousand alarms, and the events beside what operators do.
+  void operators() {
+    constexpr int kAlarms = 10'000;
+    constexpr int kRounds = 5;
+    const std::string file = place_.file("operators.db");
+    const RunningEngine engine(file);
+    std::string all;
+    for (int unit = 1; unit <= kAlarms; ++unit) all += slow_fan(unit);
+    engine.send(all);
+
+    const std::string names = "--ledger " + file + " --control " + engine.control();
+    std::vector<double> times;
+    for (int round = 0; round < kRounds; ++round) {
+      const std::int64_t before = integer(file, "SELECT max(seq) FROM event");
+      times.push_back(seconds([&] { run_program("ack --all --comment seen " + names, "/dev/null"); }));
+      // One input, and so one transaction, since an input is never divided.
+      const std::string of_all = "SELECT count(*) FROM change WHERE seq = " + std::to_string(before + 1);
+      if (integer(file, "SELECT max(seq) FROM event") != before + 1 || integer(file, of_all) != kAlarms) {
+        throw std::runtime_error("the alarms were not acknowledged by one input");
+      }
+      run_program("unack --all " + names, "/dev/null");
+    }
+    at_most("10,000 alarms acknowledged by a selection, s", median(times), 2);
+    rate_beside_actions(engine);
+    std::filesystem::remove(file);
+  }
+
+  // Rounds with and without actions follow each other, so that both of a pair meet the same machine.
+  void rate_beside_actions(const RunningEngine& engine) {
+    constexpr int kEvents = 100'000;
+    constexpr int kRounds = 7;
+    constexpr std::chrono::milliseconds kBetweenActions(100);
+    std::string lines;
+    for (int i = 0; i < kEvents; ++i) lines += slow_fan(i % 100 + 1);
+    std::vector<double> alone;
+    std::vector<double> beside;
+    std::vector<double> ratios;
+    std::size_t actions = 0;
+    engine.send(lines);  // what comes again and again is stored by then
+    for (int round = 0; round < kRounds; ++round) {
+      alone.push_back(kEvents / seconds([&] { engine.send(lines); }));
+      std::atomic<bool> is_over = false;
+      std::exception_ptr failure;
+      std::thread operators([&] {
+        try {
+          ControlClient client(engine.control());
+          for (; !is_over; ++actions) {
+            const std::string action = actions % 2 == 0 ? "acknowledge" : "unacknowledge";
+            const std::string answer = client.ask(R"({"do":")" + action + R"(","alarms":"1,+1,+1"})" + "\n");
+            if (answer.find("\"changes\":3") == std::string::npos) throw std::runtime_error(answer);
+            std::this_thread::sleep_for(kBetweenActions);
+          }
+        } catch (...) {
+          failure = std::current_exception();
+        }
+      });
+      beside.push_back(kEvents / seconds([&] { engine.send(lines); }));
+      is_over = true;
+      operators.join();
+      if (failure) std::rethrow_exception(failure);
+      ratios.push_back(beside.back() / alone.back());
+    }
+    note("events a second at the socket", median(alone));
+    note("the same beside ten actions a second", median(beside));
+    note("actions in that time", static_cast<double>(actions));
+    at_least("events beside actions, of those without", median(ratios), 0.9);
   }
 
   // Bytes that this process has given to files so far.

@@ -79,11 +79,7 @@ Outcome Alarms::raise(const fe_fault_record& record, const std::optional<Former>
   change.before = goes_on ? former->severity : Severity::kCleared;
   change.other = former && !goes_on ? former->alarm : 0;
   fault.standing.was_told = fault.standing.was_told || !change.is_quiet;
-  const bool is_worse = fault.severity > change.before;
-  if (goes_on && is_worse && fault.standing.acknowledged != 0 && renews_acknowledgements_) {
-    fault.standing.acknowledged = 0;
-    add(fault, ChangeKind::kUnacknowledged, step.sequence, step.at, step.changes);
-  }
+  if (goes_on) renew(fault, former->severity, step);
   ++counts_.raised;
   faults_.emplace(fault.fault_dn, std::move(fault));
   return Outcome::kRaised;
@@ -118,8 +114,18 @@ Outcome Alarms::refresh(ActiveFault& fault, Severity severity, const std::option
   fault.severity = severity;  // another one than before when the profile was changed
   report(fault, step);
   add(fault, ChangeKind::kRefreshed, step.sequence, step.at, step.changes).before = before;
+  renew(fault, before, step);
   ++counts_.refreshed;
   return Outcome::kRefreshed;
+}
+
+// An alarm that got worse asks for a new acknowledgement, if that is wanted.
+void Alarms::renew(ActiveFault& fault, Severity before, const Step& step) {
+  AlarmStanding& standing = fault.standing;
+  const bool has_answer = standing.acknowledged != 0 || standing.closed != 0;
+  if (!renews_acknowledgements_ || !has_answer || fault.severity <= before) return;
+  standing.acknowledged = standing.closed = 0;
+  add(fault, ChangeKind::kUnacknowledged, step.sequence, step.at, step.changes);
 }
 
 // Notes that the reporter reports the fault, with the record of this input.
@@ -207,6 +213,17 @@ void Alarms::act(const OperatorAction& action, Sequence sequence, Moment at, std
   look_for_next_end();
 }
 
+// Why the action is not possible for the alarm that has this fault, or that has none; null: it is possible.
+const char* Alarms::why_not(ActionKind kind, const ActiveFault* fault) {
+  if (fault == nullptr) return "not active: it is over, or there never was one";
+  const AlarmStanding& standing = fault->standing;
+  if (kind == ActionKind::kUnacknowledge && standing.acknowledged == 0 && standing.closed == 0) {
+    return "neither acknowledged nor closed";
+  }
+  if (kind == ActionKind::kUnshelve && standing.shelved == 0) return "not shelved";
+  return nullptr;
+}
+
 // The active faults of the alarms that the action is about, when it is possible for all of them.
 std::vector<ActiveFault*> Alarms::alarms_of(const OperatorAction& action) {
   std::unordered_map<ChangeNumber, ActiveFault*> by_alarm;
@@ -216,15 +233,15 @@ std::vector<ActiveFault*> Alarms::alarms_of(const OperatorAction& action) {
   found.reserve(action.alarms.size());
   for (const ChangeNumber number : action.alarms) {
     const auto alarm = by_alarm.find(number);
-    const std::string name = "Alarm " + std::to_string(number);
-    if (alarm == by_alarm.end()) throw ActionRefused(name + " is not active: it is over, or there never was one");
-    const AlarmStanding& standing = alarm->second->standing;
-    if (action.kind == ActionKind::kUnacknowledge && standing.acknowledged == 0 && standing.closed == 0) {
-      throw ActionRefused(name + " is neither acknowledged nor closed");
+    const ActiveFault* const fault = alarm != by_alarm.end() ? alarm->second : nullptr;
+    if (const char* const why = why_not(action.kind, fault)) {
+      if (action.is_selection) continue;
+      throw ActionRefused("Alarm " + std::to_string(number) + " is " + why);
     }
-    if (action.kind == ActionKind::kUnshelve && standing.shelved == 0) throw ActionRefused(name + " is not shelved");
     found.push_back(alarm->second);
   }
+  if (found.empty())
+    throw ActionRefused("None of the selected alarms is active any more, or the action is done already");
   return found;
 }
 

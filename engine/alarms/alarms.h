@@ -96,7 +96,7 @@ class Alarms {
   // its host during input `sequence` that it is over.
   void withdraw(std::string_view fault_dn, Sequence sequence, Moment at, std::vector<Change>& changes);
 
-  // From now on a severity that gets worse takes an acknowledgement back.
+  // From now on an alarm that gets worse is neither acknowledged nor closed any more.
   void renew_acknowledgements() { renews_acknowledgements_ = true; }
 
   // Carries an action out for all its alarms, or for none. Throws ActionRefused.
@@ -159,10 +159,12 @@ class Alarms {
   std::optional<Former> supersede(const fe_fault_record& record, const Step& step);
   Outcome raise(const fe_fault_record& record, const std::optional<Former>& former, const Step& step);
   Outcome refresh(ActiveFault& fault, Severity severity, const std::optional<Former>& former, const Step& step);
+  void renew(ActiveFault& fault, Severity before, const Step& step);
   void report(ActiveFault& fault, const Step& step);
   bool take_back(ActiveFault& fault, const Reporter& reporter);
   void end(Faults::iterator fault, ChangeKind kind, Severity after, Sequence sequence, Moment at,
            std::vector<Change>& changes);
+  static const char* why_not(ActionKind kind, const ActiveFault* fault);
   std::vector<ActiveFault*> alarms_of(const OperatorAction& action);
   void act_on_object(const OperatorAction& action, Sequence sequence, Moment at, std::vector<Change>& changes);
   void look_for_next_end();

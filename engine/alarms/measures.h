@@ -44,6 +44,12 @@ struct AlarmFact {
     Moment at = 0;
   };
 
+  // A state that an alarm had since some time.
+  struct StateAt {
+    Moment at = 0;
+    OperatorState state = OperatorState::kNone;
+  };
+
   ChangeNumber number = 0;
   std::string dn;          // of the object
   std::uint32_t code = 0;  // of its first fault
@@ -51,10 +57,15 @@ struct AlarmFact {
   Severity severity = Severity::kIndeterminate;  // now, or the last one when it is over
   Moment created = 0;
   std::optional<Moment> ended;         // none: it is active
+  ChangeNumber ended_by = 0;           // the change that ended it
+  Sequence ended_seq = 0;              // the input of that change
   bool is_merged = false;              // it ended because it went on as part of another alarm
   Moment reported = 0;                 // the latest report; it does not matter when the alarm is over
   std::optional<Moment> acknowledged;  // or closed, for the first time
   OperatorState state = OperatorState::kNone;
+  // After the action that has the latest time; none: no operator acted on the alarm.
+  std::optional<StateAt> latest_state = {};
+  std::optional<CauseStandard> cause = {};  // of its first fault; none: the cause is unknown
   std::vector<Raise> raises;
 };
 

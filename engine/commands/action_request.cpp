@@ -90,7 +90,17 @@ ActionRequestLine& ActionRequestLine::lasting(const SilenceEnd& ending) {
 
 std::string ActionRequestLine::line() const { return members_ + "}\n"; }
 
-bool ActionRequestLine::send(const std::string& control) const {
+ActionRequestLine& ActionRequestLine::selected() {
+  members_ += ",\"selection\":true";
+  return *this;
+}
+
+ActionRequestLine& ActionRequestLine::through(ChangeNumber change) {
+  members_ += ",\"through\":" + std::to_string(change);
+  return *this;
+}
+
+ActionDone ActionRequestLine::send(const std::string& control) const {
   const std::string answer = ControlClient(control).ask(line());
   const auto told = nlohmann::json::parse(answer, nullptr, false);
   if (told.is_object() && told.contains("error") && told["error"].is_string()) {
@@ -99,7 +109,9 @@ bool ActionRequestLine::send(const std::string& control) const {
   if (!told.is_object() || !told.contains("seq")) {
     throw std::runtime_error(printable(control) + ": the engine's answer is not understood: " + in_quotes(answer));
   }
-  return !told.contains("duplicate");
+  const auto changes = told.find("changes");
+  return {.is_new = !told.contains("duplicate"),
+          .changes = changes != told.end() && changes->is_number_unsigned() ? changes->get<std::int64_t>() : 0};
 }
 
 }  // namespace polaiga::engine

@@ -32,6 +32,11 @@ void add_action_text_options(CLI::App& command, bool wants_comment, ActionText& 
 // --for and --until.
 void add_ending_options(CLI::App& command, SilenceEnd& ending);
 
+struct ActionDone {
+  bool is_new = true;        // else it had been done before, under the same id
+  std::int64_t changes = 0;  // of alarms, and of an object
+};
+
 // A request that is put together and sent.
 class ActionRequestLine {
  public:
@@ -42,11 +47,15 @@ class ActionRequestLine {
   // Throws UsageError unless exactly one of the two is given.
   ActionRequestLine& lasting(const SilenceEnd& ending);
 
+  // Those of the alarms for which the action is not possible any more are left out.
+  ActionRequestLine& selected();
+  // The missed alarms that ended up to this change.
+  ActionRequestLine& through(ChangeNumber change);
+
   std::string line() const;
 
-  // Answers whether it was done; if not, it had been done before under the same id. Throws std::runtime_error with
-  // the reason when it is refused.
-  bool send(const std::string& control) const;
+  // Throws std::runtime_error with the reason when it is refused.
+  ActionDone send(const std::string& control) const;
 
  private:
   std::string members_;

@@ -66,6 +66,12 @@ std::string ControlClient::ask(const std::string& line) {
   while (answer.find('\n') == std::string::npos && answer.size() < kLongestAnswer) {
     const ssize_t now = ::recv(socket_.get(), part, sizeof part, 0);
     if (now < 0 && errno == EINTR) continue;
+    if (now < 0 && errno == EAGAIN) {
+      fail(path_,
+           "the engine did not answer within " + std::to_string(kAnswerWithin.tv_sec) +
+               " s. It may still do what it was asked for: look with `polaiga active`, or type the command again "
+               "with an --id, under which it is done once");
+    }
     if (now < 0) fail(path_, std::string("the engine does not answer: ") + std::strerror(errno));
     if (now == 0) fail(path_, "the engine ended before it answered. Look with `polaiga active` what was done");
     answer.append(part, static_cast<std::size_t>(now));

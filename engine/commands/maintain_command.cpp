@@ -1,6 +1,7 @@
 #include "commands/maintain_command.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <memory>
 
 #include "base/printable.h"
@@ -32,10 +33,16 @@ Status maintain(const MaintainOptions& options, StandardOutput& output) {
   ActionRequestLine request(begins ? ActionKind::kMaintain : ActionKind::kEndMaintenance, options.text);
   request.about(begins ? options.dn : options.end);
   if (begins) request.lasting(options.ending);
-  const bool is_new = request.send(options.control);
-  const std::string object = printable(begins ? options.dn : options.end);
-  output.write(is_new ? object + (begins ? " is out of service.\n" : " is back in service.\n")
-                      : std::string("This was done before, under the same id.\n"));
+  const ActionDone done = request.send(options.control);
+  if (done.is_new) {
+    // One change is that of the object itself.
+    const auto alarms = static_cast<std::uint64_t>(std::max<std::int64_t>(done.changes - 1, 0));
+    output.write(printable(begins ? options.dn : options.end) +
+                 (begins ? " is out of service; " : " is back in service; ") + plural(alarms, "active alarm") +
+                 (alarms == 1 ? " is " : " are ") + (begins ? "silenced.\n" : "no longer silenced by it.\n"));
+  } else {
+    output.write("This was done before, under the same id.\n");
+  }
   output.flush();
   return kDone;
 }
@@ -83,7 +90,10 @@ Command maintain_command(CLI::App& program) {
       "Exit status: 0 when it was done, 2 when it was refused or the engine cannot be reached.");
   add_control_option(*app, options->control);
   add_ending_options(*app, options->ending);
-  add_name_option(*app, {"--end", "DN", "The object is back in service"}, "sys/rack-unit-1/psu-1", options->end);
+  add_name_option(*app, {"--end", "DN", "End the maintenance of this object now"}, "sys/rack-unit-1/psu-1",
+                  options->end)
+      ->excludes(app->get_option("--for"))
+      ->excludes(app->get_option("--until"));
   add_action_text_options(*app, false, options->text);
   add_name(*app, "DN", options->dn, "DN of the object");
   return {app, [options](StandardOutput& output) { return maintain(*options, output); }};

@@ -54,8 +54,9 @@ Command missed_command(CLI::App& program) {
   const auto options = std::make_shared<MissedOptions>();
   CLI::App* const app = program.add_subcommand("missed", "List the alarms that came and went while nobody looked");
   app->footer(
-      "An alarm is missed when it is over and nobody acknowledged, closed or silenced it. The list begins\n"
-      "anew when somebody types `polaiga ack --missed`.\n\n"
+      "An alarm is missed when it is over and nobody acknowledged, closed or shelved it. Alarms that were\n"
+      "silenced from beginning to end, by maintenance, are not missed. The list begins anew when\n"
+      "somebody types `polaiga ack --missed`.\n\n"
       "Exit status: 0 when all is well, 1 when damaged rows were left out, 2 when the ledger\n"
       "cannot be read.");
   add_ledger_option(*app, options->ledger);

@@ -50,6 +50,8 @@ constexpr Verb kVerbs[] = {
      "polaiga unshelve --all", false},
 };
 
+constexpr const char* kDoneBefore = "This was done before, under the same id.\n";
+
 struct OperatorOptions {
   std::string ledger;
   std::string control;
@@ -150,17 +152,28 @@ bool is_sure(const OperatorOptions& options, const Verb& verb, const std::vector
   return says_yes(still_active + verb.asked + " " + these + "?");
 }
 
+// Alarms that end after they were counted here are missed yet.
+Status acknowledge_missed(const OperatorOptions& options, ActionRequestLine request, StandardOutput& output) {
+  const MissedCount missed = LedgerReader(options.ledger).count_missed();
+  const std::string alarms = plural(missed.alarms, "missed alarm") + ".\n";
+  if (options.dry_run) {
+    output.write("Would acknowledge " + alarms);
+  } else if (request.through(missed.through).send(options.control).is_new) {
+    output.write("Acknowledged " + alarms);
+  } else {
+    output.write(kDoneBefore);
+  }
+  output.flush();
+  return kDone;
+}
+
 Status act(const OperatorOptions& options, const Verb& verb, StandardOutput& output) {
   ActionRequestLine request(verb.kind, options.text);
   if (options.missed) {
     if (!options.names.empty() || options.selection.is_given()) {
       throw UsageError("--missed is about all alarms that were missed; it is typed without names and other choices");
     }
-    const std::size_t missed = LedgerReader(options.ledger).missed(0).size();
-    if (!options.dry_run) ActionRequestLine(ActionKind::kAcknowledgeMissed, options.text).send(options.control);
-    output.write((options.dry_run ? "Would acknowledge " : "Acknowledged ") + plural(missed, "missed alarm") + ".\n");
-    output.flush();
-    return kDone;
+    return acknowledge_missed(options, std::move(request), output);
   }
   LedgerReader reader(options.ledger);
   const std::vector<ActiveRow> alarms = chosen_alarms(options, verb.kind, reader);
@@ -176,10 +189,12 @@ Status act(const OperatorOptions& options, const Verb& verb, StandardOutput& out
     numbers.reserve(alarms.size());
     for (const ActiveRow& row : alarms) numbers.push_back(row.fault.alarm);
     request.about(std::move(numbers), reader.ledger_id());
+    if (options.names.empty()) request.selected();
     if (verb.kind == ActionKind::kShelve) request.lasting(options.ending);
-    const bool is_new = request.send(options.control);
-    output.write(is_new ? std::string(verb.done) + " " + plural(alarms.size(), "alarm") + ".\n"
-                        : std::string("This was done before, under the same id.\n"));
+    const ActionDone done = request.send(options.control);
+    output.write(done.is_new
+                     ? std::string(verb.done) + " " + plural(static_cast<std::uint64_t>(done.changes), "alarm") + ".\n"
+                     : std::string(kDoneBefore));
   }
   output.flush();
   return is_damaged ? kDamaged : kDone;

@@ -58,12 +58,13 @@ std::optional<Moment> parse_age(const std::string& text) {
   return age && *age <= kLastMoment ? age : std::nullopt;
 }
 
-void add_age_option(CLI::App& command, const std::string& name, std::optional<Moment>& age, const std::string& help) {
-  add_value_option(command, {name, "AGE", help}, {"a whole number with s, m, h or d", "2h"},
-                   [&age](const std::string& text) {
-                     age = parse_age(text);
-                     return age.has_value();
-                   });
+CLI::Option* add_age_option(CLI::App& command, const std::string& name, std::optional<Moment>& age,
+                            const std::string& help) {
+  return add_value_option(command, {name, "AGE", help}, {"a whole number with s, m, h or d", "2h"},
+                          [&age](const std::string& text) {
+                            age = parse_age(text);
+                            return age.has_value();
+                          });
 }
 
 bool AlarmSelection::is_given() const {

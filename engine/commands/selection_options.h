@@ -37,6 +37,7 @@ void add_alarm_selection_options(CLI::App& command, AlarmSelection& selection);
 
 // An age or a time span: a number with s, m, h or d, in seconds.
 std::optional<Moment> parse_age(const std::string& text);
-void add_age_option(CLI::App& command, const std::string& name, std::optional<Moment>& age, const std::string& help);
+CLI::Option* add_age_option(CLI::App& command, const std::string& name, std::optional<Moment>& age,
+                            const std::string& help);
 
 }  // namespace polaiga::engine

@@ -7,6 +7,7 @@
 
 #include "alarms/measures.h"
 #include "commands/options.h"
+#include "commands/rfc8632_option.h"
 #include "commands/selection_options.h"
 #include "ledger/reader.h"
 #include "report/bar.h"
@@ -18,6 +19,7 @@ namespace {
 struct StatsOptions {
   std::string ledger;
   bool json = false;
+  bool rfc8632 = false;
   Selection selection;
   std::optional<Moment> newer_than;  // seconds
 };
@@ -38,6 +40,12 @@ Moment since(const std::optional<Moment>& raised_after, const LedgerReach& reach
 
 Status stats(const StatsOptions& options, StandardOutput& output) {
   LedgerReader reader(options.ledger);
+  if (options.rfc8632) {
+    bool is_damaged = false;
+    output.write(rfc8632_summary(reader, options.selection.under, is_damaged));
+    output.flush();
+    return is_damaged ? kDamaged : kDone;
+  }
   const Moment now = std::time(nullptr);
   const LedgerReach reach = reader.reach();
   const auto raised_after = beginning(reach, options.newer_than, now);
@@ -66,12 +74,15 @@ Command stats_command(CLI::App& program) {
       "acknowledge and to clear an alarm. docs/alarms.md defines each measure.\n\n"
       "AGE is a number with a unit: s, m, h or d. What is active, and what is new in the last\n"
       "10 minutes, hour and day, does not depend on it.\n\n"
+      "--rfc8632 counts the same alarms as `polaiga history --rfc8632 --limit 0`, but for --under.\n\n"
       "Exit status: 0 when all is well, 1 when damaged rows were left out, 2 when the ledger\n"
       "cannot be read.");
   add_ledger_option(*app, options->ledger);
-  add_switch(*app, "--json", "Print a JSON object", options->json);
+  CLI::Option* const json = add_switch(*app, "--json", "Print a JSON object", options->json);
+  CLI::Option* const rfc8632 = add_rfc8632_option(*app, json, options->rfc8632);
   add_under_option(*app, options->selection);
-  add_age_option(*app, "--newer-than", options->newer_than, "Measure what was raised less than this long ago");
+  rfc8632->excludes(
+      add_age_option(*app, "--newer-than", options->newer_than, "Measure what was raised less than this long ago"));
   return {app, [options](StandardOutput& output) { return stats(*options, output); }};
 }
 

@@ -4,6 +4,8 @@
 #include <map>
 #include <utility>
 
+#include "base/printable.h"
+
 namespace polaiga::engine {
 namespace {
 
@@ -24,6 +26,7 @@ Moment moment_of(const SensorEvent& event, Moment arrived) {
 Recorder::Recorder(const Options& options, const Clock& clock, Ledger* ledger)
     : ledger_(ledger),
       most_in_batch_(options.most_in_batch),
+      most_changes_in_batch_(options.most_changes_in_batch),
       filters_(options.platform, options.log),
       alarms_(options.most_reports, ledger != nullptr ? ledger->last_change() : 0),
       arrivals_(clock, last_arrival(ledger)),
@@ -78,10 +81,23 @@ void Recorder::use_profile(AlarmProfile profile) {
   if (ledger_ != nullptr) ledger_->set_profile(alarms_.profile().text());
 }
 
-std::optional<Sequence> Recorder::find(const std::optional<std::string>& id) const {
+std::optional<Sequence> Recorder::find(const std::optional<std::string>& id, InputKind kind) const {
   if (!id || ledger_ == nullptr) return std::nullopt;
-  if (const auto found = ids_.find(*id); found != ids_.end()) return found->second;
-  return ledger_->find(*id);
+  if (const auto ids = ids_.find(kind); ids != ids_.end()) {
+    if (const auto found = ids->second.find(*id); found != ids->second.end()) return found->second;
+  }
+  return ledger_->find(*id, kind);
+}
+
+// An id that somebody uses a second time for something else must not pass as what was done before. The alarms are not
+// compared: a selection that is made again leaves out what is done already.
+void Recorder::must_be_as(Sequence former, const OperatorAction& action) const {
+  const auto in_batch = std::ranges::find(batch_.inputs, former, &RecordedInput::sequence);
+  const auto known = in_batch != batch_.inputs.end() ? in_batch->action : ledger_->action(former);
+  if (!known || (known->kind == action.kind && known->dn == action.dn && known->comment == action.comment)) return;
+  throw ActionRefused("The id " + in_quotes(*action.id) + " belongs to input " + std::to_string(former) +
+                      ", which was another action: " + std::string(action_word(known->kind)) +
+                      (known->comment ? ", " + in_quotes(*known->comment) : std::string()) + ". Choose another id");
 }
 
 RecordedInput Recorder::new_input(const Arrival& arrival) const {
@@ -97,13 +113,16 @@ RecordedInput Recorder::new_input(const Arrival& arrival) const {
 Receipt Recorder::take(RecordedInput&& input) {
   last_sequence_ = input.sequence;
   const auto& id = input.action ? input.action->id : input.event.id;
-  if (id && ledger_ != nullptr) ids_.emplace(*id, input.sequence);
+  if (id && ledger_ != nullptr) {
+    ids_[input.action ? InputKind::kAction : InputKind::kEvent].emplace(*id, input.sequence);
+  }
+  changes_ += input.changes.size();
   batch_.inputs.push_back(std::move(input));
   return {batch_.inputs.back().sequence, false, &batch_.inputs.back()};
 }
 
 Receipt Recorder::record(SensorEvent&& event) {
-  if (const auto known = find(event.id)) return {*known, true, nullptr};
+  if (const auto known = find(event.id, InputKind::kEvent)) return {*known, true, nullptr};
   const Arrival arrival = arrivals_.now();
   went_back_ = std::max<std::int64_t>(0, std::exchange(last_received_, arrival.received) - arrival.received);
   RecordedInput input = new_input(arrival);
@@ -123,7 +142,10 @@ Receipt Recorder::record(SensorEvent&& event) {
 }
 
 Receipt Recorder::act(OperatorAction&& action) {
-  if (const auto known = find(action.id)) return {*known, true, nullptr};
+  if (const auto known = find(action.id, InputKind::kAction)) {
+    must_be_as(*known, action);
+    return {*known, true, nullptr};
+  }
   const Arrival arrival = arrivals_.now();
   if (action.kind == ActionKind::kShelve || action.kind == ActionKind::kMaintain) {
     if (action.lasts == 0) action.lasts = action.until - arrival.arrived;
@@ -140,11 +162,14 @@ Receipt Recorder::act(OperatorAction&& action) {
 }
 
 bool Recorder::end_what_is_over() {
-  if (!alarms_.next_end()) return false;
+  if (!alarms_.next_end() || is_full()) return false;
   const Arrival arrival = arrivals_.now();
   if (*alarms_.next_end() > arrival.age) return false;
   std::vector<OperatorAction> actions = alarms_.over(arrival.age);
-  for (OperatorAction& action : actions) act(std::move(action));
+  for (OperatorAction& action : actions) {
+    act(std::move(action));
+    if (is_full()) break;  // the others follow in the next batch
+  }
   return !actions.empty();
 }
 
@@ -159,6 +184,7 @@ void Recorder::commit() {
     ledger_->write(batch_);
   }
   batch_.inputs.clear();
+  changes_ = 0;
   batch_.filter_state.clear();
   ids_.clear();
 }

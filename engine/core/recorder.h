@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -36,7 +37,8 @@ class Recorder {
     Log log = Log::kOff;
     std::size_t most_reports = Alarms::kMostReports;  // see Alarms
     std::size_t most_in_batch = 4096;
-    bool renew_acknowledgements = false;  // an alarm that gets worse is to be acknowledged again
+    std::size_t most_changes_in_batch = 20'000;  // an action may make as many in one input; then it is the last one
+    bool renew_acknowledgements = false;         // an alarm that gets worse is to be acknowledged again
   };
 
   // Without a ledger: numbers begin at 1, nothing is kept.
@@ -63,8 +65,8 @@ class Recorder {
   // committed: the ledger has what a new recorder needs to go on.
   Receipt record(SensorEvent&& event);
 
-  // Takes an action of an operator. Throws ActionRefused with the reason; then nothing of it was done. Otherwise as
-  // record().
+  // Takes an action of an operator. Throws ActionRefused with the reason, such as that another action had its id; then
+  // nothing of it was done. Otherwise as record().
   Receipt act(OperatorAction&& action);
 
   // Ends the shelves and the maintenance whose time is over, each as an input of the engine's own. Answers whether
@@ -76,7 +78,7 @@ class Recorder {
 
   // Whether there is something to commit, and whether the batch takes no more.
   bool has_batch() const { return !batch_.inputs.empty(); }
-  bool is_full() const { return batch_.inputs.size() >= most_in_batch_; }
+  bool is_full() const { return batch_.inputs.size() >= most_in_batch_ || changes_ >= most_changes_in_batch_; }
   const Batch& batch() const { return batch_; }
 
   // Writes the batch and begins a new one. Durable when it returns. Throws
@@ -97,19 +99,22 @@ class Recorder {
   Recorder(const Options& options, const Clock& clock, Ledger* ledger);
 
   void rebuild(const Restored& restored);
-  std::optional<Sequence> find(const std::optional<std::string>& id) const;
+  std::optional<Sequence> find(const std::optional<std::string>& id, InputKind kind) const;
+  void must_be_as(Sequence former, const OperatorAction& action) const;
   RecordedInput new_input(const Arrival& arrival) const;
   Receipt take(RecordedInput&& input);
 
   Ledger* ledger_;  // null: none
   std::size_t most_in_batch_;
+  std::size_t most_changes_in_batch_;
   FilterRunner filters_;
   FilterState filter_state_;
   Alarms alarms_;
   Arrivals arrivals_;
   Sequence last_sequence_;
   Batch batch_;
-  std::unordered_map<std::string, Sequence> ids_;  // of the batch
+  std::size_t changes_ = 0;                                             // of the batch
+  std::map<InputKind, std::unordered_map<std::string, Sequence>> ids_;  // of the batch
   Moment last_received_ = 0;
   std::int64_t went_back_ = 0;
   std::vector<std::string> news_;

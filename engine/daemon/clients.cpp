@@ -29,8 +29,13 @@ std::string of_user(uid_t user) { return " of user " + std::to_string(user); }
 
 }  // namespace
 
-Clients::Clients(std::string name, std::chrono::milliseconds idle_within, const Clock& clock, Messages& messages)
-    : name_(std::move(name)), idle_within_(idle_within), clock_(clock), messages_(messages) {}
+Clients::Clients(std::string name, std::chrono::milliseconds idle_within, const Clock& clock, Messages& messages,
+                 std::size_t longest_line)
+    : name_(std::move(name)),
+      idle_within_(idle_within),
+      clock_(clock),
+      messages_(messages),
+      longest_line_(longest_line) {}
 
 void Clients::listen_at(const std::string& path, std::optional<gid_t> group) {
   listener_ = std::make_unique<Listener>(path, group);
@@ -131,7 +136,7 @@ void Clients::serve_those_who_wait() {
 void Clients::serve(std::size_t waiting) {
   const auto next = waiting_.begin() + static_cast<std::ptrdiff_t>(waiting);
   senders_.emplace_back(Sender::Kind::kClient, name_ + " " + std::to_string(++numbered_), std::move(next->connection),
-                        Descriptor());
+                        Descriptor(), longest_line_);
   senders_.back().user = next->user;
   senders_.back().heard = clock_.steady();
   waiting_.erase(next);

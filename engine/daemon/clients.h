@@ -24,8 +24,9 @@ namespace polaiga::engine {
 class Clients {
  public:
   // `name` is what messages call a client. One that has sent no whole line for `idle_within` leaves if others wait.
-  // The clock and the messages must outlive this.
-  Clients(std::string name, std::chrono::milliseconds idle_within, const Clock& clock, Messages& messages);
+  // A line may have so many bytes. The clock and the messages must outlive this.
+  Clients(std::string name, std::chrono::milliseconds idle_within, const Clock& clock, Messages& messages,
+          std::size_t longest_line = LineBuffer::kLongestLine);
 
   // At most so many clients are served at once, and as many more wait.
   void limit(int places) { places_ = static_cast<std::size_t>(places); }
@@ -99,6 +100,7 @@ class Clients {
   std::unique_ptr<Listener> listener_;
   std::vector<Waiting> waiting_;  // in the order in which they came
   std::list<Sender> senders_;     // answers that wait point to them
+  std::size_t longest_line_;
   std::uint64_t numbered_ = 0;
   bool received_ = false;
   bool stops_ = false;

@@ -23,9 +23,9 @@ using nlohmann::json;
 constexpr std::size_t kLongestName = 32;
 constexpr std::size_t kLongestPerson = 64;
 
-// A member of a request. A value that is neither a text nor a number of a change has no use in any request.
+// A member of a request. Other values have no use in any request.
 struct Member {
-  enum class Kind { kText, kNumber, kOther };
+  enum class Kind { kText, kNumber, kFlag, kOther };
   std::string name;
   Kind kind = Kind::kOther;
   std::string text;
@@ -39,7 +39,7 @@ using Request = std::vector<Member>;
 class MemberReader {
  public:
   bool null() { return value({}); }
-  bool boolean(bool /*value*/) { return value({}); }
+  bool boolean(bool flag) { return value({"", Member::Kind::kFlag, "", flag ? 1U : 0U}); }
   bool number_integer(json::number_integer_t /*value*/) { return value({}); }
   bool number_unsigned(json::number_unsigned_t number) { return value({"", Member::Kind::kNumber, "", number}); }
   bool number_float(json::number_float_t /*value*/, const std::string& /*text*/) { return value({}); }
@@ -145,6 +145,14 @@ const Member* find_member(const Request& request, const char* name) {
   return found == request.end() ? nullptr : &*found;
 }
 
+// Without the member it is false.
+bool flag_member(const Request& request, const char* name) {
+  const Member* const found = find_member(request, name);
+  if (found == nullptr) return false;
+  if (found->kind != Member::Kind::kFlag) throw BadRequest("The member " + in_quotes(name) + " must be true or false");
+  return found->number != 0;
+}
+
 // A text that people will read: of visible characters alone, and no longer than it may be.
 std::string visible_text(const Request& request, const char* name, std::size_t most) {
   std::string text = text_member(request, name);
@@ -198,7 +206,7 @@ std::vector<ChangeNumber> alarms_of(const Request& request) {
 std::string dn_of(const Request& request) {
   std::string dn = visible_text(request, "dn", FE_DN_SIZE - 1);
   while (dn.ends_with('/')) dn.pop_back();
-  if (dn.empty() || dn.front() == '/') {
+  if (dn.empty() || dn.front() == '/' || dn.find("//") != std::string::npos || dn.front() == ' ' || dn.back() == ' ') {
     throw BadRequest("The member 'dn' must be the DN of an object, as in 'sys/rack-unit-1/psu-1'");
   }
   return dn;
@@ -227,7 +235,11 @@ ActionRequest action_of(const Request& request, ActionKind kind) {
   const bool lasts = kind == ActionKind::kShelve || kind == ActionKind::kMaintain;
   std::vector<std::string_view> names{"do", "comment", "id", "ledger_id", "on_behalf_of"};
   if (is_about_object(kind)) names.emplace_back("dn");
-  if (!is_about_object(kind) && kind != ActionKind::kAcknowledgeMissed) names.emplace_back("alarms");
+  if (kind == ActionKind::kAcknowledgeMissed) {
+    names.emplace_back("through");
+  } else if (!is_about_object(kind)) {
+    names.insert(names.end(), {"alarms", "selection"});
+  }
   if (lasts) names.insert(names.end(), {"for", "until"});
   expect_only(request, names);
   ActionRequest found;
@@ -244,8 +256,11 @@ ActionRequest action_of(const Request& request, ActionKind kind) {
   }
   if (is_about_object(kind)) {
     action.dn = dn_of(request);
-  } else if (kind != ActionKind::kAcknowledgeMissed) {
+  } else if (kind == ActionKind::kAcknowledgeMissed) {
+    action.through = through_of(request);
+  } else {
     action.alarms = alarms_of(request);
+    action.is_selection = flag_member(request, "selection");
   }
   if (lasts) read_end(request, action);
   return found;

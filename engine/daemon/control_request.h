@@ -30,7 +30,9 @@ struct ForgetRequest {
 // {"do":"acknowledge","alarms":"17,+1,+5","comment":"TEXT","id":"TEXT"}: an operator's action. It has "alarms", or "dn"
 // when it is about an object. A shelf and maintenance have "for", in seconds, or "until", a time of RFC 3339. Closing
 // and shelving want a comment. "alarms" lists the numbers of the alarms; one that begins with "+" counts from the one
-// before it. "ledger_id" says of which ledger the numbers are. A gateway says with "on_behalf_of" who acts.
+// before it. With "selection":true those for which the action is not possible are left out; otherwise nothing is done
+// then. The action acknowledge_missed has "through" in their place: the missed alarms that ended up to that change.
+// "ledger_id" says of which ledger the numbers are. A gateway says with "on_behalf_of" who acts.
 struct ActionRequest {
   OperatorAction action;  // without the person
   std::optional<std::string> ledger_id;

@@ -38,6 +38,8 @@ using namespace std::chrono_literals;
 
 constexpr int kMostClients = 64;
 constexpr int kMostControlClients = 16;
+// A request may name all active alarms that there may be by default, each by a number that follows that before it.
+constexpr std::size_t kLongestRequest = std::size_t{256} * 1024;
 constexpr int kSpareDescriptors = 16;  // for files that are open for a moment, such as host tables
 constexpr std::size_t kMostPublishers = 32;
 constexpr std::size_t kMostAnswers = 4096;  // that wait for a write
@@ -92,7 +94,7 @@ class Daemon {
                 .renew_acknowledgements = options.renew_acknowledgements},
                clock),
         events_("client", options.idle_within, clock, messages),
-        controls_("control client", options.idle_within, clock, messages) {
+        controls_("control client", options.idle_within, clock, messages, kLongestRequest) {
     for (const std::string& news : state_.ledger().news()) say(Priority::kError, news);
     for (const std::string& news : state_.recorder().news()) say(Priority::kError, news);
     load_tables();
@@ -134,7 +136,7 @@ class Daemon {
  private:
   // An answer that waits until the batch is durable.
   struct Waiting {
-    Sender* sender;
+    Sender* sender;  // null: it is gone
     std::string text;
   };
 
@@ -199,7 +201,7 @@ class Daemon {
 
   std::chrono::milliseconds longest_wait() {
     if (takes() && events_.has_line()) return 0ms;
-    if (controls_.has_line()) return 0ms;
+    if (controls_.has_line() && has_room()) return 0ms;
     auto longest = stopping_ ? kQuiet : kIdle;
     if (rests()) longest = std::min(longest, tidy_in_);
     if (takes()) {
@@ -356,10 +358,13 @@ class Daemon {
   // also while the ledger cannot be used: that is when the status is wanted.
   void take_requests() {
     for (Sender& sender : controls_.senders()) {
+      // Requests make room for themselves as events do: they wait until the batch is written.
+      if (!has_room() && (takes() || waits_for_answer(sender))) continue;
       std::string_view line;
       const auto found = sender.next(line);
       if (found == LineBuffer::Result::kTooLong) {
-        reply(sender, refusal("The line is longer than 64 KiB"));
+        reply(sender, refusal("The line is longer than " + std::to_string(kLongestRequest / 1024) +
+                              " KiB, which is the limit; select fewer alarms"));
       } else if (found == LineBuffer::Result::kLine && line.find_first_not_of(" \t\r") != std::string_view::npos) {
         answer_request(sender, line);
       }
@@ -476,7 +481,9 @@ class Daemon {
       stall("write", error);
       return false;
     }
-    for (const Waiting& answer : waiting_) answer.sender->answer(answer.text);
+    for (const Waiting& answer : waiting_) {
+      if (answer.sender != nullptr) answer.sender->answer(answer.text);
+    }
     waiting_.clear();
     ends_something_ = false;
     tidy_in_ = kRest;
@@ -542,11 +549,23 @@ class Daemon {
       if (drained_ && has_waiting) events_.make_room();
       events_.dismiss([](const Sender& /*sender*/) { return false; });
     }
-    // Those who asked how the engine is go also while it cannot write: their places are few.
+    // Those who asked how the engine is, and those who do not wait for their answers any more, go also while it cannot
+    // write: their places are few.
+    if (problem_) forget_gone();
     controls_.dismiss([this](const Sender& sender) { return waits_for_answer(sender); });
     events_.give_places();
     if (has_waiting) drained_ = false;  // nothing has been received yet from those who got a place
     controls_.give_places();
+  }
+
+  // Control clients that have hung up get no answers.
+  void forget_gone() {
+    for (const Sender& sender : controls_.senders()) {
+      if (!waits_for_answer(sender) || !sender.has_hung_up()) continue;
+      for (Waiting& answer : waiting_) {
+        if (answer.sender == &sender) answer.sender = nullptr;
+      }
+    }
   }
 
   EngineStatus current_status() const {

@@ -92,6 +92,18 @@ std::vector<Subject> subjects_of(const Entity& entity) {
   return {{}};
 }
 
+// The offsets that mean something to a filter, with some that stand for all others. Filters over sensor rows only tell
+// the thresholds, 114 to 119, apart, and in some texts 109 and 110. The rows of the node manager name offsets of their
+// own.
+std::span<const OffsetRange> offsets_with_meaning(const Entity& entity) {
+  static constexpr OffsetRange kOfRows[] = {{108, 120}};
+  static constexpr OffsetRange kOfOthers[] = {{kTriedOffsets.front().first, 128}, {883, 884}};
+  constexpr std::string_view kOverRows[] = {"sys_board", "cpu", "drive_bp", "cmc"};
+  if (std::ranges::find(kOverRows, entity.name) != std::end(kOverRows)) return kOfRows;
+  if (entity.name == "nm") return kTriedOffsets;
+  return kOfOthers;
+}
+
 // Whether the filter treats threshold readings and discrete readings differently.
 bool tells_readings(const Entity& entity) { return entity.name == "sys_board" || entity.name == "cpu"; }
 
@@ -259,14 +271,15 @@ class Gathered {
 
 class Search {
  public:
-  explicit Search(const Entity& entity)
+  Search(const Entity& entity, std::span<const OffsetRange> offsets)
       : entity_(entity),
+        offsets_(offsets),
         memories_(entity.name == "sys_board" ? kMemoryNames.size() : 1),
         both_readings_(tells_readings(entity)) {}
 
   FoundFilter run(const std::vector<Subject>& subjects) && {
     for (const Subject& subject : subjects) {
-      for (const OffsetRange& tried : kTriedOffsets) {
+      for (const OffsetRange& tried : offsets_) {
         const std::int32_t last = std::min(tried.last, subject.offsets.last);
         for (std::int32_t offset = std::max(tried.first, subject.offsets.first); offset <= last; ++offset) {
           try_states(subject, offset);
@@ -296,6 +309,7 @@ class Search {
   }
 
   const Entity& entity_;
+  std::span<const OffsetRange> offsets_;
   std::size_t memories_;
   bool both_readings_;
   Gathered gathered_;
@@ -307,20 +321,24 @@ bool is_remembered(const EventKey& key) {
   return key.threshold && key.offset >= FE_OFFSET_LOWER_NON_CRITICAL && key.offset <= FE_OFFSET_UPPER_NON_RECOVERABLE;
 }
 
-std::vector<FoundFilter> find_faults() {
+std::vector<FoundFilter> find_faults(Thoroughness thoroughness) {
   provide_services([](const std::string& /*fault_dn*/) {}, 0, Log::kOff);
   std::vector<FoundFilter> found;
-  for (const Entity& entity : entities()) found.push_back(Search(entity).run(subjects_of(entity)));
+  for (const Entity& entity : entities()) {
+    const bool is_whole = thoroughness == Thoroughness::kWhole;
+    found.push_back(Search(entity, is_whole ? kTriedOffsets : offsets_with_meaning(entity)).run(subjects_of(entity)));
+  }
   return found;
 }
 
 FoundFilter find_faults(const Entity& entity, const fe_sensor_event& like) {
   provide_services([](const std::string& /*fault_dn*/) {}, 0, Log::kOff);
-  return Search(entity).run({{.sensor = std::string(field_text(like.sensor_name)),
-                              .instance = like.entity_instance,
-                              .group = like.group_instance,
-                              .entity_id = like.entity_id,
-                              .subtype = like.entity_subtype}});
+  return Search(entity, kTriedOffsets)
+      .run({{.sensor = std::string(field_text(like.sensor_name)),
+             .instance = like.entity_instance,
+             .group = like.group_instance,
+             .entity_id = like.entity_id,
+             .subtype = like.entity_subtype}});
 }
 
 EventKey tried_as(const Entity& entity, const fe_sensor_event& event) {

@@ -17,7 +17,7 @@ void LineBuffer::take(std::size_t bytes) {
 LineBuffer::Result LineBuffer::next(std::string_view& line) {
   const std::size_t newline = find_newline();
   const std::size_t size = std::min(newline, end_ - begin_);
-  too_long_ = too_long_ || size > kLongestLine;
+  too_long_ = too_long_ || size > longest_line_;
   if (newline == std::string_view::npos) {
     if (too_long_) take(size);
     return Result::kNone;
@@ -40,6 +40,9 @@ std::span<char> LineBuffer::room() {
               buffer_.begin() + static_cast<std::ptrdiff_t>(end_), buffer_.begin());
     end_ -= begin_;
     begin_ = 0;
+  }
+  if (end_ > buffer_.size() / 2 && buffer_.size() < 2 * longest_line_) {
+    buffer_.resize(std::min(2 * buffer_.size(), 2 * longest_line_));
   }
   return std::span(buffer_).subspan(end_);
 }

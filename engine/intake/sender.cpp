@@ -1,6 +1,7 @@
 #include "intake/sender.h"
 
 #include <limits.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -10,8 +11,13 @@
 
 namespace polaiga::engine {
 
-Sender::Sender(Kind kind, std::string name, Descriptor in, Descriptor out)
-    : kind_(kind), name_(std::move(name)), in_(std::move(in)), out_(std::move(out)) {}
+Sender::Sender(Kind kind, std::string name, Descriptor in, Descriptor out, std::size_t longest_line)
+    : kind_(kind), name_(std::move(name)), in_(std::move(in)), out_(std::move(out)), lines_(longest_line) {}
+
+bool Sender::has_hung_up() const {
+  pollfd connection{.fd = in(), .events = 0, .revents = 0};
+  return !is_standard_input() && ::poll(&connection, 1, 0) > 0 && (connection.revents & (POLLHUP | POLLERR)) != 0;
+}
 
 void Sender::receive() {
   const std::span<char> room = lines_.room();

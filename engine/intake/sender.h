@@ -22,7 +22,8 @@ class Sender {
 
   // A client has one socket for both directions, which must not block: pass it as `in`, and a closed `out`. The
   // descriptors of standard input and output may block.
-  Sender(Kind kind, std::string name, Descriptor in, Descriptor out);
+  Sender(Kind kind, std::string name, Descriptor in, Descriptor out,
+         std::size_t longest_line = LineBuffer::kLongestLine);
 
   const std::string& name() const { return name_; }  // for people
   bool is_standard_input() const { return kind_ == Kind::kStandardInput; }
@@ -41,6 +42,9 @@ class Sender {
 
   // Whether the input has ended, all its lines were taken, and all answers were sent or can reach nobody any more.
   bool is_done() const { return ended_ && finished_ && unsent_.empty() && !lines_.has_line(); }
+
+  // Whether a client has closed its connection in both directions, so that no answer can reach it.
+  bool has_hung_up() const;
 
   // Both call read() or write() once. Call them when poll() says that they will not block.
   void receive();

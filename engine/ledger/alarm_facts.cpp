@@ -16,6 +16,7 @@ struct Names {
   std::string dn;
   std::uint32_t code = 0;
   std::string name;
+  std::optional<CauseStandard> cause;
 };
 
 class AlarmFacts {
@@ -55,6 +56,8 @@ class AlarmFacts {
                    .is_merged = alarm.merged.has_value(),
                    .reported = 0,
                    .acknowledged = {},
+                   .latest_state = {},
+                   .cause = {},
                    .raises = {}};
     is_asked_for_ = under_.empty();
     is_named_ = false;
@@ -64,10 +67,10 @@ class AlarmFacts {
       add_levels(fact);
     }
     if (!is_asked_for_) return std::nullopt;
-    if (alarm.operated != 0) fact.acknowledged = first_acknowledged(alarm.number);
+    if (alarm.operated != 0) add_actions(fact);
     fact.state = alarm.standing.state();
     if (alarm.merged || fault.ended) {
-      fact.ended = ended_at(alarm.merged ? *alarm.merged : *fault.ended);
+      add_end(fact, alarm.merged ? *alarm.merged : *fault.ended);
     } else {
       fact.reported = latest_report(fault);
     }
@@ -94,6 +97,7 @@ class AlarmFacts {
       fact.dn = names.dn;
       fact.code = names.code;
       fact.name = names.name;
+      fact.cause = names.cause;
     }
     if (fault.alarm == fact.number) {
       fact.raises.push_back({.code = names.code, .name = names.name, .at = event.moment()});
@@ -110,24 +114,31 @@ class AlarmFacts {
     return names_[form] = {.fault_dn = std::string(field_text(record.fault_dn)),
                            .dn = std::string(field_text(record.dn)),
                            .code = record.code,
-                           .name = std::string(field_text(record.name))};
+                           .name = std::string(field_text(record.name)),
+                           .cause = cause_standard(record)};
   }
 
-  // An alarm that was closed was seen, too.
-  std::optional<Moment> first_acknowledged(ChangeNumber alarm) {
-    for (const AlarmAction& action : rows_.actions_of(alarm, std::numeric_limits<ChangeNumber>::max())) {
-      if (action.kind == ChangeKind::kAcknowledged || action.kind == ChangeKind::kClosed) return action.at;
+  void add_actions(AlarmFact& fact) {
+    AlarmStanding standing;
+    for (const AlarmAction& action : rows_.actions_of(fact.number, std::numeric_limits<ChangeNumber>::max())) {
+      // An alarm that was closed was seen, too.
+      const bool is_seen = action.kind == ChangeKind::kAcknowledged || action.kind == ChangeKind::kClosed;
+      if (is_seen && !fact.acknowledged) fact.acknowledged = action.at;
+      if (action.kind == ChangeKind::kOutOfService || action.kind == ChangeKind::kBackInService) continue;
+      apply(standing, action);
+      if (!fact.latest_state || action.at >= fact.latest_state->at) fact.latest_state = {action.at, standing.state()};
     }
-    return std::nullopt;
   }
 
-  Moment ended_at(ChangeNumber number) const {
+  void add_end(AlarmFact& fact, ChangeNumber number) const {
     constexpr int kEnding = kWidth<AlarmRow> + kWidth<FaultRow> + kWidth<EventRow>;
     constexpr int kEvent = kEnding + kWidth<ChangeRow>;
     if (alarms_.is_null(kEnding)) throw LedgerError(gone("change", number));
     const auto ending = read_row<ChangeRow>(alarms_, kEnding);
     if (alarms_.is_null(kEvent)) throw LedgerError(gone("event", ending.seq));
-    return read_row<EventRow>(alarms_, kEvent).moment();
+    fact.ended = read_row<EventRow>(alarms_, kEvent).moment();
+    fact.ended_by = number;
+    fact.ended_seq = ending.seq;
   }
 
   // Of those that are in force and those that were taken back. A fault is active exactly when it is reported.

@@ -146,7 +146,7 @@ class CarryOver {
     Insert<FilterStateRow> slots(db);
     for (const FilterStateRow& row : filter_state_) slots(row);
     Insert<FormerIdRow> ids(db, " ON CONFLICT DO NOTHING");
-    for (const auto& [id, seq] : ids_) ids({id, seq});
+    for (const auto& [id, seq] : ids_) ids({id.first, id.second, seq});
     if (profile_) Insert<AlarmProfileRow>{db}(*profile_);
     if (!inputs_.empty()) {
       // One era of what is needed; the first new input goes on in it, or begins the next.
@@ -285,11 +285,11 @@ class CarryOver {
 
   void collect_ids() {
     const auto [bad, is_broken] = wreck_->all<EventRow>(" WHERE id IS NOT NULL", [&](const EventRow& row) {
-      ids_.emplace(*row.id, row.seq);
+      ids_.emplace(std::pair(*row.id, !row.subject), row.seq);
       return ids_.size() < kMostIds;
     });
     wreck_->all<FormerIdRow>("", [&](const FormerIdRow& row) {
-      if (ids_.size() < kMostIds) ids_.emplace(row.id, row.seq);
+      if (ids_.size() < kMostIds) ids_.emplace(std::pair(row.id, row.is_action), row.seq);
       return true;
     });
     if (bad > 0) lose("the ids of " + std::to_string(bad) + " inputs");
@@ -311,7 +311,7 @@ class CarryOver {
       least_at_ = std::min(least_at_, input.event.moment());
       input.event.seal.reset();  // the new ledger's seals begin with its own first batch
       if (input.event.id) {
-        ids_.emplace(*input.event.id, seq);  // found there, for as long as it is kept
+        ids_.emplace(std::pair(*input.event.id, !input.event.subject), seq);  // found there, for as long as it is kept
         input.event.id.reset();
       }
       if (input.subject) subjects(*input.subject);
@@ -356,7 +356,7 @@ class CarryOver {
   std::map<std::int64_t, TablesRow> tables_;
   std::vector<ActiveOne> faults_;
   std::set<FilterStateRow, BySlot> filter_state_;
-  std::map<std::string, Sequence> ids_;
+  std::map<std::pair<std::string, bool>, Sequence> ids_;  // and whether it is an action's
   std::map<std::int64_t, ActionRow> actions_;
   std::map<std::int64_t, AlarmActionRow> alarm_actions_;
   std::map<std::string, MaintenanceRow> maintenance_;

@@ -65,7 +65,7 @@ EntryWriter::Statements::Statements(const Database& db)
                   " ON CONFLICT (dn) DO UPDATE SET seq = excluded.seq, since_at = excluded.since_at, "
                   "until = excluded.until, until_age = excluded.until_age"),
       end_maintenance(db, "DELETE FROM maintenance WHERE dn = ?"),
-      missed_through(db, "UPDATE ledger SET missed_through = ?"),
+      missed_through(db, "UPDATE ledger SET missed_through = max(missed_through, ?)"),
       operate(db,
               "UPDATE alarm SET operated = ?2, was_told = max(was_told, ?3), "
               "acknowledged = coalesce(?4, acknowledged), closed = coalesce(?5, closed), "
@@ -506,7 +506,7 @@ void EntryWriter::write(const OperatorAction& action, const RecordedInput& input
   } else if (action.kind == ActionKind::kEndMaintenance) {
     sql_.end_maintenance.with(action.dn).run();
   } else if (action.kind == ActionKind::kAcknowledgeMissed) {
-    sql_.missed_through.with(last_change_).run();
+    sql_.missed_through.with(std::min(action.through, last_change_)).run();
   }
 }
 

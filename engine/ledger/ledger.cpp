@@ -27,6 +27,9 @@ constexpr std::int64_t kMostLogBytes = std::int64_t{16} * 1024 * 1024;
 constexpr std::int64_t kPagesOfInput = 5;
 constexpr std::int64_t kMostInputs = 4096;
 
+// How often room is made for one piece of work before it may pass the limit.
+constexpr int kMostRefusals = 4;
+
 constexpr std::int64_t kEraInputs = 32'768;
 constexpr std::int64_t kEpochInputs = 16 * kEraInputs;
 constexpr std::int64_t kEpochPart = 16;  // of the file, for what an epoch repeats
@@ -111,7 +114,10 @@ class Ledger::Writer {
         log_(db_, retention.bytes > 0 ? most_log_bytes_ : 0),
         entries_(db_, writer_limits(retention)),
         pruner_(db_, retention, most_pages_),
-        find_(db_, "SELECT seq FROM event WHERE id = ?1 UNION ALL SELECT seq FROM former_id WHERE id = ?1 LIMIT 1"),
+        find_(db_,
+              "SELECT seq FROM event WHERE id = ?1 AND (subject IS NULL) = ?2 UNION ALL "
+              "SELECT seq FROM former_id WHERE id = ?1 AND is_action = ?2 LIMIT 1"),
+        action_(db_, "SELECT " + columns_sql<ActionRow>() + " FROM action WHERE seq = ?"),
         oldest_event_(db_, "SELECT coalesce(min(seq), 0) FROM event"),
         oldest_change_(db_, "SELECT coalesce(min(number), 0) FROM change") {
     take_position();
@@ -131,10 +137,27 @@ class Ledger::Writer {
 
   std::string id() const { return ledger_row(db_).id; }
 
-  std::optional<Sequence> find(const std::string& id) {
+  std::optional<Sequence> find(const std::string& id, InputKind kind) {
     std::optional<Sequence> found;
-    if (find_.with(id).step()) found = find_.integer(0);
+    if (find_.with(id, kind == InputKind::kAction).step()) found = find_.integer(0);
     find_.reset();
+    return found;
+  }
+
+  std::optional<OperatorAction> action(Sequence sequence) {
+    std::optional<OperatorAction> found;
+    try {
+      if (action_.with(sequence).step()) {
+        const auto row = read_row<ActionRow>(action_);
+        found = {.kind = row.kind,
+                 .person = row.person,
+                 .on_behalf_of = row.on_behalf_of,
+                 .comment = row.comment,
+                 .dn = row.dn};
+      }
+    } catch (const DamagedRow&) {  // as if it were gone
+    }
+    action_.reset();
     return found;
   }
 
@@ -276,16 +299,19 @@ class Ledger::Writer {
     is_over_ = pruner_.is_too_full();
     log_.lift(is_held_);
     std::int64_t wanted = 0;  // pages
+    int refusals = 0;
     for (bool log_is_new = false;;) {
       try {
-        if (std::exchange(wanted, 0) != 0) {
+        if (const std::int64_t pages = std::exchange(wanted, 0); pages != 0) {
           const Unhurried unhurried(db_, is_unhurried_);
-          is_over_ = !pruner_.make_room(position_, wanted);
+          is_over_ = !pruner_.make_room(position_, pages);
         }
         work();
         break;
       } catch (const NoRoom& no_room) {
-        wanted = no_room.pages - pruner_.used_pages();
+        // There may be room as the pruner sees it, and the work still does not fit.
+        if (++refusals == kMostRefusals) is_over_ = true;
+        wanted = is_over_ ? 0 : no_room.pages - pruner_.used_pages();
         wanted += wanted / 8;
       } catch (const SqlError& error) {
         if (error.code() != SQLITE_FULL) throw;
@@ -348,6 +374,7 @@ class Ledger::Writer {
   EntryWriter entries_;
   Pruner pruner_;
   Statement find_;
+  Statement action_;
   Statement oldest_event_;
   Statement oldest_change_;
   Pruner::Position position_;
@@ -620,7 +647,8 @@ ChangeNumber Ledger::last_change() const { return writer_->position().last_chang
 Moment Ledger::last_arrived() const { return writer_->position().arrived; }
 std::int64_t Ledger::last_age() const { return writer_->position().age; }
 
-std::optional<Sequence> Ledger::find(const std::string& id) { return writer_->find(id); }
+std::optional<Sequence> Ledger::find(const std::string& id, InputKind kind) { return writer_->find(id, kind); }
+std::optional<OperatorAction> Ledger::action(Sequence sequence) { return writer_->action(sequence); }
 Restored Ledger::restore() {
   if (restored_) return *std::exchange(restored_, std::nullopt);
   try {

@@ -78,8 +78,12 @@ class Ledger {
   Moment last_arrived() const;
   std::int64_t last_age() const;
 
-  // The number of the input that came with this id. Throws SqlError.
-  std::optional<Sequence> find(const std::string& id);
+  // The number of the event, or of the action, that came with this id. Throws SqlError.
+  std::optional<Sequence> find(const std::string& id, InputKind kind);
+
+  // What the action did that has this number, without its alarms and its end; nothing: the ledger does not know it any
+  // more. Throws SqlError.
+  std::optional<OperatorAction> action(Sequence sequence);
 
   // Throws LedgerError when what an engine needs is not there as a whole.
   Restored restore();

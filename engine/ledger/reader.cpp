@@ -163,6 +163,11 @@ std::vector<StoredAlarm> LedgerReader::missed(std::int64_t limit) {
   });
 }
 
+MissedCount LedgerReader::count_missed() {
+  return ask(
+      [](StoredRows& rows) { return MissedCount{.alarms = rows.missed(0).size(), .through = rows.last_change()}; });
+}
+
 std::vector<StoredMaintenance> LedgerReader::maintenance() {
   return ask([](StoredRows& rows) { return rows.maintenance(); });
 }
@@ -240,6 +245,10 @@ LedgerReach LedgerReader::reach() {
     if (ledger.watermark_seq > 0) reach.gone_until = ledger.watermark_at;
     return reach;
   });
+}
+
+std::optional<HostTables> LedgerReader::latest_tables() {
+  return ask([](StoredRows& rows) { return rows.latest_tables(); });
 }
 
 void LedgerReader::alarm_facts(const std::string& under, const std::function<void(const AlarmFact& fact)>& take) {

@@ -84,6 +84,12 @@ struct AlarmFact;
 class LedgerConnection;
 class StoredProfile;
 
+// How many alarms were missed that ended up to a change, and which change was the latest.
+struct MissedCount {
+  std::size_t alarms = 0;
+  ChangeNumber through = 0;
+};
+
 // Each question is answered of one moment. All throw LedgerError.
 class LedgerReader {
  public:
@@ -104,9 +110,10 @@ class LedgerReader {
   // took part, or all for an empty DN; the last `limit`, or all for 0.
   std::vector<StoredAlarm> history(const std::string& fault_dn, std::int64_t limit);
 
-  // Alarms that came and went, and that nobody acknowledged, closed or silenced, since somebody acknowledged the missed
-  // ones; the oldest first, the last `limit`, or all for 0.
+  // Alarms that came and went since somebody acknowledged the missed ones, and that nobody acknowledged, closed or
+  // shelved; none of those that outputs were never told of. The oldest first, the last `limit`, or all for 0.
   std::vector<StoredAlarm> missed(std::int64_t limit);
+  MissedCount count_missed();
 
   // Objects that are out of service, by DN.
   std::vector<StoredMaintenance> maintenance();
@@ -123,6 +130,9 @@ class LedgerReader {
   ChangesRead after(const Selection& selection, ChangeNumber number);
 
   LedgerReach reach();
+
+  // The host tables that the latest inputs were handled under; nothing when there are none.
+  std::optional<HostTables> latest_tables();
 
   // Calls `take` for each alarm of which a fault has this DN or lies below it, or for all with an empty DN, in the
   // order in which they were raised.

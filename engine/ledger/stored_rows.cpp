@@ -518,15 +518,30 @@ std::vector<ChangeNumber> StoredRows::alarms_of(const std::string& fault_dn, std
   return numbers;
 }
 
+// It reads what happened since the list began, and no more of the ledger: the alarms that were raised since and, as
+// they are older, only if there is room for more, the ends of those that were active then.
 std::vector<ChangeNumber> StoredRows::missed(std::int64_t limit) {
+  const std::string is_missed =
+      " alarm.merged IS NULL AND alarm.acknowledged = 0 AND alarm.closed = 0 AND alarm.shelved = 0 AND "
+      "alarm.was_told = 1 ";
+  Statement raised_since(db_, "SELECT alarm.number FROM alarm JOIN fault ON fault.number = alarm.fault WHERE" +
+                                  is_missed +
+                                  "AND alarm.number > ? AND fault.ended IS NOT NULL ORDER BY alarm.number DESC");
+  Statement ended_since(db_,
+                        "SELECT alarm.number FROM change CROSS JOIN alarm ON alarm.number = change.alarm "
+                        "JOIN fault ON fault.number = alarm.fault AND fault.ended = change.number WHERE" +
+                            is_missed +
+                            "AND change.number > ?1 AND change.kind IN (?2, ?3, ?4) AND change.alarm <= ?1 "
+                            "ORDER BY alarm.number DESC");
+  const ChangeNumber began = ledger().missed_through;
+  raised_since.with(began);
+  ended_since.with(began, static_cast<int>(ChangeKind::kCleared), static_cast<int>(ChangeKind::kSuperseded),
+                   static_cast<int>(ChangeKind::kWithdrawn));
+  const std::size_t most = limit > 0 ? static_cast<std::size_t>(limit) : std::numeric_limits<std::size_t>::max();
   std::vector<ChangeNumber> numbers;
-  Statement rows(db_,
-                 "SELECT alarm.number FROM fault JOIN alarm ON alarm.fault = fault.number "
-                 "WHERE fault.ended > (SELECT missed_through FROM ledger) AND alarm.merged IS NULL "
-                 "AND alarm.acknowledged = 0 AND alarm.closed = 0 AND alarm.was_told = 1 "
-                 "ORDER BY alarm.number DESC LIMIT ?");
-  rows.with(limit > 0 ? limit : -1);
-  while (rows.step()) numbers.push_back(rows.integer(0));
+  for (Statement* rows : {&raised_since, &ended_since}) {
+    while (numbers.size() < most && rows->step()) numbers.push_back(rows->integer(0));
+  }
   std::ranges::reverse(numbers);
   return numbers;
 }

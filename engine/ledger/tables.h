@@ -172,7 +172,7 @@ struct Table<FormRow> {
 // rest of the row is left out: a year of events is a good deal smaller for it.
 struct EventRow {
   Sequence seq = 0;
-  std::optional<std::string> id;  // the source's own; an event comes once
+  std::optional<std::string> id;  // the source's own; no other event has it, or no other action
   Moment received = 0;
   std::optional<Moment> arrived;    // null: the same as `received`
   std::optional<std::int64_t> age;  // null: what has passed from the ledger's beginning to `arrived`
@@ -543,6 +543,7 @@ struct Table<GapRow> {
 // An id that came with an input of the ledger before, which was damaged.
 struct FormerIdRow {
   std::string id;
+  bool is_action = false;
   Sequence seq = 0;
 };
 
@@ -550,10 +551,11 @@ template <>
 struct Table<FormerIdRow> {
   static constexpr std::string_view kName = "former_id";
   static constexpr std::tuple kColumns{
-      Column<&FormerIdRow::id>{"id", "PRIMARY KEY"},
+      Column<&FormerIdRow::id>{"id"},
+      Column<&FormerIdRow::is_action>{"is_action"},
       Column<&FormerIdRow::seq>{"seq"},
   };
-  static constexpr std::string_view kMore = ") STRICT, WITHOUT ROWID";
+  static constexpr std::string_view kMore = ", PRIMARY KEY (id, is_action)) STRICT, WITHOUT ROWID";
 };
 
 // The alarm profile that the engine uses, as its file is: one row, or none when the

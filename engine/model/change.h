@@ -14,6 +14,10 @@ namespace polaiga::engine {
 using Sequence = std::int64_t;      // number of an input, from 1, without gaps
 using ChangeNumber = std::int64_t;  // number of a change, from 1, without gaps
 
+// What an input is. The ids of events and those of actions are apart: the sources of events choose the first, and
+// people the others.
+enum class InputKind : std::uint8_t { kEvent, kAction };
+
 enum class ChangeKind : std::uint8_t {
   kRaised,         // the fault is active from now on
   kRefreshed,      // the fault was active and is reported again, or by one more reporter

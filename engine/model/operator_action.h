@@ -50,6 +50,8 @@ struct OperatorAction {
   std::optional<std::string> on_behalf_of = {};  // whom a gateway acts for
   std::optional<std::string> comment = {};
   std::vector<ChangeNumber> alarms = {};  // by the numbers of their first raises; ascending, each once
+  bool is_selection = false;              // those of them for which it is not possible any more are left out
+  ChangeNumber through = 0;               // of kAcknowledgeMissed: the alarms that ended up to this change
   std::string dn = {};                    // of the object; empty: the action is about alarms
   std::int64_t lasts = 0;                 // of a shelf or of maintenance, in seconds; 0: `until` says it
   Moment until = 0;                       // when it ends by itself

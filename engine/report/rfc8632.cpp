@@ -135,15 +135,12 @@ class OperatorStates {
  public:
   explicit OperatorStates(const SameAlarms& alarms) {
     std::vector<OperatorStateChange> all;
-    bool is_over = false;  // whether all alarms so far have ended, and
-    ChangeNumber end = 0;  // with which change
+    RaisesAgain raises;
     for (const ToldAlarm* told : alarms) {
-      if (is_over && end < told->alarm.number) {
+      if (raises.add(told->alarm.number, told->alarm.ended)) {
         all.push_back({told->alarm.created, "none", "", "The alarm was raised again."});
       }
       all.insert(all.end(), told->operators.begin(), told->operators.end());
-      is_over = told->alarm.ended && (is_over || told == alarms.front());
-      end = std::max(end, told->alarm.ended.value_or(0));
     }
     std::ranges::stable_sort(all, {}, &OperatorStateChange::at);
     for (OperatorStateChange& change : all) {
@@ -197,7 +194,7 @@ struct Listed {
   }
 };
 
-// All alarms of a document by what names them.
+// All alarms of the output by what names them.
 class Alarms8632 {
  public:
   Alarms8632(const ToldAlarms& told, const AlarmTypes& types) : types_(types) {
@@ -385,6 +382,47 @@ JsonObject AlarmSummary::form() const {
   JsonObject summary;
   summary.add("alarm-summary", list);
   if (has_shelved_) summary.add("shelves-active", JsonArray().add_null());
+  return summary;
+}
+
+bool RaisesAgain::add(ChangeNumber alarm, const std::optional<ChangeNumber>& ended_by) {
+  const bool is_again = are_over_ && last_end_ < alarm;
+  are_over_ = ended_by && (are_over_ || is_first_);
+  last_end_ = std::max(last_end_, ended_by.value_or(0));
+  is_first_ = false;
+  return is_again;
+}
+
+void AlarmSumming::add(const AlarmFact& fact) {
+  Same& same = alarms_[{printable(fact.dn), {alarm_identity(fact.cause), types_.qualifier_of(fact.code)}}];
+  const auto enter = [&same](const AlarmFact::StateAt& state) {
+    if (state.at >= same.state.at) same.state = state;
+  };
+  if (same.raises.add(fact.number, fact.ended ? std::optional(fact.ended_by) : std::nullopt)) enter({fact.created});
+  if (fact.latest_state) enter(*fact.latest_state);
+  if (!fact.is_merged) add_severity(same, fact);  // else its fault goes on in another one of these
+}
+
+// The worst severity of those that are active or, when none is, of those that ended last.
+void AlarmSumming::add_severity(Same& same, const AlarmFact& fact) {
+  const bool is_active = !fact.ended;
+  if (same.is_active && !is_active) return;
+  if (is_active == same.is_active && fact.ended_seq < same.ended_seq) return;
+  const bool is_beside = is_active == same.is_active && fact.ended_seq == same.ended_seq;
+  same.severity = is_beside ? std::max(same.severity, fact.severity) : fact.severity;
+  same.is_active = is_active;
+  same.ended_seq = fact.ended_seq;
+}
+
+AlarmSummary AlarmSumming::summary() const {
+  AlarmSummary summary;
+  for (const auto& [name, same] : alarms_) {
+    if (same.state.state == OperatorState::kShelved) {
+      summary.add_shelved();
+    } else {
+      summary.add(same.severity, !same.is_active, same.state.state == OperatorState::kClosed);
+    }
+  }
   return summary;
 }
 

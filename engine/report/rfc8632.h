@@ -1,4 +1,4 @@
-// Alarms in the form of RFC 8632: documents of the YANG module ietf-alarms in the JSON of
+// Alarms in the form of RFC 8632: JSON output for the YANG module ietf-alarms in the JSON of
 // RFC 7951. The types of the alarms are those of packaging/yang/polaiga-alarm-types.yang.
 //
 // In RFC 8632 a resource and an alarm type name an alarm for ever, whatever its severity.
@@ -15,7 +15,9 @@
 #include <string>
 #include <string_view>
 #include <tuple>
+#include <utility>
 
+#include "alarms/measures.h"
 #include "ledger/told_alarms.h"
 #include "model/dictionary.h"
 #include "report/json_object.h"
@@ -73,10 +75,48 @@ class AlarmSummary {
   bool has_shelved_ = false;
 };
 
-// A document of the alarms, the inventory and the summary; it ends with a new line.
+// Tells of alarms of the ledger that are one alarm here whether it is raised again.
+class RaisesAgain {
+ public:
+  // Of the next alarm: whether all alarms before it were over when it was raised, and there is one. They come in the
+  // order of their numbers. `ended_by` is the change that ended the alarm; none: it is active.
+  bool add(ChangeNumber alarm, const std::optional<ChangeNumber>& ended_by);
+
+ private:
+  bool is_first_ = true;
+  bool are_over_ = false;
+  ChangeNumber last_end_ = 0;
+};
+
+// Makes the summary of any number of alarms without keeping them: the same as in the JSON output of them.
+class AlarmSumming {
+ public:
+  explicit AlarmSumming(const AlarmTypes& types) : types_(types) {}
+
+  // In the order of their numbers.
+  void add(const AlarmFact& fact);
+  AlarmSummary summary() const;
+
+ private:
+  // Alarms of the ledger that are one alarm here.
+  struct Same {
+    RaisesAgain raises;
+    bool is_active = false;
+    Severity severity = Severity::kCleared;
+    Sequence ended_seq = 0;  // of the last that ended
+    AlarmFact::StateAt state;
+  };
+
+  static void add_severity(Same& same, const AlarmFact& fact);
+
+  const AlarmTypes& types_;
+  std::map<std::pair<std::string, AlarmTypeName>, Same> alarms_;  // by object and type
+};
+
+// The JSON output of the alarms, the inventory and the summary; it ends with a new line.
 std::string rfc8632_document(const ToldAlarms& told, const AlarmTypes& types);
 
-// A document of the summary alone.
+// The JSON output of the summary alone.
 std::string rfc8632_document(const AlarmSummary& summary);
 
 }  // namespace polaiga::engine

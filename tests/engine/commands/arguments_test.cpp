@@ -78,6 +78,9 @@ TEST_F(Arguments, TooManyOrTooFew) {
       {"active --rfc8632 --json", "active", "--json and --rfc8632 do not go together; leave one of them out"},
       {"active --rfc8632 --at 5", "active", "--rfc8632 and --at do not go together; leave one of them out"},
       {"history --rfc8632 --json", "history", "--json and --rfc8632 do not go together; leave one of them out"},
+      {"stats --rfc8632 --json", "stats", "--json and --rfc8632 do not go together; leave one of them out"},
+      {"stats --rfc8632 --newer-than 1h", "stats",
+       "--rfc8632 and --newer-than do not go together; leave one of them out"},
       {"catalog --json --markdown", "catalog", "--markdown and --json do not go together; leave one of them out"},
   };
   for (const auto& [arguments, command, complaint] : kRows) {

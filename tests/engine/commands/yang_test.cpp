@@ -116,6 +116,36 @@ TEST_F(Yang, OfAChoice) {
   EXPECT_EQ(unknown.err, "The ledger has no history of sys/none/fault-F0001.\n");
 }
 
+// It is valid by itself, and counts what history tells.
+TEST_F(Yang, TheSummaryAlone) {
+  const auto summary = [this](const std::string& question) {
+    const Ended got = ask(question);
+    EXPECT_EQ(got.status, 0) << got.err;
+    const Ended verdict = validate(got.out);
+    EXPECT_EQ(verdict.status, 0) << verdict.out << verdict.err << "\n" << got.out;
+    const json alarms = json::parse(got.out).at("ietf-alarms:alarms");
+    EXPECT_EQ(alarms.size(), 1U);
+    return alarms.at("summary");
+  };
+  write_ledger(path_, {});
+  EXPECT_EQ(summary("stats"), answer("history").at("summary"));
+  write_ledger(path_, kStory);
+  const json got = summary("stats");
+  EXPECT_EQ(got, answer("history").at("summary"));
+  EXPECT_EQ(got.at("alarm-summary").at(1), json({{"severity", "warning"},
+                                                 {"total", 2},
+                                                 {"not-cleared", 1},
+                                                 {"cleared", 1},
+                                                 {"cleared-not-closed", 1},
+                                                 {"cleared-closed", 0},
+                                                 {"not-cleared-closed", 0},
+                                                 {"not-cleared-not-closed", 1}}));
+  EXPECT_EQ(summary("stats --under sys/rack-unit-1/psu-1").at("alarm-summary").at(1).at("total"), 1);
+  write_ledger(path_, {{480, R"({"entity":"ps","sensor":"PS1_STATUS","offset":30,"state":1})"}});
+  EXPECT_EQ(summary("stats").at("alarm-summary").at(1).at("cleared"), 0);
+  EXPECT_EQ(summary("stats"), answer("history").at("summary"));
+}
+
 const std::string kBoardAlarm = kBoard + " polaiga-alarm-types:environmental-alarm F0409-F0410-F0411 major";
 
 // The alarms of the ledger that are related or merged have the same object and type.
@@ -200,6 +230,24 @@ TEST_F(Yang, ADamagedLedger) {
   };
   expect_left("active", "report 3", {kHotAlarm, kFanAlarm});
   expect_left("history", "subject 3", {kHotAlarm, kFanAlarm, kSupplyAlarm});
+}
+
+TEST_F(Yang, ASpoiledSummaryIsRefused) {
+  write_ledger(path_, kStory);
+  const json good = json::parse(ask("stats").out);
+  ASSERT_EQ(validate(good.dump()).status, 0);
+  const std::function<void(json & list)> spoils[] = {
+      [](json& list) { list.push_back(json(list[0])); },
+      [](json& list) { list[0]["severity"] = "cleared"; },
+      [](json& list) { list[0]["not-cleared"] = -1; },
+      [](json& list) { list[0]["open"] = 1; },
+  };
+  for (const auto& spoil : spoils) {
+    json document = good;
+    json& list = document["ietf-alarms:alarms"]["summary"]["alarm-summary"];
+    spoil(list);
+    EXPECT_NE(validate(document.dump()).status, 0) << list;
+  }
 }
 
 // The validator itself: each thing that is wrong is seen.

@@ -13,6 +13,7 @@
 #include "intake/event_parser.h"
 #include "ledger/reader.h"
 #include "model/fault.h"
+#include "report/rfc8632.h"
 #include "support/manual_clock.h"
 #include "support/temp_dir.h"
 
@@ -65,7 +66,7 @@ struct Model {
     const bool ends = change.after == Severity::kCleared;
     if (ends) {
       quiet = !alarm.was_told;
-      const bool is_missed = !alarm.acknowledged && !alarm.closed && alarm.was_told;
+      const bool is_missed = alarm.was_told && !alarm.acknowledged && !alarm.closed && !alarm.shelf;
       if (is_missed && change.kind != ChangeKind::kMerged) missed.push_back(change.alarm);
       alarms.erase(change.alarm);
     } else if (!quiet) {
@@ -261,7 +262,21 @@ class ActionsModelTest : public ::testing::Test {
     std::map<std::string, Moment> objects;
     for (const StoredMaintenance& one : reader.maintenance()) objects[one.maintenance.dn] = one.maintenance.until;
     EXPECT_EQ(objects, model_.maintenance);
+    compare_summaries(reader);
     EXPECT_TRUE(reader.left_out().empty());
+  }
+
+  // The summary that keeps no alarms is the same as that of all of them.
+  static void compare_summaries(LedgerReader& reader) {
+    const std::string levels = "F0395-F0396-F0397";
+    const AlarmTypes types{.qualifiers = {{395, levels}, {396, levels}, {397, levels}}, .inventory = {}};
+    AlarmSumming summing(types);
+    reader.alarm_facts("", [&summing](const AlarmFact& fact) { summing.add(fact); });
+    const std::string alone = rfc8632_document(summing.summary());
+    const std::string whole = rfc8632_document(reader.tell_history("", 0), types);
+    const std::size_t begin = alone.find("\"summary\"");
+    const std::string summary = alone.substr(begin, alone.rfind("}}\n") - begin);
+    EXPECT_NE(whole.find(summary + ","), std::string::npos) << summary << "\n" << whole;
   }
 
   test::TempDir dir_;

@@ -72,10 +72,18 @@ TEST(AlarmTypes, TheEventTypeIsThatOfTheCause) {
             "other-alarm F0007 major stays\n");
 }
 
+// What the whole search finds with the program's tables.
+const std::vector<FoundFilter>& real_filters() {
+  static const std::vector<FoundFilter> filters = [] {
+    load_host_tables(POLAIGA_TABLES_DIR);
+    return find_faults();
+  }();
+  return filters;
+}
+
 // Levels of one thing have one event type, or an alarm would have other keys at another level.
 TEST(AlarmTypes, OfTheRealFilters) {
-  load_host_tables(POLAIGA_TABLES_DIR);
-  const auto filters = find_faults();
+  const auto& filters = real_filters();
   const AlarmTypes types = alarm_types(filters);
   EXPECT_EQ(types.qualifier_of(395), "F0395-F0396-F0397");
   EXPECT_EQ(types.qualifier_of(409), "F0409-F0410-F0411");
@@ -90,6 +98,55 @@ TEST(AlarmTypes, OfTheRealFilters) {
       EXPECT_EQ(identities.size(), 1U) << filter.entity << " " << fault.code;
     }
   }
+}
+
+// Each type with all that is told of it, a line each.
+std::vector<std::string> told(const AlarmTypes& types) {
+  std::vector<std::string> lines;
+  for (const auto& [name, type] : types.inventory) {
+    std::string& line = lines.emplace_back(std::string(name.identity) + " " + name.qualifier);
+    for (const Severity severity : type.severities) line.append(" ").append(severity_word(severity));
+    line.append(type.will_clear ? " clears: " : " stays: ").append(type.description);
+  }
+  return lines;
+}
+
+void expect_same(const AlarmTypes& few, const AlarmTypes& whole) {
+  const std::vector<std::string> some = told(few);
+  const std::vector<std::string> all = told(whole);
+  ASSERT_EQ(some.size(), all.size());
+  for (std::size_t i = 0; i < all.size(); ++i) EXPECT_EQ(some[i], all[i]);
+  EXPECT_EQ(few.qualifiers, whole.qualifiers);
+}
+
+TEST(AlarmTypes, AreFoundWithFewEvents) {
+  const AlarmTypes whole = alarm_types(real_filters());
+  load_host_tables(POLAIGA_TABLES_DIR);
+  expect_same(alarm_types(find_faults(Thoroughness::kOnlyFaults)), whole);
+}
+
+// Tables of the host's with sensors of every class, and with the last offset that is tried.
+TEST(AlarmTypes, AreFoundWithFewEventsInOtherTables) {
+  HostTables tables = read_host_tables(POLAIGA_TABLES_DIR);
+  const std::string sensors = tables.cmc.substr(0, tables.cmc.find("\nCMC1_TEMP") + 1);
+  const auto with_classes = [&](const std::string& prefix) {
+    std::string table = sensors;
+    for (int sensor_class = 1; sensor_class <= 20; ++sensor_class) {
+      const auto code = [&](int level) { return std::to_string(1330 + 3 * sensor_class + level) + "\t"; };
+      table += prefix + std::to_string(sensor_class) + "\t6\t1\t" + std::to_string(sensor_class) + "\t" + code(0) +
+               code(1) + code(2) + code(0) + code(1) + code(2) +
+               "215\tfltAny\tthermal-problem\tsys/any\tany\t%s: it is %s: Check it\n";
+    }
+    return table;
+  };
+  tables.cmc = with_classes("CMC");
+  tables.drive_bp = with_classes("HDD_BP");
+  tables.nm += "1024\t46\t1\t0\t1399\t344\tfltLast\tpower-problem\tsys/node\tnode\tThe last offset: Check it\n";
+  install_host_tables(tables, "test");
+  const AlarmTypes few = alarm_types(find_faults(Thoroughness::kOnlyFaults));
+  EXPECT_TRUE(few.qualifiers.contains(1390));
+  EXPECT_TRUE(few.qualifiers.contains(1399));
+  expect_same(few, alarm_types(find_faults()));
 }
 
 }  // namespace

@@ -261,9 +261,11 @@ void Alarms::settle(const OperatorAction& action, Sequence sequence, Moment at, 
     change.shown = latest->shown;
     change.reporters = static_cast<std::uint32_t>(latest->reports.size());
   }
-  change.before = was.shown_alarm != 0 ? was.shown_severity : change.after;
-  // An alarm that is active at another level goes on as what it is.
-  if (was.shown_alarm != was.alarm && shown == nullptr) change.other = was.shown_alarm;
+  // An alarm that is active at another level goes on as what it is, and does not become the latest one.
+  const bool is_shown = was.shown_alarm != 0 && shown == nullptr;
+  const bool is_known = latest != nullptr && latest->standing.was_told;
+  change.before = is_shown ? was.shown_severity : is_known ? change.after : Severity::kCleared;
+  if (is_shown && was.shown_alarm != was.alarm) change.other = was.shown_alarm;
   change.is_quiet =
       latest == nullptr ? !was.was_told : was.shown_alarm == 0 && !latest->standing.was_told && is_silenced(*latest);
   // What outputs know now is what they take for active of another chattering fault, if it has none yet.

@@ -206,11 +206,17 @@ void Alarms::tell(ActiveFault& fault, Change& change) {
   } else if (chattering != nullptr && !fault.standing.was_told) {
     change.is_folded = ends || chattering->shown_alarm != 0 || is_silenced(fault);
   }
+  if (shows != nullptr && !change.is_folded) {  // a quiet change is in the feed, too, for those who know the alarm
+    if (chattering == nullptr) {
+      chattering_.hide(*shows);
+    } else {
+      chattering_.show(*shows, fault.alarm, change.after);
+    }
+  }
   if (!change.is_told()) return;
   fault.standing.was_told = true;
-  if (chattering == nullptr) {
-    if (shows != nullptr) chattering_.hide(*shows);
-  } else if (shows == nullptr && chattering->shown_alarm == 0 && !ends && change.kind != ChangeKind::kSuperseded) {
+  if (chattering != nullptr && shows == nullptr && chattering->shown_alarm == 0 && !ends &&
+      change.kind != ChangeKind::kSuperseded) {
     chattering_.show(*chattering, fault.alarm, change.after);
   }
 }

@@ -90,7 +90,8 @@ class Daemon {
                {.platform = options.platform,
                 .log = options.log,
                 .most_reports = options.most_active,
-                .renew_acknowledgements = options.renew_acknowledgements},
+                .renew_acknowledgements = options.renew_acknowledgements,
+                .chattering = options.chattering},
                clock),
         events_("client", options.idle_within, clock, messages),
         controls_("control client", options.idle_within, clock, messages, kLongestRequest) {

@@ -87,6 +87,10 @@ class EntryWriter {
     Insert<AlarmActionRow> alarm_action;
     Insert<MaintenanceRow> maintenance;
     Statement end_maintenance;
+    Insert<ChatteringRow> chattering;
+    Statement settled;
+    Statement fault_change;
+    Statement alarm_told;
     Statement missed_through;
     Statement operate;
     Statement head;
@@ -110,6 +114,7 @@ class EntryWriter {
   void end_fault(const Change& change);
   void merge_alarm(const Change& change);
   void write(const OperatorAction& action, const RecordedInput& input);
+  void settle(const Change& change);
   void operate(const Change& change, const RecordedInput& input);
   void must_change_one(const char* what, ChangeNumber number) const;
 

@@ -14,6 +14,7 @@
 #include "ledger/pruner.h"
 #include "ledger/stored_rows.h"
 #include "ledger/write_ahead_log.h"
+#include "model/record_text.h"
 
 namespace polaiga::engine {
 namespace {
@@ -37,6 +38,9 @@ constexpr std::int64_t kEpochPart = 16;  // of the file, for what an epoch repea
 // How long the start of an engine may wait for what is past a retention that was
 // lowered.
 constexpr std::chrono::milliseconds kStartTidyTime{500};
+
+// Of which the raises are read at a start.
+constexpr std::int64_t kMostRecentChanges = 20'000;
 
 constexpr int kBatchesCheckedAtStart = 16;
 constexpr std::size_t kRowsOfCheck = 1000;
@@ -164,6 +168,7 @@ class Ledger::Writer {
   Restored restore() const;
   void restore_steps(Restored& restored) const;
   void restore_faults(std::vector<ActiveFault>& faults) const;
+  std::vector<RecentRaise> recent_raises(std::int64_t age) const;
 
   void use(const HostTables& tables, const LibraryBuild& build) { entries_.use(tables, build); }
 
@@ -405,7 +410,32 @@ Restored Ledger::Writer::restore() const {
     restored.maintenance.push_back(
         {.dn = row.dn, .since = row.seq, .since_at = row.since_at, .until = row.until, .until_age = row.until_age});
   }
+  Statement chattering(db_, select_sql<ChatteringRow>() + " ORDER BY last_age, change");
+  while (chattering.step()) restored.chattering.push_back(chattering_fault(read_row<ChatteringRow>(chattering)));
   return restored;
+}
+
+std::vector<RecentRaise> Ledger::Writer::recent_raises(std::int64_t age) const {
+  const Moment created = ledger_row(db_).created;
+  Statement changes(db_, "SELECT " + columns_sql<ChangeRow, EventRow>() +
+                             " FROM change JOIN event ON event.seq = change.seq ORDER BY change.number DESC LIMIT ?");
+  Statement names(db_, "SELECT " + columns_sql<FormRow>() + " FROM form WHERE seq = ?");
+  std::vector<RecentRaise> found;
+  changes.with(kMostRecentChanges);
+  while (changes.step()) {
+    try {
+      const auto event = read_row<EventRow>(changes, kWidth<ChangeRow>);
+      const std::int64_t then = event.age_in(created);
+      if (then < age) break;
+      if (read_row<ChangeRow>(changes).kind != ChangeKind::kRaised) continue;
+      if (!event.form || !names.with(*event.form).step()) continue;
+      const auto form = read_row<FormRow>(names);
+      found.push_back({.fault_dn = std::string(field_text(form.record.fault_dn)), .age = then});
+    } catch (const DamagedRow&) {  // whoever checks the ledger tells of it
+    }
+  }
+  std::ranges::reverse(found);
+  return found;
 }
 
 void Ledger::Writer::restore_steps(Restored& restored) const {
@@ -657,6 +687,8 @@ Restored Ledger::restore() {
     throw LedgerError(std::string("cannot read the ledger: ") + error.what());
   }
 }
+
+std::vector<RecentRaise> Ledger::recent_raises(std::int64_t age) const { return writer_->recent_raises(age); }
 
 void Ledger::use(const HostTables& tables, const LibraryBuild& build) { writer_->use(tables, build); }
 

@@ -71,11 +71,9 @@ bool is_begun(Database& db, const std::string& path, bool was_ledger) {
   throw LedgerError(path + ": this is no ledger, but another database; it is left as it is. Name another file");
 }
 
-// What is acknowledged is on the disk: every commit waits for it. The log is
-// brought into the file by the ledger itself, which knows how long it may become.
+// What is acknowledged is on the disk: every commit waits for it.
 void prepare(Database& db) {
   db.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA cache_size = -16384");
-  db.exec("PRAGMA wal_autocheckpoint = 0");
   pragma(db, "schema_version");  // the log is opened by the first read
   db.set_patience(kWriterPatience);
 }

@@ -46,6 +46,7 @@ WriteAheadLog::WriteAheadLog(Database& db, std::int64_t most_bytes) : db_(db), l
   Statement page_size(db, "PRAGMA page_size");
   page_size.step();
   frame_bytes_ = page_size.integer(0) + kFrameHead;
+  // In the place of SQLite's own hook, which would bring the log in after each commit beyond a thousand pages.
   sqlite3_wal_hook(db.get(), &WriteAheadLog::committed, this);
   file_ = log_file(db);
   limit_->methods = *file_->pMethods;

@@ -323,6 +323,37 @@ TEST_F(ByBytes, CursorsDoNotHoldBytesBack) {
   EXPECT_TRUE(ChangeFeed(path_).next(0, 10).gap);
 }
 
+// One step takes out at most a thousand inputs, so a ledger of many needs several.
+TEST_F(ByBytes, TidyingGoesOnUntilThereIsSpaceForWhatComesNext) {
+  open({.events = 0, .days = 0, .bytes = 0});
+  for (int i = 0; i < 25; ++i) {
+    for (int k = 0; k < 4000; ++k) engine_->add({.reported = false});
+    engine_->write();
+  }
+  engine_.reset();
+  // The file is within its limit, so nothing of it is given back. The log may have a quarter of the limit.
+  const std::int64_t most_of_file = bytes() / 62 * 64;
+  open({.events = 0, .days = 0, .bytes = most_of_file / 3 * 4});
+  while (engine_->ledger.tidy()) {
+  }
+  const std::int64_t used = std::stoll(rows(
+      "SELECT (SELECT page_count FROM pragma_page_count) - (SELECT freelist_count FROM pragma_freelist_count)")[0]);
+  EXPECT_LE(used * 1024, most_of_file / 64 * 60);
+  EXPECT_GT(std::stoll(rows("SELECT count(*) FROM event")[0]), 80'000);
+}
+
+TEST_F(PrunerTest, TidyingGoesOnUntilTheCountIsRight) {
+  open({.events = 0, .days = 0, .bytes = 0});
+  for (int i = 0; i < 3; ++i) {
+    for (int k = 0; k < 4000; ++k) engine_->add({.reported = false});
+    engine_->write();
+  }
+  open({.events = 100, .days = 0, .bytes = 0});
+  while (engine_->ledger.tidy()) {
+  }
+  EXPECT_EQ(rows("SELECT count(*) FROM event"), Rows{"100"});
+}
+
 // What is needed alone takes more: all of it is there, and the ledger says so.
 TEST_F(ByBytes, WhatIsNeededPassesTheLimit) {
   constexpr std::int64_t kLimit = 512 * 1024;

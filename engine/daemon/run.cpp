@@ -46,10 +46,11 @@ constexpr std::chrono::milliseconds kCheckAtRest{20};   // between two steps of 
 constexpr std::chrono::milliseconds kCheckAtWork{500};  // the same while events come
 constexpr std::chrono::milliseconds kBetweenChecks = 24h;
 constexpr std::chrono::milliseconds kBetweenLimitMessages = 60s;
-constexpr std::chrono::milliseconds kIdle{60'000};  // longest wait when there is nothing to do
-constexpr std::chrono::milliseconds kQuiet{20};     // after that long without input, all that was sent has come
-constexpr std::chrono::milliseconds kRest{100};     // after that long without input, there is time to tidy the ledger
-constexpr std::chrono::milliseconds kTidyStep{5};   // from one step of that to the next
+constexpr std::chrono::milliseconds kIdle{60'000};    // longest wait when there is nothing to do
+constexpr std::chrono::milliseconds kQuiet{20};       // after that long without input, all that was sent has come
+constexpr std::chrono::milliseconds kRest{100};       // after that long without input, there is time to tidy the ledger
+constexpr std::chrono::milliseconds kTidyStep{5};     // from one step of that to the next
+constexpr std::chrono::milliseconds kTidyHeld{1000};  // the same while a reader keeps the log from being emptied
 
 // Whether an error may be over by itself, as a full disk may.
 bool may_pass(const SqlError& error) {
@@ -527,7 +528,7 @@ class Daemon {
   // Takes out some of what is past the retention. An error is told when something is to be written.
   void tidy() {
     try {
-      tidy_in_ = state_.ledger().tidy() ? kTidyStep : kIdle;
+      tidy_in_ = state_.ledger().tidy() ? kTidyStep : state_.ledger().size().is_held ? kTidyHeld : kIdle;
     } catch (const SqlError& error) {
       tidy_in_ = kIdle;
       if (!may_pass(error)) stall("write", error);

@@ -9,7 +9,6 @@ namespace polaiga::engine {
 namespace {
 
 constexpr std::int64_t kFrameHead = 24;
-constexpr int kReaderWait = 1000;  // ms
 
 sqlite3_file* log_file(const Database& db) {
   sqlite3_file* file = nullptr;
@@ -83,10 +82,10 @@ bool WriteAheadLog::checkpoint(int mode) {
 
 void WriteAheadLog::bring_in() { checkpoint(SQLITE_CHECKPOINT_PASSIVE); }
 
-bool WriteAheadLog::empty(bool patient) {
-  const int patience = db_.set_patience(patient ? kReaderWait : 0);
+bool WriteAheadLog::empty(std::chrono::milliseconds patience) {
+  const int before = db_.set_patience(static_cast<int>(patience.count()));
   const bool all = checkpoint(SQLITE_CHECKPOINT_TRUNCATE);
-  db_.set_patience(patience);
+  db_.set_patience(before);
   if (all) frames_ = 0;
   return all;
 }

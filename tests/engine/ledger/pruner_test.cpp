@@ -2,9 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <random>
+#include <thread>
 
 #include "ledger/change_feed.h"
 #include "ledger/reader.h"
@@ -399,6 +403,73 @@ TEST_F(ByBytes, AReaderThatHoldsTheLog) {
   }
   for (int i = 0; i < 100; ++i) engine_->write(raises("A", "o", 395));
   EXPECT_FALSE(engine_->ledger.size().is_held);
+  EXPECT_LE(bytes(), kLimit);
+}
+
+// Readers of which the next always begins before the last one ends.
+class ReadersInTurn {
+ public:
+  explicit ReadersInTurn(const std::string& path) : thread_([this, path] { read(path); }) {}
+  ~ReadersInTurn() {
+    is_over_ = true;
+    thread_.join();
+  }
+  ReadersInTurn(const ReadersInTurn&) = delete;
+  ReadersInTurn& operator=(const ReadersInTurn&) = delete;
+
+ private:
+  void read(const std::string& path) const {
+    const Database readers[] = {Database(path, Access::kRead), Database(path, Access::kRead)};
+    for (std::size_t turn = 0; !is_over_; ++turn) {
+      const Database& next = readers[turn % 2];
+      const Database& last = readers[(turn + 1) % 2];
+      next.exec("BEGIN; SELECT count(*) FROM ledger");
+      if (last.in_transaction()) last.exec("ROLLBACK");
+      std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+  }
+
+  std::atomic<bool> is_over_ = false;
+  std::thread thread_;
+};
+
+class ManyReaders : public ByBytes {
+ protected:
+  static constexpr std::int64_t kLimit = 512 * 1024;
+
+  ManyReaders() {
+    open({.events = 0, .days = 0, .bytes = kLimit});
+    readers_.emplace(path_);
+    const Database reader(path_, Access::kRead);
+    reader.exec("BEGIN; SELECT count(*) FROM event");
+    for (int i = 0; i < 400; ++i) engine_->write(raises("A", ("sys/object-" + std::to_string(i % 50)).c_str(), 395));
+  }
+
+  // Whether the log is let go of while this is done again and again, for a minute at most.
+  bool is_let_go(const std::function<void()>& work) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (engine_->ledger.size().is_held && std::chrono::steady_clock::now() < end) work();
+    return !engine_->ledger.size().is_held;
+  }
+
+  std::optional<ReadersInTurn> readers_;
+};
+
+// One that stayed long makes the log pass its limit. When it has gone, those who come and go do not keep the log so.
+TEST_F(ManyReaders, DoNotKeepTheLogLongWhileEventsCome) {
+  ASSERT_TRUE(engine_->ledger.size().is_held);
+  ASSERT_GT(bytes(), kLimit);
+  EXPECT_TRUE(is_let_go([&] { engine_->write(raises("A", "o", 395)); }));
+  EXPECT_LE(bytes(), kLimit);
+}
+
+TEST_F(ManyReaders, DoNotKeepTheLogLongWhenNothingComes) {
+  ASSERT_TRUE(engine_->ledger.size().is_held);
+  ASSERT_GT(bytes(), kLimit);
+  EXPECT_TRUE(is_let_go([&] {
+    engine_->ledger.tidy();
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }));
   EXPECT_LE(bytes(), kLimit);
 }
 

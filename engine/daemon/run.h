@@ -33,6 +33,7 @@ struct RunOptions {
   std::chrono::milliseconds commit_within{0};      // how long an event may wait for others to share its write
   std::chrono::milliseconds idle_within{30'000};   // a client that is silent for so long leaves if others wait
   std::chrono::milliseconds retry{1000};           // until a ledger that could not be used is tried again
+  std::chrono::seconds memory_within{10};          // then the engine stops if there is no memory to use the ledger
   std::chrono::milliseconds drain{4000};           // for what is under way when the engine is told to stop
   std::chrono::seconds end_within{5};              // then it ends, whatever holds it up
 };

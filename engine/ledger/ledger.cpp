@@ -42,6 +42,13 @@ constexpr std::chrono::milliseconds kStartTidyTime{500};
 // Of which the raises are read at a start.
 constexpr std::int64_t kMostRecentChanges = 20'000;
 
+// How long readers are waited for when the log is full. If one stays longer, the log grows, and now and then a shorter
+// wait is enough for those who come and go.
+constexpr std::chrono::milliseconds kReaderWait{1000};
+constexpr std::chrono::milliseconds kShortReaderWait{50};
+constexpr std::chrono::milliseconds kBetweenReaderWaits{1000};
+constexpr std::chrono::milliseconds kNoWait{0};
+
 constexpr int kBatchesCheckedAtStart = 16;
 constexpr std::size_t kRowsOfCheck = 1000;
 
@@ -126,7 +133,7 @@ class Ledger::Writer {
         oldest_change_(db_, "SELECT coalesce(min(number), 0) FROM change") {
     take_position();
     try {
-      if (log_.bytes() > 0) log_.empty(true);
+      if (log_.bytes() > 0) log_.empty(kReaderWait);
       const auto end = std::chrono::steady_clock::now() + kStartTidyTime;
       while (tidy() && std::chrono::steady_clock::now() < end) {
       }
@@ -325,7 +332,7 @@ class Ledger::Writer {
           if (std::exchange(log_is_new, true) || !can_empty_log()) throw;
           continue;
         }
-        is_held_ = !log_.empty(!is_held_);
+        empty_log();
         if (is_held_ || log_is_new) log_.lift(true);
         log_is_new = true;
       }
@@ -336,7 +343,7 @@ class Ledger::Writer {
   // Not while somebody reads, or when even that fails.
   bool can_empty_log() {
     try {
-      return log_.empty(false);
+      return log_.empty(kNoWait);
     } catch (const SqlError& error) {
       if (is_damage(error)) throw;
       return false;
@@ -360,15 +367,23 @@ class Ledger::Writer {
     const std::int64_t used = log_.used();
     if (used < 5 * part) {
       next_bring_in_ = 5 * part;
-      is_held_ = false;
-      if (log_.bytes() > most_log_bytes_) log_.empty(false);
+      is_held_ = log_.bytes() > most_log_bytes_;
+      if (is_held_) empty_log();
     }
     // The file becomes shorter when that is brought in.
     const bool is_long = most_pages_ > 0 && db_.file_bytes() > std::max(most_pages_, pruner_.pages()) * page_size_;
-    if (used < next_bring_in_ && !is_long) return;
+    if (used < next_bring_in_ && !is_long && !(is_held_ && may_wait_again())) return;
     next_bring_in_ = used + part;
     log_.bring_in();
-    if (used >= 7 * part) is_held_ = !log_.empty(!is_held_);
+    if (used >= 7 * part) empty_log();
+  }
+
+  bool may_wait_again() const { return std::chrono::steady_clock::now() >= wait_again_at_; }
+
+  void empty_log() {
+    const auto wait = !is_held_ ? kReaderWait : may_wait_again() ? kShortReaderWait : kNoWait;
+    is_held_ = !log_.empty(wait);
+    if (wait > kNoWait) wait_again_at_ = std::chrono::steady_clock::now() + kBetweenReaderWaits;
   }
 
   Database db_;
@@ -388,6 +403,7 @@ class Ledger::Writer {
   bool is_unhurried_ = false;     // commits do not wait for the disk, though they should
   bool is_over_ = false;          // the file may pass its limit this time
   bool is_held_ = false;          // a reader keeps the log from beginning anew
+  std::chrono::steady_clock::time_point wait_again_at_{};  // for readers, while the log is held
 };
 
 Restored Ledger::Writer::restore() const {

@@ -9,7 +9,6 @@ namespace polaiga::engine {
 namespace {
 
 constexpr std::int64_t kFrameHead = 24;
-constexpr int kReaderWait = 1000;  // ms
 
 sqlite3_file* log_file(const Database& db) {
   sqlite3_file* file = nullptr;
@@ -46,6 +45,7 @@ WriteAheadLog::WriteAheadLog(Database& db, std::int64_t most_bytes) : db_(db), l
   Statement page_size(db, "PRAGMA page_size");
   page_size.step();
   frame_bytes_ = page_size.integer(0) + kFrameHead;
+  // In the place of SQLite's own hook, which would bring the log in after each commit beyond a thousand pages.
   sqlite3_wal_hook(db.get(), &WriteAheadLog::committed, this);
   file_ = log_file(db);
   limit_->methods = *file_->pMethods;
@@ -82,10 +82,10 @@ bool WriteAheadLog::checkpoint(int mode) {
 
 void WriteAheadLog::bring_in() { checkpoint(SQLITE_CHECKPOINT_PASSIVE); }
 
-bool WriteAheadLog::empty(bool patient) {
-  const int patience = db_.set_patience(patient ? kReaderWait : 0);
+bool WriteAheadLog::empty(std::chrono::milliseconds patience) {
+  const int before = db_.set_patience(static_cast<int>(patience.count()));
   const bool all = checkpoint(SQLITE_CHECKPOINT_TRUNCATE);
-  db_.set_patience(patience);
+  db_.set_patience(before);
   if (all) frames_ = 0;
   return all;
 }

@@ -2,6 +2,7 @@
 // database's file, and that it becomes no longer than it may.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 
@@ -31,9 +32,9 @@ class WriteAheadLog {
   // and no reader needs it any more, the next transaction begins the log anew.
   void bring_in();
 
-  // Brings all of it in and makes its file empty; answers whether it could. With
-  // `patient`, waits for readers, though not long.
-  bool empty(bool patient);
+  // Brings all of it in and makes its file empty; answers whether it could. Waits for readers at most so long; whoever
+  // begins to read after that does not need the log any more.
+  bool empty(std::chrono::milliseconds patience);
 
   // Whether the limit was the reason that a transaction failed since the last call.
   bool take_refused();

@@ -75,7 +75,7 @@ bool is_begun(Database& db, const std::string& path, bool was_ledger) {
 // brought into the file by the ledger itself, which knows how long it may become.
 void prepare(Database& db) {
   db.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA cache_size = -16384");
-  db.exec("PRAGMA wal_autocheckpoint = 0");
+  db.exec("PRAGMA wal_autocheckpoint = 0; PRAGMA secure_delete = OFF");
   pragma(db, "schema_version");  // the log is opened by the first read
   db.set_patience(kWriterPatience);
 }

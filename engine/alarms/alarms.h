@@ -151,9 +151,11 @@ class Alarms {
   std::vector<const ActiveFault*> in_order() const;
 
  private:
-  // Looks a DN up as it stands in a record, without a string made of it.
-  struct Hash : std::hash<std::string_view> {
+  // Looks a DN up as it stands in a record, without a string made of it. As it is not declared noexcept, the table
+  // stores the hash of each DN, so that a search need not read the DNs of others.
+  struct Hash {
     using is_transparent = void;
+    std::size_t operator()(std::string_view dn) const { return std::hash<std::string_view>()(dn); }
   };
   using Faults = std::unordered_map<std::string, ActiveFault, Hash, std::equal_to<>>;
 

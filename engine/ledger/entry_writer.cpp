@@ -16,7 +16,7 @@ constexpr std::size_t kMostForms = 65'536;
 
 // An era begins by storing what is active, which takes about as long as three inputs
 // for each fault.
-constexpr std::int64_t kInputsOfStanding = 3;
+constexpr std::int64_t kInputsOfStanding = 6;
 
 constexpr std::int64_t kRowBytes = 40;  // of a row, beside what it says; about
 
@@ -235,7 +235,7 @@ void EntryWriter::write(const RecordedInput& input) {
                                       std::to_string(last_sequence_));
   }
   const std::int64_t inputs = input.sequence - era_.seq;
-  const std::int64_t least = std::min(era_standing_ * kInputsOfStanding, 2 * limits_.era_inputs);
+  const std::int64_t least = std::min(era_standing_ * kInputsOfStanding, 4 * limits_.era_inputs);
   if (era_.seq == 0 || is_epoch_over(input) || inputs >= std::max(limits_.era_inputs, least)) begin_era(input);
   if (input.at < era_.least_at) {
     era_.least_at = input.at;
@@ -384,7 +384,8 @@ void EntryWriter::write(const Change& change, const RecordedInput& input) {
 
 void EntryWriter::note(const Change& change) {
   const bool is_new = change.alarm == 0 || (change.kind == ChangeKind::kRaised && change.alarm == change.number);
-  const Head before = is_new ? Head{} : head_of(change.alarm);
+  Head* const head = change.alarm == 0 ? nullptr : &(is_new ? heads_[change.alarm] : head_of(change.alarm));
+  const Head before = head != nullptr && !is_new ? *head : Head{};
   const ChangeRow row{.number = change.number,
                       .seq = change.sequence,
                       .kind = change.kind,
@@ -402,15 +403,16 @@ void EntryWriter::note(const Change& change) {
                       .is_folded = change.is_folded};
   sql_.change(row);
   sealed_->add(row);
-  if (change.alarm == 0) return;
-  heads_[change.alarm] = {change.number, before.count + 1};
+  if (head != nullptr) *head = {change.number, before.count + 1};
 }
 
-EntryWriter::Head EntryWriter::head_of(ChangeNumber alarm) {
-  if (const auto known = heads_.find(alarm); known != heads_.end()) return known->second;
-  Head head;
-  head.change = first_integer(sql_.head.with(alarm));
-  head.count = first_integer(sql_.change_count.with(head.change));
+EntryWriter::Head& EntryWriter::head_of(ChangeNumber alarm) {
+  const auto [known, is_new] = heads_.try_emplace(alarm);
+  Head& head = known->second;
+  if (is_new) {
+    head.change = first_integer(sql_.head.with(alarm));
+    head.count = first_integer(sql_.change_count.with(head.change));
+  }
   return head;
 }
 

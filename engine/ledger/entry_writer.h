@@ -106,7 +106,7 @@ class EntryWriter {
   void stamp(EventRow& row, const fe_fault_record& record);
   void write(const Change& change, const RecordedInput& input);
   void note(const Change& change);
-  Head head_of(ChangeNumber alarm);
+  Head& head_of(ChangeNumber alarm);
   void raise(const Change& change, const RecordedInput& input);
   void refresh(const Change& change, const RecordedInput& input);
   void report(const Change& change, const RecordedInput& input);

@@ -19,9 +19,10 @@
 namespace polaiga::engine {
 namespace {
 
-// A quarter of the limit is the log's, the rest the file's.
+// A quarter of the limit is the log's, the rest the file's. A longer log is brought in less often, so that a page that
+// changes again and again is written to the file less often.
 constexpr std::int64_t kLogPart = 4;
-constexpr std::int64_t kMostLogBytes = std::int64_t{16} * 1024 * 1024;
+constexpr std::int64_t kMostLogBytes = std::int64_t{32} * 1024 * 1024;
 
 // Pages that an input changes, on the average of a batch, when it has an id, ends
 // one fault and begins another.
@@ -292,6 +293,7 @@ class Ledger::Writer {
     if (entries_are_old_) entries_.load();
     entries_are_old_ = true;  // until it is written
     const std::int64_t pages_before = pruner_.pages();
+    const WriteAheadLog::Gathering gathering(log_);  // this commit is synchronised
     Transaction transaction(db_);
     entries_.write(batch);
     const std::int64_t pages = pruner_.pages();

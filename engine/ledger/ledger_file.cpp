@@ -78,7 +78,8 @@ bool is_begun(Database& db, const std::string& path, bool was_ledger) {
 
 // What is acknowledged is on the disk: every commit waits for it.
 void prepare(Database& db) {
-  db.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA cache_size = -16384");
+  db.exec(
+      "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA cache_size = -16384; PRAGMA secure_delete = OFF");
   pragma(db, "schema_version");  // the log is opened by the first read
   db.set_patience(kWriterPatience);
 }

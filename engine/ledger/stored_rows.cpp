@@ -21,10 +21,18 @@ constexpr const char* kOfEvent =
     "setting.id = event.setting "
     "JOIN build ON build.id = setting.build LEFT JOIN form ON form.seq = event.form";
 
-// The faults of a DN, by its number and by itself.
-constexpr const char* kNamed =
-    "fault JOIN event AS raising ON raising.seq = fault.raised_seq JOIN form ON form.seq = raising.form "
-    "WHERE fault.name = ? AND form.fault_dn = ?";
+// The faults of a DN, by its number and by itself, in all blocks of faults.
+std::string named_faults() {
+  const std::string block_of = " >> " + std::to_string(kFaultBlockBits);
+  return "(WITH RECURSIVE block(number) AS (SELECT max(number)" + block_of +
+         " FROM fault UNION ALL SELECT number - 1 FROM block WHERE number > (SELECT min(number)" + block_of +
+         " FROM fault)) SELECT number FROM block) AS block "
+         "CROSS JOIN fault ON fault.number" +
+         block_of +
+         " = block.number AND fault.name = ? "
+         "JOIN event AS raising ON raising.seq = fault.raised_seq JOIN form ON form.seq = raising.form "
+         "WHERE form.fault_dn = ?";
+}
 
 std::string record_columns() { return columns_sql<EventRow, BuildRow, SubjectRow, FormRow, ActionRow>(); }
 
@@ -516,7 +524,7 @@ std::vector<ChangeNumber> StoredRows::alarms_of(const std::string& fault_dn, std
   // Those that the latest faults belong to now come before those that they were raised for.
   std::vector<ChangeNumber> numbers;
   Statement rows(db_, fault_dn.empty() ? std::string("SELECT number, NULL FROM alarm ORDER BY number DESC")
-                                       : std::string("SELECT fault.later_alarm, fault.alarm FROM ") + kNamed +
+                                       : "SELECT fault.later_alarm, fault.alarm FROM " + named_faults() +
                                              " ORDER BY fault.number DESC");
   if (!fault_dn.empty()) rows.with(fault_name_hash(fault_dn), fault_dn);
   while (numbers.size() < most && rows.step()) {
@@ -629,7 +637,8 @@ std::optional<ChatteringFault> StoredRows::chattering(std::string_view fault_dn)
 }
 
 std::optional<FaultRow> StoredRows::latest_fault(const std::string& fault_dn) {
-  Statement row(db_, "SELECT " + columns_sql<FaultRow>() + " FROM " + kNamed + " ORDER BY fault.number DESC LIMIT 1");
+  Statement row(
+      db_, "SELECT " + columns_sql<FaultRow>() + " FROM " + named_faults() + " ORDER BY fault.number DESC LIMIT 1");
   if (!row.with(fault_name_hash(fault_dn), fault_dn).step()) return std::nullopt;
   return read_row<FaultRow>(row);
 }

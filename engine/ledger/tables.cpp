@@ -109,7 +109,8 @@ std::string schema() {
          "CREATE INDEX alarm_action_alarm ON alarm_action (alarm);\n"
          "CREATE INDEX alarm_action_seq ON alarm_action (seq);\n"
          "CREATE UNIQUE INDEX event_id ON event (id, subject IS NULL) WHERE id IS NOT NULL;\n"
-         "CREATE INDEX fault_name ON fault (name, number);\n";
+         "CREATE INDEX fault_name ON fault (number >> " +
+         std::to_string(kFaultBlockBits) + ", name);\n";
 }
 
 }  // namespace polaiga::engine

@@ -8,7 +8,7 @@
 namespace polaiga::engine {
 
 Alarms::Alarms(std::size_t most_reports, ChangeNumber last_change)
-    : most_reports_(most_reports), last_change_(last_change) {}
+    : most_reports_(most_reports), last_change_(last_change), chattering_(most_reports) {}
 
 Outcome Alarms::apply(const fe_fault_record& record, const Reporter& reporter, Sequence sequence, Moment at,
                       std::vector<Change>& changes) {
@@ -25,7 +25,7 @@ Outcome Alarms::clear(const fe_fault_record& record, const Step& step) {
     return Outcome::kAlreadyClear;
   }
   if (!fault->second.reports.empty()) {
-    add(fault->second, ChangeKind::kPartlyCleared, step.sequence, step.at, step.changes);
+    tell(fault->second, add(fault->second, ChangeKind::kPartlyCleared, step.sequence, step.at, step.changes));
     ++counts_.partly_cleared;
     return Outcome::kPartlyCleared;
   }
@@ -41,14 +41,14 @@ std::optional<Alarms::Former> Alarms::supersede(const fe_fault_record& record, c
   if (record.clear_code == 0 || record.clear_code == record.code) return std::nullopt;
   const auto found = faults_.find(std::string_view(fault_dn(record.dn, record.clear_code)));
   if (found == faults_.end() || !take_back(found->second, step.reporter)) return std::nullopt;
-  const ActiveFault& fault = found->second;
+  ActiveFault& fault = found->second;
   Former former{fault.alarm, fault.alarm_since, fault.severity, fault.standing, fault.reports.empty()};
   if (former.goes_on) {
     // The alarm keeps its severity until the change that follows at once.
     end(found, ChangeKind::kSuperseded, former.severity, step.sequence, step.at, step.changes);
     ++counts_.superseded;
   } else {
-    add(fault, ChangeKind::kPartlyCleared, step.sequence, step.at, step.changes);
+    tell(fault, add(fault, ChangeKind::kPartlyCleared, step.sequence, step.at, step.changes));
     ++counts_.partly_cleared;
   }
   return former;
@@ -74,12 +74,17 @@ Outcome Alarms::raise(const fe_fault_record& record, const std::optional<Former>
   fault.alarm = goes_on ? former->alarm : fault.fault;
   fault.alarm_since = goes_on ? former->since : step.at;
   if (goes_on) fault.standing = former->standing;
+  ChatteringFault* const chattering = chattering_.raise(fault.fault_dn, age_);
+  const bool begins = chattering != nullptr && chattering->change == 0;
+  if (chattering != nullptr) chattering->alarm = fault.alarm;
+  if (!begins) fault.chattering = chattering;
   report(fault, step);
   Change& change = add(fault, ChangeKind::kRaised, step.sequence, step.at, step.changes);
   change.before = goes_on ? former->severity : Severity::kCleared;
   change.other = former && !goes_on ? former->alarm : 0;
-  fault.standing.was_told = fault.standing.was_told || !change.is_quiet;
+  tell(fault, change);
   if (goes_on) renew(fault, former->severity, step);
+  if (begins) begin_chattering(fault, *chattering, step);
   ++counts_.raised;
   faults_.emplace(fault.fault_dn, std::move(fault));
   return Outcome::kRaised;
@@ -98,22 +103,32 @@ Outcome Alarms::refresh(ActiveFault& fault, Severity severity, const std::option
     Change& merged = add(fault, ChangeKind::kMerged, step.sequence, step.at, step.changes);
     merged.after = Severity::kCleared;
     merged.other = std::min(former->alarm, fault.alarm);
+    const bool was_told = other_is_older ? fault.standing.was_told : former->standing.was_told;
+    if (!other_is_older) {
+      merged.alarm = former->alarm;
+      merged.before = former->severity;
+    }
+    ChatteringFault* const shows = chattering_.shows(merged.alarm);
+    merged.is_quiet = is_quiet_end(fault, was_told);
+    merged.is_folded = fault.chattering != nullptr && (!was_told || shows != nullptr);
+    if (shows != nullptr) {
+      shows->shown_is_over = true;
+      if (merged.is_told()) chattering_.hide(*shows);
+    }
+    chattering_.merge(merged.alarm, merged.other);
     if (other_is_older) {
-      merged.is_quiet = !fault.standing.was_told;
       fault.alarm = former->alarm;
       fault.alarm_since = former->since;
       fault.standing = former->standing;
       before = former->severity;
-    } else {
-      merged.is_quiet = !former->standing.was_told;
-      merged.alarm = former->alarm;
-      merged.before = former->severity;
     }
     ++counts_.merged;
   }
   fault.severity = severity;  // another one than before when the profile was changed
   report(fault, step);
-  add(fault, ChangeKind::kRefreshed, step.sequence, step.at, step.changes).before = before;
+  Change& change = add(fault, ChangeKind::kRefreshed, step.sequence, step.at, step.changes);
+  change.before = before;
+  tell(fault, change);
   renew(fault, before, step);
   ++counts_.refreshed;
   return Outcome::kRefreshed;
@@ -125,7 +140,7 @@ void Alarms::renew(ActiveFault& fault, Severity before, const Step& step) {
   const bool has_answer = standing.acknowledged != 0 || standing.closed != 0;
   if (!renews_acknowledgements_ || !has_answer || fault.severity <= before) return;
   standing.acknowledged = standing.closed = 0;
-  add(fault, ChangeKind::kUnacknowledged, step.sequence, step.at, step.changes);
+  tell(fault, add(fault, ChangeKind::kUnacknowledged, step.sequence, step.at, step.changes));
 }
 
 // Notes that the reporter reports the fault, with the record of this input.
@@ -167,14 +182,126 @@ void Alarms::end(Faults::iterator fault, ChangeKind kind, Severity after, Sequen
                  std::vector<Change>& changes) {
   Change& change = add(fault->second, kind, sequence, at, changes);
   change.after = after;
-  // Who was told that it began is told that it is over.
-  if (kind != ChangeKind::kSuperseded) change.is_quiet = !fault->second.standing.was_told;
+  if (kind != ChangeKind::kSuperseded) {
+    change.is_quiet = is_quiet_end(fault->second, fault->second.standing.was_told);
+    if (fault->second.chattering != nullptr) fault->second.chattering->alarm_is_over = true;
+    if (ChatteringFault* const shows = chattering_.shows(fault->second.alarm)) shows->shown_is_over = true;
+  }
+  tell(fault->second, change);
   faults_.erase(fault);
+}
+
+// Who was told that an alarm began is told that it is over. Who was not, because its fault is chattering, has no
+// silence to thank for it.
+bool Alarms::is_quiet_end(const ActiveFault& fault, bool was_told) const {
+  return !was_told && (fault.chattering == nullptr || is_silenced(fault));
+}
+
+// Decides whether the change feed leaves a change of an alarm out, because the alarm's fault is chattering; and notes
+// what outputs know after it.
+//
+// Of a chattering fault, outputs take one alarm for active all the time. What becomes of it, and of all others that
+// they do not know, is left out. An alarm that they know otherwise, such as one that came from another level, is told
+// of to its end. When they take none for active, the next one is told.
+void Alarms::tell(ActiveFault& fault, Change& change) {
+  const bool ends = change.after == Severity::kCleared;
+  ChatteringFault* const chattering = fault.chattering;
+  ChatteringFault* const shows = chattering_.shows(fault.alarm);
+  if (chattering != nullptr && shows != nullptr) {
+    change.is_folded = is_of_fault(change.kind);
+  } else if (chattering != nullptr && !fault.standing.was_told) {
+    change.is_folded = ends || chattering->shown_alarm != 0 || is_silenced(fault);
+  }
+  if (shows != nullptr && !change.is_folded) {  // a quiet change is in the feed, too, for those who know the alarm
+    if (chattering == nullptr) {
+      chattering_.hide(*shows);
+    } else {
+      chattering_.show(*shows, fault.alarm, change.after);
+    }
+  }
+  if (!change.is_told()) return;
+  fault.standing.was_told = true;
+  if (chattering != nullptr && shows == nullptr && chattering->shown_alarm == 0 && !ends &&
+      change.kind != ChangeKind::kSuperseded) {
+    chattering_.show(*chattering, fault.alarm, change.after);
+  }
+}
+
+void Alarms::begin_chattering(ActiveFault& fault, ChatteringFault& chattering, const Step& step) {
+  fault.chattering = &chattering;
+  Change& change = add(fault, ChangeKind::kChattering, step.sequence, step.at, step.changes);
+  change.raises = chattering.raises;
+  chattering.change = change.number;
+  chattering.since = step.at;
+  chattering.was_told = change.is_told();
+  if (fault.standing.was_told && chattering_.shows(fault.alarm) == nullptr) {
+    chattering_.show(chattering, fault.alarm, fault.severity);
+  }
+}
+
+// The fault's latest alarm and the one that outputs take for active, if they are active and not the same.
+std::pair<ActiveFault*, ActiveFault*> Alarms::latest_and_shown(const ChatteringFault& fault) {
+  std::pair<ActiveFault*, ActiveFault*> found{nullptr, nullptr};
+  const auto own = faults_.find(fault.fault_dn);
+  if (own != faults_.end()) found.first = &own->second;
+  const bool wants_latest = own == faults_.end() && !fault.alarm_is_over;
+  const bool wants_shown = fault.shown_alarm != 0 && fault.shown_alarm != fault.alarm && !fault.shown_is_over;
+  if (!wants_latest && !wants_shown) return found;
+  for (auto& [dn, other] : faults_) {
+    if (wants_latest && other.alarm == fault.alarm) found.first = &other;
+    if (wants_shown && other.alarm == fault.shown_alarm) found.second = &other;
+  }
+  return found;
+}
+
+void Alarms::settle(const OperatorAction& action, Sequence sequence, Moment at, std::vector<Change>& changes) {
+  const ChatteringFault* const known = chattering_.find(action.dn);
+  if (known == nullptr) throw ActionRefused("The fault is not chattering: " + action.dn);
+  const ChatteringFault was = *known;
+  const auto [latest, shown] = latest_and_shown(was);
+  chattering_.settle(action.dn);
+  if (latest != nullptr && latest->fault_dn == action.dn) latest->chattering = nullptr;
+  Change change{.number = ++last_change_,
+                .sequence = sequence,
+                .kind = ChangeKind::kSettled,
+                .at = at,
+                .fault_dn = action.dn,
+                .alarm = was.alarm,
+                .raises = was.raises};
+  if (latest != nullptr) {
+    change.after = latest->severity;
+    change.shown = latest->shown;
+    change.reporters = static_cast<std::uint32_t>(latest->reports.size());
+  }
+  // An alarm that is active at another level goes on as what it is, and does not become the latest one.
+  const bool is_shown = was.shown_alarm != 0 && shown == nullptr;
+  const bool is_known = latest != nullptr && latest->standing.was_told;
+  change.before = is_shown ? was.shown_severity : is_known ? change.after : Severity::kCleared;
+  if (is_shown && was.shown_alarm != was.alarm) change.other = was.shown_alarm;
+  change.is_quiet =
+      latest == nullptr ? !was.was_told : was.shown_alarm == 0 && !latest->standing.was_told && is_silenced(*latest);
+  // What outputs know now is what they take for active of another chattering fault, if it has none yet.
+  const auto show = [this](ActiveFault& fault) {
+    fault.standing.was_told = true;
+    ChatteringFault* const shows = chattering_.shows(fault.alarm);
+    if (shows != nullptr) {
+      chattering_.show(*shows, fault.alarm, fault.severity);
+    } else if (fault.chattering != nullptr && fault.chattering->shown_alarm == 0) {
+      chattering_.show(*fault.chattering, fault.alarm, fault.severity);
+    }
+  };
+  if (latest != nullptr && change.is_told()) show(*latest);
+  if (shown != nullptr) show(*shown);
+  changes.push_back(std::move(change));
 }
 
 void Alarms::act(const OperatorAction& action, Sequence sequence, Moment at, std::vector<Change>& changes) {
   if (is_about_object(action.kind)) {
     act_on_object(action, sequence, at, changes);
+    return;
+  }
+  if (action.kind == ActionKind::kSettle) {
+    settle(action, sequence, at, changes);
     return;
   }
   const auto kind = change_of(action.kind);
@@ -208,7 +335,7 @@ void Alarms::act(const OperatorAction& action, Sequence sequence, Moment at, std
     Change& change = add(*fault, *kind, sequence, at, changes);
     // Who was told that the alarm began is told that it is silenced.
     if (action.kind == ActionKind::kShelve) change.is_quiet = !standing.was_told;
-    standing.was_told = standing.was_told || !change.is_quiet;
+    tell(*fault, change);
   }
   look_for_next_end();
 }
@@ -269,7 +396,7 @@ void Alarms::act_on_object(const OperatorAction& action, Sequence sequence, Mome
   for (ActiveFault* const fault : below) {
     Change& change = add(*fault, kind, sequence, at, changes);
     if (begins) change.is_quiet = !fault->standing.was_told;
-    fault->standing.was_told = fault->standing.was_told || !change.is_quiet;
+    tell(*fault, change);
   }
   changes.push_back({.number = ++last_change_, .sequence = sequence, .kind = kind, .at = at, .fault_dn = action.dn});
   look_for_next_end();
@@ -284,8 +411,19 @@ void Alarms::look_for_next_end() {
   for (const auto& [dn, maintenance] : maintenance_) consider(maintenance.until_age);
 }
 
+std::optional<std::int64_t> Alarms::next_end() const {
+  const auto settles = chattering_.next_end();
+  return settles && next_end_ ? std::min(*settles, *next_end_) : settles ? settles : next_end_;
+}
+
 std::vector<OperatorAction> Alarms::over(std::int64_t age) {
+  constexpr std::size_t kMostSettled = 100;
   std::vector<OperatorAction> actions;
+  for (std::string& fault_dn : chattering_.over(age, kMostSettled)) {
+    actions.push_back({.kind = ActionKind::kSettle, .dn = std::move(fault_dn)});
+  }
+  if (!next_end_ || *next_end_ > age) return actions;
+  const std::size_t settled = actions.size();
   OperatorAction unshelve{.kind = ActionKind::kUnshelve};
   for (const auto& [dn, fault] : faults_) {
     if (fault.standing.shelved != 0 && fault.standing.shelved_until_age <= age) unshelve.alarms.push_back(fault.alarm);
@@ -295,7 +433,7 @@ std::vector<OperatorAction> Alarms::over(std::int64_t age) {
   for (const auto& [dn, maintenance] : maintenance_) {
     if (maintenance.until_age <= age) actions.push_back({.kind = ActionKind::kEndMaintenance, .dn = dn});
   }
-  if (actions.empty()) look_for_next_end();  // the alarm that was shelved is over
+  if (actions.size() == settled) look_for_next_end();  // the alarm that was shelved is over
   return actions;
 }
 
@@ -309,6 +447,13 @@ void Alarms::restore(Maintenance maintenance) {
   std::string dn = maintenance.dn;
   maintenance_.insert_or_assign(std::move(dn), std::move(maintenance));
   look_for_next_end();
+}
+
+void Alarms::restore(ChatteringFault fault) {
+  ChatteringFault& restored = chattering_.restore(std::move(fault));
+  if (const auto active = faults_.find(restored.fault_dn); active != faults_.end()) {
+    active->second.chattering = &restored;
+  }
 }
 
 Change& Alarms::add(const ActiveFault& fault, ChangeKind kind, Sequence sequence, Moment at,

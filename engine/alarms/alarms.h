@@ -20,6 +20,7 @@
 #include <utility>
 #include <vector>
 
+#include "alarms/chattering.h"
 #include "model/alarm_profile.h"
 #include "model/change.h"
 #include "model/operator_action.h"
@@ -48,10 +49,11 @@ struct ActiveFault {
   Moment alarm_since = 0;
   Moment since = 0;
   Moment updated = 0;
-  Sequence shown = 0;           // the latest of the records that are still in force
-  std::uint64_t count = 0;      // records that raised or refreshed it
-  std::vector<Report> reports;  // in the order in which they began
-  AlarmStanding standing = {};  // of its alarm
+  Sequence shown = 0;                     // the latest of the records that are still in force
+  std::uint64_t count = 0;                // records that raised or refreshed it
+  std::vector<Report> reports;            // in the order in which they began
+  AlarmStanding standing = {};            // of its alarm
+  ChatteringFault* chattering = nullptr;  // null: it is not
 };
 
 // Says why an action of an operator is not possible. Then nothing of it was done.
@@ -87,6 +89,12 @@ class Alarms {
   void use(AlarmProfile profile) { profile_ = std::move(profile); }
   const AlarmProfile& profile() const { return profile_; }
 
+  // From now on, faults that are raised again and again are chattering; nothing: none is.
+  void watch_chattering(const std::optional<ChatteringLimit>& limit) { chattering_.set_limit(limit); }
+
+  // How old the ledger is when the inputs that follow come. It never goes back.
+  void set_age(std::int64_t age) { age_ = age; }
+
   // Applies a record, which the filter made of input `sequence` by `reporter` at
   // `at`. Adds the changes that it makes, in their order.
   Outcome apply(const fe_fault_record& record, const Reporter& reporter, Sequence sequence, Moment at,
@@ -102,10 +110,12 @@ class Alarms {
   // Carries an action out for all its alarms, or for none. Throws ActionRefused.
   void act(const OperatorAction& action, Sequence sequence, Moment at, std::vector<Change>& changes);
 
-  // When the next shelf or maintenance is over, as an age of the ledger; nothing: there is none.
-  std::optional<std::int64_t> next_end() const { return next_end_; }
+  // When the next shelf or maintenance is over, or the next chattering fault has settled, as an age of the ledger;
+  // nothing: there is none.
+  std::optional<std::int64_t> next_end() const;
 
-  // The actions that end the shelves and the maintenance that are over at this age.
+  // The actions that end the shelves and the maintenance that are over at this age, and those that settle faults, of
+  // which there may be more than these.
   std::vector<OperatorAction> over(std::int64_t age);
 
   // Objects that are out of service, by DN.
@@ -115,6 +125,15 @@ class Alarms {
 
   // Takes up maintenance that an earlier run left.
   void restore(Maintenance maintenance);
+
+  // Chattering faults that changed since the last call.
+  ChatteringWatch::Changes take_chattering() { return chattering_.take_changes(); }
+  std::size_t chattering() const { return chattering_.size(); }
+
+  // Takes up chattering faults that an earlier run left, after those that are active, in the order of their last
+  // raises; and the raises of other faults, in their order.
+  void restore(ChatteringFault fault);
+  void restore_raise(std::string_view fault_dn, std::int64_t age) { chattering_.restore_raise(fault_dn, age); }
 
   // Takes up a fault that an earlier run left active. It counts as raised. Faults
   // come in the order in which they were raised. The limit does not hold for them.
@@ -132,9 +151,11 @@ class Alarms {
   std::vector<const ActiveFault*> in_order() const;
 
  private:
-  // Looks a DN up as it stands in a record, without a string made of it.
-  struct Hash : std::hash<std::string_view> {
+  // Looks a DN up as it stands in a record, without a string made of it. As it is not declared noexcept, the table
+  // stores the hash of each DN, so that a search need not read the DNs of others.
+  struct Hash {
     using is_transparent = void;
+    std::size_t operator()(std::string_view dn) const { return std::hash<std::string_view>()(dn); }
   };
   using Faults = std::unordered_map<std::string, ActiveFault, Hash, std::equal_to<>>;
 
@@ -167,6 +188,11 @@ class Alarms {
   static const char* why_not(ActionKind kind, const ActiveFault* fault);
   std::vector<ActiveFault*> alarms_of(const OperatorAction& action);
   void act_on_object(const OperatorAction& action, Sequence sequence, Moment at, std::vector<Change>& changes);
+  void settle(const OperatorAction& action, Sequence sequence, Moment at, std::vector<Change>& changes);
+  std::pair<ActiveFault*, ActiveFault*> latest_and_shown(const ChatteringFault& fault);
+  void begin_chattering(ActiveFault& fault, ChatteringFault& chattering, const Step& step);
+  void tell(ActiveFault& fault, Change& change);
+  bool is_quiet_end(const ActiveFault& fault, bool was_told) const;
   void look_for_next_end();
   bool is_silenced(const ActiveFault& fault) const;
   Change& add(const ActiveFault& fault, ChangeKind kind, Sequence sequence, Moment at, std::vector<Change>& changes);
@@ -178,7 +204,9 @@ class Alarms {
   std::size_t reports_ = 0;
   AlarmCounts counts_;
   std::map<std::string, Maintenance, std::less<>> maintenance_;
-  std::optional<std::int64_t> next_end_;
+  std::optional<std::int64_t> next_end_;  // of shelves and maintenance
+  ChatteringWatch chattering_;
+  std::int64_t age_ = 0;
   bool renews_acknowledgements_ = false;
 };
 

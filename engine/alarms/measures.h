@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "alarms/chattering.h"
 #include "model/change.h"
 #include "model/dictionary.h"
 #include "model/moment.h"
@@ -28,12 +29,6 @@ inline constexpr std::size_t kLeastInFlood = 5;
 
 inline constexpr Moment kStaleAfter = kOneDay;
 inline constexpr std::size_t kWorstOffenders = 10;
-
-// A fault is chattering when it is raised again more than `times` within `within` seconds.
-struct ChatteringLimit {
-  std::uint64_t times = 5;
-  Moment within = kTenMinutes;
-};
 
 // What the measures need to know of one alarm.
 struct AlarmFact {

@@ -78,9 +78,16 @@ std::string state_text(const ActiveRow& row, Moment now) {
   return text + ", " + duration_text(now - row.state_by->at) + " ago";
 }
 
+// The same, and whether the fault is chattering.
+std::string state_and_chattering(const ActiveRow& row, Moment now) {
+  std::string text = state_text(row, now);
+  if (!row.chattering) return text;
+  return text.append(text.empty() ? "" : "; ").append("chattering, ").append(plural(row.chattering->raises, "raise"));
+}
+
 std::string as_text(const std::vector<ActiveRow>& active, Moment now, bool coloured, Room room) {
   if (active.empty()) return "";
-  const auto has_state = [now](const ActiveRow& row) { return !state_text(row, now).empty(); };
+  const auto has_state = [now](const ActiveRow& row) { return !state_and_chattering(row, now).empty(); };
   const bool with_state = std::ranges::any_of(active, has_state);
   Rows rows{{"SINCE", "SEVERITY", "CODE", "REPORTERS", "OBJECT"}};
   if (with_state) rows.front().emplace_back("STATE");
@@ -90,7 +97,7 @@ std::string as_text(const std::vector<ActiveRow>& active, Moment now, bool colou
     const fe_fault_record& record = row.shown.record;
     rows.push_back({format_moment(fault.since), shown(fault.severity, coloured),
                     printable(field_text(record.code_text)), std::to_string(fault.reporters), printable(fault.dn)});
-    if (with_state) rows.back().push_back(state_text(row, now));
+    if (with_state) rows.back().push_back(state_and_chattering(row, now));
     rows.back().push_back(shown_description(field_text(record.descr)));
   }
   constexpr std::size_t kReporters = 3;
@@ -141,7 +148,8 @@ Command active_command(CLI::App& program) {
   app->footer(
       "Example:\n  polaiga active --severity major --older-than 2h\n\n"
       "REPORTERS is how many sensors report the fault. Each of them must take its report\n"
-      "back before the fault is cleared. STATE is what operators have made of the alarm.\n\n"
+      "back before the fault is cleared. STATE is what operators have made of the alarm,\n"
+      "and how often its fault was raised if it is chattering.\n\n"
       "Alarms that are shelved, or of objects that are out of service, are not listed, but\n"
       "counted; --shelved lists them alone, and --all lists them, too.\n\n"
       "AGE is a number with a unit: s, m, h or d. A fault's age is counted from now, or\n"

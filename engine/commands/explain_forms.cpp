@@ -50,6 +50,13 @@ std::string state_text(const Explanation& found) {
   return "active from " + format_moment(fault.since) + ", " + ending_of(found);
 }
 
+// Empty when the fault is not chattering.
+std::string chattering_text(const Explanation& found) {
+  if (!found.chattering) return "";
+  return "chattering since " + format_moment(found.chattering->since) + ", raised " +
+         std::to_string(found.chattering->raises) + " times\n";
+}
+
 std::string alarm_state(const StoredAlarm& alarm, std::string_view ledger_id) {
   if (!alarm.ended) return "active";
   const bool merged = alarm.ending == ChangeKind::kMerged;
@@ -103,7 +110,8 @@ std::string changes_text(const Explanation& found, Room room) {
   Rows rows;
   for (const Change& change : found.changes) {
     rows.push_back({"", std::to_string(change.number), format_moment(change.at),
-                    printable(parts_of(change.fault_dn).code), change_text(change)});
+                    printable(parts_of(change.fault_dn).code),
+                    change_text(change) + (change.is_folded ? ", chattering" : "")});
   }
   std::string heading = "\nIts changes";
   if (found.changes_left_out != 0) heading += ", without the first " + std::to_string(found.changes_left_out);
@@ -236,7 +244,7 @@ std::optional<Rule> rule_of(const StoredRecord& raise) {
 
 std::string explain_as_text(const Explanation& found, const std::optional<Rule>& rule, std::string_view ledger_id,
                             Room room, const AlarmProfile& profile) {
-  std::string text = printable(found.fault.fault_dn) + "\n" + state_text(found) + "\n";
+  std::string text = printable(found.fault.fault_dn) + "\n" + state_text(found) + "\n" + chattering_text(found);
   text += alarm_text(found.alarm, ledger_id, room);
   text += profile_text(profile.find(found.fault.code, found.fault.dn));
   text += changes_text(found, room);
@@ -256,6 +264,7 @@ std::string explain_as_json(const Explanation& found, const std::optional<Rule>&
   if (const StoredFault* const next = superseded_by(found.alarm, found.fault)) {
     object.add("superseded_by", next->fault_dn);
   }
+  if (found.chattering) object.add("chattering", chattering_form(*found.chattering));
   JsonArray others;
   for (const StoredFault* other : superseded(found.alarm, found.fault)) others.add(other->fault_dn);
   JsonArray reports;

@@ -5,6 +5,7 @@
 
 #include "base/accounts.h"
 #include "base/clock.h"
+#include "commands/chattering_option.h"
 #include "commands/options.h"
 #include "daemon/run.h"
 
@@ -100,6 +101,7 @@ Command run_command(CLI::App& program) {
                    });
   add_switch(*app, "--renew-acknowledgements", "An alarm that gets worse is to be acknowledged again",
              options->renew_acknowledgements);
+  add_chattering_option(*app, options->chattering);
   add_platform_option(*app, options->platform);
   add_tables_option(*app, options->tables);
   add_number_option(*app,

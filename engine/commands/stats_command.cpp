@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "alarms/measures.h"
+#include "commands/chattering_option.h"
 #include "commands/options.h"
 #include "commands/rfc8632_option.h"
 #include "commands/selection_options.h"
@@ -22,6 +23,7 @@ struct StatsOptions {
   bool rfc8632 = false;
   Selection selection;
   std::optional<Moment> newer_than;  // seconds
+  ChatteringLimit chattering;
 };
 
 // When the time looked at begins, if not all that the ledger has is looked at. Retention takes alarms that are over, so
@@ -49,9 +51,13 @@ Status stats(const StatsOptions& options, StandardOutput& output) {
   const Moment now = std::time(nullptr);
   const LedgerReach reach = reader.reach();
   const auto raised_after = beginning(reach, options.newer_than, now);
-  Measuring measuring(now, raised_after);
+  Measuring measuring(now, raised_after, options.chattering);
   reader.alarm_facts(options.selection.under, [&](const AlarmFact& fact) { measuring.add(fact); });
-  Measured measured{.measures = measuring.result(), .now = now, .since = 0, .under = options.selection.under};
+  Measured measured{.measures = measuring.result(),
+                    .now = now,
+                    .since = 0,
+                    .under = options.selection.under,
+                    .chattering = options.chattering};
   measured.since = since(raised_after, reach, measured.measures);
   if (options.json) {
     output.write(measures_form(measured, reader.ledger_id()).line());
@@ -81,6 +87,7 @@ Command stats_command(CLI::App& program) {
   CLI::Option* const json = add_switch(*app, "--json", "Print a JSON object", options->json);
   CLI::Option* const rfc8632 = add_rfc8632_option(*app, json, options->rfc8632);
   add_under_option(*app, options->selection);
+  add_chattering_option(*app, options->chattering);
   rfc8632->excludes(
       add_age_option(*app, "--newer-than", options->newer_than, "Measure what was raised less than this long ago"));
   return {app, [options](StandardOutput& output) { return stats(*options, output); }};

@@ -81,14 +81,15 @@ std::string change_line(const StoredChange& stored, bool coloured, Room room) {
   line += kGap;
   add_padded(line, printable(code), kCodeWidth);
   line += kGap;
-  const bool described = !is_of_operators(change.kind) && stored.record && describes(*stored.record, change);
-  add_fitted(line,
-             {.object = printable(dn),
-              .description = described ? shown_description(field_text(stored.record->record.descr)) : "",
-              .remark = is_of_operators(change.kind)
-                            ? change_text(change) + " " + person_text(stored.action ? &*stored.action : nullptr)
-                            : change_text(change)},
-             room);
+  const bool described = is_of_fault(change.kind) && stored.record && describes(*stored.record, change);
+  add_fitted(
+      line,
+      {.object = printable(dn),
+       .description = described ? shown_description(field_text(stored.record->record.descr)) : "",
+       .remark = change_text(change) +
+                 (is_of_operators(change.kind) ? " " + person_text(stored.action ? &*stored.action : nullptr) : "") +
+                 (change.is_folded ? ", chattering" : "")},
+      room);
   return line;
 }
 

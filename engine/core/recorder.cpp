@@ -32,13 +32,28 @@ Recorder::Recorder(const Options& options, const Clock& clock, Ledger* ledger)
       arrivals_(clock, last_arrival(ledger)),
       last_sequence_(ledger != nullptr ? ledger->last_sequence() : 0) {
   if (options.renew_acknowledgements) alarms_.renew_acknowledgements();
+  alarms_.watch_chattering(options.chattering);
 }
 
 Recorder::Recorder(const Options& options, const Clock& clock)
     : Recorder(options, clock, static_cast<Ledger*>(nullptr)) {}
 
 Recorder::Recorder(const Options& options, const Clock& clock, Ledger& ledger) : Recorder(options, clock, &ledger) {
-  rebuild(ledger.restore());
+  const Restored restored = ledger.restore();
+  rebuild(restored);
+  rebuild_chattering(restored, options.chattering);
+}
+
+// A raise before a restart counts like any other.
+void Recorder::rebuild_chattering(const Restored& restored, const std::optional<ChatteringLimit>& limit) {
+  for (const ChatteringFault& fault : restored.chattering) alarms_.restore(fault);
+  if (!limit) return;
+  try {
+    for (const RecentRaise& raise : ledger_->recent_raises(ledger_->last_age() - limit->within)) {
+      alarms_.restore_raise(raise.fault_dn, raise.age);
+    }
+  } catch (const SqlError&) {  // then their counts begin anew
+  }
 }
 
 // All tables are checked before the library is given anything: it cannot take an
@@ -127,6 +142,7 @@ Receipt Recorder::record(SensorEvent&& event) {
   went_back_ = std::max<std::int64_t>(0, std::exchange(last_received_, arrival.received) - arrival.received);
   RecordedInput input = new_input(arrival);
   input.at = moment_of(event, arrival.arrived);
+  alarms_.set_age(arrival.age);
   const Filtered filtered = filters_.run(event);
   if (ledger_ != nullptr) filter_state_.note(input.sequence, event, filtered.record);
   for (const std::string& fault_dn : filtered.withdrawn) {
@@ -181,11 +197,13 @@ std::optional<std::int64_t> Recorder::until_next_end() {
 void Recorder::commit() {
   if (ledger_ != nullptr && has_batch()) {
     for (auto& [slot, sequences] : filter_state_.take_changes()) batch_.filter_state[slot] = std::move(sequences);
+    for (auto& [fault_dn, fault] : alarms_.take_chattering()) batch_.chattering[fault_dn] = std::move(fault);
     ledger_->write(batch_);
   }
   batch_.inputs.clear();
   changes_ = 0;
   batch_.filter_state.clear();
+  batch_.chattering.clear();
   ids_.clear();
 }
 

@@ -37,8 +37,9 @@ class Recorder {
     Log log = Log::kOff;
     std::size_t most_reports = Alarms::kMostReports;  // see Alarms
     std::size_t most_in_batch = 4096;
-    std::size_t most_changes_in_batch = 20'000;  // an action may make as many in one input; then it is the last one
-    bool renew_acknowledgements = false;         // an alarm that gets worse is to be acknowledged again
+    std::size_t most_changes_in_batch = 20'000;      // an action may make as many in one input; then it is the last one
+    bool renew_acknowledgements = false;             // an alarm that gets worse is to be acknowledged again
+    std::optional<ChatteringLimit> chattering = {};  // when a fault is chattering; nothing: none is
   };
 
   // Without a ledger: numbers begin at 1, nothing is kept.
@@ -69,8 +70,8 @@ class Recorder {
   // nothing of it was done. Otherwise as record().
   Receipt act(OperatorAction&& action);
 
-  // Ends the shelves and the maintenance whose time is over, each as an input of the engine's own. Answers whether
-  // there were any.
+  // Ends the shelves and the maintenance whose time is over, and settles faults that are chattering no more, each as an
+  // input of the engine's own. Answers whether there were any; of many faults, the others come with the next calls.
   bool end_what_is_over();
 
   // In how many seconds there is something for end_what_is_over() to do; nothing: there is nothing to wait for.
@@ -101,6 +102,7 @@ class Recorder {
   void rebuild(const Restored& restored);
   std::optional<Sequence> find(const std::optional<std::string>& id, InputKind kind) const;
   void must_be_as(Sequence former, const OperatorAction& action) const;
+  void rebuild_chattering(const Restored& restored, const std::optional<ChatteringLimit>& limit);
   RecordedInput new_input(const Arrival& arrival) const;
   Receipt take(RecordedInput&& input);
 

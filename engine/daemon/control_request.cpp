@@ -283,7 +283,7 @@ ControlRequest parse_control_request(std::string_view line) {
     expect_only(request, {"do", "publisher"});
     return ForgetRequest{publisher_of(request)};
   }
-  if (const auto kind = find_action(what)) return action_of(request, *kind);
+  if (const auto kind = find_action(what); kind && *kind != ActionKind::kSettle) return action_of(request, *kind);
   throw BadRequest("The request 'do' is " + in_quotes(what) +
                    "; it may be 'status', 'cursor', 'forget' or an operator's action, such as 'acknowledge'");
 }

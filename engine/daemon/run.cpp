@@ -48,10 +48,11 @@ constexpr std::chrono::milliseconds kCheckAtRest{20};   // between two steps of 
 constexpr std::chrono::milliseconds kCheckAtWork{500};  // the same while events come
 constexpr std::chrono::milliseconds kBetweenChecks = 24h;
 constexpr std::chrono::milliseconds kBetweenLimitMessages = 60s;
-constexpr std::chrono::milliseconds kIdle{60'000};  // longest wait when there is nothing to do
-constexpr std::chrono::milliseconds kQuiet{20};     // after that long without input, all that was sent has come
-constexpr std::chrono::milliseconds kRest{100};     // after that long without input, there is time to tidy the ledger
-constexpr std::chrono::milliseconds kTidyStep{5};   // from one step of that to the next
+constexpr std::chrono::milliseconds kIdle{60'000};    // longest wait when there is nothing to do
+constexpr std::chrono::milliseconds kQuiet{20};       // after that long without input, all that was sent has come
+constexpr std::chrono::milliseconds kRest{100};       // after that long without input, there is time to tidy the ledger
+constexpr std::chrono::milliseconds kTidyStep{5};     // from one step of that to the next
+constexpr std::chrono::milliseconds kTidyHeld{1000};  // the same while a reader keeps the log from being emptied
 
 // Whether an error may be over by itself, as a full disk may.
 bool may_pass(const SqlError& error) {
@@ -91,7 +92,8 @@ class Daemon {
                {.platform = options.platform,
                 .log = options.log,
                 .most_reports = options.most_active,
-                .renew_acknowledgements = options.renew_acknowledgements},
+                .renew_acknowledgements = options.renew_acknowledgements,
+                .chattering = options.chattering},
                clock),
         events_("client", options.idle_within, clock, messages),
         controls_("control client", options.idle_within, clock, messages, kLongestRequest) {
@@ -494,14 +496,28 @@ class Daemon {
   void stall(const char* what, const SqlError& error) {
     const bool is_read = what == std::string_view("read");
     std::string text = options_.ledger + ": cannot " + what + ": " + error.what();
-    failed_ = !may_pass(error);
-    if (failed_) {
+    const bool has_given_up = waits_too_long_for_memory(error);
+    failed_ = !may_pass(error) || has_given_up;
+    if (has_given_up) {
+      say(Priority::kError, text + " for " + std::to_string(options_.memory_within.count()) +
+                                " s. The engine stops, because a new start may find memory.");
+    } else if (failed_) {
       say(Priority::kError, text);
     } else if (!problem_) {
       say(Priority::kError, text + "; no event is taken until it can be " + (is_read ? "read" : "written"));
     }
     problem_ = {std::move(text), is_read ? "The ledger can be read again." : "The ledger can be written again."};
     retry_at_ = clock_.steady() + options_.retry;
+  }
+
+  // Others may give memory back soon. When they do not, it may be this process that has too much of it.
+  bool waits_too_long_for_memory(const SqlError& error) {
+    if (error.code() != SQLITE_NOMEM) {
+      no_memory_since_.reset();
+      return false;
+    }
+    if (!no_memory_since_) no_memory_since_ = clock_.steady();
+    return clock_.steady() - *no_memory_since_ >= options_.memory_within;
   }
 
   void try_again() {
@@ -515,12 +531,13 @@ class Daemon {
     }
     say(Priority::kNotice, problem_->over);
     problem_.reset();
+    no_memory_since_.reset();
   }
 
   // Takes out some of what is past the retention. An error is told when something is to be written.
   void tidy() {
     try {
-      tidy_in_ = state_.ledger().tidy() ? kTidyStep : kIdle;
+      tidy_in_ = state_.ledger().tidy() ? kTidyStep : state_.ledger().size().is_held ? kTidyHeld : kIdle;
     } catch (const SqlError& error) {
       tidy_in_ = kIdle;
       if (!may_pass(error)) stall("write", error);
@@ -636,13 +653,14 @@ class Daemon {
   Clients controls_;
   bool serves_sockets_ = false;
 
-  std::vector<Waiting> waiting_;    // the answers to the lines of the batch
-  bool ends_something_ = false;     // the batch has inputs of the engine's own, which nobody waits for
-  Clock::Steady due_{};             // when the batch is to be written
-  std::optional<Held> held_;        // the line that comes next
-  std::optional<Problem> problem_;  // then nothing is taken
-  Clock::Steady retry_at_{};        // when the ledger is tried again
-  bool failed_ = false;             // trying again is of no use
+  std::vector<Waiting> waiting_;                  // the answers to the lines of the batch
+  bool ends_something_ = false;                   // the batch has inputs of the engine's own, which nobody waits for
+  Clock::Steady due_{};                           // when the batch is to be written
+  std::optional<Held> held_;                      // the line that comes next
+  std::optional<Problem> problem_;                // then nothing is taken
+  Clock::Steady retry_at_{};                      // when the ledger is tried again
+  bool failed_ = false;                           // trying again is of no use
+  std::optional<Clock::Steady> no_memory_since_;  // of all attempts since then there was none with enough memory
   std::chrono::milliseconds tidy_in_ = kRest;
 
   bool profile_waits_ = false;  // the ledger does not have it yet

@@ -24,7 +24,8 @@ struct RunOptions {
   std::optional<gid_t> control_group;   // who may connect to the control socket beside the engine's own group
   std::optional<uid_t> gateway;         // the user who may act on behalf of others
   bool renew_acknowledgements = false;  // an alarm that gets worse is to be acknowledged again
-  std::string tables;                   // directory; empty: the program's own
+  std::optional<ChatteringLimit> chattering = ChatteringLimit{};  // when a fault is chattering; nothing: none is
+  std::string tables;                                             // directory; empty: the program's own
   std::int32_t platform = 0;
   Log log = Log::kOff;
   Retention retention;
@@ -32,6 +33,7 @@ struct RunOptions {
   std::chrono::milliseconds commit_within{0};      // how long an event may wait for others to share its write
   std::chrono::milliseconds idle_within{30'000};   // a client that is silent for so long leaves if others wait
   std::chrono::milliseconds retry{1000};           // until a ledger that could not be used is tried again
+  std::chrono::seconds memory_within{10};          // then the engine stops if there is no memory to use the ledger
   std::chrono::milliseconds drain{4000};           // for what is under way when the engine is told to stop
   std::chrono::seconds end_within{5};              // then it ends, whatever holds it up
 };

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "alarms/chattering.h"
 #include "filter/filter_state.h"
 #include "model/change.h"
 #include "model/operator_action.h"
@@ -34,6 +35,7 @@ struct RecordedInput {
 struct Batch {
   std::vector<RecordedInput> inputs;
   std::map<Slot, std::vector<Sequence>> filter_state;  // of the slots that changed
+  ChatteringWatch::Changes chattering;                 // faults that began to chatter, changed or settled
 };
 
 }  // namespace polaiga::engine

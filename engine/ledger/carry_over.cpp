@@ -125,6 +125,7 @@ class CarryOver {
     need(carried_.last_sequence);  // the times of the next inputs go on from it
     collect_faults();
     collect_maintenance();
+    collect_chattering();
     collect_filter_state();
     collect_ids();
     profile_ = wreck_->one<AlarmProfileRow>(AlarmProfileRow::kOnly);  // the engine knows it anyway
@@ -143,6 +144,8 @@ class CarryOver {
     write_rows<AlarmActionRow>(db, alarm_actions_);
     Insert<MaintenanceRow> maintenance(db);
     for (const auto& [dn, row] : maintenance_) maintenance(row);
+    Insert<ChatteringRow> chattering(db);
+    for (const auto& [fault_dn, row] : chattering_) chattering(row);
     Insert<FilterStateRow> slots(db);
     for (const FilterStateRow& row : filter_state_) slots(row);
     Insert<FormerIdRow> ids(db, " ON CONFLICT DO NOTHING");
@@ -211,6 +214,14 @@ class CarryOver {
       return true;
     });
     if (bad > 0 || is_broken) lose("a part of the list of objects that are out of service");
+  }
+
+  void collect_chattering() {
+    const auto [bad, is_broken] = wreck_->all<ChatteringRow>("", [&](const ChatteringRow& row) {
+      chattering_.emplace(row.fault_dn, row);
+      return true;
+    });
+    if (bad > 0 || is_broken) lose("a part of the list of faults that are chattering");
   }
 
   bool need_setting(std::int64_t id) {
@@ -360,6 +371,7 @@ class CarryOver {
   std::map<std::int64_t, ActionRow> actions_;
   std::map<std::int64_t, AlarmActionRow> alarm_actions_;
   std::map<std::string, MaintenanceRow> maintenance_;
+  std::map<std::string, ChatteringRow> chattering_;
   ChangeNumber missed_through_ = 0;
   std::optional<AlarmProfileRow> profile_;
 };

@@ -1,5 +1,6 @@
 #include "ledger/change_feed.h"
 
+#include <set>
 #include <utility>
 
 #include "ledger/connection.h"
@@ -7,6 +8,15 @@
 #include "ledger/stored_rows.h"
 
 namespace polaiga::engine {
+namespace {
+
+// What is told of an alarm of a chattering fault is told of the fault.
+bool is_left_out(const ActiveRow& row, const std::set<ChangeNumber>& shown) {
+  const bool is_told_apart = row.standing.was_told && !shown.contains(row.fault.alarm);
+  return row.chattering && !is_told_apart;
+}
+
+}  // namespace
 
 ChangeFeed::ChangeFeed(const std::string& ledger)
     : connection_(std::make_unique<LedgerConnection>(ledger)), profile_(std::make_unique<StoredProfile>()) {
@@ -30,8 +40,19 @@ Snapshot ChangeFeed::snapshot() {
     Snapshot snapshot{.ledger_id = ledger_id_,
                       .number = rows.last_change(),
                       .active = rows.active(),
+                      .chattering = {},
                       .profile = profile_->read(rows),
                       .damage = {}};
+    std::set<ChangeNumber> shown;
+    for (const ChatteringFault& fault : rows.chattering()) {
+      if (fault.shown_alarm != 0) shown.insert(fault.shown_alarm);
+      snapshot.chattering.push_back({.fault = fault, .raise = {}});
+      rows.leave_out_damage([&] {
+        const auto last = rows.latest_fault(fault.fault_dn);
+        if (last) snapshot.chattering.back().raise = rows.record(last->raised_seq);
+      });
+    }
+    std::erase_if(snapshot.active, [&shown](const ActiveRow& row) { return is_left_out(row, shown); });
     snapshot.damage = std::move(rows.left_out);
     return snapshot;
   });
@@ -48,20 +69,26 @@ Feed ChangeFeed::next(ChangeNumber number, std::size_t most) {
     feed.damage = rows.left_out;
     const ChangeNumber gone = rows.ledger().watermark_change;
     const ChangeNumber last = rows.last_change();
+    feed.through = number;
     if (number < gone) {
       feed.gap = {number + 1, gone};
     } else if (number > last) {
       feed.gap = {last + 1, number};
     } else if (number < last && most > 0) {
       const ChangeNumber after = number;
+      std::size_t read = 0;
       rows.changes(StoredRows::Direction::kForwards, number, [&](auto&& change) {
         if (change.stored.change.number != number + 1) return false;
-        ++number;
-        feed.changes.push_back(std::move(change.stored));
-        return feed.changes.size() < most;
+        feed.through = ++number;
+        if (!change.stored.change.is_folded) feed.changes.push_back(std::move(change.stored));
+        return ++read < most;
       });
       feed.damage = std::move(rows.left_out);
-      if (feed.changes.empty()) feed.gap = {after + 1, rows.next_readable_change(after) - 1};
+      if (number == after) feed.gap = {after + 1, rows.next_readable_change(after) - 1};
+      for (StoredChange& one : feed.changes) {
+        if (one.change.kind == ChangeKind::kSettled && one.change.shown != 0)
+          one.shown = rows.kept_record(one.change.shown);
+      }
     }
     return feed;
   });

@@ -14,11 +14,19 @@
 
 namespace polaiga::engine {
 
-// The active alarms right after change `number`.
+// A chattering fault, whether it is active at the moment or not.
+struct FeedChattering {
+  ChatteringFault fault;              // outputs take its `shown_alarm` for active, with `shown_severity`; 0: none
+  std::optional<StoredRecord> raise;  // that raised the fault last, if the ledger still has it
+};
+
+// What outputs are to know right after change `number`, so that the changes after it go on from there.
 struct Snapshot {
   std::string ledger_id;
   ChangeNumber number = 0;
+  // The active alarms, without those of chattering faults that outputs are not told of.
   std::vector<ActiveRow> active;
+  std::vector<FeedChattering> chattering;       // by the DN of the fault
   std::shared_ptr<const AlarmProfile> profile;  // what the site says of alarms; never null
   std::vector<std::string> damage;              // what could not be read of the ledger; a sentence each
 };
@@ -32,7 +40,8 @@ struct Feed {
     ChangeNumber last = 0;
   };
   std::optional<Gap> gap;                       // then there are no changes
-  std::vector<StoredChange> changes;            // in their order, without gaps
+  std::vector<StoredChange> changes;            // in their order, without gaps but for folded ones
+  ChangeNumber through = 0;                     // how far the changes were read for them: the number to ask for next
   std::shared_ptr<const AlarmProfile> profile;  // what the site says of alarms now, as whether to notify; never null
   std::vector<std::string> damage;              // what could not be read of the ledger; a sentence each
 };
@@ -54,9 +63,9 @@ class ChangeFeed {
 
   Snapshot snapshot();
 
-  // The changes after `number`, at most `most`. It reads no more rows than that,
-  // whatever the size of the ledger. Fails when the ledger was replaced by another one,
-  // as a damaged one is.
+  // The changes after `number`, at most `most`, without those that are folded because a fault is chattering. It reads
+  // no more rows than that, whatever the size of the ledger; so there may be more also when it has none. Fails when the
+  // ledger was replaced by another one, as a damaged one is.
   Feed next(ChangeNumber number, std::size_t most);
 
   // Whether something was written since the last call.

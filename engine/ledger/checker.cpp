@@ -381,6 +381,7 @@ class Checker::Tables {
     add<ActionRow>();
     add<AlarmActionRow>();
     add<MaintenanceRow>();
+    add<ChatteringRow>();
   }
 
   bool step(std::size_t rows) {
@@ -501,6 +502,7 @@ void Checker::check_as_a_whole() {
     const auto by_reports = texts(rows.active());
     const auto by_changes = texts(rows.active_at(kLastMoment));
     if (!known_gaps_.empty()) return;  // the changes that were lost are missing from one of the two
+    check_chattering();
     std::vector<std::string> differing;
     std::ranges::set_symmetric_difference(by_reports, by_changes, std::back_inserter(differing));
     for (const std::string& fault : differing) {
@@ -512,6 +514,37 @@ void Checker::check_as_a_whole() {
     if (error.code() == SQLITE_NOMEM) throw;  // that says nothing about the file
     find(std::string("the structure of the file is damaged: ") + error.what());
   }
+}
+
+// What is chattering now is what the changes say, as far as they reach back.
+void Checker::check_chattering() {
+  const ChangeNumber gone = ledger_row(db_).watermark_change;
+  Statement changes(db_,
+                    "SELECT change.number, change.kind, coalesce(form.fault_dn, action.dn) FROM change "
+                    "LEFT JOIN fault ON fault.number = change.fault LEFT JOIN event ON event.seq = fault.raised_seq "
+                    "LEFT JOIN form ON form.seq = event.form LEFT JOIN action ON action.seq = change.seq "
+                    "WHERE change.kind IN (?, ?) ORDER BY change.number");
+  changes.with(static_cast<int>(ChangeKind::kChattering), static_cast<int>(ChangeKind::kSettled));
+  std::map<std::string, ChangeNumber> by_changes;
+  while (changes.step()) {
+    const std::string fault_dn(changes.text(2));
+    if (changes.integer(1) == static_cast<int>(ChangeKind::kChattering)) {
+      by_changes[fault_dn] = changes.integer(0);
+    } else {
+      by_changes.erase(fault_dn);
+    }
+  }
+  const auto differ = [this](const std::string& fault_dn) {
+    find("the changes and the list of chattering faults do not agree whether this fault is chattering: " + fault_dn);
+  };
+  Statement rows(db_, select_sql<ChatteringRow>());
+  while (rows.step()) {
+    const auto row = read_row<ChatteringRow>(rows);
+    const auto change = by_changes.find(row.fault_dn);
+    if (row.change > gone && (change == by_changes.end() || change->second != row.change)) differ(row.fault_dn);
+    if (change != by_changes.end()) by_changes.erase(change);
+  }
+  for (const auto& [fault_dn, change] : by_changes) differ(fault_dn);
 }
 
 int Checker::percent() const { return inputs_ ? inputs_->percent() : 100; }

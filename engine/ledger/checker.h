@@ -61,6 +61,7 @@ class Checker {
   class Inputs;
   class Tables;
 
+  void check_chattering();
   void find(std::string what, Sequence first = 0, Sequence last = 0);
 
   const Database& db_;

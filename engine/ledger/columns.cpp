@@ -41,8 +41,8 @@ void must_check(std::string_view table, const Statement& row, int first, int cou
 
 void Cells::take(bool& flag) { flag = one_of(1) != 0; }
 void Cells::take(Severity& severity) { severity = one_of(Severity::kCritical); }
-void Cells::take(ChangeKind& kind) { kind = one_of(ChangeKind::kBackInService); }
-void Cells::take(ActionKind& kind) { kind = one_of(ActionKind::kAcknowledgeMissed); }
+void Cells::take(ChangeKind& kind) { kind = one_of(ChangeKind::kSettled); }
+void Cells::take(ActionKind& kind) { kind = one_of(ActionKind::kSettle); }
 void Cells::take(Outcome& outcome) { outcome = one_of(Outcome::kNotTracked); }
 
 void Cells::take(const Entity*& entity) {

@@ -18,27 +18,33 @@ ReadLedger open(const std::string& path) {
 }
 
 // When the file was written to last, and how large it is.
-LedgerConnection::FileState state_of(const std::string& path) {
+LedgerConnection::FileState state_of_file(const std::string& path) {
   struct stat status = {};
   if (::stat(path.c_str(), &status) != 0) return {};
   return {status.st_mtim.tv_sec, status.st_mtim.tv_nsec, status.st_size};
+}
+
+LedgerConnection::State state_of(const std::string& path) {
+  const std::string file = resolve_ledger(path);
+  return {state_of_file(file), state_of_file(file + "-wal")};
 }
 
 }  // namespace
 
 LedgerConnection::LedgerConnection(std::string path)
     : path_(std::move(path)),
+      state_(state_of(path_)),
       ledger_(open(path_)),
-      identity_(identity_of(resolve_ledger(path_))),
-      state_(state_of(path_)) {}
+      identity_(identity_of(resolve_ledger(path_))) {}
 
-// Who may not write beside the ledger had to open it as a file that rests. An engine
-// that begins to use it makes a write-ahead log, and changes the file in the end.
+// Who may not write beside the ledger had to open it as a file that rests. An engine that begins to use it makes a
+// write-ahead log, or empties the one that is there.
 void LedgerConnection::wake_up() {
   if (!ledger_.is_resting || is_replaced()) return;
-  if (state_of(path_) == state_ && !std::filesystem::exists(resolve_ledger(path_) + "-wal")) return;
-  state_ = state_of(path_);
+  const State now = state_of(path_);
+  if (now == state_) return;
   ledger_ = open(path_);
+  state_ = now;
   is_reopened_ = true;
 }
 

@@ -42,8 +42,13 @@ class LedgerConnection {
   struct FileState {
     std::int64_t seconds = 0;
     std::int64_t nanoseconds = 0;
-    std::int64_t size = -1;
+    std::int64_t size = -1;  // there is no file
     bool operator==(const FileState&) const = default;
+  };
+  struct State {
+    FileState file;
+    FileState log;
+    bool operator==(const State&) const = default;
   };
 
  private:
@@ -62,9 +67,9 @@ class LedgerConnection {
   void wake_up();
 
   std::string path_;
+  State state_;  // as it was before the ledger was opened
   ReadLedger ledger_;
   std::optional<FileIdentity> identity_;
-  FileState state_;
   bool is_reopened_ = false;
   std::int64_t version_ = 0;
 };

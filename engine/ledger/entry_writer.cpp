@@ -16,7 +16,7 @@ constexpr std::size_t kMostForms = 65'536;
 
 // An era begins by storing what is active, which takes about as long as three inputs
 // for each fault.
-constexpr std::int64_t kInputsOfStanding = 3;
+constexpr std::int64_t kInputsOfStanding = 6;
 
 constexpr std::int64_t kRowBytes = 40;  // of a row, beside what it says; about
 
@@ -65,6 +65,14 @@ EntryWriter::Statements::Statements(const Database& db)
                   " ON CONFLICT (dn) DO UPDATE SET seq = excluded.seq, since_at = excluded.since_at, "
                   "until = excluded.until, until_age = excluded.until_age"),
       end_maintenance(db, "DELETE FROM maintenance WHERE dn = ?"),
+      chattering(db,
+                 " ON CONFLICT (fault_dn) DO UPDATE SET change = excluded.change, since_at = excluded.since_at, "
+                 "raises = excluded.raises, last_age = excluded.last_age, alarm = excluded.alarm, "
+                 "shown_alarm = excluded.shown_alarm, shown_severity = excluded.shown_severity, "
+                 "was_told = excluded.was_told"),
+      settled(db, "DELETE FROM chattering WHERE fault_dn = ?"),
+      fault_change(db, "UPDATE fault SET change = ?2 WHERE number = ?1"),
+      alarm_told(db, "UPDATE alarm SET was_told = max(was_told, ?2), operated = ?3 WHERE number = ?1"),
       missed_through(db, "UPDATE ledger SET missed_through = max(missed_through, ?)"),
       operate(db,
               "UPDATE alarm SET operated = ?2, was_told = max(was_told, ?3), "
@@ -212,6 +220,13 @@ void EntryWriter::write(const Batch& batch) {
     sql_.forget_slot.with(slot).run();
     for (const Sequence sequence : sequences) sql_.filter_state({slot, sequence});
   }
+  for (const auto& [fault_dn, fault] : batch.chattering) {
+    if (fault) {
+      sql_.chattering(chattering_row(*fault));
+    } else {
+      sql_.settled.with(fault_dn).run();
+    }
+  }
 }
 
 void EntryWriter::write(const RecordedInput& input) {
@@ -220,7 +235,7 @@ void EntryWriter::write(const RecordedInput& input) {
                                       std::to_string(last_sequence_));
   }
   const std::int64_t inputs = input.sequence - era_.seq;
-  const std::int64_t least = std::min(era_standing_ * kInputsOfStanding, 2 * limits_.era_inputs);
+  const std::int64_t least = std::min(era_standing_ * kInputsOfStanding, 4 * limits_.era_inputs);
   if (era_.seq == 0 || is_epoch_over(input) || inputs >= std::max(limits_.era_inputs, least)) begin_era(input);
   if (input.at < era_.least_at) {
     era_.least_at = input.at;
@@ -356,13 +371,21 @@ void EntryWriter::write(const Change& change, const RecordedInput& input) {
     case ChangeKind::kBackInService:
       if (change.alarm != 0) operate(change, input);
       break;
+    case ChangeKind::kChattering:
+      sql_.fault_change.with(change.fault, change.number).run();
+      must_change_one("fault", change.fault);
+      break;
+    case ChangeKind::kSettled:
+      settle(change);
+      break;
   }
   last_change_ = change.number;
 }
 
 void EntryWriter::note(const Change& change) {
   const bool is_new = change.alarm == 0 || (change.kind == ChangeKind::kRaised && change.alarm == change.number);
-  const Head before = is_new ? Head{} : head_of(change.alarm);
+  Head* const head = change.alarm == 0 ? nullptr : &(is_new ? heads_[change.alarm] : head_of(change.alarm));
+  const Head before = head != nullptr && !is_new ? *head : Head{};
   const ChangeRow row{.number = change.number,
                       .seq = change.sequence,
                       .kind = change.kind,
@@ -375,18 +398,21 @@ void EntryWriter::note(const Change& change) {
                       .reporters = change.reporters,
                       .previous = before.change,
                       .of_alarm = before.count + 1,
-                      .is_quiet = change.is_quiet};
+                      .raises = change.raises,
+                      .is_quiet = change.is_quiet,
+                      .is_folded = change.is_folded};
   sql_.change(row);
   sealed_->add(row);
-  if (change.alarm == 0) return;
-  heads_[change.alarm] = {change.number, before.count + 1};
+  if (head != nullptr) *head = {change.number, before.count + 1};
 }
 
-EntryWriter::Head EntryWriter::head_of(ChangeNumber alarm) {
-  if (const auto known = heads_.find(alarm); known != heads_.end()) return known->second;
-  Head head;
-  head.change = first_integer(sql_.head.with(alarm));
-  head.count = first_integer(sql_.change_count.with(head.change));
+EntryWriter::Head& EntryWriter::head_of(ChangeNumber alarm) {
+  const auto [known, is_new] = heads_.try_emplace(alarm);
+  Head& head = known->second;
+  if (is_new) {
+    head.change = first_integer(sql_.head.with(alarm));
+    head.count = first_integer(sql_.change_count.with(head.change));
+  }
   return head;
 }
 
@@ -407,10 +433,10 @@ void EntryWriter::raise(const Change& change, const RecordedInput& input) {
                 .merged = {},
                 .merged_into = 0,
                 .related = change.other,
-                .standing = {.was_told = !change.is_quiet},
+                .standing = {.was_told = change.is_told()},
                 .operated = 0});
   } else {
-    sql_.alarm_goes_on.with(change.alarm, static_cast<int>(change.after), change.fault, !change.is_quiet).run();
+    sql_.alarm_goes_on.with(change.alarm, static_cast<int>(change.after), change.fault, change.is_told()).run();
     must_change_one("alarm", change.alarm);
     sql_.step({change.alarm, change.fault});
   }
@@ -433,7 +459,7 @@ void EntryWriter::refresh(const Change& change, const RecordedInput& input) {
   const auto is_merge = [](const Change& other) { return other.kind == ChangeKind::kMerged; };
   const bool is_merged = std::ranges::any_of(input.changes, is_merge);
   if (is_merged || change.before != change.after) {
-    sql_.alarm_goes_on.with(change.alarm, static_cast<int>(change.after), change.fault, !change.is_quiet).run();
+    sql_.alarm_goes_on.with(change.alarm, static_cast<int>(change.after), change.fault, change.is_told()).run();
     must_change_one("alarm", change.alarm);
     sql_.fault_severity.with(change.fault, static_cast<int>(change.after)).run();
     must_change_one("fault", change.fault);
@@ -519,7 +545,7 @@ void EntryWriter::operate(const Change& change, const RecordedInput& input) {
   const Moment until = input.action ? input.action->until : 0;
   const std::int64_t until_age = input.action ? input.action->until_age : 0;
   sql_.operate
-      .with(change.alarm, change.number, !change.is_quiet,
+      .with(change.alarm, change.number, change.is_told(),
             set(ChangeKind::kAcknowledged, change.number, ChangeKind::kUnacknowledged),
             set(ChangeKind::kClosed, change.number, ChangeKind::kUnacknowledged),
             set(ChangeKind::kShelved, change.number, ChangeKind::kUnshelved),
@@ -529,6 +555,16 @@ void EntryWriter::operate(const Change& change, const RecordedInput& input) {
   must_change_one("alarm", change.alarm);
   sql_.alarm_action(
       {.change = change.number, .alarm = change.alarm, .seq = input.sequence, .kind = change.kind, .at = input.at});
+}
+
+// The alarm may be over, and retention may have taken it.
+void EntryWriter::settle(const Change& change) {
+  if (change.after == Severity::kCleared) {
+    heads_.erase(change.alarm);
+    return;
+  }
+  sql_.alarm_told.with(change.alarm, change.is_told(), change.number).run();
+  must_change_one("alarm", change.alarm);
 }
 
 void EntryWriter::merge_alarm(const Change& change) {

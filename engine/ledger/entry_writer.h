@@ -87,6 +87,10 @@ class EntryWriter {
     Insert<AlarmActionRow> alarm_action;
     Insert<MaintenanceRow> maintenance;
     Statement end_maintenance;
+    Insert<ChatteringRow> chattering;
+    Statement settled;
+    Statement fault_change;
+    Statement alarm_told;
     Statement missed_through;
     Statement operate;
     Statement head;
@@ -102,7 +106,7 @@ class EntryWriter {
   void stamp(EventRow& row, const fe_fault_record& record);
   void write(const Change& change, const RecordedInput& input);
   void note(const Change& change);
-  Head head_of(ChangeNumber alarm);
+  Head& head_of(ChangeNumber alarm);
   void raise(const Change& change, const RecordedInput& input);
   void refresh(const Change& change, const RecordedInput& input);
   void report(const Change& change, const RecordedInput& input);
@@ -110,6 +114,7 @@ class EntryWriter {
   void end_fault(const Change& change);
   void merge_alarm(const Change& change);
   void write(const OperatorAction& action, const RecordedInput& input);
+  void settle(const Change& change);
   void operate(const Change& change, const RecordedInput& input);
   void must_change_one(const char* what, ChangeNumber number) const;
 

@@ -2,12 +2,15 @@
 
 #include <sys/random.h>
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <stdexcept>
 
 namespace polaiga::engine {
 namespace {
+
+constexpr std::size_t kLeastPlaces = 64;
 
 struct SipState {
   std::uint64_t v0, v1, v2, v3;
@@ -59,13 +62,38 @@ KnownRows::KnownRows(std::size_t most) : most_(most) {
 
 std::optional<Sequence> KnownRows::find(std::string_view content) {
   last_ = {sip_hash(content, key_[0], key_[1]), sip_hash(content, key_[2], key_[3])};
-  const auto found = rows_.find(last_);
-  return found != rows_.end() ? std::optional(found->second) : std::nullopt;
+  if (places_.empty()) return std::nullopt;
+  const Place& place = place_of(last_);
+  return place.row != 0 ? std::optional(place.row) : std::nullopt;
 }
 
 void KnownRows::add(Sequence row) {
-  if (rows_.size() >= most_) rows_.clear();
-  rows_.insert_or_assign(last_, row);
+  if (size_ >= most_) clear();
+  if (4 * (size_ + 1) > 3 * places_.size()) grow();
+  Place& place = place_of(last_);
+  if (place.row == 0) ++size_;
+  place = {last_, row};
+}
+
+void KnownRows::clear() {
+  places_ = {};
+  size_ = 0;
+}
+
+// Where the digest stands, or where it is to stand.
+KnownRows::Place& KnownRows::place_of(const Digest& digest) {
+  const std::size_t mask = places_.size() - 1;
+  std::size_t at = static_cast<std::size_t>(digest.low) & mask;
+  while (places_[at].row != 0 && places_[at].digest != digest) at = (at + 1) & mask;
+  return places_[at];
+}
+
+void KnownRows::grow() {
+  std::vector<Place> former(std::max(kLeastPlaces, 2 * places_.size()));
+  former.swap(places_);
+  for (const Place& place : former) {
+    if (place.row != 0) place_of(place.digest) = place;
+  }
 }
 
 }  // namespace polaiga::engine

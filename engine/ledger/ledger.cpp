@@ -14,13 +14,15 @@
 #include "ledger/pruner.h"
 #include "ledger/stored_rows.h"
 #include "ledger/write_ahead_log.h"
+#include "model/record_text.h"
 
 namespace polaiga::engine {
 namespace {
 
-// A quarter of the limit is the log's, the rest the file's.
+// A quarter of the limit is the log's, the rest the file's. A longer log is brought in less often, so that a page that
+// changes again and again is written to the file less often.
 constexpr std::int64_t kLogPart = 4;
-constexpr std::int64_t kMostLogBytes = std::int64_t{16} * 1024 * 1024;
+constexpr std::int64_t kMostLogBytes = std::int64_t{32} * 1024 * 1024;
 
 // Pages that an input changes, on the average of a batch, when it has an id, ends
 // one fault and begins another.
@@ -37,6 +39,16 @@ constexpr std::int64_t kEpochPart = 16;  // of the file, for what an epoch repea
 // How long the start of an engine may wait for what is past a retention that was
 // lowered.
 constexpr std::chrono::milliseconds kStartTidyTime{500};
+
+// Of which the raises are read at a start.
+constexpr std::int64_t kMostRecentChanges = 20'000;
+
+// How long readers are waited for when the log is full. If one stays longer, the log grows, and now and then a shorter
+// wait is enough for those who come and go.
+constexpr std::chrono::milliseconds kReaderWait{1000};
+constexpr std::chrono::milliseconds kShortReaderWait{50};
+constexpr std::chrono::milliseconds kBetweenReaderWaits{1000};
+constexpr std::chrono::milliseconds kNoWait{0};
 
 constexpr int kBatchesCheckedAtStart = 16;
 constexpr std::size_t kRowsOfCheck = 1000;
@@ -122,7 +134,7 @@ class Ledger::Writer {
         oldest_change_(db_, "SELECT coalesce(min(number), 0) FROM change") {
     take_position();
     try {
-      if (log_.bytes() > 0) log_.empty(true);
+      if (log_.bytes() > 0) log_.empty(kReaderWait);
       const auto end = std::chrono::steady_clock::now() + kStartTidyTime;
       while (tidy() && std::chrono::steady_clock::now() < end) {
       }
@@ -164,6 +176,7 @@ class Ledger::Writer {
   Restored restore() const;
   void restore_steps(Restored& restored) const;
   void restore_faults(std::vector<ActiveFault>& faults) const;
+  std::vector<RecentRaise> recent_raises(std::int64_t age) const;
 
   void use(const HostTables& tables, const LibraryBuild& build) { entries_.use(tables, build); }
 
@@ -280,6 +293,7 @@ class Ledger::Writer {
     if (entries_are_old_) entries_.load();
     entries_are_old_ = true;  // until it is written
     const std::int64_t pages_before = pruner_.pages();
+    const WriteAheadLog::Gathering gathering(log_);  // this commit is synchronised
     Transaction transaction(db_);
     entries_.write(batch);
     const std::int64_t pages = pruner_.pages();
@@ -320,7 +334,7 @@ class Ledger::Writer {
           if (std::exchange(log_is_new, true) || !can_empty_log()) throw;
           continue;
         }
-        is_held_ = !log_.empty(!is_held_);
+        empty_log();
         if (is_held_ || log_is_new) log_.lift(true);
         log_is_new = true;
       }
@@ -331,7 +345,7 @@ class Ledger::Writer {
   // Not while somebody reads, or when even that fails.
   bool can_empty_log() {
     try {
-      return log_.empty(false);
+      return log_.empty(kNoWait);
     } catch (const SqlError& error) {
       if (is_damage(error)) throw;
       return false;
@@ -355,15 +369,23 @@ class Ledger::Writer {
     const std::int64_t used = log_.used();
     if (used < 5 * part) {
       next_bring_in_ = 5 * part;
-      is_held_ = false;
-      if (log_.bytes() > most_log_bytes_) log_.empty(false);
+      is_held_ = log_.bytes() > most_log_bytes_;
+      if (is_held_) empty_log();
     }
     // The file becomes shorter when that is brought in.
     const bool is_long = most_pages_ > 0 && db_.file_bytes() > std::max(most_pages_, pruner_.pages()) * page_size_;
-    if (used < next_bring_in_ && !is_long) return;
+    if (used < next_bring_in_ && !is_long && !(is_held_ && may_wait_again())) return;
     next_bring_in_ = used + part;
     log_.bring_in();
-    if (used >= 7 * part) is_held_ = !log_.empty(!is_held_);
+    if (used >= 7 * part) empty_log();
+  }
+
+  bool may_wait_again() const { return std::chrono::steady_clock::now() >= wait_again_at_; }
+
+  void empty_log() {
+    const auto wait = !is_held_ ? kReaderWait : may_wait_again() ? kShortReaderWait : kNoWait;
+    is_held_ = !log_.empty(wait);
+    if (wait > kNoWait) wait_again_at_ = std::chrono::steady_clock::now() + kBetweenReaderWaits;
   }
 
   Database db_;
@@ -383,6 +405,7 @@ class Ledger::Writer {
   bool is_unhurried_ = false;     // commits do not wait for the disk, though they should
   bool is_over_ = false;          // the file may pass its limit this time
   bool is_held_ = false;          // a reader keeps the log from beginning anew
+  std::chrono::steady_clock::time_point wait_again_at_{};  // for readers, while the log is held
 };
 
 Restored Ledger::Writer::restore() const {
@@ -405,7 +428,32 @@ Restored Ledger::Writer::restore() const {
     restored.maintenance.push_back(
         {.dn = row.dn, .since = row.seq, .since_at = row.since_at, .until = row.until, .until_age = row.until_age});
   }
+  Statement chattering(db_, select_sql<ChatteringRow>() + " ORDER BY last_age, change");
+  while (chattering.step()) restored.chattering.push_back(chattering_fault(read_row<ChatteringRow>(chattering)));
   return restored;
+}
+
+std::vector<RecentRaise> Ledger::Writer::recent_raises(std::int64_t age) const {
+  const Moment created = ledger_row(db_).created;
+  Statement changes(db_, "SELECT " + columns_sql<ChangeRow, EventRow>() +
+                             " FROM change JOIN event ON event.seq = change.seq ORDER BY change.number DESC LIMIT ?");
+  Statement names(db_, "SELECT " + columns_sql<FormRow>() + " FROM form WHERE seq = ?");
+  std::vector<RecentRaise> found;
+  changes.with(kMostRecentChanges);
+  while (changes.step()) {
+    try {
+      const auto event = read_row<EventRow>(changes, kWidth<ChangeRow>);
+      const std::int64_t then = event.age_in(created);
+      if (then < age) break;
+      if (read_row<ChangeRow>(changes).kind != ChangeKind::kRaised) continue;
+      if (!event.form || !names.with(*event.form).step()) continue;
+      const auto form = read_row<FormRow>(names);
+      found.push_back({.fault_dn = std::string(field_text(form.record.fault_dn)), .age = then});
+    } catch (const DamagedRow&) {  // whoever checks the ledger tells of it
+    }
+  }
+  std::ranges::reverse(found);
+  return found;
 }
 
 void Ledger::Writer::restore_steps(Restored& restored) const {
@@ -657,6 +705,8 @@ Restored Ledger::restore() {
     throw LedgerError(std::string("cannot read the ledger: ") + error.what());
   }
 }
+
+std::vector<RecentRaise> Ledger::recent_raises(std::int64_t age) const { return writer_->recent_raises(age); }
 
 void Ledger::use(const HostTables& tables, const LibraryBuild& build) { writer_->use(tables, build); }
 

@@ -34,6 +34,13 @@ struct Restored {
   std::map<Slot, std::vector<Sequence>> filter_state;
   std::vector<ActiveFault> faults;  // in the order in which they were raised
   std::vector<Maintenance> maintenance;
+  std::vector<ChatteringFault> chattering;  // the one that was raised last is the last
+};
+
+// A fault that was raised lately.
+struct RecentRaise {
+  std::string fault_dn;
+  std::int64_t age = 0;  // of the ledger then
 };
 
 // For the status of the engine.
@@ -87,6 +94,10 @@ class Ledger {
 
   // Throws LedgerError when what an engine needs is not there as a whole.
   Restored restore();
+
+  // The raises of faults since this age, in their order, as far as they can be read; of the latest changes only, so
+  // that a start takes no longer the more there are. Throws SqlError.
+  std::vector<RecentRaise> recent_raises(std::int64_t age) const;
 
   // Under what inputs are handled from now on. It is written with the next batch.
   void use(const HostTables& tables, const LibraryBuild& build);

@@ -10,8 +10,10 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -34,6 +36,9 @@ constexpr int kPageSize = 1024;
 // How long, in ms, the engine waits for another program that writes to its ledger; it tries again
 // after it has looked after its clients.
 constexpr int kWriterPatience = 250;
+
+constexpr int kLockAttempts = 5;
+constexpr std::chrono::milliseconds kBetweenLockAttempts{20};
 
 constexpr const char* kWriterAdvice = "; is there a directory, and may this user write to it and to the file?";
 constexpr const char* kReaderAdvice = "; is there a ledger, and may this user read it?";
@@ -71,11 +76,10 @@ bool is_begun(Database& db, const std::string& path, bool was_ledger) {
   throw LedgerError(path + ": this is no ledger, but another database; it is left as it is. Name another file");
 }
 
-// What is acknowledged is on the disk: every commit waits for it. The log is
-// brought into the file by the ledger itself, which knows how long it may become.
+// What is acknowledged is on the disk: every commit waits for it.
 void prepare(Database& db) {
-  db.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA cache_size = -16384");
-  db.exec("PRAGMA wal_autocheckpoint = 0");
+  db.exec(
+      "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA cache_size = -16384; PRAGMA secure_delete = OFF");
   pragma(db, "schema_version");  // the log is opened by the first read
   db.set_patience(kWriterPatience);
 }
@@ -147,6 +151,12 @@ void check_version(Database& db, const std::string& path) {
   }
 }
 
+// Whether an engine holds the ledger, as far as can be told.
+bool may_be_in_use(const std::string& path) {
+  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+  return !file.is_open() || ::flock(file.get(), LOCK_SH | LOCK_NB) != 0;
+}
+
 Database open_existing(const std::string& path, Access access) {
   Database db(path, access);
   check_version(db, path);
@@ -192,7 +202,11 @@ LedgerLock::LedgerLock(const std::string& ledger)
   if (::fstat(file_.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
     throw LedgerError(ledger + ": this is no regular file; --ledger names a file");
   }
-  if (::flock(file_.get(), LOCK_EX | LOCK_NB) == 0) return;
+  // A reader that asks whether an engine runs holds the lock for a moment.
+  for (int attempt = 0; attempt < kLockAttempts; ++attempt) {
+    if (::flock(file_.get(), LOCK_EX | LOCK_NB) == 0) return;
+    std::this_thread::sleep_for(kBetweenLockAttempts);
+  }
   const auto mark = read_mark(ledger);
   throw LedgerError(ledger + ": another engine is using this ledger" +
                     (mark ? ": process " + std::to_string(mark->process) : std::string()));
@@ -292,10 +306,11 @@ ReadLedger read_ledger(const std::string& path) {
     try {
       return {open_existing(resolved, Access::kRead), false};
     } catch (const SqlError&) {
-      // Who may not write beside a ledger cannot read it as others do when it has
-      // no log; but without one nobody is writing to it.
-      if (std::filesystem::exists(resolved + "-wal")) throw;
-      return {open_existing(resolved, Access::kReadResting), true};
+      // Who may not write beside a ledger cannot read it as others do when it has no log, or when the index of its log
+      // is not there. Without a log nobody is writing to it; with one an engine may be.
+      if (!std::filesystem::exists(resolved + "-wal")) return {open_existing(resolved, Access::kReadResting), true};
+      if (may_be_in_use(resolved)) throw;
+      return {open_existing(resolved, Access::kReadRestingLog), true};
     }
   } catch (const SqlError& error) {
     throw told(path, error, kReaderAdvice);

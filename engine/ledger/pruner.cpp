@@ -277,7 +277,7 @@ ChangeNumber Pruner::drop_changes(const std::vector<EventRow>& events, Sequence 
   sql_.changes.reset();
   std::map<ChangeNumber, std::optional<StandingRow>> standing;
   for (const ChangeRow& change : changes) {
-    if (is_of_operators(change.kind)) {
+    if (!is_of_fault(change.kind)) {
       sql_.drop_change.with(change.number).run();
       continue;
     }

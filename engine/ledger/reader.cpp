@@ -206,6 +206,7 @@ std::optional<Explanation> LedgerReader::explain(const std::string& fault_dn) {
     found.changes = rows.changes_of(number, kMostChanges, found.changes_left_out);
     found.tables = rows.tables_of(found.fault.raised);
     found.alarm = std::move(*alarm);
+    found.chattering = rows.chattering(fault_dn);
     return found;
   });
 }

@@ -34,6 +34,7 @@ struct ActiveRow {
   AlarmStanding standing = {};
   std::optional<AlarmAction> state_by = {};  // who gave the alarm the operator state that it has
   bool is_out_of_service = false;
+  std::optional<ChatteringFault> chattering = {};  // nothing: the fault is not chattering
 
   // Whether operators have silenced it, so that lists leave it out unless it is asked for.
   bool is_silenced() const { return is_out_of_service || standing.shelved != 0; }
@@ -49,12 +50,13 @@ struct StoredReport {
 struct Explanation {
   StoredFault fault;
   StoredAlarm alarm;
-  StoredRecord raise;                  // the record that raised the fault
-  StoredRecord shown;                  // the one that it shows, or showed last
-  std::vector<StoredReport> reports;   // of who still report it
-  std::vector<Change> changes;         // the alarm's latest changes, in their order
-  std::uint64_t changes_left_out = 0;  // those before them
-  HostTables tables;                   // that the fault was raised under
+  StoredRecord raise;                              // the record that raised the fault
+  StoredRecord shown;                              // the one that it shows, or showed last
+  std::vector<StoredReport> reports;               // of who still report it
+  std::vector<Change> changes;                     // the alarm's latest changes, in their order
+  std::uint64_t changes_left_out = 0;              // those before them
+  HostTables tables;                               // that the fault was raised under
+  std::optional<ChatteringFault> chattering = {};  // nothing: the fault is not chattering
 };
 
 // A change with the record of the input that made it, if that had one.
@@ -63,6 +65,8 @@ struct StoredChange {
   StoredEvent event;
   std::optional<StoredRecord> record;
   std::optional<StoredAction> action = {};  // of an input that is an operator's action
+  // Of a change that says that a fault has settled, in the change feed: what its alarm shows, if that is active.
+  std::optional<StoredRecord> shown = {};
 };
 
 struct ChangesRead {

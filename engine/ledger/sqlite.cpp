@@ -17,6 +17,7 @@ namespace {
 int flags_of(Access access) {
   switch (access) {
     case Access::kRead:
+    case Access::kReadRestingLog:
       return SQLITE_OPEN_READONLY;
     case Access::kReadResting:
       return SQLITE_OPEN_READONLY | SQLITE_OPEN_URI;
@@ -57,9 +58,16 @@ void Database::Close::operator()(sqlite3* db) const { sqlite3_close_v2(db); }
 Database::Database(const std::string& path, Access access) {
   sqlite3* db = nullptr;
   const std::string name = access == Access::kReadResting ? resting_uri(path) : path;
-  const int code = sqlite3_open_v2(name.c_str(), &db, flags_of(access) | SQLITE_OPEN_NOMUTEX, nullptr);
+  // A log is read without a file for its index only by who has the database alone, as far as SQLite can see; to lock a
+  // file for that, one must be allowed to write to it.
+  const char* const files = access == Access::kReadRestingLog ? "unix-none" : nullptr;
+  const int code = sqlite3_open_v2(name.c_str(), &db, flags_of(access) | SQLITE_OPEN_NOMUTEX, files);
   db_.reset(db);
   if (code != SQLITE_OK) fail(db, code);
+  if (access == Access::kReadRestingLog) {
+    exec("PRAGMA locking_mode = EXCLUSIVE");
+    sqlite3_db_config(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  }
   if (const int added = add_row_check(db); added != SQLITE_OK) fail(db, added);
   set_patience(kPatience);
 }

@@ -24,8 +24,9 @@ class SqlError : public std::runtime_error {
   int code_;
 };
 
-// kReadResting: of a file that nobody writes to as long as it is open.
-enum class Access { kRead, kReadResting, kReadWrite, kReadWriteCreate };
+// Of a file that nobody writes to as long as it is open, and beside which nothing can be written: kReadResting when it
+// has no write-ahead log, kReadRestingLog when it has one.
+enum class Access { kRead, kReadResting, kReadRestingLog, kReadWrite, kReadWriteCreate };
 
 class Database {
  public:

@@ -21,10 +21,18 @@ constexpr const char* kOfEvent =
     "setting.id = event.setting "
     "JOIN build ON build.id = setting.build LEFT JOIN form ON form.seq = event.form";
 
-// The faults of a DN, by its number and by itself.
-constexpr const char* kNamed =
-    "fault JOIN event AS raising ON raising.seq = fault.raised_seq JOIN form ON form.seq = raising.form "
-    "WHERE fault.name = ? AND form.fault_dn = ?";
+// The faults of a DN, by its number and by itself, in all blocks of faults.
+std::string named_faults() {
+  const std::string block_of = " >> " + std::to_string(kFaultBlockBits);
+  return "(WITH RECURSIVE block(number) AS (SELECT max(number)" + block_of +
+         " FROM fault UNION ALL SELECT number - 1 FROM block WHERE number > (SELECT min(number)" + block_of +
+         " FROM fault)) SELECT number FROM block) AS block "
+         "CROSS JOIN fault ON fault.number" +
+         block_of +
+         " = block.number AND fault.name = ? "
+         "JOIN event AS raising ON raising.seq = fault.raised_seq JOIN form ON form.seq = raising.form "
+         "WHERE form.fault_dn = ?";
+}
 
 std::string record_columns() { return columns_sql<EventRow, BuildRow, SubjectRow, FormRow, ActionRow>(); }
 
@@ -124,7 +132,9 @@ Change stored_change(const ChangeRow& row, Moment at, const std::string& fault_d
           .other = row.other,
           .shown = row.shown,
           .reporters = row.reporters,
-          .is_quiet = row.is_quiet};
+          .raises = row.raises,
+          .is_quiet = row.is_quiet,
+          .is_folded = row.is_folded};
 }
 
 Moment moment_of(const Statement& row, int column) {
@@ -222,6 +232,14 @@ StoredRecord StoredRows::record(Sequence sequence) {
   StoredRecord stored = stored_record(RecordRow(records_, 0));
   records_.reset();
   return stored;
+}
+
+std::optional<StoredRecord> StoredRows::kept_record(Sequence sequence) {
+  try {
+    return record(sequence);
+  } catch (const LedgerError&) {  // retention may have taken it since
+    return std::nullopt;
+  }
 }
 
 HostTables StoredRows::tables_of(Sequence sequence) {
@@ -352,6 +370,7 @@ ActiveRow StoredRows::active_row(const StandingRow& one, std::optional<ChangeNum
     if (by != actions.end()) active.state_by = std::move(*by);
   }
   active.is_out_of_service = !through && is_out_of_service(active.fault.fault_dn);
+  if (!through) active.chattering = chattering(active.fault.fault_dn);
   if (one.count > 0) {  // as it was then
     active.fault.severity = one.severity;
     active.fault.updated = one.updated_at;
@@ -505,7 +524,7 @@ std::vector<ChangeNumber> StoredRows::alarms_of(const std::string& fault_dn, std
   // Those that the latest faults belong to now come before those that they were raised for.
   std::vector<ChangeNumber> numbers;
   Statement rows(db_, fault_dn.empty() ? std::string("SELECT number, NULL FROM alarm ORDER BY number DESC")
-                                       : std::string("SELECT fault.later_alarm, fault.alarm FROM ") + kNamed +
+                                       : "SELECT fault.later_alarm, fault.alarm FROM " + named_faults() +
                                              " ORDER BY fault.number DESC");
   if (!fault_dn.empty()) rows.with(fault_name_hash(fault_dn), fault_dn);
   while (numbers.size() < most && rows.step()) {
@@ -592,8 +611,34 @@ bool StoredRows::is_out_of_service(std::string_view fault_dn) {
   return is_under_one_of(fault_dn, *out_of_service_);
 }
 
+std::vector<ChatteringFault> StoredRows::chattering() {
+  if (!chattering_) {
+    chattering_.emplace();
+    leave_out_damage([&] {
+      Statement rows(db_, select_sql<ChatteringRow>());
+      while (rows.step()) {
+        leave_out_damage([&] {
+          ChatteringFault fault = chattering_fault(read_row<ChatteringRow>(rows));
+          std::string fault_dn = fault.fault_dn;
+          chattering_->emplace(std::move(fault_dn), std::move(fault));
+        });
+      }
+    });
+  }
+  std::vector<ChatteringFault> found;
+  for (const auto& [fault_dn, fault] : *chattering_) found.push_back(fault);
+  return found;
+}
+
+std::optional<ChatteringFault> StoredRows::chattering(std::string_view fault_dn) {
+  if (!chattering_) chattering();
+  const auto found = chattering_->find(fault_dn);
+  return found != chattering_->end() ? std::optional(found->second) : std::nullopt;
+}
+
 std::optional<FaultRow> StoredRows::latest_fault(const std::string& fault_dn) {
-  Statement row(db_, "SELECT " + columns_sql<FaultRow>() + " FROM " + kNamed + " ORDER BY fault.number DESC LIMIT 1");
+  Statement row(
+      db_, "SELECT " + columns_sql<FaultRow>() + " FROM " + named_faults() + " ORDER BY fault.number DESC LIMIT 1");
   if (!row.with(fault_name_hash(fault_dn), fault_dn).step()) return std::nullopt;
   return read_row<FaultRow>(row);
 }
@@ -621,6 +666,13 @@ std::vector<StoredReport> StoredRows::reports(ChangeNumber fault) {
   return reports;
 }
 
+// Of an input that says that a fault has settled.
+std::string StoredRows::settled_dn(Sequence sequence) {
+  Statement row(db_, select_sql<ActionRow>() + " WHERE seq = ?");
+  if (!row.with(sequence).step()) throw LedgerError(gone("action", sequence));
+  return read_row<ActionRow>(row).dn;
+}
+
 // The latest change of an alarm.
 ChangeNumber StoredRows::head_of(const AlarmRow& alarm) {
   if (alarm.merged) return *alarm.merged;
@@ -644,7 +696,9 @@ std::vector<Change> StoredRows::changes_of(ChangeNumber alarm, std::size_t most,
       const auto row = read_row<ChangeRow>(one_change_);
       if (row.previous >= row.number) throw LedgerError("change " + std::to_string(next) + " comes before itself");
       std::string& fault_dn = fault_dns[row.fault];
-      if (fault_dn.empty()) {
+      if (row.fault == 0) {
+        fault_dn = settled_dn(row.seq);
+      } else if (fault_dn.empty()) {
         if (!faults_.with(row.fault).step()) throw LedgerError(gone("fault", row.fault));
         fault_dn = NamedFault(faults_).fault_dn;
       }

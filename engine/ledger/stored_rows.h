@@ -67,6 +67,7 @@ class StoredRows {
   std::optional<Moment> changed();
 
   StoredRecord record(Sequence sequence);
+  std::optional<StoredRecord> kept_record(Sequence sequence);  // nothing when it cannot be read any more
   HostTables tables_of(Sequence sequence);
   std::string profile_text();  // empty: there is no profile
 
@@ -116,6 +117,10 @@ class StoredRows {
 
   std::vector<StoredMaintenance> maintenance();
 
+  // The faults that are chattering, by DN.
+  std::vector<ChatteringFault> chattering();
+  std::optional<ChatteringFault> chattering(std::string_view fault_dn);
+
   // The fault that is active, or was last; nothing when the ledger does not know it.
   std::optional<FaultRow> latest_fault(const std::string& fault_dn);
   std::vector<StoredReport> reports(ChangeNumber fault);
@@ -137,6 +142,7 @@ class StoredRows {
   std::vector<ActiveRow> active_rows(const std::vector<StandingRow>& standing, std::optional<ChangeNumber> through);
   ActiveRow active_row(const StandingRow& one, std::optional<ChangeNumber> through);
   bool is_out_of_service(std::string_view fault_dn);
+  std::string settled_dn(Sequence sequence);
   Sequence last_until(Moment at, const LedgerRow& ledger);
   Reports reports_of(ChangeNumber fault);
   StoredFault fault(ChangeNumber number);
@@ -151,7 +157,8 @@ class StoredRows {
   Statement faults_;
   Statement one_change_;
   Statement actions_;
-  std::optional<std::set<std::string, std::less<>>> out_of_service_;  // when it was asked for
+  std::optional<std::set<std::string, std::less<>>> out_of_service_;               // when it was asked for
+  std::optional<std::map<std::string, ChatteringFault, std::less<>>> chattering_;  // the same
 };
 
 }  // namespace polaiga::engine

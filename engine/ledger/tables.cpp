@@ -30,6 +30,8 @@ void apply(std::optional<StandingRow>& standing, const ChangeRow& change, Sequen
     case ChangeKind::kUnshelved:
     case ChangeKind::kOutOfService:
     case ChangeKind::kBackInService:
+    case ChangeKind::kChattering:
+    case ChangeKind::kSettled:
       return;
     case ChangeKind::kRefreshed:
     case ChangeKind::kPartlyCleared:
@@ -43,6 +45,30 @@ void apply(std::optional<StandingRow>& standing, const ChangeRow& change, Sequen
   if (change.kind == ChangeKind::kPartlyCleared) return;
   standing->updated_at = at;
   ++standing->count;
+}
+
+ChatteringRow chattering_row(const ChatteringFault& fault) {
+  return {.fault_dn = fault.fault_dn,
+          .change = fault.change,
+          .since_at = fault.since,
+          .raises = fault.raises,
+          .last_age = fault.last_age,
+          .alarm = fault.alarm,
+          .shown_alarm = fault.shown_alarm,
+          .shown_severity = fault.shown_severity,
+          .was_told = fault.was_told};
+}
+
+ChatteringFault chattering_fault(const ChatteringRow& row) {
+  return {.fault_dn = row.fault_dn,
+          .change = row.change,
+          .since = row.since_at,
+          .raises = row.raises,
+          .last_age = row.last_age,
+          .alarm = row.alarm,
+          .shown_alarm = row.shown_alarm,
+          .shown_severity = row.shown_severity,
+          .was_told = row.was_told};
 }
 
 std::string insert_standing_sql() {
@@ -79,11 +105,12 @@ std::string schema() {
          create_table<ReportRow>() + create_table<ShownAgainRow>() + create_table<StandingRow>() +
          create_table<FilterStateRow>() + create_table<AlarmProfileRow>() + create_table<CursorRow>() +
          create_table<GapRow>() + create_table<FormerIdRow>() + create_table<ActionRow>() +
-         create_table<AlarmActionRow>() + create_table<MaintenanceRow>() +
+         create_table<AlarmActionRow>() + create_table<MaintenanceRow>() + create_table<ChatteringRow>() +
          "CREATE INDEX alarm_action_alarm ON alarm_action (alarm);\n"
          "CREATE INDEX alarm_action_seq ON alarm_action (seq);\n"
          "CREATE UNIQUE INDEX event_id ON event (id, subject IS NULL) WHERE id IS NOT NULL;\n"
-         "CREATE INDEX fault_name ON fault (name, number);\n";
+         "CREATE INDEX fault_name ON fault (number >> " +
+         std::to_string(kFaultBlockBits) + ", name);\n";
 }
 
 }  // namespace polaiga::engine

@@ -20,6 +20,7 @@
 #include <string>
 #include <tuple>
 
+#include "alarms/chattering.h"
 #include "ledger/columns.h"
 #include "model/change.h"
 #include "model/dictionary.h"
@@ -284,7 +285,41 @@ struct Table<MaintenanceRow> {
   static constexpr std::string_view kMore = ") STRICT, WITHOUT ROWID";
 };
 
-// A change of an alarm, or of an object, whose change has no fault and no alarm. When it was is told by its input.
+// A fault that is chattering now.
+struct ChatteringRow {
+  std::string fault_dn;
+  ChangeNumber change = 0;  // that says so
+  Moment since_at = 0;
+  std::uint64_t raises = 0;
+  std::int64_t last_age = 0;
+  ChangeNumber alarm = 0;
+  ChangeNumber shown_alarm = 0;
+  Severity shown_severity = Severity::kCleared;
+  bool was_told = false;
+};
+
+ChatteringRow chattering_row(const ChatteringFault& fault);
+ChatteringFault chattering_fault(const ChatteringRow& row);
+
+template <>
+struct Table<ChatteringRow> {
+  static constexpr std::string_view kName = "chattering";
+  static constexpr std::tuple kColumns{
+      Column<&ChatteringRow::fault_dn>{"fault_dn", "PRIMARY KEY"},
+      Column<&ChatteringRow::change>{"change"},
+      Column<&ChatteringRow::since_at>{"since_at", {}, kLastMoment},
+      Column<&ChatteringRow::raises>{"raises"},
+      Column<&ChatteringRow::last_age>{"last_age"},
+      Column<&ChatteringRow::alarm>{"alarm"},
+      Column<&ChatteringRow::shown_alarm>{"shown_alarm"},
+      Column<&ChatteringRow::shown_severity>{"shown_severity"},
+      Column<&ChatteringRow::was_told>{"was_told"},
+  };
+  static constexpr std::string_view kMore = ") STRICT, WITHOUT ROWID";
+};
+
+// A change of an alarm, or of an object, whose change has no fault and no alarm. That a fault has settled has no fault,
+// because the ledger may not have it any more; its DN is told by the action. When it was is told by its input.
 struct ChangeRow {
   ChangeNumber number = 0;
   Sequence seq = 0;
@@ -298,7 +333,9 @@ struct ChangeRow {
   std::uint32_t reporters = 0;
   ChangeNumber previous = 0;  // the alarm's change before this one; 0: there is none
   std::int64_t of_alarm = 0;  // which of the alarm's changes this is, from 1
+  std::uint64_t raises = 0;
   bool is_quiet = false;
+  bool is_folded = false;
 };
 
 template <>
@@ -317,7 +354,9 @@ struct Table<ChangeRow> {
       Column<&ChangeRow::reporters>{"reporters"},
       Column<&ChangeRow::previous>{"previous"},
       Column<&ChangeRow::of_alarm>{"of_alarm"},
+      Column<&ChangeRow::raises>{"raises"},
       Column<&ChangeRow::is_quiet>{"is_quiet"},
+      Column<&ChangeRow::is_folded>{"is_folded"},
   };
   static constexpr std::string_view kMore = ") STRICT";
 };
@@ -334,7 +373,7 @@ struct AlarmRow {
   ChangeNumber merged_into = 0;
   ChangeNumber related = 0;
   AlarmStanding standing = {};
-  ChangeNumber operated = 0;  // its latest change by an operator
+  ChangeNumber operated = 0;  // its latest change by an operator, or that says that its fault has settled
 };
 
 template <>
@@ -401,8 +440,11 @@ struct Table<FaultRow> {
 };
 
 // Faults are found by a number made of their DN, which takes less space than the
-// DN; that it is the right one is seen in the record.
+// DN; that it is the right one is seen in the record. Names come in no order. For a
+// new one not to change a page anywhere in the index of a long ledger, the index has
+// a part for each block of so many numbers of changes, and a search looks into each.
 std::int64_t fault_name_hash(std::string_view fault_dn);
+inline constexpr int kFaultBlockBits = 14;
 
 // A fault that was a later level of an alarm. The first level is the fault that
 // has the alarm's number.

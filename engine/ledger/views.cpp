@@ -19,7 +19,7 @@ std::string word(const std::string& column, Value last, std::string_view (*word_
   return text + " END";
 }
 
-std::string change_in(const std::string& column) { return word(column, ChangeKind::kBackInService, change_word); }
+std::string change_in(const std::string& column) { return word(column, ChangeKind::kSettled, change_word); }
 std::string outcome_in(const std::string& column) { return word(column, Outcome::kNotTracked, outcome_word); }
 std::string severity_in(const std::string& column) { return word(column, Severity::kCritical, severity_word); }
 

@@ -2,6 +2,7 @@
 // database's file, and that it becomes no longer than it may.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 
@@ -13,6 +14,20 @@ namespace polaiga::engine {
 
 class WriteAheadLog {
  public:
+  // As long as it lives, pages are gathered until the commit synchronises them, which takes far fewer calls of the
+  // system. Only for a transaction that is synchronised (PRAGMA synchronous = FULL): a reader must not be told of a
+  // page that is not in the file yet.
+  class Gathering {
+   public:
+    explicit Gathering(WriteAheadLog& log) : log_(log) { log_.gather(true); }
+    ~Gathering() { log_.gather(false); }
+    Gathering(const Gathering&) = delete;
+    Gathering& operator=(const Gathering&) = delete;
+
+   private:
+    WriteAheadLog& log_;
+  };
+
   // `most_bytes` is the most that the log's file may have; 0 sets no limit. A
   // transaction that would pass it fails with SQLITE_FULL. The database must be in
   // write-ahead mode, and must outlive this. Throws SqlError, as all that follows.
@@ -31,9 +46,9 @@ class WriteAheadLog {
   // and no reader needs it any more, the next transaction begins the log anew.
   void bring_in();
 
-  // Brings all of it in and makes its file empty; answers whether it could. With
-  // `patient`, waits for readers, though not long.
-  bool empty(bool patient);
+  // Brings all of it in and makes its file empty; answers whether it could. Waits for readers at most so long; whoever
+  // begins to read after that does not need the log any more.
+  bool empty(std::chrono::milliseconds patience);
 
   // Whether the limit was the reason that a transaction failed since the last call.
   bool take_refused();
@@ -42,8 +57,9 @@ class WriteAheadLog {
   void lift(bool lifted);
 
  private:
-  struct Limit;
+  struct Methods;
 
+  void gather(bool gathers);
   bool checkpoint(int mode);
   static int committed(void* self, sqlite3* db, const char* name, int frames);
 
@@ -51,7 +67,7 @@ class WriteAheadLog {
   std::int64_t frame_bytes_ = 0;
   std::int64_t frames_ = 0;
   sqlite3_file* file_ = nullptr;
-  std::unique_ptr<Limit> limit_;
+  std::unique_ptr<Methods> methods_;
 };
 
 }  // namespace polaiga::engine

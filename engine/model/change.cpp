@@ -5,9 +5,9 @@
 namespace polaiga::engine {
 namespace {
 
-constexpr Words<15> kChanges{"raised",    "refreshed", "partly_cleared", "cleared",        "superseded",
-                             "withdrawn", "merged",    "acknowledged",   "unacknowledged", "closed",
-                             "commented", "shelved",   "unshelved",      "out_of_service", "back_in_service"};
+constexpr Words<17> kChanges{"raised",    "refreshed",      "partly_cleared",  "cleared",    "superseded", "withdrawn",
+                             "merged",    "acknowledged",   "unacknowledged",  "closed",     "commented",  "shelved",
+                             "unshelved", "out_of_service", "back_in_service", "chattering", "settled"};
 constexpr Words<6> kOutcomes{"raised", "refreshed", "partly_cleared", "cleared", "already_clear", "not_tracked"};
 
 }  // namespace

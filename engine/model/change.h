@@ -35,15 +35,23 @@ enum class ChangeKind : std::uint8_t {
   kUnshelved,      // by an operator, or because the time is over
   kOutOfService,   // of each alarm of the object, and then of the object itself, as alarm 0
   kBackInService,  // the same; by an operator, or because the time is over
+  // What the engine says of a fault that is raised again and again.
+  kChattering,  // it is, since so many raises
+  kSettled,     // it is no more; of the fault's latest alarm, whether that is active or over
 };
 
 // raised, refreshed, partly_cleared, cleared, superseded, withdrawn, merged, acknowledged, unacknowledged, closed,
-// commented, shelved, unshelved, out_of_service, back_in_service.
+// commented, shelved, unshelved, out_of_service, back_in_service, chattering, settled.
 std::string_view change_word(ChangeKind kind);
 std::optional<ChangeKind> find_change(std::string_view word);
 
 // Whether the change says what operators did, and nothing of the fault itself.
-constexpr bool is_of_operators(ChangeKind kind) { return kind >= ChangeKind::kAcknowledged; }
+constexpr bool is_of_operators(ChangeKind kind) {
+  return ChangeKind::kAcknowledged <= kind && kind <= ChangeKind::kBackInService;
+}
+
+// Whether the change begins or ends a level of an alarm, or tells of its reporters.
+constexpr bool is_of_fault(ChangeKind kind) { return kind < ChangeKind::kAcknowledged; }
 
 // One change of one alarm. It says all that a reader needs to follow the alarms
 // without the changes before it.
@@ -53,14 +61,19 @@ struct Change {
   ChangeKind kind = ChangeKind::kRaised;
   Moment at = 0;
   std::string fault_dn = {};             // of a change of an object: the object's DN
-  ChangeNumber fault = 0;                // the change that raised the fault; 0: the change is of an object
+  ChangeNumber fault = 0;                // the change that raised the fault; 0: of an object, or settled
   ChangeNumber alarm = 0;                // the change that raised the alarm for the first time; 0: the same
   Severity before = Severity::kCleared;  // the alarm's severity before this change
   Severity after = Severity::kCleared;   // and after it; cleared when the alarm is over
-  ChangeNumber other = 0;                // of raised: a related alarm; of merged: the alarm that goes on; 0: none
+  ChangeNumber other = 0;                // of raised: a related alarm; of merged: the alarm that goes on; of settled:
+                                         // the alarm that outputs took for active meanwhile, and that is over; 0: none
   Sequence shown = 0;                    // the input whose record the fault shows after this change
   std::uint32_t reporters = 0;           // how many report the fault after this change
+  std::uint64_t raises = 0;              // of chattering and settled: how often the fault was raised meanwhile
   bool is_quiet = false;                 // outputs need not tell it: the alarm is silenced, and they know nothing of it
+  bool is_folded = false;                // the change feed leaves it out, because the fault is chattering
+
+  bool is_told() const { return !is_quiet && !is_folded; }
 
   bool operator==(const Change&) const = default;
 };

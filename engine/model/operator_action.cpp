@@ -5,8 +5,9 @@
 namespace polaiga::engine {
 namespace {
 
-constexpr Words<9> kActions{"acknowledge", "unacknowledge", "close",           "comment",           "shelve",
-                            "unshelve",    "maintain",      "end_maintenance", "acknowledge_missed"};
+constexpr Words<10> kActions{
+    "acknowledge",     "unacknowledge",      "close", "comment", "shelve", "unshelve", "maintain",
+    "end_maintenance", "acknowledge_missed", "settle"};
 constexpr Words<5> kStates{"none", "acknowledged", "closed", "shelved", "unshelved"};
 
 }  // namespace
@@ -37,6 +38,8 @@ std::optional<ChangeKind> change_of(ActionKind kind) {
       return ChangeKind::kOutOfService;
     case ActionKind::kEndMaintenance:
       return ChangeKind::kBackInService;
+    case ActionKind::kSettle:
+      return ChangeKind::kSettled;
     case ActionKind::kAcknowledgeMissed:
       break;
   }

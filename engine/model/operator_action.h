@@ -23,9 +23,10 @@ enum class ActionKind : std::uint8_t {
   kMaintain,           // the object, and all below it, is out of service for a limited time
   kEndMaintenance,     // ends that before its time
   kAcknowledgeMissed,  // somebody has seen the alarms that came and went unacknowledged
+  kSettle,             // the fault with this DN is not chattering any more; only the engine itself says so
 };
 
-// acknowledge, unacknowledge, close, comment, shelve, unshelve, maintain, end_maintenance, acknowledge_missed.
+// acknowledge, unacknowledge, close, comment, shelve, unshelve, maintain, end_maintenance, acknowledge_missed, settle.
 std::string_view action_word(ActionKind kind);
 std::optional<ActionKind> find_action(std::string_view word);
 
@@ -52,7 +53,7 @@ struct OperatorAction {
   std::vector<ChangeNumber> alarms = {};  // by the numbers of their first raises; ascending, each once
   bool is_selection = false;              // those of them for which it is not possible any more are left out
   ChangeNumber through = 0;               // of kAcknowledgeMissed: the alarms that ended up to this change
-  std::string dn = {};                    // of the object; empty: the action is about alarms
+  std::string dn = {};                    // of the object or, to settle it, the fault; empty: it is about alarms
   std::int64_t lasts = 0;                 // of a shelf or of maintenance, in seconds; 0: `until` says it
   Moment until = 0;                       // when it ends by itself
   std::int64_t until_age = 0;             // the same as an age of the ledger, which a jump of the clock does not move

@@ -69,6 +69,10 @@ std::string change_text(const Change& change) {
       return "out of service";
     case ChangeKind::kBackInService:
       return "back in service";
+    case ChangeKind::kChattering:
+      return number_text("chattering,", static_cast<std::int64_t>(change.raises)) + " raises";
+    case ChangeKind::kSettled:
+      return number_text("settled after", static_cast<std::int64_t>(change.raises)) + " raises";
     default:
       return std::string(change_word(change.kind));
   }

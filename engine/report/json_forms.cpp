@@ -46,6 +46,11 @@ void add_standard(JsonObject& object, const std::optional<CauseStandard>& standa
       .add("probable_cause_number", standard->probable_cause_number);
 }
 
+std::string_view name_of_other(ChangeKind kind) {
+  if (kind == ChangeKind::kMerged) return "merged_into";
+  return kind == ChangeKind::kSettled ? "in_place_of" : "related";
+}
+
 JsonArray changes_form(const std::vector<Change>& changes, std::string_view ledger_id) {
   JsonArray array;
   for (const Change& change : changes) array.add(change_form(change, ledger_id));
@@ -94,18 +99,18 @@ JsonObject change_form(const Change& change, std::string_view ledger_id) {
       .add("change", change_word(change.kind))
       .add("at", format_moment(change.at))
       .add("seq", change.sequence)
-      .add("quiet", change.is_quiet);
+      .add("quiet", change.is_quiet)
+      .add("folded", change.is_folded);
   if (change.alarm == 0) return object.add("dn", change.fault_dn);
-  object.add("alarm", alarm_id(ledger_id, change.alarm))
-      .add("fault", change.fault)
-      .add("fault_dn", change.fault_dn)
+  object.add("alarm", alarm_id(ledger_id, change.alarm));
+  if (change.fault != 0) object.add("fault", change.fault);
+  object.add("fault_dn", change.fault_dn)
       .add("before", severity_word(change.before))
-      .add("after", severity_word(change.after))
-      .add("shown_seq", change.shown)
-      .add("reporters", change.reporters);
-  if (change.other != 0) {
-    object.add(change.kind == ChangeKind::kMerged ? "merged_into" : "related", alarm_id(ledger_id, change.other));
-  }
+      .add("after", severity_word(change.after));
+  if (change.shown != 0) object.add("shown_seq", change.shown);
+  object.add("reporters", change.reporters);
+  if (change.raises != 0) object.add("raises", change.raises);
+  if (change.other != 0) object.add(name_of_other(change.kind), alarm_id(ledger_id, change.other));
   return object;
 }
 
@@ -233,12 +238,17 @@ JsonObject active_fault_form(const ActiveFault& fault, const fe_fault_record& sh
   return object;
 }
 
+JsonObject chattering_form(const ChatteringFault& fault) {
+  return JsonObject().add("since", format_moment(fault.since)).add("raises", fault.raises);
+}
+
 JsonObject active_row_form(const ActiveRow& row, std::string_view ledger_id, const AlarmProfile& profile) {
   JsonObject object = fault_form(row.fault, ledger_id, profile);
   object.add("created", format_moment(row.alarm_since))
       .add("operator_state", operator_state_word(row.standing.state()))
       .add("out_of_service", row.is_out_of_service);
   if (row.state_by) object.add("state_by", alarm_action_form(*row.state_by));
+  if (row.chattering) object.add("chattering", chattering_form(*row.chattering));
   object.add("event", event_form(row.shown.event)).add("record", record_form(row.shown.record));
   return object;
 }

@@ -61,6 +61,9 @@ JsonObject fault_form(const StoredFault& fault, std::string_view ledger_id, cons
 // An active fault of a replay: with the record that it shows and its reporters.
 JsonObject active_fault_form(const ActiveFault& fault, const fe_fault_record& shown, const AlarmProfile& profile = {});
 
+// Since when a fault is chattering, and how often it was raised.
+JsonObject chattering_form(const ChatteringFault& fault);
+
 // An active fault with the record that it shows.
 JsonObject active_row_form(const ActiveRow& row, std::string_view ledger_id, const AlarmProfile& profile = {});
 

@@ -140,12 +140,16 @@ void add_fault(std::vector<std::string>& row, const FaultOfObject& fault) {
   row.insert(row.end(), {code_text(fault.code), printable(fault.dn), printable(fault.name)});
 }
 
-std::string chattering_text(const std::vector<Chattering>& chattering, Room room) {
-  constexpr ChatteringLimit kLimit;
-  std::string text = heading("Chattering", chattering.size(),
-                             "raised again more than " + std::to_string(kLimit.times) + " times in " +
-                                 std::to_string(kLimit.within / kMinute) + " minutes",
-                             room);
+// As in "10 minutes" and "90 seconds".
+std::string within_text(Moment seconds) {
+  const bool in_minutes = seconds % kMinute == 0;
+  return plural(static_cast<std::uint64_t>(in_minutes ? seconds / kMinute : seconds), in_minutes ? "minute" : "second");
+}
+
+std::string chattering_text(const std::vector<Chattering>& chattering, const ChatteringLimit& limit, Room room) {
+  std::string text =
+      heading("Chattering", chattering.size(),
+              "raised again more than " + plural(limit.times, "time") + " in " + within_text(limit.within), room);
   if (chattering.empty()) return text;
   Rows rows{{indented("AGAIN"), "RAISES", "LAST", "CODE", "OBJECT", "NAME"}};
   for (const Chattering& one : std::span(chattering).first(std::min(chattering.size(), kMostListed))) {
@@ -275,8 +279,8 @@ std::string measures_text(const Measured& measured, BarStyle style, Room room) {
   const Measures& measures = measured.measures;
   return asked_for(measured, room) + active_text(measures, style, room) + new_text(measured, style, room) +
          means_text(measures, room) + floods_text(measures.floods, style, room) +
-         chattering_text(measures.chattering, room) + stale_text(measures.stale, measured.now, room) +
-         worst_text(measures, style, room);
+         chattering_text(measures.chattering, measured.chattering, room) +
+         stale_text(measures.stale, measured.now, room) + worst_text(measures, style, room);
 }
 
 JsonObject measures_form(const Measured& measured, std::string_view ledger_id) {

@@ -17,6 +17,7 @@ struct Measured {
   Moment now = 0;
   Moment since = 0;   // when the time looked at began
   std::string under;  // the DN whose alarms were measured; empty: all
+  ChatteringLimit chattering = {};
 };
 
 std::string measures_text(const Measured& measured, BarStyle style, Room room);

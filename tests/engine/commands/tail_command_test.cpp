@@ -207,6 +207,30 @@ TEST_F(TailCommand, AUserWhoMayNotWriteSeesAnEngineThatStartsLater) {
   EXPECT_EQ(child.wait().status, 0);
 }
 
+// What is left of a killed engine, or a copy of a ledger that was in use: a log without its index, beside which the
+// user may not write.
+TEST_F(TailCommand, AUserWhoMayNotWriteReadsALogWithoutItsIndex) {
+  ASSERT_EQ(::geteuid(), 0U) << "this test needs root, to become another user";
+  const std::string user = test::as_plain_user();
+  const std::string copy = shell_.dir().file("copy.db");
+  {
+    LedgerWithAlarms engine(path_);
+    engine.write(raises("A", "sys/in-the-log", 395, kNewYear + 700));
+    for (const char* part : {"", "-wal"}) std::filesystem::copy_file(path_ + part, copy + part);
+  }
+  ASSERT_EQ(::chmod(copy.c_str(), 0644), 0);
+  ASSERT_EQ(::chmod((copy + "-wal").c_str(), 0644), 0);
+  ASSERT_EQ(::chmod(shell_.dir().path().c_str(), 0755), 0);
+  Child child(user + "\"$POLAIGA\" tail --ledger '" + copy + "'", shell_.dir());
+  ASSERT_TRUE(child.has_printed("sys/in-the-log"));
+  LedgerWithAlarms engine(copy);
+  EXPECT_EQ(engine.ledger.news(), std::vector<std::string>{});
+  engine.write(raises("A", "sys/later", 395, kNewYear + 800));
+  ASSERT_TRUE(child.has_printed("sys/later"));
+  child.interrupt();
+  EXPECT_EQ(child.wait().status, 0);
+}
+
 // What an engine has not brought into the file yet is seen through any name.
 TEST_F(TailCommand, ThroughALink) {
   const std::string link = shell_.dir().file("link.db");

@@ -105,6 +105,43 @@ TEST_F(RunFaultsTest, ALogThatCannotBeBroughtIntoTheFileIsBroughtInLater) {
   EXPECT_EQ(events(), sent);
 }
 
+TEST_F(RunFaultsTest, MemoryThatComesBackIsWaitedFor) {
+  Child engine(with_sockets(), dir_);
+  Client client(socket());
+  begin("memory");
+  client.send(slow(1));
+  const std::string problem = ledger() + ": cannot write: out of memory";
+  EXPECT_TRUE(engine.has_complained("polaiga: " + problem + "; no event is taken until it can be written\n"));
+  EXPECT_EQ(status().at("problem"), problem);
+  end("memory");
+  EXPECT_EQ(client.answer(), taken(1));
+  EXPECT_TRUE(engine.has_complained("The ledger can be written again.\n"));
+  EXPECT_EQ(stop(engine, SIGTERM).status, 0);
+  EXPECT_EQ(events(), 1);
+}
+
+// It may be this process that has too much: its next start has memory again.
+TEST_F(RunFaultsTest, WithoutMemoryForLongTheEngineStops) {
+  {
+    Child engine(with_sockets(), dir_);
+    Client client(socket());
+    begin("memory");
+    client.send(slow(1));
+    const Ended got = engine.wait();
+    EXPECT_EQ(got.status, 2);
+    EXPECT_NE(got.err.find("cannot write: out of memory for 10 s. The engine stops, because a new start may find "
+                           "memory.\n"),
+              std::string::npos)
+        << got.err;
+    EXPECT_NE(got.err.find("1 events could not be written and were not acknowledged. Send them again.\n"),
+              std::string::npos)
+        << got.err;
+    EXPECT_FALSE(client.has_answer() && !client.answer().empty());
+  }
+  end("memory");
+  EXPECT_EQ(events(), 0);
+}
+
 // Lines of all kinds.
 std::string input() {
   std::string lines;

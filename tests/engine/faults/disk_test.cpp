@@ -195,5 +195,30 @@ TEST_F(DiskTest, AReadOnlyMountIsToldAndCanBeAsked) {
   EXPECT_EQ(Shell().run(run("ledger.db"), slow(2)).out, taken(2) + "\n");
 }
 
+// A copy of a ledger that was in use, on a medium that cannot be written to: what its log has is told, too.
+TEST_F(DiskTest, ALogWithoutItsIndexOnAReadOnlyMountCanBeAsked) {
+  {
+    Child engine(serve(), dir_);
+    Client client(socket());
+    client.send(slow(1, id(1)) + slow(2, id(2)));
+    ASSERT_EQ(client.answers(2), Answers({taken(1), taken(2)}));
+    EXPECT_EQ(stop(engine, SIGKILL).status, 128 + SIGKILL);
+  }
+  ASSERT_GT(std::filesystem::file_size(on_disk("ledger.db-wal")), 0U);
+  ASSERT_TRUE(std::filesystem::remove(on_disk("ledger.db-shm")));
+  disk_.make_read_only(true);
+  for (const char* question : {"active", "history", "tail --no-follow",
+                               "explain sys/rack-unit-1/fan-module-1-2/fan-1/fault-F0395", "verify", "stats"}) {
+    const Ended got = Shell().run("$POLAIGA " + std::string(question) + " --ledger '" + on_disk() + "'");
+    EXPECT_EQ(got.status, 0) << question << ": " << got.err;
+    EXPECT_EQ(got.err, "") << question;
+  }
+  const Ended active = Shell().run("$POLAIGA active --ledger '" + on_disk() + "'");
+  EXPECT_NE(active.out.find("fan-module-1-1/"), std::string::npos) << active.out;
+  EXPECT_NE(active.out.find("fan-module-1-2/"), std::string::npos) << active.out;
+  disk_.make_read_only(false);
+  EXPECT_EQ(Shell().run(run("ledger.db"), slow(3)).out, taken(3) + "\n");
+}
+
 }  // namespace
 }  // namespace polaiga::engine::test

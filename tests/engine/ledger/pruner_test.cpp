@@ -2,9 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <random>
+#include <thread>
 
 #include "ledger/change_feed.h"
 #include "ledger/reader.h"
@@ -334,6 +338,37 @@ TEST_F(ByBytes, CursorsDoNotHoldBytesBack) {
   EXPECT_TRUE(ChangeFeed(path_).next(0, 10).gap);
 }
 
+// One step takes out at most a thousand inputs, so a ledger of many needs several.
+TEST_F(ByBytes, TidyingGoesOnUntilThereIsSpaceForWhatComesNext) {
+  open({.events = 0, .days = 0, .bytes = 0});
+  for (int i = 0; i < 25; ++i) {
+    for (int k = 0; k < 4000; ++k) engine_->add({.reported = false});
+    engine_->write();
+  }
+  engine_.reset();
+  // The file is within its limit, so nothing of it is given back. The log may have a quarter of the limit.
+  const std::int64_t most_of_file = bytes() / 62 * 64;
+  open({.events = 0, .days = 0, .bytes = most_of_file / 3 * 4});
+  while (engine_->ledger.tidy()) {
+  }
+  const std::int64_t used = std::stoll(rows(
+      "SELECT (SELECT page_count FROM pragma_page_count) - (SELECT freelist_count FROM pragma_freelist_count)")[0]);
+  EXPECT_LE(used * 1024, most_of_file / 64 * 60);
+  EXPECT_GT(std::stoll(rows("SELECT count(*) FROM event")[0]), 80'000);
+}
+
+TEST_F(PrunerTest, TidyingGoesOnUntilTheCountIsRight) {
+  open({.events = 0, .days = 0, .bytes = 0});
+  for (int i = 0; i < 3; ++i) {
+    for (int k = 0; k < 4000; ++k) engine_->add({.reported = false});
+    engine_->write();
+  }
+  open({.events = 100, .days = 0, .bytes = 0});
+  while (engine_->ledger.tidy()) {
+  }
+  EXPECT_EQ(rows("SELECT count(*) FROM event"), Rows{"100"});
+}
+
 // What is needed alone takes more: all of it is there, and the ledger says so.
 TEST_F(ByBytes, WhatIsNeededPassesTheLimit) {
   constexpr std::int64_t kLimit = 512 * 1024;
@@ -379,6 +414,73 @@ TEST_F(ByBytes, AReaderThatHoldsTheLog) {
   }
   for (int i = 0; i < 100; ++i) engine_->write(raises("A", "o", 395));
   EXPECT_FALSE(engine_->ledger.size().is_held);
+  EXPECT_LE(bytes(), kLimit);
+}
+
+// Readers of which the next always begins before the last one ends.
+class ReadersInTurn {
+ public:
+  explicit ReadersInTurn(const std::string& path) : thread_([this, path] { read(path); }) {}
+  ~ReadersInTurn() {
+    is_over_ = true;
+    thread_.join();
+  }
+  ReadersInTurn(const ReadersInTurn&) = delete;
+  ReadersInTurn& operator=(const ReadersInTurn&) = delete;
+
+ private:
+  void read(const std::string& path) const {
+    const Database readers[] = {Database(path, Access::kRead), Database(path, Access::kRead)};
+    for (std::size_t turn = 0; !is_over_; ++turn) {
+      const Database& next = readers[turn % 2];
+      const Database& last = readers[(turn + 1) % 2];
+      next.exec("BEGIN; SELECT count(*) FROM ledger");
+      if (last.in_transaction()) last.exec("ROLLBACK");
+      std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+  }
+
+  std::atomic<bool> is_over_ = false;
+  std::thread thread_;
+};
+
+class ManyReaders : public ByBytes {
+ protected:
+  static constexpr std::int64_t kLimit = 512 * 1024;
+
+  ManyReaders() {
+    open({.events = 0, .days = 0, .bytes = kLimit});
+    readers_.emplace(path_);
+    const Database reader(path_, Access::kRead);
+    reader.exec("BEGIN; SELECT count(*) FROM event");
+    for (int i = 0; i < 400; ++i) engine_->write(raises("A", ("sys/object-" + std::to_string(i % 50)).c_str(), 395));
+  }
+
+  // Whether the log is let go of while this is done again and again, for a minute at most.
+  bool is_let_go(const std::function<void()>& work) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (engine_->ledger.size().is_held && std::chrono::steady_clock::now() < end) work();
+    return !engine_->ledger.size().is_held;
+  }
+
+  std::optional<ReadersInTurn> readers_;
+};
+
+// One that stayed long makes the log pass its limit. When it has gone, those who come and go do not keep the log so.
+TEST_F(ManyReaders, DoNotKeepTheLogLongWhileEventsCome) {
+  ASSERT_TRUE(engine_->ledger.size().is_held);
+  ASSERT_GT(bytes(), kLimit);
+  EXPECT_TRUE(is_let_go([&] { engine_->write(raises("A", "o", 395)); }));
+  EXPECT_LE(bytes(), kLimit);
+}
+
+TEST_F(ManyReaders, DoNotKeepTheLogLongWhenNothingComes) {
+  ASSERT_TRUE(engine_->ledger.size().is_held);
+  ASSERT_GT(bytes(), kLimit);
+  EXPECT_TRUE(is_let_go([&] {
+    engine_->ledger.tidy();
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }));
   EXPECT_LE(bytes(), kLimit);
 }
 

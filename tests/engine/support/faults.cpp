@@ -4,7 +4,8 @@
 //   POLAIGA_FAIL_ALLOCATIONS  The number of the first of those that fail; all later ones do, too.
 //   POLAIGA_ALLOCATIONS       A file to which the number of all allocations is written at the end.
 //   POLAIGA_FAULTS            A directory. While it has a file "reads", nothing can be read from the ledger; while it
-//                             has a file "room", the disk has no room for the ledger's file, but for its log.
+//                             has a file "room", the disk has no room for the ledger's file, but for its log; while it
+//                             has a file "memory", SQLite finds no memory when it writes to the log.
 #include <sqlite3.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -66,6 +67,10 @@ int write_ledger(sqlite3_file* file, const void* data, int size, sqlite3_int64 o
   return has_fault("room") ? SQLITE_FULL : ledger_file.system->xWrite(file, data, size, offset);
 }
 
+int write_log(sqlite3_file* file, const void* data, int size, sqlite3_int64 offset) {
+  return has_fault("memory") ? SQLITE_NOMEM : ledger_log.system->xWrite(file, data, size, offset);
+}
+
 template <Methods& methods>
 void make_faulty(sqlite3_file* file) {
   if (methods.system == nullptr) {
@@ -80,7 +85,10 @@ void make_faulty(sqlite3_file* file) {
 int open_file(sqlite3_vfs* /*vfs*/, const char* name, sqlite3_file* file, int flags, int* flags_out) {
   const int code = system_files->xOpen(const_cast<sqlite3_vfs*>(system_files), name, file, flags, flags_out);
   if (code != SQLITE_OK) return code;
-  if ((flags & SQLITE_OPEN_WAL) != 0) make_faulty<ledger_log>(file);
+  if ((flags & SQLITE_OPEN_WAL) != 0) {
+    make_faulty<ledger_log>(file);
+    ledger_log.faulty.xWrite = write_log;
+  }
   if ((flags & SQLITE_OPEN_MAIN_DB) != 0) {
     make_faulty<ledger_file>(file);
     ledger_file.faulty.xWrite = write_ledger;

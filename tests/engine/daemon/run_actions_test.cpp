@@ -133,7 +133,7 @@ TEST_F(RunActionsTest, AnswersComeInTheOrderOfTheRequests) {
               "\n"
               R"({"do":"acknowledge","alarms":"1","id":"a"})"
               "\n" +
-              std::string(70'000, 'x') +
+              std::string(300'000, 'x') +
               "\n"
               R"({"do":"comment","alarms":"1","comment":"b"})"
               "\n");
@@ -145,7 +145,7 @@ TEST_F(RunActionsTest, AnswersComeInTheOrderOfTheRequests) {
   EXPECT_EQ(answers[3], R"({"error":"Alarm 9 is not active: it is over, or there never was one"})");
   EXPECT_EQ(answers[4], R"({"ok":true})");
   EXPECT_EQ(answers[5], R"({"seq":2,"duplicate":true})");
-  EXPECT_EQ(answers[6], R"({"error":"The line is longer than 64 KiB"})");
+  EXPECT_EQ(answers[6], R"({"error":"The line is longer than 256 KiB, which is the limit; select fewer alarms"})");
   EXPECT_EQ(answers[7], R"({"seq":3,"changes":1})");
 }
 

@@ -89,7 +89,8 @@ TEST_F(RunControlTest, ABadRequestIsRefusedAndTheNextOneCounts) {
   Child engine(with_control(), dir_);
   Client client(control());
   EXPECT_EQ(answer(client, "stop"), R"({"error":"The request is not JSON"})");
-  EXPECT_EQ(answer(client, std::string(70'000, 'x')), R"({"error":"The line is longer than 64 KiB"})");
+  EXPECT_EQ(answer(client, std::string(300'000, 'x')),
+            R"({"error":"The line is longer than 256 KiB, which is the limit; select fewer alarms"})");
   EXPECT_EQ(json::parse(answer(client, R"({"do":"status"})")).at("last_seq"), 0);
 }
 

@@ -29,11 +29,9 @@ constexpr std::int64_t kDay = 86400;
 // Of so many batches each passes the limit of bytes more than once.
 #ifdef POLAIGA_SHORT_WALK
 constexpr int kBatches = 60;
-constexpr int kPauses = 7;  // of 4000 inputs each
-constexpr int kAsked = 5;   // moments, of all that are kept
+constexpr int kAsked = 5;  // moments, of all that are kept
 #else
 constexpr int kBatches = 300;
-constexpr int kPauses = 20;
 constexpr int kAsked = 20;
 #endif
 
@@ -204,7 +202,7 @@ TEST_F(PrunerTest, WhatIsNeededNoMoreGoesInTime) {
   engine_->batch.filter_state = {{"fan 1", {1}}};
   engine_->write();
   const auto pass_many = [&] {
-    for (int i = 0; i < kPauses; ++i) {
+    for (int i = 0; i < 20; ++i) {
       for (int k = 0; k < 4000; ++k) engine_->add({.reported = false});
       engine_->write();
     }
@@ -311,7 +309,7 @@ TEST_F(ByBytes, FileAndLogNeverPassTheLimit) {
 
 TEST_F(ByBytes, ALowerLimitGivesSpaceBack) {
   open({.events = 0, .days = 0, .bytes = 8 * 1024 * 1024});
-  fill(kBatches, 8 * 1024 * 1024);
+  fill(300, 8 * 1024 * 1024);
   constexpr std::int64_t kLimit = 1024 * 1024;
   open({.events = 0, .days = 0, .bytes = kLimit});
   while (engine_->ledger.tidy()) {

@@ -1,6 +1,8 @@
 // An engine that the test's own process forks: its options and its clock may be such as no command line can set.
 #pragma once
 
+#include <sqlite3.h>
+
 #include <csignal>
 #include <functional>
 
@@ -11,6 +13,7 @@ namespace polaiga::engine::test {
 // What a Child is to run. The clock must outlive it.
 inline std::function<int()> forked_engine(const RunOptions& options, const Clock& clock) {
   return [options, &clock] {
+    sqlite3_randomness(0, nullptr);  // or every engine that is forked has the same random numbers
     for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);  // as the program does
     StandardOutput output;
     return static_cast<int>(run(options, output, clock));

@@ -158,6 +158,10 @@ class ActionsModelTest : public ::testing::Test {
       model_.missed.clear();
     } else {
       action.alarms = some_alarms();
+      if (action.alarms.empty()) {
+        EXPECT_THROW(recorder_->act(std::move(action)), ActionRefused);
+        return;
+      }
       for (const ChangeNumber number : action.alarms) {
         if (!is_possible(kind, model_.alarms.at(number))) {
           EXPECT_THROW(recorder_->act(std::move(action)), ActionRefused);

@@ -308,6 +308,7 @@ std::vector<ActiveRow> StoredRows::active_at(Moment at) {
   for (const auto& [fault, row] : standing) {
     if (row) found.push_back(*row);
   }
+  out_of_service_ = out_of_service_after(last);
   return active_rows(found, through);
 }
 
@@ -351,7 +352,7 @@ ActiveRow StoredRows::active_row(const StandingRow& one, std::optional<ChangeNum
     const auto by = std::ranges::find(actions, state_change(active.standing), &AlarmAction::number);
     if (by != actions.end()) active.state_by = std::move(*by);
   }
-  active.is_out_of_service = !through && is_out_of_service(active.fault.fault_dn);
+  active.is_out_of_service = is_out_of_service(active.fault.fault_dn);
   if (one.count > 0) {  // as it was then
     active.fault.severity = one.severity;
     active.fault.updated = one.updated_at;
@@ -590,6 +591,29 @@ bool StoredRows::is_out_of_service(std::string_view fault_dn) {
     for (const StoredMaintenance& one : maintenance()) out_of_service_->insert(one.maintenance.dn);
   }
   return is_under_one_of(fault_dn, *out_of_service_);
+}
+
+// Goes back from now: each action about an object undoes what it did. All that are later than the watermark are there.
+std::set<std::string, std::less<>> StoredRows::out_of_service_after(Sequence sequence) {
+  std::set<std::string, std::less<>> objects;
+  for (const StoredMaintenance& one : maintenance()) objects.insert(one.maintenance.dn);
+  Statement later(db_, select_sql<ActionRow>() + " WHERE dn <> '' AND seq > ? ORDER BY seq DESC");
+  Statement before(db_, select_sql<ActionRow>() + " WHERE dn <> '' AND dn = ? AND seq < ? ORDER BY seq DESC LIMIT 1");
+  later.with(sequence);
+  while (later.step()) {
+    leave_out_damage([&] {
+      const auto action = read_row<ActionRow>(later);
+      const bool ends = action.kind == ActionKind::kEndMaintenance;  // only what is out of service can come back
+      const bool was_out = ends || (before.with(action.dn, action.seq).step() &&
+                                    read_row<ActionRow>(before).kind == ActionKind::kMaintain);
+      if (was_out) {
+        objects.insert(action.dn);
+      } else {
+        objects.erase(action.dn);
+      }
+    });
+  }
+  return objects;
 }
 
 std::optional<FaultRow> StoredRows::latest_fault(const std::string& fault_dn) {

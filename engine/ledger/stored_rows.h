@@ -137,6 +137,7 @@ class StoredRows {
   std::vector<ActiveRow> active_rows(const std::vector<StandingRow>& standing, std::optional<ChangeNumber> through);
   ActiveRow active_row(const StandingRow& one, std::optional<ChangeNumber> through);
   bool is_out_of_service(std::string_view fault_dn);
+  std::set<std::string, std::less<>> out_of_service_after(Sequence sequence);
   Sequence last_until(Moment at, const LedgerRow& ledger);
   Reports reports_of(ChangeNumber fault);
   StoredFault fault(ChangeNumber number);
@@ -151,7 +152,7 @@ class StoredRows {
   Statement faults_;
   Statement one_change_;
   Statement actions_;
-  std::optional<std::set<std::string, std::less<>>> out_of_service_;  // when it was asked for
+  std::optional<std::set<std::string, std::less<>>> out_of_service_;  // of the time that is asked for
 };
 
 }  // namespace polaiga::engine

@@ -129,6 +129,54 @@ TEST_F(KeptActionsTest, ObjectsStayOutOfServiceThroughRetention) {
   EXPECT_EQ(count("action"), 0);
 }
 
+// What is out of service at the watermark is known for all times since, though it was taken out before.
+TEST_F(KeptActionsTest, WhatWasOutOfServiceIsKnownOfThePast) {
+  start({.events = 50, .days = 0, .bytes = 0});
+  const auto is_out = [this](Moment at) {
+    const auto active = LedgerReader(path_).active({}, at);
+    EXPECT_EQ(active.size(), 1U);
+    return !active.empty() && active[0].is_out_of_service;
+  };
+  recorder_->record(parse_sensor_event(R"({"entity":"ps","sensor":"PS1_STATUS","offset":30,"state":1})"));
+  clock_.pass(10);
+  act(ActionKind::kMaintain, 0, "new supply", 36'000);
+  write();
+  clock_.pass(10);
+  EXPECT_FALSE(is_out(kToday + 9));
+  EXPECT_TRUE(is_out(kToday + 10));
+  pass_many();
+  EXPECT_EQ(count("event WHERE seq <= 2"), 1);  // that of the fault; the action's is gone
+  const Moment before = clock_.wall();
+  clock_.pass(10);
+  act(ActionKind::kMaintain, 0, "it lasts longer", 36'000);
+  clock_.pass(10);
+  act(ActionKind::kEndMaintenance, 0, "");
+  clock_.pass(10);
+  act(ActionKind::kMaintain, 0, "once more", 36'000);
+  clock_.pass(10);
+  act(ActionKind::kEndMaintenance, 0, "");
+  write();
+  for (const auto& [passed, out] : {std::pair{0, true},
+                                    {9, true},
+                                    {10, true},
+                                    {19, true},
+                                    {20, false},
+                                    {29, false},
+                                    {30, true},
+                                    {39, true},
+                                    {40, false},
+                                    {50, false}}) {
+    EXPECT_EQ(is_out(before + passed), out) << passed;
+  }
+  pass_many();
+  EXPECT_FALSE(is_out(clock_.wall()));
+  recorder_->record(parse_sensor_event(R"({"entity":"ps","sensor":"PS1_STATUS","offset":30,"state":0})"));
+  write();
+  pass_many();
+  pass_many();
+  EXPECT_EQ(count("action"), 0);
+}
+
 TEST_F(KeptActionsTest, ADamagedLedgerLeavesThemToTheNewOne) {
   start({});
   event(1, 1);

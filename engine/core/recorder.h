@@ -99,6 +99,7 @@ class Recorder {
   void rebuild(const Restored& restored);
   std::optional<Sequence> find(const std::optional<std::string>& id) const;
   RecordedInput new_input(const Arrival& arrival) const;
+  void must_have_room(const OperatorAction& action) const;
   Receipt take(RecordedInput&& input);
 
   Ledger* ledger_;  // null: none

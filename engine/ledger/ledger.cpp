@@ -112,6 +112,7 @@ class Ledger::Writer {
         entries_(db_, writer_limits(retention)),
         pruner_(db_, retention, most_pages_),
         find_(db_, "SELECT seq FROM event WHERE id = ?1 UNION ALL SELECT seq FROM former_id WHERE id = ?1 LIMIT 1"),
+        count_actions_(db_, "SELECT count(*) FROM alarm_action WHERE alarm = ?"),
         oldest_event_(db_, "SELECT coalesce(min(seq), 0) FROM event"),
         oldest_change_(db_, "SELECT coalesce(min(number), 0) FROM change") {
     take_position();
@@ -136,6 +137,12 @@ class Ledger::Writer {
     if (find_.with(id).step()) found = find_.integer(0);
     find_.reset();
     return found;
+  }
+
+  std::size_t count_actions(ChangeNumber alarm) {
+    const std::int64_t count = count_actions_.with(alarm).step() ? count_actions_.integer(0) : 0;
+    count_actions_.reset();
+    return static_cast<std::size_t>(count);
   }
 
   Restored restore() const;
@@ -348,6 +355,7 @@ class Ledger::Writer {
   EntryWriter entries_;
   Pruner pruner_;
   Statement find_;
+  Statement count_actions_;
   Statement oldest_event_;
   Statement oldest_change_;
   Pruner::Position position_;
@@ -621,6 +629,8 @@ Moment Ledger::last_arrived() const { return writer_->position().arrived; }
 std::int64_t Ledger::last_age() const { return writer_->position().age; }
 
 std::optional<Sequence> Ledger::find(const std::string& id) { return writer_->find(id); }
+
+std::size_t Ledger::count_actions(ChangeNumber alarm) { return writer_->count_actions(alarm); }
 Restored Ledger::restore() {
   if (restored_) return *std::exchange(restored_, std::nullopt);
   try {

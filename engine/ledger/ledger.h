@@ -81,6 +81,9 @@ class Ledger {
   // The number of the input that came with this id. Throws SqlError.
   std::optional<Sequence> find(const std::string& id);
 
+  // How many actions of operators it keeps of an alarm. Throws SqlError.
+  std::size_t count_actions(ChangeNumber alarm);
+
   // Throws LedgerError when what an engine needs is not there as a whole.
   Restored restore();
 

@@ -108,6 +108,7 @@ std::string schema() {
          create_table<AlarmActionRow>() + create_table<MaintenanceRow>() + create_table<ChatteringRow>() +
          "CREATE INDEX alarm_action_alarm ON alarm_action (alarm);\n"
          "CREATE INDEX alarm_action_seq ON alarm_action (seq);\n"
+         "CREATE INDEX action_dn ON action (dn, seq) WHERE dn <> '';\n"
          "CREATE UNIQUE INDEX event_id ON event (id, subject IS NULL) WHERE id IS NOT NULL;\n"
          "CREATE INDEX fault_name ON fault (number >> " +
          std::to_string(kFaultBlockBits) + ", name);\n";

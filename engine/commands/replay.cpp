@@ -42,7 +42,7 @@ class Replay {
       : strict_(options.strict),
         output_(output),
         report_(make_report(options, output)),
-        progress_(bytes_in_all),
+        progress_(bytes_in_all, clock_),
         recorder_({.platform = options.platform, .log = options.log, .most_in_batch = 1}, clock_) {
     recorder_.use_profile(std::move(profile));
   }
@@ -120,8 +120,8 @@ class Replay {
   bool strict_;
   StandardOutput& output_;
   std::unique_ptr<ReplayReport> report_;
-  Progress progress_;
   SystemClock clock_;
+  Progress progress_;
   Recorder recorder_;
   KeptRecords records_;
   LineCounts counts_;

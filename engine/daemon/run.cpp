@@ -87,6 +87,7 @@ class Daemon {
         last_words_(std::string(messages.prefix(Priority::kError)) + "What was under way did not end within " +
                     std::to_string(options.end_within.count()) + " s, so the engine ended without it.\n"),
         signals_(kFailed, options.end_within, messages.output(), last_words_),
+        manager_(clock),
         state_(options.ledger, options.retention,
                {.platform = options.platform,
                 .log = options.log,

@@ -28,7 +28,7 @@ std::string monotonic_usec() {
 }  // namespace
 
 // sd_notify(3) itself waits while the manager's queue is full, so its datagrams are sent here.
-ServiceManager::ServiceManager() {
+ServiceManager::ServiceManager(const Clock& clock) : clock_(clock), due_(clock.steady()) {
   const char* const path = std::getenv("NOTIFY_SOCKET");
   const std::string_view name = path != nullptr ? path : "";
   const bool is_path = name.starts_with('/') || name.starts_with('@');
@@ -41,7 +41,6 @@ ServiceManager::ServiceManager() {
   }
   std::uint64_t usec = 0;
   if (::sd_watchdog_enabled(0, &usec) > 0) period_ = std::chrono::microseconds(usec / 2);
-  due_ = Clock::now();
 }
 
 // What cannot be sent for another reason than a full queue is of no use later.
@@ -62,7 +61,7 @@ void ServiceManager::tell(const std::string& text) {
 void ServiceManager::ready(const std::string& status) {
   tell("READY=1\nSTATUS=" + status);
   told_ = status;
-  told_at_ = Clock::now();
+  told_at_ = clock_.steady();
 }
 
 void ServiceManager::reloading() { tell("RELOADING=1\nMONOTONIC_USEC=" + monotonic_usec()); }
@@ -70,7 +69,7 @@ void ServiceManager::reloading() { tell("RELOADING=1\nMONOTONIC_USEC=" + monoton
 void ServiceManager::stopping() { tell("STOPPING=1"); }
 
 void ServiceManager::status(const std::string& status) {
-  const auto now = Clock::now();
+  const auto now = clock_.steady();
   late_ = status != told_ && now < told_at_ + kBetween;
   if (late_ || status == told_) return;
   told_at_ = now;
@@ -83,17 +82,17 @@ void ServiceManager::status(const std::string& status) {
 
 void ServiceManager::tick() {
   if (!untold_.empty() && send(untold_)) untold_.clear();
-  if (!period_ || Clock::now() < due_) return;
-  due_ = Clock::now() + (send("WATCHDOG=1") ? *period_ : std::min<std::chrono::microseconds>(*period_, kAgain));
+  if (!period_ || clock_.steady() < due_) return;
+  due_ = clock_.steady() + (send("WATCHDOG=1") ? *period_ : std::min<std::chrono::microseconds>(*period_, kAgain));
 }
 
 std::optional<std::chrono::milliseconds> ServiceManager::until_tick() const {
-  auto next = Clock::time_point::max();
+  auto next = Clock::Steady::max();
   if (period_) next = due_;
   if (late_) next = std::min(next, told_at_ + kBetween);
-  if (!untold_.empty()) next = std::min(next, Clock::now() + kAgain);
-  if (next == Clock::time_point::max()) return std::nullopt;
-  return std::max(0ms, std::chrono::ceil<std::chrono::milliseconds>(next - Clock::now()));
+  if (!untold_.empty()) next = std::min(next, clock_.steady() + kAgain);
+  if (next == Clock::Steady::max()) return std::nullopt;
+  return std::max(0ms, std::chrono::ceil<std::chrono::milliseconds>(next - clock_.steady()));
 }
 
 }  // namespace polaiga::engine

@@ -9,15 +9,15 @@
 #include <optional>
 #include <string>
 
+#include "base/clock.h"
 #include "base/descriptor.h"
 
 namespace polaiga::engine {
 
 class ServiceManager {
  public:
-  using Clock = std::chrono::steady_clock;
-
-  ServiceManager();
+  // The clock must outlive this.
+  explicit ServiceManager(const Clock& clock);
 
   void ready(const std::string& status);
   void reloading();
@@ -33,14 +33,15 @@ class ServiceManager {
   bool send(const std::string& text);
   void tell(const std::string& text);
 
+  const Clock& clock_;
   Descriptor socket_;  // closed: there is no service manager
   sockaddr_un address_ = {};
   socklen_t address_size_ = 0;
   std::string untold_;  // which it did not take yet
   std::optional<std::chrono::microseconds> period_;
-  Clock::time_point due_;
+  Clock::Steady due_;
   std::string told_;
-  Clock::time_point told_at_;
+  Clock::Steady told_at_{};
   bool late_ = false;  // a status waits for its time
 };
 

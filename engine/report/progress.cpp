@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdio>
 
 namespace polaiga::engine {
@@ -26,11 +27,12 @@ std::string progress_text(std::uint64_t bytes_done, std::uint64_t bytes_in_all, 
   return text.data();
 }
 
-Progress::Progress(std::uint64_t bytes_in_all) : bytes_in_all_(bytes_in_all), due_(start_ + kPatience) {}
+Progress::Progress(std::uint64_t bytes_in_all, const Clock& clock)
+    : bytes_in_all_(bytes_in_all), clock_(clock), due_(start_ + kPatience) {}
 
 void Progress::update(std::uint64_t bytes_done, std::uint64_t events) {
   if (bytes_in_all_ == 0) return;
-  const auto now = Clock::now();
+  const Clock::Steady now = clock_.steady();
   if (now < due_) return;
   const std::chrono::duration<double> taken = now - start_;
   std::fprintf(stderr, "\r\x1b[K%s", progress_text(bytes_done, bytes_in_all_, events, taken.count()).c_str());

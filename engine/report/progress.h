@@ -1,9 +1,10 @@
 // How far a replay is, in one line on standard error.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <string>
+
+#include "base/clock.h"
 
 namespace polaiga::engine {
 
@@ -12,10 +13,8 @@ std::string progress_text(std::uint64_t bytes_done, std::uint64_t bytes_in_all, 
 
 class Progress {
  public:
-  using Clock = std::chrono::steady_clock;
-
-  // Shows nothing at all when there are no bytes to come.
-  explicit Progress(std::uint64_t bytes_in_all);
+  // Shows nothing at all when there are no bytes to come. The clock must outlive this.
+  Progress(std::uint64_t bytes_in_all, const Clock& clock);
   ~Progress() { hide(); }
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
@@ -28,8 +27,9 @@ class Progress {
 
  private:
   std::uint64_t bytes_in_all_;
-  Clock::time_point start_ = Clock::now();
-  Clock::time_point due_;
+  const Clock& clock_;
+  Clock::Steady start_ = clock_.steady();
+  Clock::Steady due_;
   bool shown_ = false;
 };
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <random>
 
@@ -224,9 +225,16 @@ class ActionsModelTest : public ::testing::Test {
     for (const auto& [dn, until] : model_.maintenance) {
       if (until < clock_.wall()) objects.push_back(dn);
     }
-    for (const ChangeNumber number : shelves) apply(ActionKind::kUnshelve, number, 0);
-    for (const std::string& dn : objects) end_maintenance(dn);
-    EXPECT_EQ(recorder_->end_what_is_over(), !shelves.empty() || !objects.empty());
+    std::vector<std::string> want;
+    for (const ChangeNumber number : shelves) want.push_back(apply(ActionKind::kUnshelve, number, 0));
+    for (const std::string& dn : objects) std::ranges::copy(end_maintenance(dn), std::back_inserter(want));
+    const std::size_t before = recorder_->batch().inputs.size();
+    EXPECT_EQ(recorder_->end_what_is_over(), !want.empty());
+    std::vector<std::string> got;
+    for (std::size_t i = before; i < recorder_->batch().inputs.size(); ++i) {
+      std::ranges::copy(texts_of(recorder_->batch().inputs[i].changes), std::back_inserter(got));
+    }
+    EXPECT_EQ(got, want);
   }
 
   using States = std::map<ChangeNumber, std::string>;

@@ -22,7 +22,7 @@ using namespace std::chrono_literals;
 using nlohmann::json;
 
 constexpr std::size_t kMostInARun = 120;
-constexpr std::size_t kFewestKills = 20;
+constexpr std::size_t kMostAtOnce = 1000;
 constexpr int kDays = 12;
 
 // The day's events over and over, each with a name of its own.
@@ -49,8 +49,10 @@ class Killing : public testing::Test {
     test::Child engine("\"$POLAIGA\" run --ledger " + shell_.dir().file("ledger.db"), shell_.dir());
     std::thread feed([&, pauses = std::mt19937(random_())]() mutable {
       try {
-        const std::size_t most = pauses() % 4 == 0 ? events_.size() : enough + pauses() % kMostInARun;
-        const std::size_t end = std::min(events_.size(), first + most);
+        // More than it will take, now and then. But not all: a busy machine may let it take all of them before it
+        // kills.
+        const std::size_t more = pauses() % 4 == 0 ? kMostAtOnce : pauses() % kMostInARun;
+        const std::size_t end = std::min(events_.size(), first + enough + more);
         for (std::size_t i = first; i < end; ++i) {
           engine.send(events_[i]);
           if (pauses() % 20 == 0) std::this_thread::sleep_for(std::chrono::microseconds(pauses() % 1000));
@@ -58,11 +60,14 @@ class Killing : public testing::Test {
       } catch (const std::exception&) {  // it was killed
       }
     });
-    while (acknowledged() < enough && first + acknowledged() < events_.size()) std::this_thread::sleep_for(200us);
+    while (acknowledged() < enough && first + acknowledged() < events_.size() && !engine.has_ended()) {
+      std::this_thread::sleep_for(200us);
+    }
     if (random_() % 2 == 0) std::this_thread::sleep_for(std::chrono::microseconds(random_() % 3000));
     engine.kill(SIGKILL);
     feed.join();
-    engine.wait();
+    const test::Ended got = engine.wait();
+    EXPECT_EQ(got.status, 128 + SIGKILL) << got.err;
     check_answers(first);
     return acknowledged();
   }
@@ -133,7 +138,6 @@ TEST_F(Killing, LosesNothingAndAppliesNothingTwice) {
     done += now;
     ++kills;
   }
-  EXPECT_GE(kills, kFewestKills);
   const std::string ledger = shell_.dir().file("ledger.db");
   const Database db(ledger, Access::kRead);
   Statement counted(db, "SELECT count(*), count(DISTINCT id), max(seq) FROM event");

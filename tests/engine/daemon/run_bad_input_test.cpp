@@ -56,7 +56,8 @@ class RunBadInputTest : public RunTest {
     });
   }
 
-  Child engine_{command(), dir_};
+  // Nobody is silent for so long that another one gets the place.
+  Child engine_{command("", "--idle-within 1000s"), dir_};
 };
 
 TEST_F(RunBadInputTest, BlankLinesGetNoAnswer) {

@@ -13,12 +13,10 @@ namespace polaiga::engine::test {
 namespace {
 
 using Answers = std::vector<std::string>;
-using nlohmann::json;
 
 // The program with faults; see support/faults.cpp.
 class RunFaultsTest : public RunTest {
  protected:
-  std::string control() const { return dir_.file("control.sock"); }
   std::string faulty(const std::string& environment) const {
     return "env " + environment + " POLAIGA_FAULTS='" + dir_.path().string() +
            "' '" POLAIGA_FAULTY "' run --tables '" POLAIGA_TABLES_DIR "' --ledger '" + ledger() + "'";
@@ -29,12 +27,6 @@ class RunFaultsTest : public RunTest {
 
   void begin(const std::string& fault) const { dir_.write(fault, ""); }
   void end(const std::string& fault) const { std::filesystem::remove(dir_.file(fault)); }
-
-  json status() const {
-    Client client(control());
-    client.send("{\"do\":\"status\"}\n");
-    return json::parse(client.answer());
-  }
 
   // After another program has written, nothing of what the engine has read counts any more.
   void write_from_outside() const {

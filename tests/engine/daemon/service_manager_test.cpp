@@ -3,9 +3,10 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
-#include <thread>
 
+#include "support/manual_clock.h"
 #include "support/notify_socket.h"
 #include "support/temp_dir.h"
 
@@ -22,36 +23,43 @@ class ServiceManagerTest : public ::testing::Test {
   }
 
   test::TempDir dir_;
+  test::ManualClock clock_{0};
   test::NotifySocket socket_{dir_.file("notify")};
 };
 
 TEST_F(ServiceManagerTest, WhatIsToldAtOnce) {
-  ServiceManager manager;
+  ServiceManager manager(clock_);
   manager.ready("all is well");
   EXPECT_EQ(socket_.next(), "READY=1\nSTATUS=all is well");
+  const auto before = std::chrono::steady_clock::now().time_since_epoch();
   manager.reloading();
   const std::string reloading = "RELOADING=1\nMONOTONIC_USEC=";
   const std::string told = socket_.next(reloading);
-  const auto now =
-      std::chrono::duration_cast<std::chrono::microseconds>(ServiceManager::Clock::now().time_since_epoch());
   ASSERT_GT(told.size(), reloading.size());
-  EXPECT_NEAR(std::stod(told.substr(reloading.size())), static_cast<double>(now.count()), 20e6);
+  // The manager compares it with the machine's clock.
+  const auto after = std::chrono::steady_clock::now().time_since_epoch();
+  const std::chrono::microseconds at(std::stoll(told.substr(reloading.size())));
+  EXPECT_GE(at, before - 1us);
+  EXPECT_LE(at, after);
   manager.stopping();
   EXPECT_EQ(socket_.next(), "STOPPING=1");
   EXPECT_FALSE(socket_.has_message());
 }
 
 TEST_F(ServiceManagerTest, AStatusIsToldWhenItIsNewAndOnceASecond) {
-  ServiceManager manager;
+  ServiceManager manager(clock_);
   manager.ready("one");
   EXPECT_EQ(socket_.next(), "READY=1\nSTATUS=one");
   manager.status("one");
   EXPECT_FALSE(manager.until_tick());
   manager.status("two");
   EXPECT_FALSE(socket_.has_message());
-  ASSERT_TRUE(manager.until_tick());
-  EXPECT_LE(*manager.until_tick(), 1s);
-  std::this_thread::sleep_for(*manager.until_tick());
+  EXPECT_EQ(manager.until_tick(), 1000ms);
+  clock_.pass(999ms);
+  manager.status("two");
+  EXPECT_FALSE(socket_.has_message());
+  EXPECT_EQ(manager.until_tick(), 1ms);
+  clock_.pass(1ms);
   manager.status("three");
   EXPECT_EQ(socket_.next(), "STATUS=three");
   EXPECT_FALSE(manager.until_tick());
@@ -60,7 +68,7 @@ TEST_F(ServiceManagerTest, AStatusIsToldWhenItIsNewAndOnceASecond) {
 }
 
 TEST_F(ServiceManagerTest, AStatusThatIsTheOldOneAgainIsNotTold) {
-  ServiceManager manager;
+  ServiceManager manager(clock_);
   manager.ready("one");
   manager.status("two");
   manager.status("one");
@@ -69,15 +77,18 @@ TEST_F(ServiceManagerTest, AStatusThatIsTheOldOneAgainIsNotTold) {
 
 TEST_F(ServiceManagerTest, TheWatchdogIsToldInHalfItsTime) {
   ::setenv("WATCHDOG_USEC", "400000", 1);
-  ServiceManager manager;
+  ServiceManager manager(clock_);
   manager.tick();
   EXPECT_EQ(socket_.next(), "WATCHDOG=1");
   manager.tick();
   EXPECT_FALSE(socket_.has_message());
-  ASSERT_TRUE(manager.until_tick());
-  EXPECT_LE(*manager.until_tick(), 200ms);
-  std::this_thread::sleep_for(*manager.until_tick());
-  EXPECT_EQ(*manager.until_tick(), 0ms);
+  EXPECT_EQ(manager.until_tick(), 200ms);
+  clock_.pass(199ms);
+  manager.tick();
+  EXPECT_FALSE(socket_.has_message());
+  EXPECT_EQ(manager.until_tick(), 1ms);
+  clock_.pass(1ms);
+  EXPECT_EQ(manager.until_tick(), 0ms);
   manager.tick();
   EXPECT_EQ(socket_.next(), "WATCHDOG=1");
 }
@@ -85,17 +96,17 @@ TEST_F(ServiceManagerTest, TheWatchdogIsToldInHalfItsTime) {
 TEST_F(ServiceManagerTest, TheWatchdogOfThisProcessAlone) {
   ::setenv("WATCHDOG_USEC", "400000", 1);
   ::setenv("WATCHDOG_PID", "1", 1);
-  ServiceManager of_another;
+  ServiceManager of_another(clock_);
   EXPECT_FALSE(of_another.until_tick());
   of_another.tick();
   EXPECT_FALSE(socket_.has_message());
   ::setenv("WATCHDOG_PID", std::to_string(::getpid()).c_str(), 1);
-  EXPECT_TRUE(ServiceManager().until_tick());
+  EXPECT_TRUE(ServiceManager(clock_).until_tick());
 }
 
 TEST_F(ServiceManagerTest, WithoutAServiceManagerNobodyIsTold) {
   ::unsetenv("NOTIFY_SOCKET");
-  ServiceManager manager;
+  ServiceManager manager(clock_);
   manager.ready("one");
   manager.tick();
   EXPECT_FALSE(manager.until_tick());

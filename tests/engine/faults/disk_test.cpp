@@ -20,7 +20,6 @@ constexpr const char* kFull = "cannot write: database or disk is full; no event 
 class DiskTest : public RunTest {
  protected:
   std::string on_disk(const std::string& name = "ledger.db") const { return disk_.file(name); }
-  std::string control() const { return dir_.file("control.sock"); }
   std::string run(const std::string& name, const std::string& more = "") const {
     return "$POLAIGA run --ledger '" + on_disk(name) + "' " + more;
   }

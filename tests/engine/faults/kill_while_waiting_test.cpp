@@ -1,9 +1,11 @@
 // An engine that is killed while a client waits for its acknowledgement.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <csignal>
 
 #include "support/client.h"
+#include "support/forked_engine.h"
 
 namespace polaiga::engine::test {
 namespace {
@@ -12,14 +14,19 @@ using Answers = std::vector<std::string>;
 
 class KillWhileWaitingTest : public RunTest {
  protected:
-  static constexpr const char* kLongWait = "--commit-within 10s";
+  // Its events wait for their write for longer than the test takes.
+  std::function<int()> engine_that_waits() const {
+    RunOptions patient = options();
+    patient.commit_within = std::chrono::seconds(10'000);
+    return forked_engine(patient);
+  }
 };
 
 // The events were taken, but were not written yet: their numbers were told to nobody, and are given again.
 TEST_F(KillWhileWaitingTest, WhatWasNotAcknowledgedIsTakenOnceWhenItIsSentAgain) {
   const std::string events_lines = slow(1, "a") + slow(2, "b") + slow(3, "c");
   for (int kills = 0; kills < 3; ++kills) {
-    Child engine(command("", kLongWait), dir_);
+    Child engine(engine_that_waits(), dir_);
     Client client(socket());
     client.send(events_lines + "[]\n");
     ASSERT_TRUE(engine.has_complained("not an object"));  // so what is before it was taken
@@ -48,7 +55,7 @@ TEST_F(KillWhileWaitingTest, TheAcknowledgedStaysAndTheWaitingIsFreeToGoElsewher
     EXPECT_EQ(stop(engine, SIGKILL).status, 128 + SIGKILL);
   }
   {
-    Child engine(command("", kLongWait), dir_);
+    Child engine(engine_that_waits(), dir_);
     Client waiting(socket());
     waiting.send(slow(2, "waiting") + "[]\n");
     ASSERT_TRUE(engine.has_complained("not an object"));

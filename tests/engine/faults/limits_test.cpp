@@ -38,9 +38,9 @@ TEST_F(LimitsTest, MoreClientsThanOpenFilesAreServedInTheEnd) {
   };
   for (std::size_t i = 0; i < kClients; ++i) connect(i);
   ASSERT_EQ(clients[0]->answer(), taken(1));
-  const auto before = processor_time(engine.pid());
-  std::this_thread::sleep_for(kWatched);  // nothing happens, and that is to be seen
-  EXPECT_LT(processor_time(engine.pid()) - before, kWatched / 4);
+  // Nothing happens, and that is to be seen. The machine may have been slow to let the engine do what it had to before.
+  EXPECT_LT(std::min(processor_time_in(kWatched, engine.pid()), processor_time_in(kWatched, engine.pid())),
+            kWatched / 4);
 
   std::vector<bool> served(kClients);
   served[0] = true;
@@ -74,7 +74,7 @@ TEST_F(LimitsTest, WithTooFewOpenFilesItSaysSoAndHarmsNothing) {
   std::int64_t acknowledged = 0;
   int refused = 0;
   for (int files = 6; files <= 16; ++files) {
-    const Ended got = Shell().run("timeout 10 " + under("nofile=" + std::to_string(files), without_socket()), slow());
+    const Ended got = Shell().run("timeout 120 " + under("nofile=" + std::to_string(files), without_socket()), slow());
     if (got.status == 0) {
       EXPECT_EQ(got.out, taken(++acknowledged) + "\n");
     } else {
@@ -146,7 +146,7 @@ TEST_F(LimitsTest, WithTooLittleMemoryNothingThatWasAcknowledgedIsLost) {
   int failed = 0;
   for (int mebibytes = 16; mebibytes <= 24; mebibytes += 4) {
     const std::string limit = "as=" + std::to_string(mebibytes * 1024 * 1024);
-    const Ended got = Shell().run("timeout --kill-after=10 2 " + under(limit, without_socket()), input);
+    const Ended got = Shell().run("timeout --kill-after=120 5 " + under(limit, without_socket()), input);
     failed += got.status == 0 ? 0 : 1;
     std::istringstream answers(got.out);
     for (std::string answer; std::getline(answers, answer) && !answers.eof();) {

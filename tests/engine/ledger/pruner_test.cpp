@@ -26,6 +26,17 @@ using test::raises;
 
 constexpr std::int64_t kDay = 86400;
 
+// Of so many batches each passes the limit of bytes more than once.
+#ifdef POLAIGA_SHORT_WALK
+constexpr int kBatches = 60;
+constexpr int kPauses = 7;  // of 4000 inputs each
+constexpr int kAsked = 5;   // moments, of all that are kept
+#else
+constexpr int kBatches = 300;
+constexpr int kPauses = 20;
+constexpr int kAsked = 20;
+#endif
+
 class PrunerTest : public testing::Test {
  protected:
   void open(const Retention& retention) {
@@ -174,11 +185,11 @@ TEST_P(ActiveAtATime, IsTheSameWhenThePastIsGone) {
     if (i % 150 != 0) continue;
     expect_whole();
     const Moment from = std::stoll(rows("SELECT max(watermark_at, 1000) FROM ledger")[0]);
-    for (Moment asked = from; asked <= 1000 + i; asked += std::max<Moment>(1, (1000 + i - from) / 20), ++compared) {
+    for (Moment asked = from; asked <= 1000 + i; asked += std::max<Moment>(1, (1000 + i - from) / kAsked), ++compared) {
       ASSERT_EQ(texts(path_, asked), texts(whole_path, asked)) << asked;
     }
   }
-  EXPECT_GE(compared, 300U);
+  EXPECT_GE(compared, std::size_t{15} * kAsked);
   EXPECT_GT(std::stoll(rows("SELECT watermark_seq FROM ledger")[0]), 1500);
 }
 
@@ -193,7 +204,7 @@ TEST_F(PrunerTest, WhatIsNeededNoMoreGoesInTime) {
   engine_->batch.filter_state = {{"fan 1", {1}}};
   engine_->write();
   const auto pass_many = [&] {
-    for (int i = 0; i < 20; ++i) {
+    for (int i = 0; i < kPauses; ++i) {
       for (int k = 0; k < 4000; ++k) engine_->add({.reported = false});
       engine_->write();
     }
@@ -289,7 +300,7 @@ class ByBytes : public PrunerTest {
 TEST_F(ByBytes, FileAndLogNeverPassTheLimit) {
   constexpr std::int64_t kLimit = 2 * 1024 * 1024;
   open({.events = 0, .days = 0, .bytes = kLimit});
-  fill(300, kLimit);
+  fill(kBatches, kLimit);
   expect_whole();
   EXPECT_FALSE(engine_->ledger.size().is_too_full);
   EXPECT_FALSE(engine_->ledger.size().is_held);
@@ -300,7 +311,7 @@ TEST_F(ByBytes, FileAndLogNeverPassTheLimit) {
 
 TEST_F(ByBytes, ALowerLimitGivesSpaceBack) {
   open({.events = 0, .days = 0, .bytes = 8 * 1024 * 1024});
-  fill(300, 8 * 1024 * 1024);
+  fill(kBatches, 8 * 1024 * 1024);
   constexpr std::int64_t kLimit = 1024 * 1024;
   open({.events = 0, .days = 0, .bytes = kLimit});
   while (engine_->ledger.tidy()) {
@@ -315,7 +326,7 @@ TEST_F(ByBytes, ASmallLimit) {
   constexpr std::int64_t kLimit = 256 * 1024;
   open({.events = 0, .days = 0, .bytes = kLimit});
   EXPECT_GE(engine_->ledger.most_inputs_in_batch(), 1U);
-  fill(300, kLimit);
+  fill(kBatches, kLimit);
   expect_whole();
 }
 

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <thread>
+#include <chrono>
+
+#include "support/manual_clock.h"
 
 namespace polaiga::engine {
 namespace {
@@ -17,25 +19,40 @@ TEST(ProgressText, PartRateAndTimeLeft) {
             "[####################] 100%  10 events/s  0 s left");  // the file has grown
 }
 
-std::string shown_by(std::uint64_t bytes_in_all, std::chrono::milliseconds wait, bool hide) {
+std::string shown_by(std::uint64_t bytes_in_all, std::chrono::milliseconds wait) {
+  test::ManualClock clock(0);
   testing::internal::CaptureStderr();
-  Progress progress(bytes_in_all);
+  Progress progress(bytes_in_all, clock);
   progress.update(1, 1);
-  std::this_thread::sleep_for(wait);
+  clock.pass(wait);
   progress.update(50, 10);
+  clock.pass(99ms);
   progress.update(60, 20);  // too soon after the last
-  if (hide) progress.hide();
+  progress.hide();
   return testing::internal::GetCapturedStderr();
 }
 
 TEST(Progress, ComesAfterASecondAndGoes) {
-  EXPECT_EQ(shown_by(100, 0ms, true), "");
-  EXPECT_EQ(shown_by(0, 1100ms, true), "");
-  const std::string shown = shown_by(100, 1100ms, true);
-  EXPECT_EQ(shown.substr(0, 4 + 22), "\r\x1b[K[##########----------]");
-  EXPECT_EQ(shown.find("[##", 4 + 22), std::string::npos);
-  ASSERT_GT(shown.size(), 30U);
-  EXPECT_EQ(shown.substr(shown.size() - 4), "\r\x1b[K");
+  EXPECT_EQ(shown_by(100, 0ms), "");
+  EXPECT_EQ(shown_by(100, 900ms), "");
+  EXPECT_EQ(shown_by(0, 1000ms), "");
+  EXPECT_EQ(shown_by(100, 1000ms), "\r\x1b[K[##########----------]  50%  10 events/s  1 s left\r\x1b[K");
+  // The first of the two was too soon.
+  EXPECT_EQ(shown_by(100, 950ms), "\r\x1b[K[############--------]  60%  19 events/s  1 s left\r\x1b[K");
+}
+
+TEST(Progress, IsShownAnewTenTimesASecond) {
+  test::ManualClock clock(0);
+  testing::internal::CaptureStderr();
+  Progress progress(100, clock);
+  clock.pass(2000ms);
+  progress.update(50, 10);
+  clock.pass(100ms);
+  progress.update(100, 21);
+  progress.hide();
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "\r\x1b[K[##########----------]  50%  5 events/s  2 s left"
+            "\r\x1b[K[####################] 100%  10 events/s  0 s left\r\x1b[K");
 }
 
 }  // namespace

@@ -8,20 +8,30 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <chrono>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <utility>
 
+#include "daemon/run.h"
 #include "ledger/sqlite.h"
 
 namespace polaiga::engine::test {
 namespace {
 
-constexpr int kPatience = 20'000;  // ms
-constexpr int kWhile = 500;        // ms; nobody who takes anything takes longer
+using namespace std::chrono_literals;
+using nlohmann::json;
 
-bool is_ready(int fd, short events, int patience) {
+// Nobody who takes anything takes longer.
+#ifdef POLAIGA_SHORT_WALK
+constexpr std::chrono::milliseconds kWhile{5000};
+#else
+constexpr std::chrono::milliseconds kWhile{500};
+#endif
+
+bool is_ready(int fd, short events, std::chrono::milliseconds patience) {
   pollfd polled{fd, events, 0};
-  return ::poll(&polled, 1, patience) > 0;
+  return ::poll(&polled, 1, static_cast<int>(patience.count())) > 0;
 }
 
 int connect_to(const std::string& socket) {
@@ -98,7 +108,7 @@ std::vector<std::string> Client::answers(std::size_t count) {
   return all;
 }
 
-bool Client::has_answer() const { return !received_.empty() || is_ready(fd_, POLLIN, 0); }
+bool Client::has_answer() const { return !received_.empty() || is_ready(fd_, POLLIN, 0ms); }
 
 bool Client::is_let_go() {
   char byte = 0;
@@ -114,6 +124,37 @@ void Client::close() {
 
 std::string RunTest::command(const std::string& environment, const std::string& more) const {
   return "env " + environment + " " + without_socket() + " --socket '" + socket() + "' " + more;
+}
+
+std::string RunTest::with_control(const std::string& more) const {
+  return command("", "--control '" + control() + "' " + more);
+}
+
+RunOptions RunTest::options() const {
+  RunOptions options;
+  options.ledger = ledger();
+  options.socket = socket();
+  options.control = control();
+  options.tables = POLAIGA_TABLES_DIR;
+  options.drain = 100s;
+  options.end_within = 110s;
+  return options;
+}
+
+std::string RunTest::answer(Client& client, const std::string& request) {
+  client.send(request + "\n");
+  return client.answer();
+}
+
+json RunTest::status() const {
+  Client client(control());
+  return json::parse(answer(client, R"({"do":"status"})"));
+}
+
+::testing::AssertionResult RunTest::wait_until(const std::string& member, std::int64_t value) const {
+  json now;
+  if (comes_true([&] { return (now = status()).at(member) == value; })) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << member << " does not become " << value << ": " << now;
 }
 
 std::vector<std::string> RunTest::ask(const std::string& ledger, const std::string& sql) {

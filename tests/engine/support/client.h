@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,6 +12,10 @@
 #include "support/notify_socket.h"
 #include "support/program.h"
 #include "support/temp_dir.h"
+
+namespace polaiga::engine {
+struct RunOptions;
+}
 
 namespace polaiga::engine::test {
 
@@ -31,8 +36,8 @@ class Client {
   // many bytes were. At most so many.
   std::size_t send_until_refused(const std::string& text, std::size_t most) const;
 
-  // The next answer, without its newline; "" when none has come after some seconds,
-  // or none will come.
+  // The next answer, without its newline; "" when none has come within kPatience, or
+  // none will come.
   std::string answer();
   std::vector<std::string> answers(std::size_t count);
   // Whether a byte of an answer is there now.
@@ -50,16 +55,29 @@ class Client {
   std::string received_;
 };
 
-// A ledger, a socket, and the program on them.
+// A ledger, two sockets, and the program on them.
 class RunTest : public ::testing::Test {
  protected:
   std::string ledger() const { return dir_.file("ledger.db"); }
   std::string socket() const { return dir_.file("events.sock"); }
+  std::string control() const { return dir_.file("control.sock"); }
 
   // The command that runs the program with the ledger and the socket.
   std::string command(const std::string& environment = "", const std::string& more = "") const;
   // The same without the socket.
   std::string without_socket() const { return "$POLAIGA run --ledger '" + ledger() + "'"; }
+
+  // The same with both sockets.
+  std::string with_control(const std::string& more = "") const;
+  // The same for an engine that the test forks; it has time enough to stop. See support/forked_engine.h.
+  RunOptions options() const;
+
+  // The answer to a request, or to an event.
+  static std::string answer(Client& client, const std::string& request);
+  // What the engine says at the control socket of how it is.
+  nlohmann::json status() const;
+  // Asks until it says that the member has the value. Gives up after kPatience.
+  ::testing::AssertionResult wait_until(const std::string& member, std::int64_t value) const;
 
   // What a question in SQL finds, in the first column of each row.
   std::vector<std::string> ask(const std::string& sql) const { return ask(ledger(), sql); }

@@ -7,6 +7,7 @@
 //                             has a file "room", the disk has no room for the ledger's file, but for its log; while it
 //                             has a file "memory", SQLite finds no memory when it writes to the log.
 #include <sqlite3.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -129,6 +130,14 @@ void operator delete(void* freed, const std::nothrow_t& /*tag*/) noexcept { std:
 void operator delete[](void* freed) noexcept { std::free(freed); }
 void operator delete[](void* freed, std::size_t /*size*/) noexcept { std::free(freed); }
 void operator delete[](void* freed, const std::nothrow_t& /*tag*/) noexcept { std::free(freed); }
+
+// An engine that is told to stop sets itself a time of five seconds. On a slow machine what it does may take longer,
+// and a test wants to see what it does, so it has two minutes here.
+extern "C" unsigned int alarm(unsigned int seconds) noexcept {
+  const itimerval time{.it_interval = {}, .it_value = {.tv_sec = seconds > 0 ? 120 : 0, .tv_usec = 0}};
+  ::setitimer(ITIMER_REAL, &time, nullptr);
+  return 0;
+}
 
 int program_main(int argc, char** argv);
 

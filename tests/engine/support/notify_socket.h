@@ -7,10 +7,13 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "support/patience.h"
 
 namespace polaiga::engine::test {
 
@@ -30,15 +33,15 @@ class NotifySocket {
   const std::string& path() const { return path_; }
   std::string environment() const { return "NOTIFY_SOCKET='" + path_ + "'"; }
 
-  bool has_message(int milliseconds = 0) const {
+  bool has_message(std::chrono::milliseconds patience = std::chrono::milliseconds(0)) const {
     pollfd polled{fd_, POLLIN, 0};
-    return ::poll(&polled, 1, milliseconds) > 0;
+    return ::poll(&polled, 1, static_cast<int>(patience.count())) > 0;
   }
 
-  // The next message; "" when none has come after some seconds.
+  // The next message; "" when none has come within kPatience.
   std::string next() {
     std::array<char, 4096> buffer{};
-    const auto count = has_message(20'000) ? ::recv(fd_, buffer.data(), buffer.size(), 0) : 0;
+    const auto count = has_message(kPatience) ? ::recv(fd_, buffer.data(), buffer.size(), 0) : 0;
     return told_.emplace_back(buffer.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
   }
 

@@ -9,7 +9,9 @@
 #include <array>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <stdexcept>
 #include <thread>
 
@@ -40,6 +42,16 @@ void redirect_output(const TempDir& dir) {
   redirect(dir.file("err"), O_WRONLY | O_CREAT | O_TRUNC, STDERR_FILENO);
 }
 
+// What it throws would otherwise be caught by the test that was forked.
+int status_of_run(const std::function<int()>& program) {
+  try {
+    return program();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 100;
+  }
+}
+
 Ended wait_for(int pid, const TempDir& dir) {
   int status = 0;
   ::waitpid(pid, &status, 0);
@@ -56,15 +68,19 @@ bool comes_true(const std::function<bool()>& condition, std::chrono::seconds pat
   return condition();
 }
 
-Child::Child(const std::string& command, const TempDir& dir) : dir_(dir) {
+Child::Child(const std::string& command, const TempDir& dir)
+    : Child([command]() -> int { become("exec " + command); }, dir) {}
+
+Child::Child(const std::function<int()>& program, const TempDir& dir) : dir_(dir) {
   std::array<int, 2> ends{};
   if (::pipe2(ends.data(), O_CLOEXEC) != 0) return;
   input_ = ends[1];
   pid_ = ::fork();
   if (pid_ == 0) {
     ::dup2(ends[0], STDIN_FILENO);
+    for (const int end : ends) ::close(end);
     redirect_output(dir);
-    become("exec " + command);
+    ::_exit(status_of_run(program));
   }
   ::close(ends[0]);
 }
@@ -94,12 +110,13 @@ bool Child::has(const std::string& text, const char* file) const {
   return comes_true([&] { return dir_.read(file).find(text) != std::string::npos; });
 }
 
-Ended Child::wait() {
+bool Child::has_ended() const {
   siginfo_t info = {};
-  const auto has_ended = [&] {
-    return ::waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == pid_;
-  };
-  if (!comes_true(has_ended, 60s)) kill(SIGKILL);
+  return ::waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == pid_;
+}
+
+Ended Child::wait() {
+  if (!comes_true([this] { return has_ended(); })) kill(SIGKILL);
   const Ended run = wait_for(pid_, dir_);
   pid_ = -1;
   return run;
@@ -128,6 +145,16 @@ Ended Shell::run(const std::string& command, const std::string& input) const {
 }
 
 Ended Shell::run_on_terminal(const std::string& command, std::uint16_t columns, const std::string& typed) const {
+  return run_on_terminal(command, columns, typed, [](const std::string& /*sent*/) {});
+}
+
+Ended Shell::watch_on_terminal(const std::string& command,
+                               const std::function<void(const std::string& sent)>& watch) const {
+  return run_on_terminal(command, 0, "", watch);
+}
+
+Ended Shell::run_on_terminal(const std::string& command, std::uint16_t columns, const std::string& typed,
+                             const std::function<void(const std::string& sent)>& watch) const {
   int terminal = -1;
   const winsize size{.ws_row = 24, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
   const int pid = ::forkpty(&terminal, nullptr, nullptr, &size);
@@ -145,6 +172,7 @@ Ended Shell::run_on_terminal(const std::string& command, std::uint16_t columns, 
     const auto count = ::read(terminal, buffer.data(), buffer.size());
     if (count <= 0) break;  // the end of a terminal is an error
     run.out.append(buffer.data(), static_cast<std::size_t>(count));
+    watch(run.out);
   }
   int status = 0;
   ::waitpid(pid, &status, 0);

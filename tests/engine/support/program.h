@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 
+#include "support/patience.h"
 #include "support/temp_dir.h"
 
 namespace polaiga::engine::test {
@@ -17,12 +18,14 @@ struct Ended {
 };
 
 // Waits, and gives up after some time, until it holds.
-bool comes_true(const std::function<bool()>& condition, std::chrono::seconds patience = std::chrono::seconds(20));
+bool comes_true(const std::function<bool()>& condition, std::chrono::seconds patience = kPatience);
 
 // A program in the midst of its run, with a pipe at its standard input.
 class Child {
  public:
   Child(const std::string& command, const TempDir& dir);
+  // A function of the test in a process of its own, which ends with what the function returns.
+  Child(const std::function<int()>& program, const TempDir& dir);
   ~Child();
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
@@ -33,12 +36,13 @@ class Child {
   void kill(int signal) const;
   int pid() const { return pid_; }
 
-  // Wait, and give up after some seconds, until standard output or standard error
+  // Wait, and give up after kPatience, until standard output or standard error
   // holds the text.
   bool has_printed(const std::string& text) const { return has(text, "out"); }
   bool has_complained(const std::string& text) const { return has(text, "err"); }
 
-  // Kills it when it does not end within a minute.
+  bool has_ended() const;
+  // Kills it when it does not end within kPatience.
   Ended wait();
 
  private:
@@ -65,8 +69,13 @@ class Shell {
   // On a terminal, of which all that it was sent is in `out`, what was typed at it, too.
   // It does not tell how many columns it has if that is 0.
   Ended run_on_terminal(const std::string& command, std::uint16_t columns = 0, const std::string& typed = "") const;
+  // The same, and tells `watch` each time what the terminal was sent so far.
+  Ended watch_on_terminal(const std::string& command, const std::function<void(const std::string& sent)>& watch) const;
 
  private:
+  Ended run_on_terminal(const std::string& command, std::uint16_t columns, const std::string& typed,
+                        const std::function<void(const std::string& sent)>& watch) const;
+
   TempDir dir_;
 };
 

@@ -9,6 +9,7 @@
 #include <iterator>
 #include <sstream>
 #include <string>
+#include <thread>
 
 namespace polaiga::engine::test {
 
@@ -24,6 +25,13 @@ inline std::chrono::milliseconds processor_time(int pid) {
   std::int64_t kernel = 0;
   fields >> own >> kernel;
   return std::chrono::milliseconds((own + kernel) * 1000 / ::sysconf(_SC_CLK_TCK));
+}
+
+// How much of it is used from now on, within such a time.
+inline std::chrono::milliseconds processor_time_in(std::chrono::milliseconds span, int pid) {
+  const auto before = processor_time(pid);
+  std::this_thread::sleep_for(span);
+  return processor_time(pid) - before;
 }
 
 // The most memory that it had, in KiB.

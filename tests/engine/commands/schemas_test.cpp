@@ -175,6 +175,32 @@ TEST_F(LedgerSchemasTest, Explain) {
 
 TEST_F(LedgerSchemasTest, Tail) { expect_described("tail", command("tail --json --no-follow -n 100")); }
 
+// A fault that chatters, settles and chatters again.
+TEST_F(LedgerSchemasTest, Chattering) {
+  std::vector<EventAt> events;
+  for (const Moment begin : {10'000, 20'000}) {
+    for (Moment at = 0; at < 9; ++at) {
+      events.push_back({begin + at, R"({"entity":"ps","sensor":"PS3_STATUS","instance":3,"offset":30,"state":)" +
+                                        std::to_string(1 - at % 2) + "}"});
+    }
+  }
+  write_ledger(ledger_, events, {}, ChatteringLimit{.times = 2, .within = 60});
+  const std::string tail = "tail --json --no-follow -n 22";
+  const Lines lines = lines_of(shell_.run(command(tail)).out);
+  for (std::size_t i = 1; i <= lines.size(); ++i) {
+    expect_described("tail", command(tail) + " | sed -n " + std::to_string(i) + "p");
+  }
+  const std::string all = shell_.run(command(tail)).out;
+  for (const char* kind :
+       {R"("change":"chattering")", R"("change":"settled")", R"("in_place_of":)", R"("folded":true)"}) {
+    EXPECT_NE(all.find(kind), std::string::npos) << kind;
+  }
+  const std::string active = shell_.run(command("active --json --under sys/rack-unit-1/psu-3")).out;
+  EXPECT_NE(active.find(R"("chattering":{"since":"2025-01-01T05:33:26Z","raises":5})"), std::string::npos) << active;
+  expect_described("active", command("active --json --under sys/rack-unit-1/psu-3"));
+  expect_described("explain", command("explain --json sys/rack-unit-1/psu-3/fault-F0378"));
+}
+
 // With a flood of today, a chattering fault and a stale one; the story is long ago.
 TEST_F(LedgerSchemasTest, Stats) {
   const Moment begin = std::time(nullptr) - 60 - kNewYear;

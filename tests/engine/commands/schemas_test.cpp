@@ -185,18 +185,13 @@ TEST_F(LedgerSchemasTest, Chattering) {
     }
   }
   write_ledger(ledger_, events, {}, ChatteringLimit{.times = 2, .within = 60});
-  const std::string tail = "tail --json --no-follow -n 22";
-  const Lines lines = lines_of(shell_.run(command(tail)).out);
-  for (std::size_t i = 1; i <= lines.size(); ++i) {
-    expect_described("tail", command(tail) + " | sed -n " + std::to_string(i) + "p");
+  for (const char* kind : {R"("change":"chattering")", R"("change":"settled")", R"("folded":true)"}) {
+    expect_described("tail", command("tail --json --no-follow -n 22") + " | grep -m 1 '" + kind + "'");
   }
-  const std::string all = shell_.run(command(tail)).out;
-  for (const char* kind :
-       {R"("change":"chattering")", R"("change":"settled")", R"("in_place_of":)", R"("folded":true)"}) {
-    EXPECT_NE(all.find(kind), std::string::npos) << kind;
-  }
+  EXPECT_NE(shell_.run(command("tail --json --no-follow -n 22")).out.find(R"("in_place_of":)"), std::string::npos);
+  // The first event of the second time only refreshes the fault, and the last one makes it chatter.
   const std::string active = shell_.run(command("active --json --under sys/rack-unit-1/psu-3")).out;
-  EXPECT_NE(active.find(R"("chattering":{"since":"2025-01-01T05:33:26Z","raises":5})"), std::string::npos) << active;
+  EXPECT_NE(active.find(R"("chattering":{"since":"2025-01-01T05:33:28Z","raises":4})"), std::string::npos) << active;
   expect_described("active", command("active --json --under sys/rack-unit-1/psu-3"));
   expect_described("explain", command("explain --json sys/rack-unit-1/psu-3/fault-F0378"));
 }

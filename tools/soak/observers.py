@@ -9,7 +9,7 @@ import threading
 import time
 
 import ledger_copy
-from engine import Connection
+from engine import PATIENCE, Connection
 
 
 class Observer(threading.Thread):
@@ -48,6 +48,21 @@ class Watch(Observer):
             self.engine.is_meant_to_run.clear()
             self.engine.complain_of_the_end()
             self.run_of.is_broken.set()
+
+
+class Pulse(Observer):
+    """How long the soak itself was kept from running: what took long then was not the engine."""
+
+    pause = 0.1
+
+    def __init__(self, run, name):
+        super().__init__(run, name)
+        self.last = time.monotonic()
+
+    def turn(self):
+        now = time.monotonic()
+        self.books.note_largest("standstill", now - self.last)
+        self.last = now
 
 
 class Copier(Observer):
@@ -125,14 +140,14 @@ class Follower(Observer):
 
     def end(self, last):
         """Waits until it has printed the last change."""
-        end = time.monotonic() + 30
+        end = time.monotonic() + PATIENCE
         while self.last < last and time.monotonic() < end:
             time.sleep(0.05)
         if self.last != last:
             self.books.complain(f"{self.name} ended with change {self.last}, but the last one is {last}")
         self.process.send_signal(signal.SIGINT)
         try:
-            status = self.process.wait(30)
+            status = self.process.wait(PATIENCE)
         except subprocess.TimeoutExpired:
             self.process.kill()
             status = self.process.wait()
@@ -151,10 +166,10 @@ class ControlObserver(Observer):
         """The answer, or None when the engine is away."""
         try:
             if self.connection is None:
-                self.connection = Connection(self.place.control, timeout=30)
+                self.connection = Connection(self.place.control)
             return self.connection.ask(request)
         except TimeoutError:
-            self.run_of.complain_unless_excused(f"{self.name}: no answer to {request} for 30 s")
+            self.run_of.complain_unless_excused(f"{self.name}: no answer to {request} for {PATIENCE} s")
         except OSError:
             pass
         self.connection = None

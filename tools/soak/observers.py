@@ -182,7 +182,7 @@ class Publisher(ControlObserver):
     def __init__(self, run, name, most_at_once):
         super().__init__(run, name)
         self.most_at_once = most_at_once
-        self.cursor = 0  # as acknowledged
+        self.cursor = 0  # as acknowledged, or as the status told it
         self.asked = 0  # as asked for last, whether acknowledged or not
 
     def turn(self):
@@ -193,6 +193,7 @@ class Publisher(ControlObserver):
         there = cursors.get(self.name, 0)
         if there not in (self.cursor, self.asked):
             self.books.complain(f"{self.name}: the cursor is {there}, but {self.cursor} was acknowledged")
+        self.cursor = there  # what was asked for may have been done without an answer, before the engine was killed
         self.asked = min(status["last_number"], there + self.chance.randrange(1, self.most_at_once))
         answer = self.ask({"do": "cursor", "publisher": self.name, "through": self.asked})
         if answer == {"ok": True}:

@@ -10,7 +10,8 @@ import subprocess
 import threading
 import time
 
-PATIENCE = 60  # seconds that anything may take
+# Seconds that anything may take. A machine with much else to do takes long for what takes a moment otherwise.
+PATIENCE = 300
 
 # What the engine says only when it has lost something, or is broken.
 ALARMING = re.compile(r"damaged|set aside|malformed|terminate called|[Ss]anitizer|Assertion|bad_alloc")

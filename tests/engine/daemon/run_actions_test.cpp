@@ -26,15 +26,6 @@ const std::string kBetter = R"({"entity":"fan","sensor":"FAN1_TACH1","instance":
 
 class RunActionsTest : public RunTest {
  protected:
-  std::string control() const { return dir_.file("control.sock"); }
-  std::string with_control(const std::string& more = "") const {
-    return command("", "--control '" + control() + "' " + more);
-  }
-
-  static std::string answer(Client& client, const std::string& request) {
-    client.send(request + "\n");
-    return client.answer();
-  }
   std::string act(const std::string& request) const {
     Client client(control());
     return answer(client, request);

@@ -16,15 +16,6 @@ using nlohmann::json;
 
 class RunControlTest : public RunTest {
  protected:
-  std::string control() const { return dir_.file("control.sock"); }
-  std::string with_control(const std::string& more = "") const {
-    return command("", "--control '" + control() + "' " + more);
-  }
-
-  static std::string answer(Client& client, const std::string& request) {
-    client.send(request + "\n");
-    return client.answer();
-  }
   json status() const {
     Client client(control());
     return json::parse(answer(client, R"({"do":"status"})"));

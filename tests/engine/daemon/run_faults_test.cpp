@@ -18,7 +18,6 @@ using nlohmann::json;
 // The program with faults; see support/faults.cpp.
 class RunFaultsTest : public RunTest {
  protected:
-  std::string control() const { return dir_.file("control.sock"); }
   std::string faulty(const std::string& environment) const {
     return "env " + environment + " POLAIGA_FAULTS='" + dir_.path().string() +
            "' '" POLAIGA_FAULTY "' run --tables '" POLAIGA_TABLES_DIR "' --ledger '" + ledger() + "'";

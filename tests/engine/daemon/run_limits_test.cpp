@@ -34,13 +34,9 @@ class OtherUser {
 
 class RunLimitsTest : public RunTest {
  protected:
-  std::string control() const { return dir_.file("control.sock"); }
   // With so many open files.
   std::string limited(int soft, int hard, const std::string& more = "") const {
     return command("prlimit --nofile=" + std::to_string(soft) + ":" + std::to_string(hard), more);
-  }
-  std::string with_control(const std::string& more = "") const {
-    return command("", "--control '" + control() + "' " + more);
   }
 
   // Clients that have places: each has been answered.

@@ -116,6 +116,15 @@ std::string RunTest::command(const std::string& environment, const std::string& 
   return "env " + environment + " " + without_socket() + " --socket '" + socket() + "' " + more;
 }
 
+std::string RunTest::with_control(const std::string& more) const {
+  return command("", "--control '" + control() + "' " + more);
+}
+
+std::string RunTest::answer(Client& client, const std::string& request) {
+  client.send(request + "\n");
+  return client.answer();
+}
+
 std::vector<std::string> RunTest::ask(const std::string& ledger, const std::string& sql) {
   const Database db(ledger, Access::kRead);
   Statement statement(db, sql);

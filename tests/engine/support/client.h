@@ -55,9 +55,14 @@ class RunTest : public ::testing::Test {
  protected:
   std::string ledger() const { return dir_.file("ledger.db"); }
   std::string socket() const { return dir_.file("events.sock"); }
+  std::string control() const { return dir_.file("control.sock"); }
 
   // The command that runs the program with the ledger and the socket.
   std::string command(const std::string& environment = "", const std::string& more = "") const;
+  // The same with the control socket.
+  std::string with_control(const std::string& more = "") const;
+  // What the engine answers to a request at the control socket.
+  static std::string answer(Client& client, const std::string& request);
   // The same without the socket.
   std::string without_socket() const { return "$POLAIGA run --ledger '" + ledger() + "'"; }
 

@@ -22,20 +22,11 @@ void apply(std::optional<StandingRow>& standing, const ChangeRow& change, Sequen
       standing.reset();
       return;
     case ChangeKind::kMerged:  // the change that follows at once says all
-    case ChangeKind::kAcknowledged:
-    case ChangeKind::kUnacknowledged:
-    case ChangeKind::kClosed:
-    case ChangeKind::kCommented:
-    case ChangeKind::kShelved:
-    case ChangeKind::kUnshelved:
-    case ChangeKind::kOutOfService:
-    case ChangeKind::kBackInService:
     case ChangeKind::kChattering:
     case ChangeKind::kSettled:
       return;
-    case ChangeKind::kRefreshed:
-    case ChangeKind::kPartlyCleared:
-      break;
+    default:
+      if (is_of_operators(change.kind)) return;
   }
   if (!standing) return;
   standing->alarm = change.alarm;

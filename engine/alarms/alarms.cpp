@@ -116,12 +116,14 @@ Outcome Alarms::refresh(ActiveFault& fault, Severity severity, const std::option
       if (merged.is_told()) chattering_.hide(*shows);
     }
     chattering_.merge(merged.alarm, merged.other);
+    AlarmStanding ended = former->standing;
     if (other_is_older) {
       fault.alarm = former->alarm;
       fault.alarm_since = former->since;
-      fault.standing = former->standing;
+      ended = std::exchange(fault.standing, former->standing);
       before = former->severity;
     }
+    join(fault, ended, before, step);
     ++counts_.merged;
   }
   fault.severity = severity;  // another one than before when the profile was changed
@@ -132,6 +134,29 @@ Outcome Alarms::refresh(ActiveFault& fault, Severity severity, const std::option
   renew(fault, before, step);
   ++counts_.refreshed;
   return Outcome::kRefreshed;
+}
+
+// What nobody has answered or silenced must not become so by being merged: the alarm that goes on keeps what operators
+// made of it only as far as the one that ended had the same.
+void Alarms::join(ActiveFault& fault, const AlarmStanding& ended, Severity severity, const Step& step) {
+  AlarmStanding& standing = fault.standing;
+  const auto change = [&](ChangeKind kind) {
+    Change& made = add(fault, kind, step.sequence, step.at, step.changes);
+    made.before = made.after = severity;
+    tell(fault, made);
+  };
+  if (standing.shelved != 0 && ended.shelved == 0) {
+    standing.shelved = 0;
+    standing.shelved_until = standing.shelved_until_age = 0;
+    standing.was_unshelved = true;
+    change(ChangeKind::kUnshelved);
+    look_for_next_end();
+  }
+  const bool has_answer = standing.acknowledged != 0 || standing.closed != 0;
+  if (has_answer && ended.acknowledged == 0 && ended.closed == 0) {
+    standing.acknowledged = standing.closed = 0;
+    change(ChangeKind::kUnacknowledged);
+  }
 }
 
 // An alarm that got worse asks for a new acknowledgement, if that is wanted.

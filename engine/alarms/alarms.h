@@ -180,6 +180,7 @@ class Alarms {
   std::optional<Former> supersede(const fe_fault_record& record, const Step& step);
   Outcome raise(const fe_fault_record& record, const std::optional<Former>& former, const Step& step);
   Outcome refresh(ActiveFault& fault, Severity severity, const std::optional<Former>& former, const Step& step);
+  void join(ActiveFault& fault, const AlarmStanding& ended, Severity severity, const Step& step);
   void renew(ActiveFault& fault, Severity before, const Step& step);
   void report(ActiveFault& fault, const Step& step);
   bool take_back(ActiveFault& fault, const Reporter& reporter);

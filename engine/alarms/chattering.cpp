@@ -6,17 +6,19 @@
 namespace polaiga::engine {
 
 ChatteringFault* ChatteringWatch::raise(std::string_view fault_dn, std::int64_t age) {
-  if (ChatteringFault* const known = find(fault_dn)) {
-    ++known->raises;
-    known->last_age = age;
-    known->alarm_is_over = false;
-    chattering_.splice(chattering_.end(), chattering_, *faults_.find(fault_dn)->second.chattering);
-    changed_.insert(known->fault_dn);
-    return known;
+  const auto known = faults_.find(fault_dn);
+  if (known != faults_.end() && known->second.chattering) {
+    const ByLastRaise::iterator fault = *known->second.chattering;
+    ++fault->raises;
+    fault->last_age = age;
+    fault->alarm_is_over = false;
+    chattering_.splice(chattering_.end(), chattering_, fault);
+    changed_.insert(fault->fault_dn);
+    return &*fault;
   }
   if (!limit_) return nullptr;
+  const auto noted = note(known, fault_dn, age);
   forget_old(age);
-  const auto noted = note(fault_dn, age);
   Watched& watched = noted->second;
   if (!begins(watched) || chattering_.size() >= most_faults_) return nullptr;
   ChatteringFault& fault = chattering_.emplace_back(
@@ -29,9 +31,9 @@ ChatteringFault* ChatteringWatch::raise(std::string_view fault_dn, std::int64_t 
   return &fault;
 }
 
-// The fault with its latest raises, as many as decide whether it is chattering.
-ChatteringWatch::Faults::iterator ChatteringWatch::note(std::string_view fault_dn, std::int64_t age) {
-  auto found = faults_.find(fault_dn);
+// Notes the latest raises of a fault, as many as decide whether it is chattering. `found` is the fault, or the end.
+ChatteringWatch::Faults::iterator ChatteringWatch::note(Faults::iterator found, std::string_view fault_dn,
+                                                        std::int64_t age) {
   if (found == faults_.end()) {
     if (order_.size() >= most_faults_) forget_oldest();
     found = faults_.emplace(fault_dn, Watched{}).first;
@@ -139,7 +141,8 @@ ChatteringFault& ChatteringWatch::restore(ChatteringFault fault) {
 }
 
 void ChatteringWatch::restore_raise(std::string_view fault_dn, std::int64_t age) {
-  if (limit_ && find(fault_dn) == nullptr) note(fault_dn, age);
+  const auto known = faults_.find(fault_dn);
+  if (limit_ && (known == faults_.end() || !known->second.chattering)) note(known, fault_dn, age);
 }
 
 }  // namespace polaiga::engine

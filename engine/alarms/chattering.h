@@ -110,7 +110,7 @@ class ChatteringWatch {
   };
   using Faults = std::unordered_map<std::string, Watched, Hash, std::equal_to<>>;
 
-  Faults::iterator note(std::string_view fault_dn, std::int64_t age);
+  Faults::iterator note(Faults::iterator found, std::string_view fault_dn, std::int64_t age);
   bool begins(const Watched& watched) const;
   void forget_old(std::int64_t age);
   void forget_oldest();

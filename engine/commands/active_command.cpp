@@ -75,7 +75,7 @@ std::string state_text(const ActiveRow& row, Moment now) {
   if (const auto& action = row.state_by->action; action && !action->person.empty()) {
     text += " by " + printable(action->on_behalf_of.value_or(action->person));
   }
-  return text + ", " + duration_text(now - row.state_by->at) + " ago";
+  return text + ", " + duration_text(std::max<Moment>(now - row.state_by->at, 0)) + " ago";
 }
 
 // The same, and whether the fault is chattering.

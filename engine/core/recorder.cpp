@@ -171,10 +171,30 @@ Receipt Recorder::act(OperatorAction&& action) {
     action.until = std::min(arrival.arrived + action.lasts, kLastMoment);
     action.until_age = arrival.age + action.lasts + 1;  // ages are cut to seconds, and it must not end before its time
   }
+  must_have_room(action);
   RecordedInput input = new_input(arrival);
   alarms_.act(action, input.sequence, input.at, input.changes);
   input.action = std::move(action);
   return take(std::move(input));
+}
+
+// Each alarm must take one more action. To end a shelf is always possible.
+void Recorder::must_have_room(const OperatorAction& action) const {
+  if (ledger_ == nullptr || action.kind == ActionKind::kUnshelve) return;
+  const bool comments = action.kind == ActionKind::kComment;
+  const std::size_t most = comments ? kMostActionsBeforeComment : kMostActionsOfAlarm;
+  std::unordered_map<ChangeNumber, std::size_t> unwritten;
+  for (const RecordedInput& input : batch_.inputs) {
+    if (!input.action) continue;
+    for (const Change& change : input.changes) ++unwritten[change.alarm];
+  }
+  for (const ChangeNumber alarm : action.alarms) {
+    const auto more = unwritten.find(alarm);
+    if (ledger_->count_actions(alarm) + (more != unwritten.end() ? more->second : 0) < most) continue;
+    throw ActionRefused("Alarm " + std::to_string(alarm) + " has had " + std::to_string(most) +
+                        " actions, and takes no " + (comments ? "more comments" : "further ones") +
+                        " until it is over; `polaiga explain` tells those that it has");
+  }
 }
 
 bool Recorder::end_what_is_over() {

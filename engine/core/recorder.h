@@ -104,6 +104,7 @@ class Recorder {
   void must_be_as(Sequence former, const OperatorAction& action) const;
   void rebuild_chattering(const Restored& restored, const std::optional<ChatteringLimit>& limit);
   RecordedInput new_input(const Arrival& arrival) const;
+  void must_have_room(const OperatorAction& action) const;
   Receipt take(RecordedInput&& input);
 
   Ledger* ledger_;  // null: none

@@ -389,6 +389,9 @@ class Daemon {
   void answer_request(Sender& sender, std::string_view line) {
     try {
       ControlRequest request = parse_control_request(line);
+      if (!std::holds_alternative<StatusRequest>(request) && !std::holds_alternative<ActionRequest>(request)) {
+        must_be_trusted(sender.user);
+      }
       const auto answer_it = [&](auto& one) {
         if constexpr (std::is_same_v<decltype(one), ActionRequest&>) {
           answer(sender, action_answer(act(sender.user, std::move(one))));
@@ -405,6 +408,14 @@ class Daemon {
       reply(sender,
             refusal("The ledger cannot be used: " + std::string(error.what()) + "; send the request again later"));
     }
+  }
+
+  // Whoever moves a cursor decides what retention may take. Operators may connect, too, but are not to do that.
+  void must_be_trusted(uid_t user) const {
+    if (user == 0 || user == ::geteuid() || options_.gateway == user) return;
+    throw BadRequest(user_name(user) +
+                     " may not change the cursors of publishers; root, the engine's own user and the "
+                     "user of --gateway may");
   }
 
   // The person is who has connected, or whom a gateway names.
@@ -616,7 +627,7 @@ class Daemon {
     const Recorder& recorder = state_.recorder();
     const auto not_tracked = recorder.alarms().counts().not_tracked;
     return plural(recorder.alarms().size(), "active fault") + ", " +
-           plural(static_cast<std::uint64_t>(state_.ledger().last_sequence()), "event") + ", " +
+           plural(static_cast<std::uint64_t>(state_.ledger().last_sequence()), "input") + ", " +
            plural(bad_lines_, "bad line") +
            (not_tracked > 0 ? ", " + plural(not_tracked, "report") + " beyond the limit" : "");
   }
@@ -625,12 +636,17 @@ class Daemon {
     // What the last batch has is on the disk; who is not told would send it again.
     for (Sender& sender : events_.senders()) sender.send_the_last();
     if (events_.waiting() > 0) {
-      say(Priority::kWarning, std::to_string(events_.waiting()) + " clients that waited were not served.");
+      const int left = events_.waiting();
+      say(Priority::kWarning, plural(static_cast<std::uint64_t>(left), "client") + " that waited " +
+                                  (left == 1 ? "was" : "were") + " not served.");
     }
     if (!has_answered_all()) {
-      const std::size_t lost = state_.recorder().batch().inputs.size() + (held_ ? 1 : 0);
+      const auto is_sent = [](const RecordedInput& input) { return !input.action || !input.action->person.empty(); };
+      const auto lost = static_cast<std::uint64_t>(std::ranges::count_if(state_.recorder().batch().inputs, is_sent)) +
+                        (held_ ? 1U : 0U);
       say(Priority::kError,
-          std::to_string(lost) + " events could not be written and were not acknowledged. Send them again.");
+          plural(lost, "input") + " could not be written and " +
+              (lost == 1 ? "was not acknowledged. Send it again." : "were not acknowledged. Send them again."));
       return kFailed;
     }
     if (failed_) return kFailed;

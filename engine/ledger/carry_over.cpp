@@ -133,7 +133,9 @@ class CarryOver {
 
   std::optional<Moment> created() const { return created_; }
 
-  void write(Database& db) {
+  // `created` is when the new ledger begins.
+  void write(Database& db, Moment created) {
+    if (!created_) count_anew(created);
     Transaction transaction(db);
     write_rows<BuildRow>(db, builds_);
     write_rows<TablesRow>(db, tables_);
@@ -164,6 +166,22 @@ class CarryOver {
 
  private:
   void lose(const std::string& what) { carried_.lost.push_back(what); }
+
+  // Ages count from a beginning that is not known any more. What ends by itself ends at the time that people were told.
+  void count_anew(Moment created) {
+    const auto age_of = [created](Moment until) {
+      return std::clamp<std::int64_t>(until - created, 0, kMostSilence) + 1;
+    };
+    for (auto& [seq, action] : actions_) {
+      if (action.until_age) action.until_age = age_of(action.until.value_or(created));
+    }
+    for (auto& [dn, row] : maintenance_) row.until_age = age_of(row.until);
+    for (ActiveOne& one : faults_) {
+      AlarmStanding& standing = one.alarm.standing;
+      if (standing.shelved != 0) standing.shelved_until_age = age_of(standing.shelved_until);
+    }
+    for (auto& [fault_dn, row] : chattering_) row.last_age = 0;
+  }
 
   void collect_gaps() {
     wreck_->all<GapRow>("", [&](const GapRow& row) {
@@ -382,6 +400,9 @@ std::string CarriedOver::text() const {
   std::string text = "Carried over: " + std::to_string(faults) + " active faults with their reporters, " +
                      std::to_string(slots) + " parts of what the filters remember, " + std::to_string(ids) +
                      " ids of inputs. The next input is number " + std::to_string(last_sequence + 1) + ".";
+  text +=
+      " What operators made of these faults and of objects is kept with them; what is over, missed alarms too, is "
+      "only in the old file.";
   if (lost.empty()) return text + " Nothing of this was lost.";
   text += " Not carried over, because it cannot be read or does not prove right: ";
   for (std::size_t i = 0; i < std::min(lost.size(), kMostLostTold); ++i) text += (i > 0 ? "; " : "") + lost[i];
@@ -396,11 +417,11 @@ CarriedOver carry_over(const std::string& damaged, const std::string& fresh, con
   carried.last_sequence = std::max(carried.last_sequence, beginning.after_input);
   carried.last_change = std::max(carried.last_change, beginning.after_change);
   for (const char* part : {"", "-wal", "-shm"}) std::filesystem::remove(fresh + part);
-  Database db = make_ledger(fresh, {.created = rows.created().value_or(beginning.created),
-                                    .after_input = carried.last_sequence,
-                                    .after_change = carried.last_change});
+  const Moment created = rows.created().value_or(beginning.created);
+  Database db = make_ledger(
+      fresh, {.created = created, .after_input = carried.last_sequence, .after_change = carried.last_change});
   try {
-    rows.write(db);
+    rows.write(db, created);
     // The file is renamed while nothing of it is in a log.
     db.exec("PRAGMA wal_checkpoint(TRUNCATE); PRAGMA journal_mode = DELETE");
   } catch (const SqlError& error) {

@@ -361,16 +361,6 @@ void EntryWriter::write(const Change& change, const RecordedInput& input) {
     case ChangeKind::kMerged:
       merge_alarm(change);
       break;
-    case ChangeKind::kAcknowledged:
-    case ChangeKind::kUnacknowledged:
-    case ChangeKind::kClosed:
-    case ChangeKind::kCommented:
-    case ChangeKind::kShelved:
-    case ChangeKind::kUnshelved:
-    case ChangeKind::kOutOfService:
-    case ChangeKind::kBackInService:
-      if (change.alarm != 0) operate(change, input);
-      break;
     case ChangeKind::kChattering:
       sql_.fault_change.with(change.fault, change.number).run();
       must_change_one("fault", change.fault);
@@ -378,6 +368,8 @@ void EntryWriter::write(const Change& change, const RecordedInput& input) {
     case ChangeKind::kSettled:
       settle(change);
       break;
+    default:
+      if (is_of_operators(change.kind) && change.alarm != 0) operate(change, input);
   }
   last_change_ = change.number;
 }

@@ -130,6 +130,7 @@ class Ledger::Writer {
               "SELECT seq FROM event WHERE id = ?1 AND (subject IS NULL) = ?2 UNION ALL "
               "SELECT seq FROM former_id WHERE id = ?1 AND is_action = ?2 LIMIT 1"),
         action_(db_, "SELECT " + columns_sql<ActionRow>() + " FROM action WHERE seq = ?"),
+        count_actions_(db_, "SELECT count(*) FROM alarm_action WHERE alarm = ?"),
         oldest_event_(db_, "SELECT coalesce(min(seq), 0) FROM event"),
         oldest_change_(db_, "SELECT coalesce(min(number), 0) FROM change") {
     take_position();
@@ -171,6 +172,12 @@ class Ledger::Writer {
     }
     action_.reset();
     return found;
+  }
+
+  std::size_t count_actions(ChangeNumber alarm) {
+    const std::int64_t count = count_actions_.with(alarm).step() ? count_actions_.integer(0) : 0;
+    count_actions_.reset();
+    return static_cast<std::size_t>(count);
   }
 
   Restored restore() const;
@@ -397,6 +404,7 @@ class Ledger::Writer {
   Pruner pruner_;
   Statement find_;
   Statement action_;
+  Statement count_actions_;
   Statement oldest_event_;
   Statement oldest_change_;
   Pruner::Position position_;
@@ -697,6 +705,8 @@ std::int64_t Ledger::last_age() const { return writer_->position().age; }
 
 std::optional<Sequence> Ledger::find(const std::string& id, InputKind kind) { return writer_->find(id, kind); }
 std::optional<OperatorAction> Ledger::action(Sequence sequence) { return writer_->action(sequence); }
+
+std::size_t Ledger::count_actions(ChangeNumber alarm) { return writer_->count_actions(alarm); }
 Restored Ledger::restore() {
   if (restored_) return *std::exchange(restored_, std::nullopt);
   try {

@@ -92,6 +92,9 @@ class Ledger {
   // more. Throws SqlError.
   std::optional<OperatorAction> action(Sequence sequence);
 
+  // How many actions of operators it keeps of an alarm. Throws SqlError.
+  std::size_t count_actions(ChangeNumber alarm);
+
   // Throws LedgerError when what an engine needs is not there as a whole.
   Restored restore();
 

@@ -87,9 +87,12 @@ Pruner::Statements::Statements(const Database& db)
       drop_steps(db, "DELETE FROM step WHERE alarm = ?"),
       drop_alarm(db, "DELETE FROM alarm WHERE number = ?"),
       drop_alarm_actions(db, "DELETE FROM alarm_action WHERE alarm = ?"),
+      // What took an object out of service stays as long as the object was so at the watermark: what happened since
+      // does not tell it.
       drop_actions(db,
-                   "DELETE FROM action WHERE seq <= ? AND seq NOT IN (SELECT seq FROM alarm_action) "
-                   "AND seq NOT IN (SELECT seq FROM maintenance)"),
+                   "DELETE FROM action WHERE seq <= ?1 AND seq NOT IN (SELECT seq FROM alarm_action) "
+                   "AND seq NOT IN (SELECT seq FROM maintenance) AND NOT (kind = ?2 AND dn <> '' AND seq = "
+                   "(SELECT max(seq) FROM action AS one WHERE one.dn = action.dn AND one.dn <> '' AND one.seq <= ?1))"),
       drop_shown_again(db, "DELETE FROM shown_again WHERE seq = ? AND change = ?"),
       needed(db,
              "SELECT EXISTS (SELECT 1 FROM fault WHERE number = ?1 AND ?2 IN (raised_seq, shown_seq)) OR "
@@ -246,7 +249,9 @@ void Pruner::step(Sequence through, std::int64_t most) {
     drop_unneeded(sequence, sequence + 1, era_goes ? end : era);
   }
   const bool has_actions = std::ranges::any_of(events, [](const EventRow& event) { return !event.subject; });
-  if (has_actions || std::exchange(dropped_alarm_actions_, false)) sql_.drop_actions.with(through).run();
+  if (has_actions || std::exchange(dropped_alarm_actions_, false)) {
+    sql_.drop_actions.with(through, static_cast<int>(ActionKind::kMaintain)).run();
+  }
   if (has_former_ids_) db_.exec("DELETE FROM former_id");
   sql_.move_watermark.with(watermark.watermark_seq, watermark.watermark_change, watermark.watermark_at).run();
   if (era_goes) sweep(era, end, end);

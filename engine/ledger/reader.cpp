@@ -68,7 +68,8 @@ std::vector<OperatorStateChange> operators_of(const StoredAlarm& alarm) {
   for (const AlarmAction& one : alarm.actions) {
     if (one.kind == ChangeKind::kOutOfService || one.kind == ChangeKind::kBackInService) continue;
     apply(standing, one);
-    OperatorStateChange change{.at = one.at, .state = rfc8632_word(standing.state()), .person = {}, .text = {}};
+    OperatorStateChange change{
+        .number = one.number, .at = one.at, .state = rfc8632_word(standing.state()), .person = {}, .text = {}};
     if (one.action) {
       change.person = one.action->on_behalf_of.value_or(one.action->person);
       change.text = one.action->comment.value_or("");

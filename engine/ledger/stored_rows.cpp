@@ -326,6 +326,7 @@ std::vector<ActiveRow> StoredRows::active_at(Moment at) {
   for (const auto& [fault, row] : standing) {
     if (row) found.push_back(*row);
   }
+  out_of_service_ = out_of_service_after(last);
   return active_rows(found, through);
 }
 
@@ -369,7 +370,7 @@ ActiveRow StoredRows::active_row(const StandingRow& one, std::optional<ChangeNum
     const auto by = std::ranges::find(actions, state_change(active.standing), &AlarmAction::number);
     if (by != actions.end()) active.state_by = std::move(*by);
   }
-  active.is_out_of_service = !through && is_out_of_service(active.fault.fault_dn);
+  active.is_out_of_service = is_out_of_service(active.fault.fault_dn);
   if (!through) active.chattering = chattering(active.fault.fault_dn);
   if (one.count > 0) {  // as it was then
     active.fault.severity = one.severity;
@@ -634,6 +635,29 @@ std::optional<ChatteringFault> StoredRows::chattering(std::string_view fault_dn)
   if (!chattering_) chattering();
   const auto found = chattering_->find(fault_dn);
   return found != chattering_->end() ? std::optional(found->second) : std::nullopt;
+}
+
+// Goes back from now: each action about an object undoes what it did. All that are later than the watermark are there.
+std::set<std::string, std::less<>> StoredRows::out_of_service_after(Sequence sequence) {
+  std::set<std::string, std::less<>> objects;
+  for (const StoredMaintenance& one : maintenance()) objects.insert(one.maintenance.dn);
+  Statement later(db_, select_sql<ActionRow>() + " WHERE dn <> '' AND seq > ? ORDER BY seq DESC");
+  Statement before(db_, select_sql<ActionRow>() + " WHERE dn <> '' AND dn = ? AND seq < ? ORDER BY seq DESC LIMIT 1");
+  later.with(sequence);
+  while (later.step()) {
+    leave_out_damage([&] {
+      const auto action = read_row<ActionRow>(later);
+      const bool ends = action.kind == ActionKind::kEndMaintenance;  // only what is out of service can come back
+      const bool was_out = ends || (before.with(action.dn, action.seq).step() &&
+                                    read_row<ActionRow>(before).kind == ActionKind::kMaintain);
+      if (was_out) {
+        objects.insert(action.dn);
+      } else {
+        objects.erase(action.dn);
+      }
+    });
+  }
+  return objects;
 }
 
 std::optional<FaultRow> StoredRows::latest_fault(const std::string& fault_dn) {

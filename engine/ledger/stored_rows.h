@@ -143,6 +143,7 @@ class StoredRows {
   ActiveRow active_row(const StandingRow& one, std::optional<ChangeNumber> through);
   bool is_out_of_service(std::string_view fault_dn);
   std::string settled_dn(Sequence sequence);
+  std::set<std::string, std::less<>> out_of_service_after(Sequence sequence);
   Sequence last_until(Moment at, const LedgerRow& ledger);
   Reports reports_of(ChangeNumber fault);
   StoredFault fault(ChangeNumber number);
@@ -157,7 +158,7 @@ class StoredRows {
   Statement faults_;
   Statement one_change_;
   Statement actions_;
-  std::optional<std::set<std::string, std::less<>>> out_of_service_;               // when it was asked for
+  std::optional<std::set<std::string, std::less<>>> out_of_service_;               // of the time that is asked for
   std::optional<std::map<std::string, ChatteringFault, std::less<>>> chattering_;  // the same
 };
 

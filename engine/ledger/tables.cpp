@@ -22,20 +22,11 @@ void apply(std::optional<StandingRow>& standing, const ChangeRow& change, Sequen
       standing.reset();
       return;
     case ChangeKind::kMerged:  // the change that follows at once says all
-    case ChangeKind::kAcknowledged:
-    case ChangeKind::kUnacknowledged:
-    case ChangeKind::kClosed:
-    case ChangeKind::kCommented:
-    case ChangeKind::kShelved:
-    case ChangeKind::kUnshelved:
-    case ChangeKind::kOutOfService:
-    case ChangeKind::kBackInService:
     case ChangeKind::kChattering:
     case ChangeKind::kSettled:
       return;
-    case ChangeKind::kRefreshed:
-    case ChangeKind::kPartlyCleared:
-      break;
+    default:
+      if (is_of_operators(change.kind)) return;
   }
   if (!standing) return;
   standing->alarm = change.alarm;
@@ -108,6 +99,7 @@ std::string schema() {
          create_table<AlarmActionRow>() + create_table<MaintenanceRow>() + create_table<ChatteringRow>() +
          "CREATE INDEX alarm_action_alarm ON alarm_action (alarm);\n"
          "CREATE INDEX alarm_action_seq ON alarm_action (seq);\n"
+         "CREATE INDEX action_dn ON action (dn, seq) WHERE dn <> '';\n"
          "CREATE UNIQUE INDEX event_id ON event (id, subject IS NULL) WHERE id IS NOT NULL;\n"
          "CREATE INDEX fault_name ON fault (number >> " +
          std::to_string(kFaultBlockBits) + ", name);\n";

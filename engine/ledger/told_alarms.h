@@ -22,6 +22,7 @@ struct StepTexts {
 
 // What an operator made of an alarm.
 struct OperatorStateChange {
+  ChangeNumber number = 0;
   Moment at = 0;
   std::string_view state;  // in the words of RFC 8632: none, ack, closed, shelved or un-shelved
   std::string person;      // empty: the engine itself

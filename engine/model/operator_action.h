@@ -60,6 +60,11 @@ struct OperatorAction {
 };
 
 inline constexpr std::size_t kMostCommentBytes = 1024;
+
+// What operators did is kept as long as its alarm, so an alarm that lasts for years takes so many actions and no more.
+// The first hundred may be comments.
+inline constexpr std::size_t kMostActionsBeforeComment = 100;
+inline constexpr std::size_t kMostActionsOfAlarm = 1000;
 inline constexpr std::int64_t kMostSilence = std::int64_t{30} * 24 * 60 * 60;  // seconds: of a shelf and of maintenance
 
 // What operators have made of an alarm, as far as it counts now. The changes tell who did it, and when.

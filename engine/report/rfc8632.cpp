@@ -138,11 +138,11 @@ class OperatorStates {
     RaisesAgain raises;
     for (const ToldAlarm* told : alarms) {
       if (raises.add(told->alarm.number, told->alarm.ended)) {
-        all.push_back({told->alarm.created, "none", "", "The alarm was raised again."});
+        all.push_back({told->alarm.number, told->alarm.created, "none", "", "The alarm was raised again."});
       }
       all.insert(all.end(), told->operators.begin(), told->operators.end());
     }
-    std::ranges::stable_sort(all, {}, &OperatorStateChange::at);
+    std::ranges::stable_sort(all, {}, &OperatorStateChange::number);
     for (OperatorStateChange& change : all) {
       if (change.person.empty() && change.state == "none" && state() == "none") continue;  // nothing new
       const Stamp stamp = next_stamp(latest(), change.at);

@@ -139,7 +139,10 @@ class Disturbances:
     @contextlib.contextmanager
     def full_disk(self):
         """A log that can be emptied is used again, and needs no more space. So somebody reads."""
+        # An engine that has not noticed yet that the disk has space again would not say a second time that it is full.
         problems = self.engine.messages().count(CANNOT_WRITE)
+        if not self.engine.waits_to_say(WRITES_AGAIN, problems):
+            self.books.complain(f"the disk had space for {PATIENCE} s, but the engine has not said that it writes")
         with self.a_read_transaction():
             with open(self.place.ballast, "wb", buffering=0) as ballast:
                 with contextlib.suppress(OSError):
@@ -155,9 +158,9 @@ class Disturbances:
                 self.run.disk_was_full_without_an_engine.clear()
 
     def fill_the_disk(self):
-        again = self.engine.messages().count(WRITES_AGAIN) + 1
         with self.full_disk():
             self.wait_patiently()
+            again = self.engine.messages().count(CANNOT_WRITE)
         if not self.engine.waits_to_say(WRITES_AGAIN, again):
             self.books.complain(f"{PATIENCE} s after the disk had space again, the engine has not said so")
 

@@ -9,7 +9,7 @@ import threading
 import time
 
 import ledger_copy
-from engine import Connection
+from engine import PATIENCE, Connection
 
 
 class Observer(threading.Thread):
@@ -48,6 +48,21 @@ class Watch(Observer):
             self.engine.is_meant_to_run.clear()
             self.engine.complain_of_the_end()
             self.run_of.is_broken.set()
+
+
+class Pulse(Observer):
+    """How long the soak itself was kept from running: what took long then was not the engine."""
+
+    pause = 0.1
+
+    def __init__(self, run, name):
+        super().__init__(run, name)
+        self.last = time.monotonic()
+
+    def turn(self):
+        now = time.monotonic()
+        self.books.note_largest("standstill", now - self.last)
+        self.last = now
 
 
 class Copier(Observer):
@@ -125,14 +140,14 @@ class Follower(Observer):
 
     def end(self, last):
         """Waits until it has printed the last change."""
-        end = time.monotonic() + 30
+        end = time.monotonic() + PATIENCE
         while self.last < last and time.monotonic() < end:
             time.sleep(0.05)
         if self.last != last:
             self.books.complain(f"{self.name} ended with change {self.last}, but the last one is {last}")
         self.process.send_signal(signal.SIGINT)
         try:
-            status = self.process.wait(30)
+            status = self.process.wait(PATIENCE)
         except subprocess.TimeoutExpired:
             self.process.kill()
             status = self.process.wait()
@@ -151,10 +166,10 @@ class ControlObserver(Observer):
         """The answer, or None when the engine is away."""
         try:
             if self.connection is None:
-                self.connection = Connection(self.place.control, timeout=30)
+                self.connection = Connection(self.place.control)
             return self.connection.ask(request)
         except TimeoutError:
-            self.run_of.complain_unless_excused(f"{self.name}: no answer to {request} for 30 s")
+            self.run_of.complain_unless_excused(f"{self.name}: no answer to {request} for {PATIENCE} s")
         except OSError:
             pass
         self.connection = None
@@ -167,7 +182,7 @@ class Publisher(ControlObserver):
     def __init__(self, run, name, most_at_once):
         super().__init__(run, name)
         self.most_at_once = most_at_once
-        self.cursor = 0  # as acknowledged
+        self.cursor = 0  # as acknowledged, or as the status told it
         self.asked = 0  # as asked for last, whether acknowledged or not
 
     def turn(self):
@@ -178,6 +193,7 @@ class Publisher(ControlObserver):
         there = cursors.get(self.name, 0)
         if there not in (self.cursor, self.asked):
             self.books.complain(f"{self.name}: the cursor is {there}, but {self.cursor} was acknowledged")
+        self.cursor = there  # what was asked for may have been done without an answer, before the engine was killed
         self.asked = min(status["last_number"], there + self.chance.randrange(1, self.most_at_once))
         answer = self.ask({"do": "cursor", "publisher": self.name, "through": self.asked})
         if answer == {"ok": True}:

@@ -78,7 +78,7 @@ class SoakRun:
 
     def verify(self, when):
         with self.asking():
-            done = self.place.run("verify", "--ledger", self.place.ledger, timeout=2 * PATIENCE)
+            done = self.place.run("verify", "--ledger", self.place.ledger, timeout=PATIENCE)
             self.books.count("verifications")
             if done.returncode != 0:
                 self.complain_unless_excused(f"`polaiga verify` {when} ended with status {done.returncode}: "
@@ -94,7 +94,7 @@ class SoakRun:
         clients = [Client(number, self.arguments.rate / CLIENTS, self.day, self.place, self.books, self.tables, self.seed)
                    for number in range(1, CLIENTS + 1)]
         self.followers = [observers.Follower(self, f"follower {number}") for number in range(1, FOLLOWERS + 1)]
-        watching = [observers.Watch(self, "watch"), observers.Copier(self, self.copy),
+        watching = [observers.Pulse(self, "pulse"), observers.Watch(self, "watch"), observers.Copier(self, self.copy),
                     observers.Questions(self, "questions 1"), observers.Questions(self, "questions 2"),
                     observers.Publisher(self, "prompt", 10_000), observers.Publisher(self, "slow", 60),
                     observers.Publisher(self, "steady", 1000), observers.StatusQuestions(self),
@@ -228,6 +228,7 @@ class SoakRun:
                  ("most descriptors", largest["descriptors"]),
                  ("largest file of the ledger, bytes", largest["file_bytes"]),
                  ("largest log, bytes", largest["log_bytes"]),
+                 ("longest standstill of the soak itself, s", f"{largest['standstill']:.1f}"),
                  ("complaints", counts["complaints"])]
         for name, value in rows:
             print(f"  {name:45} {value:>12}")

@@ -138,6 +138,12 @@ TEST_F(Arguments, Words) {
       {"replay --color=purple -", "replay",
        "--color is 'purple'; give one of auto, always or never, as in: --color auto"},
       {"replay --log loud -", "replay", "--log is 'loud'; give one of debug or off, as in: --log debug"},
+      {"run --chattering 5", "run",
+       "--chattering is '5'; give a number from 1 to 100, a / and a time from 1s to 24h, with s, m or h behind it; or "
+       "0, as in: --chattering 5/10m"},
+      {"stats --chattering 0", "stats",
+       "--chattering is '0'; give a number from 1 to 100, a / and a time from 1s to 24h, with s, m or h behind it, as "
+       "in: --chattering 5/10m"},
       {"run --log loud", "run", "--log is 'loud'; give one of debug or off, as in: --log debug"},
       {"active --under ''", "active", "--under is empty; give a DN, as in: --under sys/rack-unit-1/psu-1"},
       {"active --under //", "active", "--under is '//'; give a DN, as in: --under sys/rack-unit-1/psu-1"},
@@ -278,6 +284,21 @@ TEST_F(Arguments, NumbersThatAreRight) {
     const Ended got = run("run --ledger ledger.db </dev/null " + std::string(arguments));
     EXPECT_EQ(got.status, 0) << arguments << ": " << got.err;
   }
+}
+
+TEST_F(Arguments, WhenAFaultIsChattering) {
+  for (const char* wrong : {"''", "5/", "/10m", "0/10m", "101/10m", "5/0s", "5/25h", "5/86401s", "5/10", "5/10d",
+                            "-1/10m", "5/-1m", "5.5/10m", "5/10m/3", "00"}) {
+    for (const char* command : {"run --ledger ledger.db </dev/null", "stats --ledger ledger.db"}) {
+      const Ended got = run(std::string(command) + " --chattering " + wrong);
+      EXPECT_EQ(got.status, 2) << command << wrong;
+      EXPECT_NE(got.err.find("as in: --chattering 5/10m"), std::string::npos) << got.err;
+    }
+  }
+  for (const char* right : {"0", "1/1s", "100/24h", "5/86400s"}) {
+    EXPECT_EQ(run(std::string("run --ledger ledger.db </dev/null --chattering ") + right).status, 0) << right;
+  }
+  EXPECT_EQ(run("stats --ledger ledger.db --chattering 1/1s").status, 0);
 }
 
 // Names in brackets are no lists, and those after -- no options.

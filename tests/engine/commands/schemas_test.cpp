@@ -175,6 +175,27 @@ TEST_F(LedgerSchemasTest, Explain) {
 
 TEST_F(LedgerSchemasTest, Tail) { expect_described("tail", command("tail --json --no-follow -n 100")); }
 
+// A fault that chatters, settles and chatters again.
+TEST_F(LedgerSchemasTest, Chattering) {
+  std::vector<EventAt> events;
+  for (const Moment begin : {10'000, 20'000}) {
+    for (Moment at = 0; at < 9; ++at) {
+      events.push_back({begin + at, R"({"entity":"ps","sensor":"PS3_STATUS","instance":3,"offset":30,"state":)" +
+                                        std::to_string(1 - at % 2) + "}"});
+    }
+  }
+  write_ledger(ledger_, events, {}, ChatteringLimit{.times = 2, .within = 60});
+  for (const char* kind : {R"("change":"chattering")", R"("change":"settled")", R"("folded":true)"}) {
+    expect_described("tail", command("tail --json --no-follow -n 22") + " | grep -m 1 '" + kind + "'");
+  }
+  EXPECT_NE(shell_.run(command("tail --json --no-follow -n 22")).out.find(R"("in_place_of":)"), std::string::npos);
+  // The first event of the second time only refreshes the fault, and the last one makes it chatter.
+  const std::string active = shell_.run(command("active --json --under sys/rack-unit-1/psu-3")).out;
+  EXPECT_NE(active.find(R"("chattering":{"since":"2025-01-01T05:33:28Z","raises":4})"), std::string::npos) << active;
+  expect_described("active", command("active --json --under sys/rack-unit-1/psu-3"));
+  expect_described("explain", command("explain --json sys/rack-unit-1/psu-3/fault-F0378"));
+}
+
 // With a flood of today, a chattering fault and a stale one; the story is long ago.
 TEST_F(LedgerSchemasTest, Stats) {
   const Moment begin = std::time(nullptr) - 60 - kNewYear;

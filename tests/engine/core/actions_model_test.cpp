@@ -241,14 +241,34 @@ class ActionsModelTest : public ::testing::Test {
     EXPECT_EQ(got, want);
   }
 
-  void compare() {
-    std::map<ChangeNumber, std::string> want;
+  using States = std::map<ChangeNumber, std::string>;
+
+  // What is remembered of now, for questions of later times.
+  States states() const {
+    States found;
     for (const auto& [number, alarm] : model_.alarms) {
-      want[number] = std::string(operator_state_word(alarm.state())) +
-                     (model_.is_out_of_service(alarm.fault_dn) ? " out of service" : "") +
-                     (alarm.was_told ? " told" : "");
+      found[number] = std::string(operator_state_word(alarm.state())) +
+                      (model_.is_out_of_service(alarm.fault_dn) ? " out of service" : "");
     }
-    std::map<ChangeNumber, std::string> got;
+    return found;
+  }
+
+  // A random moment of the past is as it was.
+  void compare_the_past(LedgerReader& reader) {
+    if (past_.empty()) return;
+    const auto& [at, want] = *std::next(past_.begin(), pick(0, static_cast<int>(past_.size()) - 1));
+    States got;
+    for (const ActiveRow& row : reader.active({}, at)) {
+      got[row.fault.alarm] =
+          std::string(operator_state_word(row.standing.state())) + (row.is_out_of_service ? " out of service" : "");
+    }
+    EXPECT_EQ(got, want) << at;
+  }
+
+  void compare() {
+    States want = states();
+    for (const auto& [number, alarm] : model_.alarms) want[number] += alarm.was_told ? " told" : "";
+    States got;
     LedgerReader reader(path_);
     for (const ActiveRow& row : reader.active({}, std::nullopt)) {
       got[row.fault.alarm] = std::string(operator_state_word(row.standing.state())) +
@@ -266,7 +286,15 @@ class ActionsModelTest : public ::testing::Test {
     std::map<std::string, Moment> objects;
     for (const StoredMaintenance& one : reader.maintenance()) objects[one.maintenance.dn] = one.maintenance.until;
     EXPECT_EQ(objects, model_.maintenance);
+    past_[clock_.wall()] = states();
+    EXPECT_TRUE(reader.left_out().empty());
+  }
+
+  void compare_all() {
+    compare();
+    LedgerReader reader(path_);
     compare_summaries(reader);
+    compare_the_past(reader);
     EXPECT_TRUE(reader.left_out().empty());
   }
 
@@ -292,6 +320,7 @@ class ActionsModelTest : public ::testing::Test {
   std::unique_ptr<Recorder> recorder_;
   Model model_;
   Model committed_;
+  std::map<Moment, States> past_;  // by the moment, up to the latest commit
 };
 
 TEST_F(ActionsModelTest, RandomSequences) {
@@ -299,9 +328,11 @@ TEST_F(ActionsModelTest, RandomSequences) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     random_.seed(seed);
     model_ = committed_ = {};
+    past_.clear();
     for (const auto& file : std::filesystem::directory_iterator(dir_.path())) std::filesystem::remove(file.path());
     start();
     for (int steps = pick(5, 40); steps > 0 && !HasFailure(); --steps) {
+      past_.erase(clock_.wall());  // this second is not over
       end_what_is_over();
       const int what = pick(0, 99);
       if (what < 45) {
@@ -318,7 +349,7 @@ TEST_F(ActionsModelTest, RandomSequences) {
       }
     }
     commit();
-    compare();
+    compare_all();
     stop();
   }
 }

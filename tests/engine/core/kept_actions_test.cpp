@@ -129,6 +129,96 @@ TEST_F(KeptActionsTest, ObjectsStayOutOfServiceThroughRetention) {
   EXPECT_EQ(count("action"), 0);
 }
 
+// An alarm that lasts for ever takes only so many comments, written or not, and goes on taking other actions.
+TEST_F(KeptActionsTest, AnAlarmTakesSoManyActions) {
+  start({});
+  event(1, 1);
+  event(2, 1);
+  const auto refusal = [this](ActionKind kind, std::int64_t lasts = 0) -> std::string {
+    try {
+      act(kind, 1, "seen", lasts);
+    } catch (const ActionRefused& refused) {
+      return refused.what();
+    }
+    return "none";
+  };
+  for (int i = 0; i < 100; ++i) {
+    EXPECT_EQ(refusal(ActionKind::kComment), "none") << i;
+    if (i == 50) write();
+  }
+  const std::string no_comments =
+      "Alarm 1 has had 100 actions, and takes no more comments until it is over; `polaiga explain` tells those that it "
+      "has";
+  EXPECT_EQ(refusal(ActionKind::kComment), no_comments);
+  write();
+  EXPECT_EQ(refusal(ActionKind::kComment), no_comments);
+  act(ActionKind::kComment, 2, "another alarm");
+  EXPECT_EQ(refusal(ActionKind::kShelve, 3600), "none");
+  for (int i = 101; i < 1000; ++i) {
+    EXPECT_EQ(refusal(i % 2 == 1 ? ActionKind::kAcknowledge : ActionKind::kUnacknowledge), "none") << i;
+  }
+  EXPECT_EQ(refusal(ActionKind::kAcknowledge),
+            "Alarm 1 has had 1000 actions, and takes no further ones until it is over; `polaiga explain` tells those "
+            "that it has");
+  EXPECT_EQ(refusal(ActionKind::kUnshelve), "none");
+  write();
+  EXPECT_EQ(count("alarm_action WHERE alarm = 1"), 1001);
+  event(1, 0);
+  event(1, 1);  // the next alarm is a new one
+  write();
+  const auto active = LedgerReader(path_).active({}, std::nullopt);
+  ASSERT_EQ(active.size(), 2U);
+  act(ActionKind::kComment, active[1].fault.alarm, "again");
+}
+
+// What is out of service at the watermark is known for all times since, though it was taken out before.
+TEST_F(KeptActionsTest, WhatWasOutOfServiceIsKnownOfThePast) {
+  start({.events = 50, .days = 0, .bytes = 0});
+  const auto is_out = [this](Moment at) {
+    const auto active = LedgerReader(path_).active({}, at);
+    EXPECT_EQ(active.size(), 1U);
+    return !active.empty() && active[0].is_out_of_service;
+  };
+  recorder_->record(parse_sensor_event(R"({"entity":"ps","sensor":"PS1_STATUS","offset":30,"state":1})"));
+  clock_.pass(10);
+  act(ActionKind::kMaintain, 0, "new supply", 36'000);
+  write();
+  clock_.pass(10);
+  EXPECT_FALSE(is_out(kToday + 9));
+  EXPECT_TRUE(is_out(kToday + 10));
+  pass_many();
+  EXPECT_EQ(count("event WHERE seq <= 2"), 1);  // that of the fault; the action's is gone
+  const Moment before = clock_.wall();
+  clock_.pass(10);
+  act(ActionKind::kMaintain, 0, "it lasts longer", 36'000);
+  clock_.pass(10);
+  act(ActionKind::kEndMaintenance, 0, "");
+  clock_.pass(10);
+  act(ActionKind::kMaintain, 0, "once more", 36'000);
+  clock_.pass(10);
+  act(ActionKind::kEndMaintenance, 0, "");
+  write();
+  for (const auto& [passed, out] : {std::pair{0, true},
+                                    {9, true},
+                                    {10, true},
+                                    {19, true},
+                                    {20, false},
+                                    {29, false},
+                                    {30, true},
+                                    {39, true},
+                                    {40, false},
+                                    {50, false}}) {
+    EXPECT_EQ(is_out(before + passed), out) << passed;
+  }
+  pass_many();
+  EXPECT_FALSE(is_out(clock_.wall()));
+  recorder_->record(parse_sensor_event(R"({"entity":"ps","sensor":"PS1_STATUS","offset":30,"state":0})"));
+  write();
+  pass_many();
+  pass_many();
+  EXPECT_EQ(count("action"), 0);
+}
+
 TEST_F(KeptActionsTest, ADamagedLedgerLeavesThemToTheNewOne) {
   start({});
   event(1, 1);

@@ -73,7 +73,7 @@ TEST_F(RunFaultsTest, AStopMeanwhileSaysWhatWasNotTaken) {
     EXPECT_TRUE(engine.has_complained("cannot read"));
     const Ended got = stop(engine, SIGTERM);
     EXPECT_EQ(got.status, 2);
-    EXPECT_NE(got.err.find("1 events could not be written and were not acknowledged. Send them again.\n"),
+    EXPECT_NE(got.err.find("1 input could not be written and was not acknowledged. Send it again.\n"),
               std::string::npos)
         << got.err;
   }
@@ -133,7 +133,7 @@ TEST_F(RunFaultsTest, WithoutMemoryForLongTheEngineStops) {
                            "memory.\n"),
               std::string::npos)
         << got.err;
-    EXPECT_NE(got.err.find("1 events could not be written and were not acknowledged. Send them again.\n"),
+    EXPECT_NE(got.err.find("1 input could not be written and was not acknowledged. Send it again.\n"),
               std::string::npos)
         << got.err;
     EXPECT_FALSE(client.has_answer() && !client.answer().empty());

@@ -290,7 +290,7 @@ TEST_F(FullDiskTest, AStopMeanwhileLosesNothingThatWasAcknowledged) {
     ASSERT_NO_FATAL_FAILURE(fill(engine, client));
     const Ended got = stop(engine, SIGTERM);
     EXPECT_EQ(got.status, 2);
-    EXPECT_NE(got.err.find("1 events could not be written and were not acknowledged. Send them again.\n"),
+    EXPECT_NE(got.err.find("1 input could not be written and was not acknowledged. Send it again.\n"),
               std::string::npos)
         << got.err;
     EXPECT_TRUE(client.is_let_go());

@@ -171,8 +171,8 @@ TEST_F(RunMessagesTest, TheJournalIsToldHowGraveAMessageIs) {
     EXPECT_NE(client.answer(), "");
     EXPECT_EQ(stop(engine, SIGTERM).status, 0);
     EXPECT_EQ(read_until(reader.get(), "stopped"),
-              "<6>ready: 0 active faults, 0 events, 0 bad lines\n<4>client 1:1: not an object\n<6>stopping\n"
-              "<6>stopped: 0 active faults, 0 events, 1 bad line\n");
+              "<6>ready: 0 active faults, 0 inputs, 0 bad lines\n<4>client 1:1: not an object\n<6>stopping\n"
+              "<6>stopped: 0 active faults, 0 inputs, 1 bad line\n");
   }
   Child engine(command(journal, "--tables '" + dir_.file("nowhere") + "'"), dir_);
   EXPECT_EQ(engine.wait().status, 2);
@@ -183,7 +183,7 @@ TEST_F(RunMessagesTest, MessagesAreLimitedInNumber) {
   const Ended got = Shell().run(without_socket(), repeated("[]\n", 1000));
   EXPECT_EQ(got.status, 1);
   EXPECT_NE(got.err.find("polaiga: <stdin>:100: not an object\n"), std::string::npos);
-  EXPECT_NE(got.err.find("polaiga: stopped: 0 active faults, 0 events, 1000 bad lines\n"), std::string::npos);
+  EXPECT_NE(got.err.find("polaiga: stopped: 0 active faults, 0 inputs, 1000 bad lines\n"), std::string::npos);
   // After ten seconds some more are told.
   const int left_out =
       number_before(got.err, " messages were left out, because more than 100 of a kind came within 10 s\n");

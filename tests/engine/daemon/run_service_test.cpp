@@ -19,11 +19,11 @@ class RunServiceTest : public RunTest {
 
 TEST_F(RunServiceTest, TellsWhenItIsReadyAndWhenItStops) {
   Child engine(command(manager_.environment()), dir_);
-  EXPECT_EQ(manager_.next(), "READY=1\nSTATUS=0 active faults, 0 events, 0 bad lines");
+  EXPECT_EQ(manager_.next(), "READY=1\nSTATUS=0 active faults, 0 inputs, 0 bad lines");
   Client client(socket());
   client.send(slow() + "[]\n");
   EXPECT_EQ(client.answers(2).front(), taken(1));
-  EXPECT_EQ(manager_.next(), "STATUS=1 active fault, 1 event, 1 bad line");
+  EXPECT_EQ(manager_.next(), "STATUS=1 active fault, 1 input, 1 bad line");
   EXPECT_EQ(stop(engine, SIGTERM).status, 0);
   EXPECT_EQ(manager_.next(), "STOPPING=1");
 }

@@ -120,7 +120,7 @@ TEST_F(RunStopTest, AStopDoesNotWaitForAnotherProgramsTransaction) {
     EXPECT_TRUE(engine.has_complained(": cannot write: database is locked"));
     const Ended got = stop(engine, SIGTERM);
     EXPECT_EQ(got.status, 2);
-    EXPECT_NE(got.err.find("1 events could not be written and were not acknowledged. Send them again.\n"),
+    EXPECT_NE(got.err.find("1 input could not be written and was not acknowledged. Send it again.\n"),
               std::string::npos)
         << got.err;
   }

@@ -184,9 +184,9 @@ class KilledAmidReplacing : public test::LedgerFixture {
       EXPECT_EQ(engine.ledger.last_sequence(), 6);
       EXPECT_EQ(engine.ledger.last_change(), 7);
       EXPECT_EQ(test::texts_of(engine.alarms.in_order()), faults_);
-      EXPECT_EQ(engine.ledger.find("first"), std::optional<Sequence>(1));
-      EXPECT_EQ(engine.ledger.find("second"), std::optional<Sequence>(2));
-      EXPECT_EQ(engine.ledger.find("third"), std::optional<Sequence>(3));
+      EXPECT_EQ(engine.ledger.find("first", InputKind::kEvent), std::optional<Sequence>(1));
+      EXPECT_EQ(engine.ledger.find("second", InputKind::kEvent), std::optional<Sequence>(2));
+      EXPECT_EQ(engine.ledger.find("third", InputKind::kEvent), std::optional<Sequence>(3));
       EXPECT_EQ(test::rows(path, "SELECT slot, seq FROM filter_state"), Rows{"fan 1 3"});
       EXPECT_NE(engine.ledger.id(), id_);
       EXPECT_EQ(engine.write(raises("S", "s", 395, 3001)), 7);

@@ -221,10 +221,10 @@ TEST_F(LedgerTest, WhatIsSaidAgainIsStoredOnce) {
 TEST_F(LedgerTest, KnowsEventsByTheirId) {
   engine_->pass(3);
   engine_->write({.reported = false, .id = "a"});
-  EXPECT_EQ(engine_->ledger.find("a"), 4);
-  EXPECT_EQ(engine_->ledger.find("b"), std::nullopt);
+  EXPECT_EQ(engine_->ledger.find("a", InputKind::kEvent), 4);
+  EXPECT_EQ(engine_->ledger.find("b", InputKind::kEvent), std::nullopt);
   open(kAll);
-  EXPECT_EQ(engine_->ledger.find("a"), 4);
+  EXPECT_EQ(engine_->ledger.find("a", InputKind::kEvent), 4);
 }
 
 // The second of its inputs is refused.
@@ -340,7 +340,7 @@ TEST_F(LedgerTest, RowsThatNoEngineWrites) {
             "subject 1: entity names an entity that this program does not know: 'toaster'");
   EXPECT_EQ(damage("UPDATE form SET descr = '" + long_text + "'"), "form 1: descr is longer than its field: " + shown);
   EXPECT_EQ(damage("UPDATE form SET oid = '1.2.x'"), "form 1: oid is no object identifier: '1.2.x'");
-  EXPECT_EQ(damage("UPDATE change SET kind = 15"), "change 1: kind is out of range: 15");
+  EXPECT_EQ(damage("UPDATE change SET kind = 17"), "change 1: kind is out of range: 17");
   EXPECT_EQ(damage("DROP TABLE step"), "no such table: step");
   EXPECT_EQ(damage("DELETE FROM event"), "events that shaped what the library remembers are gone");
   EXPECT_EQ(damage("DELETE FROM subject"), "events that shaped what the library remembers are gone");
@@ -399,9 +399,9 @@ class DamagedLedgerTest : public LedgerTest {
 
 TEST_F(DamagedLedgerTest, WhatProvesRightIsCarriedOver) {
   begin_again([&] { sql("DROP TABLE step"); });
-  EXPECT_EQ(engine_->ledger.find("third"), std::optional<Sequence>(3));
-  EXPECT_EQ(engine_->ledger.find("last"), std::optional<Sequence>(7));
-  EXPECT_EQ(engine_->ledger.find("other"), std::nullopt);
+  EXPECT_EQ(engine_->ledger.find("third", InputKind::kEvent), std::optional<Sequence>(3));
+  EXPECT_EQ(engine_->ledger.find("last", InputKind::kEvent), std::optional<Sequence>(7));
+  EXPECT_EQ(engine_->ledger.find("other", InputKind::kEvent), std::nullopt);
   EXPECT_EQ(rows("SELECT slot, seq FROM filter_state"), Rows{"fan 1 3"});
   expect_carried_over(
       before_,
@@ -488,7 +488,7 @@ TEST_F(DamagedLedgerTest, ALedgerThatLostItsEndIsTold) {
                          "lost. Their numbers are not given again. Compare the active faults with the hardware."});
   EXPECT_EQ(engine_->ledger.id(), id_);
   EXPECT_EQ(test::texts_of(engine_->alarms.in_order()), before_);
-  EXPECT_EQ(engine_->ledger.find("lost"), std::nullopt);
+  EXPECT_EQ(engine_->ledger.find("lost", InputKind::kEvent), std::nullopt);
   EXPECT_EQ(engine_->write(raises("U", "u", 395, 1010)), 9);
   EXPECT_EQ(rows("SELECT number FROM change WHERE number > 7"), (Rows{"8", "10"}));
   EXPECT_EQ(begin_again([] {}), Rows{});

@@ -24,7 +24,13 @@ TEST(ChangeText, EachKind) {
   Change milder = change(ChangeKind::kRefreshed, 2);
   milder.before = Severity::kCritical;
   milder.after = Severity::kMinor;
+  Change chattering = change(ChangeKind::kChattering, 1);
+  chattering.raises = 7;
+  Change settled = change(ChangeKind::kSettled, 0);
+  settled.raises = 57;
   const std::pair<Change, const char*> kRows[] = {
+      {chattering, "chattering, 7 raises"},
+      {settled, "settled after 57 raises"},
       {milder, "refreshed, was critical, 2 report it"},
       {change(ChangeKind::kRaised, 1), "raised"},
       {goes_on, "raised, alarm 2 goes on"},

@@ -127,7 +127,7 @@ const Change kRaise{.number = 4,
                     .reporters = 1};
 
 const std::string kRaiseMembers =
-    R"("number":4,"change":"raised","at":"2024-02-01T00:00:00Z","seq":7,"quiet":false,"alarm":"1","fault":4,)"
+    R"("number":4,"change":"raised","at":"2024-02-01T00:00:00Z","seq":7,"quiet":false,"folded":false,"alarm":"1","fault":4,)"
     R"("fault_dn":"sys/a/fault-F0396","before":"minor","after":"major","shown_seq":7,"reporters":1)";
 
 TEST(JsonForms, Change) {
@@ -140,6 +140,28 @@ TEST(JsonForms, Change) {
   EXPECT_NE(merged.find(R"("alarm":"0123456789abcdef0123456789abcdef-1")"), std::string::npos);
   EXPECT_NE(merged.find(R"("merged_into":"0123456789abcdef0123456789abcdef-3"})"), std::string::npos);
   EXPECT_EQ(merged.find("related"), std::string::npos);
+}
+
+TEST(JsonForms, ChangeOfAChatteringFault) {
+  Change change = kRaise;
+  change.kind = ChangeKind::kChattering;
+  change.raises = 7;
+  EXPECT_NE(change_form(change, "").text().find(R"("shown_seq":7,"reporters":1,"raises":7})"), std::string::npos);
+  change.is_folded = true;
+  EXPECT_NE(change_form(change, "").text().find(R"("quiet":false,"folded":true)"), std::string::npos);
+  const Change settled{.number = 9,
+                       .sequence = 8,
+                       .kind = ChangeKind::kSettled,
+                       .at = kRaise.at,
+                       .fault_dn = "sys/a/fault-F0396",
+                       .alarm = 6,
+                       .before = Severity::kMajor,
+                       .other = 4,
+                       .raises = 12};
+  EXPECT_EQ(change_form(settled, "").text(),
+            R"({"number":9,"change":"settled","at":"2024-02-01T00:00:00Z","seq":8,"quiet":false,"folded":false,)"
+            R"("alarm":"6","fault_dn":"sys/a/fault-F0396","before":"major","after":"cleared","reporters":0,)"
+            R"("raises":12,"in_place_of":"4"})");
 }
 
 TEST(JsonForms, Input) {

@@ -248,7 +248,7 @@ TEST(Rfc8632, TheLatestStatusChanges) {
 
 TEST(Rfc8632, OperatorStates) {
   ToldAlarm told = alarm(1, {{fault(1, 395, Severity::kMinor, {1, 0}), texts("slow")}});
-  told.operators = {{kStart + 60, "ack", "ann", "on my way"}, {kStart + 60, "closed", "bob", ""}};
+  told.operators = {{2, kStart + 60, "ack", "ann", "on my way"}, {3, kStart + 60, "closed", "bob", ""}};
   const json alarms = alarms_of({.alarms = {told}, .changed = {}, .tables = {}});
   const json& one = alarms.at("alarm-list").at("alarm").at(0);
   EXPECT_EQ(one.at("last-changed"), "2025-01-01T00:01:00.000001Z");
@@ -282,7 +282,7 @@ TEST(Rfc8632, OperatorStatesEndWithTheAlarm) {
 
   EXPECT_FALSE(
       alarm_of({.alarms = {first, second, third}, .changed = {}, .tables = {}}).contains("operator-state-change"));
-  first.operators = {{kStart + 30, "closed", "ann", ""}};
+  first.operators = {{2, kStart + 30, "closed", "ann", ""}};
   EXPECT_EQ(alarm_of({.alarms = {first}, .changed = {}, .tables = {}}).at("operator-state-change"),
             json::array({closed}));
   const json alarms = alarms_of({.alarms = {first, second, third}, .changed = {}, .tables = {}});
@@ -295,9 +295,21 @@ TEST(Rfc8632, OperatorStatesEndWithTheAlarm) {
             json::array({closed}));
 }
 
+// The clock went back before the alarm was unshelved.
+TEST(Rfc8632, TheLatestOperatorStateIsThatOfTheLatestChange) {
+  ToldAlarm told = alarm(1, {{fault(1, 395, Severity::kMinor, {1, 0}), texts("slow")}});
+  told.operators = {{2, kStart + 7200, "shelved", "ann", ""}, {3, kStart + 60, "un-shelved", "ann", ""}};
+  const json alarms = alarms_of({.alarms = {told}, .changed = {}, .tables = {}});
+  EXPECT_EQ(alarms.at("alarm-list").at("number-of-alarms"), 1);
+  EXPECT_EQ(alarms.at("shelved-alarms").at("number-of-shelved-alarms"), 0);
+  const json& changes = alarms.at("alarm-list").at("alarm").at(0).at("operator-state-change");
+  EXPECT_EQ(changes.at(1).at("state"), "un-shelved");
+  EXPECT_EQ(changes.at(1).at("time"), "2025-01-01T02:00:00.000001Z");
+}
+
 TEST(Rfc8632, ShelvedAlarms) {
   ToldAlarm told = alarm(1, {{fault(1, 395, Severity::kMinor, {1, 0}), texts("slow")}});
-  told.operators = {{kStart + 60, "shelved", "ann", "for 2h"}};
+  told.operators = {{2, kStart + 60, "shelved", "ann", "for 2h"}};
   const json alarms = alarms_of({.alarms = {told}, .changed = {}, .tables = {}});
   EXPECT_EQ(alarms.at("alarm-list").at("number-of-alarms"), 0);
   EXPECT_FALSE(alarms.at("alarm-list").contains("alarm"));
@@ -327,7 +339,7 @@ TEST(Rfc8632, ATypeThatTheCatalogDoesNotKnow) {
 TEST(Rfc8632, TextsOfAnyKind) {
   ToldAlarm told = alarm(1, {{fault(1, 395, Severity::kMinor, {1, 0}), texts("a\x1b[31m\xFF\"\\ ")}});
   told.alarm.dn = "sys/\x07";
-  told.operators = {{kStart, "ack", "\x01", "\n"}};
+  told.operators = {{2, kStart, "ack", "\x01", "\n"}};
   const json one = alarm_of({.alarms = {told}, .changed = {}, .tables = {}});
   EXPECT_EQ(one.at("resource"), "sys/?");
   EXPECT_EQ(one.at("alarm-text"), "a?[31m?\"\\");

@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <exception>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -29,7 +30,8 @@ struct EventAt {
 
 // Begins a ledger, or goes on with one. The engine is a process of its own, since
 // the library's memory lasts as long as its process.
-inline void write_ledger(const std::string& path, const std::vector<EventAt>& events, const Retention& retention = {}) {
+inline void write_ledger(const std::string& path, const std::vector<EventAt>& events, const Retention& retention = {},
+                         const std::optional<ChatteringLimit>& chattering = {}) {
   std::fflush(nullptr);
   const int pid = ::fork();
   if (pid == 0) {
@@ -37,10 +39,11 @@ inline void write_ledger(const std::string& path, const std::vector<EventAt>& ev
       StandardOutput::divert(Others::kDiscarded);
       ManualClock clock(kNewYear + (events.empty() ? 0 : events.front().received));
       Ledger ledger(path, retention, clock.wall());
-      Recorder recorder({}, clock, ledger);
+      Recorder recorder({.chattering = chattering}, clock, ledger);
       recorder.use_tables(read_host_tables(POLAIGA_TABLES_DIR), POLAIGA_TABLES_DIR);
       for (const auto& [received, text] : events) {
         clock.pass(kNewYear + received - clock.wall());
+        recorder.end_what_is_over();
         recorder.record(parse_sensor_event(text));
       }
       recorder.commit();

@@ -39,9 +39,9 @@ struct AlarmFact {
     Moment at = 0;
   };
 
-  // A state that an alarm had since some time.
+  // A state that an alarm had since some change.
   struct StateAt {
-    Moment at = 0;
+    ChangeNumber change = 0;
     OperatorState state = OperatorState::kNone;
   };
 
@@ -58,7 +58,7 @@ struct AlarmFact {
   Moment reported = 0;                 // the latest report; it does not matter when the alarm is over
   std::optional<Moment> acknowledged;  // or closed, for the first time
   OperatorState state = OperatorState::kNone;
-  // After the action that has the latest time; none: no operator acted on the alarm.
+  // After the latest action; none: no operator acted on the alarm.
   std::optional<StateAt> latest_state = {};
   std::optional<CauseStandard> cause = {};  // of its first fault; none: the cause is unknown
   std::vector<Raise> raises;

@@ -153,12 +153,15 @@ bool is_sure(const OperatorOptions& options, const Verb& verb, const std::vector
 }
 
 // Alarms that end after they were counted here are missed yet.
-Status acknowledge_missed(const OperatorOptions& options, ActionRequestLine request, StandardOutput& output) {
+Status acknowledge_missed(const OperatorOptions& options, StandardOutput& output) {
   const MissedCount missed = LedgerReader(options.ledger).count_missed();
   const std::string alarms = plural(missed.alarms, "missed alarm") + ".\n";
   if (options.dry_run) {
     output.write("Would acknowledge " + alarms);
-  } else if (request.through(missed.through).send(options.control).is_new) {
+  } else if (ActionRequestLine(ActionKind::kAcknowledgeMissed, options.text)
+                 .through(missed.through)
+                 .send(options.control)
+                 .is_new) {
     output.write("Acknowledged " + alarms);
   } else {
     output.write(kDoneBefore);
@@ -173,7 +176,7 @@ Status act(const OperatorOptions& options, const Verb& verb, StandardOutput& out
     if (!options.names.empty() || options.selection.is_given()) {
       throw UsageError("--missed is about all alarms that were missed; it is typed without names and other choices");
     }
-    return acknowledge_missed(options, std::move(request), output);
+    return acknowledge_missed(options, output);
   }
   LedgerReader reader(options.ledger);
   const std::vector<ActiveRow> alarms = chosen_alarms(options, verb.kind, reader);

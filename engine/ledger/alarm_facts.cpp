@@ -126,7 +126,7 @@ class AlarmFacts {
       if (is_seen && !fact.acknowledged) fact.acknowledged = action.at;
       if (action.kind == ChangeKind::kOutOfService || action.kind == ChangeKind::kBackInService) continue;
       apply(standing, action);
-      if (!fact.latest_state || action.at >= fact.latest_state->at) fact.latest_state = {action.at, standing.state()};
+      fact.latest_state = {action.number, standing.state()};
     }
   }
 

@@ -396,9 +396,9 @@ bool RaisesAgain::add(ChangeNumber alarm, const std::optional<ChangeNumber>& end
 void AlarmSumming::add(const AlarmFact& fact) {
   Same& same = alarms_[{printable(fact.dn), {alarm_identity(fact.cause), types_.qualifier_of(fact.code)}}];
   const auto enter = [&same](const AlarmFact::StateAt& state) {
-    if (state.at >= same.state.at) same.state = state;
+    if (state.change >= same.state.change) same.state = state;
   };
-  if (same.raises.add(fact.number, fact.ended ? std::optional(fact.ended_by) : std::nullopt)) enter({fact.created});
+  if (same.raises.add(fact.number, fact.ended ? std::optional(fact.ended_by) : std::nullopt)) enter({fact.number});
   if (fact.latest_state) enter(*fact.latest_state);
   if (!fact.is_merged) add_severity(same, fact);  // else its fault goes on in another one of these
 }

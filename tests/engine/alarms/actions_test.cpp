@@ -101,6 +101,33 @@ TEST_F(ActionsTest, AnEscalationAsksForANewAcknowledgementIfThatIsWanted) {
   EXPECT_EQ(state_of(kFan), OperatorState::kAcknowledged);
 }
 
+// Closing is an answer, too. An alarm also gets worse by a merge, and when its fault is reported with another severity.
+TEST_F(ActionsTest, WhoeverGetsWorseIsToBeAnsweredAgain) {
+  alarms_.renew_acknowledgements();
+  raise(kFan);
+  act(ActionKind::kAcknowledge, {1});
+  act(ActionKind::kClose, {1});
+  EXPECT_EQ(raise(kFan, 396, 395), (Texts{"4 superseded alarm 1", "5 raised alarm 1", "6 unacknowledged alarm 1"}));
+  EXPECT_EQ(state_of(kFan, 396), OperatorState::kNone);
+
+  Alarms merged;
+  merged.renew_acknowledgements();
+  std::vector<Change> changes;
+  const Reporter one{nullptr, "one", 0};
+  const Reporter two{nullptr, "two", 0};
+  const fe_fault_record minor = make_record({.dn = kFan, .code = 395});
+  const fe_fault_record major = make_record({.dn = kFan, .code = 396, .clear_code = 395});
+  merged.apply(minor, one, 1, kAt, changes);
+  merged.apply(major, two, 2, kAt, changes);
+  merged.act({.kind = ActionKind::kAcknowledge, .alarms = {1, 2}}, 3, kAt, changes);
+  EXPECT_EQ(merged.find(fault_dn(kFan, 396))->standing.state(), OperatorState::kAcknowledged);
+  changes.clear();
+  merged.apply(major, one, 4, kAt, changes);
+  EXPECT_EQ(told(changes),
+            (Texts{"5 superseded alarm 1", "6 merged alarm 2", "7 refreshed alarm 1", "8 unacknowledged alarm 1"}));
+  EXPECT_EQ(merged.find(fault_dn(kFan, 396))->standing.state(), OperatorState::kNone);
+}
+
 TEST_F(ActionsTest, WhatTheStatesAre) {
   raise(kFan);
   act(ActionKind::kAcknowledge, {1});
@@ -207,8 +234,56 @@ TEST_F(ActionsTest, AShelfWhoseAlarmIsOverEndsNothing) {
   EXPECT_EQ(alarms_.next_end(), std::nullopt);
 }
 
-// Two alarms that become one: the older goes on, with its own state.
-TEST_F(ActionsTest, AMergedAlarmLeavesItsStateBehind) {
+// Two alarms that become one: the older goes on. It is silenced and answered only if the other one is, too.
+TEST_F(ActionsTest, AMergedAlarmGoesOnWithWhatBothHave) {
+  struct Case {
+    std::vector<ActionKind> of_older;
+    std::vector<ActionKind> of_other;
+    Texts changes;  // between the merge and the refresh
+    OperatorState state;
+  };
+  constexpr auto kAck = ActionKind::kAcknowledge;
+  constexpr auto kClose = ActionKind::kClose;
+  constexpr auto kShelve = ActionKind::kShelve;
+  const Case cases[] = {
+      {{}, {kAck}, {}, OperatorState::kNone},
+      {{kAck}, {}, {"unacknowledged"}, OperatorState::kNone},
+      {{kClose}, {}, {"unacknowledged"}, OperatorState::kNone},
+      {{kAck}, {kAck}, {}, OperatorState::kAcknowledged},
+      {{kClose}, {kAck}, {}, OperatorState::kClosed},
+      {{kShelve}, {}, {"unshelved"}, OperatorState::kUnshelved},
+      {{kShelve}, {kAck}, {"unshelved"}, OperatorState::kUnshelved},
+      {{kShelve}, {kShelve}, {}, OperatorState::kShelved},
+      {{kAck, kShelve}, {kShelve}, {"unacknowledged"}, OperatorState::kShelved},
+      {{kAck, kShelve}, {}, {"unshelved", "unacknowledged"}, OperatorState::kUnshelved},
+  };
+  for (const Case& c : cases) {
+    Alarms alarms;
+    std::vector<Change> changes;
+    const Reporter one{nullptr, "one", 0};
+    const Reporter two{nullptr, "two", 0};
+    alarms.apply(make_record({.dn = kFan, .code = 395}), one, 1, kAt, changes);
+    alarms.apply(make_record({.dn = kFan, .code = 396}), two, 2, kAt, changes);
+    for (const auto& [alarm, kinds] :
+         {std::pair(ChangeNumber{1}, c.of_older), std::pair(ChangeNumber{2}, c.of_other)}) {
+      for (const ActionKind kind : kinds) {
+        alarms.act({.kind = kind, .alarms = {alarm}, .until = kAt + 60, .until_age = 60}, 3, kAt, changes);
+      }
+    }
+    changes.clear();
+    alarms.apply(make_record({.dn = kFan, .code = 396, .clear_code = 395}), one, 5, kAt, changes);
+    Texts between;
+    for (const Change& change : changes) {
+      EXPECT_EQ(change.alarm, change.kind == ChangeKind::kMerged ? 2 : 1);
+      if (is_of_operators(change.kind)) between.emplace_back(change_word(change.kind));
+    }
+    EXPECT_EQ(changes.back().kind, ChangeKind::kRefreshed);
+    EXPECT_EQ(between, c.changes);
+    EXPECT_EQ(alarms.find(fault_dn(kFan, 396))->standing.state(), c.state);
+  }
+}
+
+TEST_F(ActionsTest, AMergedAlarmIsToldOfAgainWhenItsShelfEnds) {
   std::vector<Change> changes;
   const Reporter one{nullptr, "one", 0};
   const Reporter two{nullptr, "two", 0};
@@ -218,8 +293,9 @@ TEST_F(ActionsTest, AMergedAlarmLeavesItsStateBehind) {
   act(ActionKind::kShelve, {1}, 60);
   changes.clear();
   alarms_.apply(make_record({.dn = kFan, .code = 396, .clear_code = 395}), one, 5, kAt, changes);
-  EXPECT_EQ(told(changes), (Texts{"5 superseded alarm 1 quiet", "6 merged alarm 2", "7 refreshed alarm 1 quiet"}));
-  EXPECT_EQ(state_of(kFan, 396), OperatorState::kShelved);
+  EXPECT_EQ(told(changes),
+            (Texts{"5 superseded alarm 1 quiet", "6 merged alarm 2", "7 unshelved alarm 1", "8 refreshed alarm 1"}));
+  EXPECT_EQ(state_of(kFan, 396), OperatorState::kUnshelved);
 }
 
 TEST_F(ActionsTest, TakesUpWhatAnEarlierRunLeft) {

@@ -188,10 +188,16 @@ TEST_F(OperatorCommands, ADryRunOnlyLists) {
 TEST_F(OperatorCommands, WhatComesAgainUnderItsIdIsDoneOnce) {
   const std::string again = "This was done before, under the same id.\n";
   expect_answer("comment 1 --comment first --id t-1", "Commented on 1 alarm.\n");
-  expect_answer("comment 1 --comment second --id t-1", again);
+  expect_answer("comment 1 --comment first --id t-1", again);
+  // The same id for something else would pass for done.
+  const std::string other =
+      "The id 't-1' belongs to input 6, which was another action: comment, 'first'. Choose another id";
+  expect_refusal("comment 1 --comment second --id t-1", other);
+  expect_refusal("shelve 1 --for 1h --comment first --id t-1", other);
   expect_answer("comment 1 --comment third --id t-2", "Commented on 1 alarm.\n");
   EXPECT_EQ(RunTest::ask("SELECT comment FROM action ORDER BY seq"), (Words{"first", "third"}));
-  expect_answer("maintain sys/a --for 1h --comment x --id t-3", "sys/a is out of service.\n");
+  expect_answer("maintain sys/a --for 1h --comment x --id t-3",
+                "sys/a is out of service; 0 active alarms are silenced.\n");
   expect_answer("maintain sys/a --for 1h --comment x --id t-3", again);
   EXPECT_EQ(count("action"), 3);
 }
@@ -384,7 +390,8 @@ TEST_F(OperatorCommands, ActiveShowsTheStateAndCountsWhatIsSilenced) {
   got = ask("active");
   EXPECT_FALSE(contains(got.out, fan(2))) << got.out;
   EXPECT_TRUE(got.out.ends_with("\nSilenced: 1 shelved. --shelved lists them.\n")) << got.out;
-  expect_answer("maintain " + fan(3) + " --for 1h --comment noise", fan(3) + " is out of service.\n");
+  expect_answer("maintain " + fan(3) + " --for 1h --comment noise",
+                fan(3) + " is out of service; 1 active alarm is silenced.\n");
   got = ask("active");
   EXPECT_FALSE(contains(got.out, fan(3))) << got.out;
   EXPECT_TRUE(got.out.ends_with("\nSilenced: 1 shelved, 1 out of service. --shelved lists them.\n")) << got.out;
@@ -412,7 +419,7 @@ TEST_F(OperatorCommands, ActiveShowsTheStateAndCountsWhatIsSilenced) {
 TEST_F(OperatorCommands, ActiveAsJson) {
   expect_answer("ack 1 --comment 'spare part ordered'", "Acknowledged 1 alarm.\n");
   expect_answer("maintain sys/rack-unit-1/fan-module-1-3 --for 1h --comment x",
-                "sys/rack-unit-1/fan-module-1-3 is out of service.\n");
+                "sys/rack-unit-1/fan-module-1-3 is out of service; 1 active alarm is silenced.\n");
   const auto found = rows("active --all");
   ASSERT_EQ(found.size(), 3U);
   EXPECT_EQ(found[0].at("operator_state"), "acknowledged");
@@ -479,8 +486,10 @@ TEST_F(OperatorCommands, WhatWasActiveAtATimeHasTheStateOfThatTime) {
 
 TEST_F(OperatorCommands, TailTellsWhoDidWhat) {
   expect_answer("ack 1 --comment 'spare part ordered'", "Acknowledged 1 alarm.\n");
-  expect_answer("maintain " + fan(3) + " --for 1h --comment noise", fan(3) + " is out of service.\n");
-  expect_answer("maintain --end " + fan(3), fan(3) + " is back in service.\n");
+  expect_answer("maintain " + fan(3) + " --for 1h --comment noise",
+                fan(3) + " is out of service; 1 active alarm is silenced.\n");
+  expect_answer("maintain --end " + fan(3),
+                fan(3) + " is back in service; 1 active alarm is no longer silenced by it.\n");
   const Ended got = ask("tail --no-follow --after 5");
   std::istringstream lines(got.out);
   Words told;
@@ -524,7 +533,8 @@ TEST_F(OperatorCommands, WhatCameAndWentWhileNobodyLooked) {
 
   // One that somebody acknowledged, or silenced before it was raised, is not missed.
   expect_answer("ack 1", "Acknowledged 1 alarm.\n");
-  expect_answer("maintain " + fan(5) + " --for 1h --comment x", fan(5) + " is out of service.\n");
+  expect_answer("maintain " + fan(5) + " --for 1h --comment x",
+                fan(5) + " is out of service; 0 active alarms are silenced.\n");
   send(slow(5));
   send(well(5));
   send(well(1));
@@ -551,7 +561,8 @@ TEST_F(OperatorCommands, WhatCameAndWentWhileNobodyLooked) {
 TEST_F(OperatorCommands, ObjectsGoOutOfServiceWithAllBelowThem) {
   const std::string module = "sys/rack-unit-1/fan-module-1-1";
   expect_answer("maintenance", "No object is out of service.\n");
-  expect_answer("maintain " + module + "/ --for 4h --comment 'fan is replaced'", module + "/ is out of service.\n");
+  expect_answer("maintain " + module + "/ --for 4h --comment 'fan is replaced'",
+                module + "/ is out of service; 1 active alarm is silenced.\n");
   Ended got = ask("maintenance");
   EXPECT_TRUE(got.out.starts_with("SINCE                 UNTIL                 PERSON")) << got.out;
   EXPECT_TRUE(contains(got.out, "Z  " + person() + " ")) << got.out;
@@ -565,7 +576,8 @@ TEST_F(OperatorCommands, ObjectsGoOutOfServiceWithAllBelowThem) {
                 *parse_moment(objects[0].at("since").get<std::string>()),
             4 * kHour);
   EXPECT_EQ(states(""), (Words{"2 none", "3 none"}));
-  expect_answer("maintain --end " + module, module + " is back in service.\n");
+  expect_answer("maintain --end " + module,
+                module + " is back in service; 1 active alarm is no longer silenced by it.\n");
   EXPECT_EQ(states(""), (Words{"1 none", "2 none", "3 none"}));
   expect_answer("maintenance", "No object is out of service.\n");
 }

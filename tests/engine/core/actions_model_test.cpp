@@ -58,6 +58,16 @@ struct Model {
   }
   bool is_silenced(const Known& alarm) const { return alarm.shelf || is_out_of_service(alarm.fault_dn); }
 
+  // The alarm that goes on is silenced or answered only if the one that ended was, too.
+  static void join(Known& goes_on, const Known& ended, const std::string& fault_dn) {
+    goes_on.fault_dn = fault_dn;
+    if (goes_on.shelf && !ended.shelf) {
+      goes_on.shelf.reset();
+      goes_on.was_unshelved = true;
+    }
+    if (!ended.acknowledged && !ended.closed) goes_on.acknowledged = goes_on.closed = false;
+  }
+
   // Follows a change of a fault; answers whether outputs may be quiet about it.
   bool follow(const Change& change) {
     Known& alarm = alarms[change.alarm];
@@ -68,6 +78,7 @@ struct Model {
       quiet = !alarm.was_told;
       const bool is_missed = alarm.was_told && !alarm.acknowledged && !alarm.closed && !alarm.shelf;
       if (is_missed && change.kind != ChangeKind::kMerged) missed.push_back(change.alarm);
+      if (change.kind == ChangeKind::kMerged) join(alarms[change.other], alarm, change.fault_dn);
       alarms.erase(change.alarm);
     } else if (!quiet) {
       alarm.was_told = true;
@@ -156,6 +167,7 @@ class ActionsModelTest : public ::testing::Test {
       want = kind == ActionKind::kMaintain ? maintain(action.dn, action.lasts) : end_maintenance(action.dn);
     } else if (kind == ActionKind::kAcknowledgeMissed) {
       model_.missed.clear();
+      action.through = recorder_->alarms().last_change();
     } else {
       action.alarms = some_alarms();
       if (action.alarms.empty()) {

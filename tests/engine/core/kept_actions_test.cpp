@@ -110,6 +110,51 @@ TEST_F(KeptActionsTest, TheyGoWithTheirAlarm) {
   EXPECT_EQ(count("action"), 0);
 }
 
+// One input then takes more room than retention keeps free.
+TEST_F(KeptActionsTest, AnActionOnManyAlarmsIsWrittenThoughTheLedgerIsFull) {
+#ifdef POLAIGA_SHORT_WALK
+  constexpr int kAlarms = 800;
+  constexpr int kChurn = 3000;
+  start({.events = 0, .days = 0, .bytes = 1'500'000});
+#else
+  constexpr int kAlarms = 2500;
+  constexpr int kChurn = 12'000;
+  start({.events = 0, .days = 0, .bytes = 4'194'304});
+#endif
+  const auto commit_if_full = [this] {
+    if (recorder_->batch().inputs.size() >= 400) write();
+  };
+  for (int unit = 1; unit <= kAlarms; ++unit) {
+    recorder_->record(parse_sensor_event(R"({"entity":"mem","sensor":"DIMM","offset":66,"state":1,"instance":)" +
+                                         std::to_string(unit) + "}"));
+    commit_if_full();
+  }
+  OperatorAction action{.kind = ActionKind::kComment, .person = "anna", .comment = "seen"};
+  for (const ActiveFault* fault : recorder_->alarms().in_order()) action.alarms.push_back(fault->alarm);
+  ASSERT_EQ(action.alarms.size(), static_cast<std::size_t>(kAlarms));
+  const auto churn = [&] {
+    for (int i = 0; i < kChurn; ++i) {
+      event(2, 1 - i % 2);
+      commit_if_full();
+    }
+    write();
+  };
+  churn();
+  OperatorAction shelve = action;
+  shelve.kind = ActionKind::kShelve;
+  shelve.lasts = 10;
+  for (const OperatorAction& one : {action, shelve}) {
+    recorder_->act(OperatorAction(one));
+    write();
+  }
+  churn();
+  clock_.pass(20);
+  EXPECT_TRUE(recorder_->end_what_is_over());
+  write();
+  EXPECT_EQ(count("alarm_action"), 3 * kAlarms);
+  EXPECT_TRUE(verify_ledger(path_).findings.empty());
+}
+
 TEST_F(KeptActionsTest, ObjectsStayOutOfServiceThroughRetention) {
   start({.events = 50, .days = 0, .bytes = 0});
   act(ActionKind::kMaintain, 0, "new supply", 3600);

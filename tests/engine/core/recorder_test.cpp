@@ -109,6 +109,20 @@ TEST_F(RecorderTest, ABatchIsFullAtItsLimit) {
   EXPECT_EQ(recorder.record(slow(3)).sequence, 3);
 }
 
+// An action may make a change of every active alarm.
+TEST_F(RecorderTest, ABatchIsFullOfChangesToo) {
+  Recorder recorder({.most_changes_in_batch = 5}, clock_);
+  for (int fan = 1; fan <= 2; ++fan) recorder.record(slow(fan));
+  EXPECT_FALSE(recorder.is_full());
+  const OperatorAction comment{.kind = ActionKind::kComment, .comment = "x", .alarms = {1, 2}};
+  recorder.act(OperatorAction(comment));
+  EXPECT_FALSE(recorder.is_full());
+  recorder.act(OperatorAction(comment));
+  EXPECT_TRUE(recorder.is_full());
+  recorder.commit();
+  EXPECT_FALSE(recorder.is_full());
+}
+
 TEST_F(RecorderTest, AnIdIsTakenOnceInABatchAndLater) {
   Ledger ledger(dir_.file("ledger.db"), {}, kToday);
   const auto kept = on(ledger);

@@ -55,7 +55,10 @@ TEST(ControlRequest, WhenAShelfEnds) {
 
 TEST(ControlRequest, OtherActions) {
   EXPECT_EQ(action_in(R"({"do":"end_maintenance","dn":"sys"})").dn, "sys");
-  EXPECT_EQ(action_in(R"({"do":"acknowledge_missed"})").kind, ActionKind::kAcknowledgeMissed);
+  EXPECT_EQ(action_in(R"({"do":"acknowledge_missed","through":0})").kind, ActionKind::kAcknowledgeMissed);
+  EXPECT_EQ(action_in(R"({"do":"acknowledge_missed","through":17})").through, 17);
+  EXPECT_FALSE(action_in(R"({"do":"acknowledge","alarms":"1","selection":false})").is_selection);
+  EXPECT_TRUE(action_in(R"({"do":"acknowledge","alarms":"1","selection":true})").is_selection);
   EXPECT_EQ(action_in(R"({"do":"close","alarms":"1","comment":")" + std::string(1024, 'x') + "\"}").comment->size(),
             1024U);
 }
@@ -125,6 +128,13 @@ INSTANTIATE_TEST_SUITE_P(
         Bad{R"({"do":"acknowledge","alarms":"1,+-1"})", kList},
         Bad{R"({"do":"acknowledge","alarms":"99999999999999999999"})", kList},
         Bad{R"({"do":"acknowledge","alarms":"9223372036854775807,+1"})", kList},
+        Bad{R"({"do":"acknowledge_missed"})", "The request has no member 'through'"},
+        Bad{R"({"do":"acknowledge_missed","through":-1})", "The member 'through' must be the number of a change, or 0"},
+        Bad{R"({"do":"acknowledge","alarms":"1","selection":1})", "The member 'selection' must be true or false"},
+        Bad{R"({"do":"end_maintenance","dn":"sys//x"})",
+            "The member 'dn' must be the DN of an object, as in 'sys/rack-unit-1/psu-1'"},
+        Bad{R"({"do":"end_maintenance","dn":"sys/x "})",
+            "The member 'dn' must be the DN of an object, as in 'sys/rack-unit-1/psu-1'"},
         Bad{R"({"do":"acknowledge","alarms":"1","dn":"sys"})", "The member 'dn' is not known in this request"},
         Bad{R"({"do":"acknowledge","alarms":"1","for":1})", "The member 'for' is not known in this request"},
         Bad{R"({"do":"acknowledge","alarms":"1","comment":""})", "The member 'comment' is empty"},

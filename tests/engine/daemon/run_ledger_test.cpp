@@ -278,7 +278,7 @@ TEST_F(FullDiskTest, GoesOnByItselfWhenThereIsSpace) {
   for (int i = pending; i <= sent_; ++i) ASSERT_EQ(client.answer(), taken(i));
   EXPECT_EQ(other.answers(2), Answers({R"({"error":"not an object"})", known(pending)}));
   EXPECT_TRUE(engine.has_complained("The ledger can be written again.\n"));
-  EXPECT_NE(manager_.next("STATUS=1 active fault, " + std::to_string(sent_) + " events, 1 bad line"), "");
+  EXPECT_NE(manager_.next("STATUS=1 active fault, " + std::to_string(sent_) + " inputs, 1 bad line"), "");
   EXPECT_EQ(stop(engine, SIGTERM).status, 0);
   expect_events(sent_);
 }

@@ -201,7 +201,7 @@ TEST_F(RunMessagesTest, AServiceManagerThatDoesNotListenDoesNotStopTheEngine) {
     client.send(slow());
     ASSERT_EQ(client.answer(), taken(i));
   }
-  EXPECT_NE(manager.next("STATUS=", " 2000 events"), "");
+  EXPECT_NE(manager.next("STATUS=", " 2000 inputs"), "");
   EXPECT_EQ(stop(engine, SIGTERM).status, 0);
   EXPECT_NE(manager.next("STOPPING=1"), "");
 }

@@ -37,7 +37,7 @@ TEST_F(RunServiceTest, TheLastStatusIsToldEvenIfNothingElseHappens) {
     client.send(slow(i));
     ASSERT_EQ(client.answer(), taken(i));
   }
-  EXPECT_NE(manager_.next("STATUS=", " 200 events"), "");
+  EXPECT_NE(manager_.next("STATUS=", " 200 inputs"), "");
   // Not each of them, but one a second.
   const auto seconds = std::chrono::ceil<std::chrono::seconds>(std::chrono::steady_clock::now() - begin).count();
   EXPECT_LE(manager_.told().size(), 1 + static_cast<std::size_t>(seconds));

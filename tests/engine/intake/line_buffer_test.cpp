@@ -87,6 +87,32 @@ TEST_F(LineBufferTest, LongLines) {
   }
 }
 
+TEST(LongerLines, TakeMemoryAsTheyCome) {
+  LineBuffer lines(3 * LineBuffer::kLongestLine);
+  for (const std::size_t size : {std::size_t{10}, 3 * LineBuffer::kLongestLine, 3 * LineBuffer::kLongestLine + 1}) {
+    const std::string sent = std::string(size, 'x') + "\nnext\n";
+    std::string_view line;
+    auto found = LineBuffer::Result::kNone;
+    for (std::size_t at = 0; at < sent.size(); found = lines.next(line)) {
+      ASSERT_EQ(found, LineBuffer::Result::kNone);
+      const std::span<char> room = lines.room();
+      ASSERT_FALSE(room.empty());
+      const std::size_t part = std::min(room.size(), sent.size() - at);
+      std::copy_n(sent.data() + at, part, room.data());
+      lines.added(part);
+      at += part;
+    }
+    if (size > 3 * LineBuffer::kLongestLine) {
+      EXPECT_EQ(found, LineBuffer::Result::kTooLong);
+    } else {
+      ASSERT_EQ(found, LineBuffer::Result::kLine);
+      EXPECT_EQ(line, std::string(size, 'x'));
+    }
+    EXPECT_EQ(lines.next(line), LineBuffer::Result::kLine);
+    EXPECT_EQ(line, "next");
+  }
+}
+
 TEST_F(LineBufferTest, ALongRest) {
   const std::string most(kLongest, 'x');
   lines_of(most, kLongest);

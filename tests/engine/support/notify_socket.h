@@ -45,10 +45,10 @@ class NotifySocket {
     return told_.emplace_back(buffer.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
   }
 
-  // The next that begins so and holds a text, those between passed over.
+  // The next that begins so and holds a text, those between passed over; "" when it has not come within kPatience.
   std::string next(std::string_view begin, std::string_view text = "") {
-    for (;;) {
-      const std::string message = next();
+    for (const auto end = std::chrono::steady_clock::now() + kPatience;;) {
+      const std::string message = std::chrono::steady_clock::now() < end ? next() : "";
       if (message.empty() || (message.starts_with(begin) && message.find(text) != std::string::npos)) return message;
     }
   }

@@ -222,7 +222,7 @@ class Bench {
   void million_events() {
     constexpr double kMilliseconds = 1000;
     const std::string file = place_.file("million.db");
-    const std::string engine = "run --keep-events 0 --keep-bytes 0 --ledger " + file;
+    const std::string engine = "run --chattering 0 --keep-events 0 --keep-bytes 0 --ledger " + file;
     run_program(engine, log_of(1'000'000, "million.jsonl"));
     note("bytes of the ledger for an event", static_cast<double>(std::filesystem::file_size(file)) / 1e6);
     forget_pages(file);

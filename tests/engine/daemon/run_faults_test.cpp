@@ -187,8 +187,8 @@ class NoMemoryTest : public RunFaultsTest, public ::testing::WithParamInterface<
 };
 
 #ifdef POLAIGA_SHORT_WALK
-constexpr int kStepAtStart = 633;
-constexpr int kStepAtService = 71;
+constexpr int kStepAtStart = 1055;
+constexpr int kStepAtService = 113;
 #else
 constexpr int kStepAtStart = 211;
 constexpr int kStepAtService = 23;

@@ -30,6 +30,8 @@ std::string written(const ActionRequest& request) {
   std::string alarms;
   for (const ChangeNumber alarm : action.alarms) alarms += (alarms.empty() ? "" : ",") + std::to_string(alarm);
   if (!alarms.empty()) text["alarms"] = alarms;
+  if (action.is_selection) text["selection"] = true;
+  if (action.kind == ActionKind::kAcknowledgeMissed) text["through"] = action.through;
   if (!action.dn.empty()) text["dn"] = action.dn;
   if (action.comment) text["comment"] = *action.comment;
   if (action.id) text["id"] = *action.id;
@@ -59,6 +61,8 @@ void check_request(const ActionRequest& request) {
   check(std::ranges::is_sorted(action.alarms), "alarms ascend");
   check(std::ranges::adjacent_find(action.alarms) == action.alarms.end(), "each alarm comes once");
   check(action.alarms.empty() || action.alarms.front() > 0, "an alarm has a positive number");
+  check(action.through >= 0, "a change has no negative number");
+  check(action.kind != ActionKind::kSettle, "only the engine itself says that a fault has settled");
   check(is_about_object(action.kind) != action.dn.empty(),
         "an action about an object has its DN, and no other has one");
   check(!action.comment || (action.comment->size() <= kMostCommentBytes && is_printable(*action.comment)),

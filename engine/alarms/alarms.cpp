@@ -392,8 +392,9 @@ std::vector<ActiveFault*> Alarms::alarms_of(const OperatorAction& action) {
     }
     found.push_back(alarm->second);
   }
-  if (found.empty())
+  if (found.empty()) {
     throw ActionRefused("None of the selected alarms is active any more, or the action is done already");
+  }
   return found;
 }
 

@@ -32,7 +32,7 @@ std::string missed_text(const std::vector<StoredAlarm>& alarms, Room room) {
   constexpr std::size_t kObject = 5;
   constexpr std::size_t kName = 6;
   return aligned(rows, {.room = room, .giving_way = {{kName, 12}, {kObject, 24, true}, {kEnded, 0}, {kName, 4}}}) +
-         "\nWho has seen them says so with: polaiga ack --missed\n";
+         "\nWhen you have seen them, type: polaiga ack --missed\n";
 }
 
 Status missed(const MissedOptions& options, StandardOutput& output) {
@@ -40,7 +40,7 @@ Status missed(const MissedOptions& options, StandardOutput& output) {
   const auto alarms = reader.missed(options.limit);
   if (options.json) {
     const std::string ledger_id = reader.ledger_id();
-    for (const StoredAlarm& alarm : alarms) output.write(alarm_form(alarm, ledger_id).line());
+    for (const StoredAlarm& alarm : alarms) output.write(alarm_form(alarm, ledger_id, reader.profile()).line());
   } else {
     output.write(missed_text(alarms, output.width()));
   }

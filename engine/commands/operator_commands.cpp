@@ -208,8 +208,14 @@ Command operator_command(CLI::App& program, const Verb& verb) {
   CLI::App* const app = program.add_subcommand(verb.name, verb.help);
   app->footer(std::string("Example:\n  ") + verb.example +
               "\n\nThe alarms are named, by the DNs of their faults or by their ids, or selected by options as of\n"
-              "`polaiga active`. All of them are changed, or none is. At a terminal you are asked before more\n"
-              "than one alarm is changed. The ledger keeps who did it, when and why.\n\n"
+              "`polaiga active`. All of them are changed, or none is. " +
+              (verb.kind == ActionKind::kClose
+                   ? "At a terminal you are always asked before\n"
+                     "an alarm is closed. Where there is no terminal, as in a script, closing needs --yes. The\n"
+                     "ledger keeps who did it, when and why."
+                   : "At a terminal you are asked before more\n"
+                     "than one alarm is changed. The ledger keeps who did it, when and why.") +
+              "\n\n"
               "Exit status: 0 when it was done, 1 when damaged rows were left out, 2 when it was refused or\n"
               "the engine cannot be reached.");
   add_ledger_option(*app, options->ledger);

@@ -60,7 +60,7 @@ void add_retention_options(CLI::App& command, Retention& retention) {
   add_value_option(
       command,
       {"--keep-bytes", "SIZE",
-       "How large the ledger's file and its log may be together, as 8MiB; 0 sets no limit (default 64MiB)"},
+       "How large the ledger's file and its log may be together, such as 8MiB; 0 sets no limit (default 64MiB)"},
       {"a size from 0 to 1PiB, with KiB, MiB, GiB or TiB behind the number", "64MiB"},
       [&retention](const std::string& text) {
         const auto bytes = parse_quantity(text, kSizeUnits);
@@ -99,7 +99,7 @@ Command run_command(CLI::App& program) {
                      options->gateway = find_user(name);
                      return options->gateway.has_value();
                    });
-  add_switch(*app, "--renew-acknowledgements", "An alarm that gets worse is to be acknowledged again",
+  add_switch(*app, "--renew-acknowledgements", "Take an acknowledgement back when the alarm gets worse",
              options->renew_acknowledgements);
   add_chattering_option(*app, options->chattering);
   add_platform_option(*app, options->platform);

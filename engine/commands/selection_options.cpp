@@ -103,7 +103,7 @@ void add_alarm_selection_options(CLI::App& command, AlarmSelection& selection) {
              selection.unacknowledged);
   add_switch(command, "--shelved", "Only alarms that are silenced: shelved, or of objects out of service",
              selection.silenced);
-  add_switch(command, "--all", "Alarms that are silenced, too", selection.all);
+  add_switch(command, "--all", "Include silenced alarms", selection.all);
 }
 
 }  // namespace polaiga::engine

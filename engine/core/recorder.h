@@ -38,7 +38,7 @@ class Recorder {
     std::size_t most_reports = Alarms::kMostReports;  // see Alarms
     std::size_t most_in_batch = 4096;
     std::size_t most_changes_in_batch = 20'000;      // an action may make as many in one input; then it is the last one
-    bool renew_acknowledgements = false;             // an alarm that gets worse is to be acknowledged again
+    bool renew_acknowledgements = false;             // take an acknowledgement back when the alarm gets worse
     std::optional<ChatteringLimit> chattering = {};  // when a fault is chattering; nothing: none is
   };
 

@@ -20,7 +20,8 @@ namespace {
 
 using nlohmann::json;
 
-constexpr std::size_t kLongestName = 32;
+constexpr std::size_t kLongestName = 32;  // of a publisher
+constexpr std::size_t kLongestLedgerId = 32;
 constexpr std::size_t kLongestPerson = 64;
 
 // A member of a request. Other values have no use in any request.
@@ -248,7 +249,7 @@ ActionRequest action_of(const Request& request, ActionKind kind) {
   action.id = optional_text(request, "id", kLongestId);
   action.comment = optional_text(request, "comment", kMostCommentBytes);
   action.on_behalf_of = optional_text(request, "on_behalf_of", kLongestPerson);
-  found.ledger_id = optional_text(request, "ledger_id", kLongestName);
+  found.ledger_id = optional_text(request, "ledger_id", kLongestLedgerId);
   const bool wants_comment = kind == ActionKind::kClose || kind == ActionKind::kShelve ||
                              kind == ActionKind::kComment || kind == ActionKind::kMaintain;
   if (wants_comment && !action.comment) {

@@ -23,7 +23,7 @@ struct RunOptions {
   std::string control;                  // path; empty: there is no control socket
   std::optional<gid_t> control_group;   // who may connect to the control socket beside the engine's own group
   std::optional<uid_t> gateway;         // the user who may act on behalf of others
-  bool renew_acknowledgements = false;  // an alarm that gets worse is to be acknowledged again
+  bool renew_acknowledgements = false;  // take an acknowledgement back when the alarm gets worse
   std::optional<ChatteringLimit> chattering = ChatteringLimit{};  // when a fault is chattering; nothing: none is
   std::string tables;                                             // directory; empty: the program's own
   std::int32_t platform = 0;

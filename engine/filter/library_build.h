@@ -7,7 +7,7 @@ namespace polaiga::engine {
 
 struct LibraryBuild {
   std::string build_id;  // of its ELF note NT_GNU_BUILD_ID, in hexadecimal digits; empty: it has none
-  std::string version;   // of its file's name, as 1.0.0; empty: the name has none
+  std::string version;   // of its file's name, such as 1.0.0; empty: the name has none
   bool operator==(const LibraryBuild&) const = default;
 };
 

@@ -201,7 +201,7 @@ std::optional<Moment> read_time(const Cell& cell) {
       time = number * unit->seconds;
     }
   }
-  if (!time) cell.reject(in_quotes(cell.text) + " is neither - nor a time up to 365d, with s, m, h or d, as 4h");
+  if (!time) cell.reject(in_quotes(cell.text) + " is neither - nor a time up to 365d, with s, m, h or d, such as 4h");
   return time;
 }
 
@@ -227,8 +227,9 @@ AlarmProfile::AlarmProfile(std::string text, const std::string& file) : text_(st
                        .advice = read_words(cells[6])};
     const auto wide = std::ranges::find_if(entries_, [&](const ProfileEntry& other) { return covers(other, entry); });
     if (wide != entries_.end()) {
-      first.reject("the row never has a say, because all that it fits is fitted by line " +
-                   std::to_string(lines[static_cast<std::size_t>(wide - entries_.begin())]) + " before it");
+      first.reject("this row has no effect: line " +
+                   std::to_string(lines[static_cast<std::size_t>(wide - entries_.begin())]) +
+                   " already matches every fault that it matches");
     }
     add(std::move(entry));
     lines.push_back(first.line);

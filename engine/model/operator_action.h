@@ -51,7 +51,9 @@ struct OperatorAction {
   std::optional<std::string> on_behalf_of = {};  // whom a gateway acts for
   std::optional<std::string> comment = {};
   std::vector<ChangeNumber> alarms = {};  // by the numbers of their first raises; ascending, each once
-  bool is_selection = false;              // those of them for which it is not possible any more are left out
+  // The alarms were selected, not named. Those that are over, or for which the action is done already, are left out.
+  // An alarm that has had its limit of actions refuses the whole selection.
+  bool is_selection = false;
   ChangeNumber through = 0;               // of kAcknowledgeMissed: the alarms that ended up to this change
   std::string dn = {};                    // of the object or, to settle it, the fault; empty: it is about alarms
   std::int64_t lasts = 0;                 // of a shelf or of maintenance, in seconds; 0: `until` says it

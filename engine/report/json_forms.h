@@ -56,21 +56,21 @@ JsonObject report_form(const Report& report);
 JsonObject profile_form(const ProfileEntry* entry);
 
 // A fault, with what the profile says of it; so are those that follow.
-JsonObject fault_form(const StoredFault& fault, std::string_view ledger_id, const AlarmProfile& profile = {});
+JsonObject fault_form(const StoredFault& fault, std::string_view ledger_id, const AlarmProfile& profile);
 
 // An active fault of a replay: with the record that it shows and its reporters.
-JsonObject active_fault_form(const ActiveFault& fault, const fe_fault_record& shown, const AlarmProfile& profile = {});
+JsonObject active_fault_form(const ActiveFault& fault, const fe_fault_record& shown, const AlarmProfile& profile);
 
 // Since when a fault is chattering, and how often it was raised.
 JsonObject chattering_form(const ChatteringFault& fault);
 
 // An active fault with the record that it shows.
-JsonObject active_row_form(const ActiveRow& row, std::string_view ledger_id, const AlarmProfile& profile = {});
+JsonObject active_row_form(const ActiveRow& row, std::string_view ledger_id, const AlarmProfile& profile);
 
 // A change with the event that made it and the record of that event, if it has one.
 JsonObject stored_change_form(const StoredChange& stored, std::string_view ledger_id);
 
 // An alarm with its faults as steps.
-JsonObject alarm_form(const StoredAlarm& alarm, std::string_view ledger_id, const AlarmProfile& profile = {});
+JsonObject alarm_form(const StoredAlarm& alarm, std::string_view ledger_id, const AlarmProfile& profile);
 
 }  // namespace polaiga::engine

@@ -528,7 +528,7 @@ TEST_F(OperatorCommands, WhatCameAndWentWhileNobodyLooked) {
   Ended got = ask("missed");
   EXPECT_EQ(got.status, 0);
   EXPECT_TRUE(contains(got.out, "  F0395  " + fan(4) + "  ")) << got.out;
-  EXPECT_TRUE(got.out.ends_with("\n\nWho has seen them says so with: polaiga ack --missed\n")) << got.out;
+  EXPECT_TRUE(got.out.ends_with("\n\nWhen you have seen them, type: polaiga ack --missed\n")) << got.out;
   EXPECT_EQ(rows("missed").at(0).at("alarm"), ledger_id() + "-4");
 
   // One that somebody acknowledged, or silenced before it was raised, is not missed.

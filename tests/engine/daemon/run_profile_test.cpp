@@ -177,7 +177,7 @@ TEST_F(RunProfileTest, AtItsStartTheFileMustBeRight) {
   write("F0395\t*\tminor\tyes\t-\t-\t-\nF0395\tsys\tminor\tyes\t-\t-\t-\n");
   const Ended got = Shell().run(without_socket() + " --tables '" + tables_ + "'");
   EXPECT_EQ(got.status, 2);
-  EXPECT_NE(got.err.find(dir_.file("tables/alarms.tsv") + ":3:1: code: the row never has a say"), std::string::npos)
+  EXPECT_NE(got.err.find(dir_.file("tables/alarms.tsv") + ":3:1: code: this row has no effect"), std::string::npos)
       << got.err;
 }
 

@@ -114,7 +114,7 @@ TEST(AlarmProfile, TimesToRespond) {
                            "99999999999999999999s", "9223372036854775807d"}) {
     EXPECT_EQ(
         about_row(std::string("*\ta\t-\tyes\t") + time + "\t-\t-"),
-        std::string("11: respond_within: '") + time + "' is neither - nor a time up to 365d, with s, m, h or d, as 4h");
+        std::string("11: respond_within: '") + time + "' is neither - nor a time up to 365d, with s, m, h or d, such as 4h");
   }
 }
 
@@ -238,7 +238,7 @@ TEST(AlarmProfile, NoRowThatAnotherBeforeItCovers) {
   const auto about = [](const std::string& first, const std::string& second) {
     const std::string rest = "\t-\tyes\t-\t-\t-\n";
     const std::string what = complaint_about(kHeader + first + rest + "# between\n" + second + rest);
-    return what == "f:4:1: code: the row never has a say, because all that it fits is fitted by line 2 before it"
+    return what == "f:4:1: code: this row has no effect: line 2 already matches every fault that it matches"
                ? "covered"
                : what;
   };

@@ -1,6 +1,6 @@
 #include "commands/chattering_option.h"
 
-#include "commands/option_values.h"
+#include "base/quantities.h"
 #include "commands/options.h"
 
 namespace polaiga::engine {

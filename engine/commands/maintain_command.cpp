@@ -5,8 +5,7 @@
 #include <memory>
 
 #include "base/printable.h"
-#include "commands/action_request.h"
-#include "commands/control_client.h"
+#include "commands/action_options.h"
 #include "commands/options.h"
 #include "ledger/reader.h"
 #include "report/json_forms.h"
@@ -32,6 +31,7 @@ Status maintain(const MaintainOptions& options, StandardOutput& output) {
   if (begins && options.text.comment.empty()) throw UsageError("Say why, with --comment");
   ActionRequestLine request(begins ? ActionKind::kMaintain : ActionKind::kEndMaintenance, options.text);
   request.about(begins ? options.dn : options.end);
+  if (begins) must_end(options.ending);
   if (begins) request.lasting(options.ending);
   const ActionDone done = request.send(options.control);
   if (done.is_new) {

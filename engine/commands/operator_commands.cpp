@@ -12,8 +12,7 @@
 
 #include "base/messages.h"
 #include "base/printable.h"
-#include "commands/action_request.h"
-#include "commands/control_client.h"
+#include "commands/action_options.h"
 #include "commands/options.h"
 #include "commands/selection_options.h"
 #include "ledger/reader.h"
@@ -171,6 +170,7 @@ Status acknowledge_missed(const OperatorOptions& options, StandardOutput& output
 }
 
 Status act(const OperatorOptions& options, const Verb& verb, StandardOutput& output) {
+  if (verb.kind == ActionKind::kShelve) must_end(options.ending);
   ActionRequestLine request(verb.kind, options.text);
   if (options.missed) {
     if (!options.names.empty() || options.selection.is_given()) {

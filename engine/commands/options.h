@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "commands/option_values.h"
+#include "base/quantities.h"
 
 namespace CLI {
 class App;

@@ -2,7 +2,6 @@
 
 #include <vector>
 
-#include "commands/option_values.h"
 #include "commands/options.h"
 
 namespace polaiga::engine {
@@ -15,13 +14,6 @@ std::vector<std::string> severity_words() {
   std::vector<std::string> words;
   for (const Severity severity : kAskedFor) words.emplace_back(severity_word(severity));
   return words;
-}
-
-Severity severity_of_word(std::string_view word) {
-  for (const Severity severity : kAskedFor) {
-    if (severity_word(severity) == word) return severity;
-  }
-  return Severity::kCleared;
 }
 
 std::vector<std::string> entity_words() {
@@ -44,18 +36,13 @@ void add_selection_options(CLI::App& command, Selection& selection) {
   add_under_option(command, selection);
   add_choice_option(
       command, {"--severity", "WORD", "Only this severity and worse: indeterminate, warning, minor, major or critical"},
-      severity_words(), [&selection](const std::string& word) { selection.least = severity_of_word(word); });
+      severity_words(),
+      [&selection](const std::string& word) { selection.least = find_severity(word).value_or(Severity::kCleared); });
 }
 
 void add_entity_option(CLI::App& command, Selection& selection) {
   add_choice_option(command, {"--entity", "NAME", "Only faults that events of this entity raised"}, entity_words(),
                     [&selection](const std::string& name) { selection.entity = find_entity(name); });
-}
-
-std::optional<Moment> parse_age(const std::string& text) {
-  static constexpr Unit kUnits[] = {{"s", 1}, {"m", 60}, {"h", 3'600}, {"d", 86'400}};
-  const auto age = parse_quantity(text, kUnits);
-  return age && *age <= kLastMoment ? age : std::nullopt;
 }
 
 CLI::Option* add_age_option(CLI::App& command, const std::string& name, std::optional<Moment>& age,
@@ -65,25 +52,6 @@ CLI::Option* add_age_option(CLI::App& command, const std::string& name, std::opt
                             age = parse_age(text);
                             return age.has_value();
                           });
-}
-
-bool AlarmSelection::is_given() const {
-  return !selection.under.empty() || selection.least != Severity::kCleared || selection.entity != nullptr ||
-         older_than || newer_than || state || unacknowledged || silenced || all;
-}
-
-Selection AlarmSelection::at(Moment now) const {
-  Selection found = selection;
-  if (older_than) found.raised_by = now - *older_than;
-  if (newer_than) found.raised_after = now - *newer_than;
-  return found;
-}
-
-bool AlarmSelection::has(const ActiveRow& row) const {
-  if (state && row.standing.state() != *state) return false;
-  if (unacknowledged && (row.standing.acknowledged != 0 || row.standing.closed != 0)) return false;
-  if (silenced) return row.is_silenced();
-  return all || (state && *state == OperatorState::kShelved) || !row.is_silenced();
 }
 
 void add_alarm_selection_options(CLI::App& command, AlarmSelection& selection) {

@@ -1,17 +1,16 @@
 #include "commands/stats_command.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <ctime>
 #include <memory>
 
-#include "alarms/measures.h"
 #include "commands/chattering_option.h"
 #include "commands/options.h"
 #include "commands/rfc8632_option.h"
 #include "commands/selection_options.h"
 #include "ledger/reader.h"
 #include "report/bar.h"
+#include "report/measured.h"
 #include "report/measures_forms.h"
 
 namespace polaiga::engine {
@@ -26,20 +25,6 @@ struct StatsOptions {
   ChatteringLimit chattering;
 };
 
-// When the time looked at begins, if not all that the ledger has is looked at. Retention takes alarms that are over, so
-// what is left of the time before would be measured wrong.
-std::optional<Moment> beginning(const LedgerReach& reach, const std::optional<Moment>& newer_than, Moment now) {
-  if (!newer_than) return reach.gone_until;
-  return std::max(now - *newer_than, reach.gone_until.value_or(0));
-}
-
-// The same for people. Events may bring times from before the ledger was there.
-Moment since(const std::optional<Moment>& raised_after, const LedgerReach& reach, const Measures& measures) {
-  if (reach.gone_until) return *raised_after;
-  const Moment first = std::min(reach.created, measures.first_new.value_or(reach.created));
-  return std::max(first, raised_after.value_or(first));
-}
-
 Status stats(const StatsOptions& options, StandardOutput& output) {
   LedgerReader reader(options.ledger);
   if (options.rfc8632) {
@@ -48,17 +33,9 @@ Status stats(const StatsOptions& options, StandardOutput& output) {
     output.flush();
     return is_damaged ? kDamaged : kDone;
   }
-  const Moment now = std::time(nullptr);
-  const LedgerReach reach = reader.reach();
-  const auto raised_after = beginning(reach, options.newer_than, now);
-  Measuring measuring(now, raised_after, options.chattering);
-  reader.alarm_facts(options.selection.under, [&](const AlarmFact& fact) { measuring.add(fact); });
-  Measured measured{.measures = measuring.result(),
-                    .now = now,
-                    .since = 0,
-                    .under = options.selection.under,
-                    .chattering = options.chattering};
-  measured.since = since(raised_after, reach, measured.measures);
+  const Measured measured = measure(
+      reader, {.under = options.selection.under, .newer_than = options.newer_than, .chattering = options.chattering},
+      std::time(nullptr));
   if (options.json) {
     output.write(measures_form(measured, reader.ledger_id()).line());
   } else {

@@ -26,12 +26,6 @@ bool has(const Selection& selection, const StoredRows::ChangeOfFault& change) {
   return has(selection, change.stored.change.fault_dn, change.severity, change.stored.event.event);
 }
 
-bool has(const Selection& selection, const ActiveRow& row) {
-  return has(selection, row.fault.fault_dn, row.fault.severity, row.shown.event.event) &&
-         (!selection.raised_by || row.fault.since <= *selection.raised_by) &&
-         (!selection.raised_after || row.fault.since > *selection.raised_after);
-}
-
 StepTexts texts_of(StoredRows& rows, const StoredFault& step) {
   StepTexts texts;
   texts.raised = field_text(rows.record(step.raised).record.descr);
@@ -97,7 +91,24 @@ ToldAlarms tell(StoredRows& rows, const std::vector<ChangeNumber>& numbers) {
   return told;
 }
 
+// Those that can be read.
+std::vector<StoredAlarm> alarms(StoredRows& rows, const std::vector<ChangeNumber>& numbers) {
+  std::vector<StoredAlarm> found;
+  for (const ChangeNumber number : numbers) {
+    rows.leave_out_damage([&] {
+      if (auto alarm = rows.alarm(number)) found.push_back(std::move(*alarm));
+    });
+  }
+  return found;
+}
+
 }  // namespace
+
+bool has(const Selection& selection, const ActiveRow& row) {
+  return has(selection, row.fault.fault_dn, row.fault.severity, row.shown.event.event) &&
+         (!selection.raised_by || row.fault.since <= *selection.raised_by) &&
+         (!selection.raised_after || row.fault.since > *selection.raised_after);
+}
 
 LedgerReader::LedgerReader(std::string path)
     : connection_(std::make_unique<LedgerConnection>(std::move(path))),
@@ -140,28 +151,31 @@ std::vector<ActiveRow> LedgerReader::active(const Selection& selection, std::opt
   });
 }
 
-std::vector<StoredAlarm> LedgerReader::history(const std::string& fault_dn, std::int64_t limit) {
+Overview LedgerReader::overview() {
   return ask_with_profile([&](StoredRows& rows) {
-    std::vector<StoredAlarm> alarms;
-    for (const ChangeNumber number : rows.alarms_of(fault_dn, limit)) {
-      rows.leave_out_damage([&] {
-        if (auto alarm = rows.alarm(number)) alarms.push_back(std::move(*alarm));
-      });
-    }
-    return alarms;
+    return Overview{.ledger_id = rows.ledger().id,
+                    .number = rows.last_change(),
+                    .active = rows.active(),
+                    .maintenance = rows.maintenance(),
+                    .missed = rows.missed(0).size(),
+                    .profile = profile_};
   });
 }
 
+std::optional<StoredAlarm> LedgerReader::alarm(ChangeNumber number) {
+  return ask_with_profile([&](StoredRows& rows) { return rows.alarm(number); });
+}
+
+std::vector<StoredAlarm> LedgerReader::history_before(ChangeNumber before, std::int64_t limit) {
+  return ask_with_profile([&](StoredRows& rows) { return alarms(rows, rows.alarms_before(before, limit)); });
+}
+
+std::vector<StoredAlarm> LedgerReader::history(const std::string& fault_dn, std::int64_t limit) {
+  return ask_with_profile([&](StoredRows& rows) { return alarms(rows, rows.alarms_of(fault_dn, limit)); });
+}
+
 std::vector<StoredAlarm> LedgerReader::missed(std::int64_t limit) {
-  return ask([&](StoredRows& rows) {
-    std::vector<StoredAlarm> alarms;
-    for (const ChangeNumber number : rows.missed(limit)) {
-      rows.leave_out_damage([&] {
-        if (auto alarm = rows.alarm(number)) alarms.push_back(std::move(*alarm));
-      });
-    }
-    return alarms;
-  });
+  return ask_with_profile([&](StoredRows& rows) { return alarms(rows, rows.missed(limit)); });
 }
 
 MissedCount LedgerReader::count_missed() {

@@ -40,6 +40,9 @@ struct ActiveRow {
   bool is_silenced() const { return is_out_of_service || standing.shelved != 0; }
 };
 
+// Whether the fault was selected, as it is now.
+bool has(const Selection& selection, const ActiveRow& row);
+
 // What one reporter says of a fault, with its record.
 struct StoredReport {
   Report report;
@@ -94,6 +97,16 @@ struct MissedCount {
   ChangeNumber through = 0;
 };
 
+// What is wrong at one moment, at a glance.
+struct Overview {
+  std::string ledger_id;
+  ChangeNumber number = 0;  // the latest change
+  std::vector<ActiveRow> active;
+  std::vector<StoredMaintenance> maintenance;
+  std::size_t missed = 0;                       // alarms
+  std::shared_ptr<const AlarmProfile> profile;  // never null
+};
+
 // Each question is answered of one moment. All throw LedgerError.
 class LedgerReader {
  public:
@@ -109,6 +122,14 @@ class LedgerReader {
   // input that happened at `at` or before. Fails for a time whose inputs retention
   // has taken.
   std::vector<ActiveRow> active(const Selection& selection, std::optional<Moment> at);
+
+  Overview overview();
+
+  // The alarm that has this number; nothing: the ledger does not know it, or it took part in no alarm that is kept.
+  std::optional<StoredAlarm> alarm(ChangeNumber number);
+
+  // The latest `limit` alarms with numbers below `before`, the oldest first.
+  std::vector<StoredAlarm> history_before(ChangeNumber before, std::int64_t limit);
 
   // Alarms, the oldest first, with their faults as steps: those in which the fault
   // took part, or all for an empty DN; the last `limit`, or all for 0.
@@ -141,7 +162,7 @@ class LedgerReader {
   // Calls `take` for each alarm of which a fault has this DN or lies below it, or for all with an empty DN, in the
   // order in which they were raised.
   void alarm_facts(const std::string& under, const std::function<void(const AlarmFact& fact)>& take);
-  // What the engine's alarm profile was when active(), history() or explain() was asked last.
+  // What the engine's alarm profile was when one of these questions was asked last.
   const AlarmProfile& profile() const { return *profile_; }
 
   // Whether something was written since the last call.

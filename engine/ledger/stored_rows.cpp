@@ -538,6 +538,15 @@ std::vector<ChangeNumber> StoredRows::alarms_of(const std::string& fault_dn, std
   return numbers;
 }
 
+std::vector<ChangeNumber> StoredRows::alarms_before(ChangeNumber before, std::int64_t limit) {
+  Statement rows(db_, "SELECT number FROM alarm WHERE number < ? ORDER BY number DESC LIMIT ?");
+  rows.with(before, limit);
+  std::vector<ChangeNumber> numbers;
+  while (rows.step()) numbers.push_back(rows.integer(0));
+  std::ranges::reverse(numbers);
+  return numbers;
+}
+
 // It reads what happened since the list began, and no more of the ledger: the alarms that were raised since and, as
 // they are older, only if there is room for more, the ends of those that were active then.
 std::vector<ChangeNumber> StoredRows::missed(std::int64_t limit) {

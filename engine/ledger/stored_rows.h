@@ -108,6 +108,8 @@ class StoredRows {
 
   // The latest of them; 0 for all.
   std::vector<ChangeNumber> alarms_of(const std::string& fault_dn, std::int64_t limit);
+  // The latest `limit` alarms with numbers below `before`, the oldest first.
+  std::vector<ChangeNumber> alarms_before(ChangeNumber before, std::int64_t limit);
 
   // The latest of those that came and went unacknowledged; 0 for all.
   std::vector<ChangeNumber> missed(std::int64_t limit);

@@ -156,11 +156,17 @@ const Entry* find(std::span<const Entry> entries, std::uint32_t number, std::uin
 const CauseEntry* find_cause(std::uint32_t id) { return find(cause_entries(), id, &CauseEntry::id); }
 const FaultEntry* find_fault(std::uint32_t code) { return find(fault_entries(), code, &FaultEntry::code); }
 
+constexpr std::array<std::string_view, 6> kSeverityWords{"cleared", "indeterminate", "warning",
+                                                         "minor",   "major",         "critical"};
+
 }  // namespace
 
-std::string_view severity_word(Severity severity) {
-  constexpr std::array<std::string_view, 6> kWords{"cleared", "indeterminate", "warning", "minor", "major", "critical"};
-  return kWords.at(static_cast<std::size_t>(severity));
+std::string_view severity_word(Severity severity) { return kSeverityWords.at(static_cast<std::size_t>(severity)); }
+
+std::optional<Severity> find_severity(std::string_view word) {
+  const auto* const found = std::ranges::find(kSeverityWords, word);
+  if (found == kSeverityWords.end()) return std::nullopt;
+  return static_cast<Severity>(found - kSeverityWords.begin());
 }
 
 std::string_view event_type_word(EventType type) {

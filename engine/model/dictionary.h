@@ -17,6 +17,9 @@ enum class Severity { kCleared, kIndeterminate, kWarning, kMinor, kMajor, kCriti
 
 std::string_view severity_word(Severity severity);
 
+// Nothing: there is no such word.
+std::optional<Severity> find_severity(std::string_view word);
+
 // The five event types of ITU-T X.733.
 enum class EventType { kCommunications, kQualityOfService, kProcessingError, kEquipment, kEnvironmental };
 

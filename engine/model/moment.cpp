@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <chrono>
 
+#include "base/quantities.h"
+
 namespace polaiga::engine {
 namespace {
 
@@ -87,6 +89,12 @@ std::optional<Moment> parse_moment(std::string_view text) {
   const Moment moment = day_number * kDay + hours * kHour + minutes * kMinute + seconds - ahead;
   if (moment < 0 || moment > kLastMoment) return std::nullopt;
   return moment;
+}
+
+std::optional<Moment> parse_age(std::string_view text) {
+  static constexpr Unit kUnits[] = {{"s", 1}, {"m", 60}, {"h", 3'600}, {"d", 86'400}};
+  const auto age = parse_quantity(text, kUnits);
+  return age && *age <= kLastMoment ? age : std::nullopt;
 }
 
 std::string format_moment(Moment moment) {

@@ -16,6 +16,9 @@ inline constexpr Moment kLastMoment = 253402300799;  // 9999-12-31T23:59:59Z
 // nothing if the text is not such a time, or if the year is not from 1970 to 9999.
 std::optional<Moment> parse_moment(std::string_view text);
 
+// Reads an age or a time span: a whole number with s, m, h or d, in seconds. Nothing when it is none.
+std::optional<Moment> parse_age(std::string_view text);
+
 // Writes a time as in 2024-01-31T23:59:59Z.
 std::string format_moment(Moment moment);
 

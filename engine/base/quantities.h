@@ -1,4 +1,4 @@
-// Reads what the user types as the value of an option.
+// Reads numbers with units, as people type them.
 #pragma once
 
 #include <cstdint>

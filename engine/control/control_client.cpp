@@ -1,23 +1,20 @@
-#include "commands/control_client.h"
+#include "control/control_client.h"
 
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/un.h>
 
-#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
 
 #include "base/accounts.h"
 #include "base/printable.h"
-#include "commands/options.h"
 
 namespace polaiga::engine {
 namespace {
 
-constexpr timeval kAnswerWithin{30, 0};  // for the engine, which may wait for its disk
 constexpr std::size_t kLongestAnswer = std::size_t{1024} * 1024;
 
 [[noreturn]] void fail(const std::string& path, const std::string& what) {
@@ -37,15 +34,16 @@ std::string who_may(const std::string& path) {
 
 }  // namespace
 
-ControlClient::ControlClient(const std::string& path)
-    : path_(path), socket_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+ControlClient::ControlClient(const std::string& path, std::chrono::seconds within)
+    : path_(path), within_(within), socket_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
   if (path.size() >= sizeof address.sun_path) fail(path, "the path of a socket cannot be that long");
   path.copy(address.sun_path, path.size());
   if (!socket_.is_open()) fail(path, std::string("cannot make a socket: ") + std::strerror(errno));
-  ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &kAnswerWithin, sizeof kAnswerWithin);
-  ::setsockopt(socket_.get(), SOL_SOCKET, SO_SNDTIMEO, &kAnswerWithin, sizeof kAnswerWithin);
+  const timeval time{.tv_sec = static_cast<time_t>(within.count()), .tv_usec = 0};
+  ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time);
+  ::setsockopt(socket_.get(), SOL_SOCKET, SO_SNDTIMEO, &time, sizeof time);
   if (::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return;
   if (errno == EACCES) fail(path, who_may(path));
   if (errno == ENOENT || errno == ECONNREFUSED) {
@@ -68,7 +66,7 @@ std::string ControlClient::ask(const std::string& line) {
     if (now < 0 && errno == EINTR) continue;
     if (now < 0 && errno == EAGAIN) {
       fail(path_,
-           "the engine did not answer within " + std::to_string(kAnswerWithin.tv_sec) +
+           "the engine did not answer within " + std::to_string(within_.count()) +
                " s. It may still do what it was asked for: look with `polaiga active`, or type the command again "
                "with an --id, under which it is done once");
     }
@@ -77,14 +75,6 @@ std::string ControlClient::ask(const std::string& line) {
     answer.append(part, static_cast<std::size_t>(now));
   }
   return answer.substr(0, answer.find('\n'));
-}
-
-void add_control_option(CLI::App& command, std::string& control) {
-  control = "/run/polaiga/control.sock";
-  add_name_option(command,
-                  {"--control", "PATH", "Control socket of the engine (default POLAIGA_CONTROL, or " + control + ")"},
-                  "control.sock", control)
-      ->envname("POLAIGA_CONTROL");
 }
 
 }  // namespace polaiga::engine

@@ -1,4 +1,4 @@
-// An operator's action as a request to the engine, and the options that it is made of.
+// An operator's action as a request to the engine.
 #pragma once
 
 #include <cstdint>
@@ -7,10 +7,6 @@
 #include <vector>
 
 #include "model/operator_action.h"
-
-namespace CLI {
-class App;
-}  // namespace CLI
 
 namespace polaiga::engine {
 
@@ -26,12 +22,6 @@ struct SilenceEnd {
   std::optional<Moment> until;
 };
 
-// --comment, --id and --on-behalf-of.
-void add_action_text_options(CLI::App& command, bool wants_comment, ActionText& text);
-
-// --for and --until.
-void add_ending_options(CLI::App& command, SilenceEnd& ending);
-
 struct ActionDone {
   bool is_new = true;        // else it had been done before, under the same id
   std::int64_t changes = 0;  // of alarms, and of an object
@@ -44,7 +34,7 @@ class ActionRequestLine {
 
   ActionRequestLine& about(std::vector<ChangeNumber> alarms, const std::string& ledger_id);
   ActionRequestLine& about(const std::string& dn);
-  // Throws UsageError unless exactly one of the two is given.
+  // One of the two must be given.
   ActionRequestLine& lasting(const SilenceEnd& ending);
 
   // Those of the alarms for which the action is not possible any more are left out.

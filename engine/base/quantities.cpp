@@ -1,4 +1,4 @@
-#include "commands/option_values.h"
+#include "base/quantities.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,0 +1,17 @@
+// A part of the server: the page, the API, Redfish and so on, each below a path of its own.
+#pragma once
+
+#include "access/caller.h"
+#include "http/message.h"
+
+namespace polaiga::web {
+
+class Part {
+ public:
+  virtual ~Part() = default;
+
+  // The caller may see what is there; whether he may act the part asks itself. Called by several threads at once.
+  virtual Response answer(const Request& request, const Caller& caller) = 0;
+};
+
+}  // namespace polaiga::web

@@ -1,0 +1,458 @@
+#include "http/server.h"
+
+#include <arpa/inet.h>
+#include <gnutls/gnutls.h>
+#include <gnutls/x509.h>
+#include <microhttpd.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <condition_variable>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <stdexcept>
+#include <thread>
+#include <unordered_set>
+#include <vector>
+
+#include "http/deadlines.h"
+
+namespace polaiga::web {
+namespace {
+
+// A stream is asked again after such a time, so that it can say that it is there, which finds readers that are gone.
+constexpr std::chrono::seconds kHeartbeat{15};
+
+constexpr std::size_t kStreamBlock = 4096;
+
+Method method_of(std::string_view word) {
+  constexpr std::pair<std::string_view, Method> kMethods[] = {{"GET", Method::kGet},
+                                                              {"HEAD", Method::kHead},
+                                                              {"POST", Method::kPost},
+                                                              {"PATCH", Method::kPatch},
+                                                              {"DELETE", Method::kDelete}};
+  const auto* const found = std::ranges::find(kMethods, word, &std::pair<std::string_view, Method>::first);
+  return found == std::end(kMethods) ? Method::kOther : found->second;
+}
+
+std::string small_letters(std::string_view text) {
+  std::string small(text);
+  for (char& c : small) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return small;
+}
+
+std::string address_text(const sockaddr& address) {
+  std::array<char, INET6_ADDRSTRLEN> text{};
+  if (address.sa_family == AF_INET) {
+    ::inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in&>(address).sin_addr, text.data(), text.size());
+  } else if (address.sa_family == AF_INET6) {
+    ::inet_ntop(AF_INET6, &reinterpret_cast<const sockaddr_in6&>(address).sin6_addr, text.data(), text.size());
+  }
+  return text.data();
+}
+
+// The common name of a client certificate that the authority has signed and that is valid now.
+std::optional<std::string> verified_name(gnutls_session_t session) {
+  unsigned problems = 0;
+  unsigned count = 0;
+  const gnutls_datum_t* const chain = gnutls_certificate_get_peers(session, &count);
+  if (chain == nullptr || count == 0) return std::nullopt;
+  if (gnutls_certificate_verify_peers2(session, &problems) != GNUTLS_E_SUCCESS || problems != 0) return std::nullopt;
+  gnutls_x509_crt_t certificate = nullptr;
+  if (gnutls_x509_crt_init(&certificate) != GNUTLS_E_SUCCESS) return std::nullopt;
+  std::array<char, 256> name{};
+  std::size_t size = name.size();
+  const bool is_read = gnutls_x509_crt_import(certificate, &chain[0], GNUTLS_X509_FMT_DER) == GNUTLS_E_SUCCESS &&
+                       gnutls_x509_crt_get_dn_by_oid(certificate, GNUTLS_OID_X520_COMMON_NAME, 0, 0, name.data(),
+                                                     &size) == GNUTLS_E_SUCCESS;
+  gnutls_x509_crt_deinit(certificate);
+  if (!is_read) return std::nullopt;
+  return std::string(name.data(), size);
+}
+
+}  // namespace
+
+// The server's state. Its mutex guards everything that the library's thread and others share.
+class Server::Connections {
+ public:
+  Connections(Listener& listener, Handler& handler, const ServerLimits& limits,
+              const std::optional<TlsIdentity>& identity, std::function<void(const std::string&)> tell)
+      : handler_(handler), limits_(limits), tell_(std::move(tell)), is_encrypted_(identity.has_value()) {
+    start(listener, identity);
+    for (unsigned i = 0; i < limits.workers; ++i) workers_.emplace_back([this] { work(); });
+    heart_ = std::thread([this] { beat(); });
+  }
+
+  ~Connections() {
+    {
+      const std::lock_guard lock(mutex_);
+      is_stopping_ = true;
+    }
+    has_work_.notify_all();
+    stops_.notify_all();
+    for (std::thread& worker : workers_) worker.join();
+    heart_.join();
+    wake();
+    MHD_stop_daemon(daemon_);
+  }
+
+  Connections(const Connections&) = delete;
+  Connections& operator=(const Connections&) = delete;
+
+  void wake() {
+    const std::lock_guard lock(mutex_);
+    ++wakes_;
+    for (MHD_Connection* const connection : asleep_) MHD_resume_connection(connection);
+    asleep_.clear();
+  }
+
+  std::size_t connections() const { return open_; }
+  std::size_t streams() const { return streams_; }
+
+ private:
+  enum class Phase : std::uint8_t { kReading, kWorking, kAnswered };
+
+  // A request with its response.
+  struct Exchange {
+    std::string raw_target;
+    bool has_begun = false;
+    Phase phase = Phase::kReading;
+    Request request;
+    Response response;
+  };
+
+  // One end of a connection, from its beginning to its end.
+  struct Link {
+    int fd = -1;
+    Peer peer;
+    std::string share;                   // whose share of the connections it takes
+    bool is_refused = false;             // that share is used up
+    std::unique_ptr<Exchange> exchange;  // the request that is under way
+  };
+
+  // What a stream has still to send.
+  struct StreamEnd {
+    Connections* all;
+    MHD_Connection* connection;
+    std::unique_ptr<Stream> stream;
+    std::string part = {};
+    std::size_t sent = 0;
+  };
+
+  void start(Listener& listener, const std::optional<TlsIdentity>& identity) {
+    std::vector<MHD_OptionItem> options = {
+        {MHD_OPTION_LISTEN_SOCKET, listener.fd(), nullptr},
+        {MHD_OPTION_CONNECTION_LIMIT, static_cast<std::intptr_t>(limits_.connections), nullptr},
+        {MHD_OPTION_CONNECTION_MEMORY_LIMIT, static_cast<std::intptr_t>(limits_.header_bytes), nullptr},
+        {MHD_OPTION_STRICT_FOR_CLIENT, 1, nullptr},
+    };
+    const auto add = [&options](MHD_OPTION option, auto* function, void* with) {
+      options.push_back({option, reinterpret_cast<std::intptr_t>(function), with});
+    };
+    add(MHD_OPTION_NOTIFY_CONNECTION, &on_connection, this);
+    add(MHD_OPTION_NOTIFY_COMPLETED, &on_completed, this);
+    add(MHD_OPTION_URI_LOG_CALLBACK, &on_target, this);
+    add(MHD_OPTION_UNESCAPE_CALLBACK, &leave_escaped, nullptr);
+    unsigned flags = MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ERROR_LOG;
+    if (identity) {
+      flags |= MHD_USE_TLS;
+      const auto add_text = [&options](MHD_OPTION option, const std::string& text) {
+        options.push_back({option, 0, const_cast<char*>(text.c_str())});
+      };
+      add_text(MHD_OPTION_HTTPS_MEM_CERT, identity->certificate);
+      add_text(MHD_OPTION_HTTPS_MEM_KEY, identity->key);
+      if (!identity->client_authority.empty()) add_text(MHD_OPTION_HTTPS_MEM_TRUST, identity->client_authority);
+    }
+    options.push_back({MHD_OPTION_END, 0, nullptr});
+    daemon_ = MHD_start_daemon(flags, 0, nullptr, nullptr, &on_request, this, MHD_OPTION_EXTERNAL_LOGGER, &on_complaint,
+                               this, MHD_OPTION_ARRAY, options.data(), MHD_OPTION_END);
+    if (daemon_ == nullptr) {
+      throw std::runtime_error("cannot serve at " + listener.address().text(is_encrypted_) +
+                               (complaint_.empty() ? std::string() : ": " + complaint_));
+    }
+  }
+
+  // --- What the library calls, in its thread ---
+
+  static void on_complaint(void* all, const char* format, va_list arguments) {
+    std::array<char, 512> text{};
+    std::vsnprintf(text.data(), text.size(), format, arguments);
+    std::string line = text.data();
+    line.erase(line.find_last_not_of("\n") + 1);
+    auto& self = *static_cast<Connections*>(all);
+    if (self.daemon_ == nullptr) self.complaint_ = line;
+    // What a client does wrong, such as to hang up amid a request, is no news.
+    if (self.daemon_ == nullptr || line.find("memory") != std::string::npos) self.tell_(line);
+  }
+
+  static std::size_t leave_escaped(void* /*nothing*/, MHD_Connection* /*connection*/, char* text) {
+    return std::strlen(text);
+  }
+
+  static void on_connection(void* all, MHD_Connection* connection, void** context,
+                            MHD_ConnectionNotificationCode what) {
+    auto& self = *static_cast<Connections*>(all);
+    if (what == MHD_CONNECTION_NOTIFY_STARTED) {
+      *context = self.begin(connection).release();
+    } else {
+      self.end(std::unique_ptr<Link>(static_cast<Link*>(*context)));
+      *context = nullptr;
+    }
+  }
+
+  // The connection owns the request, since on_completed() is not called for one whose headers are bad.
+  static void* on_target(void* /*all*/, const char* target, MHD_Connection* connection) {
+    Link& link = link_of(connection);
+    link.exchange = std::make_unique<Exchange>();
+    link.exchange->raw_target = target;
+    return link.exchange.get();
+  }
+
+  static void on_completed(void* all, MHD_Connection* connection, void** context, MHD_RequestTerminationCode /*why*/) {
+    *context = nullptr;
+    Link& link = link_of(connection);
+    link.exchange.reset();
+    auto& self = *static_cast<Connections*>(all);
+    self.deadlines_.set(link.fd, self.limits_.idle);
+  }
+
+  static MHD_Result on_request(void* all, MHD_Connection* connection, const char* /*path*/, const char* method,
+                               const char* /*version*/, const char* data, std::size_t* size, void** context) {
+    return static_cast<Connections*>(all)->receive(connection, *static_cast<Exchange*>(*context), method, data, *size);
+  }
+
+  static ssize_t on_stream(void* end, std::uint64_t /*position*/, char* buffer, std::size_t most) {
+    auto& sender = *static_cast<StreamEnd*>(end);
+    return sender.all->send(sender, buffer, most);
+  }
+
+  static void on_stream_end(void* end) {
+    const std::unique_ptr<StreamEnd> sender(static_cast<StreamEnd*>(end));
+    --sender->all->streams_;
+  }
+
+  // ---
+
+  static const MHD_ConnectionInfo& info(MHD_Connection* connection, MHD_ConnectionInfoType what) {
+    static const MHD_ConnectionInfo kNone = {};
+    const MHD_ConnectionInfo* const found = MHD_get_connection_info(connection, what);
+    return found == nullptr ? kNone : *found;
+  }
+
+  static Link& link_of(MHD_Connection* connection) {
+    return *static_cast<Link*>(info(connection, MHD_CONNECTION_INFO_SOCKET_CONTEXT).socket_context);
+  }
+
+  std::unique_ptr<Link> begin(MHD_Connection* connection) {
+    auto link = std::make_unique<Link>();
+    link->fd = info(connection, MHD_CONNECTION_INFO_CONNECTION_FD).connect_fd;
+    const sockaddr* const address = info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS).client_addr;
+    if (address != nullptr) link->peer.address = address_text(*address);
+    if (link->peer.address.empty()) {
+      ucred who = {};
+      socklen_t size = sizeof who;
+      if (::getsockopt(link->fd, SOL_SOCKET, SO_PEERCRED, &who, &size) == 0) link->peer.user = who.uid;
+    }
+    link->peer.is_encrypted = is_encrypted_;
+    link->share = link->peer.user ? "user " + std::to_string(*link->peer.user) : link->peer.address;
+    ++open_;
+    link->is_refused = ++shares_[link->share] > limits_.per_address;
+    deadlines_.set(link->fd, limits_.request_within);
+    return link;
+  }
+
+  void end(std::unique_ptr<Link> link) {
+    deadlines_.forget(link->fd);
+    --open_;
+    const auto share = shares_.find(link->share);
+    if (--share->second == 0) shares_.erase(share);
+  }
+
+  // Takes a part of a request, hands a whole one to the workers, and sends what they answered.
+  MHD_Result receive(MHD_Connection* connection, Exchange& exchange, const char* method, const char* data,
+                     std::size_t& size) {
+    if (!exchange.has_begun) {
+      exchange.has_begun = true;
+      return read_head(connection, exchange, method);
+    }
+    if (size > 0) {
+      if (exchange.request.body.size() + size > limits_.body_bytes) return MHD_NO;
+      exchange.request.body.append(data, size);
+      size = 0;
+      return MHD_YES;
+    }
+    if (exchange.phase == Phase::kAnswered) return queue(connection, std::move(exchange.response));
+    const std::lock_guard lock(mutex_);
+    if (is_stopping_) return queue(connection, {.status = 503});
+    exchange.phase = Phase::kWorking;
+    deadlines_.lift(link_of(connection).fd);
+    MHD_suspend_connection(connection);
+    work_.emplace_back(connection, &exchange);
+    has_work_.notify_one();
+    return MHD_YES;
+  }
+
+  MHD_Result read_head(MHD_Connection* connection, Exchange& exchange, const char* method) {
+    Link& link = link_of(connection);
+    if (link.is_refused) {
+      return queue(connection, {.status = 503, .headers = {{"Connection", "close"}, {"Retry-After", "10"}}});
+    }
+    Request& request = exchange.request;
+    request.method = method_of(method);
+    try {
+      request.target = parse_target(exchange.raw_target);
+    } catch (const BadTarget& bad) {
+      return queue(connection, {.status = 400,
+                                .headers = {{"Content-Type", "text/plain; charset=utf-8"}, {"Connection", "close"}},
+                                .body = std::make_shared<const std::string>(std::string(bad.what()) + ".\n")});
+    }
+    MHD_get_connection_values(connection, MHD_HEADER_KIND, &add_header, &request.headers);
+    const std::string_view length = request.header("content-length");
+    if (length.size() > 9 || std::strtoul(std::string(length).c_str(), nullptr, 10) > limits_.body_bytes) {
+      return queue(connection, {.status = 413, .headers = {{"Connection", "close"}}});
+    }
+    if (is_encrypted_ && !link.peer.certificate) {
+      void* const session = info(connection, MHD_CONNECTION_INFO_GNUTLS_SESSION).tls_session;
+      if (session != nullptr) link.peer.certificate = verified_name(static_cast<gnutls_session_t>(session));
+    }
+    request.peer = link.peer;
+    return MHD_YES;
+  }
+
+  static MHD_Result add_header(void* headers, MHD_ValueKind /*kind*/, const char* name, const char* value) {
+    auto& all = *static_cast<std::map<std::string, std::string, std::less<>>*>(headers);
+    // Of a header that comes twice, all count, as RFC 9110 section 5.3 has it.
+    std::string& text = all[small_letters(name)];
+    text += (text.empty() ? "" : ", ") + std::string(value == nullptr ? "" : value);
+    return MHD_YES;
+  }
+
+  MHD_Result queue(MHD_Connection* connection, Response&& response) {
+    MHD_Response* made = nullptr;
+    const int fd = link_of(connection).fd;
+    if (response.stream) {
+      auto end = std::make_unique<StreamEnd>(StreamEnd{this, connection, std::move(response.stream)});
+      made = MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, kStreamBlock, &on_stream, end.get(), &on_stream_end);
+      if (made != nullptr) {
+        end.release();
+        ++streams_;
+      }
+      deadlines_.lift(fd);
+    } else {
+      // The library reads the body until the response is destroyed, so it gets a share of it.
+      auto body = std::make_unique<Body>(response.body ? response.body : std::make_shared<const std::string>());
+      const std::string& text = **body;
+      made = MHD_create_response_from_buffer_with_free_callback_cls(text.size(), const_cast<char*>(text.data()),
+                                                                    &on_body_end, body.get());
+      if (made != nullptr) body.release();
+      deadlines_.set(fd, limits_.response_within);
+    }
+    if (made == nullptr) return MHD_NO;
+    for (const auto& [name, value] : response.headers) MHD_add_response_header(made, name.c_str(), value.c_str());
+    const MHD_Result queued = MHD_queue_response(connection, static_cast<unsigned>(response.status), made);
+    MHD_destroy_response(made);
+    return queued;
+  }
+
+  static void on_body_end(void* shared) { const std::unique_ptr<Body> body(static_cast<Body*>(shared)); }
+
+  ssize_t send(StreamEnd& end, char* buffer, std::size_t most) {
+    while (end.sent == end.part.size()) {
+      std::uint64_t wakes = 0;
+      {
+        const std::lock_guard lock(mutex_);
+        if (is_stopping_) return MHD_CONTENT_READER_END_OF_STREAM;
+        wakes = wakes_;
+      }
+      end.sent = 0;
+      end.part = end.stream->next();
+      if (!end.part.empty()) break;
+      if (end.stream->is_over()) return MHD_CONTENT_READER_END_OF_STREAM;
+      const std::lock_guard lock(mutex_);
+      if (is_stopping_) return MHD_CONTENT_READER_END_OF_STREAM;
+      if (wakes != wakes_) continue;  // something came meanwhile
+      asleep_.insert(end.connection);
+      MHD_suspend_connection(end.connection);
+      return 0;
+    }
+    const std::size_t size = end.part.copy(buffer, most, end.sent);
+    end.sent += size;
+    return static_cast<ssize_t>(size);
+  }
+
+  // --- Other threads ---
+
+  void work() {
+    std::unique_lock lock(mutex_);
+    for (;;) {
+      has_work_.wait(lock, [this] { return is_stopping_ || !work_.empty(); });
+      if (work_.empty()) return;
+      const auto [connection, exchange] = work_.front();
+      work_.pop_front();
+      lock.unlock();
+      Response response;
+      try {
+        response = handler_.answer(exchange->request);
+      } catch (const std::exception& error) {
+        tell_(error.what());
+        response = {.status = 500};
+      }
+      exchange->response = std::move(response);
+      exchange->phase = Phase::kAnswered;
+      MHD_resume_connection(connection);
+      lock.lock();
+    }
+  }
+
+  void beat() {
+    std::unique_lock lock(mutex_);
+    while (!stops_.wait_for(lock, kHeartbeat, [this] { return is_stopping_; })) {
+      lock.unlock();
+      wake();
+      lock.lock();
+    }
+  }
+
+  Handler& handler_;
+  ServerLimits limits_;
+  std::function<void(const std::string&)> tell_;
+  bool is_encrypted_;
+  std::string complaint_;  // of a start that failed
+  Deadlines deadlines_;
+  std::map<std::string, unsigned> shares_;  // connections of each peer; of the library's thread alone
+  std::atomic<std::size_t> open_ = 0;
+  std::atomic<std::size_t> streams_ = 0;
+
+  std::mutex mutex_;
+  std::condition_variable has_work_;
+  std::condition_variable stops_;
+  std::deque<std::pair<MHD_Connection*, Exchange*>> work_;
+  std::unordered_set<MHD_Connection*> asleep_;  // streams that wait
+  std::uint64_t wakes_ = 0;
+  bool is_stopping_ = false;
+
+  MHD_Daemon* daemon_ = nullptr;
+  std::vector<std::thread> workers_;
+  std::thread heart_;
+};
+
+Server::Server(Listener& listener, Handler& handler, const ServerLimits& limits,
+               const std::optional<TlsIdentity>& identity, std::function<void(const std::string&)> tell)
+    : connections_(std::make_unique<Connections>(listener, handler, limits, identity, std::move(tell))) {}
+
+Server::~Server() = default;
+
+void Server::wake() { connections_->wake(); }
+std::size_t Server::connections() const { return connections_->connections(); }
+std::size_t Server::streams() const { return connections_->streams(); }
+
+}  // namespace polaiga::web

@@ -1,0 +1,59 @@
+// An HTTP/1.1 server of bounded size, on libmicrohttpd.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "http/listener.h"
+#include "http/message.h"
+
+namespace polaiga::web {
+
+struct ServerLimits {
+  unsigned connections = 1100;  // at once
+  unsigned per_address = 64;    // of them from one internet address, or of one user of this machine
+  std::size_t header_bytes = std::size_t{16} * 1024;  // of a request, about
+  std::size_t body_bytes = std::size_t{256} * 1024;
+  unsigned workers = 4;                               // threads that answer requests
+  std::chrono::milliseconds request_within{10'000};   // from the connection to a whole request
+  std::chrono::milliseconds idle{60'000};             // between a response and the next whole request
+  std::chrono::milliseconds response_within{60'000};  // for whoever reads a response
+};
+
+// PEM texts.
+struct TlsIdentity {
+  std::string certificate;
+  std::string key;
+  std::string client_authority;  // that signs certificates of clients; empty: none are asked for
+};
+
+class Server {
+ public:
+  // Serves at once. The handler must outlive this. `tell` is given what the library below complains of. Throws
+  // std::runtime_error.
+  Server(Listener& listener, Handler& handler, const ServerLimits& limits, const std::optional<TlsIdentity>& identity,
+         std::function<void(const std::string&)> tell);
+  // Waits for requests that are being answered; streams end.
+  ~Server();
+  Server(const Server&) = delete;
+  Server& operator=(const Server&) = delete;
+
+  // Asks all streams again for what is to be sent next. For any thread.
+  void wake();
+
+  // How many connections there are, and how many of them are streams.
+  std::size_t connections() const;
+  std::size_t streams() const;
+
+ private:
+  class Connections;
+
+  std::unique_ptr<Connections> connections_;
+};
+
+}  // namespace polaiga::web

@@ -17,6 +17,7 @@
 #include "base/unblocked_output.h"
 #include "control/control_client.h"
 #include "http/server.h"
+#include "page/page.h"
 
 namespace {
 
@@ -55,6 +56,8 @@ int serve(const Options& options) {
   OpenGate gate;
   Application application(gate);
   application.add("api", api);
+  Page page(site);
+  application.add("", page);
   Listener listener(*address);
   Server server(listener, application, {}, std::nullopt,
                 [&](const std::string& text) { say(Priority::kWarning, text); });

@@ -207,6 +207,13 @@ Markup action_line(const engine::AlarmAction& action) {
   return line;
 }
 
+// A moment that is told as such.
+Markup at(Moment moment) {
+  Markup time;
+  time.tag("<time datetime=\"").text(engine::format_moment(moment)).tag("\">").text(exact_text(moment));
+  return time.tag("</time>");
+}
+
 }  // namespace
 
 std::optional<std::int64_t> number_of(std::string_view text) {
@@ -387,12 +394,10 @@ std::string FirstPaint::alarm(const PaintOf& of, const StoredAlarm& alarm) const
   main.tag("<article class=\"alarm s-").text(engine::severity_word(alarm.severity)).tag("\"><h1>");
   main.text(alarm.steps.empty() ? std::string_view(alarm.dn) : std::string_view(alarm.steps.back().name));
   main.tag("</h1><p>").add(severity_mark(alarm.severity)).tag(" ").text(alarm.dn).tag("</p><dl><dt>Raised</dt><dd>");
-  main.add(time(alarm.created))
-      .tag("</dd><dt>State</dt><dd>")
-      .text(engine::operator_state_word(alarm.standing.state()));
+  main.add(at(alarm.created)).tag("</dd><dt>State</dt><dd>").text(engine::operator_state_word(alarm.standing.state()));
   main.tag(alarm.is_out_of_service ? Markup::Tag(", out of service</dd>") : Markup::Tag("</dd>"));
   if (alarm.ended) {
-    main.tag("<dt>Ended</dt><dd>").add(time(alarm.ended_at)).tag(", ").text(engine::change_word(alarm.ending));
+    main.tag("<dt>Ended</dt><dd>").add(at(alarm.ended_at)).tag(", ").text(engine::change_word(alarm.ending));
     main.tag("</dd>");
   }
   for (const ActiveRow& row : of.overview.active) {
@@ -405,15 +410,15 @@ std::string FirstPaint::alarm(const PaintOf& of, const StoredAlarm& alarm) const
   main.tag("</dl><h2>Its way</h2><ol class=\"plain\">");
   for (const engine::StoredFault& step : alarm.steps) {
     main.tag("<li>").add(severity_mark(step.severity)).tag(" ").text(code_text(step.code)).tag(" ").text(step.name);
-    main.tag(", since ").add(time(step.since));
-    if (step.ended) main.tag(", ").text(engine::change_word(step.ending)).tag(" ").add(time(step.ended_at));
+    main.tag(", since ").add(at(step.since));
+    if (step.ended) main.tag(", ").text(engine::change_word(step.ending)).tag(" ").add(at(step.ended_at));
     main.tag("</li>");
   }
   main.tag("</ol><h2>What people did</h2>");
   if (alarm.actions.empty()) main.tag("<p class=\"quiet\">Nothing yet.</p>");
   main.tag("<ol class=\"plain\">");
   for (const engine::AlarmAction& action : alarm.actions) {
-    main.tag("<li>").add(time(action.at)).tag(" ").add(action_line(action)).tag("</li>");
+    main.tag("<li>").add(at(action.at)).tag(" ").add(action_line(action)).tag("</li>");
   }
   return of_view("Alarm", of, main.tag("</ol></article>"));
 }

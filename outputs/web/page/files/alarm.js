@@ -3,7 +3,7 @@ import { address_with, address, go, view } from './address.js';
 import { action_words, acts_of } from './acts.js';
 import { rank, severity_mark, tone } from './marks.js';
 import { Refused, get } from './server.js';
-import { ago, clock_of, code_text, exact, h, now, number_of, plural, seconds_of, short, words_of } from './text.js';
+import { ago, clock_of, code_text, events_words, exact, h, now, number_of, plural, seconds_of, short, words_of } from './text.js';
 
 let shown = 0;        // its number; 0: none is open
 let panel = null;
@@ -96,14 +96,14 @@ function because(why) {
   if (!event) return null;
   const rule = why.rule;
   return [`${event.sensor}: offset ${event.offset}, state ${event.state}`,
-    rule && h('span', { class: 'dim' }, ` \u2013 the filter ${rule.filter} raises ${code_text(why.code)} by offset ${rule.raised_by}`),
+    rule && h('span', { class: 'dim' }, ` \u2013 the filter ${rule.filter} raises ${code_text(why.code)} by ${events_words(rule.raised_by)}`),
     rule === null && h('span', { class: 'dim' }, ' \u2013 this build\u2019s filter does not raise it by that event')];
 }
 
 function ends_when(why) {
   if (why.ended || !why.rule) return null;
-  const ways = why.rule.superseded_by.map((other) => h('li', {}, `offset ${other.events}: becomes ${code_text(other.code)}, ${words_of(other.name)}`));
-  if (why.rule.cleared_by) ways.unshift(h('li', {}, `offset ${why.rule.cleared_by}: clears it`));
+  const ways = why.rule.superseded_by.map((other) => h('li', {}, `${events_words(other.events)}: becomes ${code_text(other.code)}, ${words_of(other.name)}`));
+  if (why.rule.cleared_by) ways.unshift(h('li', {}, `${events_words(why.rule.cleared_by)}: clears it`));
   return ways.length > 0 ? h('ul', { class: 'plain' }, ways) : 'No event of this sensor ends it.';
 }
 

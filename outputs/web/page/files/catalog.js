@@ -2,7 +2,7 @@
 import { address_with, parameters, replace } from './address.js';
 import { severity_mark } from './marks.js';
 import { get } from './server.js';
-import { code_text, h, number, words_of } from './text.js';
+import { code_text, events_words, h, number, words_of } from './text.js';
 import { failed } from './page.js';
 
 let place, list, count;
@@ -10,7 +10,7 @@ let faults = [];
 
 function events(title, entries, text) {
   if (entries.length === 0) return null;
-  return [h('dt', {}, title), h('dd', {}, entries.map((one) => h('div', {}, `offset ${one.events}`, h('span', { class: 'dim' }, ` \u2013 ${text(one)}`))))];
+  return [h('dt', {}, title), h('dd', {}, entries.map((one) => h('div', {}, events_words(one.events), h('span', { class: 'dim' }, ` \u2013 ${text(one)}`))))];
 }
 
 function behaviour(one) {
@@ -52,6 +52,7 @@ export default {
       draw();
     });
     where.append(place);
+    list.append(h('li', { class: 'dim' }, 'The catalog is being read.'));
     const into = place;
     try {
       const answer = await get('/api/v1/catalog');

@@ -58,7 +58,7 @@ function branch(node, budget) {
   const wrong = children.filter((one) => one.count > 0);
   const well = children.filter((one) => one.count === 0);
   budget.left -= wrong.length;
-  const is_open = turned.get(node.dn) ?? (node.count > 0 && budget.left >= 0);
+  const is_open = turned.get(node.dn) ?? (node.count > 0 && (budget.left >= 0 || node.dn.split('/').length < 3));
   const line = h('div', { class: `branch${node.count === 0 ? ' well' : ''}` });
   const item = h('li', {}, line);
   let inner = null;

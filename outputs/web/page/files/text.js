@@ -98,3 +98,6 @@ export function words_of(name) {
   const words = name.replace(/^flt/, '').replace(/([a-z0-9])([A-Z])/g, '$1 $2').toLowerCase();
   return words.charAt(0).toUpperCase() + words.slice(1);
 }
+
+// "58: any but 5; 4: 4" in words.
+export const events_words = (events) => events.split('; ').map((one) => one.replace(/^(.*?): (.*)$/, 'offset $1, state $2')).join('; or ');

@@ -9,7 +9,6 @@ import { failed } from './page.js';
 
 const hour = 3600;
 const spans = [[hour, 'hour'], [24 * hour, 'day'], [7 * 24 * hour, 'week'], [30 * 24 * hour, 'month'], [365 * 24 * hour, 'year']];
-const lane_height = 26;
 const most_lanes = 40;
 const axis_height = 26;
 const bin = 6;  // pixels, where there are more bars than these have room for
@@ -20,6 +19,7 @@ let lanes = [];
 let chosen = -1;     // lane; -1: all
 let span = 24 * hour;
 let end = null;      // null: now
+let lane_height = 26;
 let bars = [];       // where they were drawn: what a click finds
 
 const last = () => end ?? now();
@@ -78,9 +78,9 @@ function draw_bars(ink, lane, index, top) {
   const left = label_width();
   const layout = lane.alarms.length <= width() ? rows_of(lane) : null;
   if (layout) {
-    const height = Math.floor((lane_height - 8) / layout.count);
+    const height = Math.min(24, Math.floor((lane_height - 8) / layout.count));
     for (const { alarm, from, to, row } of layout.placed) {
-      const y = top + 4 + row * height;
+      const y = top + (lane_height - height * layout.count) / 2 + row * height;
       const steps = alarm.steps.length > 0 ? alarm.steps : [[alarm.created, alarm.rank]];
       steps.forEach(([since, severity], i) => {
         const begin = Math.max(left, x_of(since));
@@ -101,32 +101,39 @@ function draw_bars(ink, lane, index, top) {
     }
     return;
   }
-  // How many and how bad, for each few pixels.
+  // How many and how bad, for each few pixels: the higher the more, in the shares of the severities, the worst on top.
   const size = Math.ceil(width() / bin);
-  const change = new Int32Array(size + 1);
-  const worst = new Uint8Array(size);
+  const levels = severities.length;
+  const change = new Int32Array(levels * (size + 1));
   for (const alarm of lane.alarms) {
     const from = Math.max(0, Math.floor((x_of(alarm.created) - left) / bin));
     const to = Math.min(size - 1, Math.floor((x_of(ended_at(alarm)) - left) / bin));
     if (to < 0 || from >= size) continue;
-    change[from] += 1;
-    change[to + 1] -= 1;
-    for (let i = from; i <= to; ++i) if (alarm.rank > worst[i]) worst[i] = alarm.rank;
+    change[from * levels + alarm.rank] += 1;
+    change[(to + 1) * levels + alarm.rank] -= 1;
   }
-  let most = 1;
-  let count = 0;
+  const totals = new Int32Array(size);
   for (let i = 0; i < size; ++i) {
-    count += change[i];
-    most = Math.max(most, count);
+    for (let level = 0; level < levels; ++level) {
+      if (i > 0) change[i * levels + level] += change[(i - 1) * levels + level];
+      totals[i] += change[i * levels + level];
+    }
   }
-  count = 0;
+  const most = totals.reduce((a, b) => Math.max(a, b), 1);
   const full = lane_height - 6;
   for (let i = 0; i < size; ++i) {
-    count += change[i];
-    if (count === 0) continue;
-    const tall = Math.max(3, (full * Math.log2(count + 1)) / Math.log2(most + 1));
-    ink.fillStyle = tones[worst[i]];
-    ink.fillRect(left + i * bin, top + 3 + full - tall, bin - 1, tall);
+    if (totals[i] === 0) continue;
+    const tall = Math.max(4, (full * Math.log2(totals[i] + 1)) / Math.log2(most + 1));
+    let y = top + 3 + full - tall;
+    const bottom = y + tall;
+    for (let level = levels - 1; level >= 0; --level) {
+      const count = change[i * levels + level];
+      if (count === 0) continue;
+      const part = Math.max(2, (tall * count) / totals[i]);
+      ink.fillStyle = tones[level];
+      ink.fillRect(left + i * bin, y, bin - 1, Math.max(0, Math.min(part, bottom - y)));
+      y += part;
+    }
   }
 }
 
@@ -172,6 +179,7 @@ function draw() {
   if (!place?.isConnected || box.clientWidth === 0) return;
   learn_tones();
   make_lanes();
+  lane_height = Math.min(80, Math.max(26, Math.floor(240 / Math.max(1, lanes.length))));
   const height = axis_height + Math.max(1, lanes.length) * lane_height + 6;
   const scale = devicePixelRatio || 1;
   canvas.width = Math.round(box.clientWidth * scale);
@@ -199,10 +207,10 @@ function draw() {
     ink.stroke();
     ink.fillStyle = tones.text;
     const count = lane.alarms.length > 1 ? ` ${number(lane.alarms.length)}` : '';
-    ink.fillText(clipped(ink, short(lane.key), left - 18 - ink.measureText(count).width), 8, top + 17);
+    ink.fillText(clipped(ink, short(lane.key), left - 18 - ink.measureText(count).width), 8, top + lane_height / 2 + 4);
     ink.fillStyle = tones.dim;
     ink.textAlign = 'right';
-    ink.fillText(count, left - 8, top + 17);
+    ink.fillText(count, left - 8, top + lane_height / 2 + 4);
     ink.textAlign = 'left';
     ink.save();
     ink.beginPath();

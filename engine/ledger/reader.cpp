@@ -153,7 +153,7 @@ std::vector<StoredAlarm> LedgerReader::history(const std::string& fault_dn, std:
 }
 
 std::vector<StoredAlarm> LedgerReader::missed(std::int64_t limit) {
-  return ask([&](StoredRows& rows) {
+  return ask_with_profile([&](StoredRows& rows) {
     std::vector<StoredAlarm> alarms;
     for (const ChangeNumber number : rows.missed(limit)) {
       rows.leave_out_damage([&] {

@@ -141,7 +141,7 @@ class LedgerReader {
   // Calls `take` for each alarm of which a fault has this DN or lies below it, or for all with an empty DN, in the
   // order in which they were raised.
   void alarm_facts(const std::string& under, const std::function<void(const AlarmFact& fact)>& take);
-  // What the engine's alarm profile was when active(), history() or explain() was asked last.
+  // What the engine's alarm profile was when active(), history(), missed() or explain() was asked last.
   const AlarmProfile& profile() const { return *profile_; }
 
   // Whether something was written since the last call.

@@ -70,8 +70,8 @@ struct Change {
   Sequence shown = 0;                    // the input whose record the fault shows after this change
   std::uint32_t reporters = 0;           // how many report the fault after this change
   std::uint64_t raises = 0;              // of chattering and settled: how often the fault was raised meanwhile
-  bool is_quiet = false;                 // outputs need not tell it: the alarm is silenced, and they were never told of it
-  bool is_folded = false;                // the change feed leaves it out, because the fault is chattering
+  bool is_quiet = false;   // outputs need not tell it: the alarm is silenced, and they were never told of it
+  bool is_folded = false;  // the change feed leaves it out, because the fault is chattering
 
   bool is_told() const { return !is_quiet && !is_folded; }
 

@@ -54,11 +54,11 @@ struct OperatorAction {
   // The alarms were selected, not named. Those that are over, or for which the action is done already, are left out.
   // An alarm that has had its limit of actions refuses the whole selection.
   bool is_selection = false;
-  ChangeNumber through = 0;               // of kAcknowledgeMissed: the alarms that ended up to this change
-  std::string dn = {};                    // of the object or, to settle it, the fault; empty: it is about alarms
-  std::int64_t lasts = 0;                 // of a shelf or of maintenance, in seconds; 0: `until` says it
-  Moment until = 0;                       // when it ends by itself
-  std::int64_t until_age = 0;             // the same as an age of the ledger, which a jump of the clock does not move
+  ChangeNumber through = 0;    // of kAcknowledgeMissed: the alarms that ended up to this change
+  std::string dn = {};         // of the object or, to settle it, the fault; empty: it is about alarms
+  std::int64_t lasts = 0;      // of a shelf or of maintenance, in seconds; 0: `until` says it
+  Moment until = 0;            // when it ends by itself
+  std::int64_t until_age = 0;  // the same as an age of the ledger, which a jump of the clock does not move
 };
 
 inline constexpr std::size_t kMostCommentBytes = 1024;

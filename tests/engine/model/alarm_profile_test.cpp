@@ -112,9 +112,9 @@ TEST(AlarmProfile, TimesToRespond) {
   EXPECT_EQ(time_of("31536000s"), 31'536'000);
   for (const char* time : {"", "0s", "4", "h", "-4h", "4 h", "4H", "4hh", "1.5h", "366d", "31536001s",
                            "99999999999999999999s", "9223372036854775807d"}) {
-    EXPECT_EQ(
-        about_row(std::string("*\ta\t-\tyes\t") + time + "\t-\t-"),
-        std::string("11: respond_within: '") + time + "' is neither - nor a time up to 365d, with s, m, h or d, such as 4h");
+    EXPECT_EQ(about_row(std::string("*\ta\t-\tyes\t") + time + "\t-\t-"),
+              std::string("11: respond_within: '") + time +
+                  "' is neither - nor a time up to 365d, with s, m, h or d, such as 4h");
   }
 }
 
@@ -238,9 +238,8 @@ TEST(AlarmProfile, NoRowThatAnotherBeforeItCovers) {
   const auto about = [](const std::string& first, const std::string& second) {
     const std::string rest = "\t-\tyes\t-\t-\t-\n";
     const std::string what = complaint_about(kHeader + first + rest + "# between\n" + second + rest);
-    return what == "f:4:1: code: this row has no effect: line 2 already matches every fault that it matches"
-               ? "covered"
-               : what;
+    return what == "f:4:1: code: this row has no effect: line 2 already matches every fault that it matches" ? "covered"
+                                                                                                             : what;
   };
   const std::pair<const char*, const char*> covered[] = {
       {"F0395\ta", "F0395\ta"},         {"*\ta", "F0395\ta"},         {"*\ta*", "*\tab*c"},

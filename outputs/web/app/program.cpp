@@ -59,7 +59,7 @@ class Process {
     const int error = ::posix_spawnp(&pid_, words[0], &files, &attributes, words.data(), environ);
     ::posix_spawnattr_destroy(&attributes);
     ::posix_spawn_file_actions_destroy(&files);
-    if (error != 0) throw ProgramFailed(-1, arguments[0] + " cannot be run: " + std::strerror(error));
+    if (error != 0) throw ProgramFailed(arguments[0] + " cannot be run: " + std::strerror(error));
   }
   ~Process() {
     if (pid_ < 0) return;
@@ -94,7 +94,7 @@ bool take(int fd, std::string& text, std::size_t most) {
 
 }  // namespace
 
-std::string run_program(const std::vector<std::string>& arguments) {
+ProgramAnswer run_program(const std::vector<std::string>& arguments) {
   const Place place;
   const Time::time_point end = Time::now() + kLongest;
   engine::Pipe output;
@@ -105,17 +105,16 @@ std::string run_program(const std::vector<std::string>& arguments) {
   std::string said;
   std::string complaint;
   for (bool more = true, more_errors = true; more || more_errors;) {
-    std::array<pollfd, 2> ready{{{more ? output.out.get() : -1, POLLIN, 0}, {more_errors ? errors.out.get() : -1, POLLIN, 0}}};
+    std::array<pollfd, 2> ready{
+        {{more ? output.out.get() : -1, POLLIN, 0}, {more_errors ? errors.out.get() : -1, POLLIN, 0}}};
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Time::now()).count();
-    if (left <= 0) throw ProgramFailed(-1, arguments[0] + " did not answer within 20 s");
+    if (left <= 0) throw ProgramFailed(arguments[0] + " did not answer within 20 s");
     if (::poll(ready.data(), ready.size(), static_cast<int>(left)) < 0 && errno != EINTR) break;
     if (ready[0].revents != 0) more = take(output.out.get(), said, kMostOutput + 1);
     if (ready[1].revents != 0) more_errors = take(errors.out.get(), complaint, kMostComplaint);
-    if (said.size() > kMostOutput) throw ProgramFailed(-1, arguments[0] + " answered more than 16 MiB");
+    if (said.size() > kMostOutput) throw ProgramFailed(arguments[0] + " answered more than 16 MiB");
   }
-  const int status = process.wait();
-  if (status != 0) throw ProgramFailed(status, engine::printable(complaint));
-  return said;
+  return {process.wait(), std::move(said), engine::printable(complaint)};
 }
 
 }  // namespace polaiga::web

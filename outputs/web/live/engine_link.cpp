@@ -44,11 +44,6 @@ bool EngineLink::is_running() const {
   return said_.status.has_value();
 }
 
-void EngineLink::on_change(std::function<void()> call) {
-  const std::lock_guard lock(mutex_);
-  call_ = std::move(call);
-}
-
 std::string EngineLink::ask(const std::string& request) const {
   return engine::ControlClient(control_).ask(request + "\n");
 }
@@ -61,10 +56,8 @@ void EngineLink::run() {
     lock.lock();
     const bool has_changed = now.status.has_value() != said_.status.has_value();
     said_ = std::move(now);
-    if (!has_changed || !call_) continue;
-    const auto call = call_;
     lock.unlock();
-    call();
+    if (has_changed) changes_.notify();
     lock.lock();
   }
 }

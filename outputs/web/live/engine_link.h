@@ -7,6 +7,9 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
+
+#include "live/notifier.h"
 
 namespace polaiga::web {
 
@@ -29,7 +32,7 @@ class EngineLink {
   bool is_running() const;
 
   // Is called, in the thread of this, when the engine begins or ceases to answer.
-  void on_change(std::function<void()> call);
+  void on_change(std::function<void()> call) { changes_.set(std::move(call)); }
 
   // The engine's answer to a request, in one line. It may take as long as the engine takes. Throws std::runtime_error
   // when there is none.
@@ -42,7 +45,7 @@ class EngineLink {
   mutable std::mutex mutex_;
   std::condition_variable stops_;
   EngineSaid said_;
-  std::function<void()> call_;
+  Notifier changes_;
   bool is_over_ = false;
   std::thread thread_;
 };

@@ -117,7 +117,8 @@ function draw_live() {
 
 function draw_who() {
   at('me')?.replaceChildren(h('span', {}, server.me.name),
-    server.may_act() ? h('span', { class: 'vh' }, ', operator') : server.me.name ? ' (viewer)' : '');
+    server.may_act() ? h('span', { class: 'vh' }, ', operator') : server.me.name ? ' (viewer)' : '',
+    ...(server.me.csrf ? [h('button', { type: 'button', onclick: () => server.log_out().then(() => location.reload()) }, 'Log out')] : []));
 }
 
 // ---- Live, or not

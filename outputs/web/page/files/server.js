@@ -64,6 +64,10 @@ export async function act(action) {
   return response.json();
 }
 
+export function log_out() {
+  return fetch('/logout', { method: 'POST', headers: { 'X-CSRF-Token': me.csrf, Accept: 'application/json' } });
+}
+
 // Rows with a value for each column, as objects.
 export function objects_of({ columns, rows }) {
   return rows.map((row) => {

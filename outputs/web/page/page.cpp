@@ -92,7 +92,7 @@ Response Page::first_paint(const Request& request, const Caller& caller) {
         paint.problem("The ledger cannot be read", site_.live.problem().value_or("The ledger was not read yet") + "."));
   }
   const std::vector<std::string>& path = request.target.path;
-  const PaintOf of{view->of, caller, site_.engine.status().has_value()};
+  const PaintOf of{view->of, caller, site_.engine.is_running()};
   if (path.size() == 1) {
     if (path[0].empty()) return html(request, 200, paint.alarms(of, request.target));
     if (path[0] == "missed") {

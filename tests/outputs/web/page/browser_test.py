@@ -89,7 +89,8 @@ class Site:
     def start(self, name, command):
         """Starts a program and waits until it says that it is ready; returns it and what it said."""
         said = self.path(name + ".err")
-        child = subprocess.Popen(command, stderr=open(said, "w", encoding="utf-8"), stdout=subprocess.DEVNULL)
+        with open(said, "w", encoding="utf-8") as errors:
+            child = subprocess.Popen(command, stderr=errors, stdout=subprocess.DEVNULL)
 
         def is_ready():
             with open(said, encoding="utf-8") as lines:

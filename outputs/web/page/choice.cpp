@@ -14,8 +14,9 @@ namespace {
 using engine::ActiveRow;
 using engine::OperatorState;
 
-constexpr std::array<std::string_view, 7> kStates = {
-    "new", "acknowledged", "closed", "shelved", "out-of-service", "chattering", "all"};
+constexpr std::array<std::string_view, 8> kStates = {
+    "new", "acknowledged", "closed", "shelved", "out-of-service", "chattering", "stale", "all"};
+constexpr engine::Moment kStaleAfter = 86400;  // seconds without a report, as in the measures
 constexpr std::array<std::string_view, 3> kOrders = {"newest", "oldest", "object"};
 constexpr std::string_view kUp = "-up";
 
@@ -40,11 +41,12 @@ bool has_severity(std::string_view wanted, engine::Severity severity) {
   return wanted.ends_with(kUp) ? severity >= *least : severity == *least;
 }
 
-bool has_state(std::string_view state, const ActiveRow& row) {
+bool has_state(std::string_view state, const ActiveRow& row, engine::Moment now) {
   const OperatorState has = row.standing.state();
   if (state == "all") return true;
   if (state == "shelved") return has == OperatorState::kShelved;
   if (state == "out-of-service") return row.is_out_of_service;
+  if (state == "stale") return now - row.fault.updated > kStaleAfter;
   if (row.is_silenced()) return false;
   if (state == "new") return is_new(row);
   if (state == "acknowledged") return has == OperatorState::kAcknowledged;
@@ -91,10 +93,10 @@ Choice read_choice(const Target& target) {
   return choice;
 }
 
-std::vector<const ActiveRow*> chosen(const Choice& choice, const std::vector<ActiveRow>& rows) {
+std::vector<const ActiveRow*> chosen(const Choice& choice, const std::vector<ActiveRow>& rows, engine::Moment now) {
   std::vector<const ActiveRow*> list;
   for (const ActiveRow& row : rows) {
-    if (!has_severity(choice.severity, row.fault.severity) || !has_state(choice.state, row)) continue;
+    if (!has_severity(choice.severity, row.fault.severity) || !has_state(choice.state, row, now)) continue;
     if (!choice.under.empty() && !is_below(choice.under, row.fault.dn) && row.fault.fault_dn != choice.under) continue;
     if (!choice.text.empty() && !has_text(choice.text, row)) continue;
     list.push_back(&row);

@@ -16,9 +16,10 @@ namespace polaiga::web {
 struct Choice {
   std::string text;      // found in DN, code, name, description, sensor or person, in any letters
   std::string severity;  // "minor": that one; "minor-up": that one and worse; "": any
-  std::string state;     // "new", "acknowledged", "closed", "shelved", "out-of-service", "chattering", "all"; "": heard
-  std::string under;     // a DN: this object or fault and all below it
-  std::string order;     // "newest", "oldest", "object"; "": the worst first, and of these the newest
+  std::string
+      state;  // "new", "acknowledged", "closed", "shelved", "out-of-service", "chattering", "stale", "all"; "": heard
+  std::string under;  // a DN: this object or fault and all below it
+  std::string order;  // "newest", "oldest", "object"; "": the worst first, and of these the newest
   std::size_t skip = 0;
 
   bool is_filtered() const { return !text.empty() || !severity.empty() || !state.empty() || !under.empty(); }
@@ -27,7 +28,8 @@ struct Choice {
 Choice read_choice(const Target& target);
 
 // The rows that are wanted, in their order. They are those of `rows`.
-std::vector<const engine::ActiveRow*> chosen(const Choice& choice, const std::vector<engine::ActiveRow>& rows);
+std::vector<const engine::ActiveRow*> chosen(const Choice& choice, const std::vector<engine::ActiveRow>& rows,
+                                             engine::Moment now);
 
 // Whether nobody has answered the alarm yet.
 bool is_new(const engine::ActiveRow& row);

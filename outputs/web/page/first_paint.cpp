@@ -45,11 +45,12 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 9> kSeveriti
      {"minor-up", "minor and worse"},
      {"warning-up", "warning and worse"}}};
 
-constexpr std::array<std::pair<std::string_view, std::string_view>, 8> kStates = {{{"", "any state"},
+constexpr std::array<std::pair<std::string_view, std::string_view>, 9> kStates = {{{"", "any state"},
                                                                                    {"new", "new"},
                                                                                    {"acknowledged", "acknowledged"},
                                                                                    {"closed", "closed"},
                                                                                    {"chattering", "chattering"},
+                                                                                   {"stale", "stale"},
                                                                                    {"shelved", "shelved"},
                                                                                    {"out-of-service", "out of service"},
                                                                                    {"all", "silenced ones, too"}}};
@@ -315,7 +316,7 @@ Markup FirstPaint::row(const ActiveRow& row) const {
 
 std::string FirstPaint::alarms(const PaintOf& of, const Target& target) const {
   const Choice choice = read_choice(target);
-  const auto list = chosen(choice, of.overview.active);
+  const auto list = chosen(choice, of.overview.active, now_);
   Markup main;
   main.tag("<h1 class=\"vh\">Active alarms</h1>").add(filter_form(choice, list.size(), of.overview.active.size()));
   if (list.empty()) {

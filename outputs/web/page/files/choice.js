@@ -1,11 +1,12 @@
 // Which active alarms a reader wants, in the words of the address: the same as in page/choice.cpp.
 import { rank } from './marks.js';
+import { now } from './text.js';
 
 export const severity_options = [['', 'any severity'], ['critical', 'critical'], ['major', 'major'], ['minor', 'minor'],
   ['warning', 'warning'], ['indeterminate', 'indeterminate'], ['major-up', 'major and worse'], ['minor-up', 'minor and worse'],
   ['warning-up', 'warning and worse']];
 export const state_options = [['', 'any state'], ['new', 'new'], ['acknowledged', 'acknowledged'], ['closed', 'closed'],
-  ['chattering', 'chattering'], ['shelved', 'shelved'], ['out-of-service', 'out of service'], ['all', 'silenced ones, too']];
+  ['chattering', 'chattering'], ['stale', 'stale'], ['shelved', 'shelved'], ['out-of-service', 'out of service'], ['all', 'silenced ones, too']];
 export const order_options = [['', 'worst first'], ['newest', 'newest first'], ['oldest', 'oldest first'], ['object', 'by object']];
 
 export const is_silenced = (row) => row.out_of_service === 1 || row.operator_state === 'shelved';
@@ -20,6 +21,8 @@ const states = {
   acknowledged: (row) => !is_silenced(row) && row.operator_state === 'acknowledged',
   closed: (row) => !is_silenced(row) && row.operator_state === 'closed',
   chattering: (row) => !is_silenced(row) && row.chattering > 0,
+  // Silenced ones, too: what the statistics count.
+  stale: (row) => now() - row.updated > 86400,
 };
 
 const newest = (a, b) => b.created - a.created || b.number - a.number;

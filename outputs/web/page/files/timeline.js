@@ -5,7 +5,7 @@ import { is_below } from './choice.js';
 import { severities, tone } from './marks.js';
 import { clock, day, exact, h, now, number, plural, short } from './text.js';
 import { all_alarms, long_list } from './lists.js';
-import { failed } from './page.js';
+import { failed, say } from './page.js';
 
 const hour = 3600;
 const spans = [[hour, 'hour'], [24 * hour, 'day'], [7 * 24 * hour, 'week'], [30 * 24 * hour, 'month'], [365 * 24 * hour, 'year']];
@@ -234,7 +234,7 @@ function draw_list() {
   const print = `${chosen >= 0 ? lanes[chosen].key : ''} ${open_alarm()} ${list.map((one) => `${one.number} ${one.ended} ${one.worst}`).join()}`;
   if (print === listed) return;
   listed = print;
-  chosen_list.replaceChildren(h('h2', { id: 'chosen-title', role: 'status' }, chosen >= 0 ? `${short(lanes[chosen].key)}: ${plural(list.length, 'alarm')} in this time` : `${plural(list.length, 'alarm')} in this time`),
+  chosen_list.replaceChildren(h('h2', { id: 'chosen-title' }, chosen >= 0 ? `${short(lanes[chosen].key)}: ${plural(list.length, 'alarm')} in this time` : `${plural(list.length, 'alarm')} in this time`),
     ...long_list(list, 'There are none.'));
 }
 
@@ -300,6 +300,7 @@ function choose(lane) {
   chosen = lane;
   draw();
   draw_list();
+  say(chosen_list.querySelector('h2').textContent);
 }
 
 function read_address() {

@@ -10,6 +10,8 @@ namespace {
 using engine::ActiveRow;
 using engine::Severity;
 
+constexpr engine::Moment kNow = 86400 + 100;
+
 ActiveRow row(engine::ChangeNumber number, const char* dn, Severity severity, engine::Moment since) {
   ActiveRow row;
   row.fault.alarm = number;
@@ -18,6 +20,7 @@ ActiveRow row(engine::ChangeNumber number, const char* dn, Severity severity, en
   row.fault.name = "fltEquipmentFanDegraded";
   row.fault.severity = severity;
   row.alarm_since = since;
+  row.fault.updated = since;
   std::strncpy(row.shown.record.descr, "Fan is slow", sizeof row.shown.record.descr - 1);
   std::strncpy(row.shown.event.event.event.sensor_name, "FAN1_TACH1",
                sizeof row.shown.event.event.event.sensor_name - 1);
@@ -41,7 +44,7 @@ std::vector<ActiveRow> rows() {
 std::vector<engine::ChangeNumber> numbers(const char* target) {
   const std::vector<ActiveRow> all = rows();
   std::vector<engine::ChangeNumber> found;
-  for (const ActiveRow* one : chosen(read_choice(parse_target(target)), all)) found.push_back(one->fault.alarm);
+  for (const ActiveRow* one : chosen(read_choice(parse_target(target)), all, kNow)) found.push_back(one->fault.alarm);
   return found;
 }
 
@@ -64,6 +67,7 @@ INSTANTIATE_TEST_SUITE_P(
                     ChoiceCase{"/?state=new", Numbers{2, 3}}, ChoiceCase{"/?state=acknowledged", Numbers{1}},
                     ChoiceCase{"/?state=shelved", Numbers{4}}, ChoiceCase{"/?state=out-of-service", Numbers{5}},
                     ChoiceCase{"/?state=closed", Numbers{}}, ChoiceCase{"/?state=chattering", Numbers{}},
+                    ChoiceCase{"/?state=stale", Numbers{2, 5}},
                     ChoiceCase{"/?under=sys/rack/psu-1", Numbers{2}},  // and not psu-10
                     ChoiceCase{"/?under=sys/rack/psu-1/fault-F0001", Numbers{2}},
                     ChoiceCase{"/?under=sys/rack", Numbers{2, 3, 1}}, ChoiceCase{"/?text=PSU", Numbers{2, 3}},

@@ -17,6 +17,7 @@
 #include "base/unblocked_output.h"
 #include "control/control_client.h"
 #include "http/server.h"
+#include "restconf/restconf.h"
 
 namespace {
 
@@ -55,6 +56,10 @@ int serve(const Options& options) {
   OpenGate gate;
   Application application(gate);
   application.add("api", api);
+  Restconf restconf(site);
+  application.add("restconf", restconf);
+  HostMeta host_meta;
+  application.add(".well-known", host_meta);
   Listener listener(*address);
   Server server(listener, application, {}, std::nullopt,
                 [&](const std::string& text) { say(Priority::kWarning, text); });

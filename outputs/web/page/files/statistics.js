@@ -105,11 +105,14 @@ export default {
     load();
   },
   update() {
-    clearTimeout(loading);
-    loading = setTimeout(load, 2000);
+    loading ||= setTimeout(() => {
+      loading = 0;
+      load();
+    }, 2000);
   },
   leave() {
     clearTimeout(loading);
+    loading = 0;
     place = null;
   },
 };

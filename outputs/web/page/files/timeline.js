@@ -374,8 +374,10 @@ export default {
   },
   // All alarms are many: they are asked for once in a while.
   update() {
-    clearTimeout(loading);
-    loading = setTimeout(load, 1000);
+    loading ||= setTimeout(() => {
+      loading = 0;
+      load();
+    }, 1000);
   },
   moved() {
     read_address();
@@ -384,6 +386,7 @@ export default {
   },
   leave() {
     clearTimeout(loading);
+    loading = 0;
     clearTimeout(waiting);
     place = null;
   },

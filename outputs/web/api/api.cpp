@@ -251,7 +251,7 @@ Response Api::maintenance(const Request& request) {
   return json_content(request, body.line());
 }
 
-Response Api::status(const Request& request) {
+Response Api::status(const Request& request) const {
   expect_only(request.target, {});
   const EngineSaid said = site_.engine.said();
   const auto current = site_.live.view();

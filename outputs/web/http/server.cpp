@@ -187,7 +187,7 @@ class Server::Connections {
     std::array<char, 512> text{};
     std::vsnprintf(text.data(), text.size(), format, arguments);
     std::string line = text.data();
-    line.erase(line.find_last_not_of("\n") + 1);
+    line.erase(line.find_last_not_of('\n') + 1);
     auto& self = *static_cast<Connections*>(all);
     if (self.daemon_ == nullptr) self.complaint_ = line;
     // What a client does wrong, such as to hang up amid a request, is no news.
@@ -249,6 +249,7 @@ class Server::Connections {
   }
 
   static Link& link_of(MHD_Connection* connection) {
+    // NOLINTNEXTLINE(clang-analyzer-core.uninitialized.UndefReturn): begin() has set it
     return *static_cast<Link*>(info(connection, MHD_CONNECTION_INFO_SOCKET_CONTEXT).socket_context);
   }
 
@@ -343,7 +344,7 @@ class Server::Connections {
       auto end = std::make_unique<StreamEnd>(StreamEnd{this, connection, std::move(response.stream)});
       made = MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, kStreamBlock, &on_stream, end.get(), &on_stream_end);
       if (made != nullptr) {
-        end.release();
+        static_cast<void>(end.release());  // on_stream_end() has it
         ++streams_;
       }
       deadlines_.lift(fd);
@@ -353,7 +354,7 @@ class Server::Connections {
       const std::string& text = **body;
       made = MHD_create_response_from_buffer_with_free_callback_cls(text.size(), const_cast<char*>(text.data()),
                                                                     &on_body_end, body.get());
-      if (made != nullptr) body.release();
+      if (made != nullptr) static_cast<void>(body.release());  // on_body_end() has it
       deadlines_.set(fd, limits_.response_within);
     }
     if (made == nullptr) return MHD_NO;

@@ -113,8 +113,10 @@ void Access::reload() {
     if (!has_users()) return;
     auto users = std::make_shared<const Users>(read_users(options_.users));
     const std::size_t count = users->size();
-    const std::lock_guard lock(users_mutex_);
-    users_ = std::move(users);
+    {
+      const std::lock_guard lock(users_mutex_);
+      users_ = std::move(users);
+    }
     tell_(Priority::kInfo, "the users were read anew; there are " + std::to_string(count));
   } catch (const std::runtime_error& error) {
     tell_(Priority::kError, std::string(error.what()) + "; the users stay as they were");

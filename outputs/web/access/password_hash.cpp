@@ -49,9 +49,22 @@ std::string hash_password(std::string_view password) {
   return hash;
 }
 
+// "$y$", parameters, salt and digest, with a dollar sign between them.
 bool is_password_hash(std::string_view text) {
-  return text.starts_with(kYescrypt) && text.size() < CRYPT_OUTPUT_SIZE &&
-         ::crypt_checksalt(std::string(text).c_str()) == CRYPT_SALT_OK;
+  constexpr std::string_view kDigits = "./0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+  constexpr std::size_t kDigestSize = 43;
+  constexpr int kParts = 3;
+  if (!text.starts_with(kYescrypt) || text.size() >= CRYPT_OUTPUT_SIZE) return false;
+  text.remove_prefix(kYescrypt.size());
+  for (int part = 1; part <= kParts; ++part) {
+    const std::size_t end = text.find('$');
+    const std::string_view digits = text.substr(0, end);
+    if (digits.empty() || digits.find_first_not_of(kDigits) != std::string_view::npos) return false;
+    if (part == kParts) return end == std::string_view::npos && digits.size() == kDigestSize;
+    if (end == std::string_view::npos) return false;
+    text.remove_prefix(end + 1);
+  }
+  return false;
 }
 
 PasswordChecker::PasswordChecker() : nobody_(hash_password(random_text(sizeof(Digest)))) {}

@@ -14,7 +14,7 @@ std::string hash_password(std::string_view password);
 // Whether this is a hash that hash_password() could have made.
 bool is_password_hash(std::string_view text);
 
-// Compares passwords with hashes. A comparison takes about a tenth of a second and 16 MiB, so only a few are made at
+// Compares passwords with hashes. A comparison takes long and much memory on purpose, so only a few are made at
 // once; whoever asks for one more is told that it is busy, and nobody waits.
 class PasswordChecker {
  public:

@@ -17,7 +17,7 @@ namespace {
 
 using engine::Priority;
 
-constexpr std::string_view kWrong = "The name or the password is wrong.";
+constexpr const char* kWrong = "The name or the password is wrong.";
 
 std::string small_letters(std::string text) {
   std::ranges::transform(text, text.begin(),
@@ -38,7 +38,8 @@ bool is_for_everybody(const Request& request) {
   if (!is_question(request)) return false;
   return is_path(request, {"redfish"}) || is_path(request, {"redfish", ""}) || is_path(request, {"redfish", "v1"}) ||
          is_path(request, {"redfish", "v1", ""}) || is_path(request, {"redfish", "v1", "odata"}) ||
-         is_path(request, {"redfish", "v1", "$metadata"}) || is_path(request, {"api", "v1", "me"});
+         is_path(request, {"redfish", "v1", "$metadata"}) || is_path(request, {"api", "v1", "me"}) ||
+         is_path(request, {"favicon.ico"});
 }
 
 // Whether a person looks at the answer in a browser's window.
@@ -68,10 +69,12 @@ Response html(int status, const LoginPage& page) {
           .body = std::make_shared<const std::string>(login_page(page))};
 }
 
-Response try_later(int status, std::chrono::milliseconds wait, std::string_view detail) {
-  Response response = problem(status, detail);
-  response.headers.emplace_back("Retry-After", std::to_string(std::chrono::ceil<std::chrono::seconds>(wait).count()));
-  return response;
+std::string in_seconds(std::chrono::seconds wait) {
+  return std::to_string(wait.count()) + (wait.count() == 1 ? " second." : " seconds.");
+}
+
+void add_wait(Response& response, std::chrono::seconds wait) {
+  if (wait.count() > 0) response.headers.emplace_back("Retry-After", std::to_string(wait.count()));
 }
 
 // Browsers ask for a password by themselves when basic authentication is offered, and the page has a form for that.
@@ -157,7 +160,7 @@ bool Access::holds(const Caller& caller) {
 std::variant<Sessions::Opened, Response> Access::open_session(const Request& request, std::string_view name,
                                                               std::string_view password) {
   auto verified = verify(request, name, password);
-  if (auto* const response = std::get_if<Response>(&verified)) return std::move(*response);
+  if (const auto* const refusal = std::get_if<Refusal>(&verified)) return as_problem(request, *refusal);
   const User& user = std::get<User>(verified);
   return sessions_.open(user.name, user.hash, TokenKind::kHeader, request.peer.address);
 }
@@ -236,7 +239,7 @@ Access::Admission Access::admit_password(const Request& request) {
   std::optional<User> user = find_user(credentials->name);
   if (!user || !verified_.has(*user, password)) {
     auto verified = verify(request, credentials->name, password);
-    if (auto* const response = std::get_if<Response>(&verified)) return std::move(*response);
+    if (const auto* const refusal = std::get_if<Refusal>(&verified)) return as_problem(request, *refusal);
     user = std::get<User>(std::move(verified));
     verified_.add(*user, password);
   }
@@ -278,28 +281,39 @@ bool Access::has_csrf_token(const Request& request) {
   return are_equal(find_form_field(request.header("content-type"), request.body, "csrf").value_or(""), wanted);
 }
 
-std::variant<User, Response> Access::verify(const Request& request, std::string_view name, std::string_view password) {
-  if (!is_user_name(name) || !is_password(password)) return unauthorized(request, kWrong);
+std::variant<User, Access::Refusal> Access::verify(const Request& request, std::string_view name,
+                                                   std::string_view password) {
+  if (!is_user_name(name) || !is_password(password)) return Refusal{.status = 401, .why = kWrong};
   const std::string address = address_of(request);
   const std::string key(name);
-  const auto wait = delays_.wait(address, key);
-  if (wait.count() > 0) return try_later(429, wait, "There were too many failed logins. Wait before the next try.");
+  const auto wait = std::chrono::ceil<std::chrono::seconds>(delays_.wait(address, key));
+  if (wait.count() > 0) {
+    return Refusal{.status = 429, .why = "Logins have failed before. Try again in " + in_seconds(wait), .wait = wait};
+  }
   const auto user = find_user(name);
   switch (checker_.check(password, user ? user->hash : std::string())) {
     case PasswordChecker::Verdict::kBusy:
-      return try_later(503, std::chrono::seconds(1), "Too many log in at this moment. Try again.");
+      return Refusal{
+          .status = 503, .why = "Too many log in at this moment. Try again.", .wait = std::chrono::seconds(1)};
     case PasswordChecker::Verdict::kWrong:
       delays_.failed(address, key);
       // Somebody may have typed the password in place of the name, so a name that nobody has is not told.
-      tell_(Priority::kWarning, "a login " + where(request) + " failed: " +
-                                    (user ? "the password of " + engine::in_quotes(name) + " was wrong"
-                                          : std::string("there is no user of that name")));
-      return unauthorized(request, kWrong);
+      tell_(Priority::kWarning,
+            "a login " + where(request) + " failed: " +
+                (user ? "the password of " + engine::in_quotes(name) + " was wrong" : "there is no user of that name"));
+      return Refusal{.status = 401, .why = kWrong};
     case PasswordChecker::Verdict::kRight:
       break;
   }
   delays_.succeeded(address, key);
   return user.value_or(User{});
+}
+
+Response Access::as_problem(const Request& request, const Refusal& refusal) {
+  if (refusal.status == 401) return unauthorized(request, refusal.why);
+  Response response = problem(refusal.status, refusal.why);
+  add_wait(response, refusal.wait);
+  return response;
 }
 
 Response Access::refuse(const Request& request) const {
@@ -323,16 +337,11 @@ Response Access::log_in(const Request& request) {
   if (!login) return problem(400, "Send a form or JSON with a name and a password, and nothing else.");
   const std::string next = return_address(login->next);
   auto verified = verify(request, login->name, login->password.view());
-  if (auto* const response = std::get_if<Response>(&verified)) {
-    if (!login->is_form) return std::move(*response);
-    Response page = html(response->status, {.name = login->name,
-                                            .next = next,
-                                            .problem = response->status == 401
-                                                           ? std::string(kWrong)
-                                                           : "Too many try to log in. Wait a little, then try again."});
-    for (auto& header : response->headers) {
-      if (header.first == "Retry-After" || header.first == "WWW-Authenticate") page.headers.push_back(header);
-    }
+  if (const auto* const refusal = std::get_if<Refusal>(&verified)) {
+    if (!login->is_form) return as_problem(request, *refusal);
+    Response page = html(refusal->status, {.name = login->name, .next = next, .problem = refusal->why});
+    if (refusal->status == 401) add_challenge(page, request);
+    add_wait(page, refusal->wait);
     return page;
   }
   if (const auto before = caller_of_cookie(request)) sessions_.end(before->session);

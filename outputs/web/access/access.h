@@ -58,6 +58,13 @@ class Access final : public Gate, public SessionDesk {
  private:
   using Admission = std::variant<Caller, Response>;
 
+  // Why somebody could not log in.
+  struct Refusal {
+    int status = 0;
+    std::string why;                 // a sentence for people
+    std::chrono::seconds wait = {};  // before the next try
+  };
+
   bool has_users() const { return !options_.users.empty(); }
   std::shared_ptr<const Users> users() const;
   // Nothing: there is no such user.
@@ -80,8 +87,9 @@ class Access final : public Gate, public SessionDesk {
   bool has_csrf_token(const Request& request);
 
   // The user, or why not.
-  std::variant<User, Response> verify(const Request& request, std::string_view name, std::string_view password);
+  std::variant<User, Refusal> verify(const Request& request, std::string_view name, std::string_view password);
 
+  static Response as_problem(const Request& request, const Refusal& refusal);
   Response refuse(const Request& request) const;
   Response answer_login(const Request& request);
   Response log_in(const Request& request);

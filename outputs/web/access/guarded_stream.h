@@ -11,7 +11,7 @@ namespace polaiga::web {
 
 class GuardedStream final : public Stream {
  public:
-  // The gate is asked at most once in such a time, since streams are many.
+  // The gate is asked first, and then once in such a time, since streams are many.
   static constexpr std::chrono::seconds kStep{5};
 
   // The gate must outlive this.
@@ -34,7 +34,7 @@ class GuardedStream final : public Stream {
   Gate& gate_;
   Caller caller_;
   std::chrono::milliseconds step_;
-  std::chrono::steady_clock::time_point asked_ = std::chrono::steady_clock::now();
+  std::chrono::steady_clock::time_point asked_{};  // the gate
   bool is_refused_ = false;
 };
 

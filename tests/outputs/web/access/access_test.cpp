@@ -166,8 +166,8 @@ TEST_F(AccessTest, BrowsersAreSentToTheLoginPage) {
 }
 
 TEST_F(AccessTest, WhatTellsHowToLogInIsForEverybody) {
-  for (const char* const target :
-       {"/redfish", "/redfish/v1", "/redfish/v1/", "/redfish/v1/odata", "/redfish/v1/$metadata", "/api/v1/me"}) {
+  for (const char* const target : {"/redfish", "/redfish/v1", "/redfish/v1/", "/redfish/v1/odata",
+                                   "/redfish/v1/$metadata", "/api/v1/me", "/favicon.ico"}) {
     EXPECT_EQ(caller(get(target)).role, Role::kNobody) << target;
     EXPECT_EQ(refusal(post(target)).status, 401) << target;
   }
@@ -395,6 +395,7 @@ TEST_F(AccessTest, FailuresOfTheFormAreShownInIt) {
   EXPECT_EQ(response.status, 429);
   EXPECT_EQ(header_of(response, "Retry-After"), "1");
   EXPECT_EQ(header_of(response, "Content-Type"), "text/html; charset=utf-8");
+  EXPECT_NE(response.body->find("Logins have failed before. Try again in 1 second."), std::string::npos);
   EXPECT_EQ(refusal(post("/login").body(kForm, "name=anna")).status, 400);
 }
 

@@ -50,6 +50,9 @@ TEST(GuardedStreamTest, TheGateIsAskedNowAndThen) {
   SwitchedGate gate;
   GuardedStream stream(std::make_unique<Numbers>(), gate, {.name = "anna"}, std::chrono::hours(1));
   EXPECT_EQ(stream.next(), "1");
+  EXPECT_EQ(gate.asked_for, "anna");
+  gate.asked_for.clear();
+  EXPECT_EQ(stream.next(), "2");
   EXPECT_EQ(gate.asked_for, "");
 }
 

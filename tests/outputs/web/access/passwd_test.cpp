@@ -100,6 +100,17 @@ TEST_F(PasswdTest, AFileThatIsWrongStays) {
   EXPECT_NE(passwd("bob", "correct horse").err.find("type: chmod 600"), std::string::npos);
 }
 
+TEST_F(PasswdTest, ManyAtOnceLoseNothing) {
+  std::string command;
+  for (int i = 0; i < 8; ++i) {
+    command += "echo 'correct horse' | " POLAIGA_WEB " passwd --users " + users() + " user" + std::to_string(i) + " & ";
+  }
+  EXPECT_EQ(shell_.run(command + "wait").err, "");
+  EXPECT_EQ(read_users(users()).size(), 8U);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(shell_.dir().path()), {}), 4)
+      << "the users, and the files of the test itself";
+}
+
 TEST_F(PasswdTest, ATerminalShowsNoPassword) {
   const Ended ended = at_terminal(
       "wait:New password of anna: |hidden|type:correct horse|wait:The same again: |hidden|"

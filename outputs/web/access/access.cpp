@@ -83,13 +83,23 @@ void add_challenge(Response& response, const Request& request) {
   const bool is_page =
       !request.header("sec-fetch-mode").empty() || !request.header("cookie").empty() || is_path(request, {"login"});
   response.headers.emplace_back("WWW-Authenticate",
-                                is_page ? "Session realm=\"polaiga\"" : "Basic realm=\"polaiga\", charset=\"UTF-8\"");
+                                is_page ? R"(Session realm="polaiga")" : R"(Basic realm="polaiga", charset="UTF-8")");
 }
 
 Response unauthorized(const Request& request, std::string_view detail) {
   Response response = problem(401, detail);
   add_challenge(response, request);
   return response;
+}
+
+// For somebody who has not logged in.
+Response refuse(const Request& request) {
+  if (is_browsing(request)) return redirect("/login?next=" + percent_encoded(address_of_target(request.target)));
+  if (request.peer.certificate) {
+    return unauthorized(request, "The client certificate is of " + engine::in_quotes(*request.peer.certificate) +
+                                     ", which is no user here.");
+  }
+  return unauthorized(request, "Log in first: with a name and password, a session, or a client certificate.");
 }
 
 std::string where(const Request& request) {
@@ -314,15 +324,6 @@ Response Access::as_problem(const Request& request, const Refusal& refusal) {
   Response response = problem(refusal.status, refusal.why);
   add_wait(response, refusal.wait);
   return response;
-}
-
-Response Access::refuse(const Request& request) const {
-  if (is_browsing(request)) return redirect("/login?next=" + percent_encoded(address_of_target(request.target)));
-  if (request.peer.certificate) {
-    return unauthorized(request, "The client certificate is of " + engine::in_quotes(*request.peer.certificate) +
-                                     ", which is no user here.");
-  }
-  return unauthorized(request, "Log in first: with a name and password, a session, or a client certificate.");
 }
 
 Response Access::answer_login(const Request& request) {

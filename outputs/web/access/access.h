@@ -90,7 +90,6 @@ class Access final : public Gate, public SessionDesk {
   std::variant<User, Refusal> verify(const Request& request, std::string_view name, std::string_view password);
 
   static Response as_problem(const Request& request, const Refusal& refusal);
-  Response refuse(const Request& request) const;
   Response answer_login(const Request& request);
   Response log_in(const Request& request);
   Response log_out(const Request& request);

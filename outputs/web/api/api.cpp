@@ -103,7 +103,8 @@ Response Api::route(const Request& request, const Caller& caller) {
   if (what == "me") {
     expect_only(request.target, {});
     JsonObject body;
-    body.add("name", caller.name).add("role", role_word(caller.role));
+    body.add("name", caller.name).add("role", role_name(caller.role));
+    if (const auto token = site_.gate.csrf(request)) body.add("csrf", *token);
     Response response = json_content(request, body.line());
     response.headers.emplace_back("Vary", "Cookie, Authorization");
     return response;

@@ -60,13 +60,18 @@ std::string address_text(const sockaddr& address) {
   return text.data();
 }
 
-// The common name of a client certificate that the authority has signed and that is valid now.
+// The common name of a client certificate that the authority has signed, for clients, and that is valid now.
 std::optional<std::string> verified_name(gnutls_session_t session) {
   unsigned problems = 0;
   unsigned count = 0;
   const gnutls_datum_t* const chain = gnutls_certificate_get_peers(session, &count);
   if (chain == nullptr || count == 0) return std::nullopt;
-  if (gnutls_certificate_verify_peers2(session, &problems) != GNUTLS_E_SUCCESS || problems != 0) return std::nullopt;
+  std::string client = GNUTLS_KP_TLS_WWW_CLIENT;
+  gnutls_typed_vdata_st purpose = {
+      .type = GNUTLS_DT_KEY_PURPOSE_OID, .data = reinterpret_cast<unsigned char*>(client.data()), .size = 0};
+  if (gnutls_certificate_verify_peers(session, &purpose, 1, &problems) != GNUTLS_E_SUCCESS || problems != 0) {
+    return std::nullopt;
+  }
   gnutls_x509_crt_t certificate = nullptr;
   if (gnutls_x509_crt_init(&certificate) != GNUTLS_E_SUCCESS) return std::nullopt;
   std::array<char, 256> name{};

@@ -17,6 +17,7 @@
 #include "base/unblocked_output.h"
 #include "control/control_client.h"
 #include "http/server.h"
+#include "metrics/metrics.h"
 
 namespace {
 
@@ -29,6 +30,7 @@ struct Options {
   std::string control = polaiga::engine::kControlSocket;
   std::string listen;
   std::string program = "polaiga";
+  std::size_t most_series = Metrics::kMostSeries;
 };
 
 int serve(const Options& options) {
@@ -55,9 +57,12 @@ int serve(const Options& options) {
   OpenGate gate;
   Application application(gate);
   application.add("api", api);
+  Metrics metrics(site, options.most_series);
+  application.add("metrics", metrics);
   Listener listener(*address);
   Server server(listener, application, {}, std::nullopt,
                 [&](const std::string& text) { say(Priority::kWarning, text); });
+  metrics.watch(server);
   live.on_change([&server] { server.wake(); });
   say(Priority::kInfo, "ready: " + listener.address().text(false));
   pollfd waiting{.fd = signals.fd(), .events = POLLIN, .revents = 0};
@@ -80,6 +85,11 @@ int main(int argc, char** argv) {
   program.add_option("--listen", options.listen, "Where to listen: unix:PATH, 127.0.0.1:PORT or [::1]:PORT")
       ->required();
   program.add_option("--program", options.program, "The program polaiga, which explains faults");
+  program
+      .add_option("--metrics-max-series", options.most_series,
+                  "How many active alarms have a metric of their own at /metrics, the worst first")
+      ->check(CLI::Range(0, 1'000'000))
+      ->capture_default_str();
   try {
     program.parse(argc, argv);
     return serve(options);

@@ -34,9 +34,9 @@ constexpr Single kSingles[] = {
     {"waiting_clients", &gauge, "polaiga_engine_clients_waiting",
      "Clients that wait until the engine has a place for them."},
     {"checked_percent", &gauge, "polaiga_ledger_checked_ratio",
-     "How much of the ledger the engine has checked since it started.", 0.01},
+     "How far the engine's check of the ledger has come. It begins anew once a day.", 0.01},
     {"damage_found", &gauge, "polaiga_ledger_damage_found",
-     "Things in the ledger that are not as they were written, as far as it was checked."},
+     "Things in the ledger that are not as they were written, as far as the check has come."},
     {"over_limit", &gauge, "polaiga_ledger_over_limit",
      "1 when what must be kept takes more space than the ledger's limit allows."},
     {"log_held_by_reader", &gauge, "polaiga_ledger_log_held",
@@ -98,16 +98,19 @@ void add_ledger_size(const json& status, Families& families) {
 void add_outputs(const json& status, Families& families) {
   const auto publishers = status.find("publishers");
   if (publishers == status.end() || !publishers->is_array()) return;
+  auto through = gauge("polaiga_output_through_change", "The number of the last change that the output has told.");
   auto behind = gauge("polaiga_output_behind_changes", "Changes that the output has not told yet.");
   auto updated =
       gauge("polaiga_output_updated_timestamp_seconds", "When the output last told the engine how far it has come.");
   for (const json& publisher : *publishers) {
     const std::string name = text(publisher, "publisher");
+    if (const auto last = number(publisher, "through")) add(through, *last, {{"publisher", name}});
     if (const auto changes = number(publisher, "behind")) add(behind, *changes, {{"publisher", name}});
     if (const auto then = engine::parse_moment(text(publisher, "updated"))) {
       add(updated, static_cast<double>(*then), {{"publisher", name}});
     }
   }
+  families.push_back(std::move(through));
   families.push_back(std::move(behind));
   families.push_back(std::move(updated));
 }

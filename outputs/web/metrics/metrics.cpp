@@ -27,7 +27,7 @@ Families Metrics::families() {
   add(build, 1, {{"version", POLAIGA_VERSION}});
   families.push_back(std::move(build));
   add_server(families);
-  add_engine_families(site_.engine.status(), families);
+  add_engine_families(site_.engine.said().status, families);
   add_ledger(families);
   return families;
 }

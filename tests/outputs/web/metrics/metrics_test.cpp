@@ -157,7 +157,7 @@ TEST_F(MetricsTest, TheBuildsAreTold) {
   start_engine();
   start_web();
   const json engine = status();
-  const Samples now = samples_of(get("/metrics").body);
+  const Samples now = when("polaiga_engine_up", 1);
   EXPECT_EQ(value(now, "polaiga_build_info{version=\"" + engine.at("library_version").get<std::string>() + "\"}"), 1);
   EXPECT_EQ(value(now, "polaiga_engine_build_info{version=\"" + engine.at("library_version").get<std::string>() +
                            "\",build_id=\"" + engine.at("build_id").get<std::string>() + "\"}"),
@@ -307,6 +307,7 @@ TEST_F(MetricsTest, RulesAndDashboardNameWhatIsTold) {
   start_engine();
   start_web();
   when("polaiga_ledger_readable", 1);
+  when("polaiga_engine_up", 1);
   const std::set<std::string> told = exported(get("/metrics").body);
   std::set<std::string> asked = named(file_text("packaging/prometheus/polaiga.rules.yml"));
   EXPECT_GE(asked.size(), 18U);

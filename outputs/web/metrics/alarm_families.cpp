@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <ranges>
+#include <functional>
 
 #include "report/shown.h"
 
@@ -24,7 +24,7 @@ std::vector<const ActiveRow*> worst_first(const std::vector<ActiveRow>& active) 
   std::vector<const ActiveRow*> rows;
   rows.reserve(active.size());
   for (const ActiveRow& row : active) rows.push_back(&row);
-  std::ranges::stable_sort(rows, std::ranges::greater(), [](const ActiveRow* row) { return row->fault.severity; });
+  std::ranges::stable_sort(rows, std::greater(), [](const ActiveRow* row) { return row->fault.severity; });
   return rows;
 }
 
@@ -32,9 +32,9 @@ void add_alarms(const engine::Overview& now, std::size_t most, Families& familie
   auto alarms = gauge("polaiga_alarm_active",
                       "1 for each active alarm. The state is that of the alarm for its operators, or out_of_service "
                       "when its object is.");
-  const std::vector<const ActiveRow*> rows = worst_first(now.active);
-  const std::size_t told = std::min(most, rows.size());
-  for (const ActiveRow* const row : rows | std::views::take(told)) {
+  std::vector<const ActiveRow*> told = worst_first(now.active);
+  told.resize(std::min(most, told.size()));
+  for (const ActiveRow* const row : told) {
     const std::string code = engine::code_text(row->fault.code);
     add(alarms, 1,
         {{"dn", row->fault.dn},
@@ -46,7 +46,7 @@ void add_alarms(const engine::Overview& now, std::size_t most, Families& familie
   auto cut = gauge("polaiga_metrics_series_cut",
                    "Active alarms that have no series of polaiga_alarm_active, because the limit of series is reached. "
                    "The worst alarms have one.");
-  add(cut, static_cast<double>(rows.size() - told));
+  add(cut, static_cast<double>(now.active.size() - told.size()));
   families.push_back(std::move(cut));
 }
 

@@ -50,6 +50,27 @@ def wait_for(what, condition):
     sys.exit(f"within {PATIENCE} s there was no {what}")
 
 
+def start(directory, log):
+    """Starts Prometheus. Another program may take a port that was free; then another one is tried."""
+    for _ in range(5):
+        port = free_port()
+        base = f"http://127.0.0.1:{port}"
+        with open(log, "wb") as output:
+            prometheus = subprocess.Popen(
+                ["prometheus", f"--config.file={directory}/prometheus.yml", f"--storage.tsdb.path={directory}/data",
+                 f"--web.listen-address=127.0.0.1:{port}"], stdout=output, stderr=output)
+
+        def has_begun():
+            if prometheus.poll() is not None:
+                return "ended"
+            return ask(base, "/api/v1/status/runtimeinfo") and "ready"
+
+        if wait_for("Prometheus", has_begun) == "ready":
+            return prometheus, base
+        print(log.read_text(), file=sys.stderr)
+    sys.exit("Prometheus does not start")
+
+
 def questions(dashboard):
     for panel in dashboard["panels"]:
         for target in panel["targets"]:
@@ -91,15 +112,12 @@ def main():
         "scrape_configs": [{"job_name": "polaiga", "static_configs": [{"targets": [address]}]}],
     }
     (directory / "prometheus.yml").write_text(json.dumps(configuration))  # JSON is YAML, too
-    base_port = free_port()
-    with open(directory / "prometheus.log", "wb") as log:
-        prometheus = subprocess.Popen(
-            ["prometheus", f"--config.file={directory}/prometheus.yml", f"--storage.tsdb.path={directory}/data",
-             f"--web.listen-address=127.0.0.1:{base_port}"], stdout=log, stderr=log)
+    log = directory / "prometheus.log"
+    prometheus, base = start(directory, log)
     try:
-        print(json.dumps(ask_all(f"http://127.0.0.1:{base_port}", packaging, alert)))
+        print(json.dumps(ask_all(base, packaging, alert)))
     except BaseException:
-        sys.stderr.write((directory / "prometheus.log").read_text())
+        sys.stderr.write(log.read_text())
         raise
     finally:
         prometheus.terminate()

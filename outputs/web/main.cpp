@@ -20,6 +20,7 @@
 #include "base/unblocked_output.h"
 #include "control/control_client.h"
 #include "http/server.h"
+#include "metrics/metrics.h"
 #include "restconf/restconf.h"
 
 namespace {
@@ -33,6 +34,7 @@ struct Options {
   std::string control = polaiga::engine::kControlSocket;
   std::string listen;
   std::string program = "polaiga";
+  std::size_t most_series = Metrics::kMostSeries;
   // Who may.
   AccessOptions access;
   std::string proxy_user;
@@ -94,8 +96,11 @@ int serve(const Options& options) {
   application.add("restconf", restconf);
   HostMeta host_meta;
   application.add(".well-known", host_meta);
+  Metrics metrics(site, options.most_series);
+  application.add("metrics", metrics);
   Listener listener(*address);
   Server server(listener, application, {}, identity, [&](const std::string& text) { say(Priority::kWarning, text); });
+  metrics.watch(server);
   live.on_change([&server] { server.wake(); });
   engine.on_change([&server] { server.wake(); });
   say(Priority::kInfo, "ready: " + listener.address().text(identity.has_value()));
@@ -154,6 +159,11 @@ int main(int argc, char** argv) {
   program.add_option("--listen", options.listen, "Where to listen: unix:PATH, 127.0.0.1:PORT or [::1]:PORT")
       ->required();
   program.add_option("--program", options.program, "The program polaiga, which explains faults");
+  program
+      .add_option("--metrics-max-series", options.most_series,
+                  "How many active alarms have a metric of their own at /metrics, the worst first")
+      ->check(CLI::Range(0, 1'000'000))
+      ->capture_default_str();
   add_access_options(program, options);
   program.footer("'polaiga-web passwd --help' tells how to add users.");
   try {

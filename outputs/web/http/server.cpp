@@ -123,6 +123,12 @@ class Server::Connections {
   std::size_t connections() const { return open_; }
   std::size_t streams() const { return streams_; }
 
+  ResponseCounts responses() const {
+    ResponseCounts counts{};
+    std::ranges::copy(responses_, counts.begin());
+    return counts;
+  }
+
  private:
   enum class Phase : std::uint8_t { kReading, kWorking, kAnswered };
 
@@ -366,6 +372,7 @@ class Server::Connections {
     for (const auto& [name, value] : response.headers) MHD_add_response_header(made, name.c_str(), value.c_str());
     const MHD_Result queued = MHD_queue_response(connection, static_cast<unsigned>(response.status), made);
     MHD_destroy_response(made);
+    if (queued == MHD_YES) ++responses_.at(static_cast<std::size_t>(response.status / 100 - 1));
     return queued;
   }
 
@@ -437,6 +444,7 @@ class Server::Connections {
   std::map<std::string, unsigned> shares_;  // connections of each peer; of the library's thread alone
   std::atomic<std::size_t> open_ = 0;
   std::atomic<std::size_t> streams_ = 0;
+  std::array<std::atomic<std::uint64_t>, ResponseCounts().size()> responses_{};
 
   std::mutex mutex_;
   std::condition_variable has_work_;
@@ -460,5 +468,6 @@ Server::~Server() = default;
 void Server::wake() { connections_->wake(); }
 std::size_t Server::connections() const { return connections_->connections(); }
 std::size_t Server::streams() const { return connections_->streams(); }
+ResponseCounts Server::responses() const { return connections_->responses(); }
 
 }  // namespace polaiga::web

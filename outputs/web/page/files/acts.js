@@ -74,7 +74,7 @@ export function act_on(row, kind) {
 
 export function acts_of(row) {
   if (!row || !may_act()) return [];
-  const button = (kind, text) => h('button', { type: 'button', 'data-act': kind, onclick: () => act_on(row, kind) }, text);
+  const button = (kind, text) => h('button', { type: 'button', 'data-act': kind, onclick: () => act_on(state.rows.find((one) => one.number === row.number) ?? row, kind) }, text);
   const is_answered = ['acknowledged', 'closed'].includes(row.operator_state);
   return [h('div', { class: 'acts' }, is_answered ? button('unacknowledge', 'Take back') : button('acknowledge', 'Acknowledge'),
     row.operator_state === 'shelved' ? button('unshelve', 'Unshelve') : button('shelve', 'Shelve\u2026'),

@@ -2,12 +2,14 @@
 import { address_with, address, go, view } from './address.js';
 import { action_words, acts_of } from './acts.js';
 import { rank, severity_mark, tone } from './marks.js';
-import { Refused, get } from './server.js';
+import { Refused, get, may_act } from './server.js';
 import { ago, clock_of, code_text, events_words, exact, h, now, number_of, plural, seconds_of, short, words_of } from './text.js';
 
 let shown = 0;        // its number; 0: none is open
 let panel = null;
 let drawn_of = [];    // what is drawn, to see whether anything changed
+let last_why = null;  // what was told of why it is there; it is shown until it is told anew
+let acts = { print: '', elements: [] };  // the buttons, which stay the same ones under the pointer
 let is_asking = false;
 
 export function open(number, split, state) {
@@ -15,6 +17,8 @@ export function open(number, split, state) {
   panel?.remove();
   shown = number;
   drawn_of = [];
+  last_why = null;
+  acts = { print: '', elements: [] };
   split.classList.toggle('open', number !== 0);
   if (number === 0) return;
   panel = h('aside', { class: 'alarm', id: 'alarm', 'aria-label': 'Opened alarm', tabindex: -1 });
@@ -41,7 +45,7 @@ export async function update(state, again = false) {
     const alarm = await get(`/api/v1/alarms/${number}`);
     if (number !== shown || (!again && drawn_of[0] === alarm && drawn_of[1] === row?.operator_state)) return;
     drawn_of = [alarm, row?.operator_state];
-    draw(row, alarm, null);
+    draw(row, alarm, last_why);
     const dn = row?.fault_dn ?? alarm.steps.at(-1)?.fault_dn;
     let why = null;
     try {
@@ -49,7 +53,9 @@ export async function update(state, again = false) {
     } catch (error) {
       why = { problem: error instanceof Refused ? error.message : 'The server does not answer.' };
     }
-    if (number === shown) draw(row, alarm, why);
+    if (number !== shown) return;
+    last_why = why;
+    draw(row, alarm, why);
   } catch (error) {
     if (number === shown && panel) {
       const words = error instanceof Refused ? error.message : 'The server does not answer.';
@@ -107,6 +113,12 @@ function ends_when(why) {
   return ways.length > 0 ? h('ul', { class: 'plain' }, ways) : 'No event of this sensor ends it.';
 }
 
+function buttons(row) {
+  const print = `${row?.number} ${row?.operator_state} ${may_act()}`;
+  if (print !== acts.print) acts = { print, elements: acts_of(row) };
+  return acts.elements;
+}
+
 function draw(row, alarm, why) {
   const focus = panel.contains(document.activeElement) ? document.activeElement.dataset.act ?? document.activeElement.className : null;
   const opened = panel.querySelector('details')?.open;
@@ -138,7 +150,7 @@ function draw(row, alarm, why) {
   if (why?.problem) line('Why', why.problem);
   const steps = alarm?.steps ?? [];
   panel.replaceChildren(closer(), h('h2', { class: 'title' }, row?.descr || why?.shown?.record?.descr || (last && words_of(last.name)) || 'Alarm'),
-    h('p', {}, alarm ? since_words(alarm) : row && severity_mark(row.severity)), ...[alarm && picture(alarm)].filter(Boolean), h('dl', {}, lines), ...acts_of(row),
+    h('p', {}, alarm ? since_words(alarm) : row && severity_mark(row.severity)), ...[alarm && picture(alarm)].filter(Boolean), h('dl', {}, lines), ...buttons(row),
     ...(steps.length > 1 ? [h('h3', { class: 'dim' }, 'Its way'), h('ol', { class: 'plain' }, steps.map((step) => h('li', {}, severity_mark(step.severity),
       ` ${code_text(step.code)} ${words_of(step.name)}, ${clock_of(seconds_of(step.since))}`, step.ended && `, ${step.ending} ${clock_of(seconds_of(step.ended))}`)))] : []),
     h('h3', { class: 'dim' }, 'What people did'),

@@ -673,8 +673,16 @@ class OperatorTest(PageTest):
         self.wait_for("#alarm", "Raw record")
 
     def act(self, kind, comment=""):
-        self.wait_for(f'#alarm [data-act="{kind}"]').click()
+        self.press_button(kind)
         self.fill(comment)
+
+    def press_button(self, kind):
+        """The buttons of an alarm are made anew when its state changes."""
+        def press():
+            self.wait_for(f'#alarm [data-act="{kind}"]').click()
+            return True
+
+        until(press, kind)
 
     def fill(self, comment):
         self.wait_for("dialog textarea").send_keys(comment)
@@ -714,7 +722,7 @@ class OperatorTest(PageTest):
 
     def test_closing_needs_a_comment(self):
         self.open_alarm("fan-module-1-5")
-        self.wait_for('#alarm [data-act="close"]').click()
+        self.press_button("close")
         self.wait_for("dialog textarea")
         self.find("dialog button.first")[0].click()
         self.assertTrue(self.find("dialog"), "without a comment it stays open")
@@ -744,7 +752,7 @@ class OperatorTest(PageTest):
 
     def test_what_is_refused_is_told(self):
         self.open_alarm("fan-module-1-7")
-        self.wait_for('#alarm [data-act="shelve"]').click()
+        self.press_button("shelve")
         self.page.execute_script("document.querySelector('dialog option').value = '999999999'; document.querySelector('dialog select').selectedIndex = 0")
         self.wait_for("dialog textarea").send_keys("too long")
         self.find("dialog button.first")[0].click()

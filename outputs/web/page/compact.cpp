@@ -94,6 +94,7 @@ std::string compact_history(const std::string& ledger_id, const std::vector<engi
     row.add(alarm.number)
         .add(alarm.dn)
         .add(has_steps ? alarm.steps.front().code : 0)
+        .add(has_steps ? alarm.steps.back().code : 0)
         .add(has_steps ? alarm.steps.back().name : "")
         .add(engine::severity_word(alarm.severity))
         .add(engine::severity_word(alarm.worst))
@@ -108,8 +109,8 @@ std::string compact_history(const std::string& ledger_id, const std::vector<engi
   JsonObject head;
   head.add("ledger_id", ledger_id)
       .add("is_whole", alarms.size() < most)
-      .add("columns",
-           names({"number", "dn", "code", "name", "severity", "worst", "operator_state", "created", "ended", "steps"}));
+      .add("columns", names({"number", "dn", "first_code", "code", "name", "severity", "worst", "operator_state",
+                             "created", "ended", "steps"}));
   return with_rows(head, rows);
 }
 

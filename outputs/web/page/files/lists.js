@@ -92,15 +92,15 @@ export const missed = fetched('Missed', () => get('/api/v1/missed?limit=1000'), 
     ...long_list(alarms, 'No alarm was missed.')];
 });
 
-// ?under=, ?code=, ?since= and ?until= choose; what comes from statistics.
+// ?under=, ?code=, ?since= and ?until= choose. An alarm counts for the fault that it began with, as in the statistics.
 export const history_view = fetched('History', all_alarms, (alarms) => {
   const at = parameters();
   const under = at.get('under') ?? '';
   const code = at.get('code') ?? '';
   const since = Number(at.get('since') ?? 0);
   const until = Number(at.get('until') ?? Infinity);
-  const list = alarms.filter((one) => (!under || is_below(under, one.dn)) && (!code || one.code === Number(code)) && one.created >= since && one.created < until).reverse();
-  return [h('p', {}, `${plural(list.length, 'alarm')}${under ? ` of ${short(under)}` : ''}${code ? ` with ${code_text(code)}` : ''}, the latest first. `,
+  const list = alarms.filter((one) => (!under || is_below(under, one.dn)) && (!code || one.first_code === Number(code)) && one.created >= since && one.created < until).reverse();
+  return [h('p', {}, `${plural(list.length, 'alarm')}${under ? ` of ${short(under)}` : ''}${code ? ` that began with ${code_text(code)}` : ''}, the latest first. `,
     alarms.is_whole ? '' : `The page looks at the latest ${number(alarms.length)} of the ledger.`), ...long_list(list, 'There are none.')];
 });
 

@@ -13,7 +13,7 @@ function gauge(value, limit, unit) {
   return h('svg', { class: 'chart gauge', viewBox: '0 0 300 26', role: 'img', 'aria-label': `${number_text(value)} ${unit}, the limit is ${number_text(limit)}` },
     h('rect', { class: 'track', x: 0, y: 2, width: 300, height: 8 }), h('rect', { class: 'value', x: 0, y: 2, width: Math.max(value > 0 ? 2 : 0, x(value)), height: 8 }),
     h('line', { class: 'limit', x1: Math.max(1, x(limit)), x2: Math.max(1, x(limit)), y1: 0, y2: 13 }),
-    h('text', { x: Math.min(280, Math.max(0, x(limit) - (limit > 0 ? 12 : 0))), y: 24 }, `limit ${number_text(limit)}`));
+    h('text', { x: Math.min(262, Math.max(0, x(limit) - (limit > 0 ? 14 : 0))), y: 25 }, `limit ${number_text(limit)}`));
 }
 
 const number_text = (value) => (value >= 100 || Number.isInteger(value) ? number(value) : value.toFixed(1));

@@ -355,6 +355,11 @@ class ViewsTest(PageTest):
         self.find("#alarm summary")[0].click()
         self.assertIn("fault_key: ", self.find("#alarm pre")[0].text)
         self.picture("alarm-1280")
+        self.size(1280, 720)
+        self.open_ready("/")
+        self.find("#list a")[0].click()
+        self.wait_for("#alarm", "Raw record")
+        self.picture("readme")
 
     def test_the_tree_of_objects_has_the_worst_severity_and_the_count(self):
         self.open_ready("/objects")
@@ -407,8 +412,13 @@ class ViewsTest(PageTest):
         self.assertEqual(sum(int(text) for text in self.text_of("#heat a")), 13)
         self.assertIn("7", self.text_of("#offenders tbody a")[0])
         self.find("#offenders tbody a")[0].click()
-        self.wait_for("#main p", "7 alarms of board/storage-SAS-SLOT-2/pd-4 with F0996")
+        self.wait_for("#main p", "7 alarms of board/storage-SAS-SLOT-2/pd-4 that began with F0996")
         self.assertEqual(len(self.find("#main a.row")), 7)
+        # An alarm that went through several faults counts for the first one, and shows the last one.
+        self.open_ready("/statistics")
+        self.wait_for("#offenders tr", "F0381").find_element(By.TAG_NAME, "a").click()
+        self.wait_for("#main p", "1 alarm of psu-1 that began with F0381")
+        self.wait_for("#main a.row", "F0385 Equipment psu thermal threshold non recoverable")
 
     def test_the_catalog_is_searched(self):
         self.open_ready("/catalog")

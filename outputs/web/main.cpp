@@ -18,6 +18,7 @@
 #include "control/control_client.h"
 #include "http/server.h"
 #include "metrics/metrics.h"
+#include "restconf/restconf.h"
 
 namespace {
 
@@ -59,6 +60,10 @@ int serve(const Options& options) {
   application.add("api", api);
   Metrics metrics(site, options.most_series);
   application.add("metrics", metrics);
+  Restconf restconf(site);
+  application.add("restconf", restconf);
+  HostMeta host_meta;
+  application.add(".well-known", host_meta);
   Listener listener(*address);
   Server server(listener, application, {}, std::nullopt,
                 [&](const std::string& text) { say(Priority::kWarning, text); });

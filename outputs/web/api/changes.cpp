@@ -172,11 +172,16 @@ Response answer_changes(Site& site, const Request& request) {
             .stream = std::make_unique<EventStream>(site, std::move(from))};
   }
   if (!after) throw BadQuery("The parameter 'after' is missing: the number of the last change that is known, or 0");
-  const auto most = static_cast<std::size_t>(number_parameter(request.target, "limit", kMostChanges).value_or(100));
+  const std::int64_t limit = number_parameter(request.target, "limit", kMostChanges).value_or(100);
+  const auto most = static_cast<std::size_t>(std::max<std::int64_t>(limit, 1));
   const auto wait = number_parameter(request.target, "wait", kLongestWait).value_or(0);
-  return {
-      .headers = {{"Content-Type", "application/json"}, {"Cache-Control", "no-store"}},
-      .stream = std::make_unique<LongPoll>(site, *after, std::max<std::size_t>(most, 1), std::chrono::seconds(wait))};
+  Response response{.headers = {{"Content-Type", "application/json"}, {"Cache-Control", "no-store"}}};
+  if (wait == 0) {
+    response.body = std::make_shared<const std::string>(changes_text(site.live.after(*after, most)));
+  } else {
+    response.stream = std::make_unique<LongPoll>(site, *after, most, std::chrono::seconds(wait));
+  }
+  return response;
 }
 
 }  // namespace polaiga::web

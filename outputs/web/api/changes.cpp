@@ -12,7 +12,6 @@ namespace polaiga::web {
 namespace {
 
 using engine::ChangeNumber;
-using engine::JsonArray;
 using engine::JsonObject;
 using Time = std::chrono::steady_clock;
 
@@ -150,8 +149,9 @@ class EventStream final : public Stream {
 
 // "<ledger id>-<number>"; nothing when it is none.
 std::optional<Position> parse_position(std::string_view text) {
+  constexpr std::size_t kIdSize = 32;
   const std::size_t dash = text.rfind('-');
-  if (dash == std::string_view::npos || dash != 32) return std::nullopt;
+  if (dash != kIdSize) return std::nullopt;
   const auto number = engine::parse_whole_number(text.substr(dash + 1));
   if (!number || *number < 0) return std::nullopt;
   return Position{std::string(text.substr(0, dash)), *number};

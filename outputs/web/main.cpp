@@ -21,6 +21,7 @@
 #include "control/control_client.h"
 #include "http/server.h"
 #include "metrics/metrics.h"
+#include "page/page.h"
 #include "restconf/restconf.h"
 
 namespace {
@@ -92,6 +93,8 @@ int serve(const Options& options) {
   Api api(site);
   Application application(gate);
   application.add("api", api);
+  Page page(site);
+  application.add("", page);
   Restconf restconf(site);
   application.add("restconf", restconf);
   HostMeta host_meta;

@@ -17,31 +17,10 @@
 #include "ledger/checker.h"
 #include "ledger/ledger_file.h"
 #include "ledger/mark.h"
+#include "ledger/restore.h"
 #include "ledger/retention.h"
 
 namespace polaiga::engine {
-
-// What an engine goes on with after a start.
-struct Restored {
-  // An event that the library must be given again, in the order of the list.
-  struct Step {
-    Sequence sequence;
-    SensorEvent event;
-    std::int64_t tables;  // key in `tables`: the host tables it was handled under
-  };
-  std::vector<Step> steps;
-  std::map<std::int64_t, HostTables> tables;
-  std::map<Slot, std::vector<Sequence>> filter_state;
-  std::vector<ActiveFault> faults;  // in the order in which they were raised
-  std::vector<Maintenance> maintenance;
-  std::vector<ChatteringFault> chattering;  // the one that was raised last is the last
-};
-
-// A fault that was raised lately.
-struct RecentRaise {
-  std::string fault_dn;
-  std::int64_t age = 0;  // of the ledger then
-};
 
 // For the status of the engine.
 struct LedgerSize {

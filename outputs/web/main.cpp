@@ -59,6 +59,7 @@ int serve(const Options& options) {
   Server server(listener, application, {}, std::nullopt,
                 [&](const std::string& text) { say(Priority::kWarning, text); });
   live.on_change([&server] { server.wake(); });
+  engine.on_change([&server] { server.wake(); });
   say(Priority::kInfo, "ready: " + listener.address().text(false));
   pollfd waiting{.fd = signals.fd(), .events = POLLIN, .revents = 0};
   for (bool is_over = false; !is_over;) {
@@ -66,6 +67,7 @@ int serve(const Options& options) {
     while (const auto signal = signals.take()) is_over = is_over || *signal != SIGHUP;
   }
   live.on_change({});
+  engine.on_change({});
   return 0;
 }
 

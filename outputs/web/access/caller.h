@@ -3,11 +3,16 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace polaiga::web {
 
 // Each may do what those before it may.
 enum class Role : std::uint8_t { kNobody, kViewer, kOperator };
+
+constexpr std::string_view role_word(Role role) {
+  return role == Role::kOperator ? "operator" : role == Role::kViewer ? "viewer" : "nobody";
+}
 
 struct Caller {
   std::string name;  // as the ledger keeps it with an action; empty: nobody has logged in

@@ -1,6 +1,8 @@
 // /api/v1: alarms, history, changes and the rest as JSON, and operators' actions.
 #pragma once
 
+#include <mutex>
+
 #include "app/part.h"
 #include "app/site.h"
 
@@ -13,9 +15,23 @@ class Api final : public Part {
   Response answer(const Request& request, const Caller& caller) override;
 
  private:
+  Response route(const Request& request, const Caller& caller);
+
   Response alarms(const Request& request);
+  Response alarm(const Request& request, const std::string& name);
+  Response history(const Request& request);
+  Response missed(const Request& request);
+  Response explain(const Request& request);
+  Response stats(const Request& request);
+  Response catalog(const Request& request);
+  Response maintenance(const Request& request);
+  Response status(const Request& request);
+
+  std::shared_ptr<const View> view() const;
 
   Site& site_;
+  std::mutex catalog_mutex_;
+  Body catalog_;  // made once: it is that of the installed program
 };
 
 }  // namespace polaiga::web

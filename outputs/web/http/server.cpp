@@ -27,8 +27,8 @@
 namespace polaiga::web {
 namespace {
 
-// A stream is asked again after such a time, so that it can say that it is there, which finds readers that are gone.
-constexpr std::chrono::seconds kHeartbeat{15};
+// A stream is asked again after such a time, so that it can look at the clock.
+constexpr std::chrono::seconds kHeartbeat{1};
 
 constexpr std::size_t kStreamBlock = 4096;
 

@@ -1,34 +1,53 @@
 // The engine, as its control socket knows it.
 #pragma once
 
-#include <chrono>
+#include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <thread>
+#include <utility>
 
-#include "control/action_request.h"
+#include "live/notifier.h"
 
 namespace polaiga::web {
 
+// What the engine said of itself when it was asked last.
+struct EngineSaid {
+  std::optional<std::string> status;  // a JSON object; nothing: it does not answer
+  std::string silence;                // why not; a sentence without its full stop
+};
+
+// Asks the engine every other second how it is, in a thread of its own.
 class EngineLink {
  public:
-  explicit EngineLink(std::string control) : control_(std::move(control)) {}
+  explicit EngineLink(std::string control);
+  ~EngineLink();
+  EngineLink(const EngineLink&) = delete;
+  EngineLink& operator=(const EngineLink&) = delete;
 
-  // What the engine says of how it is, as JSON; asked at most once a second. Nothing: it does not answer.
-  std::optional<std::string> status();
+  // It never waits for the engine.
+  EngineSaid said() const;
+  bool is_running() const;
 
-  // Why it does not; a sentence.
-  std::string silence() const;
+  // Is called, in the thread of this, when the engine begins or ceases to answer.
+  void on_change(std::function<void()> call) { changes_.set(std::move(call)); }
 
-  // Throws std::runtime_error with the reason when the action is refused or the engine cannot be reached.
-  engine::ActionDone act(const engine::ActionRequestLine& action) const { return action.send(control_); }
+  // The engine's answer to a request, in one line. It may take as long as the engine takes. Throws std::runtime_error
+  // when there is none.
+  std::string ask(const std::string& request) const;
 
  private:
+  void run();
+
   std::string control_;
   mutable std::mutex mutex_;
-  std::chrono::steady_clock::time_point asked_{};
-  std::optional<std::string> status_;
-  std::string silence_;
+  std::condition_variable stops_;
+  EngineSaid said_;
+  Notifier changes_;
+  bool is_over_ = false;
+  std::thread thread_;
 };
 
 }  // namespace polaiga::web

@@ -46,11 +46,6 @@ std::optional<std::string> LiveLedger::problem() const {
   return problem_;
 }
 
-void LiveLedger::on_change(std::function<void()> call) {
-  const std::lock_guard lock(mutex_);
-  call_ = std::move(call);
-}
-
 void LiveLedger::wait(const std::string& ledger_id, ChangeNumber number, std::chrono::milliseconds longest) {
   std::unique_lock lock(mutex_);
   changed_.wait_for(lock, longest, [&] {
@@ -149,28 +144,24 @@ void LiveLedger::read_view() {
   view->of = reader_->overview();
   view->left_out = reader_->left_out();
   view->version = ++version_;
-  std::function<void()> call;
   {
     const std::lock_guard lock(mutex_);
     view_ = std::move(view);
-    call = call_;
   }
   changed_.notify_all();
-  if (call) call();
+  changes_.notify();
 }
 
 void LiveLedger::fail(const std::string& problem) {
   feed_.reset();
   reader_.reset();
-  std::function<void()> call;
   {
     const std::lock_guard lock(mutex_);
     if (problem_ == problem) return;
     problem_ = problem;
-    call = call_;
   }
   tell_(problem);
-  if (call) call();
+  changes_.notify();
 }
 
 }  // namespace polaiga::web

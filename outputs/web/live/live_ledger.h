@@ -13,10 +13,12 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "ledger/change_feed.h"
 #include "ledger/reader.h"
+#include "live/notifier.h"
 
 namespace polaiga::web {
 
@@ -59,7 +61,7 @@ class LiveLedger {
   LiveChanges after(engine::ChangeNumber number, std::size_t most);
 
   // Is called, in the thread of this, each time when there is a new view.
-  void on_change(std::function<void()> call);
+  void on_change(std::function<void()> call) { changes_.set(std::move(call)); }
 
   // Waits until there is a view with a later change than `number` or with another ledger, but not longer than this.
   void wait(const std::string& ledger_id, engine::ChangeNumber number, std::chrono::milliseconds longest);
@@ -82,7 +84,6 @@ class LiveLedger {
   std::deque<LiveChange> recent_;          // the latest changes
   engine::ChangeNumber recent_after_ = 0;  // before the first of them
   engine::ChangeNumber read_ = 0;          // up to which they were read
-  std::function<void()> call_;
   bool is_over_ = false;
 
   // Of the thread alone.
@@ -92,6 +93,8 @@ class LiveLedger {
 
   std::mutex old_mutex_;
   std::optional<engine::ChangeFeed> old_;  // for changes that are not in memory any more
+
+  Notifier changes_;
 
   std::thread thread_;  // begins when all else is there
 };

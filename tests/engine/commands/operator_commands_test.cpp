@@ -244,6 +244,9 @@ TEST_F(OperatorCommands, WhatIsNotPossibleIsRefused) {
       {"maintain sys/a --comment x", "Say how long, with --for, or until when, with --until"},
       {"maintain sys/a --until 2020-01-01T00:00:00Z --comment x", "The end is in the past; it is 20"},
       {"maintain --end sys/a", "The object is not out of service: sys/a"},
+      {"maintain --end sys/a --for 1h", "--for and --end do not go together; leave one of them out"},
+      {"maintain --end sys/a --until 2999-01-01T00:00:00Z",
+       "--until and --end do not go together; leave one of them out"},
   };
   for (const auto& [arguments, reason] : kRows) expect_refusal(arguments, reason);
   EXPECT_EQ(states(), (Words{"1 none", "2 acknowledged", "3 none"}));

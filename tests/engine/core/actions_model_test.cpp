@@ -4,18 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <iterator>
-#include <memory>
-#include <random>
 
-#include "core/recorder.h"
 #include "intake/event_parser.h"
 #include "ledger/reader.h"
 #include "model/fault.h"
 #include "report/rfc8632.h"
-#include "support/manual_clock.h"
-#include "support/temp_dir.h"
+#include "support/random_walk.h"
 
 namespace polaiga::engine {
 namespace {
@@ -25,8 +20,6 @@ constexpr unsigned kSequences = 150;
 #else
 constexpr unsigned kSequences = 2000;
 #endif
-
-constexpr Moment kToday = 1'800'000'000;
 
 // What the model knows of an alarm that is active.
 struct Known {
@@ -101,38 +94,8 @@ std::vector<std::string> texts_of(const std::vector<Change>& changes) {
   return texts;
 }
 
-class ActionsModelTest : public ::testing::Test {
+class ActionsModelTest : public test::RandomWalk<Model> {
  protected:
-  int pick(int least, int most) { return std::uniform_int_distribution<>(least, most)(random_); }
-
-  void start() {
-    ledger_.emplace(path_, Retention{.events = 0, .days = 0, .bytes = 0}, clock_.wall());
-    recorder_ = std::make_unique<Recorder>(Recorder::Options{}, clock_, *ledger_);
-    recorder_->use_tables(tables_, POLAIGA_TABLES_DIR);
-  }
-
-  void stop() {
-    recorder_.reset();
-    ledger_.reset();
-  }
-
-  void commit() {
-    recorder_->commit();
-    committed_ = model_;
-  }
-
-  // A process that is killed loses what it has not committed.
-  void restart(bool kill) {
-    if (kill) {
-      model_ = committed_;
-    } else {
-      commit();
-    }
-    stop();
-    clock_.pass(pick(0, 30));
-    start();
-  }
-
   void event() {
     const std::string text = R"({"entity":"fan","sensor":"FAN)" + std::to_string(pick(1, 2)) + R"(_TACH1","offset":)" +
                              std::to_string(pick(3, 5)) + R"(,"state":)" + std::to_string(pick(0, 1)) + "}";
@@ -323,26 +286,14 @@ class ActionsModelTest : public ::testing::Test {
     EXPECT_NE(whole.find(summary + ","), std::string::npos) << summary << "\n" << whole;
   }
 
-  test::TempDir dir_;
-  std::string path_ = dir_.file("ledger.db");
-  HostTables tables_ = read_host_tables(POLAIGA_TABLES_DIR);
-  test::ManualClock clock_{kToday};
-  std::mt19937 random_;
-  std::optional<Ledger> ledger_;
-  std::unique_ptr<Recorder> recorder_;
-  Model model_;
-  Model committed_;
   std::map<Moment, States> past_;  // by the moment, up to the latest commit
 };
 
 TEST_F(ActionsModelTest, RandomSequences) {
   for (unsigned seed = 1; seed <= kSequences && !HasFailure(); ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
-    random_.seed(seed);
-    model_ = committed_ = {};
     past_.clear();
-    for (const auto& file : std::filesystem::directory_iterator(dir_.path())) std::filesystem::remove(file.path());
-    start();
+    begin(seed);
     for (int steps = pick(5, 40); steps > 0 && !HasFailure(); --steps) {
       past_.erase(clock_.wall());  // this second is not over
       end_what_is_over();

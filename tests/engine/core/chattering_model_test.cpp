@@ -5,16 +5,11 @@
 
 #include <algorithm>
 #include <deque>
-#include <filesystem>
-#include <memory>
-#include <random>
 
-#include "core/recorder.h"
 #include "intake/event_parser.h"
 #include "ledger/change_feed.h"
 #include "ledger/verification.h"
-#include "support/manual_clock.h"
-#include "support/temp_dir.h"
+#include "support/random_walk.h"
 
 namespace polaiga::engine {
 namespace {
@@ -25,7 +20,6 @@ constexpr unsigned kSequences = 30;
 constexpr unsigned kSequences = 300;
 #endif
 
-constexpr Moment kToday = 1'800'000'000;
 constexpr std::uint64_t kTimes = 2;
 constexpr Moment kWithin = 30;
 
@@ -114,37 +108,9 @@ struct Output {
   }
 };
 
-class ChatteringModelTest : public ::testing::Test {
+class ChatteringModelTest : public test::RandomWalk<Model> {
  protected:
-  int pick(int least, int most) { return std::uniform_int_distribution<>(least, most)(random_); }
-
-  void start() {
-    ledger_.emplace(path_, Retention{.events = 0, .days = 0, .bytes = 0}, clock_.wall());
-    recorder_ = std::make_unique<Recorder>(
-        Recorder::Options{.chattering = ChatteringLimit{.times = kTimes, .within = kWithin}}, clock_, *ledger_);
-    recorder_->use_tables(tables_, POLAIGA_TABLES_DIR);
-  }
-  void stop() {
-    recorder_.reset();
-    ledger_.reset();
-  }
-
-  void commit() {
-    recorder_->commit();
-    committed_ = model_;
-  }
-
-  // A process that is killed loses what it has not committed.
-  void restart(bool kill) {
-    if (kill) {
-      model_ = committed_;
-    } else {
-      commit();
-    }
-    stop();
-    clock_.pass(pick(0, 30));
-    start();
-  }
+  ChatteringModelTest() : RandomWalk({.chattering = ChatteringLimit{.times = kTimes, .within = kWithin}}) {}
 
   void event() {
     std::string text = R"({"entity":"fan","sensor":"FAN1_TACH1","offset":)" + std::to_string(pick(3, 5)) +
@@ -222,15 +188,6 @@ class ChatteringModelTest : public ::testing::Test {
     EXPECT_EQ(got.through, want.through);
   }
 
-  test::TempDir dir_;
-  std::string path_ = dir_.file("ledger.db");
-  HostTables tables_ = read_host_tables(POLAIGA_TABLES_DIR);
-  test::ManualClock clock_{kToday};
-  std::mt19937 random_;
-  std::optional<Ledger> ledger_;
-  std::unique_ptr<Recorder> recorder_;
-  Model model_;
-  Model committed_;
   Output follower_;  // from the beginning
   Output late_;      // that begins with a snapshot now and then
 };
@@ -239,11 +196,8 @@ TEST_F(ChatteringModelTest, RandomSequences) {
   std::size_t begun = 0;
   for (unsigned seed = 1; seed <= kSequences && !HasFailure(); ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
-    random_.seed(seed);
-    model_ = committed_ = {};
     follower_ = late_ = {};
-    for (const auto& file : std::filesystem::directory_iterator(dir_.path())) std::filesystem::remove(file.path());
-    start();
+    begin(seed);
     for (int steps = pick(20, 120); steps > 0 && !HasFailure(); --steps) {
       end_what_is_over();
       const int what = pick(0, 99);

@@ -287,6 +287,33 @@ TEST_F(KeptActionsTest, ADamagedLedgerLeavesThemToTheNewOne) {
   EXPECT_TRUE(verify_ledger(path_).findings.empty());
 }
 
+// Without the row that tells when the ledger was begun, ages mean nothing. What is silent ends at the time that people
+// were told, however old the damaged ledger was.
+TEST_F(KeptActionsTest, ALedgerThatForgotItsBeginningLeavesThemTheirTime) {
+  start({});
+  clock_.pass(1'000'000);
+  event(1, 1);
+  act(ActionKind::kShelve, 1, "quiet", 60);
+  act(ActionKind::kMaintain, 0, "new supply", 3600);
+  write();
+  stop();
+  Database(path_, Access::kReadWrite).exec("DELETE FROM ledger");
+  start({});
+  ASSERT_EQ(ledger_->news().size(), 1U);
+  EXPECT_EQ(told().back(), "shelved");
+  clock_.pass(50);
+  EXPECT_FALSE(recorder_->end_what_is_over());
+  clock_.pass(12);
+  EXPECT_TRUE(recorder_->end_what_is_over());
+  write();
+  EXPECT_NE(told().back(), "shelved");
+  EXPECT_EQ(LedgerReader(path_).maintenance().size(), 1U);
+  clock_.pass(3'600);
+  EXPECT_TRUE(recorder_->end_what_is_over());
+  write();
+  EXPECT_TRUE(LedgerReader(path_).maintenance().empty());
+}
+
 // Each thing that an operator did is guarded like the events.
 TEST_F(KeptActionsTest, AChangedActionIsFound) {
   start({});

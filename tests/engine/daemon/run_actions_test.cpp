@@ -118,6 +118,35 @@ TEST_F(RunActionsTest, AnActionWaitsForItsWriteLikeAnEvent) {
   EXPECT_EQ(count("action"), 1);
 }
 
+// The engine knows that alarm 1 is over, and the ledger does not yet when the operator's command reads it.
+TEST_F(RunActionsTest, OfASelectionWhatHasEndedIsLeftOut) {
+  {
+    Child engine(with_control(), dir_);
+    send(slow(1) + slow(2), 2);
+    EXPECT_EQ(stop(engine, SIGTERM).status, 0);
+  }
+  SharedClock clock;
+  RunOptions patient = options();
+  patient.commit_within = 1000s;
+  Child engine(forked_engine(patient, clock), dir_);
+  Client client(socket());
+  client.send(well(1));
+  ASSERT_TRUE(wait_until("unwritten", 1));
+  const std::string at = " --ledger '" + ledger() + "' --control '" + control() + "'";
+  const Ended named = shell_.run("$POLAIGA ack 1 2 --yes" + at);
+  EXPECT_EQ(named.status, 2);
+  EXPECT_EQ(named.err, "polaiga: Alarm 1 is not active: it is over, or there never was one\n");
+  TempDir of_operator;
+  Child selecting("$POLAIGA ack --all --yes" + at, of_operator);
+  ASSERT_TRUE(wait_until("unwritten", 2));
+  clock.pass(1000);
+  ASSERT_TRUE(wait_until("unwritten", 0));
+  const Ended done = selecting.wait();
+  EXPECT_EQ(done.status, 0) << done.err;
+  EXPECT_EQ(done.out, "Acknowledged 1 alarm.\n");
+  EXPECT_EQ(states(), Answers{"acknowledged"});
+}
+
 TEST_F(RunActionsTest, AnswersComeInTheOrderOfTheRequests) {
   Child engine(with_control("--commit-within 100ms"), dir_);
   send(slow(1), 1);
@@ -317,6 +346,31 @@ TEST_F(RunUsersTest, AGatewayMaySpeakForAnother) {
   EXPECT_EQ(who("sys/c"), "nobody");
   const Ended listed = shell_.run("$POLAIGA maintenance --ledger '" + ledger() + "'");
   EXPECT_NE(listed.out.find("  anna        sys/a   x\n"), std::string::npos) << listed.out;
+}
+
+// A cursor decides what retention may take, so it is not for every operator to change.
+TEST_F(RunUsersTest, OperatorsCannotMoveTheCursorsOfPublishers) {
+  Child engine(with_control("--control-group 65533 --gateway 65533"), dir_);
+  ASSERT_TRUE(has_socket(engine));
+  const auto answer_to = [&](const std::string& user, const std::string& request) {
+    constexpr const char* kAsk = R"('import socket, sys; s = socket.socket(socket.AF_UNIX); s.connect(sys.argv[1]); )"
+                                 R"(s.sendall(sys.argv[2].encode() + b"\n"); print(s.makefile().readline(), end="")')";
+    return shell_
+        .run(as(user, "65533") + "env PATH=/usr/bin:/bin python3 -c " + kAsk + " '" + control() + "' '" + request + "'")
+        .out;
+  };
+  const std::string moves = R"({"do":"cursor","publisher":"snmp","through":0})";
+  const std::string forgets = R"({"do":"forget","publisher":"snmp"})";
+  const std::string refused = R"({"error":")" + name_ +
+                              " may not change the cursors of publishers; root, the engine's own user and the user of "
+                              "--gateway may\"}\n";
+  EXPECT_EQ(answer_to(kKnown, moves), refused);
+  EXPECT_EQ(status().at("publishers").size(), 0U);
+  EXPECT_EQ(answer_to("0", moves), "{\"ok\":true}\n");
+  EXPECT_EQ(answer_to(kKnown, forgets), refused);
+  EXPECT_EQ(status().at("publishers").size(), 1U);
+  EXPECT_EQ(answer_to(kUnknown, forgets), "{\"ok\":true}\n") << "the gateway's user may";
+  EXPECT_EQ(status().at("publishers").size(), 0U);
 }
 
 // Two operators act on one alarm, and both are told with what they did.

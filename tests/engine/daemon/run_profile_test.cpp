@@ -78,6 +78,24 @@ class RunProfileTest : public RunTest {
   std::string tables_ = dir_.file("tables");
 };
 
+// "What the site says of a fault" is told wherever an alarm is told.
+TEST_F(RunProfileTest, EveryListHasTheWordsOfTheSite) {
+  write("F0395\t*\t-\tno\t4h\tcooling is reduced\treplace the fan\n");
+  Child engine(this->engine(), dir_);
+  take(slow());
+  const auto words = [this](const std::string& arguments) {
+    json alarm = lines(arguments).at(0);
+    if (alarm.contains("steps")) alarm = alarm["steps"].at(0);
+    return alarm.value("advice", "none") + ", " + alarm.value("consequence", "none") + ", " +
+           std::to_string(alarm.value("respond_within", 0)) + (alarm.value("notify", true) ? "" : ", quiet");
+  };
+  const std::string want = "replace the fan, cooling is reduced, 14400, quiet";
+  EXPECT_EQ(words("active --json"), want);
+  take(well());
+  EXPECT_EQ(words("history --json"), want);
+  EXPECT_EQ(words("missed --json"), want);
+}
+
 TEST_F(RunProfileTest, SeverityThroughRaiseRefreshSupersedeAndRestart) {
   write("F0395\t**/fan-*\tcritical\tyes\t-\t-\t-\n");
   {

@@ -1,12 +1,15 @@
 // A ledger on a disk that is full, or may not be written to.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "ledger/sqlite.h"
 #include "support/client.h"
+#include "support/forked_engine.h"
+#include "support/shared_clock.h"
 #include "support/small_disk.h"
 
 namespace polaiga::engine::test {
@@ -162,6 +165,46 @@ TEST_F(DiskTest, QuestionsAreAnsweredWhileTheDiskIsFull) {
   const auto status = nlohmann::json::parse(asking.answer());
   EXPECT_EQ(status.at("last_seq"), waiting - 1);  // what is not durable is not told
   EXPECT_NE(status.at("problem").get<std::string>().find("database or disk is full"), std::string::npos);
+}
+
+// Operators who gave up waiting do not keep the few places of those who want to know how the engine is.
+TEST_F(DiskTest, WhoHangsUpWhileTheDiskIsFullLeavesHisPlace) {
+  constexpr int kPlaces = 16;
+  SharedClock clock;
+  RunOptions patient = options();
+  patient.ledger = on_disk();
+  patient.commit_within = std::chrono::seconds(1000);
+  patient.idle_within = std::chrono::seconds(1000);
+  {
+    Child engine(serve(), dir_);
+    Client client(socket());
+    client.send(slow(1));
+    ASSERT_EQ(client.answer(), taken(1));
+    EXPECT_EQ(stop(engine, SIGTERM).status, 0);
+  }
+  Child engine(forked_engine(patient, clock), dir_);
+  {
+    std::vector<Client> operators;
+    for (int i = 1; i < kPlaces; ++i) {
+      operators.emplace_back(control()).send(R"({"do":"comment","alarms":"1","comment":"one of many"})"
+                                             "\n");
+    }
+    ASSERT_TRUE(wait_until("unwritten", kPlaces - 1));
+    disk_.fill(0);
+    clock.pass(1000);
+    status();  // wakes it
+    ASSERT_TRUE(engine.has_complained(kFull)) << dir_.read("err");
+  }
+  std::vector<Client> asking;
+  for (int i = 0; i < kPlaces; ++i) {
+    asking.emplace_back(control()).send("{\"do\":\"status\"}\n");
+    EXPECT_NE(asking.back().answer().find("\"problem\""), std::string::npos) << i;
+  }
+  asking.clear();
+  disk_.make_room();
+  clock.pass(1000);
+  EXPECT_TRUE(wait_until("unwritten", 0));
+  EXPECT_EQ(ask(on_disk(), "SELECT count(*) FROM action"), Answers({std::to_string(kPlaces - 1)}));
 }
 
 TEST_F(DiskTest, ANewLedgerNeedsSpace) {

@@ -247,14 +247,14 @@ const std::string kSecondStep =
     R"("shown_seq":7,"count":1,"reporters":1})";
 
 TEST(JsonForms, Fault) {
-  EXPECT_EQ(fault_form(two_steps().steps[0], "").text(), kFirstStep + "}");
-  EXPECT_EQ(fault_form(two_steps().steps[1], "").text(), kSecondStep);
+  EXPECT_EQ(fault_form(two_steps().steps[0], "", {}).text(), kFirstStep + "}");
+  EXPECT_EQ(fault_form(two_steps().steps[1], "", {}).text(), kSecondStep);
 }
 
 TEST(JsonForms, Alarm) {
   const std::string steps =
       R"("steps":[)" + kFirstStep + R"(,"superseded_by":"sys/a/fault-F0396"},)" + kSecondStep + R"(],"actions":[]})";
-  EXPECT_EQ(alarm_form(two_steps(), "").text(),
+  EXPECT_EQ(alarm_form(two_steps(), "", {}).text(),
             R"({"alarm":"1","dn":"sys/a","created":"2024-01-31T23:59:00Z","changed":"2024-02-01T00:00:00Z",)"
             R"("severity":"major","worst":"major","operator_state":"none","out_of_service":false,)" +
                 steps);
@@ -265,7 +265,7 @@ TEST(JsonForms, Alarm) {
   over.merged_into = 2;
   over.related = 3;
   over.steps.clear();
-  const std::string text = alarm_form(over, kLedger).text();
+  const std::string text = alarm_form(over, kLedger, {}).text();
   EXPECT_EQ(
       text.substr(text.find(R"("worst")")),
       R"("worst":"major","operator_state":"none","out_of_service":false,"ended":"2024-02-01T00:01:00Z","ended_number":9,"ending":"merged",)"
@@ -285,7 +285,7 @@ TEST(JsonForms, ActiveFault) {
                     .shown = 9,
                     .count = 3,
                     .reports = {{{find_entity("fan"), "FAN3_TACH1", 3}, 7, 1706745600, 9, 1706745660, 2}}};
-  EXPECT_EQ(active_fault_form(fault, full_record()).text(),
+  EXPECT_EQ(active_fault_form(fault, full_record(), {}).text(),
             R"({"alarm":"1","created":"2024-01-31T23:59:00Z","fault":4,"fault_dn":"sys/a/fault-F0396","dn":"sys/a",)"
             R"("code":396,"name":"fltEquipmentFanPerfThresholdCritical","severity":"major",)"
             R"("since":"2024-02-01T00:00:00Z","updated":"2024-02-01T00:01:00Z","shown_seq":9,"count":3,"reporters":1,)"

@@ -1,0 +1,53 @@
+#include "api/actions.h"
+
+#include <nlohmann/json.hpp>
+
+#include "http/answers.h"
+#include "model/operator_action.h"
+
+namespace polaiga::web {
+namespace {
+
+using nlohmann::json;
+
+constexpr int kDeepest = 3;
+
+// Nothing when it is no JSON object, or one that is nested more deeply than a request can be.
+json parse_object(const std::string& text) {
+  const json parsed = json::parse(
+      text, [](int depth, json::parse_event_t /*event*/, json& /*value*/) { return depth <= kDeepest; }, false);
+  return parsed.is_object() ? parsed : json();
+}
+
+}  // namespace
+
+Response answer_action(Site& site, const Request& request, const Caller& caller) {
+  if (request.method != Method::kPost) return not_allowed("POST");
+  if (!caller.may_act()) {
+    return problem(caller.name.empty() ? 401 : 403, "Only operators may act on alarms; log in as one.");
+  }
+  if (!request.header("content-type").starts_with("application/json")) {
+    return problem(415, "An action is sent as application/json.");
+  }
+  json action = parse_object(request.body);
+  if (action.is_null())
+    return problem(400, "The body is no JSON object, such as {\"do\":\"acknowledge\",\"alarms\":\"3\"}.");
+  const auto what = action.find("do");
+  if (what == action.end() || !what->is_string() || !engine::find_action(what->get<std::string>())) {
+    return problem(400, "The member 'do' is not the name of an action, such as acknowledge.");
+  }
+  action["on_behalf_of"] = caller.name;
+  json told;
+  try {
+    told = json::parse(site.engine.ask(action.dump()), nullptr, false);
+  } catch (const std::exception& error) {
+    return problem(503, std::string(error.what()) + ".");
+  }
+  if (!told.is_object() || told.contains("error") || !told.contains("seq")) {
+    return problem(409, told.value("error", std::string("The engine's answer is not understood")) + ".");
+  }
+  return {.headers = {{"Content-Type", "application/json"}, {"Cache-Control", "no-store"}},
+          .body = std::make_shared<const std::string>(told.dump() + "\n")};
+}
+
+}  // namespace polaiga::web

@@ -1,0 +1,182 @@
+#include "api/changes.h"
+
+#include <algorithm>
+#include <chrono>
+
+#include "api/alarm_parameters.h"
+#include "base/quantities.h"
+#include "http/answers.h"
+#include "report/json_object.h"
+
+namespace polaiga::web {
+namespace {
+
+using engine::ChangeNumber;
+using engine::JsonArray;
+using engine::JsonObject;
+using Time = std::chrono::steady_clock;
+
+constexpr std::int64_t kMostChanges = 1000;
+constexpr std::int64_t kLongestWait = 60;  // seconds
+constexpr std::size_t kEventsAtOnce = 100;
+constexpr std::chrono::seconds kBetweenSigns{15};  // of life
+constexpr std::int64_t kMostNumber = 1'000'000'000'000'000;
+
+// How far somebody has followed.
+struct Position {
+  std::string ledger_id;
+  ChangeNumber number = 0;
+};
+
+JsonObject gap_form(const engine::Feed::Gap& gap) { return JsonObject().add("first", gap.first).add("last", gap.last); }
+
+std::string changes_text(const LiveChanges& found) {
+  std::string list;
+  for (const LiveChange& change : found.changes) list += (list.empty() ? "" : ",") + *change.json;
+  JsonObject body;
+  body.add("ledger_id", found.ledger_id).add("through", found.through);
+  if (found.gap) body.add("gap", gap_form(*found.gap));
+  std::string text = body.text();
+  text.pop_back();
+  return text + ",\"changes\":[" + list + "]}\n";
+}
+
+bool has_news(const LiveChanges& found) { return !found.changes.empty() || found.gap; }
+
+// Answers once, when there are changes or the time is over.
+class LongPoll final : public Stream {
+ public:
+  LongPoll(Site& site, ChangeNumber after, std::size_t most, std::chrono::seconds longest)
+      : site_(site), after_(after), most_(most), end_(Time::now() + longest) {}
+
+  std::string next() override {
+    if (is_over_) return "";
+    try {
+      const LiveChanges found = site_.live.after(after_, most_);
+      after_ = found.gap ? after_ : found.through;
+      if (!has_news(found) && Time::now() < end_) return "";
+      is_over_ = true;
+      return changes_text(found);
+    } catch (const engine::LedgerError&) {  // the ledger was replaced, perhaps: who asks again is told
+      is_over_ = true;
+      return changes_text({.ledger_id = {}, .changes = {}, .through = after_, .gap = {}});
+    }
+  }
+
+  bool is_over() const override { return is_over_; }
+
+ private:
+  Site& site_;
+  ChangeNumber after_;
+  std::size_t most_;
+  Time::time_point end_;
+  bool is_over_ = false;
+};
+
+class EventStream final : public Stream {
+ public:
+  EventStream(Site& site, std::optional<Position> from) : site_(site), from_(std::move(from)) {}
+
+  std::string next() override {
+    std::string text;
+    if (!has_begun_) text = "retry: 2000\n\n";
+    tell_engine(text);
+    if (const auto view = site_.live.view()) {
+      begin(*view, text);
+      tell_changes(*view, text);
+      if (view->version != version_) {
+        version_ = view->version;
+        tell(text, "view", JsonObject().add("change", at_.number).add("version", version_).text());
+      }
+    }
+    const Time::time_point now = Time::now();
+    if (text.empty() && now - said_ >= kBetweenSigns) text = ": still here\n\n";
+    if (!text.empty()) said_ = now;
+    has_begun_ = true;
+    return text;
+  }
+
+  bool is_over() const override { return false; }
+
+ private:
+  // Without a position, it begins with what is active now.
+  void begin(const View& view, std::string& text) {
+    if (at_.ledger_id == view.of.ledger_id) return;
+    const bool goes_on = from_ && from_->ledger_id == view.of.ledger_id;
+    const bool lost = (from_ && !goes_on) || !at_.ledger_id.empty();
+    at_ = {view.of.ledger_id, goes_on ? from_->number : view.of.number};
+    from_.reset();
+    if (lost) tell(text, "gap", JsonObject().add("ledger_id", view.of.ledger_id).text());
+  }
+
+  void tell_changes(const View& view, std::string& text) {
+    try {
+      const LiveChanges found = site_.live.after(at_.number, kEventsAtOnce);
+      if (found.ledger_id != at_.ledger_id) return;  // the view follows
+      for (const LiveChange& change : found.changes) {
+        at_.number = change.number;
+        tell(text, "change", *change.json);
+      }
+      if (found.gap) {
+        at_.number = view.of.number;
+        tell(text, "gap", gap_form(*found.gap).text());
+      } else {
+        at_.number = found.through;
+      }
+    } catch (const engine::LedgerError&) {  // it is told as a view when it can be read again
+    }
+  }
+
+  void tell_engine(std::string& text) {
+    const bool is_running = site_.engine.is_running();
+    if (has_begun_ && is_running == engine_runs_) return;
+    engine_runs_ = is_running;
+    tell(text, "engine", JsonObject().add("is_running", is_running).text());
+  }
+
+  void tell(std::string& text, std::string_view event, std::string_view data) const {
+    if (!at_.ledger_id.empty()) text += "id: " + at_.ledger_id + "-" + std::to_string(at_.number) + "\n";
+    text.append("event: ").append(event).append("\ndata: ").append(data).append("\n\n");
+  }
+
+  Site& site_;
+  std::optional<Position> from_;
+  Position at_;
+  std::uint64_t version_ = 0;
+  bool engine_runs_ = false;
+  bool has_begun_ = false;
+  Time::time_point said_{};
+};
+
+// "<ledger id>-<number>"; nothing when it is none.
+std::optional<Position> parse_position(std::string_view text) {
+  const std::size_t dash = text.rfind('-');
+  if (dash == std::string_view::npos || dash != 32) return std::nullopt;
+  const auto number = engine::parse_whole_number(text.substr(dash + 1));
+  if (!number || *number < 0) return std::nullopt;
+  return Position{std::string(text.substr(0, dash)), *number};
+}
+
+}  // namespace
+
+Response answer_changes(Site& site, const Request& request) {
+  if (!is_question(request)) return not_allowed("GET, HEAD");
+  expect_only(request.target, {"after", "limit", "wait"});
+  const auto view = site.live.view();
+  if (!view) return problem(503, site.live.problem().value_or("The ledger was not read yet") + ".");
+  const auto after = number_parameter(request.target, "after", kMostNumber);
+  if (request.header("accept").find("text/event-stream") != std::string_view::npos) {
+    std::optional<Position> from = parse_position(request.header("last-event-id"));
+    if (!from && after) from = Position{view->of.ledger_id, *after};
+    return {.headers = {{"Content-Type", "text/event-stream"}, {"Cache-Control", "no-store"}},
+            .stream = std::make_unique<EventStream>(site, std::move(from))};
+  }
+  if (!after) throw BadQuery("The parameter 'after' is missing: the number of the last change that is known, or 0");
+  const auto most = static_cast<std::size_t>(number_parameter(request.target, "limit", kMostChanges).value_or(100));
+  const auto wait = number_parameter(request.target, "wait", kLongestWait).value_or(0);
+  return {
+      .headers = {{"Content-Type", "application/json"}, {"Cache-Control", "no-store"}},
+      .stream = std::make_unique<LongPoll>(site, *after, std::max<std::size_t>(most, 1), std::chrono::seconds(wait))};
+}
+
+}  // namespace polaiga::web

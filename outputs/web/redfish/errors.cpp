@@ -1,5 +1,6 @@
 #include "redfish/errors.h"
 
+#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "http/answers.h"
@@ -119,6 +120,34 @@ Response refusal_response(const Refusal& refusal) {
   if (refusal.message.status == 401) response.headers.emplace_back("WWW-Authenticate", "Basic realm=\"Redfish\"");
   if (refusal.message.status == 503) response.headers.emplace_back("Retry-After", "5");
   return response;
+}
+
+Response in_redfish_form(Response response) {
+  if (response.status < 400) return response;
+  RefusalMessage message = refusals::kInternal;
+  if (response.status == 401) {
+    message = refusals::kBadLogin;
+  } else if (response.status == 429 || response.status == 503) {
+    message = {0, "Base.1.18.GeneralError", "There are too many requests of this kind at the moment.",
+               "Try again after the time that the Retry-After header names."};
+  } else if (response.status < 500) {
+    message = {0, "Base.1.18.GeneralError", "The request is refused.", "Correct the request."};
+  }
+  message.status = response.status;
+  std::string detail;
+  if (response.body) {
+    const auto problem = nlohmann::json::parse(*response.body, nullptr, false);
+    if (problem.is_object()) detail = problem.value("detail", "");
+  }
+  Response made = refusal_response(Refusal(message, {}, {}, detail));
+  for (auto& header : response.headers) {
+    const auto is_same = [&](const auto& other) { return other.first == header.first; };
+    const bool is_of_body = header.first == "Content-Type" || header.first == "ETag";
+    if (is_of_body) continue;
+    std::erase_if(made.headers, is_same);
+    made.headers.push_back(std::move(header));
+  }
+  return made;
 }
 
 }  // namespace polaiga::web

@@ -53,7 +53,7 @@ class Refusal : public std::runtime_error {
   explicit Refusal(const RefusalMessage& message, std::vector<std::string> args = {}, std::string property = {},
                    std::string detail = {});
 
-  const RefusalMessage& message;
+  RefusalMessage message;
   std::vector<std::string> args;
   std::string property;
   std::string detail;
@@ -61,6 +61,9 @@ class Refusal : public std::runtime_error {
 
 // The response that tells of it.
 Response refusal_response(const Refusal& refusal);
+
+// The same error as a response of another part has, such as one of the gate, but in Redfish's form. Its headers stay.
+Response in_redfish_form(Response response);
 
 // Puts the arguments into the text of a message.
 std::string with_arguments(std::string_view text, const std::vector<std::string>& args);

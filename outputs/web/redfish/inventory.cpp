@@ -160,9 +160,9 @@ JsonObject Inventory::manager() {
   }
   JsonObject links_of;
   links_of.add("ManagerForServers", links(managed_systems)).add("ManagerForChassis", links(managed_chassis));
-  const auto status = site_.engine.status();
+  const bool is_running = site_.engine.is_running();
   JsonObject state;
-  state.add("State", status ? "Enabled" : "UnavailableOffline").add("Health", status ? "OK" : "Critical");
+  state.add("State", is_running ? "Enabled" : "UnavailableOffline").add("Health", is_running ? "OK" : "Critical");
   JsonObject body = resource(manager_uri(), "Manager.v1_24_0.Manager", "polaiga", "polaiga");
   body.add("Description", "The engine that turns the events of sensors into alarms")
       .add("ManagerType", "Service")

@@ -343,10 +343,11 @@ Response Redfish::sessions(Ask& ask) {
   for (const char* const name : {"UserName", "Password"}) {
     if (!asked.contains(name)) throw Refusal(refusals::kPropertyMissing, {name}, std::string("#/") + name);
   }
-  const auto made = store->create(asked.at("UserName"), asked.at("Password"), ask.request.peer);
-  if (!made) throw Refusal(refusals::kBadLogin);
-  Response response = created(session_form(made->session), sessions_uri() + "/" + made->session.id);
-  response.headers.emplace_back("X-Auth-Token", made->token);
+  auto opened = store->create(ask.request, asked.at("UserName"), asked.at("Password"));
+  if (auto* const refused = std::get_if<Response>(&opened)) return in_redfish_form(std::move(*refused));
+  const auto& made = std::get<SessionStore::NewSession>(opened);
+  Response response = created(session_form(made.session), sessions_uri() + "/" + made.session.id);
+  response.headers.emplace_back("X-Auth-Token", made.token);
   return response;
 }
 

@@ -1,8 +1,8 @@
 // The sessions of Redfish's clients, as whoever checks names and passwords keeps them.
 #pragma once
 
-#include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "http/message.h"
@@ -25,9 +25,10 @@ class SessionStore {
 
   virtual ~SessionStore() = default;
 
-  // Nothing: the name or the password is wrong, or there were too many wrong ones. Called by several threads at once,
-  // as are the others.
-  virtual std::optional<NewSession> create(const std::string& name, const std::string& password, const Peer& peer) = 0;
+  // Or the response, of whatever form: 401 when the name or the password is wrong, 429 or 503 with Retry-After when
+  // there were too many wrong ones, or too many at once. Called by several threads at once, as are the others.
+  virtual std::variant<NewSession, Response> create(const Request& request, const std::string& name,
+                                                    const std::string& password) = 0;
   virtual std::vector<Session> list() = 0;
   // False: there is no such session.
   virtual bool remove(const std::string& id) = 0;

@@ -82,7 +82,8 @@ std::string EventStream::next() {
 std::optional<EventCursor> cursor_after(std::string_view event_id) {
   constexpr std::size_t kMostBytes = 100;
   const std::size_t hyphen = event_id.rfind('-');
-  if (event_id.size() > kMostBytes || hyphen == std::string_view::npos || hyphen == 0) return std::nullopt;
+  if (event_id.size() > kMostBytes || hyphen == std::string_view::npos || hyphen == 0 || event_id.find('-') != hyphen)
+    return std::nullopt;
   EventCursor cursor{.ledger_id = std::string(event_id.substr(0, hyphen)), .number = 0};
   const char* const end = event_id.data() + event_id.size();
   const auto [stop, error] = std::from_chars(event_id.data() + hyphen + 1, end, cursor.number);

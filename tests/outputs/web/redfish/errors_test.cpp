@@ -49,8 +49,7 @@ TEST(ErrorsTest, ErrorsOfOtherPartsGetRedfishsForm) {
   EXPECT_EQ(header(response, "Content-Type"), "application/json");
   const json body = json::parse(*response.body);
   EXPECT_EQ(body.at("error").at("code"), "Base.1.18.GeneralError");
-  EXPECT_EQ(body.at("error").at("message"),
-            "There are too many requests of this kind at the moment. Wait a moment.");
+  EXPECT_EQ(body.at("error").at("message"), "There are too many requests of this kind at the moment. Wait a moment.");
 }
 
 TEST(ErrorsTest, ArgumentsAreFilledInOnce) {

@@ -111,7 +111,8 @@ TEST(EventsTest, TestsAreToldOnce) {
   TestEvents tests;
   std::uint64_t seen = tests.last();
   EXPECT_TRUE(tests.after(seen).empty());
-  for (std::size_t i = 0; i <= TestEvents::kMost; ++i) tests.add({.id = std::to_string(i), .message_id = {}, .health = {}, .json = {}});
+  for (std::size_t i = 0; i <= TestEvents::kMost; ++i)
+    tests.add({.id = std::to_string(i), .message_id = {}, .health = {}, .json = {}});
   const auto fresh = tests.after(seen);
   ASSERT_EQ(fresh.size(), TestEvents::kMost);
   EXPECT_EQ(fresh.front().id, "1") << "those that are too old are not kept";

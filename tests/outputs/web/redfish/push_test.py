@@ -124,7 +124,7 @@ def main():
         critical.stop()
         ended = subscribe(web, critical, DeliveryRetryPolicy="TerminateAfterRetries")
         kept = subscribe(web, critical, DeliveryRetryPolicy="SuspendRetries")
-        engine.feed(slow(13))
+        engine.feed(slow(1, 0))
         until("it has ended", lambda: web.ask(ended)[0] == 404)
         until("it is suspended", lambda: web.get(kept)["Status"]["State"] == "Disabled")
         web.end()
@@ -134,7 +134,7 @@ def main():
         until("the server reads the ledger", lambda: web.ask("/redfish/v1/Systems")[0] == 200)
         taken = len(receiver.taken)
         refused = subscribe(web, receiver, DeliveryRetryPolicy="RetryForever")
-        engine.feed(slow(14))
+        engine.feed(slow(2, 0))
         until("it is refused", lambda: "trouble" in web.get(refused)["Oem"]["Polaiga"])
         assert len(receiver.taken) == taken
         web.end()

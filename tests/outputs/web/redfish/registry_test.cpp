@@ -17,15 +17,17 @@ constexpr const char* kCatalog =
     "\n";
 
 TEST(RegistryTest, AFaultHasItsRaiseAndItsEnd) {
-  const engine::AlarmProfile profile("code\tdn\tseverity\tnotify\trespond_within\tconsequence\tadvice\n"
-                                     "395\t**\t-\tyes\t-\t-\tReplace the fan.\n",
-                                     "profile.tsv");
+  const engine::AlarmProfile profile(
+      "code\tdn\tseverity\tnotify\trespond_within\tconsequence\tadvice\n"
+      "F0395\t**\t-\tyes\t-\t-\tReplace the fan.\n",
+      "profile.tsv");
   const json registry = json::parse(message_registry(kCatalog, profile));
   EXPECT_EQ(registry.at("RegistryPrefix"), "Polaiga");
   const json raised = registry.at("Messages").at("F0395");
   EXPECT_EQ(raised.at("Message"), "The object %1 has the fault F0395: %2.");
-  EXPECT_EQ(raised.at("Description"), "fltFan or fltOther or fltEquipmentFanPerfThresholdNonCritical, "
-                                      "performance-problem");
+  EXPECT_EQ(raised.at("Description"),
+            "fltFan or fltOther or fltEquipmentFanPerfThresholdNonCritical, "
+            "performance-problem");
   EXPECT_EQ(raised.at("LongDescription"), "SENSOR: slow; SENSOR: very slow");
   EXPECT_EQ(raised.at("MessageSeverity"), "Warning");
   EXPECT_EQ(raised.at("NumberOfArgs"), 2);
@@ -33,8 +35,7 @@ TEST(RegistryTest, AFaultHasItsRaiseAndItsEnd) {
   EXPECT_FALSE(raised.contains("ClearingLogic"));
   const json over = registry.at("Messages").at("F0395Over");
   EXPECT_EQ(over.at("MessageSeverity"), "OK");
-  EXPECT_EQ(over.at("ClearingLogic"),
-            json::parse(R"({"ClearsMessage":["F0395"],"ClearsIf":"SameOriginOfCondition"})"));
+  EXPECT_EQ(over.at("ClearingLogic"), json::parse(R"({"ClearsMessage":["F0395"],"ClearsIf":"SameOriginOfCondition"})"));
   // A fault that the catalog does not tell of has its messages, too.
   EXPECT_TRUE(registry.at("Messages").contains("F0396"));
 }

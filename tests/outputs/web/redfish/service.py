@@ -45,7 +45,7 @@ def until(what, condition):
 
 
 def slow(fan, state=1):
-    return {"entity": "fan", "sensor": f"FAN{fan}_TACH1", "instance": fan, "offset": 1, "state": state}
+    return {"entity": "fan", "sensor": "FAN1_TACH1", "instance": fan, "offset": 3, "state": state}
 
 
 class Engine:

@@ -119,8 +119,8 @@ TEST(SubscriptionTest, EventsAreChosen) {
       {R"("RegistryPrefixes":["Polaiga"],"Severities":["OK"])", false},
   };
   for (const auto& [more, is_wanted] : kRows) {
-    const Subscription read = parse_subscription(
-        R"({"Destination":"http://a.example/","Protocol":"Redfish",)" + std::string(more) + "}");
+    const Subscription read =
+        parse_subscription(R"({"Destination":"http://a.example/","Protocol":"Redfish",)" + std::string(more) + "}");
     EXPECT_EQ(read.wants(event), is_wanted) << more;
   }
 }

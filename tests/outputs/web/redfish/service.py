@@ -130,6 +130,7 @@ class Receiver:
 
     def __init__(self):
         self.behaviour, self.taken, self.refused, self.headers = "take", [], 0, []
+        self.connections = []
         self.woken = threading.Event()
         self.port, self.server = 0, None
         self.start()
@@ -139,6 +140,10 @@ class Receiver:
 
         class Handler(http.server.BaseHTTPRequestHandler):
             protocol_version = "HTTP/1.1"
+
+            def setup(self):
+                super().setup()
+                receiver.connections.append(self.connection)
 
             def do_POST(self):
                 body = json.loads(self.rfile.read(int(self.headers["Content-Length"])))
@@ -187,6 +192,12 @@ class Receiver:
     def stop(self):
         self.server.shutdown()
         self.server.server_close()
+        for connection in self.connections:
+            try:
+                connection.shutdown(socket.SHUT_RDWR)
+            except OSError:
+                pass  # it has ended before
+        self.connections.clear()
 
     def url(self):
         return f"http://127.0.0.1:{self.port}/events"

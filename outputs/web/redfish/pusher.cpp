@@ -85,6 +85,7 @@ class Pusher::Delivery {
     set(CURLOPT_USERAGENT, "polaiga-web");
     set(CURLOPT_FOLLOWLOCATION, 0L);
     set(CURLOPT_NOSIGNAL, 1L);
+    set(CURLOPT_QUICK_EXIT, 1L);  // a name server that hangs keeps nobody waiting at the end
     set(CURLOPT_CONNECTTIMEOUT, static_cast<long>(kConnectWithin.count()));
     set(CURLOPT_TIMEOUT, static_cast<long>(kAnswerWithin.count()));
     set(CURLOPT_SSL_VERIFYPEER, to.verifies_certificate ? 1L : 0L);

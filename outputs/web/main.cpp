@@ -13,6 +13,7 @@
 #include "access/private_file.h"
 #include "api/api.h"
 #include "app/application.h"
+#include "app/program.h"
 #include "app/site.h"
 #include "base/accounts.h"
 #include "base/messages.h"
@@ -22,6 +23,8 @@
 #include "http/server.h"
 #include "metrics/metrics.h"
 #include "page/page.h"
+#include "redfish/desk_sessions.h"
+#include "redfish/redfish.h"
 #include "restconf/restconf.h"
 
 namespace {
@@ -42,6 +45,10 @@ struct Options {
   std::string certificate;
   std::string key;
   std::string client_authority;
+  // Of events that are pushed to Redfish's subscribers.
+  std::string state;
+  polaiga::web::PushOptions push;
+  int push_retry = 30;  // seconds
 };
 
 std::optional<TlsIdentity> read_identity(const Options& options) {
@@ -61,6 +68,13 @@ AccessOptions access_options(const Options& options) {
   access.proxy_user = polaiga::engine::find_user(options.proxy_user);
   if (!access.proxy_user) throw std::runtime_error("--proxy-user: there is no user '" + options.proxy_user + "'");
   return access;
+}
+
+// What `polaiga catalog --json` prints.
+std::string catalog_of(const std::string& program) {
+  ProgramAnswer answer = run_program({program, "catalog", "--json"});
+  if (answer.status != 0) throw ProgramFailed(program + " says: " + answer.complaint);
+  return std::move(answer.output);
 }
 
 int serve(const Options& options) {
@@ -101,10 +115,25 @@ int serve(const Options& options) {
   application.add(".well-known", host_meta);
   Metrics metrics(site, options.most_series);
   application.add("metrics", metrics);
+  Notifier waking;
+  DeskSessions sessions(gate);
+  PushOptions push = options.push;
+  push.retry_interval = std::chrono::seconds(options.push_retry);
+  Redfish redfish(site, {.state_directory = options.state,
+                         .push = push,
+                         .sessions = options.access.users.empty() ? nullptr : &sessions,
+                         .catalog = [&options] { return catalog_of(options.program); },
+                         .tell = [&](const std::string& text) { say(Priority::kWarning, text); },
+                         .wake_streams = [&waking] { waking.notify(); }});
+  application.add("redfish", redfish);
   Listener listener(*address);
   Server server(listener, application, {}, identity, [&](const std::string& text) { say(Priority::kWarning, text); });
   metrics.watch(server);
-  live.on_change([&server] { server.wake(); });
+  waking.set([&server] { server.wake(); });
+  live.on_change([&server, &redfish] {
+    server.wake();
+    redfish.wake();
+  });
   engine.on_change([&server] { server.wake(); });
   say(Priority::kInfo, "ready: " + listener.address().text(identity.has_value()));
   pollfd waiting{.fd = signals.fd(), .events = POLLIN, .revents = 0};
@@ -117,6 +146,7 @@ int serve(const Options& options) {
   }
   live.on_change({});
   engine.on_change({});
+  waking.set({});
   return 0;
 }
 
@@ -167,6 +197,12 @@ int main(int argc, char** argv) {
                   "How many active alarms have a metric of their own at /metrics, the worst first")
       ->check(CLI::Range(0, 1'000'000))
       ->capture_default_str();
+  program.add_option("--state", options.state, "Directory that subscriptions to pushed events are kept in");
+  program.add_option("--push-retry", options.push_retry, "Seconds after which a push that failed is tried again")
+      ->check(CLI::Range(1, 86'400));
+  program.add_option("--push-attempts", options.push.retry_attempts, "How often it is, before a subscription may end")
+      ->check(CLI::Range(0, 1000));
+  program.add_flag("--push-local", options.push.allows_local, "Push events to addresses of this machine, too");
   add_access_options(program, options);
   program.footer("'polaiga-web passwd --help' tells how to add users.");
   try {

@@ -134,6 +134,15 @@ class Server::Connections {
 
   // A request with its response.
   struct Exchange {
+    Exchange() = default;
+    // A body and a header may hold a password, so nothing of them stays in memory.
+    ~Exchange() {
+      ::explicit_bzero(request.body.data(), request.body.size());
+      for (auto& [name, value] : request.headers) ::explicit_bzero(value.data(), value.size());
+    }
+    Exchange(const Exchange&) = delete;
+    Exchange& operator=(const Exchange&) = delete;
+
     std::string raw_target;
     bool has_begun = false;
     Phase phase = Phase::kReading;

@@ -1,0 +1,82 @@
+// Pushes events to those who subscribed. A thread of its own does it, for all at once: one that hangs keeps nobody
+// waiting.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "live/live_ledger.h"
+#include "redfish/subscription_store.h"
+
+namespace polaiga::web {
+
+struct PushOptions {
+  std::chrono::seconds retry_interval{30};  // at first; RetryForeverWithBackoff doubles it up to an hour
+  unsigned retry_attempts = 3;              // after the first
+  bool allows_local = false;                // also to addresses of this machine and of the link
+};
+
+class Pusher {
+ public:
+  using Tell = std::function<void(const std::string&)>;
+
+  // The ledger and the store must outlive this. Throws std::runtime_error.
+  Pusher(LiveLedger& live, SubscriptionStore& store, PushOptions options, Tell tell);
+  ~Pusher();
+  Pusher(const Pusher&) = delete;
+  Pusher& operator=(const Pusher&) = delete;
+
+  const PushOptions& options() const { return options_; }
+
+  // There is something new: a change, another subscription, or one less. For any thread.
+  void wake();
+
+  // Sends a test to each subscription that is not suspended, even to those that would not want it. False: for one of
+  // them there are too many tests already.
+  bool test(const EventRecord& event);
+
+  // A subscription goes on now, whatever it waits for.
+  void retry_now(const std::string& id);
+
+  // What keeps a subscription from its events at the moment, in words; "": nothing.
+  std::string trouble_of(const std::string& id) const;
+
+ private:
+  class Delivery;
+  struct Way;
+  using Steady = std::chrono::steady_clock;
+
+  void run();
+  void begin(const Subscription& subscription, Way& way);
+  void finish(const std::string& id, Way& way, const std::string& problem);
+  void fail(const Subscription& subscription, Way& way, const std::string& problem);
+  void forget_removed();
+  Steady::duration pause_of(const Subscription& subscription, unsigned failures) const;
+
+  LiveLedger& live_;
+  SubscriptionStore& store_;
+  PushOptions options_;
+  Tell tell_;
+  void* multi_;  // of libcurl
+
+  mutable std::mutex mutex_;
+  std::map<std::string, std::deque<EventRecord>> tests_;  // by subscription
+  std::map<std::string, std::string> troubles_;           // the same
+  std::map<std::string, bool> hurries_;                   // the same; those to try again at once
+
+  std::map<std::string, std::unique_ptr<Way>> ways_;  // the same; of the thread alone
+  std::atomic<bool> is_over_ = false;
+  std::thread thread_;
+};
+
+// Whether an address is of this machine or of its link alone, in numbers as "127.0.0.1" or "fe80::1".
+bool is_local_address(const std::string& address);
+
+}  // namespace polaiga::web

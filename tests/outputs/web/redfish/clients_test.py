@@ -1,0 +1,128 @@
+"""Redfish with clients that people use, redfishtool and sushy, over HTTP:
+clients_test.py POLAIGA POLAIGA_WEB USERS_SERVER"""
+import json
+import os
+import shutil
+import subprocess
+import sys
+import warnings
+
+from service import Directory, Engine, Receiver, Web, slow, until
+
+warnings.simplefilter("ignore")  # of what the clients' own libraries say
+import sushy
+from sushy import auth
+
+ENTRIES = "/redfish/v1/Managers/polaiga/LogServices/FaultLog/Entries"
+SYSTEM = "sys.rack-unit-1"
+FAN = "sys.rack-unit-1.fan-module-1-2.fan-1"
+
+
+def redfishtool(web, *arguments, user=None, login="Session"):
+    host = web.url.removeprefix("http://")
+    who = ["-A", login, "-u", user, "-p", "secret"] if user else ["-A", "None"]
+    command = ["redfishtool", "-r", host, "-S", "Never", *who, *arguments]
+    done = subprocess.run(command, capture_output=True, text=True, timeout=60)
+    assert done.returncode == 0, (command, done.stdout, done.stderr)
+    return json.loads(done.stdout) if done.stdout.strip() else None
+
+
+def look(web, **who):
+    """What whoever may look can see with redfishtool."""
+    assert redfishtool(web, "versions", **who) == {"v1": "/redfish/v1/"}
+    assert redfishtool(web, "root", **who)["RedfishVersion"] == "1.21.0"
+    assert redfishtool(web, "Systems", "-I", SYSTEM, **who)["Status"]["HealthRollup"] == "Warning"
+    assert redfishtool(web, "Chassis", "-I", FAN, **who)["Status"]["Health"] == "Warning"
+    assert redfishtool(web, "Managers", **who)["Members@odata.count"] == 1
+    assert redfishtool(web, "Managers", "-I", "polaiga", **who)["ManagerType"] == "Service"
+    assert redfishtool(web, "Managers", "-I", "polaiga", "Logs", **who)["Members@odata.count"] == 1
+    assert redfishtool(web, "Systems", "-I", SYSTEM, "Logs", **who)["Members@odata.count"] == 1
+    entries = redfishtool(web, "raw", "GET", ENTRIES, **who)["Members"]
+    assert [entry["Id"] for entry in entries] == ["2", "1"], entries
+    assert entries[0]["Resolved"] is False and entries[1]["Resolved"] is True
+    assert redfishtool(web, "SessionService", **who)["Id"] == "SessionService"
+
+
+def sessions(web):
+    for user in ("viewer", "operator"):
+        look(web, user=user)
+    look(web, user="viewer", login="Basic")
+    # Each of those calls has ended its session.
+    assert web.get("/redfish/v1/SessionService/Sessions")["Members"] == []
+
+
+def sushy_looks(root):
+    assert root.redfish_version == "1.21.0"
+    system = root.get_system("/redfish/v1/Systems/" + SYSTEM)
+    assert system.name == "rack-unit-1"
+    assert system.status.health_rollup == sushy.resources.constants.Health.WARNING
+    assert [one.identity for one in root.get_system_collection().get_members()] == [SYSTEM]
+    chassis = root.get_chassis("/redfish/v1/Chassis/" + FAN)
+    assert chassis.chassis_type.value == "Component"
+    assert chassis.status.health == sushy.resources.constants.Health.WARNING
+    assert FAN in [one.identity for one in root.get_chassis_collection().get_members()]
+    assert root.get_manager("/redfish/v1/Managers/polaiga").manager_type.value == "Service"
+
+
+def sushy_acts(web):
+    root = sushy.Sushy(web.url, auth=auth.SessionAuth("operator", "secret"))
+    sushy_looks(root)
+    assert [one.username for one in root.get_session_service().sessions.get_members()] == ["operator"]
+    service = root.get_event_service()
+    assert service.service_enabled and service.delivery_retry_attempts == 2
+    receiver = Receiver()
+    made = service.subscriptions.create({"Destination": receiver.url(), "Protocol": "Redfish", "Context": "sushy",
+                                         "EventTypes": ["Alert"]})
+    assert made.destination == receiver.url() and made.context == "sushy" and made.http_headers == []
+    assert [one.identity for one in service.subscriptions.get_members()] == [made.identity]
+    service.submit_test_event("17", "2026-01-02T03:04:05Z", "Alert", "A test", ["one"], "Test.1.0.Test",
+                              "/redfish/v1/Chassis/" + FAN, "OK")
+    until("the test event comes", lambda: receiver.records())
+    record = receiver.records()[0]
+    assert record["EventId"] == "17" and record["MessageArgs"] == ["one"], record
+    made.delete()
+    assert service.subscriptions.get_members() == [] or service.subscriptions.members_identities == ()
+    try:
+        sushy.Sushy(web.url, auth=auth.SessionAuth("operator", "wrong"))
+        raise AssertionError("a wrong password is taken")
+    except sushy.exceptions.AccessError:
+        pass
+    root._auth.close()
+    assert web.get("/redfish/v1/SessionService/Sessions")["Members"] == []
+
+
+def main():
+    polaiga, polaiga_web, users_server = sys.argv[1:]
+    assert shutil.which("redfishtool"), "redfishtool is missing (Debian: redfishtool)"
+    for name in ("http_proxy", "https_proxy", "HTTP_PROXY", "HTTPS_PROXY"):
+        os.environ.pop(name, None)
+    with Directory() as directory:
+        state = directory + "/state"
+        os.mkdir(state)
+        engine = Engine(polaiga, directory)
+        engine.feed(slow(1), slow(2), slow(1, 0))
+        for web in (Web(polaiga_web, polaiga, engine, "--listen", "127.0.0.1:0"),
+                    Web(users_server, polaiga, engine, "--state", state)):
+            until("the server has read the ledger", lambda: web.ask(ENTRIES)[0] == 200 and
+                  web.get(ENTRIES)["Members@odata.count"] == 2)
+            if web.process.args[0] == polaiga_web:
+                look(web)
+                sushy_looks(sushy.Sushy(web.url, auth=NoLogin()))
+            else:
+                sessions(web)
+                sushy_acts(web)
+            web.end()
+        engine.end()
+    print("All is well.")
+
+
+class NoLogin(auth.AuthBase):
+    def _do_authenticate(self):
+        pass
+
+    def can_refresh_session(self):
+        return False
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,150 @@
+"""Events that are pushed, to a receiver that hangs, fails, redirects, goes away and comes back:
+push_test.py POLAIGA POLAIGA_WEB USERS_SERVER"""
+import json
+import os
+import signal
+import stat
+import sys
+
+from service import Directory, Engine, Receiver, Web, slow, until
+
+SUBSCRIPTIONS = "/redfish/v1/EventService/Subscriptions"
+
+
+def numbers(receiver):
+    return [int(record["EventId"].rsplit("-", 1)[1]) for record in receiver.records()]
+
+
+def subscribe(web, receiver, **more):
+    status, headers, body = web.ask(SUBSCRIPTIONS, "POST", {
+        "Destination": receiver.url(), "Protocol": "Redfish", "Context": "of the test", **more})
+    assert status == 201, body
+    assert headers["Location"] == SUBSCRIPTIONS + "/" + body["Id"]
+    return headers["Location"]
+
+
+def main():
+    polaiga, _, users_server = sys.argv[1:]
+    with Directory() as directory:
+        state = directory + "/state"
+        os.mkdir(state)
+        engine = Engine(polaiga, directory)
+        start = lambda *more: Web(users_server, polaiga, engine, "--state", state, "--push-retry", "1", *more)
+        web = start()
+        receiver = Receiver()
+        until("the server reads the ledger", lambda: web.ask("/redfish/v1/Systems")[0] == 200)
+
+        # What happened before a subscription is not told.
+        engine.feed(slow(1))
+        until("the alarm is there", lambda: web.get("/redfish/v1/Managers/polaiga/LogServices/FaultLog/Entries")[
+            "Members@odata.count"] == 1)
+        where = subscribe(web, receiver, DeliveryRetryPolicy="RetryForever",
+                          HttpHeaders=[{"Authorization": "Bearer hush"}])
+        engine.feed(slow(2))
+        until("an event comes", lambda: numbers(receiver) == [2])
+        event = receiver.taken[0]
+        assert event["Context"] == "of the test" and event["@odata.type"] == "#Event.v1_13_0.Event", event
+        record = event["Events"][0]
+        assert record["MessageId"] == "Polaiga.1.0.F0395", record
+        assert record["MessageArgs"] == ["sys/rack-unit-1/fan-module-1-2/fan-1",
+                                         "fltEquipmentFanPerfThresholdNonCritical"], record
+        assert web.get(record["OriginOfCondition"]["@odata.id"])["Oem"]["Polaiga"]["dn"] == record["MessageArgs"][0]
+        assert web.get(record["LogEntry"]["@odata.id"])["MessageId"] == record["MessageId"]
+        assert receiver.headers[0]["Authorization"] == "Bearer hush"
+        assert "hush" not in json.dumps(web.get(where)), "the secret is told"
+        file = state + "/redfish-subscriptions.json"
+        assert stat.S_IMODE(os.stat(file).st_mode) == 0o600
+
+        # Each way to fail, with changes meanwhile: each comes once, and in order.
+        expected = [2]
+        for fan, behaviour in enumerate(["refuse", "redirect", "hang"], start=3):
+            receiver.behaviour, receiver.refused = behaviour, 0
+            receiver.woken.clear()
+            engine.feed(slow(fan))
+            until(behaviour + ": it is tried", lambda: receiver.refused >= 1)
+            engine.feed(slow(fan, 0))
+            assert numbers(receiver) == expected, behaviour
+            until("the trouble is told", lambda: receiver.behaviour == "hang" or web.get(where)["Status"]["Health"] ==
+                  "Warning")
+            receiver.behaviour = "take"
+            receiver.woken.set()
+            expected += [expected[-1] + 1, expected[-1] + 2]
+            until(behaviour + ": it comes in the end", lambda: numbers(receiver) == expected)
+        until("the trouble is over", lambda: web.get(where)["Status"]["Health"] == "OK")
+
+        # Who took the event and answers without an end has it.
+        receiver.behaviour = "talk"
+        engine.feed(slow(7))
+        expected.append(expected[-1] + 1)
+        until("it comes", lambda: numbers(receiver) == expected)
+        until("the cursor goes on", lambda: web.get(where)["Oem"]["Polaiga"]["number"] == expected[-1])
+        receiver.behaviour = "take"
+
+        # The receiver goes away and comes back; meanwhile the server is killed and starts again.
+        receiver.stop()
+        engine.feed(slow(8))
+        until("nobody takes it", lambda: "trouble" in web.get(where)["Oem"]["Polaiga"])
+        web.end(signal.SIGKILL)
+        engine.feed(slow(8, 0))
+        web = start()
+        receiver.start()
+        expected += [expected[-1] + 1, expected[-1] + 2]
+        until("both come", lambda: numbers(receiver) == expected)
+        engine.feed(slow(9))
+        expected.append(expected[-1] + 1)
+        until("and so does what follows", lambda: numbers(receiver) == expected)
+
+        # Filters; a test event; suspended and resumed; the end of a subscription.
+        critical = Receiver()
+        filtered = subscribe(web, critical, Severities=["Critical"])
+        engine.feed(slow(10), {"entity": "fan", "sensor": "FAN1_TACH1", "instance": 11, "offset": 4, "state": 5})
+        expected += [expected[-1] + 1, expected[-1] + 2]
+        until("the critical one comes", lambda: numbers(critical) == [expected[-1]])
+        assert critical.records()[0]["MessageSeverity"] == "Critical"
+        until("both come", lambda: numbers(receiver) == expected)
+        status, _, _ = web.ask("/redfish/v1/EventService/Actions/EventService.SubmitTestEvent", "POST",
+                               {"MessageId": "Test.1.0.Hello", "EventId": "hello", "Message": "Hello"})
+        assert status == 204
+        until("the test comes to both", lambda: receiver.records()[-1]["EventId"] == "hello" and
+              critical.records()[-1]["EventId"] == "hello")
+        action = filtered + "/Actions/EventDestination."
+        assert web.ask(action + "SuspendSubscription", "POST")[0] == 204
+        assert web.get(filtered)["Status"]["State"] == "Disabled"
+        engine.feed({"entity": "fan", "sensor": "FAN1_TACH1", "instance": 12, "offset": 4, "state": 5})
+        until("it comes to the other", lambda: numbers_of_changes(receiver) == expected + [expected[-1] + 1])
+        assert len(critical.records()) == 2
+        assert web.ask(action + "ResumeSubscription", "POST")[0] == 204
+        until("it comes now", lambda: len(critical.records()) == 3)
+        for location in (where, filtered):
+            assert web.ask(location, "DELETE")[0] == 204
+            assert web.ask(location)[0] == 404
+        assert web.get(SUBSCRIPTIONS)["Members"] == []
+
+        # A subscription that may end does so, and one that may be suspended is.
+        critical.stop()
+        ended = subscribe(web, critical, DeliveryRetryPolicy="TerminateAfterRetries")
+        kept = subscribe(web, critical, DeliveryRetryPolicy="SuspendRetries")
+        engine.feed(slow(1, 0))
+        until("it has ended", lambda: web.ask(ended)[0] == 404)
+        until("it is suspended", lambda: web.get(kept)["Status"]["State"] == "Disabled")
+        web.end()
+
+        # Addresses of this machine are only for those who want it.
+        web = start("--no-push-local")
+        until("the server reads the ledger", lambda: web.ask("/redfish/v1/Systems")[0] == 200)
+        taken = len(receiver.taken)
+        refused = subscribe(web, receiver, DeliveryRetryPolicy="RetryForever")
+        engine.feed(slow(2, 0))
+        until("it is refused", lambda: "trouble" in web.get(refused)["Oem"]["Polaiga"])
+        assert len(receiver.taken) == taken
+        web.end()
+        engine.end()
+    print("All is well.")
+
+
+def numbers_of_changes(receiver):
+    return [int(record["EventId"].rsplit("-", 1)[1]) for record in receiver.records() if "-" in record["EventId"]]
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,215 @@
+# What the tests of Redfish share: an engine beside a server, plain requests, and a receiver of events.
+import atexit
+import base64
+import http.server
+import json
+import os
+import re
+import shutil
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import urllib.error
+import urllib.request
+
+PATIENCE = 60  # seconds, for what must come
+STARTED = []  # processes
+signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
+
+
+@atexit.register
+def end_all():
+    for process in STARTED:
+        if process.poll() is None:
+            process.kill()
+            process.wait()
+
+
+def start(*arguments, **more):
+    STARTED.append(subprocess.Popen(arguments, **more))
+    return STARTED[-1]
+
+
+def until(what, condition):
+    end = time.monotonic() + PATIENCE
+    while time.monotonic() < end:
+        value = condition()
+        if value:
+            return value
+        time.sleep(0.02)
+    raise AssertionError("it did not come about: " + what)
+
+
+def slow(fan, state=1):
+    return {"entity": "fan", "sensor": "FAN1_TACH1", "instance": fan, "offset": 3, "state": state}
+
+
+class Engine:
+    def __init__(self, polaiga, directory):
+        self.ledger, self.control = directory + "/ledger.db", directory + "/control.sock"
+        events = directory + "/events.sock"
+        self.process = start(polaiga, "run", "--ledger", self.ledger, "--socket", events, "--control", self.control,
+                             stderr=subprocess.DEVNULL)
+        self.socket = socket.socket(socket.AF_UNIX)
+        self.socket.settimeout(PATIENCE)
+
+        def connect():
+            try:
+                self.socket.connect(events)
+                return True
+            except OSError:
+                assert self.process.poll() is None, "the engine has ended"
+                return False
+
+        until("the engine listens", connect)
+        until("the engine has a control socket", lambda: os.path.exists(self.control))
+        self.answers = self.socket.makefile("r")
+
+    def feed(self, *events):
+        for event in events:
+            self.socket.sendall((json.dumps(event) + "\n").encode())
+            assert "seq" in json.loads(self.answers.readline()), event
+
+    def end(self):
+        self.process.terminate()
+        self.process.wait(PATIENCE)
+        self.answers.close()
+        self.socket.close()
+
+
+class Web:
+    """A server; `arguments` are those beside the engine's."""
+
+    def __init__(self, program, polaiga, engine, *arguments):
+        self.process = start(program, "--ledger", engine.ledger, "--control", engine.control, "--program", polaiga,
+                             *arguments, stderr=subprocess.PIPE, text=True)
+        for line in self.process.stderr:
+            found = re.search(r"ready: (http://\S+?)/?$", line)
+            if found:
+                break
+        else:
+            raise AssertionError("the server did not start")
+        self.url, self.said = found.group(1), []
+        threading.Thread(target=lambda: self.said.extend(self.process.stderr), daemon=True).start()
+
+    def ask(self, path, method="GET", body=None, user="operator", headers=None):
+        """Status, headers and body of an answer; a body that is JSON is read."""
+        request = urllib.request.Request(self.url + path, method=method, headers=dict(headers or {}))
+        if body is not None:
+            request.data = body if isinstance(body, bytes) else json.dumps(body).encode()
+            if not request.has_header("Content-type"):
+                request.add_header("Content-Type", "application/json")
+        if user:
+            request.add_header("Authorization", "Basic " + base64.b64encode((user + ":secret").encode()).decode())
+        try:
+            answer = urllib.request.urlopen(request, timeout=PATIENCE)
+        except urllib.error.HTTPError as error:
+            answer = error
+        with answer:
+            text = answer.read()
+            kind = answer.headers.get("Content-Type", "")
+            return answer.status, answer.headers, json.loads(text) if text and "json" in kind else text
+
+    def get(self, path):
+        status, _, body = self.ask(path)
+        assert status == 200, (path, status, body)
+        return body
+
+    def end(self, how=signal.SIGTERM):
+        self.process.send_signal(how)
+        self.process.wait(PATIENCE)
+
+
+class Receiver:
+    """Takes events at a port that stays the same. `behaviour` is "take", "refuse" (500), "hang", "redirect" or "talk"
+    (an answer without an end)."""
+
+    def __init__(self):
+        self.behaviour, self.taken, self.refused, self.headers = "take", [], 0, []
+        self.connections = []
+        self.woken = threading.Event()
+        self.port, self.server = 0, None
+        self.start()
+
+    def start(self):
+        receiver = self
+
+        class Handler(http.server.BaseHTTPRequestHandler):
+            protocol_version = "HTTP/1.1"
+
+            def setup(self):
+                super().setup()
+                receiver.connections.append(self.connection)
+
+            def do_POST(self):
+                body = json.loads(self.rfile.read(int(self.headers["Content-Length"])))
+                if receiver.behaviour == "take":
+                    receiver.taken.append(body)
+                    receiver.headers.append(dict(self.headers))
+                    self.answer(204)
+                    return
+                receiver.refused += 1
+                if receiver.behaviour == "hang":
+                    receiver.woken.wait(PATIENCE)
+                    self.close_connection = True
+                elif receiver.behaviour == "redirect":
+                    self.send_response(307)
+                    self.send_header("Location", f"http://127.0.0.1:{receiver.port}/elsewhere")
+                    self.send_header("Content-Length", "0")
+                    self.end_headers()
+                elif receiver.behaviour == "talk":
+                    receiver.taken.append(body)
+                    self.send_response(200)
+                    self.end_headers()
+                    try:
+                        while True:
+                            self.wfile.write(b"x" * 65536)
+                    except OSError:
+                        self.close_connection = True
+                else:
+                    self.answer(500)
+
+            def answer(self, status):
+                self.send_response(status)
+                self.send_header("Content-Length", "0")
+                self.end_headers()
+
+            def log_message(self, *_):
+                pass
+
+        class Server(http.server.ThreadingHTTPServer):
+            daemon_threads = True
+            allow_reuse_address = True
+
+        self.server = Server(("127.0.0.1", self.port), Handler)
+        self.port = self.server.server_address[1]
+        threading.Thread(target=self.server.serve_forever, daemon=True, kwargs={"poll_interval": 0.02}).start()
+
+    def stop(self):
+        self.server.shutdown()
+        self.server.server_close()
+        for connection in self.connections:
+            try:
+                connection.shutdown(socket.SHUT_RDWR)
+            except OSError:
+                pass  # it has ended before
+        self.connections.clear()
+
+    def url(self):
+        return f"http://127.0.0.1:{self.port}/events"
+
+    def records(self):
+        return [record for event in list(self.taken) for record in event["Events"]]
+
+
+class Directory:
+    def __enter__(self):
+        self.path = tempfile.mkdtemp(prefix="redfish.")
+        return self.path
+
+    def __exit__(self, *_):
+        shutil.rmtree(self.path, ignore_errors=True)

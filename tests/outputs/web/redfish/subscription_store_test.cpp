@@ -1,0 +1,85 @@
+#include "redfish/subscription_store.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "support/temp_dir.h"
+
+namespace polaiga::web {
+namespace {
+
+using engine::test::TempDir;
+
+Subscription to(const std::string& destination) {
+  Subscription made;
+  made.destination = destination;
+  made.headers = {{"Authorization", "hush"}};
+  made.cursor = {"abc", 7};
+  return made;
+}
+
+TEST(SubscriptionStoreTest, SubscriptionsSurvive) {
+  const TempDir dir;
+  const std::string path = dir.path().string();
+  {
+    SubscriptionStore store(path);
+    EXPECT_EQ(store.add(to("http://a.example/"))->id, "1");
+    EXPECT_EQ(store.add(to("http://b.example/"))->id, "2");
+    EXPECT_TRUE(store.remove("1"));
+    EXPECT_FALSE(store.remove("1"));
+    EXPECT_TRUE(store.set_suspended("2", true));
+    EXPECT_FALSE(store.set_suspended("1", true));
+    store.advance("2", {"abc", 9});
+  }
+  struct stat about = {};
+  ASSERT_EQ(::stat(dir.file("redfish-subscriptions.json").c_str(), &about), 0);
+  EXPECT_EQ(about.st_mode & 0777U, 0600U);
+  SubscriptionStore store(path);
+  ASSERT_EQ(store.all().size(), 1U);
+  const auto found = store.find("2");
+  ASSERT_TRUE(found);
+  EXPECT_EQ(found->destination, "http://b.example/");
+  EXPECT_EQ(found->headers.front().second, "hush");
+  EXPECT_EQ(found->cursor, (EventCursor{"abc", 9}));
+  EXPECT_TRUE(found->is_suspended);
+  EXPECT_EQ(store.add(to("http://c.example/"))->id, "3") << "an id is never used again";
+}
+
+TEST(SubscriptionStoreTest, TheirNumberIsBounded) {
+  const TempDir dir;
+  SubscriptionStore store(dir.path().string());
+  for (std::size_t i = 0; i < SubscriptionStore::kMost; ++i) EXPECT_TRUE(store.add(to("http://a.example/")));
+  EXPECT_FALSE(store.add(to("http://a.example/")));
+}
+
+TEST(SubscriptionStoreTest, ADamagedFileIsNotReplaced) {
+  const TempDir dir;
+  dir.write("redfish-subscriptions.json", R"({"last":1,"subscriptions":[{"id":"1"}]})");
+  EXPECT_THROW(SubscriptionStore(dir.path().string()), std::runtime_error);
+  EXPECT_EQ(dir.read("redfish-subscriptions.json"), R"({"last":1,"subscriptions":[{"id":"1"}]})");
+}
+
+TEST(SubscriptionStoreTest, WhatCannotBeWrittenDidNotHappen) {
+  const TempDir dir;
+  const std::string path = dir.path().string();
+  SubscriptionStore store(path);
+  ASSERT_TRUE(store.add(to("http://a.example/")));
+  // A directory in the place of the new file keeps everybody from writing it.
+  std::filesystem::create_directory(dir.file("redfish-subscriptions.json.new"));
+  EXPECT_THROW(store.add(to("http://b.example/")), std::runtime_error);
+  EXPECT_THROW(store.remove("1"), std::runtime_error);
+  EXPECT_EQ(store.all().size(), 1U);
+  // What was delivered stays delivered as long as the server runs.
+  EXPECT_THROW(store.advance("1", {"abc", 8}), std::runtime_error);
+  EXPECT_EQ(store.find("1")->cursor.number, 8);
+}
+
+TEST(SubscriptionStoreTest, WithoutADirectoryThereAreNone) {
+  EXPECT_FALSE(SubscriptionStore("").is_enabled());
+  EXPECT_THROW(SubscriptionStore("/does/not/exist"), std::runtime_error);
+}
+
+}  // namespace
+}  // namespace polaiga::web

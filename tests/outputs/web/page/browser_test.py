@@ -212,7 +212,8 @@ class PageTest(unittest.TestCase):
                      f"{selector} with '{text}'")
 
     def text_of(self, selector):
-        return [one.get_attribute("textContent") for one in self.find(selector)]
+        """All at one moment: the page may change while it is asked."""
+        return self.page.execute_script("return [...document.querySelectorAll(arguments[0])].map((one) => one.textContent)", selector)
 
     def open(self, path="/"):
         self.page.get(self.site.address(path))
@@ -639,23 +640,29 @@ class PlainTest(PageTest):
     def rows(self):
         return [one.text for one in self.plain.find_elements(By.CSS_SELECTOR, "#list a")]
 
+    def wait_for_rows(self, count):
+        """A click answers before the next page is there."""
+        return until(lambda: len(self.rows()) == count and self.rows(), f"there are {count} rows")
+
+    def wait_for_text(self, text):
+        until(lambda: text in self.plain.find_element(By.TAG_NAME, "main").text, text)
+
     def test_lists_are_there_without_scripts(self):
         self.plain.get(self.site.address())
-        self.assertEqual(len(self.rows()), 6)
-        self.assertIn("critical", self.rows()[0])
+        self.assertIn("critical", self.wait_for_rows(6)[0])
         self.plain.save_screenshot(os.path.join(options.pictures, "plain.png"))
         self.plain.find_element(By.NAME, "text").send_keys("PSU1_TEMP")
         self.plain.find_element(By.CSS_SELECTOR, "#filter button").click()
-        self.assertEqual(len(self.rows()), 1)
+        self.wait_for_rows(1)
         self.plain.find_element(By.CSS_SELECTOR, "#list a").click()
-        self.assertIn("F0385", self.plain.find_element(By.TAG_NAME, "main").text)
+        self.wait_for_text("F0385")
         self.plain.find_element(By.LINK_TEXT, "Missed 7").click()
-        self.assertEqual(len(self.rows()), 7)
+        self.wait_for_rows(7)
         self.plain.get(self.site.address("/maintenance"))
-        self.assertIn("No object is out of service.", self.plain.find_element(By.TAG_NAME, "main").text)
+        self.wait_for_text("No object is out of service.")
         self.plain.get(self.site.address("/timeline"))
         self.plain.find_element(By.LINK_TEXT, "history").click()
-        self.assertEqual(len(self.rows()), 13)
+        self.wait_for_rows(13)
 
 
 class OperatorTest(PageTest):

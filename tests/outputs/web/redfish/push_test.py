@@ -55,7 +55,9 @@ def main():
         file = state + "/redfish-subscriptions.json"
         assert stat.S_IMODE(os.stat(file).st_mode) == 0o600
 
-        # Each way to fail, with changes meanwhile: each comes once, and in order.
+        # Each way to fail, with changes meanwhile: each comes once, in order, and to others at once.
+        other = Receiver()
+        where_other = subscribe(web, other)
         expected = [2]
         for fan, behaviour in enumerate(["refuse", "redirect", "hang"], start=3):
             receiver.behaviour, receiver.refused = behaviour, 0
@@ -63,13 +65,15 @@ def main():
             engine.feed(slow(fan))
             until(behaviour + ": it is tried", lambda: receiver.refused >= 1)
             engine.feed(slow(fan, 0))
+            until("others get it at once", lambda: numbers(other) == list(range(3, expected[-1] + 3)))
             assert numbers(receiver) == expected, behaviour
             until("the trouble is told", lambda: receiver.behaviour == "hang" or web.get(where)["Status"]["Health"] ==
                   "Warning")
-            receiver.behaviour = "take"
-            receiver.woken.set()
+            receiver.behaviour = "take"  # who hangs goes on hanging, until the server gives him up
             expected += [expected[-1] + 1, expected[-1] + 2]
             until(behaviour + ": it comes in the end", lambda: numbers(receiver) == expected)
+        receiver.woken.set()
+        assert web.ask(where_other, "DELETE")[0] == 204
         until("the trouble is over", lambda: web.get(where)["Status"]["Health"] == "OK")
 
         # Who took the event and answers without an end has it.

@@ -23,7 +23,7 @@
 #include <vector>
 
 #include "base/standard_output.h"
-#include "commands/control_client.h"
+#include "control/control_client.h"
 #include "core/recorder.h"
 #include "filter/host_tables.h"
 #include "intake/event_parser.h"

@@ -132,12 +132,18 @@ Receipt Recorder::take(RecordedInput&& input) {
     ids_[input.action ? InputKind::kAction : InputKind::kEvent].emplace(*id, input.sequence);
   }
   changes_ += input.changes.size();
+  counts_.add(input);
   batch_.inputs.push_back(std::move(input));
   return {batch_.inputs.back().sequence, false, &batch_.inputs.back()};
 }
 
+Receipt Recorder::take_again(Sequence former) {
+  ++counts_.duplicates;
+  return {former, true, nullptr};
+}
+
 Receipt Recorder::record(SensorEvent&& event) {
-  if (const auto known = find(event.id, InputKind::kEvent)) return {*known, true, nullptr};
+  if (const auto known = find(event.id, InputKind::kEvent)) return take_again(*known);
   const Arrival arrival = arrivals_.now();
   went_back_ = std::max<std::int64_t>(0, std::exchange(last_received_, arrival.received) - arrival.received);
   RecordedInput input = new_input(arrival);
@@ -160,7 +166,7 @@ Receipt Recorder::record(SensorEvent&& event) {
 Receipt Recorder::act(OperatorAction&& action) {
   if (const auto known = find(action.id, InputKind::kAction)) {
     must_be_as(*known, action);
-    return {*known, true, nullptr};
+    return take_again(*known);
   }
   const Arrival arrival = arrivals_.now();
   if (action.kind == ActionKind::kShelve || action.kind == ActionKind::kMaintain) {

@@ -11,6 +11,7 @@
 #include "alarms/alarms.h"
 #include "base/clock.h"
 #include "core/arrival.h"
+#include "core/input_counts.h"
 #include "filter/filter_runner.h"
 #include "filter/filter_state.h"
 #include "filter/host_tables.h"
@@ -90,6 +91,9 @@ class Recorder {
   const Alarms& alarms() const { return alarms_; }
   Sequence last_sequence() const { return last_sequence_; }
 
+  // Since this was made.
+  const InputCounts& counts() const { return counts_; }
+
   // What of the ledger could not be gone on with; sentences for people.
   const std::vector<std::string>& news() const { return news_; }
 
@@ -106,6 +110,7 @@ class Recorder {
   RecordedInput new_input(const Arrival& arrival) const;
   void must_have_room(const OperatorAction& action) const;
   Receipt take(RecordedInput&& input);
+  Receipt take_again(Sequence former);
 
   Ledger* ledger_;  // null: none
   std::size_t most_in_batch_;
@@ -116,6 +121,7 @@ class Recorder {
   Arrivals arrivals_;
   Sequence last_sequence_;
   Batch batch_;
+  InputCounts counts_;
   std::size_t changes_ = 0;                                             // of the batch
   std::map<InputKind, std::unordered_map<std::string, Sequence>> ids_;  // of the batch
   Moment last_received_ = 0;

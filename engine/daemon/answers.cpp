@@ -21,6 +21,32 @@ JsonArray publishers_of(const EngineStatus& status) {
   return publishers;
 }
 
+JsonObject inputs_of(const InputCounts& counts) {
+  JsonObject inputs;
+  inputs.add("event", counts.events);
+  for (std::size_t kind = 0; kind < kActionKinds; ++kind) {
+    inputs.add(action_word(static_cast<ActionKind>(kind)), counts.actions.at(kind));
+  }
+  return inputs;
+}
+
+JsonObject changes_of(const InputCounts& counts) {
+  JsonObject changes;
+  for (std::size_t kind = 0; kind < kChangeKinds; ++kind) {
+    changes.add(change_word(static_cast<ChangeKind>(kind)), counts.changes.at(kind));
+  }
+  return changes;
+}
+
+JsonObject times_of(const Histogram& histogram) {
+  JsonArray bounds;
+  for (const std::chrono::microseconds bound : Histogram::kBounds) bounds.add(bound.count());
+  JsonArray counts;
+  for (const std::uint64_t count : histogram.counts()) counts.add(count);
+  const auto total = std::chrono::duration_cast<std::chrono::microseconds>(histogram.total());
+  return JsonObject().add("bounds_us", bounds).add("counts", counts).add("total_us", total.count());
+}
+
 }  // namespace
 
 // Events come by the tens of thousands a second, so this is put together by hand.
@@ -62,6 +88,10 @@ std::string status_answer(const EngineStatus& status) {
       .add("active_faults", status.active_faults)
       .add("reports", status.reports)
       .add("max_active", status.most_reports)
+      .add("chattering", status.chattering)
+      .add("inputs", inputs_of(status.counts))
+      .add("duplicates", status.counts.duplicates)
+      .add("changes", changes_of(status.counts))
       .add("not_tracked", status.not_tracked)
       .add("bad_lines", status.bad_lines)
       .add("clients", status.clients)
@@ -70,6 +100,8 @@ std::string status_answer(const EngineStatus& status) {
       .add("log_bytes", status.size.log_bytes)
       .add("over_limit", status.size.is_too_full)
       .add("log_held_by_reader", status.size.is_held)
+      .add("batch_times", times_of(status.times.batches))
+      .add("sync_times", times_of(status.times.syncs))
       .add("checked_percent", status.check.percent)
       .add("damage_found", status.check.found)
       .add("publishers", publishers_of(status));

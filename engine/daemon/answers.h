@@ -35,11 +35,14 @@ struct EngineStatus {
   std::size_t active_faults = 0;
   std::size_t reports = 0;       // an active fault counts once for each of its reporters
   std::size_t most_reports = 0;  // the limit of `reports`
+  std::size_t chattering = 0;    // faults
   std::uint64_t not_tracked = 0;
   std::uint64_t bad_lines = 0;
   int clients = 0;          // that are served
   int waiting_clients = 0;  // for a place
   LedgerSize size;
+  InputCounts counts;  // since the start
+  WriteTimes times;    // since the start
   Ledger::CheckProgress check;
   std::vector<PublisherCursor> publishers;
   std::optional<std::string> problem;  // why the ledger cannot be read or written

@@ -607,6 +607,9 @@ class Daemon {
     now.active_faults = recorder.alarms().size();
     now.reports = recorder.alarms().reports();
     now.most_reports = options_.most_active;
+    now.chattering = recorder.alarms().chattering();
+    now.counts = recorder.counts();
+    now.times = state_.ledger().write_times();
     now.not_tracked = recorder.alarms().counts().not_tracked;
     now.bad_lines = bad_lines_;
     now.clients = events_.connected();

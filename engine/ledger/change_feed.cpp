@@ -95,5 +95,6 @@ Feed ChangeFeed::next(ChangeNumber number, std::size_t most) {
 }
 
 bool ChangeFeed::has_changed() { return connection_->has_changed(); }
+bool ChangeFeed::is_replaced() const { return connection_->is_replaced(); }
 
 }  // namespace polaiga::engine

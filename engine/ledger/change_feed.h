@@ -71,6 +71,9 @@ class ChangeFeed {
   // Whether something was written since the last call.
   bool has_changed();
 
+  // Whether the ledger is gone, or another one is in its place: then this is of no use any more.
+  bool is_replaced() const;
+
  private:
   std::unique_ptr<LedgerConnection> connection_;
   std::unique_ptr<StoredProfile> profile_;

@@ -259,6 +259,8 @@ class Ledger::Writer {
             .is_held = is_held_};
   }
 
+  const Histogram& sync_times() const { return log_.sync_times(); }
+
  private:
   // A damaged row is to be written again.
   bool has_profile(const std::string& text) const {
@@ -587,9 +589,11 @@ void Ledger::use(const HostTables& tables, const LibraryBuild& build) { writer_-
 
 void Ledger::write(const Batch& batch) {
   restored_.reset();
+  const auto begun = std::chrono::steady_clock::now();
   noting_damage([&] { writer_->write(batch); });
   must_be_in_place();
   mark(false);
+  batch_times_.add(std::chrono::steady_clock::now() - begun);
 }
 
 void Ledger::set_profile(const std::string& text) {
@@ -607,5 +611,6 @@ bool Ledger::tidy() {
   return noting_damage([&] { return writer_->tidy(); });
 }
 LedgerSize Ledger::size() const { return writer_->size(); }
+WriteTimes Ledger::write_times() const { return {.batches = batch_times_, .syncs = writer_->sync_times()}; }
 
 }  // namespace polaiga::engine

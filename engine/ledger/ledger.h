@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "alarms/alarms.h"
+#include "base/histogram.h"
 #include "filter/host_tables.h"
 #include "filter/library_build.h"
 #include "ledger/batch.h"
@@ -30,6 +31,12 @@ struct LedgerSize {
   ChangeNumber oldest_change = 0;  // 0: there is none
   bool is_too_full = false;        // what must be kept alone takes more than the limit
   bool is_held = false;            // the log passes its limit, because a reader keeps it from beginning anew
+};
+
+// How long the ledger took to be written since it was opened.
+struct WriteTimes {
+  Histogram batches;  // from what was gathered in memory to what is durable; of those that could be written
+  Histogram syncs;    // the part of it for which the disk was waited for, and the same when the log was brought in
 };
 
 // How far a publisher has come: it needs no change up to `through` again.
@@ -113,6 +120,8 @@ class Ledger {
 
   LedgerSize size() const;
 
+  WriteTimes write_times() const;
+
   // How far the ledger has been checked since it was opened.
   struct CheckProgress {
     int percent = 0;
@@ -150,6 +159,7 @@ class Ledger {
   std::string id_;
   std::string set_aside_;
   std::vector<std::string> news_;
+  Histogram batch_times_;
   std::unique_ptr<Checker> checker_;  // after the writer, whose database it reads
   CheckProgress checked_;
 };

@@ -275,5 +275,6 @@ void LedgerReader::alarm_facts(const std::string& under, const std::function<voi
 }
 
 bool LedgerReader::has_changed() { return connection_->has_changed(); }
+bool LedgerReader::is_replaced() const { return connection_->is_replaced(); }
 
 }  // namespace polaiga::engine

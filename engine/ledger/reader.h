@@ -168,6 +168,9 @@ class LedgerReader {
   // Whether something was written since the last call.
   bool has_changed();
 
+  // Whether the ledger is gone, or another one is in its place: then this is of no use any more.
+  bool is_replaced() const;
+
   // What the last question left out because it is damaged; a sentence each.
   const std::vector<std::string>& left_out() const { return left_out_; }
 

@@ -40,6 +40,7 @@ struct WriteAheadLog::Methods {
   bool gathers = false;
   sqlite3_int64 begin = 0;  // where in the file the first gathered byte belongs
   std::vector<char> gathered;
+  Histogram sync_times;
 
   static Methods& of(sqlite3_file* file) {
     return *reinterpret_cast<Methods*>(const_cast<sqlite3_io_methods*>(file->pMethods));
@@ -82,8 +83,11 @@ struct WriteAheadLog::Methods {
   }
 
   static int sync(sqlite3_file* file, int flags) {
-    const int code = of(file).flush(file);
-    return code != SQLITE_OK ? code : of(file).original->xSync(file, flags);
+    if (const int code = of(file).flush(file); code != SQLITE_OK) return code;
+    const auto begun = std::chrono::steady_clock::now();
+    const int code = of(file).original->xSync(file, flags);
+    of(file).sync_times.add(std::chrono::steady_clock::now() - begun);
+    return code;
   }
 
   static int file_size(sqlite3_file* file, sqlite3_int64* size) {
@@ -149,6 +153,8 @@ bool WriteAheadLog::empty(std::chrono::milliseconds patience) {
 bool WriteAheadLog::take_refused() { return std::exchange(methods_->has_refused, false); }
 
 void WriteAheadLog::gather(bool gathers) { methods_->gathers = gathers; }
+
+const Histogram& WriteAheadLog::sync_times() const { return methods_->sync_times; }
 
 void WriteAheadLog::lift(bool lifted) { methods_->is_lifted = lifted; }
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "base/histogram.h"
 #include "ledger/sqlite.h"
 
 struct sqlite3_file;
@@ -52,6 +53,9 @@ class WriteAheadLog {
 
   // Whether the limit was the reason that a transaction failed since the last call.
   bool take_refused();
+
+  // How long the disk took to make the log durable, each time.
+  const Histogram& sync_times() const;
 
   // Sets the limit aside, or in force again.
   void lift(bool lifted);

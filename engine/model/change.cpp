@@ -5,9 +5,10 @@
 namespace polaiga::engine {
 namespace {
 
-constexpr Words<17> kChanges{"raised",    "refreshed",      "partly_cleared",  "cleared",    "superseded", "withdrawn",
-                             "merged",    "acknowledged",   "unacknowledged",  "closed",     "commented",  "shelved",
-                             "unshelved", "out_of_service", "back_in_service", "chattering", "settled"};
+constexpr Words<kChangeKinds> kChanges{"raised",     "refreshed", "partly_cleared", "cleared",        "superseded",
+                                       "withdrawn",  "merged",    "acknowledged",   "unacknowledged", "closed",
+                                       "commented",  "shelved",   "unshelved",      "out_of_service", "back_in_service",
+                                       "chattering", "settled"};
 constexpr Words<6> kOutcomes{"raised", "refreshed", "partly_cleared", "cleared", "already_clear", "not_tracked"};
 
 }  // namespace

@@ -1,6 +1,7 @@
 // What an input did to the alarms, and the numbers of inputs and changes.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -39,6 +40,7 @@ enum class ChangeKind : std::uint8_t {
   kChattering,  // it is, since so many raises
   kSettled,     // it is no more; of the fault's latest alarm, whether that is active or over
 };
+inline constexpr std::size_t kChangeKinds = static_cast<std::size_t>(ChangeKind::kSettled) + 1;
 
 // raised, refreshed, partly_cleared, cleared, superseded, withdrawn, merged, acknowledged, unacknowledged, closed,
 // commented, shelved, unshelved, out_of_service, back_in_service, chattering, settled.

@@ -5,7 +5,7 @@
 namespace polaiga::engine {
 namespace {
 
-constexpr Words<10> kActions{
+constexpr Words<kActionKinds> kActions{
     "acknowledge",     "unacknowledge",      "close", "comment", "shelve", "unshelve", "maintain",
     "end_maintenance", "acknowledge_missed", "settle"};
 constexpr Words<5> kStates{"none", "acknowledged", "closed", "shelved", "unshelved"};

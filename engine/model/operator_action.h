@@ -2,6 +2,7 @@
 // are those of RFC 8632, section 4.7.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -25,6 +26,7 @@ enum class ActionKind : std::uint8_t {
   kAcknowledgeMissed,  // somebody has seen the alarms that came and went unacknowledged
   kSettle,             // the fault with this DN is not chattering any more; only the engine itself says so
 };
+inline constexpr std::size_t kActionKinds = static_cast<std::size_t>(ActionKind::kSettle) + 1;
 
 // acknowledge, unacknowledge, close, comment, shelve, unshelve, maintain, end_maintenance, acknowledge_missed, settle.
 std::string_view action_word(ActionKind kind);

@@ -2,24 +2,30 @@
 #include <poll.h>
 
 #include <CLI/CLI.hpp>
-#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <mutex>
 #include <string>
 
-#include "access/gate.h"
+#include "access/access.h"
+#include "access/passwd_command.h"
+#include "access/private_file.h"
 #include "api/api.h"
 #include "app/application.h"
 #include "app/program.h"
 #include "app/site.h"
+#include "base/accounts.h"
 #include "base/messages.h"
 #include "base/signals.h"
 #include "base/unblocked_output.h"
 #include "control/control_client.h"
 #include "http/server.h"
+#include "metrics/metrics.h"
+#include "page/page.h"
+#include "redfish/desk_sessions.h"
 #include "redfish/redfish.h"
+#include "restconf/restconf.h"
 
 namespace {
 
@@ -32,11 +38,37 @@ struct Options {
   std::string control = polaiga::engine::kControlSocket;
   std::string listen;
   std::string program = "polaiga";
+  std::size_t most_series = Metrics::kMostSeries;
+  // Who may.
+  AccessOptions access;
+  std::string proxy_user;
+  std::string certificate;
+  std::string key;
+  std::string client_authority;
   // Of events that are pushed to Redfish's subscribers.
   std::string state;
   polaiga::web::PushOptions push;
   int push_retry = 30;  // seconds
 };
+
+std::optional<TlsIdentity> read_identity(const Options& options) {
+  if (options.certificate.empty()) return std::nullopt;
+  TlsIdentity identity{.certificate = read_file(options.certificate, "the certificate"),
+                       .key = read_private_file(options.key, "the key"),
+                       .client_authority = {}};
+  if (!options.client_authority.empty()) {
+    identity.client_authority = read_file(options.client_authority, "the certificate of the clients' authority");
+  }
+  return identity;
+}
+
+AccessOptions access_options(const Options& options) {
+  AccessOptions access = options.access;
+  if (options.proxy_user.empty()) return access;
+  access.proxy_user = polaiga::engine::find_user(options.proxy_user);
+  if (!access.proxy_user) throw std::runtime_error("--proxy-user: there is no user '" + options.proxy_user + "'");
+  return access;
+}
 
 // What `polaiga catalog --json` prints.
 std::string catalog_of(const std::string& program) {
@@ -52,7 +84,13 @@ int serve(const Options& options) {
                              "'; it may be unix:PATH, 127.0.0.1:PORT or [::1]:PORT, and with TLS any address of this "
                              "machine");
   }
-  if (!address->is_local()) throw std::runtime_error("Without TLS the server listens at this machine alone");
+  const std::optional<TlsIdentity> identity = read_identity(options);
+  if (!address->is_local() && !identity) {
+    throw std::runtime_error("Without TLS the server listens at this machine alone; give --tls-cert and --tls-key");
+  }
+  if (!address->is_local() && options.access.users.empty()) {
+    throw std::runtime_error("Without users the server listens at this machine alone; give --users");
+  }
   const polaiga::engine::SystemClock clock;
   Messages messages(clock);
   std::mutex saying;
@@ -64,48 +102,89 @@ int serve(const Options& options) {
   LiveLedger live(options.ledger, [&](const std::string& text) { say(Priority::kWarning, text); });
   Readers readers(options.ledger);
   EngineLink engine(options.control);
-  Site site{live, readers, engine, options.program, options.ledger};
+  Access gate(access_options(options), clock, say);
+  Site site{live, readers, engine, gate, options.program, options.ledger};
   Api api(site);
-  OpenGate gate;
   Application application(gate);
   application.add("api", api);
-  std::atomic<Server*> serving = nullptr;
+  Page page(site);
+  application.add("", page);
+  Restconf restconf(site);
+  application.add("restconf", restconf);
+  HostMeta host_meta;
+  application.add(".well-known", host_meta);
+  Metrics metrics(site, options.most_series);
+  application.add("metrics", metrics);
+  Notifier waking;
+  DeskSessions sessions(gate);
   PushOptions push = options.push;
   push.retry_interval = std::chrono::seconds(options.push_retry);
   Redfish redfish(site, {.state_directory = options.state,
                          .push = push,
-                         .sessions = nullptr,
+                         .sessions = options.access.users.empty() ? nullptr : &sessions,
                          .catalog = [&options] { return catalog_of(options.program); },
                          .tell = [&](const std::string& text) { say(Priority::kWarning, text); },
-                         .wake_streams =
-                             [&serving] {
-                               if (Server* const now = serving) now->wake();
-                             }});
+                         .wake_streams = [&waking] { waking.notify(); }});
   application.add("redfish", redfish);
   Listener listener(*address);
-  Server server(listener, application, {}, std::nullopt,
-                [&](const std::string& text) { say(Priority::kWarning, text); });
-  serving = &server;
+  Server server(listener, application, {}, identity, [&](const std::string& text) { say(Priority::kWarning, text); });
+  metrics.watch(server);
+  waking.set([&server] { server.wake(); });
   live.on_change([&server, &redfish] {
     server.wake();
     redfish.wake();
   });
   engine.on_change([&server] { server.wake(); });
-  say(Priority::kInfo, "ready: " + listener.address().text(false));
+  say(Priority::kInfo, "ready: " + listener.address().text(identity.has_value()));
   pollfd waiting{.fd = signals.fd(), .events = POLLIN, .revents = 0};
   for (bool is_over = false; !is_over;) {
     ::poll(&waiting, 1, -1);
-    while (const auto signal = signals.take()) is_over = is_over || *signal != SIGHUP;
+    while (const auto signal = signals.take()) {
+      if (*signal == SIGHUP) gate.reload();
+      is_over = is_over || *signal != SIGHUP;
+    }
   }
   live.on_change({});
   engine.on_change({});
+  waking.set({});
   return 0;
+}
+
+void add_access_options(CLI::App& program, Options& options) {
+  program.add_option("--users", options.access.users,
+                     "File of users, which 'polaiga-web passwd' edits; without it everybody may look, and nobody may "
+                     "act but some users of this machine at a Unix socket");
+  program.add_option("--operators-group", options.access.groups.operators,
+                     "Members of this group of the machine are operators at a Unix socket");
+  program.add_option("--viewers-group", options.access.groups.viewers,
+                     "Members of this group of the machine are viewers at a Unix socket");
+  auto* const users = program.get_option("--users");
+  auto* const proxy = program.add_option("--proxy-user", options.proxy_user,
+                                         "User of this machine, as the name of a proxy's, whose --proxy-user-header is "
+                                         "believed at a Unix socket");
+  program
+      .add_option("--proxy-user-header", options.access.proxy_user_header,
+                  "Header that tells who has logged in at the proxy, such as X-Remote-User")
+      ->needs(proxy)
+      ->needs(users);
+  auto* const certificate = program.add_option("--tls-cert", options.certificate,
+                                               "Certificate of the server with those that signed it, as PEM");
+  auto* const key = program.add_option("--tls-key", options.key, "Its key, as PEM; only its owner may read the file");
+  certificate->needs(key);
+  key->needs(certificate);
+  program
+      .add_option("--tls-client-ca", options.client_authority,
+                  "Certificate of the authority that signs certificates of clients, as PEM; the common name is that of "
+                  "a user")
+      ->needs(certificate)
+      ->needs(users);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
+  if (argc > 1 && std::string_view(argv[1]) == "passwd") return passwd_command(argc - 1, argv + 1);
   CLI::App program("Shows the alarms of an engine to browsers and programs", "polaiga-web");
   Options options;
   program.add_option("--ledger", options.ledger, "Ledger of the engine")->required()->envname("POLAIGA_LEDGER");
@@ -113,12 +192,19 @@ int main(int argc, char** argv) {
   program.add_option("--listen", options.listen, "Where to listen: unix:PATH, 127.0.0.1:PORT or [::1]:PORT")
       ->required();
   program.add_option("--program", options.program, "The program polaiga, which explains faults");
+  program
+      .add_option("--metrics-max-series", options.most_series,
+                  "How many active alarms have a metric of their own at /metrics, the worst first")
+      ->check(CLI::Range(0, 1'000'000))
+      ->capture_default_str();
   program.add_option("--state", options.state, "Directory that subscriptions to pushed events are kept in");
   program.add_option("--push-retry", options.push_retry, "Seconds after which a push that failed is tried again")
       ->check(CLI::Range(1, 86'400));
   program.add_option("--push-attempts", options.push.retry_attempts, "How often it is, before a subscription may end")
       ->check(CLI::Range(0, 1000));
   program.add_flag("--push-local", options.push.allows_local, "Push events to addresses of this machine, too");
+  add_access_options(program, options);
+  program.footer("'polaiga-web passwd --help' tells how to add users.");
   try {
     program.parse(argc, argv);
     return serve(options);

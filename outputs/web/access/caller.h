@@ -10,13 +10,19 @@ namespace polaiga::web {
 // Each may do what those before it may.
 enum class Role : std::uint8_t { kNobody, kViewer, kOperator };
 
-constexpr std::string_view role_word(Role role) {
+// "nobody", "viewer" or "operator".
+constexpr std::string_view role_name(Role role) {
   return role == Role::kOperator ? "operator" : role == Role::kViewer ? "viewer" : "nobody";
 }
+
+// How the server knows who asks.
+enum class Proof : std::uint8_t { kNone, kSession, kPassword, kCertificate, kProxy, kUnixPeer };
 
 struct Caller {
   std::string name;  // as the ledger keeps it with an action; empty: nobody has logged in
   Role role = Role::kNobody;
+  Proof proof = Proof::kNone;
+  std::string session = {};  // the public id of the session; empty: there is none
 
   bool may_see() const { return role >= Role::kViewer; }
   bool may_act() const { return role >= Role::kOperator; }

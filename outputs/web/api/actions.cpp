@@ -31,7 +31,7 @@ Response answer_action(Site& site, const Request& request, const Caller& caller)
   }
   json action = parse_object(request.body);
   if (action.is_null())
-    return problem(400, "The body is no JSON object, such as {\"do\":\"acknowledge\",\"alarms\":\"3\"}.");
+    return problem(400, R"(The body is no JSON object, such as {"do":"acknowledge","alarms":"3"}.)");
   const auto what = action.find("do");
   if (what == action.end() || !what->is_string() || !engine::find_action(what->get<std::string>())) {
     return problem(400, "The member 'do' is not the name of an action, such as acknowledge.");

@@ -39,7 +39,8 @@ std::optional<engine::Moment> age(const Target& target, std::string_view name) {
 char small_letter(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 bool contains(std::string_view where, std::string_view what) {
-  return !std::ranges::search(where, what, {}, small_letter, small_letter).empty() || what.empty();
+  const auto same = [](char one, char other) { return small_letter(one) == small_letter(other); };
+  return what.empty() || std::search(where.begin(), where.end(), what.begin(), what.end(), same) != where.end();
 }
 
 }  // namespace

@@ -103,7 +103,8 @@ Response Api::route(const Request& request, const Caller& caller) {
   if (what == "me") {
     expect_only(request.target, {});
     JsonObject body;
-    body.add("name", caller.name).add("role", role_word(caller.role));
+    body.add("name", caller.name).add("role", role_name(caller.role));
+    if (const auto token = site_.gate.csrf(request)) body.add("csrf", *token);
     Response response = json_content(request, body.line());
     response.headers.emplace_back("Vary", "Cookie, Authorization");
     return response;
@@ -251,7 +252,7 @@ Response Api::maintenance(const Request& request) {
   return json_content(request, body.line());
 }
 
-Response Api::status(const Request& request) {
+Response Api::status(const Request& request) const {
   expect_only(request.target, {});
   const EngineSaid said = site_.engine.said();
   const auto current = site_.live.view();

@@ -25,7 +25,7 @@ class Api final : public Part {
   Response stats(const Request& request);
   Response catalog(const Request& request);
   Response maintenance(const Request& request);
-  Response status(const Request& request);
+  Response status(const Request& request) const;
 
   std::shared_ptr<const View> view() const;
 

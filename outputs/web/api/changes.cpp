@@ -12,7 +12,6 @@ namespace polaiga::web {
 namespace {
 
 using engine::ChangeNumber;
-using engine::JsonArray;
 using engine::JsonObject;
 using Time = std::chrono::steady_clock;
 
@@ -150,8 +149,9 @@ class EventStream final : public Stream {
 
 // "<ledger id>-<number>"; nothing when it is none.
 std::optional<Position> parse_position(std::string_view text) {
+  constexpr std::size_t kIdSize = 32;
   const std::size_t dash = text.rfind('-');
-  if (dash == std::string_view::npos || dash != 32) return std::nullopt;
+  if (dash != kIdSize) return std::nullopt;
   const auto number = engine::parse_whole_number(text.substr(dash + 1));
   if (!number || *number < 0) return std::nullopt;
   return Position{std::string(text.substr(0, dash)), *number};
@@ -172,11 +172,16 @@ Response answer_changes(Site& site, const Request& request) {
             .stream = std::make_unique<EventStream>(site, std::move(from))};
   }
   if (!after) throw BadQuery("The parameter 'after' is missing: the number of the last change that is known, or 0");
-  const auto most = static_cast<std::size_t>(number_parameter(request.target, "limit", kMostChanges).value_or(100));
+  const std::int64_t limit = number_parameter(request.target, "limit", kMostChanges).value_or(100);
+  const auto most = static_cast<std::size_t>(std::max<std::int64_t>(limit, 1));
   const auto wait = number_parameter(request.target, "wait", kLongestWait).value_or(0);
-  return {
-      .headers = {{"Content-Type", "application/json"}, {"Cache-Control", "no-store"}},
-      .stream = std::make_unique<LongPoll>(site, *after, std::max<std::size_t>(most, 1), std::chrono::seconds(wait))};
+  Response response{.headers = {{"Content-Type", "application/json"}, {"Cache-Control", "no-store"}}};
+  if (wait == 0) {
+    response.body = std::make_shared<const std::string>(changes_text(site.live.after(*after, most)));
+  } else {
+    response.stream = std::make_unique<LongPoll>(site, *after, most, std::chrono::seconds(wait));
+  }
+  return response;
 }
 
 }  // namespace polaiga::web

@@ -1,5 +1,6 @@
 #include "app/application.h"
 
+#include "access/guarded_stream.h"
 #include "http/answers.h"
 #include "ledger/ledger.h"
 
@@ -35,7 +36,12 @@ Response Application::route(const Request& request) {
   if (part == parts_.end()) part = parts_.find("");
   if (part == parts_.end()) return problem(404, "There is nothing at this address.");
   try {
-    return part->second->answer(request, std::get<Caller>(admitted));
+    const Caller& caller = std::get<Caller>(admitted);
+    Response response = part->second->answer(request, caller);
+    if (response.stream) {
+      response.stream = std::make_unique<GuardedStream>(std::move(response.stream), gate_, caller);
+    }
+    return response;
   } catch (const engine::LedgerError& error) {
     return problem(503, std::string(error.what()) + ". Is the engine running, and may this server read its ledger?");
   }

@@ -41,6 +41,7 @@ class Process {
  public:
   Process(const std::vector<std::string>& arguments, const engine::Pipe& output, const engine::Pipe& errors) {
     std::vector<char*> words;
+    words.reserve(arguments.size() + 1);
     for (const std::string& one : arguments) words.push_back(const_cast<char*>(one.c_str()));
     words.push_back(nullptr);
     posix_spawn_file_actions_t files;

@@ -60,13 +60,18 @@ std::string address_text(const sockaddr& address) {
   return text.data();
 }
 
-// The common name of a client certificate that the authority has signed and that is valid now.
+// The common name of a client certificate that the authority has signed, for clients, and that is valid now.
 std::optional<std::string> verified_name(gnutls_session_t session) {
   unsigned problems = 0;
   unsigned count = 0;
   const gnutls_datum_t* const chain = gnutls_certificate_get_peers(session, &count);
   if (chain == nullptr || count == 0) return std::nullopt;
-  if (gnutls_certificate_verify_peers2(session, &problems) != GNUTLS_E_SUCCESS || problems != 0) return std::nullopt;
+  std::string client = GNUTLS_KP_TLS_WWW_CLIENT;
+  gnutls_typed_vdata_st purpose = {
+      .type = GNUTLS_DT_KEY_PURPOSE_OID, .data = reinterpret_cast<unsigned char*>(client.data()), .size = 0};
+  if (gnutls_certificate_verify_peers(session, &purpose, 1, &problems) != GNUTLS_E_SUCCESS || problems != 0) {
+    return std::nullopt;
+  }
   gnutls_x509_crt_t certificate = nullptr;
   if (gnutls_x509_crt_init(&certificate) != GNUTLS_E_SUCCESS) return std::nullopt;
   std::array<char, 256> name{};
@@ -118,11 +123,26 @@ class Server::Connections {
   std::size_t connections() const { return open_; }
   std::size_t streams() const { return streams_; }
 
+  ResponseCounts responses() const {
+    ResponseCounts counts{};
+    std::ranges::copy(responses_, counts.begin());
+    return counts;
+  }
+
  private:
   enum class Phase : std::uint8_t { kReading, kWorking, kAnswered };
 
   // A request with its response.
   struct Exchange {
+    Exchange() = default;
+    // A body and a header may hold a password, so nothing of them stays in memory.
+    ~Exchange() {
+      ::explicit_bzero(request.body.data(), request.body.size());
+      for (auto& [name, value] : request.headers) ::explicit_bzero(value.data(), value.size());
+    }
+    Exchange(const Exchange&) = delete;
+    Exchange& operator=(const Exchange&) = delete;
+
     std::string raw_target;
     bool has_begun = false;
     Phase phase = Phase::kReading;
@@ -187,7 +207,7 @@ class Server::Connections {
     std::array<char, 512> text{};
     std::vsnprintf(text.data(), text.size(), format, arguments);
     std::string line = text.data();
-    line.erase(line.find_last_not_of("\n") + 1);
+    line.erase(line.find_last_not_of('\n') + 1);
     auto& self = *static_cast<Connections*>(all);
     if (self.daemon_ == nullptr) self.complaint_ = line;
     // What a client does wrong, such as to hang up amid a request, is no news.
@@ -249,6 +269,7 @@ class Server::Connections {
   }
 
   static Link& link_of(MHD_Connection* connection) {
+    // NOLINTNEXTLINE(clang-analyzer-core.uninitialized.UndefReturn): begin() has set it
     return *static_cast<Link*>(info(connection, MHD_CONNECTION_INFO_SOCKET_CONTEXT).socket_context);
   }
 
@@ -343,7 +364,7 @@ class Server::Connections {
       auto end = std::make_unique<StreamEnd>(StreamEnd{this, connection, std::move(response.stream)});
       made = MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, kStreamBlock, &on_stream, end.get(), &on_stream_end);
       if (made != nullptr) {
-        end.release();
+        static_cast<void>(end.release());  // on_stream_end() has it
         ++streams_;
       }
       deadlines_.lift(fd);
@@ -353,13 +374,14 @@ class Server::Connections {
       const std::string& text = **body;
       made = MHD_create_response_from_buffer_with_free_callback_cls(text.size(), const_cast<char*>(text.data()),
                                                                     &on_body_end, body.get());
-      if (made != nullptr) body.release();
+      if (made != nullptr) static_cast<void>(body.release());  // on_body_end() has it
       deadlines_.set(fd, limits_.response_within);
     }
     if (made == nullptr) return MHD_NO;
     for (const auto& [name, value] : response.headers) MHD_add_response_header(made, name.c_str(), value.c_str());
     const MHD_Result queued = MHD_queue_response(connection, static_cast<unsigned>(response.status), made);
     MHD_destroy_response(made);
+    if (queued == MHD_YES) ++responses_.at(static_cast<std::size_t>(response.status / 100 - 1));
     return queued;
   }
 
@@ -431,6 +453,7 @@ class Server::Connections {
   std::map<std::string, unsigned> shares_;  // connections of each peer; of the library's thread alone
   std::atomic<std::size_t> open_ = 0;
   std::atomic<std::size_t> streams_ = 0;
+  std::array<std::atomic<std::uint64_t>, ResponseCounts().size()> responses_{};
 
   std::mutex mutex_;
   std::condition_variable has_work_;
@@ -454,5 +477,6 @@ Server::~Server() = default;
 void Server::wake() { connections_->wake(); }
 std::size_t Server::connections() const { return connections_->connections(); }
 std::size_t Server::streams() const { return connections_->streams(); }
+ResponseCounts Server::responses() const { return connections_->responses(); }
 
 }  // namespace polaiga::web

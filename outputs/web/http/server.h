@@ -1,6 +1,7 @@
 // An HTTP/1.1 server of bounded size, on libmicrohttpd.
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -32,6 +33,9 @@ struct TlsIdentity {
   std::string client_authority;  // that signs certificates of clients; empty: none are asked for
 };
 
+// How many responses there were, by the first digit of their status, from 1 to 5.
+using ResponseCounts = std::array<std::uint64_t, 5>;
+
 class Server {
  public:
   // Serves at once. The handler must outlive this. `tell` is given what the library below complains of. Throws
@@ -49,6 +53,8 @@ class Server {
   // How many connections there are, and how many of them are streams.
   std::size_t connections() const;
   std::size_t streams() const;
+  // Since the start, without those that the library gave by itself to what is no request.
+  ResponseCounts responses() const;
 
  private:
   class Connections;

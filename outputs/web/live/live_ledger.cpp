@@ -82,6 +82,8 @@ LiveChanges LiveLedger::after(ChangeNumber number, std::size_t most) {
 void LiveLedger::run() {
   for (;;) {
     try {
+      if (feed_ && feed_->is_replaced())
+        throw engine::LedgerError(path_ + ": the ledger is gone, or another one is there");
       if (!feed_) {
         open();
       } else if (feed_->has_changed()) {

@@ -5,10 +5,10 @@ namespace polaiga::web {
 std::unique_ptr<engine::LedgerReader> Readers::take() {
   {
     const std::lock_guard lock(mutex_);
-    if (!free_.empty()) {
+    while (!free_.empty()) {
       auto reader = std::move(free_.back());
       free_.pop_back();
-      return reader;
+      if (!reader->is_replaced()) return reader;
     }
   }
   return std::make_unique<engine::LedgerReader>(path_);

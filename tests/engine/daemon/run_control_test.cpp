@@ -6,6 +6,7 @@
 #include <csignal>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <numeric>
 
 #include "support/client.h"
 #include "support/forked_engine.h"
@@ -45,6 +46,55 @@ TEST_F(RunControlTest, StatusTellsHowTheEngineIs) {
   EXPECT_EQ(now.at("log_held_by_reader"), false);
   EXPECT_EQ(now.at("publishers"), json::array());
   EXPECT_FALSE(now.contains("problem"));
+}
+
+// What members of an object are not 0.
+json not_zero(const json& counts) {
+  json found = json::object();
+  for (const auto& [kind, count] : counts.items()) {
+    if (count != 0) found[kind] = count;
+  }
+  return found;
+}
+
+TEST_F(RunControlTest, StatusCountsWhatCameSinceTheStart) {
+  {
+    Child engine(with_control(), dir_);
+    Client client(socket());
+    client.send(slow(1) + slow(2) + slow(2) + well(2) +
+                R"({"id":"a","entity":"fan","sensor":"FAN1_TACH1","instance":3,"offset":3,"state":1})"
+                "\n"
+                R"({"id":"a","entity":"fan","sensor":"FAN1_TACH1","instance":3,"offset":3,"state":1})"
+                "\n");
+    EXPECT_EQ(client.answers(6).back(), R"({"seq":5,"duplicate":true})");
+    Client operators(control());
+    EXPECT_EQ(answer(operators, R"({"do":"acknowledge","alarms":"1,5"})"), R"({"seq":6,"changes":2})");
+    EXPECT_EQ(answer(operators, R"({"do":"comment","alarms":"1","comment":"seen"})"), R"({"seq":7,"changes":1})");
+    const json now = status();
+    EXPECT_EQ(not_zero(now.at("inputs")), json::parse(R"({"event":5,"acknowledge":1,"comment":1})"));
+    EXPECT_EQ(now.at("inputs").size(), 11U);
+    EXPECT_EQ(now.at("duplicates"), 1);
+    EXPECT_EQ(not_zero(now.at("changes")),
+              json::parse(R"({"raised":3,"refreshed":1,"cleared":1,"acknowledged":2,"commented":1})"));
+    EXPECT_EQ(now.at("changes").size(), 17U);
+    EXPECT_EQ(now.at("chattering"), 0);
+    for (const char* const times : {"batch_times", "sync_times"}) {
+      const std::vector<std::uint64_t> counts = now.at(times).at("counts");
+      EXPECT_EQ(counts.size(), now.at(times).at("bounds_us").size() + 1) << times;
+      // The actions are in a batch each, and the events in one to six.
+      const auto all = std::accumulate(counts.begin(), counts.end(), std::uint64_t{0});
+      EXPECT_GE(all, 3U) << times;
+      EXPECT_LE(all, 20U) << times;
+      EXPECT_GT(now.at(times).at("total_us"), 0) << times;
+    }
+    EXPECT_EQ(stop(engine, SIGTERM).status, 0);
+  }
+  Child engine(with_control(), dir_);
+  const json now = status();
+  EXPECT_EQ(now.at("active_faults"), 2);
+  EXPECT_EQ(not_zero(now.at("inputs")), json::object());
+  EXPECT_EQ(not_zero(now.at("changes")), json::object());
+  EXPECT_EQ(now.at("duplicates"), 0);
 }
 
 TEST_F(RunControlTest, ACursorIsWrittenByTheEngineAndOutlivesIt) {

@@ -94,7 +94,24 @@ Answer Connection::receive() {
   }
   answer.body = received_.substr(0, size);
   received_.erase(0, size);
+  if (is_chunked_ && answer.header("content-type") != "text/event-stream") {
+    while (next_chunk(answer.body)) {
+    }
+  }
   return answer;
+}
+
+bool Connection::next_chunk(std::string& text) {
+  for (;;) {
+    const std::size_t line = received_.find("\r\n");
+    const std::size_t size = line == std::string::npos ? 0 : std::stoul(received_.substr(0, line), nullptr, 16);
+    if (line != std::string::npos && received_.size() >= line + 2 + size + 2) {
+      text += received_.substr(line + 2, size);
+      received_.erase(0, line + 2 + size + 2);
+      return size > 0;
+    }
+    if (!fill()) return false;
+  }
 }
 
 Answer Connection::ask(const std::string& request) {
@@ -110,15 +127,7 @@ std::string Connection::next_event() {
       stream_.erase(0, end + 2);
       return event;
     }
-    const std::size_t line = received_.find("\r\n");
-    const std::size_t size = line == std::string::npos ? 0 : std::stoul(received_.substr(0, line), nullptr, 16);
-    if (line == std::string::npos || received_.size() < line + 2 + size + 2) {
-      if (!fill()) return "";
-      continue;
-    }
-    if (size == 0) return "";
-    stream_ += received_.substr(line + 2, size);
-    received_.erase(0, line + 2 + size + 2);
+    if (!next_chunk(stream_)) return "";
   }
 }
 

@@ -47,6 +47,7 @@ class Connection {
 
  private:
   bool fill();
+  bool next_chunk(std::string& text);
 
   int fd_ = -1;
   bool is_chunked_ = false;

@@ -1,0 +1,91 @@
+#include "access/login_delays.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <array>
+
+namespace polaiga::web {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr int kFree = 1;  // failures after which one may try again at once
+constexpr milliseconds kFirst{1'000};
+constexpr milliseconds kLongest{60'000};
+constexpr std::chrono::minutes kMemory{15};
+
+milliseconds delay_after(int failures) {
+  milliseconds delay = failures > kFree ? kFirst : milliseconds(0);
+  for (int i = kFree + 1; i < failures && delay < kLongest; ++i) delay *= 2;
+  return std::min(delay, kLongest);
+}
+
+std::string friendship(const std::string& address, const std::string& name) { return address + " " + name; }
+
+}  // namespace
+
+std::string network_of(const std::string& address) {
+  in6_addr bits = {};
+  if (::inet_pton(AF_INET6, address.c_str(), &bits) != 1) return address;
+  std::fill(std::begin(bits.s6_addr) + sizeof bits.s6_addr / 2, std::end(bits.s6_addr), std::uint8_t{0});
+  std::array<char, INET6_ADDRSTRLEN> text{};
+  ::inet_ntop(AF_INET6, &bits, text.data(), text.size());
+  return text.data();
+}
+
+milliseconds RecentFailures::wait(const std::string& key, Time now) const {
+  const auto found = by_key_.find(key);
+  if (found == by_key_.end()) return milliseconds(0);
+  const Time until = found->second->last + delay_after(found->second->count);
+  return std::max(milliseconds(0), std::chrono::ceil<milliseconds>(until - now));
+}
+
+void RecentFailures::add(const std::string& key, Time now) {
+  while (!failures_.empty() && now - failures_.back().last >= kMemory) forget(std::string(failures_.back().key));
+  const auto found = by_key_.find(key);
+  if (found != by_key_.end()) {
+    failures_.splice(failures_.begin(), failures_, found->second);
+  } else {
+    if (failures_.size() == most_) forget(std::string(failures_.back().key));
+    failures_.push_front({.key = key});
+    by_key_[key] = failures_.begin();
+  }
+  ++failures_.front().count;
+  failures_.front().last = now;
+}
+
+void RecentFailures::forget(const std::string& key) {
+  const auto found = by_key_.find(key);
+  if (found == by_key_.end()) return;
+  failures_.erase(found->second);
+  by_key_.erase(found);
+}
+
+milliseconds LoginDelays::wait(const std::string& address, const std::string& name) const {
+  const std::lock_guard lock(mutex_);
+  const auto now = clock_.steady();
+  const milliseconds of_address = address.empty() ? milliseconds(0) : addresses_.wait(address, now);
+  if (std::ranges::find(friends_, friendship(address, name)) != friends_.end()) return of_address;
+  return std::max(of_address, names_.wait(name, now));
+}
+
+void LoginDelays::failed(const std::string& address, const std::string& name) {
+  const std::lock_guard lock(mutex_);
+  const auto now = clock_.steady();
+  if (!address.empty()) addresses_.add(address, now);
+  names_.add(name, now);
+}
+
+// The failures of the address stay: who has a password of his own must not make room for guesses of others'.
+void LoginDelays::succeeded(const std::string& address, const std::string& name) {
+  const std::lock_guard lock(mutex_);
+  names_.forget(name);
+  if (address.empty()) return;
+  const std::string found = friendship(address, name);
+  std::erase(friends_, found);
+  friends_.push_front(found);
+  if (friends_.size() > kMostFriends) friends_.pop_back();
+}
+
+}  // namespace polaiga::web

@@ -1,0 +1,119 @@
+#include "page/choice.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+
+#include "model/dictionary.h"
+#include "model/operator_action.h"
+#include "model/record_text.h"
+
+namespace polaiga::web {
+namespace {
+
+using engine::ActiveRow;
+using engine::OperatorState;
+
+constexpr std::array<std::string_view, 8> kStates = {
+    "new", "acknowledged", "closed", "shelved", "out-of-service", "chattering", "stale", "all"};
+constexpr engine::Moment kStaleAfter = 86400;  // seconds without a report, as in the measures
+constexpr std::array<std::string_view, 3> kOrders = {"newest", "oldest", "object"};
+constexpr std::string_view kUp = "-up";
+
+char small_letter(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+bool contains(std::string_view where, std::string_view what) {
+  return !std::ranges::search(where, what, {}, small_letter, small_letter).empty();
+}
+
+template <std::size_t N>
+std::string one_of(std::string_view word, const std::array<std::string_view, N>& words) {
+  return std::ranges::find(words, word) == words.end() ? "" : std::string(word);
+}
+
+std::string_view severity_of(std::string_view word) {
+  return word.ends_with(kUp) ? word.substr(0, word.size() - kUp.size()) : word;
+}
+
+bool has_severity(std::string_view wanted, engine::Severity severity) {
+  if (wanted.empty()) return true;
+  const auto least = engine::find_severity(severity_of(wanted));
+  return wanted.ends_with(kUp) ? severity >= *least : severity == *least;
+}
+
+bool has_state(std::string_view state, const ActiveRow& row, engine::Moment now) {
+  const OperatorState has = row.standing.state();
+  if (state == "all") return true;
+  if (state == "shelved") return has == OperatorState::kShelved;
+  if (state == "out-of-service") return row.is_out_of_service;
+  if (state == "stale") return now - row.fault.updated > kStaleAfter;
+  if (row.is_silenced()) return false;
+  if (state == "new") return is_new(row);
+  if (state == "acknowledged") return has == OperatorState::kAcknowledged;
+  if (state == "closed") return has == OperatorState::kClosed;
+  if (state == "chattering") return row.chattering.has_value();
+  return true;
+}
+
+bool is_below(std::string_view under, std::string_view dn) {
+  return dn == under || (dn.starts_with(under) && dn.substr(under.size()).starts_with('/'));
+}
+
+bool has_text(std::string_view text, const ActiveRow& row) {
+  const fe_fault_record& record = row.shown.record;
+  return contains(row.fault.fault_dn, text) || contains(row.fault.name, text) ||
+         contains(engine::field_text(record.descr), text) ||
+         contains(engine::field_text(row.shown.event.event.event.sensor_name), text) || contains(person_of(row), text);
+}
+
+bool is_before(std::string_view order, const ActiveRow& a, const ActiveRow& b) {
+  if (order == "object" && a.fault.dn != b.fault.dn) return a.fault.dn < b.fault.dn;
+  if (order == "oldest" && a.alarm_since != b.alarm_since) return a.alarm_since < b.alarm_since;
+  if (order == "oldest") return a.fault.alarm < b.fault.alarm;
+  if (order.empty() && a.fault.severity != b.fault.severity) return a.fault.severity > b.fault.severity;
+  if (a.alarm_since != b.alarm_since) return a.alarm_since > b.alarm_since;
+  return a.fault.alarm > b.fault.alarm;
+}
+
+}  // namespace
+
+Choice read_choice(const Target& target) {
+  Choice choice;
+  choice.text = target.find("text").value_or("");
+  const std::string_view severity = target.find("severity").value_or("");
+  const auto found = engine::find_severity(severity_of(severity));
+  if (found && *found != engine::Severity::kCleared) choice.severity = severity;
+  choice.state = one_of(target.find("state").value_or(""), kStates);
+  choice.under = target.find("under").value_or("");
+  choice.order = one_of(target.find("order").value_or(""), kOrders);
+  const std::string_view skip = target.find("skip").value_or("");
+  std::size_t number = 0;
+  const auto [end, error] = std::from_chars(skip.data(), skip.data() + skip.size(), number);
+  if (error == std::errc() && end == skip.data() + skip.size()) choice.skip = number;
+  return choice;
+}
+
+std::vector<const ActiveRow*> chosen(const Choice& choice, const std::vector<ActiveRow>& rows, engine::Moment now) {
+  std::vector<const ActiveRow*> list;
+  for (const ActiveRow& row : rows) {
+    if (!has_severity(choice.severity, row.fault.severity) || !has_state(choice.state, row, now)) continue;
+    if (!choice.under.empty() && !is_below(choice.under, row.fault.dn) && row.fault.fault_dn != choice.under) continue;
+    if (!choice.text.empty() && !has_text(choice.text, row)) continue;
+    list.push_back(&row);
+  }
+  std::ranges::sort(list, [&](const ActiveRow* a, const ActiveRow* b) { return is_before(choice.order, *a, *b); });
+  return list;
+}
+
+bool is_new(const ActiveRow& row) {
+  const OperatorState state = row.standing.state();
+  return !row.is_silenced() && (state == OperatorState::kNone || state == OperatorState::kUnshelved);
+}
+
+std::string_view person_of(const ActiveRow& row) {
+  if (!row.state_by || !row.state_by->action) return {};
+  const engine::StoredAction& action = *row.state_by->action;
+  return action.on_behalf_of ? std::string_view(*action.on_behalf_of) : std::string_view(action.person);
+}
+
+}  // namespace polaiga::web

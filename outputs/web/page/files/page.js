@@ -1,0 +1,267 @@
+// Brings the page to life: what is active now, the views, the keys and the change stream.
+import * as address from './address.js';
+import * as alarm from './alarm.js';
+import { is_new, prepare } from './choice.js';
+import { mark, severities } from './marks.js';
+import { act_on, show_help } from './acts.js';
+import * as server from './server.js';
+import { age, clock, h, number, now, plural, tick, zone } from './text.js';
+import alarms from './alarms.js';
+import catalog from './catalog.js';
+import health from './health.js';
+import { history_view, maintenance, missed } from './lists.js';
+import objects from './objects.js';
+import statistics from './statistics.js';
+import timeline from './timeline.js';
+
+const views = { alarms, objects, timeline, missed, statistics, catalog, health, history: history_view, maintenance };
+const at = (id) => document.getElementById(id);
+
+// What all views draw from.
+export const state = { ledger_id: '', change: 0, counts: {}, rows: [], missed: 0, maintenance: 0, is_known: false };
+const live = { is_live: false, since: null, engine_runs: true, received: 0 };
+
+let current = null;  // the view that is shown
+let beside = null;   // where it is drawn
+
+export function say(text) {
+  at('said').textContent = '';
+  setTimeout(() => { at('said').textContent = text; }, 50);
+}
+
+// ---- What is active
+
+let asking = false;
+let ask_again = false;
+
+export async function refresh() {
+  if (asking) {
+    ask_again = true;
+    return;
+  }
+  asking = true;
+  const begun = performance.now();
+  try {
+    const answer = await server.get('/page/active');
+    if (answer !== state.answer) take(answer);
+    live.received = now();
+    recovered();
+    if (current) {
+      current.update?.(state);
+      alarm.update(state);
+      draw_header();
+    } else {
+      draw_view();
+    }
+  } catch (error) {
+    broken(error);
+  }
+  // Many alarms take longer: then it is asked less often.
+  setTimeout(() => {
+    asking = false;
+    if (ask_again) {
+      ask_again = false;
+      refresh();
+    }
+  }, Math.min(5000, Math.max(40, 3 * (performance.now() - begun))));
+}
+
+let known = new Set();
+function take(answer) {
+  Object.assign(state, answer, { answer, rows: server.objects_of(answer).map(prepare), is_known: true });
+  const numbers = new Set(state.rows.map((row) => row.number));
+  if (known.ready) {
+    const fresh = state.rows.filter((row) => !known.numbers.has(row.number) && is_new(row));
+    if (fresh.length === 1) say(`New alarm: ${fresh[0].severity}, ${fresh[0].descr}`);
+    else if (fresh.length > 1) say(`${plural(fresh.length, 'new alarm')}, the worst is ${severities[Math.max(...fresh.map((row) => row.rank))]}`);
+  }
+  known = { ready: true, numbers };
+}
+
+// ---- Header
+
+function draw_header() {
+  const counts = at('counts');
+  if (!counts) return location.reload();
+  const list = ['critical', 'major', 'minor', 'warning', 'indeterminate']
+    .filter((severity) => severity !== 'indeterminate' || state.counts[severity] > 0)
+    .map((severity) => ({ key: severity, count: state.counts[severity], href: `/?severity=${severity}`, severity }));
+  list.push({ key: 'new', count: state.rows.filter(is_new).length, href: '/?state=new', class: 'more' });
+  list.push({ key: 'shelved', count: state.rows.filter((row) => row.operator_state === 'shelved').length, href: '/?state=shelved' });
+  if (state.maintenance > 0) list.push({ key: 'out of service', count: state.maintenance, href: '/maintenance' });
+  const drawn = list.map((one) => one.key).join();
+  if (counts.dataset.drawn !== drawn) {
+    counts.dataset.drawn = drawn;
+    counts.replaceChildren(...list.map((one) => h('li', { class: one.class },
+      h('a', { href: one.href, class: 'count', 'data-key': one.key }, one.severity && mark(one.severity), h('b'), ` ${one.key}`))));
+  }
+  for (const one of list) {
+    const link = counts.querySelector(`[data-key="${one.key}"]`);
+    link.querySelector('b').textContent = number(one.count);
+    link.className = `count${one.severity ? ` s-${one.severity}` : ''}${one.severity && one.count === 0 ? ' none' : ''}`;
+  }
+  const tab = document.querySelector('#tabs a[href="/missed"]');
+  tab?.replaceChildren('Missed', ...(state.missed > 0 ? [' ', h('b', {}, number(state.missed))] : []));
+  const worst = ['critical', 'major', 'minor', 'warning'].find((severity) => state.counts[severity] > 0);
+  document.title = `${worst ? `${number(state.counts[worst])} ${worst} \u00b7 ` : ''}${current?.title ?? 'Alarms'} \u00b7 polaiga`;
+  draw_live();
+}
+
+function draw_live() {
+  const place = at('live');
+  if (!place) return;
+  place.classList.toggle('on', live.is_live);
+  place.replaceChildren(h('span', { class: 'dot' }), h('b', {}, live.is_live ? 'live' : 'not live'), ' \u00b7 change ',
+    h('span', { id: 'change' }, number(state.change)), live.received > 0 && ` \u00b7 ${age(now() - live.received)} ago`);
+}
+
+function draw_who() {
+  at('me')?.replaceChildren(h('span', {}, server.me.name),
+    server.may_act() ? h('span', { class: 'vh' }, ', operator') : server.me.name ? ' (viewer)' : '',
+    ...(server.me.csrf ? [h('button', { type: 'button', onclick: () => server.log_out().then(() => location.reload()) }, 'Log out')] : []));
+}
+
+// ---- Live, or not
+
+function recovered() {
+  if (live.is_live || !live.has_stream) return;
+  live.is_live = true;
+  live.since = null;
+  draw_banner();
+  draw_live();
+}
+
+function broken(error) {
+  if (error instanceof server.Refused && error.status === 401) return location.reload();
+  if (live.is_live || live.since === null) {
+    live.since ??= live.received || now();
+    live.is_live = false;
+    draw_banner();
+    draw_live();
+  }
+}
+
+function draw_banner() {
+  const banner = at('banner');
+  const stale = live.since !== null;
+  document.body.classList.toggle('stale', stale);
+  const text = stale ? `Not live since ${clock(live.since)}: what you see is of that time. The page is trying to connect again.`
+    : live.engine_runs ? '' : 'The engine is not running: no event is taken, and what you see is of its last moment.';
+  banner.hidden = text === '';
+  if (banner.textContent !== text) banner.textContent = text;
+}
+
+// ---- Views
+
+function draw_view() {
+  const name = address.view();
+  const next = views[name];
+  if (!next) return location.reload();
+  const main = at('main');
+  if (next !== current) {
+    current?.leave?.();
+    current = next;
+    beside = h('div', { class: 'beside' });
+    const heading = next === alarms ? h('h1', { class: 'vh' }, 'Active alarms') : h('h1', {}, next.title);
+    beside.append(heading);
+    main.replaceChildren(h('div', { class: 'split', id: 'split' }, beside));
+    for (const link of document.querySelectorAll('#tabs a')) {
+      const is_here = link.getAttribute('href') === `/${name === 'alarms' ? '' : name}`;
+      if (is_here) link.setAttribute('aria-current', 'page');
+      else link.removeAttribute('aria-current');
+    }
+    next.show(beside, state);
+  } else {
+    current.moved?.(state);
+  }
+  alarm.open(address.open_alarm(), at('split'), state);
+  draw_header();
+}
+
+// What a view could not fetch, in words, in its place.
+export function failed(place, error) {
+  place.replaceChildren(h('p', { class: 'quiet' }, error instanceof server.Refused ? error.message : 'The server does not answer.'));
+}
+
+// ---- Keys
+
+function rows_shown() {
+  return [...document.querySelectorAll('#main a.row')].filter((row) => row.offsetParent);
+}
+
+function move(step) {
+  const rows = rows_shown();
+  if (rows.length === 0) return;
+  const here = rows.indexOf(document.activeElement?.closest?.('a.row'));
+  const next = here < 0 ? rows.findIndex((row) => row.classList.contains('chosen')) : here;
+  rows[Math.min(rows.length - 1, Math.max(0, next < 0 ? 0 : next + step))].focus();
+}
+
+async function find() {
+  if (!document.querySelector('#main input[type="search"]')) address.go('/');
+  const field = document.querySelector('#main input[type="search"]');
+  field?.focus();
+  field?.select();
+}
+
+function focused_row() {
+  const number_of_row = Number(document.activeElement?.closest?.('[data-number]')?.dataset.number) || address.open_alarm();
+  return state.rows.find((row) => row.number === number_of_row);
+}
+
+const keys = {
+  '/': find,
+  j: () => move(1),
+  k: () => move(-1),
+  a: () => act_on(focused_row(), 'acknowledge'),
+  s: () => act_on(focused_row(), 'shelve'),
+  '?': show_help,
+};
+
+addEventListener('keydown', (event) => {
+  if (event.ctrlKey || event.metaKey || event.altKey) return;
+  const is_typing = event.target.closest?.('input, select, textarea, dialog');
+  if (event.key === 'Escape' && event.target.matches?.('input[type="search"]')) return event.target.blur();
+  if (is_typing) return;
+  if (event.key === 'Escape' && address.open_alarm()) return alarm.close();
+  const call = keys[event.key];
+  if (!call) return;
+  event.preventDefault();
+  call();
+});
+
+// ---- Begin
+
+document.documentElement.classList.add('scripted');
+at('zone').textContent = `Times are in ${zone()}.`;
+address.on_change(() => {
+  if (state.is_known) draw_view();
+});
+at('tabs')?.addEventListener('click', () => at('main').scrollIntoView?.({ block: 'nearest' }));
+
+server.learn_who().then(() => {
+  draw_who();
+  if (state.is_known) alarm.update(state, true);
+});
+refresh();
+server.follow({
+  alive() {
+    live.has_stream = true;
+    refresh();
+  },
+  broken() {
+    live.has_stream = false;
+    broken();
+  },
+  changed: refresh,
+  engine(is_running) {
+    live.engine_runs = is_running;
+    draw_banner();
+  },
+});
+setInterval(() => {
+  tick();
+  draw_live();
+}, 5000);
+// A connection can die without a word: whoever sees nothing change asks now and then.
+setInterval(refresh, 20000);

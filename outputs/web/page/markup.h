@@ -1,0 +1,47 @@
+// HTML that is put together from this program's own tags and from texts of others.
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace polaiga::web {
+
+// Makes a text from outside safe to show, between tags and in a quoted attribute. What HTML would obey is escaped, and
+// a character that cannot be seen is shown as its code, as in "[U+202E]"; so is a byte that is not UTF-8: "[0xFF]".
+std::string escaped(std::string_view text);
+
+class Markup {
+ public:
+  // A tag as it stands in the source: the compiler takes literals alone, so no text from outside can come here.
+  struct Tag {
+    consteval Tag(const char* literal) : html(literal) {}
+    std::string_view html;
+  };
+
+  Markup& tag(Tag literal) {
+    html_ += literal.html;
+    return *this;
+  }
+
+  Markup& text(std::string_view text) {
+    html_ += escaped(text);
+    return *this;
+  }
+
+  // With thousands apart, as in 5,231.
+  Markup& number(std::uint64_t number);
+
+  Markup& add(const Markup& other) {
+    html_ += other.html_;
+    return *this;
+  }
+
+  const std::string& html() const { return html_; }
+
+ private:
+  std::string html_;
+};
+
+}  // namespace polaiga::web

@@ -1,0 +1,171 @@
+// Logins at the running program: with curl as a browser's stand-in, over TCP and over a Unix socket.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <nlohmann/json.hpp>
+
+#include "support/web.h"
+
+namespace polaiga::web::test {
+namespace {
+
+using engine::test::comes_true;
+using engine::test::Ended;
+using nlohmann::json;
+
+class LoginTest : public WebTest {
+ protected:
+  void SetUp() override {
+    start_engine();
+    set_password("anna", "operator", "correct horse");
+    set_password("bob", "viewer", "correct horse");
+  }
+
+  std::string users() const { return web_dir_.file("users"); }
+
+  void set_password(const std::string& name, const std::string& role, const std::string& password) const {
+    const Ended ended = shell_.run(POLAIGA_WEB " passwd --users " + users() + " --role " + role + " " + name, password);
+    ASSERT_EQ(ended.status, 0) << ended.err;
+  }
+
+  // What curl prints: the body, then the status.
+  std::string curl(const std::string& arguments) const {
+    const Ended ended = shell_.run("curl -sS -w ' %{http_code}' " + arguments);
+    EXPECT_EQ(ended.status, 0) << ended.err;
+    return ended.out;
+  }
+  std::string status(const std::string& arguments) const { return curl("-o /dev/null " + arguments).substr(1); }
+  std::string url(const std::string& target) const { return "http://" + address() + target; }
+
+  Shell shell_;
+};
+
+TEST_F(LoginTest, ABrowserLogsInAndOut) {
+  start_web("--users " + users());
+  const std::string jar = shell_.dir().file("jar");
+  const std::string browser = "-H 'Accept: text/html' -b " + jar + " -c " + jar + " ";
+  EXPECT_EQ(status(browser + url("/")), "303");
+  EXPECT_NE(curl(browser + "-L " + url("/")).find("<form method=\"post\" action=\"/login\">"), std::string::npos);
+  EXPECT_EQ(status(browser + "-d 'name=anna&password=wrong horse' " + url("/login")), "401");
+  EXPECT_EQ(status(browser + "-d 'name=anna&password=correct horse' " + url("/login")), "303");
+  EXPECT_EQ(status(browser + url("/api/v1/alarms")), "200");
+  EXPECT_EQ(status(browser + "-X POST " + url("/logout")), "403") << "the token is missing";
+  EXPECT_EQ(status(browser + "-X POST -H 'Origin: http://other.example' " + url("/logout")), "403");
+  const std::string answer = curl("-b " + jar + " -c " + jar +
+                                  " -H 'Content-Type: application/json' -d '{\"name\":\"anna\",\"password\":\"correct "
+                                  "horse\"}' " +
+                                  url("/login"));
+  const json login = json::parse(answer.substr(0, answer.rfind(' ')));
+  EXPECT_EQ(login.at("role"), "operator");
+  EXPECT_EQ(
+      status(browser + "-X POST -H 'X-CSRF-Token: " + login.at("csrf").get<std::string>() + "' " + url("/logout")),
+      "303");
+  EXPECT_EQ(status(browser + url("/api/v1/alarms")), "401");
+}
+
+TEST_F(LoginTest, AProgramSendsAPassword) {
+  start_web("--users " + users());
+  EXPECT_EQ(status(url("/api/v1/alarms")), "401");
+  EXPECT_EQ(status("-u 'bob:correct horse' " + url("/api/v1/alarms")), "200");
+  EXPECT_EQ(status("-u 'bob:wrong horse' " + url("/api/v1/alarms")), "401");
+  EXPECT_EQ(get("/api/v1/alarms").header("www-authenticate"), "Basic realm=\"polaiga\", charset=\"UTF-8\"");
+}
+
+TEST_F(LoginTest, GuessesAreSlowedAndLoggedWithoutThePassword) {
+  start_web("--users " + users());
+  const std::string guess = "-u 'anna:guess number 1' " + url("/api/v1/alarms");
+  EXPECT_EQ(status(guess), "401");
+  EXPECT_EQ(status(guess), "401");
+  const std::string third = shell_.run("curl -sS -i " + guess).out;
+  EXPECT_NE(third.find("HTTP/1.1 429 "), std::string::npos) << third;
+  EXPECT_NE(third.find("\r\nRetry-After: 1\r\n"), std::string::npos) << third;
+  EXPECT_TRUE(comes_true([&] { return status("-u 'anna:correct horse' " + url("/api/v1/alarms")) == "200"; }));
+  const std::string said = web_dir_.read("err");
+  EXPECT_NE(said.find("polaiga: a login from 127.0.0.1 failed: the password of 'anna' was wrong\n"), std::string::npos);
+  EXPECT_EQ(said.find("guess number"), std::string::npos);
+}
+
+TEST_F(LoginTest, ASignalReadsTheUsersAnew) {
+  start_web("--users " + users());
+  const std::string carl = "-u 'carl:correct horse' " + url("/api/v1/alarms");
+  EXPECT_EQ(status(carl), "401");
+  set_password("carl", "viewer", "correct horse");
+  web_->kill(SIGHUP);
+  EXPECT_TRUE(web_->has_complained("the users were read anew; there are 3"));
+  EXPECT_EQ(status(carl), "200");
+  ASSERT_EQ(::chmod(users().c_str(), 0644), 0);
+  web_->kill(SIGHUP);
+  EXPECT_TRUE(web_->has_complained("type: chmod 600 '" + users() + "'; the users stay as they were"));
+  EXPECT_EQ(status(carl), "200");
+}
+
+TEST_F(LoginTest, AFileThatOthersMayReadIsRefused) {
+  ASSERT_EQ(::chmod(users().c_str(), 0604), 0);
+  const Ended ended = shell_.run(POLAIGA_WEB " --ledger " + ledger() + " --listen 127.0.0.1:0 --users " + users());
+  EXPECT_EQ(ended.status, 2);
+  EXPECT_EQ(ended.err, "polaiga: the users file '" + users() +
+                           "' may be read or changed by others than its owner; type: chmod 600 '" + users() + "'\n");
+}
+
+TEST_F(LoginTest, WithoutUsersItListensAtThisMachineAlone) {
+  const std::string web = POLAIGA_WEB " --ledger " + ledger();
+  EXPECT_EQ(shell_.run(web + " --listen 0.0.0.0:0 --users " + users()).err,
+            "polaiga: Without TLS the server listens at this machine alone; give --tls-cert and --tls-key\n");
+  EXPECT_EQ(shell_.run(web + " --listen 127.0.0.1:0 --proxy-user root --proxy-user-header X-User").status, 2);
+  EXPECT_EQ(shell_.run(web + " --listen 127.0.0.1:0 --operators-group 'none such'").err,
+            "polaiga: there is no group 'none such' in /etc/group\n");
+  EXPECT_EQ(shell_.run(web + " --listen 127.0.0.1:0 --proxy-user 'none such'").err,
+            "polaiga: --proxy-user: there is no user 'none such'\n");
+}
+
+// A server at a Unix socket besides, since support/web.h starts one at TCP.
+class UnixLoginTest : public LoginTest {
+ protected:
+  void start_unix(const std::string& more) {
+    unix_ = std::make_unique<Child>(POLAIGA_WEB " --ledger '" + ledger() + "' --control '" + control() +
+                                        "' --listen unix:" + web_socket() + " " + more,
+                                    web_dir_);
+    ASSERT_TRUE(unix_->has_complained("ready: ")) << web_dir_.read("err");
+    ::chmod(web_socket().c_str(), 0666);
+    ::chmod(web_dir_.path().c_str(), 0755);
+  }
+  std::string web_socket() const { return web_dir_.file("web.sock"); }
+  std::string at_socket(const std::string& more = "") const {
+    return "--unix-socket " + web_socket() + " " + more + " http://server/api/v1/alarms";
+  }
+  // The same as a user of this machine who is not root.
+  std::string status_as_other(const std::string& arguments) const {
+    return shell_
+        .run("setpriv --reuid=65534 --regid=65534 --clear-groups curl -sS -w ' %{http_code}' -o /dev/null " + arguments)
+        .out;
+  }
+
+  std::unique_ptr<Child> unix_;
+};
+
+TEST_F(UnixLoginTest, ThePeerOfAUnixSocketNeedsNoPassword) {
+  ASSERT_EQ(::getuid(), 0U) << "this test acts as another user; run it as root";
+  start_unix("--users " + users());
+  EXPECT_EQ(status(at_socket()), "200");
+  EXPECT_EQ(status_as_other(at_socket()), " 401");
+  EXPECT_EQ(status_as_other(at_socket("-u 'bob:correct horse'")), " 200");
+}
+
+TEST_F(UnixLoginTest, MembersOfAGroupNeedNoPassword) {
+  ASSERT_EQ(::getuid(), 0U) << "this test acts as another user; run it as root";
+  start_unix("--users " + users() + " --viewers-group nogroup");  // of the user 65534
+  EXPECT_EQ(status_as_other(at_socket()), " 200");
+}
+
+TEST_F(UnixLoginTest, TheHeaderOfTheProxyIsBelieved) {
+  ASSERT_EQ(::getuid(), 0U) << "this test acts as another user; run it as root";
+  start_unix("--users " + users() + " --proxy-user nobody --proxy-user-header X-Remote-User");
+  EXPECT_EQ(status_as_other(at_socket("-H 'X-Remote-User: bob'")), " 200");
+  EXPECT_EQ(status_as_other(at_socket("-H 'X-Remote-User: stranger'")), " 403");
+  EXPECT_EQ(status_as_other(at_socket()), " 401");
+}
+
+}  // namespace
+}  // namespace polaiga::web::test

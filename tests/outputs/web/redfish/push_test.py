@@ -1,12 +1,12 @@
 """Events that are pushed, to a receiver that hangs, fails, redirects, goes away and comes back:
-push_test.py POLAIGA POLAIGA_WEB USERS_SERVER"""
+push_test.py POLAIGA POLAIGA_WEB"""
 import json
 import os
 import signal
 import stat
 import sys
 
-from service import Directory, Engine, Receiver, Web, slow, until
+from service import Directory, Engine, Receiver, Web, make_users, slow, until
 
 SUBSCRIPTIONS = "/redfish/v1/EventService/Subscriptions"
 
@@ -24,13 +24,15 @@ def subscribe(web, receiver, **more):
 
 
 def main():
-    polaiga, _, users_server = sys.argv[1:]
+    polaiga, polaiga_web = sys.argv[1:]
     with Directory() as directory:
         state = directory + "/state"
         os.mkdir(state)
         engine = Engine(polaiga, directory)
-        start = lambda *more: Web(users_server, polaiga, engine, "--state", state, "--push-retry", "1", *more)
-        web = start()
+        users = make_users(polaiga_web, directory)
+        start = lambda *more: Web(polaiga_web, polaiga, engine, "--listen", "127.0.0.1:0", "--users", users, "--state", state,
+                                  "--push-retry", "1", "--push-attempts", "2", *more)
+        web = start("--push-local")
         receiver = Receiver()
         until("the server reads the ledger", lambda: web.ask("/redfish/v1/Systems")[0] == 200)
 
@@ -90,7 +92,7 @@ def main():
         until("nobody takes it", lambda: "trouble" in web.get(where)["Oem"]["Polaiga"])
         web.end(signal.SIGKILL)
         engine.feed(slow(8, 0))
-        web = start()
+        web = start("--push-local")
         receiver.start()
         expected += [expected[-1] + 1, expected[-1] + 2]
         until("both come", lambda: numbers(receiver) == expected)
@@ -134,7 +136,7 @@ def main():
         web.end()
 
         # Addresses of this machine are only for those who want it.
-        web = start("--no-push-local")
+        web = start()
         until("the server reads the ledger", lambda: web.ask("/redfish/v1/Systems")[0] == 200)
         taken = len(receiver.taken)
         refused = subscribe(web, receiver, DeliveryRetryPolicy="RetryForever")

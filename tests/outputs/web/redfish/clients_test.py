@@ -94,7 +94,7 @@ def sushy_acts(web):
 def main():
     polaiga, polaiga_web = sys.argv[1:3]
     assert shutil.which("redfishtool"), "redfishtool is missing (Debian: redfishtool)"
-    for name in ("http_proxy", "https_proxy", "HTTP_PROXY", "HTTPS_PROXY"):
+    for name in ("http_proxy", "https_proxy", "HTTP_PROXY", "HTTPS_PROXY", "REQUESTS_CA_BUNDLE", "CURL_CA_BUNDLE"):
         os.environ.pop(name, None)
     os.umask(0o077)
     with Directory() as directory:

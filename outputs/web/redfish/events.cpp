@@ -137,13 +137,13 @@ std::optional<EventRecord> event_of(std::string_view change, const engine::Alarm
       .id = id, .message_id = message.id, .health = std::string(message.health), .json = std::move(record)};
 }
 
-EventRecord lost_event(const std::string& ledger_id, const engine::Feed::Gap& gap) {
-  return general_event(ledger_id + "-" + std::to_string(gap.last), "ChangesLost",
+EventRecord lost_event(const EventCursor& through, const engine::Feed::Gap& gap) {
+  return general_event(through.ledger_id + "-" + std::to_string(through.number), "ChangesLost",
                        {std::to_string(gap.first), std::to_string(gap.last)});
 }
 
-EventRecord replaced_event(const std::string& ledger_id, engine::ChangeNumber number) {
-  return general_event(ledger_id + "-" + std::to_string(number), "LedgerReplaced", {});
+EventRecord replaced_event(const EventCursor& through) {
+  return general_event(through.ledger_id + "-" + std::to_string(through.number), "LedgerReplaced", {});
 }
 
 std::string event_payload(const std::vector<EventRecord>& events, std::string_view context) {
@@ -165,15 +165,16 @@ EventsRead read_events(LiveLedger& live, const EventCursor& cursor, std::size_t 
   if (now.ledger_id != cursor.ledger_id) {
     read.through = {now.ledger_id, now.number};
     if (cursor.ledger_id.empty()) return read;  // there was no ledger to follow before
-    read.events.push_back(replaced_event(now.ledger_id, now.number));
+    read.events.push_back(replaced_event(read.through));
     return read;
   }
   if (now.number == cursor.number) return read;
   const LiveChanges found = live.after(cursor.number, most);
   if (found.ledger_id != cursor.ledger_id) return read;  // the view of it comes soon
   if (found.gap) {
-    read.through.number = found.gap->last;
-    read.events.push_back(lost_event(found.ledger_id, *found.gap));
+    // Of a ledger that was put back, the changes that are lost are later than all that it has.
+    read.through.number = std::min(found.gap->last, now.number);
+    read.events.push_back(lost_event(read.through, *found.gap));
     return read;
   }
   for (const LiveChange& change : found.changes) {

@@ -25,10 +25,6 @@ struct EventRecord {
 // Nothing: the change is quiet, so that outputs need not tell it. The text is a change of LiveLedger.
 std::optional<EventRecord> event_of(std::string_view change, const engine::AlarmProfile& profile);
 
-// That changes are not there any more, or that another ledger is in the place of the one that was followed.
-EventRecord lost_event(const std::string& ledger_id, const engine::Feed::Gap& gap);
-EventRecord replaced_event(const std::string& ledger_id, engine::ChangeNumber number);
-
 // An Event with such members. It must have one at least; the last names it.
 std::string event_payload(const std::vector<EventRecord>& events, std::string_view context);
 
@@ -39,6 +35,11 @@ struct EventCursor {
 
   bool operator==(const EventCursor&) const = default;
 };
+
+// That changes are not there any more, or that another ledger is in the place of the one that was followed. Both are
+// named by where the one who follows goes on.
+EventRecord lost_event(const EventCursor& through, const engine::Feed::Gap& gap);
+EventRecord replaced_event(const EventCursor& through);
 
 // Events after a cursor, and where the cursor is after them. A gap is an event, too.
 struct EventsRead {

@@ -77,12 +77,10 @@ JsonObject FaultLog::service() const {
   return body;
 }
 
-std::shared_ptr<const LogIndex> FaultLog::index() {
-  const auto view = view_of(site_);
-  const std::lock_guard lock(mutex_);
-  if (index_ && index_->version == view->version) return index_;
+std::shared_ptr<const LogIndex> FaultLog::make(const View& view) const {
   auto fresh = std::make_shared<LogIndex>();
-  fresh->version = view->version;
+  fresh->ledger_id = view.of.ledger_id;
+  fresh->version = view.version;
   add_with_containers(fresh->objects, kSystemDn);
   site_.readers.ask([&](engine::LedgerReader& reader) {
     reader.alarm_facts("", [&](const engine::AlarmFact& fact) {
@@ -92,11 +90,45 @@ std::shared_ptr<const LogIndex> FaultLog::index() {
     return true;
   });
   std::ranges::sort(fresh->numbers);
-  for (const engine::StoredMaintenance& one : view->of.maintenance) {
+  for (const engine::StoredMaintenance& one : view.of.maintenance) {
     add_with_containers(fresh->objects, one.maintenance.dn);
   }
-  index_ = std::move(fresh);
-  return index_;
+  return fresh;
+}
+
+// Null: another one must be made.
+std::shared_ptr<const LogIndex> FaultLog::usable(const View& view) {
+  const std::lock_guard lock(mutex_);
+  if (!index_ || index_->ledger_id != view.of.ledger_id) return nullptr;
+  const bool is_enough = index_->version == view.version || is_being_made_ || std::chrono::steady_clock::now() < next_;
+  return is_enough ? index_ : nullptr;
+}
+
+std::shared_ptr<const LogIndex> FaultLog::index() {
+  if (auto found = usable(*view_of(site_))) return found;
+  const std::lock_guard one_at_a_time(making_);
+  const auto view = view_of(site_);  // while we waited, another may have made what we need
+  if (auto found = usable(*view)) return found;
+  const auto set_being_made = [this](bool is_being_made) {
+    const std::lock_guard lock(mutex_);
+    is_being_made_ = is_being_made;
+  };
+  set_being_made(true);
+  const auto begin = std::chrono::steady_clock::now();
+  std::shared_ptr<const LogIndex> fresh;
+  try {
+    fresh = make(*view);
+  } catch (...) {
+    set_being_made(false);
+    throw;
+  }
+  constexpr int kShare = 10;
+  const auto end = std::chrono::steady_clock::now();
+  const std::lock_guard lock(mutex_);
+  is_being_made_ = false;
+  index_ = fresh;
+  next_ = end + (end - begin) * kShare;
+  return fresh;
 }
 
 JsonObject FaultLog::entries(const MemberRange& range) {

@@ -78,7 +78,14 @@ std::string manager_uri() { return redfish_uri("/Managers/polaiga"); }
 
 std::optional<std::string> Inventory::known_dn(std::string_view id) {
   auto dn = object_dn(id);
-  if (!dn || !log_.index()->objects.contains(*dn)) return std::nullopt;
+  if (!dn) return std::nullopt;
+  if (log_.index()->objects.contains(*dn)) return dn;
+  // The object of an alarm that has come since.
+  const auto view = view_of(site_);
+  const bool is_new = std::ranges::any_of(view->of.active, [&](const ActiveRow& row) {
+    return row.fault.dn == *dn || engine::is_under(row.fault.dn, *dn);
+  });
+  if (!is_new || *dn == "sys") return std::nullopt;
   return dn;
 }
 

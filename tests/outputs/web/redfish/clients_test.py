@@ -1,5 +1,5 @@
-"""Redfish with clients that people use, redfishtool and sushy, over HTTP:
-clients_test.py POLAIGA POLAIGA_WEB USERS_SERVER"""
+"""Redfish with clients that people use, redfishtool and sushy, over HTTP and HTTPS:
+clients_test.py POLAIGA POLAIGA_WEB"""
 import json
 import os
 import shutil
@@ -7,7 +7,7 @@ import subprocess
 import sys
 import warnings
 
-from service import Directory, Engine, Receiver, Web, slow, until
+from service import PASSWORD, Directory, Engine, Receiver, Web, make_users, run, slow, until
 
 warnings.simplefilter("ignore")  # of what the clients' own libraries say
 import sushy
@@ -19,9 +19,9 @@ FAN = "sys.rack-unit-1.fan-module-1-2.fan-1"
 
 
 def redfishtool(web, *arguments, user=None, login="Session"):
-    host = web.url.removeprefix("http://")
-    who = ["-A", login, "-u", user, "-p", "secret"] if user else ["-A", "None"]
-    command = ["redfishtool", "-r", host, "-S", "Never", *who, *arguments]
+    scheme, host = web.url.split("://")
+    who = ["-A", login, "-u", user, "-p", PASSWORD] if user else ["-A", "None"]
+    command = ["redfishtool", "-r", host, "-S", "Always" if scheme == "https" else "Never", *who, *arguments]
     done = subprocess.run(command, capture_output=True, text=True, timeout=60)
     assert done.returncode == 0, (command, done.stdout, done.stderr)
     return json.loads(done.stdout) if done.stdout.strip() else None
@@ -65,7 +65,7 @@ def sushy_looks(root):
 
 
 def sushy_acts(web):
-    root = sushy.Sushy(web.url, auth=auth.SessionAuth("operator", "secret"))
+    root = sushy.Sushy(web.url, verify=web.authority or True, auth=auth.SessionAuth("operator", PASSWORD))
     sushy_looks(root)
     assert [one.username for one in root.get_session_service().sessions.get_members()] == ["operator"]
     service = root.get_event_service()
@@ -83,7 +83,7 @@ def sushy_acts(web):
     made.delete()
     assert service.subscriptions.get_members() == [] or service.subscriptions.members_identities == ()
     try:
-        sushy.Sushy(web.url, auth=auth.SessionAuth("operator", "wrong"))
+        sushy.Sushy(web.url, verify=web.authority or True, auth=auth.SessionAuth("operator", "wrong-1"))
         raise AssertionError("a wrong password is taken")
     except sushy.exceptions.AccessError:
         pass
@@ -92,25 +92,36 @@ def sushy_acts(web):
 
 
 def main():
-    polaiga, polaiga_web, users_server = sys.argv[1:]
+    polaiga, polaiga_web = sys.argv[1:3]
     assert shutil.which("redfishtool"), "redfishtool is missing (Debian: redfishtool)"
-    for name in ("http_proxy", "https_proxy", "HTTP_PROXY", "HTTPS_PROXY"):
+    for name in ("http_proxy", "https_proxy", "HTTP_PROXY", "HTTPS_PROXY", "REQUESTS_CA_BUNDLE", "CURL_CA_BUNDLE"):
         os.environ.pop(name, None)
+    os.umask(0o077)
     with Directory() as directory:
         state = directory + "/state"
+        key, certificate = directory + "/server.key", directory + "/server.pem"
         os.mkdir(state)
+        users = make_users(polaiga_web, directory)
+        run("openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", key, "-out", certificate, "-days", "2",
+            "-subj", "/CN=test", "-addext", "subjectAltName=IP:127.0.0.1")
         engine = Engine(polaiga, directory)
         engine.feed(slow(1), slow(2), slow(1, 0))
-        for web in (Web(polaiga_web, polaiga, engine, "--listen", "127.0.0.1:0"),
-                    Web(users_server, polaiga, engine, "--state", state)):
-            until("the server has read the ledger", lambda: web.ask(ENTRIES)[0] == 200 and
-                  web.get(ENTRIES)["Members@odata.count"] == 2)
-            if web.process.args[0] == polaiga_web:
-                look(web)
-                sushy_looks(sushy.Sushy(web.url, auth=NoLogin()))
-            else:
-                sessions(web)
-                sushy_acts(web)
+        listen = ("--listen", "127.0.0.1:0")
+        with_users = (*listen, "--users", users, "--state", state, "--push-attempts", "2", "--push-local")
+        has_read = lambda web: web.ask(ENTRIES)[0] == 200 and web.get(ENTRIES)["Members@odata.count"] == 2
+
+        web = Web(polaiga_web, polaiga, engine, *listen)
+        until("the server has read the ledger", lambda: web.ask(ENTRIES, user=None)[0] == 200)
+        look(web)
+        sushy_looks(sushy.Sushy(web.url, auth=NoLogin()))
+        web.end()
+
+        for options, authority in (((), None), (("--tls-cert", certificate, "--tls-key", key), certificate)):
+            web = Web(polaiga_web, polaiga, engine, *with_users, *options, authority=authority)
+            assert web.url.startswith("https://" if authority else "http://")
+            until("the server has read the ledger", lambda: has_read(web))
+            sessions(web)
+            sushy_acts(web)
             web.end()
         engine.end()
     print("All is well.")

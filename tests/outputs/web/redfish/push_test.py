@@ -1,12 +1,12 @@
 """Events that are pushed, to a receiver that hangs, fails, redirects, goes away and comes back:
-push_test.py POLAIGA POLAIGA_WEB USERS_SERVER"""
+push_test.py POLAIGA POLAIGA_WEB"""
 import json
 import os
 import signal
 import stat
 import sys
 
-from service import Directory, Engine, Receiver, Web, slow, until
+from service import Directory, Engine, Receiver, Web, make_users, slow, until
 
 SUBSCRIPTIONS = "/redfish/v1/EventService/Subscriptions"
 
@@ -24,13 +24,15 @@ def subscribe(web, receiver, **more):
 
 
 def main():
-    polaiga, _, users_server = sys.argv[1:]
+    polaiga, polaiga_web = sys.argv[1:]
     with Directory() as directory:
         state = directory + "/state"
         os.mkdir(state)
         engine = Engine(polaiga, directory)
-        start = lambda *more: Web(users_server, polaiga, engine, "--state", state, "--push-retry", "1", *more)
-        web = start()
+        users = make_users(polaiga_web, directory)
+        start = lambda *more: Web(polaiga_web, polaiga, engine, "--listen", "127.0.0.1:0", "--users", users, "--state", state,
+                                  "--push-retry", "1", "--push-attempts", "2", *more)
+        web = start("--push-local")
         receiver = Receiver()
         until("the server reads the ledger", lambda: web.ask("/redfish/v1/Systems")[0] == 200)
 
@@ -55,7 +57,9 @@ def main():
         file = state + "/redfish-subscriptions.json"
         assert stat.S_IMODE(os.stat(file).st_mode) == 0o600
 
-        # Each way to fail, with changes meanwhile: each comes once, and in order.
+        # Each way to fail, with changes meanwhile: each comes once, in order, and to others at once.
+        other = Receiver()
+        where_other = subscribe(web, other)
         expected = [2]
         for fan, behaviour in enumerate(["refuse", "redirect", "hang"], start=3):
             receiver.behaviour, receiver.refused = behaviour, 0
@@ -63,13 +67,15 @@ def main():
             engine.feed(slow(fan))
             until(behaviour + ": it is tried", lambda: receiver.refused >= 1)
             engine.feed(slow(fan, 0))
+            until("others get it at once", lambda: numbers(other) == list(range(3, expected[-1] + 3)))
             assert numbers(receiver) == expected, behaviour
             until("the trouble is told", lambda: receiver.behaviour == "hang" or web.get(where)["Status"]["Health"] ==
                   "Warning")
-            receiver.behaviour = "take"
-            receiver.woken.set()
+            receiver.behaviour = "take"  # who hangs goes on hanging, until the server gives him up
             expected += [expected[-1] + 1, expected[-1] + 2]
             until(behaviour + ": it comes in the end", lambda: numbers(receiver) == expected)
+        receiver.woken.set()
+        assert web.ask(where_other, "DELETE")[0] == 204
         until("the trouble is over", lambda: web.get(where)["Status"]["Health"] == "OK")
 
         # Who took the event and answers without an end has it.
@@ -86,7 +92,7 @@ def main():
         until("nobody takes it", lambda: "trouble" in web.get(where)["Oem"]["Polaiga"])
         web.end(signal.SIGKILL)
         engine.feed(slow(8, 0))
-        web = start()
+        web = start("--push-local")
         receiver.start()
         expected += [expected[-1] + 1, expected[-1] + 2]
         until("both come", lambda: numbers(receiver) == expected)
@@ -130,7 +136,7 @@ def main():
         web.end()
 
         # Addresses of this machine are only for those who want it.
-        web = start("--no-push-local")
+        web = start()
         until("the server reads the ledger", lambda: web.ask("/redfish/v1/Systems")[0] == 200)
         taken = len(receiver.taken)
         refused = subscribe(web, receiver, DeliveryRetryPolicy="RetryForever")

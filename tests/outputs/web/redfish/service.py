@@ -8,6 +8,7 @@ import re
 import shutil
 import signal
 import socket
+import ssl
 import subprocess
 import sys
 import tempfile
@@ -17,6 +18,7 @@ import urllib.error
 import urllib.request
 
 PATIENCE = 60  # seconds, for what must come
+PASSWORD = "secret-1"  # of all users
 STARTED = []  # processes
 signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
 
@@ -46,6 +48,19 @@ def until(what, condition):
 
 def slow(fan, state=1):
     return {"entity": "fan", "sensor": "FAN1_TACH1", "instance": fan, "offset": 3, "state": state}
+
+
+def run(*command, text=""):
+    done = subprocess.run(command, input=text, capture_output=True, text=True, timeout=PATIENCE)
+    assert done.returncode == 0, (command, done.stderr)
+
+
+def make_users(polaiga_web, directory):
+    """A file of users; each is named by his role."""
+    file = directory + "/users"
+    for role in ("viewer", "operator"):
+        run(polaiga_web, "passwd", "--users", file, "--role", role, role, text=PASSWORD + "\n")
+    return file
 
 
 class Engine:
@@ -82,13 +97,15 @@ class Engine:
 
 
 class Web:
-    """A server; `arguments` are those beside the engine's."""
+    """A server; `arguments` are those beside the engine's. `authority` signed its certificate, if it has one."""
 
-    def __init__(self, program, polaiga, engine, *arguments):
+    def __init__(self, program, polaiga, engine, *arguments, authority=None):
+        self.authority = authority
+        self.context = ssl.create_default_context(cafile=authority) if authority else None
         self.process = start(program, "--ledger", engine.ledger, "--control", engine.control, "--program", polaiga,
                              *arguments, stderr=subprocess.PIPE, text=True)
         for line in self.process.stderr:
-            found = re.search(r"ready: (http://\S+?)/?$", line)
+            found = re.search(r"ready: (https?://\S+?)/?$", line)
             if found:
                 break
         else:
@@ -104,9 +121,9 @@ class Web:
             if not request.has_header("Content-type"):
                 request.add_header("Content-Type", "application/json")
         if user:
-            request.add_header("Authorization", "Basic " + base64.b64encode((user + ":secret").encode()).decode())
+            request.add_header("Authorization", "Basic " + base64.b64encode((user + ":" + PASSWORD).encode()).decode())
         try:
-            answer = urllib.request.urlopen(request, timeout=PATIENCE)
+            answer = urllib.request.urlopen(request, timeout=PATIENCE, context=self.context)
         except urllib.error.HTTPError as error:
             answer = error
         with answer:

@@ -241,6 +241,16 @@ TEST_F(RedfishTest, ChangesAreStreamed) {
   lost.receive();
   EXPECT_EQ(lost.next_event(), ": changes of alarms");
   EXPECT_EQ(event_in(lost.next_event()).at("Events").at(0).at("MessageId"), "Polaiga.1.0.LedgerReplaced");
+
+  // One who is ahead of the ledger, which was put back, learns that, too, and then gets what follows.
+  Connection ahead(address());
+  ahead.send(request + "Last-Event-ID: " + id.substr(0, id.rfind('-')) + "-99\r\n\r\n");
+  ahead.receive();
+  EXPECT_EQ(ahead.next_event(), ": changes of alarms");
+  EXPECT_EQ(event_in(ahead.next_event()).at("Events").at(0).at("MessageId"), "Polaiga.1.0.ChangesLost");
+  feed(engine::test::slow(3));
+  const std::string third = event_in(ahead.next_event()).at("Id");
+  EXPECT_EQ(third.substr(third.rfind('-')), "-3");
 }
 
 TEST_F(RedfishTest, WithoutALedgerItSaysSo) {

@@ -31,6 +31,9 @@ struct AlarmQuery {
 // limit and skip. Throws BadQuery for others, and for values that are not right.
 AlarmQuery read_alarm_query(const Target& target);
 
+// Of a change.
+inline constexpr std::int64_t kMostNumber = 1'000'000'000'000'000;
+
 // A whole number from 0 to `most`; nothing when the parameter is not there. Throws BadQuery.
 std::optional<std::int64_t> number_parameter(const Target& target, std::string_view name, std::int64_t most);
 

@@ -27,7 +27,6 @@ using engine::Severity;
 using engine::StoredAlarm;
 
 constexpr std::int64_t kMostRows = 1000;
-constexpr std::int64_t kMostNumber = 1'000'000'000'000'000;
 
 Response nothing_here() { return problem(404, "There is nothing at this address."); }
 

@@ -19,7 +19,6 @@ constexpr std::int64_t kMostChanges = 1000;
 constexpr std::int64_t kLongestWait = 60;  // seconds
 constexpr std::size_t kEventsAtOnce = 100;
 constexpr std::chrono::seconds kBetweenSigns{15};  // of life
-constexpr std::int64_t kMostNumber = 1'000'000'000'000'000;
 
 // How far somebody has followed.
 struct Position {

@@ -116,37 +116,46 @@ class Questions {
     std::vector<std::string> faults{"sys/rack-unit-1/fault-F0155"};
     ask([&] {
       for (const auto& alarm : reader.history("", 0)) {
-        tell(alarm_form(alarm, id));
+        tell(alarm_form(alarm, id, reader.profile()));
         for (const auto& step : alarm.steps) {
           if (faults.size() < kMostExplained) faults.push_back(step.fault_dn);
         }
       }
     });
     ask([&] {
-      for (const auto& row : reader.active({}, std::nullopt)) tell(active_row_form(row, id));
+      for (const auto& row : reader.active({}, std::nullopt)) tell(active_row_form(row, id, reader.profile()));
     });
     for (const Moment at : {kBegin, kBegin + 700, kLastMoment}) {
       ask([&] {
         for (const auto& row : reader.active({.under = "sys", .least = Severity::kWarning}, at)) {
-          tell(active_row_form(row, id));
+          tell(active_row_form(row, id, reader.profile()));
         }
       });
     }
     for (const std::string& fault : faults) {
       ask([&] {
-        for (const auto& alarm : reader.history(fault, 2)) tell(alarm_form(alarm, id));
+        for (const auto& alarm : reader.history(fault, 2)) tell(alarm_form(alarm, id, reader.profile()));
       });
       ask([&] {
-        if (const auto found = reader.explain(fault)) tell_explanation(*found, id);
+        if (const auto found = reader.explain(fault)) tell_explanation(*found, id, reader.profile());
       });
     }
+    ask([&] {
+      for (const auto& row : reader.overview().active) tell(active_row_form(row, id, reader.profile()));
+    });
+    ask([&] {
+      for (const auto& alarm : reader.history_before(30, 5)) tell(alarm_form(alarm, id, reader.profile()));
+    });
+    ask([&] {
+      if (const auto alarm = reader.alarm(3)) tell(alarm_form(*alarm, id, reader.profile()));
+    });
     ask([&] { tell_changes(reader.after({}, 20).changes, id); });
     ask([&] { tell_changes(reader.latest({.under = "sys/rack-unit-1"}, 3).changes, id); });
   }
 
-  void tell_explanation(const Explanation& found, const std::string& id) {
-    tell(fault_form(found.fault, id));
-    tell(alarm_form(found.alarm, id));
+  void tell_explanation(const Explanation& found, const std::string& id, const AlarmProfile& profile) {
+    tell(fault_form(found.fault, id, profile));
+    tell(alarm_form(found.alarm, id, profile));
     tell(stored_record_form(found.raise));
     tell(stored_record_form(found.shown));
     for (const auto& [report, record] : found.reports)
@@ -164,7 +173,8 @@ class Questions {
     // No digest covers a cursor, so nothing tells that one is gone; the publisher brings it again.
     ask([&] { feed.cursor("snmp"); });
     ask([&] {
-      for (const auto& row : feed.snapshot().active) tell(active_row_form(row, feed.ledger_id()));
+      const Snapshot snapshot = feed.snapshot();
+      for (const auto& row : snapshot.active) tell(active_row_form(row, snapshot.ledger_id, *snapshot.profile));
     });
     ask([&] {
       ChangeNumber number = 0;

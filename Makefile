@@ -1,9 +1,10 @@
 # The commands of the project. Each works from a bare clone and says what it does.
 
-.PHONY: help demo build test check proof arm abi bench packages lint format clean
+.PHONY: help demo live build test check proof arm abi bench packages lint format clean
 
 help:
 	@echo "make demo     build the program, replay a server's day and tell a night's story"
+	@echo "make live     run an engine with its page and a server's day at a thousand times its pace; Ctrl-C ends it"
 	@echo "make build    build the library and the program"
 	@echo "make test     build and run the tests of what the library and the program do"
 	@echo "make check    the same, and check formatting, documents, packages, ABI and instruction counts, and run cppcheck"
@@ -32,6 +33,13 @@ demo: build
 	@echo
 	@echo "== The story of a night: examples/night"
 	@examples/night build/release/bin/polaiga
+
+live:
+	@tools/setup live
+	@echo "== Building"
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release
+	@examples/live build/release/bin
 
 build:
 	@tools/setup demo

@@ -1,35 +1,9 @@
 #include "access/login_page.h"
 
 #include "access/names.h"
-#include "base/printable.h"
+#include "http/html_text.h"
 
 namespace polaiga::web {
-
-std::string html_text(std::string_view text) {
-  std::string html;
-  for (const char c : engine::printable(text)) {
-    switch (c) {
-      case '&':
-        html += "&amp;";
-        break;
-      case '<':
-        html += "&lt;";
-        break;
-      case '>':
-        html += "&gt;";
-        break;
-      case '"':
-        html += "&quot;";
-        break;
-      case '\'':
-        html += "&#39;";
-        break;
-      default:
-        html += c;
-    }
-  }
-  return html;
-}
 
 // Without a referrer, browsers hide the origin of a form that is sent (see origin.h), so the page asks for one.
 std::string login_page(const LoginPage& page) {
@@ -47,17 +21,17 @@ std::string login_page(const LoginPage& page) {
 <main>
 <h1>polaiga</h1>
 )";
-  if (!page.problem.empty()) html += R"(<p class="problem" role="alert">)" + html_text(page.problem) + "</p>\n";
+  if (!page.problem.empty()) html += R"(<p class="problem" role="alert">)" + escaped(page.problem) + "</p>\n";
   html += R"(<form method="post" action="/login">
 <label for="name">Name</label>
 <input id="name" name="name" type="text" autocomplete="username" autocapitalize="none" spellcheck="false" required maxlength=")" +
-          std::to_string(kLongestUserName) + "\" value=\"" + html_text(page.name) + "\"" +
+          std::to_string(kLongestUserName) + "\" value=\"" + escaped(page.name) + "\"" +
           (page.name.empty() ? " autofocus" : "") + R"(>
 <label for="password">Password</label>
 <input id="password" name="password" type="password" autocomplete="current-password" required maxlength=")" +
           std::to_string(kLongestPassword) + "\"" + (page.name.empty() ? "" : " autofocus") + R"(>
 <input type="hidden" name="next" value=")" +
-          html_text(page.next) + R"(">
+          escaped(page.next) + R"(">
 <button type="submit">Log in</button>
 </form>
 </main>

@@ -17,7 +17,4 @@ std::string login_page(const LoginPage& page);
 // Its style sheet, which is served at /login.css.
 std::string_view login_style();
 
-// Writes a text so that it can stand in HTML, between tags and in an attribute's quotes.
-std::string html_text(std::string_view text);
-
 }  // namespace polaiga::web

@@ -6,8 +6,6 @@ namespace polaiga::web {
 namespace {
 
 TEST(LoginPageTest, TextIsNeverMarkup) {
-  EXPECT_EQ(html_text(R"(<b a="1" c='2'>&)"), "&lt;b a=&quot;1&quot; c=&#39;2&#39;&gt;&amp;");
-  EXPECT_EQ(html_text("a\nb\xE2\x80\xAE\xFF"), "a?b??");
   const std::string hostile = "\"><script>alert(1)</script>";
   const std::string page = login_page({.name = hostile, .next = hostile, .problem = hostile});
   EXPECT_EQ(page.find("<script"), std::string::npos);

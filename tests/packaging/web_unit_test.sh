@@ -97,6 +97,6 @@ ready "$work/web" $!
 ask() { curl --silent --show-error --max-time 60 --unix-socket "$work/http.sock" "$@"; }
 answer=$(ask --user 'anna:a long password' --json '{"do":"maintain","dn":"sys/rack-unit-1","comment":"swap","for":600}' http://localhost/api/v1/actions)
 [[ $answer == *'"changes":1'* ]] || fail "the action was answered with $answer"
-answer=$(ask http://localhost/api/v1/maintenance)
+answer=$("$program" maintenance --json --ledger "$work/ledger.db")
 [[ $answer == *'"anna"'* ]] || fail "the ledger does not know who acted: $answer"
 echo "web unit: passed"

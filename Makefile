@@ -98,8 +98,9 @@ bench:
 	@echo "== Timing the engine and its ledger; takes some minutes"
 	@build/check/bench/engine_bench
 
-packages: build
+packages:
 	@tools/setup proof
+	@$(MAKE) --no-print-directory build
 	@tools/sysroot build/sysroot
 	@echo "== Building for the controller"
 	@cmake -S . -B build/armhf -G Ninja -DCMAKE_BUILD_TYPE=Release --toolchain cmake/arm-linux-gnueabihf.cmake \

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "base/printable.h"
+#include "commands/external_command.h"
 #include "commands/options.h"
 
 namespace polaiga::engine {
@@ -36,6 +37,15 @@ Names options_of(const CLI::App& command) {
     if (!option->get_positional()) names.push_back(option->get_name());
   }
   return names;
+}
+
+// As in "the commands are run, tail".
+std::string commands_and_programs(const CLI::App& program) {
+  std::string text = "the commands are " + listed(commands_of(program));
+  if (const Names programs = external_commands(program); !programs.empty()) {
+    text += ", and as programs of their own " + listed(programs);
+  }
+  return text;
 }
 
 // As in "polaiga explain FAULT_DN".
@@ -84,7 +94,7 @@ std::string complaint_about_extra(const CLI::App& program, const CLI::App* comma
   if (command == nullptr) {
     if (is_option)
       return "there is no option " + in_quotes(argument) + "; give a command first: " + listed(commands_of(program));
-    return "there is no command " + in_quotes(argument) + "; the commands are " + listed(commands_of(program));
+    return "there is no command " + in_quotes(argument) + "; " + commands_and_programs(program);
   }
   if (is_option)
     return "there is no option " + in_quotes(argument) + "; the options are " + listed(options_of(*command));
@@ -131,7 +141,7 @@ std::optional<std::string> complaint_about_counts(const CLI::App& command) {
 std::string complaint_about(const CLI::App& program, const CLI::App* command, std::string_view last,
                             const CLI::ParseError& error) {
   if (const auto extra = complaint_about_extras(program, command)) return *extra;
-  if (command == nullptr) return "a command is missing; the commands are " + listed(commands_of(program));
+  if (command == nullptr) return "a command is missing; " + commands_and_programs(program);
   if (const auto wrong = complaint_about_counts(*command)) return *wrong;
   const CLI::Option* const option = command->get_option_no_throw(std::string(last));
   if (option != nullptr && !is_switch(*option)) {

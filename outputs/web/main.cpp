@@ -20,6 +20,7 @@
 #include "base/signals.h"
 #include "base/unblocked_output.h"
 #include "control/control_client.h"
+#include "daemon/service_manager.h"
 #include "http/server.h"
 #include "metrics/metrics.h"
 #include "page/page.h"
@@ -135,15 +136,25 @@ int serve(const Options& options) {
     redfish.wake();
   });
   engine.on_change([&server] { server.wake(); });
-  say(Priority::kInfo, "ready: " + listener.address().text(identity.has_value()));
+  const std::string place = listener.address().text(identity.has_value());
+  say(Priority::kInfo, "ready: " + place);
+  polaiga::engine::ServiceManager manager(clock);
+  manager.ready(place);
   pollfd waiting{.fd = signals.fd(), .events = POLLIN, .revents = 0};
   for (bool is_over = false; !is_over;) {
-    ::poll(&waiting, 1, -1);
+    const auto until_tick = manager.until_tick();
+    ::poll(&waiting, 1, until_tick ? static_cast<int>(until_tick->count()) : -1);
+    manager.tick();
     while (const auto signal = signals.take()) {
-      if (*signal == SIGHUP) gate.reload();
+      if (*signal == SIGHUP) {
+        manager.reloading();
+        gate.reload();
+        manager.ready(place);
+      }
       is_over = is_over || *signal != SIGHUP;
     }
   }
+  manager.stopping();
   live.on_change({});
   engine.on_change({});
   waking.set({});
@@ -186,6 +197,7 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   if (argc > 1 && std::string_view(argv[1]) == "passwd") return passwd_command(argc - 1, argv + 1);
   CLI::App program("Shows the alarms of an engine to browsers and programs", "polaiga-web");
+  program.set_version_flag("--version", "polaiga-web " POLAIGA_VERSION);
   Options options;
   program.add_option("--ledger", options.ledger, "Ledger of the engine")->required()->envname("POLAIGA_LEDGER");
   program.add_option("--control", options.control, "Control socket of the engine")->envname("POLAIGA_CONTROL");

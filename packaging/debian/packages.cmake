@@ -1,5 +1,5 @@
-# cpack makes libpolaiga1, libpolaiga-dev and polaiga, for the architecture that
-# was built for.
+# cpack makes libpolaiga1, libpolaiga-dev, polaiga and polaiga-web, for the
+# architecture that was built for.
 set(POLAIGA_MAINTAINER "polaiga maintainers <polaiga@localhost>" CACHE STRING "Who stands in the packages as maintainer")
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME polaiga)
@@ -9,6 +9,9 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL library development)
 if(TARGET polaiga_program)
   list(APPEND CPACK_COMPONENTS_ALL program)
+endif()
+if(TARGET polaiga_web_program)
+  list(APPEND CPACK_COMPONENTS_ALL web)
 endif()
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -38,6 +41,13 @@ set(CPACK_COMPONENT_PROGRAM_DESCRIPTION
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_CONTROL_EXTRA
   ${CMAKE_CURRENT_SOURCE_DIR}/debian/postinst ${CMAKE_CURRENT_SOURCE_DIR}/debian/prerm
   ${CMAKE_CURRENT_SOURCE_DIR}/debian/postrm)
+set(CPACK_DEBIAN_WEB_PACKAGE_NAME polaiga-web)
+set(CPACK_DEBIAN_WEB_PACKAGE_SECTION admin)
+set(CPACK_COMPONENT_WEB_DESCRIPTION
+  "web server of the fault engine\nA page that shows alarms as they come, and the same for programs: an API, RESTCONF,\nRedfish and metrics for Prometheus with alert rules and a dashboard.")
+set(CPACK_DEBIAN_WEB_PACKAGE_CONTROL_EXTRA
+  ${CMAKE_CURRENT_SOURCE_DIR}/debian/web/postinst ${CMAKE_CURRENT_SOURCE_DIR}/debian/web/prerm
+  ${CMAKE_CURRENT_SOURCE_DIR}/debian/web/postrm)
 
 # Who links to the library depends on its package, and the loader's cache knows it.
 set(debian_control ${CMAKE_CURRENT_BINARY_DIR}/debian)

@@ -2,7 +2,7 @@
 # Makes the Debian packages of a build and installs them in a root of their own,
 # where the program must run: debian_test.sh SOURCE BUILD CPACK [EMULATOR...]
 # With an emulator the packages are only unpacked, since they are not this machine's,
-# and there is no program where its libraries were not there to build it.
+# and there is no program where its libraries were not there to build it; nor is there a web server.
 set -euo pipefail
 source=$1 build=$2 cpack=$3 emulator=("${@:4}")
 work=$(mktemp -d)
@@ -24,7 +24,8 @@ cached() { sed -n "s/^$1:[A-Z]*=//p" "$build/CMakeCache.txt"; }
 sysroot=$(cached POLAIGA_SYSROOT)
 packages=(libpolaiga1 libpolaiga-dev)
 if [ ${#emulator[@]} -eq 0 ] || [ -n "$sysroot" ]; then packages+=(polaiga); fi
-has_program() { [[ " ${packages[*]} " == *' polaiga '* ]]; }
+if [ -x "$build/bin/polaiga-web" ]; then packages+=(polaiga-web); fi
+has() { [[ " ${packages[*]} " == *" $1 "* ]]; }
 [ "$(find "$work" -maxdepth 1 -name '*.deb' | wc -l)" -eq ${#packages[@]} ] || fail "there are other packages: $(ls "$work")"
 files=()
 for package in "${packages[@]}"; do
@@ -33,12 +34,20 @@ for package in "${packages[@]}"; do
   files+=("$file")
   [ "$(dpkg-deb -f "$file" Architecture)" = "$architecture" ] || fail "$package: $(dpkg-deb -f "$file" Architecture)"
 done
+names_of() { tr ',' '\n' | awk '{print $1}' | LC_ALL=C sort | xargs; }
 depends() { dpkg-deb -f "$work/$1_${version}_$architecture.deb" Depends; }
 [[ $(depends libpolaiga1) =~ ^libc6\ \(\>=\ [0-9.]+\)$ ]] || fail "libpolaiga1 depends on $(depends libpolaiga1)"
 [ "$(depends libpolaiga-dev)" = "libpolaiga1 (= $version)" ] || fail "libpolaiga-dev depends on $(depends libpolaiga-dev)"
-if has_program; then
-  names=$(depends polaiga | tr ',' '\n' | awk '{print $1}' | LC_ALL=C sort | xargs)
+needed=(libc6 libgcc-s1 libnettle8 libsimdjson14 libsqlite3-0 libstdc++6 libsystemd0 zlib1g)
+if has polaiga; then
+  names=$(depends polaiga | names_of)
   [ "$names" = 'libc6 libgcc-s1 libnettle8 libpolaiga1 libsimdjson14 libsqlite3-0 libstdc++6 libsystemd0 zlib1g' ] || fail "polaiga depends on $names"
+fi
+if has polaiga-web; then
+  names=$(depends polaiga-web | names_of)
+  [ "$names" = 'libc6 libcrypt1 libcurl4 libgcc-s1 libgnutls30 libmicrohttpd12 libnettle8 libpolaiga1 libprometheus-cpp-core1.0 libsimdjson14 libsqlite3-0 libstdc++6 libsystemd0 polaiga zlib1g' ] || fail "polaiga-web depends on $names"
+  [[ $(depends polaiga-web) == *"polaiga (= $version)"* ]] || fail "polaiga-web depends on $(depends polaiga-web)"
+  needed+=(libcrypt1 libcurl4 libgnutls30 libmicrohttpd12 libprometheus-cpp-core1.0)
 fi
 
 if [ ${#emulator[@]} -gt 0 ]; then
@@ -46,16 +55,21 @@ if [ ${#emulator[@]} -gt 0 ]; then
 else
   # dpkg is told of the packages that these depend on, as they are on this machine.
   mkdir -p "$root"/etc "$root"/var/lib/dpkg/{info,updates,triggers}
-  dpkg-query -s libc6 libgcc-s1 libnettle8 libsimdjson14 libsqlite3-0 libstdc++6 libsystemd0 zlib1g >"$root/var/lib/dpkg/status"
+  dpkg-query -s "${needed[@]}" >"$root/var/lib/dpkg/status"
   as_root=()
   [ "$(id -u)" -eq 0 ] || as_root=(unshare --map-root-user)
-  "${as_root[@]}" dpkg --root="$root" --force-script-chrootless --log="$work/dpkg.log" -i "${files[@]}" >"$work/log" 2>&1 ||
-    { cat "$work/log"; exit 1; }
+  dpkg_in_root() {
+    "${as_root[@]}" dpkg --root="$root" --force-script-chrootless --log="$work/dpkg.log" "$@" >"$work/log" 2>&1 ||
+      { cat "$work/log"; exit 1; }
+  }
+  dpkg_in_root -i "${files[@]}"
   for package in "${packages[@]}"; do
     status=$(dpkg-query --admindir="$root/var/lib/dpkg" -W -f '${db:Status-Status}' "$package")
     [ "$status" = installed ] || fail "$package is $status"
   done
-  grep -q '^polaiga:' "$root/etc/passwd" || fail "the user of the service was not made"
+  for user in polaiga polaiga-web; do
+    ! has $user || grep -q "^$user:" "$root/etc/passwd" || fail "the user $user of the service was not made"
+  done
 fi
 
 # What belongs to every package, and how it lies there.
@@ -65,7 +79,7 @@ for file in "${files[@]}"; do
   for document in copyright changelog.gz; do
     grep -q " ./usr/share/doc/$package/$document\$" <<<"$listing" || fail "$package has no $document"
   done
-  wrong=$(awk '$1 !~ /^(drwxr-xr-x|-rw-r--r--|lrwxrwxrwx)$/ && $6 != "./usr/bin/polaiga" || $2 != "root/root"' <<<"$listing")
+  wrong=$(awk '$1 !~ /^(drwxr-xr-x|-rw-r--r--|lrwxrwxrwx)$/ && $6 !~ "^./usr/bin/polaiga(-web)?$" || $2 != "root/root"' <<<"$listing")
   [ -z "$wrong" ] || fail "$package: modes or owners: $wrong"
 done
 gzip -t "$root"/usr/share/man/man3/libpolaiga.3.gz
@@ -77,22 +91,27 @@ dpkg-deb --ctrl-tarfile "${files[0]}" | tar -xO ./triggers | grep -qx 'activate-
 libraries=$root/usr/lib/$triplet
 [ "$(readlink "$libraries/libpolaiga.so")" = libpolaiga.so.1 ] || fail "libpolaiga.so is no link to libpolaiga.so.1"
 binaries=("$libraries/libpolaiga.so.1")
-if has_program; then binaries+=("$root/usr/bin/polaiga"); fi
+for name in polaiga polaiga-web; do if has $name; then binaries+=("$root/usr/bin/$name"); fi; done
 for binary in "${binaries[@]}"; do
   [[ $(readelf -h "$binary") =~ Machine:\ +${machine:-.} ]] || fail "$binary is for another machine"
   ! readelf -S "$binary" | grep -q '\.symtab' || fail "$binary is not stripped"
   ! readelf -d "$binary" | grep -Eq 'R(UN)?PATH' || fail "$binary looks for libraries in a place of its own"
 done
 
-if ! has_program; then
+if ! has polaiga; then
   echo "debian: passed ($architecture, without the program)"
   exit 0
 fi
 gzip -t "$root"/usr/share/man/man1/polaiga.1.gz
 [ -x "$root/usr/bin/polaiga" ] || fail "the program is not executable"
-grep -q '^ExecStart=/usr/bin/polaiga run ' "$root/usr/lib/systemd/system/polaiga.service" || fail "the service runs another program"
-for script in postinst prerm postrm; do
-  dpkg-deb --ctrl-tarfile "${files[2]}" | tar -xO "./$script" | sh -n || fail "polaiga: $script"
+units=$root/usr/lib/systemd/system
+grep -q '^ExecStart=/usr/bin/polaiga run ' "$units/polaiga.service" || fail "the service runs another program"
+grep -qxF "Environment=\"POLAIGA_OPTIONS=$(cached POLAIGA_UNIT_OPTIONS)\"" "$units/polaiga.service" ||
+  fail "the service has other options: $(grep POLAIGA_OPTIONS= "$units/polaiga.service")"
+for file in "${files[@]:2}"; do
+  for script in postinst prerm postrm; do
+    dpkg-deb --ctrl-tarfile "$file" | tar -xO "./$script" | sh -n || fail "$file: $script"
+  done
 done
 
 if [ ${#emulator[@]} -gt 0 ]; then
@@ -111,4 +130,34 @@ grep -q '^550 events: 171 raised, 40 refreshed, 0 partly cleared, 119 cleared, 4
 [ "$(tail -n 1 "$work/answers")" = '{"seq":550}' ] || { tail -n 3 "$work/answers"; fail "the engine answers otherwise"; }
 codes=$("${run[@]}" active --ledger "$work/ledger.db" | grep -o ' F[0-9]* ' | xargs)
 [ "$codes" = 'F0424 F0371 F0184 F0395' ] || fail "active are $codes"
+
+if ! has polaiga-web; then
+  echo "debian: passed ($architecture, without the web server)"
+  exit 0
+fi
+gzip -t "$root"/usr/share/man/man1/polaiga-web.1.gz
+grep -q '^  exec /usr/bin/polaiga-web ' "$units/polaiga-web.service" || fail "the service of the web server runs another program"
+for file in lib/systemd/system/polaiga.service.d/polaiga-web.conf lib/sysusers.d/polaiga-web.conf share/doc/polaiga/web.md \
+  share/doc/polaiga/page.png share/polaiga/prometheus/polaiga.rules.yml share/polaiga/prometheus/polaiga-dashboard.json \
+  share/bash-completion/completions/polaiga-web; do
+  [ -f "$root/usr/$file" ] || fail "polaiga-web has no $file"
+done
+web=("${run[@]/%\/polaiga/\/polaiga-web}")
+[ "$("${web[@]}" --version)" = "polaiga-web $version" ] || fail "another web server runs"
+"${web[@]}" --help >"$work/log" || fail "the web server does not run"
+printf 'a long password\n' | "${web[@]}" passwd --users "$work/users" anna >"$work/log" || fail "passwd does not run"
+if [ ${#emulator[@]} -eq 0 ]; then
+  [ "$("${run[@]}" web --version)" = "polaiga-web $version" ] || fail "polaiga does not find the web server"
+  # It goes without a trace: its state stays until it is purged, and the ledger in any case.
+  mkdir -p "$root"/var/lib/polaiga{,-web}
+  : >"$root/var/lib/polaiga-web/users"
+  : >"$root/var/lib/polaiga/ledger.db"
+  dpkg_in_root --remove polaiga-web
+  [ -f "$root/var/lib/polaiga-web/users" ] || fail "the removed web server took its users away"
+  dpkg_in_root --purge polaiga-web
+  left=$(find "$root" -path "$root/var/lib/dpkg" -prune -o -name '*polaiga-web*' -print)
+  [ -z "$left" ] || fail "the purged web server left $left"
+  [ -f "$root/var/lib/polaiga/ledger.db" ] || fail "the purged web server took the ledger away"
+  "${run[@]}" --version >"$work/log" || fail "the engine does not run without the web server"
+fi
 echo "debian: passed ($architecture)"

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Every document tells the project's version, and the manual and the completion
-# tell the program's options: documents_test.sh SOURCE PROGRAM
+# tell the programs' options: documents_test.sh SOURCE PROGRAM [WEB]
+# Without WEB, the program polaiga-web, nothing of it is compared but the form of its manual.
 set -euo pipefail
-source=$1 program=$2
+source=$1 program=$2 web=${3:-}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 failed=0
@@ -45,13 +46,22 @@ complete_words() {
   _polaiga
   printf '%s\n' "${COMPREPLY[@]}" | LC_ALL=C sort
 }
-options_of() { "$program" "$@" --help | grep -Eo '^ +(-[a-z], ?)?--[a-z0-9-]+' | grep -o -- '--[a-z0-9-]*' | LC_ALL=C sort; }
+options_in_help() { grep -Eo '^ +(-[a-z], ?)?--[a-z0-9-]+' | grep -o -- '--[a-z0-9-]*' | LC_ALL=C sort; }
+options_of() { "$program" "$@" --help | options_in_help; }
+options_in_manual() { grep -o 'Fl Fl [a-z0-9-]*' | sed 's/Fl Fl /--/' | LC_ALL=C sort; }
 # The options of a command in the synopsis of the manual.
 synopsis_of() {
-  sed -n "/^\.Sh SYNOPSIS/,/^\.Sh DESCRIPTION/{/^\.Cm $1\$/,/^\.\(Nm\|Sh\)/p}" "$source/packaging/man/polaiga.1" |
-    grep -o 'Fl Fl [a-z0-9-]*' | sed 's/Fl Fl /--/' | LC_ALL=C sort
+  sed -n "/^\.Sh SYNOPSIS/,/^\.Sh DESCRIPTION/{/^\.Cm $1\$/,/^\.\(Nm\|Sh\)/p}" "$source/packaging/man/polaiga.1" | options_in_manual
 }
-same "words of polaiga" "$(complete_words '' | xargs)" "$({ options_of; xargs -n 1 <<<"$commands"; } | LC_ALL=C sort | xargs)"
+# Programs of their own are completed where PATH has them. The names of others are not.
+mkdir "$work/path"
+for name in sed sort tr; do ln -s "$(command -v $name)" "$work/path/$name"; done
+for name in polaiga polaiga-hello 'polaiga-no name' 'polaiga-$(name)'; do
+  printf '#!/bin/sh\n' >"$work/path/$name"
+  chmod 755 "$work/path/$name"
+done
+same "words of polaiga" "$( (PATH=$work/path; COMP_WORDS=(polaiga '') COMP_CWORD=1; _polaiga; printf '%s\n' "${COMPREPLY[@]}") | LC_ALL=C sort | xargs)" \
+  "$({ options_of; xargs -n 1 <<<"$commands hello"; } | LC_ALL=C sort | xargs)"
 for command in $commands; do
   options=$(options_of "$command")
   same "options of $command" "$(complete_words "$command" - | xargs)" "$(xargs <<<"$options")"
@@ -65,13 +75,60 @@ done
 same 'commands of polaiga.1' "$(sed -n '/^\.Sh SYNOPSIS/,/^\.Sh DESCRIPTION/s/^\.Cm //p' "$source/packaging/man/polaiga.1" | LC_ALL=C sort | xargs)" \
   "$(xargs -n 1 <<<"$commands" | LC_ALL=C sort | xargs)"
 
+# The same of the web server and its passwd. Its document tells of every option.
+documents=(README.md docs/alarms.md docs/engine.md docs/events.md docs/design.md docs/footprint.md)
+if [ -n "$web" ]; then
+  documents+=(docs/web.md)
+  manual=$source/packaging/man/polaiga-web.1
+  same 'polaiga web --help' "$("$program" web --help)" "$("$web" --help)"
+  source "$source/packaging/bash-completion/polaiga-web"
+  complete_web() {
+    COMP_WORDS=(polaiga-web "$@") COMP_CWORD=$# COMPREPLY=()
+    _polaiga_web
+    printf '%s\n' "${COMPREPLY[@]}" | LC_ALL=C sort
+  }
+  web_options=$("$web" --help | options_in_help)
+  passwd_options=$("$web" passwd --help | options_in_help)
+  same 'words of polaiga-web' "$(complete_web '' | xargs)" "$({ echo "$web_options"; echo passwd; } | LC_ALL=C sort | xargs)"
+  same 'options of polaiga-web' "$(complete_web --listen 127.0.0.1:0 - | xargs)" "$(xargs <<<"$web_options")"
+  same 'options of polaiga-web passwd' "$(complete_web passwd - | xargs)" "$(xargs <<<"$passwd_options")"
+  same 'options of polaiga web passwd' "$(complete_words web passwd - | xargs)" "$(xargs <<<"$passwd_options")"
+  same 'words of polaiga web' "$(complete_words web '' | xargs)" "$(complete_web '' | xargs)"
+  same 'a name for passwd' "$(complete_web passwd '')" ''
+  same '--role' "$(complete_web passwd --role '' | xargs)" 'operator viewer'
+  same '--role=' "$(complete_web passwd --role = | xargs)" 'operator viewer'
+  same '--proxy-user' "$(complete_web --proxy-user roo)" root
+  same '--operators-group' "$(complete_web --operators-group roo)" root
+  same '--listen' "$(complete_web --listen u)" unix:
+  same '--users' "$(complete_web passwd --users "$source/packag")" "$source/packaging"
+  for option in $web_options $passwd_options; do
+    grep -Eq "^\.It Fl Fl ${option#--}( |\$)" "$manual" || { echo "polaiga-web.1 does not tell of $option"; failed=1; }
+    [[ $option =~ ^--(help|version)$ ]] || grep -q -- "$option\>" "$source/docs/web.md" || { echo "docs/web.md does not tell of $option"; failed=1; }
+  done
+  synopsis=$(sed -n '/^\.Sh SYNOPSIS/,/^\.Sh DESCRIPTION/p' "$manual")
+  same 'synopsis of polaiga-web' "$(sed '/^\.Cm passwd/,/^\.Nm/d' <<<"$synopsis" | options_in_manual | xargs)" "$(xargs <<<"$web_options")"
+  same 'synopsis of polaiga-web passwd' \
+    "$({ sed -n '/^\.Cm passwd/,/^\.Nm/p' <<<"$synopsis" | options_in_manual; echo --help; } | LC_ALL=C sort | xargs)" "$(xargs <<<"$passwd_options")"
+  # What the manual tells of is there.
+  same 'options of polaiga-web.1' "$(sed -n 's/^\.It Fl Fl \([a-z0-9-]*\).*/--\1/p' "$manual" | LC_ALL=C sort -u | xargs)" \
+    "$({ echo "$web_options"; echo "$passwd_options"; } | LC_ALL=C sort -u | xargs)"
+  for place in /etc/default/polaiga-web POLAIGA_WEB_LISTEN POLAIGA_WEB_OPTIONS 127.0.0.1:8080; do
+    for document in packaging/man/polaiga-web.1 packaging/systemd/polaiga-web.service.in docs/web.md; do
+      grep -qF "$place" "$source/$document" || { echo "$document does not tell of $place"; failed=1; }
+    done
+  done
+fi
+
 # Options and files that the documents name are there.
-for command in '' $commands; do options_of $command; done | LC_ALL=C sort -u >"$work/options"
-for document in README.md docs/alarms.md docs/engine.md docs/events.md docs/design.md docs/footprint.md; do
+{
+  for command in '' $commands; do options_of $command; done
+  printf '%s\n' ${web_options:-} ${passwd_options:-}
+} | LC_ALL=C sort -u >"$work/options"
+for document in "${documents[@]}"; do
   for option in $(grep -o '`--[a-z0-9-]*' "$source/$document" | tr -d '`'); do
     grep -qx -- "$option" "$work/options" || { echo "$document names $option"; failed=1; }
   done
-  for link in $(grep -o '](\([^)#]*\))' "$source/$document" | sed 's/^](//; s/)$//'); do
+  for link in $(grep -o '](\([^)#]*\))' "$source/$document" | sed 's/^](//; s/)$//' | grep -v '^https://'); do
     [ -e "$source/$(dirname "$document")/$link" ] || { echo "$document names $link"; failed=1; }
   done
 done

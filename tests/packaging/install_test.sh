@@ -1,23 +1,32 @@
 #!/usr/bin/env bash
 # Installs the tree in a directory of its own, moves that elsewhere, and builds
-# consumers with CMake and pkg-config: install_test.sh SOURCE BUILD LIBDIR CMAKE COMPILER
+# consumers with CMake and pkg-config: install_test.sh SOURCE BUILD LIBDIR CMAKE COMPILER [WEB]
+# WEB is the program polaiga-web, where it was built.
 set -euo pipefail
-source=$1 build=$2 libdir=$3 cmake=$4 compiler=$5
+source=$1 build=$2 libdir=$3 cmake=$4 compiler=$5 web=${6:-}
 here=$(dirname "$0")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 DESTDIR='' "$cmake" --install "$build" --prefix "$work/installed" >/dev/null
-# The service runs the program where it was installed.
-unit=$work/installed/lib/systemd/system/polaiga.service
-grep -q "^ExecStart=$work/installed/bin/polaiga run " "$unit" || { grep ^ExecStart= "$unit"; exit 1; }
+# Each service runs its program where it was installed.
+runs() {
+  local unit=$work/installed/lib/systemd/system/$1
+  grep -q "$2" "$unit" || { grep -A 5 ^ExecStart= "$unit"; exit 1; }
+}
+runs polaiga.service "^ExecStart=$work/installed/bin/polaiga run "
+if [ -n "$web" ]; then runs polaiga-web.service "^  exec $work/installed/bin/polaiga-web "; fi
 mv "$work/installed" "$work/moved elsewhere"
 prefix="$work/moved elsewhere"
 
-# Everything, and nothing else. All documents of docs/ come along.
+# Everything, and nothing else. All documents of docs/ come along, those of the web server with it alone.
 {
   sed "s|@LIBDIR@|$libdir|" "$here/installed.txt"
-  (cd "$source/docs" && find . -type f -printf 'share/doc/polaiga/%P\n')
+  (cd "$source/docs" && find . -type f ! -name web.md ! -name page.png -printf 'share/doc/polaiga/%P\n')
+  if [ -n "$web" ]; then
+    cat "$here/installed_web.txt"
+    printf 'share/doc/polaiga/%s\n' web.md page.png
+  fi
 } | LC_ALL=C sort >"$work/expected"
 (cd "$prefix" && find . \( -type f -o -type l \) -printf '%P\n') | LC_ALL=C sort |
   sed 's/polaigaTargets-[a-z]*\.cmake/polaigaTargets-CONFIG.cmake/' >"$work/found"
@@ -52,4 +61,9 @@ check pkg-config "$(LD_LIBRARY_PATH="$prefix/$libdir" "$work/with_pkg_config")"
 env -u LD_LIBRARY_PATH "$prefix/bin/polaiga" replay "$prefix/share/doc/polaiga/examples/day.jsonl" >"$work/log" ||
   { echo "the installed program does not run"; exit 1; }
 grep -q '^550 events:' "$work/log" || { tail -n 3 "$work/log"; exit 1; }
+if [ -n "$web" ]; then
+  # So does the web server, also as a command of the program.
+  [ "$(env -u LD_LIBRARY_PATH "$prefix/bin/polaiga" web --version)" = "polaiga-web $version" ] ||
+    { echo "the installed web server does not run"; exit 1; }
+fi
 echo "install: passed"

@@ -4,7 +4,7 @@ set -euo pipefail
 source=$1 program=$2
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-fail() { echo "$*"; exit 1; }
+source "$(dirname "$0")/unit.sh"
 
 directory=$(dirname "$program")
 unit=$work/polaiga.service
@@ -12,32 +12,16 @@ unit=$work/polaiga.service
 options=$(sed -n 's/^    set(unit_options "\(.*\)")$/\1/p' "$source/packaging/CMakeLists.txt")
 [ -n "$options" ] || fail "packaging/CMakeLists.txt has no options for the unit of controllers"
 sed -e "s|@bindir@|$directory|" -e "s|@unit_options@|$options|" "$source/packaging/systemd/polaiga.service.in" >"$unit"
-! grep -n '@' "$unit" | grep -v '@system-service\|@privileged' || fail "the unit has places that nothing fills"
-
-verify() { systemd-analyze verify --man=no --generators=no --recursive-errors=no "$1" 2>&1; }
-complaints=$(verify "$unit") || fail "systemd-analyze verify: $complaints"
-[ -z "$complaints" ] || fail "systemd-analyze verify: $complaints"
-# A unit that is wrong would be noticed.
-sed 's/^PrivateNetwork=yes/PrivateNetworks=yes/' "$unit" >"$work/wrong.service"
-[[ $(verify "$work/wrong.service" || true) == *PrivateNetworks* ]] || fail "systemd-analyze verify does not see a wrong unit"
+verify_unit "$unit" PrivateNetwork=yes
 
 # What the service could do is this, and nothing else that systemd knows of: it lives in the system's own
 # root, talks over local sockets, lets the group read, may read the clock, sees which users connect, and
 # gives its control socket to a group of which it is a member.
 may='DeviceAllow PrivateUsers RestrictAddressFamilies_AF_UNIX RootDirectoryOrRootImage SupplementaryGroups SystemCallFilter_privileged UMask'
-open_to() {
-  systemd-analyze security --offline=yes --no-pager --json=short "$1" |
-    python3 -c 'import json, sys; print(*sorted(e["json_field"] for e in json.load(sys.stdin) if e["exposure"] not in (None, "0.0")))'
-}
-[ "$(open_to "$unit")" = "$may" ] || fail "the service may: $(open_to "$unit")"
-# A line less would be noticed.
-sed '/^RestrictNamespaces=/d' "$unit" >"$work/open.service"
-[ "$(open_to "$work/open.service")" != "$may" ] || fail "systemd-analyze security does not see an open service"
+locked_in "$unit" "$may"
 
 # What systemd does not weigh.
-while read -r line; do
-  grep -qxF "$line" "$unit" || fail "the unit has no line $line"
-done <<'END'
+has_lines "$unit" <<'END'
 StartLimitIntervalSec=0
 Type=notify
 EnvironmentFile=-/etc/default/polaiga

@@ -30,9 +30,12 @@ grep -q '^option(POLAIGA_TIME64 .* ON)$' "$source/CMakeLists.txt" || fail "the b
 for asked in 'find_package(CLI11 ' 'find_package(nlohmann_json ' 'find_package(simdjson ' 'find_package(SQLite3 ' 'find_package(ZLIB ' 'pkg_check_modules(NETTLE QUIET IMPORTED_TARGET nettle)' 'pkg_check_modules(SYSTEMD QUIET IMPORTED_TARGET libsystemd)'; do
   grep -qF "$asked" "$source/CMakeLists.txt" || fail "the build does not ask with $asked"
 done
+# The web server is left out by an option that the build knows.
+[[ " $(value EXTRA_OECMAKE) " == *' -DPOLAIGA_WEB=OFF '* ]] || fail "EXTRA_OECMAKE: $(value EXTRA_OECMAKE), without POLAIGA_WEB=OFF"
+grep -q '^option(POLAIGA_WEB ' "$source/CMakeLists.txt" || fail "the build knows no POLAIGA_WEB"
 # The unit goes where the system keeps its units, and its user is made.
 value EXTRA_OECMAKE | grep -q -- '-DPOLAIGA_UNIT_DIR=${systemd_system_unitdir}$' || fail "EXTRA_OECMAKE: $(value EXTRA_OECMAKE)"
-grep -q '^  set(POLAIGA_UNIT_DIR ' "$source/packaging/CMakeLists.txt" || fail "the build knows no POLAIGA_UNIT_DIR"
+grep -q '^set(POLAIGA_UNIT_DIR ' "$source/packaging/CMakeLists.txt" || fail "the build knows no POLAIGA_UNIT_DIR"
 user=$(sed -n 's/^User=//p' "$source/packaging/systemd/polaiga.service.in")
 grep -q "^USERADD_PARAM:\${PN} = \".* $user\"\$" "$recipe" || fail "the recipe does not make the user $user"
 group=$(sed -n 's/^SupplementaryGroups=//p' "$source/packaging/systemd/polaiga.service.in")

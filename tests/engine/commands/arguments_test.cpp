@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <map>
 #include <regex>
 #include <set>
@@ -17,6 +18,10 @@ const std::string kCommands =
     "replay, run, active, history, explain, tail, stats, missed, ack, unack, close, comment, shelve, unshelve, "
     "maintain, "
     "maintenance, verify, catalog, diff";
+
+// The programs that were built beside this one are told, too.
+const std::string kPrograms =
+    std::filesystem::exists(std::string(POLAIGA_PROGRAM) + "-web") ? ", and as programs of their own web" : "";
 
 class Arguments : public ::testing::Test {
  protected:
@@ -37,10 +42,10 @@ class Arguments : public ::testing::Test {
 
 TEST_F(Arguments, Commands) {
   const std::pair<const char*, std::string> kRows[] = {
-      {"", "a command is missing; the commands are " + kCommands},
-      {"bogus", "there is no command 'bogus'; the commands are " + kCommands},
-      {"bogus active", "there is no command 'bogus'; the commands are " + kCommands},
-      {"''", "there is no command ''; the commands are " + kCommands},
+      {"", "a command is missing; the commands are " + kCommands + kPrograms},
+      {"bogus", "there is no command 'bogus'; the commands are " + kCommands + kPrograms},
+      {"bogus active", "there is no command 'bogus'; the commands are " + kCommands + kPrograms},
+      {"''", "there is no command ''; the commands are " + kCommands + kPrograms},
       {"--bogus", "there is no option '--bogus'; give a command first: " + kCommands},
   };
   for (const auto& [arguments, complaint] : kRows) {

@@ -4,6 +4,7 @@ import * as alarm from './alarm.js';
 import { is_new, prepare } from './choice.js';
 import { mark, severities } from './marks.js';
 import { act_on, show_help } from './acts.js';
+import { clear, has_selection, selected_rows, toggle } from './selection.js';
 import * as server from './server.js';
 import { age, clock, h, number, now, plural, tick, zone } from './text.js';
 import alarms from './alarms.js';
@@ -66,8 +67,10 @@ export async function refresh() {
   }, Math.min(5000, Math.max(40, 3 * (performance.now() - begun))));
 }
 
-let known = new Set();
+let known = {};
 function take(answer) {
+  // Another ledger has other alarms under the same numbers.
+  if (state.ledger_id !== answer.ledger_id) clear();
   Object.assign(state, answer, { answer, rows: server.objects_of(answer).map(prepare), is_known: true });
   const numbers = new Set(state.rows.map((row) => row.number));
   if (known.ready) {
@@ -192,7 +195,7 @@ function rows_shown() {
 function move(step) {
   const rows = rows_shown();
   if (rows.length === 0) return;
-  const here = rows.indexOf(document.activeElement?.closest?.('a.row'));
+  const here = rows.indexOf(document.activeElement?.closest?.('li')?.querySelector('a.row'));
   const next = here < 0 ? rows.findIndex((row) => row.classList.contains('chosen')) : here;
   rows[Math.min(rows.length - 1, Math.max(0, next < 0 ? 0 : next + step))].focus();
 }
@@ -205,25 +208,41 @@ async function find() {
 }
 
 function focused_row() {
-  const number_of_row = Number(document.activeElement?.closest?.('[data-number]')?.dataset.number) || address.open_alarm();
+  const row = document.activeElement?.closest?.('#main li')?.querySelector('[data-number]');
+  const number_of_row = Number(row?.dataset.number) || address.open_alarm();
   return state.rows.find((row) => row.number === number_of_row);
+}
+
+// What a key acts on: the alarms that are selected, or else the one that has the focus or is open.
+const meant = () => (has_selection() ? selected_rows() : [focused_row()].filter(Boolean));
+
+function select_focused(is_range) {
+  const row = focused_row();
+  if (!server.may_act() || !row || views[address.view()] !== alarms) return;
+  toggle(row, is_range);
+  const count = selected_rows().length;
+  say(count === 0 ? 'None is selected.' : `${plural(count, 'alarm')} selected.`);
 }
 
 const keys = {
   '/': find,
   j: () => move(1),
   k: () => move(-1),
-  a: () => act_on(focused_row(), 'acknowledge'),
-  s: () => act_on(focused_row(), 'shelve'),
+  x: () => select_focused(false),
+  X: () => select_focused(true),
+  a: () => act_on(meant(), 'acknowledge'),
+  s: () => act_on(meant(), 'shelve'),
+  c: () => act_on(meant(), 'comment'),
   '?': show_help,
 };
 
 addEventListener('keydown', (event) => {
   if (event.ctrlKey || event.metaKey || event.altKey) return;
-  const is_typing = event.target.closest?.('input, select, textarea, dialog');
+  const is_typing = event.target.closest?.('input:not([type="checkbox"]), select, textarea, dialog');
   if (event.key === 'Escape' && event.target.matches?.('input[type="search"]')) return event.target.blur();
   if (is_typing) return;
   if (event.key === 'Escape' && address.open_alarm()) return alarm.close();
+  if (event.key === 'Escape' && has_selection()) return clear();
   const call = keys[event.key];
   if (!call) return;
   event.preventDefault();
@@ -241,7 +260,9 @@ at('tabs')?.addEventListener('click', () => at('main').scrollIntoView?.({ block:
 
 server.learn_who().then(() => {
   draw_who();
-  if (state.is_known) alarm.update(state, true);
+  if (!state.is_known) return;
+  current?.update?.(state);
+  alarm.update(state, true);
 });
 refresh();
 server.follow({

@@ -127,9 +127,9 @@ export function show_help() {
 
 // What somebody did, in words.
 export function action_words(action) {
-  const who = action.on_behalf_of ? `${action.on_behalf_of} (by ${action.person})` : action.person;
+  const who = action.on_behalf_of ?? action.person;
   const until = action.until ? ` until ${clock_of(Date.parse(action.until) / 1000)}` : '';
-  return [h('b', {}, who ? `${who} ` : ''), `${action.change.replaceAll('_', ' ')}${until}${who ? '' : action.action ? ' by itself' : ' because it got worse'}`,
+  return [h('b', { title: action.on_behalf_of && `through ${action.person}` }, who ? `${who} ` : ''), `${action.change.replaceAll('_', ' ')}${until}${who ? '' : action.action ? ' by itself' : ' because it got worse'}`,
     action.comment && [': ', h('q', {}, action.comment)]];
 }
 

@@ -106,6 +106,19 @@ function element_of(row) {
   return part.element;
 }
 
+// Why there is nothing to see, and where there may be something.
+function draw_empty() {
+  const is_filtered = ['text', 'severity', 'state', 'under'].some((name) => parameters().get(name));
+  const text = state.rows.length === 0 ? 'No alarm is active.' : is_filtered ? 'No active alarm fits the filter.' : 'No alarm is active, but for those that are silenced.';
+  const more = state.rows.length === 0 ? [state.missed > 0 && ['/missed', `${number(state.missed)} came and went unseen`], ['/history', 'All that there were']]
+    : [['/?state=all', `All ${plural(state.rows.length, 'active alarm')}`]];
+  const links = more.filter(Boolean).map(([href, label]) => [' ', h('a', { href }, label)]);
+  const print = `${text}${links.map((one) => one[1].textContent).join()}`;
+  if (empty.dataset.print === print) return;
+  empty.dataset.print = print;
+  empty.replaceChildren(h('b', {}, text), ...links.flat());
+}
+
 // Puts the first rows in place, touching only what is not there yet.
 function draw_rows(until) {
   drawn = Math.min(until, rows.length);
@@ -127,8 +140,7 @@ function draw_rows(until) {
   end.hidden = drawn === rows.length;
   end.firstElementChild.textContent = `Show more: ${number(rows.length - drawn)} below`;
   empty.hidden = rows.length > 0;
-  empty.textContent = state.rows.length === 0 ? 'No alarm is active.' : ['text', 'severity', 'state', 'under'].some((name) => parameters().get(name))
-    ? 'No active alarm fits the filter.' : 'No alarm is active, but for those that are silenced.';
+  if (rows.length === 0) draw_empty();
 }
 
 // `at_once`: the reader himself asked for it.

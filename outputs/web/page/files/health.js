@@ -1,6 +1,6 @@
 // How the engine, its ledger and its outputs are.
 import { get } from './server.js';
-import { ago, h, number, seconds_of } from './text.js';
+import { ago_words, h, number, seconds_of } from './text.js';
 import { failed } from './page.js';
 
 let place = null;
@@ -18,7 +18,7 @@ function outputs(publishers) {
   if (publishers.length === 0) return h('p', { class: 'dim' }, 'No output has told how far it has come.');
   return h('div', { class: 'scroll', tabindex: 0, role: 'region', 'aria-label': 'Outputs' }, h('table', {}, h('thead', {}, h('tr', {}, h('th', {}, 'Output'), h('th', { class: 'num' }, 'Behind'), h('th', { class: 'num' }, 'Through change'), h('th', {}, 'Told'))),
     h('tbody', {}, publishers.map((one) => h('tr', {}, h('td', {}, one.publisher), h('td', { class: 'num' }, one.behind > 1000 ? verdict(false, number(one.behind)) : number(one.behind)),
-      h('td', { class: 'num' }, number(one.through)), h('td', {}, one.updated ? ago(seconds_of(one.updated)) : ''))))));
+      h('td', { class: 'num' }, number(one.through)), h('td', {}, one.updated ? ago_words(seconds_of(one.updated)) : ''))))));
 }
 
 function draw(status) {

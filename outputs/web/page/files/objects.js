@@ -38,6 +38,7 @@ function tree() {
       node.count += 1;
       node.worst = Math.max(node.worst, row.rank);
     }
+    node.own += 1;
   }
   return root;
 }
@@ -48,10 +49,8 @@ const in_order = (nodes) => [...nodes].sort((a, b) => b.worst - a.worst || natur
 function branch(node, budget) {
   // A chain of single branches is one line: "sys / rack-unit-1".
   let name = node.name;
-  while (node.children.size === 1 && [...node.children.values()][0].count === node.count && node.own === 0 && name.length < 60) {
-    const only = [...node.children.values()][0];
-    if (only.children.size === 0 && node.count > 0) break;
-    node = only;
+  while (node.children.size === 1 && node.own === 0 && name.length < 60) {
+    node = [...node.children.values()][0];
     name = `${name} / ${node.name}`;
   }
   const children = in_order(node.children.values());
@@ -83,7 +82,7 @@ function branch(node, budget) {
     else inner.hidden = !now_open;
   } }, is_open ? '\u2212' : '+');
   line.append(...[fold || h('span', { class: 'leaf' }), h('a', { class: 'name', href: address('', { under: node.dn }), title: node.dn }, name),
-    h('span', { class: 'how' }, node.count > 0 ? [severity_mark(severities[node.worst]), h('span', { class: 'dim' }, ` ${plural(node.count, 'alarm')}`)] : 'healthy')]);
+    ...(node.count > 0 ? [severity_mark(severities[node.worst]), h('span', { class: 'many' }, plural(node.count, 'alarm'))] : [h('span', { class: 'dim' }, 'healthy')])]);
   if (children.length > 0 && is_open) unfold();
   return item;
 }

@@ -100,7 +100,7 @@ class PageTest(unittest.TestCase):
             self.page.execute_script("history.pushState(null, '', arguments[0]); dispatchEvent(new PopStateEvent('popstate'))", path)
         else:
             self.open(path)
-        ready = {"/": "#list a", "/timeline": "#lanes + section a.row", "/statistics": "#heat", "/catalog": ".catalog details",
+        ready = {"/": "#list a", "/timeline": "#lanes ~ section a.row", "/statistics": "#heat", "/catalog": ".catalog details",
                  "/health": ".card", "/objects": ".tree", "/missed": "a.row, .quiet", "/history": "a.row", "/maintenance": ".quiet, .card"}
         self.wait_for(f"#main :is({ready.get(path.split('?')[0], '#list a')})")
 

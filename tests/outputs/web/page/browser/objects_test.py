@@ -10,6 +10,11 @@ class ObjectsTest(PageTest):
         branch = self.wait_for(".tree .branch", "rack-unit-1")
         self.assertIn("critical", branch.text)
         self.assertIn("6 alarms", branch.text)
+        self.picture("objects-1280")
+        # Each number stands under the one above it.
+        edges = self.page.execute_script("return [...document.querySelectorAll('.tree .many')].map((one) => Math.round(one.getBoundingClientRect().right))")
+        self.assertEqual(len(edges), 6)
+        self.assertEqual(len(set(edges)), 1)
         healthy = self.wait_for(".tree button", "healthy")
         self.assertFalse(any("psu-2" in text for text in self.text_of(".tree .name")))
         healthy.click()

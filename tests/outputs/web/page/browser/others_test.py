@@ -28,6 +28,15 @@ class OthersTest(PageTest):
         self.find(".catalog summary")[0].click()
         self.wait_for(".catalog dd", "offset 58")
 
+    def test_the_history_tells_how_long_each_alarm_lasted(self):
+        self.open_ready("/history")
+        rows = self.page.execute_script("""return [...document.querySelectorAll('#main a.row')].map((row) =>
+            [row.querySelector('.state').textContent, row.querySelector('.words')?.textContent ?? '', row.children.length === row.childNodes.length]);""")
+        self.assertEqual(len(rows), 13)
+        for state, words, is_all_elements in rows:
+            self.assertEqual(words.startswith("lasted "), state == "over", (state, words))
+            self.assertTrue(is_all_elements, "a row has nothing beside its elements")
+
     def test_missed_and_health(self):
         self.open_ready("/missed")
         self.assertEqual(len(self.find("#main a.row")), 7)

@@ -34,7 +34,11 @@ class TimelineTest(PageTest):
         self.page.execute_script("document.querySelector('[data-span=\"3600\"]').click()")
         until(lambda: "span=3600" in self.page.current_url, "an hour")
         size = box.size
-        ActionChains(self.page).move_to_element_with_offset(box, size["width"] // 2 - 20, -size["height"] // 2 + 26 + 20).click().perform()
+        over_the_bar = ActionChains(self.page).move_to_element_with_offset(box, size["width"] // 2 - 20, -size["height"] // 2 + 26 + 20)
+        over_the_bar.perform()
+        self.wait_for(".tip:not([hidden])", "Equipment psu thermal threshold non recoverable")
+        self.picture("timeline-tip")
+        over_the_bar.click().perform()
         self.wait_for("#alarm h2")
         self.picture("timeline-1280")
 

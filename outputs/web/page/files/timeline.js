@@ -63,7 +63,8 @@ function rows_of(lane) {
   const ends = [];
   const placed = [];
   for (const alarm of lane.alarms) {
-    const from = x_of(alarm.created);
+    // The shortest one is to be seen, too, at the right edge as well.
+    const from = Math.min(x_of(alarm.created), label_width() + width() - 3);
     const to = Math.max(x_of(ended_at(alarm)), from + 3);
     let row = ends.findIndex((at) => at <= from);
     if (row < 0) row = ends.length;
@@ -83,7 +84,7 @@ function draw_bars(ink, lane, index, top) {
       const y = top + (lane_height - height * layout.count) / 2 + row * height;
       const steps = alarm.steps.length > 0 ? alarm.steps : [[alarm.created, alarm.rank]];
       steps.forEach(([since, severity], i) => {
-        const begin = Math.max(left, x_of(since));
+        const begin = Math.max(left, i === 0 ? from : x_of(since));
         const until = Math.max(begin + (i === steps.length - 1 ? to - Math.max(from, begin) : 1), i + 1 < steps.length ? x_of(steps[i + 1][0]) : to);
         if (until < left) return;
         // Worse is higher, so that it reads in black and white.

@@ -1,6 +1,7 @@
 #include "page/page.h"
 
 #include <charconv>
+#include <chrono>
 #include <ctime>
 #include <limits>
 #include <optional>
@@ -44,7 +45,8 @@ std::optional<std::int64_t> positive_number(std::string_view text) {
 
 }  // namespace
 
-Page::Page(Site& site) : site_(site), begun_(std::to_string(std::time(nullptr))) {
+Page::Page(Site& site)
+    : site_(site), begun_(std::to_string(std::chrono::system_clock::now().time_since_epoch().count())) {
   for (const EmbeddedFile& file : page_files()) {
     auto text = std::make_shared<const std::string>(file.content);
     const std::string etag = etag_of(*text);

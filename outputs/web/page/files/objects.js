@@ -9,6 +9,7 @@ import { all_alarms } from './lists.js';
 
 const most_open = 60;   // branches that are unfolded at first: what fits a screen
 const most_children = 100;
+const most_offered = 500;  // objects, when one is to be taken out of service
 
 let place, state;
 let known = [];              // DNs that had an alarm at any time
@@ -107,8 +108,9 @@ function draw() {
   const list = h('ul', { class: 'tree' });
   more(list, in_order(root.children.values()), { left: most_open });
   const maintain = may_act() && h('button', { type: 'button', onclick: () => {
-    const dn = h('input', { name: 'dn', required: true, 'aria-label': 'Object', placeholder: 'DN of the object' });
-    ask_and_do('maintain', h('label', {}, 'Object (DN)', dn), { get dn() { return dn.value.trim(); } });
+    const dn = h('input', { name: 'dn', required: true, placeholder: 'DN of the object', list: 'known' });
+    const offered = [...new Set([...state.rows.map((row) => row.dn), ...known])].slice(0, most_offered);
+    ask_and_do('maintain', h('div', {}, h('label', {}, 'Object (DN)', dn), h('datalist', { id: 'known' }, offered.map((one) => h('option', { value: one })))), { get dn() { return dn.value.trim(); } });
   } }, 'Take an object out of service\u2026');
   place.replaceChildren(h('p', { class: 'acts' }, h('a', { href: '/maintenance' }, `${plural(state.maintenance, 'object')} out of service`), maintain),
     root.children.size > 0 ? list : h('p', { class: 'quiet' }, 'No object has had an alarm.'));

@@ -85,7 +85,6 @@ function take(answer) {
 
 function draw_header() {
   const counts = at('counts');
-  if (!counts) return location.reload();
   const list = ['critical', 'major', 'minor', 'warning', 'indeterminate']
     .filter((severity) => severity !== 'indeterminate' || state.counts[severity] > 0)
     .map((severity) => ({ key: severity, count: state.counts[severity], href: `/?severity=${severity}`, severity }));
@@ -158,7 +157,7 @@ function draw_banner() {
 
 function draw_view() {
   const name = address.view();
-  const next = views[name];
+  const next = Object.hasOwn(views, name) && views[name];
   if (!next) return location.reload();
   const main = at('main');
   if (next !== current) {
@@ -170,8 +169,12 @@ function draw_view() {
     main.replaceChildren(h('div', { class: 'split', id: 'split' }, beside));
     for (const link of document.querySelectorAll('#tabs a')) {
       const is_here = link.getAttribute('href') === `/${name === 'alarms' ? '' : name}`;
-      if (is_here) link.setAttribute('aria-current', 'page');
-      else link.removeAttribute('aria-current');
+      if (is_here) {
+        link.setAttribute('aria-current', 'page');
+        // On a narrow screen the tabs do not fit; the one that is shown is to be seen.
+        const tabs = link.closest('ul');
+        tabs.scrollLeft = link.offsetLeft - tabs.offsetLeft - (tabs.clientWidth - link.offsetWidth) / 2;
+      } else link.removeAttribute('aria-current');
     }
     next.show(beside, state);
   } else {
@@ -251,38 +254,52 @@ addEventListener('keydown', (event) => {
 
 // ---- Begin
 
+// A page that tells of a problem has nothing to bring to life. It is asked for again, until it is what it should be.
+function wait_for_better(wait) {
+  setTimeout(async () => {
+    const response = await fetch(location.href, { method: 'HEAD' }).catch(() => null);
+    if (response?.ok) location.reload();
+    else wait_for_better(Math.min(60000, 1.5 * wait));
+  }, wait);
+}
+
 document.documentElement.classList.add('scripted');
 at('zone').textContent = `Times are in ${zone()}.`;
 address.on_change(() => {
-  if (state.is_known) draw_view();
+  if (!at('counts')) location.reload();
+  else if (state.is_known) draw_view();
 });
-at('tabs')?.addEventListener('click', () => at('main').scrollIntoView?.({ block: 'nearest' }));
 
-server.learn_who().then(() => {
-  draw_who();
-  if (!state.is_known) return;
-  current?.update?.(state);
-  alarm.update(state, true);
-});
-refresh();
-server.follow({
-  alive() {
-    live.has_stream = true;
-    refresh();
-  },
-  broken() {
-    live.has_stream = false;
-    broken();
-  },
-  changed: refresh,
-  engine(is_running) {
-    live.engine_runs = is_running;
-    draw_banner();
-  },
-});
-setInterval(() => {
-  tick();
-  draw_live();
-}, 5000);
-// A connection can die without a word: whoever sees nothing change asks now and then.
-setInterval(refresh, 20000);
+function begin() {
+  server.learn_who().then(() => {
+    draw_who();
+    if (!state.is_known) return;
+    current?.update?.(state);
+    alarm.update(state, true);
+  });
+  refresh();
+  server.follow({
+    alive() {
+      live.has_stream = true;
+      refresh();
+    },
+    broken() {
+      live.has_stream = false;
+      broken();
+    },
+    changed: refresh,
+    engine(is_running) {
+      live.engine_runs = is_running;
+      draw_banner();
+    },
+  });
+  setInterval(() => {
+    tick();
+    draw_live();
+  }, 5000);
+  // A connection can die without a word: whoever sees nothing change asks now and then.
+  setInterval(refresh, 20000);
+}
+
+if (at('counts')) begin();
+else wait_for_better(2000);

@@ -125,12 +125,17 @@ class Site:
             sender.join()
         assert len(answers) == len(lines) and all("seq" in answer for answer in answers), answers[:3]
 
-    def act(self, request):
+    def tell(self, request):
+        """Sends a request to the engine's control socket, and returns the answer."""
         with socket.socket(socket.AF_UNIX) as client:
             client.connect(self.path("control.sock"))
             client.sendall((json.dumps(request) + "\n").encode())
             answer = json.loads(client.makefile("rb").readline())
-        assert "seq" in answer, answer
+        assert "error" not in answer, answer
+        return answer
+
+    def act(self, request):
+        assert "seq" in self.tell(request)
 
     def end(self, child):
         if child and child.poll() is None:

@@ -1,5 +1,6 @@
 #!/usr/bin/python3
 """The page follows what happens, and says when it cannot."""
+import os
 import time
 
 import in_browser
@@ -84,6 +85,35 @@ class LiveTest(PageTest):
         self.wait_for("#banner", "The engine is not running")
         self.site.start_engine()
         until(lambda: not self.find("#banner")[0].is_displayed(), "the banner goes")
+
+    def test_f_an_address_with_nothing_is_loaded_once(self):
+        self.may_fail = True  # the browser tells of an answer that is none
+        for path in ["/none", "/alarm/999999", "/constructor", "/missed/x"]:
+            with self.subTest(path=path):
+                self.page.get(self.site.address(path))
+                self.page.execute_script("window.stays = true")
+                # As long as it takes the page to ask the server again.
+                asked = "return performance.getEntriesByType('resource').some((one) => one.initiatorType === 'fetch')"
+                until(lambda: self.page.execute_script(asked), "it is asked for again")
+                self.assertTrue(self.page.execute_script("return window.stays"), "it is loaded again and again")
+                self.assertRegex(self.find("h1")[0].text, "There is (nothing|no such alarm)")
+
+        self.find("a.brand")[0].click()
+        self.wait_for("#list a")
+
+    def test_g_the_page_comes_when_the_ledger_does(self):
+        self.may_fail = True
+        self.site.end(self.site.web)
+        self.site.end(self.site.engine)
+        for name in os.listdir(self.site.place):
+            if name.startswith("ledger.db"):
+                os.remove(self.site.path(name))
+        self.site.start_web()
+        self.page.get(self.site.address())
+        self.wait_for("h1", "The ledger cannot be read")
+        self.site.start_engine()
+        self.site.feed([fan(1)])
+        self.wait_for("#list .obj", "fan-module-1-1")
 
 
 if __name__ == "__main__":

@@ -36,6 +36,7 @@ class LooksTest(PageTest):
                     with self.subTest(scheme=scheme, width=width, path=path):
                         self.open_ready(path, in_place=True)
                         self.assertLessEqual(self.overflow(), 0)
+                        self.check_the_tab_is_seen()
                         self.picture(f"{path.strip('/') or 'alarms'}-6-{width}-{scheme}")
                 self.open_ready("/?text=PSU1_TEMP", in_place=True)
                 self.find("#list a")[0].click()
@@ -47,6 +48,11 @@ class LooksTest(PageTest):
             self.media(scheme)
             grounds.append(self.page.execute_script("return getComputedStyle(document.documentElement).backgroundColor"))
         self.assertNotEqual(*grounds)
+
+    def check_the_tab_is_seen(self):
+        inside = self.page.execute_script("""return [...document.querySelectorAll('#tabs [aria-current]')].map((one) => one.getBoundingClientRect())
+            .every((box) => box.left >= 0 && box.right <= innerWidth);""")
+        self.assertTrue(inside, "the tab of the view is on the screen")
 
     def test_print(self):
         self.open_ready("/")

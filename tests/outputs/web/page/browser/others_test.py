@@ -45,6 +45,15 @@ class OthersTest(PageTest):
         self.wait_for(".fine", "running")
         self.wait_for(".fine", "in order")
 
+    def test_outputs_and_their_lag(self):
+        self.open_ready("/health")
+        self.wait_for("#main p", "No output has told how far it has come.")
+        self.site.tell({"do": "cursor", "publisher": "snmp", "through": 9})
+        row = self.wait_for("#main tbody tr", "snmp")
+        change = int(self.text_of("#change")[0])
+        self.assertEqual(self.page.execute_script("return [...arguments[0].cells].slice(0, 3).map((one) => one.textContent)", row),
+                         ["snmp", str(change - 9), "9"])
+
 
 if __name__ == "__main__":
     in_browser.main()

@@ -38,15 +38,17 @@ export function ask_and_do(kind, what, members, done = () => {}) {
   const wrong = h('p', { class: 'wrong', role: 'alert' });
   const comment = h('textarea', { name: 'comment', rows: 2, maxlength: 1000, required: of.needs_comment });
   const length = of.has_end && h('select', { name: 'for' }, durations.map(([value, text]) => h('option', { value, selected: value === '7200' }, text)));
+  // When the answer is lost on its way, the same action is asked for again, and is done once.
+  const id = Array.from(crypto.getRandomValues(new Uint8Array(16)), (byte) => byte.toString(16).padStart(2, '0')).join('');
   const first = h('button', { class: 'first' }, of.title);
   const form = h('form', { method: 'dialog', onsubmit: async (event) => {
     event.preventDefault();
     first.disabled = true;
     const text = comment.value.replace(/\s+/g, ' ').trim();
     try {
-      const answer = await act({ do: kind, ...members, ...(text ? { comment: text } : {}), ...(length ? { for: Number(length.value) } : {}) });
+      const answer = await act({ do: kind, id, ...members, ...(text ? { comment: text } : {}), ...(length ? { for: Number(length.value) } : {}) });
       element.close();
-      say(done(answer) ?? `${of.done}.`);
+      say(done(answer) ?? `${of.done}.`, true);
       refresh();
     } catch (error) {
       wrong.textContent = '';
@@ -86,12 +88,12 @@ const named = (row) => h('div', {}, severity_mark(row.severity), ` ${row.descr}`
 // Acts on alarms, after asking for a comment.
 export function act_on(rows, kind) {
   if (rows.length === 0 || !may_act()) {
-    say(rows.length > 0 ? 'Only operators may do that.' : 'No alarm is chosen.');
+    say(rows.length > 0 ? 'Only operators may do that.' : 'No alarm is chosen.', true);
     return;
   }
   const fitting = rows.filter(fits[kind]);
   if (fitting.length === 0) {
-    say(`${kinds[kind].title}: nothing to do.`);
+    say(`${kinds[kind].title}: nothing to do.`, true);
     return;
   }
   const left = fitting.length - most_named;

@@ -6,7 +6,7 @@ import { mark, severities } from './marks.js';
 import { act_on, show_help } from './acts.js';
 import { clear, has_selection, selected_rows, toggle } from './selection.js';
 import * as server from './server.js';
-import { age, clock, h, number, now, plural, tick, zone } from './text.js';
+import { age, clock, h, number, now, plural, shown, tick, zone } from './text.js';
 import alarms from './alarms.js';
 import catalog from './catalog.js';
 import health from './health.js';
@@ -25,9 +25,15 @@ const live = { is_live: false, since: null, engine_runs: true, received: 0 };
 let current = null;  // the view that is shown
 let beside = null;   // where it is drawn
 
-export function say(text) {
-  at('said').textContent = '';
-  setTimeout(() => { at('said').textContent = text; }, 50);
+// Tells a screen reader; with `is_seen` everybody, for a few seconds.
+let unseen = 0;
+export function say(text, is_seen = false) {
+  const said = at('said');
+  said.textContent = '';
+  clearTimeout(unseen);
+  said.classList.toggle('vh', !is_seen);
+  setTimeout(() => { said.textContent = shown(text); }, 50);
+  if (is_seen) unseen = setTimeout(() => said.classList.add('vh'), 6000);
 }
 
 // ---- What is active
@@ -70,7 +76,15 @@ export async function refresh() {
 let known = {};
 function take(answer) {
   // Another ledger has other alarms under the same numbers.
-  if (state.ledger_id !== answer.ledger_id) clear();
+  if (state.is_known && state.ledger_id !== answer.ledger_id) {
+    clear();
+    known = {};
+    if (address.open_alarm()) {
+      address.replace(address.address_with({ open: '' }));
+      alarm.open(0, at('split'), state);
+    }
+    say('Another ledger took the place of the one that was shown. All is shown anew.', true);
+  }
   Object.assign(state, answer, { answer, rows: server.objects_of(answer).map(prepare), is_known: true });
   const numbers = new Set(state.rows.map((row) => row.number));
   if (known.ready) {
@@ -115,6 +129,15 @@ function draw_live() {
   place.classList.toggle('on', live.is_live);
   place.replaceChildren(h('span', { class: 'dot' }), h('b', {}, live.is_live ? 'live' : 'not live'), ' \u00b7 change ',
     h('span', { id: 'change' }, number(state.change)), live.received > 0 && ` \u00b7 ${age(now() - live.received)} ago`);
+}
+
+// Asked again after each break: meanwhile somebody else may have logged in, or may do more or less than before.
+async function learn_who() {
+  await server.learn_who();
+  draw_who();
+  if (!state.is_known) return;
+  current?.update?.(state);
+  alarm.update(state, true);
 }
 
 function draw_who() {
@@ -271,16 +294,11 @@ address.on_change(() => {
 });
 
 function begin() {
-  server.learn_who().then(() => {
-    draw_who();
-    if (!state.is_known) return;
-    current?.update?.(state);
-    alarm.update(state, true);
-  });
   refresh();
   server.follow({
     alive() {
       live.has_stream = true;
+      learn_who();
       refresh();
     },
     broken() {

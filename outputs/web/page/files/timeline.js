@@ -3,7 +3,7 @@
 import { address_with, go, open_alarm, parameters, replace } from './address.js';
 import { is_below } from './choice.js';
 import { severities, severity_mark, tone } from './marks.js';
-import { age, clock, clock_of, day, exact, h, now, number, plural, short, words_of } from './text.js';
+import { age, clock, clock_of, day, exact, h, now, number, plural, short, shown, words_of } from './text.js';
 import { all_alarms, long_list } from './lists.js';
 import { failed, say } from './page.js';
 
@@ -208,7 +208,7 @@ function draw() {
     ink.stroke();
     ink.fillStyle = tones.text;
     const count = lane.alarms.length > 1 ? ` ${number(lane.alarms.length)}` : '';
-    ink.fillText(clipped(ink, short(lane.key), left - 18 - ink.measureText(count).width), 8, top + lane_height / 2 + 4);
+    ink.fillText(clipped(ink, shown(short(lane.key)), left - 18 - ink.measureText(count).width), 8, top + lane_height / 2 + 4);
     ink.fillStyle = tones.dim;
     ink.textAlign = 'right';
     ink.fillText(count, left - 8, top + lane_height / 2 + 4);

@@ -34,6 +34,12 @@ class HostileTest(PageTest):
         self.wait_for(".quiet", "No active alarm fits the filter.")
         self.check_no_markup()
 
+    def test_what_is_announced_is_text(self):
+        self.open_ready("/")
+        self.site.feed([fan(31, sensor="FAN\u202e<b>x")])
+        self.wait_for("#said", "New alarm: minor, FAN[U+202E]<b>x")
+        self.check_no_markup()
+
     def check_no_markup(self):
         found = self.page.execute_script("""return [...document.querySelectorAll('img, script:not([src="/page/page.js"]), #main b > b, [onerror], [onload]')]
             .map((one) => one.outerHTML).concat(document.body.innerHTML.includes('\\u202e') ? ['a hidden character'] : []);""")

@@ -105,15 +105,33 @@ class LiveTest(PageTest):
         self.may_fail = True
         self.site.end(self.site.web)
         self.site.end(self.site.engine)
-        for name in os.listdir(self.site.place):
-            if name.startswith("ledger.db"):
-                os.remove(self.site.path(name))
+        self.remove_ledger()
         self.site.start_web()
         self.page.get(self.site.address())
         self.wait_for("h1", "The ledger cannot be read")
         self.site.start_engine()
         self.site.feed([fan(1)])
         self.wait_for("#list .obj", "fan-module-1-1")
+
+    def test_h_another_ledger_is_told_and_shown(self):
+        self.open_ready("/")
+        self.find("#list a")[0].click()
+        self.wait_for("#alarm", "Raw record")
+        self.page.execute_script("window.stays = true")
+        self.site.end(self.site.engine)
+        self.remove_ledger()
+        self.site.start_engine()
+        self.site.feed([fan(2)])
+        self.wait_for("#said", "Another ledger took the place of the one that was shown.")
+        self.wait_for("#list .obj", "fan-module-1-2")
+        self.assertEqual(self.find("#alarm"), [], "the number means another alarm now")
+        self.assertNotIn("open=", self.page.current_url)
+        self.assertTrue(self.page.execute_script("return window.stays"))
+
+    def remove_ledger(self):
+        for name in os.listdir(self.site.place):
+            if name.startswith("ledger.db"):
+                os.remove(self.site.path(name))
 
 
 if __name__ == "__main__":

@@ -44,6 +44,7 @@ class OthersTest(PageTest):
         self.open_ready("/health")
         self.wait_for(".fine", "running")
         self.wait_for(".fine", "in order")
+        self.wait_for(".card dl", "99 % within")
 
     def test_outputs_and_their_lag(self):
         self.open_ready("/health")

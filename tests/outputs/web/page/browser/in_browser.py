@@ -10,7 +10,7 @@ import sys
 import unittest
 
 import engine_and_server
-from engine_and_server import Site, night
+from engine_and_server import Site, night, password
 from selenium import webdriver
 from selenium.common.exceptions import StaleElementReferenceException
 from selenium.webdriver.chrome.options import Options
@@ -115,6 +115,30 @@ class PageTest(unittest.TestCase):
 
     def overflow(self):
         return self.page.execute_script("const e = document.documentElement; return e.scrollWidth - e.clientWidth")
+
+
+class OperatorsPageTest(PageTest):
+    """The same with users, of whom anna has logged in and may act."""
+
+    users = (("anna", "operator"),)
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.log_in(cls.page, "anna")
+
+    @classmethod
+    def log_in(cls, page, name):
+        page.get(cls.site.address())
+        page.find_element(By.NAME, "name").send_keys(name)
+        page.find_element(By.NAME, "password").send_keys(password(name))
+        page.find_element(By.CSS_SELECTOR, "form button").click()
+        until(lambda: any(name in one.text for one in page.find_elements(By.ID, "me")), f"{name} is logged in")
+
+    def fill(self, comment):
+        self.wait_for("dialog textarea").send_keys(comment)
+        self.find("dialog button.first")[0].click()
+        until(lambda: not self.find("dialog"), "it is done")
 
 
 def axe_script():

@@ -1,30 +1,17 @@
 #!/usr/bin/python3
 """Who may act, and what becomes of it."""
 import in_browser
-from engine_and_server import fan, password
-from in_browser import PageTest, browser, until
+from engine_and_server import fan
+from in_browser import OperatorsPageTest, browser, until
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 
 
-class OperatorTest(PageTest):
+class OperatorTest(OperatorsPageTest):
     """Who may act, and what becomes of it."""
 
     users = (("anna", "operator"), ("bob", "viewer"))
-
-    @classmethod
-    def setUpClass(cls):
-        super().setUpClass()
-        cls.log_in(cls.page, "anna")
-
-    @classmethod
-    def log_in(cls, page, name):
-        page.get(cls.site.address())
-        page.find_element(By.NAME, "name").send_keys(name)
-        page.find_element(By.NAME, "password").send_keys(password(name))
-        page.find_element(By.CSS_SELECTOR, "form button").click()
-        until(lambda: any(name in one.text for one in page.find_elements(By.ID, "me")), f"{name} is logged in")
 
     def open_alarm(self, text):
         self.open_ready(f"/?state=all&text={text}")
@@ -43,11 +30,6 @@ class OperatorTest(PageTest):
             return True
 
         until(press, kind)
-
-    def fill(self, comment):
-        self.wait_for("dialog textarea").send_keys(comment)
-        self.find("dialog button.first")[0].click()
-        until(lambda: not self.find("dialog"), "it is done")
 
     def test_an_acknowledgement_is_seen_by_another(self):
         other = browser()

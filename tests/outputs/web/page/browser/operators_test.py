@@ -123,7 +123,6 @@ class OperatorTest(OperatorsPageTest):
         self.wait_for("#selection", "1 of 4 selected")
         ActionChains(self.page).key_down(Keys.SHIFT).click(self.boxes()[2]).key_up(Keys.SHIFT).perform()
         self.wait_for("#selection", "3 of 4 selected")
-        self.picture("selected-1280")
         self.wait_for('#selection [data-act="acknowledge"]').click()
         self.wait_for("dialog", "3 alarms:")
         self.fill("one air filter for all")
@@ -171,6 +170,34 @@ class OperatorTest(OperatorsPageTest):
             return True
 
         until(press, kind)
+
+    def test_selecting_moves_nothing(self):
+        for width in [1280, 768, 360]:
+            with self.subTest(width=width):
+                self.size(width)
+                self.open_ready("/")
+                until(self.boxes, "boxes")
+                top = "return document.querySelector('#list').getBoundingClientRect().top"
+                before = self.page.execute_script(top)
+                self.boxes()[0].click()
+                self.wait_for("#selection button")
+                self.assertEqual(self.page.execute_script(top), before)
+                self.assertLessEqual(self.overflow(), 0)
+                self.picture(f"selected-{width}")
+
+    def test_no_barriers_for_operators(self):
+        for scheme in ["light", "dark"]:
+            self.media(scheme)
+            self.addCleanup(self.media)
+            with self.subTest(scheme=scheme):
+                self.open_alarm("PSU1_TEMP")
+                until(self.boxes, "boxes")
+                self.boxes()[0].click()
+                self.wait_for("#selection button")
+                self.check_no_barriers()
+                self.press_in_line("shelve")
+                self.wait_for("dialog textarea")
+                self.check_no_barriers()
 
     def test_nobody_acts_on_what_is_not_shown(self):
         self.site.feed([fan(71), fan(72)])

@@ -241,6 +241,28 @@ class OperatorTest(OperatorsPageTest):
         ActionChains(other).send_keys("j", "x", "a").perform()
         until(lambda: "Only operators may do that." in other.find_element(By.ID, "said").get_attribute("textContent"), "it is told")
 
+    def test_an_action_whose_answer_was_lost_is_done_once(self):
+        self.open_alarm("equipped-slot-2")
+        self.page.execute_script("""const ask = window.fetch;
+            window.fetch = async (...of) => {
+              const answer = await ask(...of);
+              if (of[1]?.method !== 'POST') return answer;
+              window.fetch = ask;
+              throw new Error('the answer is lost');
+            };""")
+        self.press_button("comment")
+        self.wait_for("dialog textarea").send_keys("ticket 4713")
+        self.find("dialog button.first")[0].click()
+        self.wait_for("dialog .wrong", "the answer is lost")
+        self.find("dialog button.first")[0].click()
+        until(lambda: not self.find("dialog"), "it is done")
+        self.wait_for("#actions q", "ticket 4713")
+        until(lambda: self.text_of("#actions q").count("ticket 4713") == 1, "there is one comment")
+        number = self.page.execute_script("return new URLSearchParams(location.search).get('open')")
+        actions = self.page.execute_async_script("""const [number, done] = arguments;
+            fetch(`/api/v1/alarms/${number}`).then((got) => got.json()).then((got) => done(got.actions.map((one) => one.comment)));""", number)
+        self.assertEqual(actions.count("ticket 4713"), 1)
+
     def test_z_logging_out(self):
         self.open_ready("/")
         self.wait_for("#me button", "Log out").click()

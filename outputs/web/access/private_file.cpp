@@ -19,7 +19,7 @@
 namespace polaiga::web {
 namespace {
 
-constexpr std::size_t kMostBytes = std::size_t{1024} * 1024;
+constexpr std::size_t kMostFileBytes = std::size_t{1024} * 1024;
 
 [[noreturn]] void fail(const std::string& text) { throw std::runtime_error(text); }
 
@@ -53,8 +53,8 @@ std::string read_checked(const std::string& path, std::string_view what, bool is
   }
   if (!S_ISREG(status.st_mode)) fail(shown(what, path) + " is no regular file");
   if (is_private) check_private(status, what, path);
-  if (static_cast<std::size_t>(status.st_size) > kMostBytes) {
-    fail(shown(what, path) + " is longer than " + std::to_string(kMostBytes) + " bytes");
+  if (static_cast<std::size_t>(status.st_size) > kMostFileBytes) {
+    fail(shown(what, path) + " is longer than " + std::to_string(kMostFileBytes) + " bytes");
   }
   std::string text(static_cast<std::size_t>(status.st_size), '\0');
   if (!engine::read_all(file.get(), text.data(), text.size())) {

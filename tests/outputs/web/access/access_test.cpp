@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <thread>
@@ -91,7 +92,10 @@ class AccessTest : public ::testing::Test {
     access_.emplace(AccessOptions{.users = has_users ? dir_.file("users") : std::string(),
                                   .proxy_user = kProxy,
                                   .proxy_user_header = "X-Remote-User"},
-                    clock_, [this](engine::Priority /*priority*/, const std::string& text) { told_.push_back(text); });
+                    clock_, [this](engine::Priority /*priority*/, const std::string& text) {
+                      const std::lock_guard lock(telling_);
+                      told_.push_back(text);
+                    });
   }
 
   Caller caller(const Request& request) {
@@ -118,6 +122,7 @@ class AccessTest : public ::testing::Test {
 
   engine::test::TempDir dir_;
   engine::test::ManualClock clock_{1'000'000};
+  std::mutex telling_;
   std::vector<std::string> told_;
   std::string hash_;
   std::optional<Access> access_;

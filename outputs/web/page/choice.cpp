@@ -23,7 +23,8 @@ constexpr std::string_view kUp = "-up";
 char small_letter(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 bool contains(std::string_view where, std::string_view what) {
-  return !std::ranges::search(where, what, {}, small_letter, small_letter).empty();
+  const auto same = [](char a, char b) { return small_letter(a) == small_letter(b); };
+  return std::search(where.begin(), where.end(), what.begin(), what.end(), same) != where.end() || what.empty();
 }
 
 template <std::size_t N>

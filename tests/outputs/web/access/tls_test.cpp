@@ -12,7 +12,7 @@ using engine::test::Ended;
 class TlsTest : public WebTest {
  protected:
   void SetUp() override {
-    start_engine();
+    start_engine("--gateway \"$(id -un)\"");
     make_authority("ca");
     make_certificate("server", "ca", "server");
     ASSERT_EQ(
@@ -88,6 +88,20 @@ TEST_F(TlsTest, AClientCertificateIsAUser) {
   EXPECT_EQ(curl(with_certificate("forged")), "401") << "another authority has signed it";
   EXPECT_EQ(curl(""), "401");
   EXPECT_EQ(curl("-u 'anna:correct horse'"), "200") << "who has no certificate may have a password";
+}
+
+TEST_F(TlsTest, AnActionHasThePersonOfTheCertificate) {
+  feed(R"({"entity":"fan","sensor":"FAN1_TACH1","offset":3,"state":1})"
+       "\n");
+  make_certificate("robot", "ca", "robot");
+  start_web(tls() + users() + "--tls-client-ca " + file("ca.pem"));
+  const std::string comment =
+      R"(-H 'Content-Type: application/json' -d '{"do":"comment","alarms":"1","comment":"x","on_behalf_of":"anna"}' )";
+  EXPECT_EQ(curl(comment + with_certificate("robot"), "/api/v1/actions"), "200");
+  EXPECT_EQ(curl(comment + "-u 'anna:correct horse'", "/api/v1/actions"), "403") << "anna is a viewer";
+  const std::string told = shell_.run("$POLAIGA history --json --ledger " + ledger()).out;
+  EXPECT_NE(told.find(R"("on_behalf_of":"robot")"), std::string::npos) << told;
+  EXPECT_EQ(told.find(R"("on_behalf_of":"anna")"), std::string::npos) << told;
 }
 
 TEST_F(TlsTest, WithoutAnAuthorityClientCertificatesAreNothing) {

@@ -138,8 +138,8 @@ bool Connection::is_ended() {
   return ::recv(fd_, &byte, 1, MSG_DONTWAIT | MSG_PEEK) == 0;
 }
 
-void WebTest::start_engine() {
-  engine_ = std::make_unique<Child>(with_control(), dir_);
+void WebTest::start_engine(const std::string& more_of_engine) {
+  engine_ = std::make_unique<Child>(with_control(more_of_engine), dir_);
   const Client client(control());  // waits until it listens
 }
 

@@ -58,7 +58,7 @@ class Connection {
 class WebTest : public engine::test::RunTest {
  protected:
   // Starts an engine with both sockets, and the server. `more` are options of the server.
-  void start_engine();
+  void start_engine(const std::string& more_of_engine = "");
   void start_web(const std::string& more = "");
   void stop_engine(int signal);
   void stop_web(int signal);

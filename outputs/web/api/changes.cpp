@@ -164,7 +164,8 @@ Response answer_changes(Site& site, const Request& request) {
   const auto most = static_cast<std::size_t>(limit_parameter(request.target));
   const auto wait = number_parameter(request.target, "wait", 0, kLongestWait).value_or(0);
   const auto view = site.live.view();
-  if (!view) return problem(503, site.live.problem().value_or("The ledger was not read yet; ask again in a second") + ".");
+  if (!view)
+    return problem(503, site.live.problem().value_or("The ledger was not read yet; ask again in a second") + ".");
   if (request.header("accept").find("text/event-stream") != std::string_view::npos) {
     std::optional<Position> from = parse_position(request.header("last-event-id"));
     if (!from && after) from = Position{view->of.ledger_id, *after};

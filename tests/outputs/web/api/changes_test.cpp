@@ -125,6 +125,28 @@ TEST_F(ChangesTest, ALongPollWaitsForTheNextChange) {
   EXPECT_EQ(get("/api/v1/changes?after=9").status, 200);
 }
 
+// Also for a stream, which does not need them.
+TEST_F(ChangesTest, ParametersThatAreNotRightAreRefused) {
+  for (const char* query : {"?wait=61", "?limit=0", "?after=x", "?limit=x&after=1"}) {
+    for (const char* accepted : {"application/json", "text/event-stream"}) {
+      EXPECT_EQ(get(std::string("/api/v1/changes") + query, std::string("Accept: ") + accepted + "\r\n").status, 400)
+          << query << " " << accepted;
+    }
+  }
+}
+
+// Who waits while the ledger goes away is not told of a ledger without an id.
+TEST_F(ChangesTest, ALongPollOutlivesTheLedger) {
+  Connection connection(address());
+  // After a change that is not in memory, so that each look is one at the file.
+  connection.send("GET /api/v1/changes?after=1&wait=10 HTTP/1.1\r\nHost: x\r\n\r\n");
+  stop_engine(SIGTERM);
+  for (const char* part : {"", "-wal", "-shm", "-mark"}) std::filesystem::remove(ledger() + part);
+  const Answer answer = connection.receive();
+  EXPECT_EQ(answer.status, 200);
+  EXPECT_EQ(answer.json().at("ledger_id"), ledger_id_);
+}
+
 TEST_F(ChangesTest, ManyFollowAtOnce) {
   constexpr int kFollowers = 50;
   std::vector<std::unique_ptr<Connection>> all;

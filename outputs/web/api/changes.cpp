@@ -43,20 +43,23 @@ bool has_news(const LiveChanges& found) { return !found.changes.empty() || found
 // Answers once, when there are changes or the time is over.
 class LongPoll final : public Stream {
  public:
-  LongPoll(Site& site, std::string ledger_id, ChangeNumber after, std::size_t most, std::chrono::seconds longest)
-      : site_(site), ledger_id_(std::move(ledger_id)), after_(after), most_(most), end_(Time::now() + longest) {}
+  // `last` has no news.
+  LongPoll(Site& site, LiveChanges last, std::size_t most, std::chrono::seconds longest)
+      : site_(site), last_(std::move(last)), most_(most), end_(Time::now() + longest) {}
 
   std::string next() override {
     if (is_over_) return "";
     try {
-      const LiveChanges found = site_.live.after(after_, most_);
-      after_ = found.gap ? after_ : found.through;
-      if (!has_news(found) && Time::now() < end_) return "";
+      LiveChanges found = site_.live.after(last_.through, most_);
+      if (!has_news(found) && Time::now() < end_) {
+        last_ = std::move(found);
+        return "";
+      }
       is_over_ = true;
       return changes_text(found);
     } catch (const engine::LedgerError&) {  // the ledger was replaced, perhaps: who asks again is told
       is_over_ = true;
-      return changes_text({.ledger_id = ledger_id_, .changes = {}, .through = after_, .gap = {}});
+      return changes_text(last_);
     }
   }
 
@@ -64,8 +67,7 @@ class LongPoll final : public Stream {
 
  private:
   Site& site_;
-  std::string ledger_id_;  // when the asker came
-  ChangeNumber after_;
+  LiveChanges last_;
   std::size_t most_;
   Time::time_point end_;
   bool is_over_ = false;
@@ -174,10 +176,12 @@ Response answer_changes(Site& site, const Request& request) {
   }
   if (!after) throw BadQuery("The parameter 'after' is missing: the number of the last change that is known, or 0");
   Response response{.headers = {{"Content-Type", "application/json"}, {"Cache-Control", "no-store"}}};
-  if (wait == 0) {
-    response.body = std::make_shared<const std::string>(changes_text(site.live.after(*after, most)));
+  // Here and not in the stream, whose thread serves all connections: old changes are read from the disk.
+  const LiveChanges found = site.live.after(*after, most);
+  if (wait == 0 || has_news(found)) {
+    response.body = std::make_shared<const std::string>(changes_text(found));
   } else {
-    response.stream = std::make_unique<LongPoll>(site, view->of.ledger_id, *after, most, std::chrono::seconds(wait));
+    response.stream = std::make_unique<LongPoll>(site, found, most, std::chrono::seconds(wait));
   }
   return response;
 }

@@ -135,16 +135,19 @@ TEST_F(ChangesTest, ParametersThatAreNotRightAreRefused) {
   }
 }
 
-// Who waits while the ledger goes away is not told of a ledger without an id.
-TEST_F(ChangesTest, ALongPollOutlivesTheLedger) {
-  Connection connection(address());
-  // After a change that is not in memory, so that each look is one at the file.
-  connection.send("GET /api/v1/changes?after=1&wait=10 HTTP/1.1\r\nHost: x\r\n\r\n");
+// Old changes are on the disk alone, and the disk has them no more. Whoever waits is told so, too.
+TEST_F(ChangesTest, ChangesOfALedgerThatIsGoneAreUnavailable) {
+  feed(engine::test::slow(2));
+  stop_web(SIGTERM);
+  start_web();
+  get_until("/api/v1/alarms", [](const Answer& answer) { return answer.status == 200; });
+  EXPECT_EQ(get("/api/v1/changes?after=0").json().at("changes").size(), 2U);
   stop_engine(SIGTERM);
   for (const char* part : {"", "-wal", "-shm", "-mark"}) std::filesystem::remove(ledger() + part);
-  const Answer answer = connection.receive();
-  EXPECT_EQ(answer.status, 200);
-  EXPECT_EQ(answer.json().at("ledger_id"), ledger_id_);
+  for (const char* query : {"?after=0", "?after=0&wait=60"}) {
+    const Answer answer = get(std::string("/api/v1/changes") + query);
+    EXPECT_EQ(answer.status, 503) << query << ": " << answer.body;
+  }
 }
 
 TEST_F(ChangesTest, ManyFollowAtOnce) {

@@ -3,6 +3,7 @@
 
 #include <mutex>
 
+#include "api/description.h"
 #include "app/part.h"
 #include "app/site.h"
 
@@ -26,10 +27,13 @@ class Api final : public Part {
   Response catalog(const Request& request);
   Response maintenance(const Request& request);
   Response status(const Request& request) const;
+  Response me(const Request& request, const Caller& caller) const;
+  Response description(const Request& request) const;
 
   std::shared_ptr<const View> view() const;
 
   Site& site_;
+  const Body description_ = api_description();
   std::mutex catalog_mutex_;
   Body catalog_;  // made once: it is that of the installed program
 };

@@ -44,7 +44,7 @@ set(CPACK_DEBIAN_PROGRAM_PACKAGE_CONTROL_EXTRA
 set(CPACK_DEBIAN_WEB_PACKAGE_NAME polaiga-web)
 set(CPACK_DEBIAN_WEB_PACKAGE_SECTION admin)
 set(CPACK_COMPONENT_WEB_DESCRIPTION
-  "web server of the fault engine\nA page that shows alarms as they come, and the same for programs: an API, RESTCONF,\nRedfish and metrics for Prometheus with alert rules and a dashboard.")
+  "web server of the fault engine\nA page that shows alarms as they come, and the same for programs: an API,\nRESTCONF, Redfish, and metrics for Prometheus with alert rules and a dashboard.")
 set(CPACK_DEBIAN_WEB_PACKAGE_CONTROL_EXTRA
   ${CMAKE_CURRENT_SOURCE_DIR}/debian/web/postinst ${CMAKE_CURRENT_SOURCE_DIR}/debian/web/prerm
   ${CMAKE_CURRENT_SOURCE_DIR}/debian/web/postrm)

@@ -27,9 +27,10 @@ class EventService {
   std::optional<engine::JsonObject> subscription(const std::string& id) const;
 
   // These throw Refusal.
-  engine::JsonObject subscribe(const Request& request, std::string& uri);
-  void unsubscribe(const std::string& id);
-  void suspend(const std::string& id, bool is_suspended);
+  Response subscribe(const Request& request);
+  // False: there is none with this id.
+  bool unsubscribe(const std::string& id);
+  bool suspend(const std::string& id, bool is_suspended);
   void submit_test(const Request& request);
   Response stream(const Request& request);
 

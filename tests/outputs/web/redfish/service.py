@@ -142,14 +142,14 @@ class Web:
 
 
 class Receiver:
-    """Takes events at a port that stays the same. `behaviour` is "take", "refuse" (500), "hang", "redirect" or "talk"
-    (an answer without an end)."""
+    """Takes events at a port that stays the same. `behaviour` is "take", "hold" (takes them, and answers only when it
+    is woken), "refuse" (500), "hang", "redirect" or "talk" (an answer without an end)."""
 
     def __init__(self):
         self.behaviour, self.taken, self.refused, self.headers = "take", [], 0, []
         self.connections = []
         self.woken = threading.Event()
-        self.port, self.server = 0, None
+        self.host, self.port, self.server = "127.0.0.1", 0, None
         self.start()
 
     def start(self):
@@ -164,9 +164,11 @@ class Receiver:
 
             def do_POST(self):
                 body = json.loads(self.rfile.read(int(self.headers["Content-Length"])))
-                if receiver.behaviour == "take":
+                if receiver.behaviour in ("take", "hold"):
                     receiver.taken.append(body)
                     receiver.headers.append(dict(self.headers))
+                    if receiver.behaviour == "hold":
+                        receiver.woken.wait(PATIENCE)
                     self.answer(204)
                     return
                 receiver.refused += 1
@@ -217,10 +219,26 @@ class Receiver:
         self.connections.clear()
 
     def url(self):
-        return f"http://127.0.0.1:{self.port}/events"
+        return f"http://{self.host}:{self.port}/events"
 
     def records(self):
         return [record for event in list(self.taken) for record in event["Events"]]
+
+    def numbers(self):
+        """Of the changes that came, as they came."""
+        return [int(record["EventId"].rsplit("-", 1)[1]) for record in self.records() if "-" in record["EventId"]]
+
+
+SUBSCRIPTIONS = "/redfish/v1/EventService/Subscriptions"
+
+
+def subscribe(web, receiver, **more):
+    """The address of a new subscription."""
+    status, headers, body = web.ask(SUBSCRIPTIONS, "POST", {
+        "Destination": receiver.url(), "Protocol": "Redfish", "Context": "of the test", **more})
+    assert status == 201, body
+    assert headers["Location"] == SUBSCRIPTIONS + "/" + body["Id"]
+    return headers["Location"]
 
 
 class Directory:

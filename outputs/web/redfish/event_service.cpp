@@ -8,6 +8,7 @@
 #include "redfish/fault_log.h"
 #include "redfish/messages.h"
 #include "redfish/push_addresses.h"
+#include "redfish/request_body.h"
 #include "redfish/test_event.h"
 
 namespace polaiga::web {
@@ -42,7 +43,7 @@ JsonObject stream_form(const OpenStreams::One& stream) {
 void expect_distant(const std::string& destination) {
   const std::string problem = why_not_pushed_to(destination_host(destination).value_or(""));
   if (problem.empty()) return;
-  throw Refusal(Reason::kPropertyFormat, {destination, "Destination"}, "#/Destination",
+  throw Refusal(Reason::kPropertyFormat, {brief(destination), "Destination"}, "#/Destination",
                 problem + ", and this server pushes events there only when it is started with --push-local.");
 }
 
@@ -53,7 +54,7 @@ auto storing(const Pusher::Tell& tell, Act act) {
   try {
     return act();
   } catch (const std::system_error& error) {
-    tell(error.what());
+    tell(std::string(error.what()) + ". What a client has asked for is refused");
     const bool is_full = error.code() == std::errc::no_space_on_device || error.code().value() == EDQUOT;
     if (is_full) throw Refusal(Reason::kNoStorage, {}, {}, "The disk that subscriptions are kept on is full.");
     throw Refusal(Reason::kInternal, {}, {}, "The subscriptions cannot be stored.");

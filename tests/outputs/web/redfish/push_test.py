@@ -6,7 +6,7 @@ import signal
 import stat
 import sys
 
-from service import PATIENCE, SUBSCRIPTIONS, Directory, Engine, Receiver, Web, make_users, slow, subscribe, until
+from service import PATIENCE, SUBSCRIPTIONS, Directory, Engine, Receiver, Web, make_identity, make_users, slow, subscribe, until
 
 
 def main():
@@ -61,6 +61,7 @@ def main():
             expected += [expected[-1] + 1, expected[-1] + 2]
             until(behaviour + ": it comes in the end", lambda: receiver.numbers() == expected)
         receiver.woken.set()
+        assert receiver.paths == {"/events"}, "a redirect was followed"
         assert web.ask(where_other, "DELETE")[0] == 204
         until("the trouble is over", lambda: web.get(where)["Status"]["Health"] == "OK")
 
@@ -111,6 +112,17 @@ def main():
             assert web.ask(location, "DELETE")[0] == 204
             assert web.ask(location)[0] == 404
         assert web.get(SUBSCRIPTIONS)["Members"] == []
+
+        # A receiver whose certificate is not trusted gets events only when the subscription says so.
+        hidden = Receiver(identity=make_identity(directory))
+        strict, careless = subscribe(web, hidden), subscribe(web, hidden, VerifyCertificate=False)
+        engine.feed(slow(13))
+        until("it comes to one", lambda: len(hidden.numbers()) == 1)
+        until("the other is refused", lambda: "trouble" in web.get(strict)["Oem"]["Polaiga"])
+        assert "certificate" in web.get(strict)["Oem"]["Polaiga"]["trouble"], web.get(strict)
+        assert len(hidden.numbers()) == 1 and "trouble" not in web.get(careless)["Oem"]["Polaiga"]
+        for location in (strict, careless):
+            assert web.ask(location, "DELETE")[0] == 204
 
         # A subscription that may end does so, and one that may be suspended is.
         critical.stop()

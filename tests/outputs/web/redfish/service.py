@@ -55,6 +55,14 @@ def run(*command, text=""):
     assert done.returncode == 0, (command, done.stderr)
 
 
+def make_identity(directory):
+    """A certificate that has signed itself, and its key."""
+    certificate, key = directory + "/server.pem", directory + "/server.key"
+    run("openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", key, "-out", certificate, "-days", "2",
+        "-subj", "/CN=test", "-addext", "subjectAltName=IP:127.0.0.1")
+    return certificate, key
+
+
 def make_users(polaiga_web, directory):
     """A file of users; each is named by his role."""
     file = directory + "/users"
@@ -143,9 +151,11 @@ class Web:
 
 class Receiver:
     """Takes events at a port that stays the same. `behaviour` is "take", "hold" (takes them, and answers only when it
-    is woken), "refuse" (500), "hang", "redirect" or "talk" (an answer without an end)."""
+    is woken), "refuse" (500), "hang", "redirect" or "talk" (an answer without an end). `identity` is the certificate and
+    the key of one with TLS."""
 
-    def __init__(self):
+    def __init__(self, identity=None):
+        self.identity, self.paths = identity, set()
         self.behaviour, self.taken, self.refused, self.headers = "take", [], 0, []
         self.connections = []
         self.woken = threading.Event()
@@ -162,7 +172,14 @@ class Receiver:
                 super().setup()
                 receiver.connections.append(self.connection)
 
+            def handle(self):
+                try:
+                    super().handle()
+                except ssl.SSLError:
+                    pass  # the server does not trust us
+
             def do_POST(self):
+                receiver.paths.add(self.path)
                 body = json.loads(self.rfile.read(int(self.headers["Content-Length"])))
                 if receiver.behaviour in ("take", "hold"):
                     receiver.taken.append(body)
@@ -206,6 +223,11 @@ class Receiver:
 
         self.server = Server(("127.0.0.1", self.port), Handler)
         self.port = self.server.server_address[1]
+        if self.identity:
+            context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+            context.load_cert_chain(*self.identity)
+            self.server.socket = context.wrap_socket(self.server.socket, server_side=True,
+                                                     do_handshake_on_connect=False)
         threading.Thread(target=self.server.serve_forever, daemon=True, kwargs={"poll_interval": 0.02}).start()
 
     def stop(self):
@@ -219,7 +241,7 @@ class Receiver:
         self.connections.clear()
 
     def url(self):
-        return f"http://{self.host}:{self.port}/events"
+        return f"{'https' if self.identity else 'http'}://{self.host}:{self.port}/events"
 
     def records(self):
         return [record for event in list(self.taken) for record in event["Events"]]

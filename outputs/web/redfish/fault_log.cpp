@@ -66,8 +66,7 @@ JsonObject FaultLog::service() const {
   JsonObject body = resource(kLogUri, schemas::kLogService, "FaultLog", "Faults");
   body.add("Description",
            "Every alarm that the engine's ledger keeps, the latest first. Nobody may clear it; entries leave it when "
-           "they "
-           "are as old as the site has set.")
+           "they are as old as the site has set.")
       .add("ServiceEnabled", true)
       .add("LogEntryType", "Event")
       .add("OverWritePolicy", "WrapsWhenFull")

@@ -174,7 +174,7 @@ bool Pusher::finish_all() {
     });
     if (found == ways_.end()) continue;
     Way& way = *found->second;
-    const std::string problem = way.delivery->problem(message->data.result);
+    const std::string problem = engine::printable(way.delivery->problem(message->data.result));
     curl_multi_remove_handle(multi_, way.delivery->easy());
     way.delivery.reset();
     finish(found->first, way, problem);
@@ -200,11 +200,11 @@ void Pusher::fail(const Subscription& subscription, Way& way, const std::string&
   way.next = Steady::now() + pause_of(subscription, way.failures);
   {
     const std::lock_guard lock(mutex_);
-    troubles_[subscription.id] = engine::printable(problem);
+    troubles_[subscription.id] = problem;
   }
   if (way.failures == 1) {
     tell_("Events cannot be pushed to '" + engine::printable(subscription.destination) + "': " + problem +
-          ". It is tried again");
+          ". They are kept, and it is tried again");
   }
   const bool gives_up =
       subscription.policy == RetryPolicy::kTerminateAfterRetries || subscription.policy == RetryPolicy::kSuspendRetries;
@@ -222,8 +222,10 @@ void Pusher::give_up(const Subscription& subscription, const std::string& proble
   } catch (const std::exception& error) {
     return tell_of_storage(error.what());  // it is tried again at the next failure
   }
+  tell_of_storage("");
   tell_("The subscription " + subscription.id + " to '" + engine::printable(subscription.destination) + "' is " +
-        (is_deleted ? "deleted" : "suspended") + ", because events cannot be pushed: " + problem);
+        (is_deleted ? "deleted" : "suspended") + ", because events cannot be pushed: " + problem +
+        (is_deleted ? ". Its client has to subscribe again" : ". An operator has to resume it (ResumeSubscription)"));
 }
 
 // Writes how far subscriptions have come: at once, or when it is time.
@@ -233,18 +235,16 @@ void Pusher::store(bool at_once) {
   if (!is_time && (!at_once || !storage_problem_.empty()) && !is_over_) return;
   next_store_ = now + kStorePassed;
   try {
-    store_.flush();
-    tell_of_storage("");
+    if (store_.flush()) tell_of_storage("");
   } catch (const std::exception& error) {
-    next_store_ = now + kStoreAgain;
     tell_of_storage(error.what());
   }
 }
 
 // A disk that stays full is told of once, and once when it is not any more.
 void Pusher::tell_of_storage(const std::string& problem) {
-  if (problem == storage_problem_) return;
-  storage_problem_ = problem;
+  if (!problem.empty()) next_store_ = Steady::now() + kStoreAgain;
+  if (problem == std::exchange(storage_problem_, problem)) return;
   tell_(problem.empty()
             ? "The subscriptions to events can be written again"
             : problem + ". Events are pushed all the same, but some may come a second time after a restart");

@@ -121,12 +121,12 @@ void SubscriptionStore::advance(const std::string& id, const EventCursor& cursor
   is_behind_ = true;
 }
 
-void SubscriptionStore::flush() {
+bool SubscriptionStore::flush() {
   const std::lock_guard alone(writing_);
   std::vector<Subscription> now;
   {
     const std::lock_guard lock(mutex_);
-    if (!std::exchange(is_behind_, false)) return;
+    if (!std::exchange(is_behind_, false)) return false;
     now = subscriptions_;
   }
   try {
@@ -136,6 +136,7 @@ void SubscriptionStore::flush() {
     is_behind_ = true;
     throw;
   }
+  return true;
 }
 
 std::vector<Subscription> SubscriptionStore::all() const {

@@ -30,9 +30,9 @@ class SubscriptionStore {
 
   // Notes how far the subscription has come. The file has it with the next flush() or other change.
   void advance(const std::string& id, const EventCursor& cursor);
-  // Writes the file when a subscription has come further than it says. Throws std::system_error; then the file is as
-  // it was, and another flush() tries again.
-  void flush();
+  // Writes the file when a subscription has come further than it says; whether that was so. Throws std::system_error;
+  // then the file is as it was, and another flush() tries again.
+  bool flush();
 
   // Neither waits for the disk.
   std::vector<Subscription> all() const;

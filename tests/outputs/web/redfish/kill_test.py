@@ -55,12 +55,19 @@ def main():
         feeder.start()
         cuts = []
         try:
-            for _ in range(kills):
+            for number in range(kills):
                 before = max(receiver.numbers(), default=0)
                 # So many are more than one request, so what was on its way at the last kill is done with.
                 until("pushes go on", lambda: max(receiver.numbers(), default=0) > before + 100)
                 time.sleep(chance.uniform(0, 0.1))
+                if number % 2 == 1:  # now the receiver has taken something, and the server does not know that yet
+                    receiver.woken.clear()
+                    receiver.behaviour = "hold"
+                    taken = len(receiver.taken)
+                    until("something is held", lambda: len(receiver.taken) > taken)
                 web.end(signal.SIGKILL)
+                receiver.behaviour = "take"
+                receiver.woken.set()
                 cuts.append(len(receiver.numbers()))
                 web = start()
         finally:
@@ -71,6 +78,7 @@ def main():
         numbers = receiver.numbers()
         went_back, twice = check(numbers, cuts)
         assert numbers[-1] >= fed[0], (numbers[-1], fed[0])
+        assert went_back >= kills // 2, went_back
         print(f"{kills} kills amid {numbers[-1]} changes; after {went_back} of them, {twice} changes came a second time.")
         web.end()
         engine.end()

@@ -19,6 +19,7 @@ import urllib.request
 
 PATIENCE = 60  # seconds, for what must come
 PASSWORD = "secret-1"  # of all users
+SUBSCRIPTIONS = "/redfish/v1/EventService/Subscriptions"
 STARTED = []  # processes
 signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
 
@@ -175,8 +176,8 @@ class Receiver:
             def handle(self):
                 try:
                     super().handle()
-                except ssl.SSLError:
-                    pass  # the server does not trust us
+                except OSError:
+                    pass  # the server does not trust us, or was killed
 
             def do_POST(self):
                 receiver.paths.add(self.path)
@@ -249,9 +250,6 @@ class Receiver:
     def numbers(self):
         """Of the changes that came, as they came."""
         return [int(record["EventId"].rsplit("-", 1)[1]) for record in self.records() if "-" in record["EventId"]]
-
-
-SUBSCRIPTIONS = "/redfish/v1/EventService/Subscriptions"
 
 
 def subscribe(web, receiver, **more):

@@ -83,7 +83,7 @@ TEST(SubscriptionStoreTest, WhatCannotBeWrittenDidNotHappen) {
   EXPECT_EQ(store.find("1")->cursor.number, 8);
   EXPECT_THROW(store.flush(), std::system_error) << "it is tried again";
   std::filesystem::remove(dir.file("redfish-subscriptions.json.new"));
-  store.flush();
+  EXPECT_TRUE(store.flush());
   EXPECT_EQ(SubscriptionStore(path).find("1")->cursor.number, 8);
 }
 
@@ -113,7 +113,7 @@ TEST(SubscriptionStoreTest, NothingIsWrittenWhenNothingHasChanged) {
   ASSERT_TRUE(store.add(to("http://a.example/")));
   dir.write("redfish-subscriptions.json", "as it was");
   store.advance("1", {"abc", 7});  // it is there already
-  store.flush();
+  EXPECT_FALSE(store.flush());
   EXPECT_EQ(dir.read("redfish-subscriptions.json"), "as it was");
 }
 

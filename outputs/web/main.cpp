@@ -121,7 +121,7 @@ int serve(const Options& options) {
                          .push = push,
                          .sessions = options.access.users.empty() ? nullptr : &gate,
                          .catalog = [&options] { return catalog_of(options.program); },
-                         .tell = [&](const std::string& text) { say(Priority::kWarning, text); },
+                         .tell = say,
                          .wake_streams = [&waking] { waking.notify(); }});
   application.add("redfish", redfish);
   Listener listener(*address);

@@ -4,6 +4,7 @@
 #include <system_error>
 #include <utility>
 
+#include "base/printable.h"
 #include "redfish/errors.h"
 #include "redfish/fault_log.h"
 #include "redfish/messages.h"
@@ -15,6 +16,7 @@ namespace polaiga::web {
 
 using engine::JsonArray;
 using engine::JsonObject;
+using engine::Priority;
 
 namespace {
 
@@ -54,7 +56,7 @@ auto storing(const Pusher::Tell& tell, Act act) {
   try {
     return act();
   } catch (const std::system_error& error) {
-    tell(std::string(error.what()) + ". What a client has asked for is refused");
+    tell(Priority::kError, std::string(error.what()) + ". What a client has asked for is refused");
     const bool is_full = error.code() == std::errc::no_space_on_device || error.code().value() == EDQUOT;
     if (is_full) throw Refusal(Reason::kNoStorage, {}, {}, "The disk that subscriptions are kept on is full.");
     throw Refusal(Reason::kInternal, {}, {}, "The subscriptions cannot be stored.");
@@ -144,7 +146,7 @@ std::optional<JsonObject> EventService::subscription(const std::string& id) cons
   return std::nullopt;
 }
 
-Response EventService::subscribe(const Request& request) {
+Response EventService::subscribe(const Request& request, const Caller& caller) {
   if (!store_.is_enabled()) {
     throw Refusal(Reason::kServiceDisabled, {subscriptions_uri()}, {},
                   "This server has no directory to keep subscriptions in; it is given with --state.");
@@ -155,19 +157,22 @@ Response EventService::subscribe(const Request& request) {
   asked.cursor = {view->of.ledger_id, view->of.number};
   const auto made = storing(tell_, [&] { return store_.add(std::move(asked)); });
   if (!made) throw Refusal(Reason::kTooManySubscriptions);
+  tell_(Priority::kInfo, engine::in_quotes(caller.name) + " has subscribed " + engine::in_quotes(made->destination) +
+                             " to events, as subscription " + made->id);
   pusher_.wake();
   return created_response(form(*made), subscriptions_uri() + "/" + made->id);
 }
 
-bool EventService::unsubscribe(const std::string& id) {
+bool EventService::unsubscribe(const std::string& id, const Caller& caller) {
   if (const auto stream = streams_.find(id)) {
     stream->is_ended = true;
     wake_streams_();
     return true;
   }
-  const bool is_removed = storing(tell_, [&] { return store_.remove(id); });
+  if (!storing(tell_, [&] { return store_.remove(id); })) return false;
+  tell_(Priority::kInfo, engine::in_quotes(caller.name) + " has deleted the subscription " + id);
   pusher_.wake();
-  return is_removed;
+  return true;
 }
 
 bool EventService::suspend(const std::string& id, bool is_suspended) {

@@ -11,6 +11,9 @@
 #include "redfish/delivery.h"
 
 namespace polaiga::web {
+
+using engine::Priority;
+
 namespace {
 
 constexpr std::chrono::seconds kLook{1};  // for what nobody has woken us for
@@ -187,7 +190,8 @@ void Pusher::finish(const std::string& id, Way& way, const std::string& problem)
   const auto subscription = store_.find(id);
   if (!subscription) return;
   if (!problem.empty()) return fail(*subscription, way, problem);
-  if (way.failures > 0) tell_("Events reach '" + engine::printable(subscription->destination) + "' again");
+  if (way.failures > 0)
+    tell_(Priority::kInfo, "Events reach " + engine::in_quotes(subscription->destination) + " again");
   way.failures = 0;
   store_.advance(id, way.through);
   const std::lock_guard lock(mutex_);
@@ -203,8 +207,8 @@ void Pusher::fail(const Subscription& subscription, Way& way, const std::string&
     troubles_[subscription.id] = problem;
   }
   if (way.failures == 1) {
-    tell_("Events cannot be pushed to '" + engine::printable(subscription.destination) + "': " + problem +
-          ". They are kept, and it is tried again");
+    tell_(Priority::kWarning, "Events cannot be pushed to " + engine::in_quotes(subscription.destination) + ": " +
+                                  problem + ". They are kept, and it is tried again");
   }
   const bool gives_up =
       subscription.policy == RetryPolicy::kTerminateAfterRetries || subscription.policy == RetryPolicy::kSuspendRetries;
@@ -223,9 +227,11 @@ void Pusher::give_up(const Subscription& subscription, const std::string& proble
     return tell_of_storage(error.what());  // it is tried again at the next failure
   }
   tell_of_storage("");
-  tell_("The subscription " + subscription.id + " to '" + engine::printable(subscription.destination) + "' is " +
-        (is_deleted ? "deleted" : "suspended") + ", because events cannot be pushed: " + problem +
-        (is_deleted ? ". Its client has to subscribe again" : ". An operator has to resume it (ResumeSubscription)"));
+  tell_(
+      Priority::kWarning,
+      "The subscription " + subscription.id + " to " + engine::in_quotes(subscription.destination) + " is " +
+          (is_deleted ? "deleted" : "suspended") + ", because events cannot be pushed: " + problem +
+          (is_deleted ? ". Its client has to subscribe again" : ". An operator has to resume it (ResumeSubscription)"));
 }
 
 // Writes how far subscriptions have come: at once, or when it is time.
@@ -245,9 +251,12 @@ void Pusher::store(bool at_once) {
 void Pusher::tell_of_storage(const std::string& problem) {
   if (!problem.empty()) next_store_ = Steady::now() + kStoreAgain;
   if (problem == std::exchange(storage_problem_, problem)) return;
-  tell_(problem.empty()
-            ? "The subscriptions to events can be written again"
-            : problem + ". Events are pushed all the same, but some may come a second time after a restart");
+  if (problem.empty()) {
+    tell_(Priority::kInfo, "The subscriptions to events can be written again");
+  } else {
+    tell_(Priority::kError,
+          problem + ". Events are pushed all the same, but some may come a second time after a restart");
+  }
 }
 
 void Pusher::forget_removed() {

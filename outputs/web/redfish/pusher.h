@@ -13,6 +13,7 @@
 #include <string>
 #include <thread>
 
+#include "base/messages.h"
 #include "live/live_ledger.h"
 #include "redfish/subscription_store.h"
 
@@ -26,7 +27,7 @@ struct PushOptions {
 
 class Pusher {
  public:
-  using Tell = std::function<void(const std::string&)>;
+  using Tell = std::function<void(engine::Priority, const std::string&)>;
 
   // The ledger and the store must outlive this. Throws std::runtime_error.
   Pusher(LiveLedger& live, SubscriptionStore& store, PushOptions options, Tell tell);

@@ -142,7 +142,7 @@ Response Redfish::answer(const Request& request, const Caller& caller) {
   } catch (const engine::LedgerError& error) {
     response = refusal_response(Refusal(Reason::kUnavailable, {"5"}, {}, std::string(error.what()) + "."));
   } catch (const std::exception& error) {
-    options_.tell(error.what());
+    options_.tell(engine::Priority::kError, "A request of Redfish has failed: " + std::string(error.what()));
     response = refusal_response(Refusal(Reason::kInternal));
   }
   return with_version(std::move(response));
@@ -270,12 +270,12 @@ Response Redfish::event_service(const Ask& ask) { return give(ask.request, event
 Response Redfish::event_stream(const Ask& ask) { return events_.stream(ask.request); }
 
 Response Redfish::subscriptions(const Ask& ask) {
-  if (!is_question(ask.request)) return events_.subscribe(ask.request);
+  if (!is_question(ask.request)) return events_.subscribe(ask.request, ask.caller);
   return give(ask.request, events_.subscriptions(ask.range()), schemas::kSubscriptions);
 }
 
 Response Redfish::subscription(const Ask& ask) {
-  if (!is_question(ask.request)) return done(ask.request, events_.unsubscribe(ask.chosen));
+  if (!is_question(ask.request)) return done(ask.request, events_.unsubscribe(ask.chosen, ask.caller));
   return give(ask.request, events_.subscription(ask.chosen), schemas::kSubscription);
 }
 

@@ -22,8 +22,8 @@ struct RedfishOptions {
   PushOptions push;
   SessionDesk* sessions = nullptr;       // null: nobody can log in
   std::function<std::string()> catalog;  // makes what `polaiga catalog --json` prints; throws when it cannot
-  std::function<void(const std::string&)> tell;
-  std::function<void()> wake_streams;  // asks all streams of the server for what is new
+  Pusher::Tell tell;                     // is called by several threads
+  std::function<void()> wake_streams;    // asks all streams of the server for what is new
 };
 
 class Redfish final : public Part {

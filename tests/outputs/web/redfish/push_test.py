@@ -28,6 +28,8 @@ def main():
             "Members@odata.count"] == 1)
         where = subscribe(web, receiver, DeliveryRetryPolicy="RetryForever",
                           HttpHeaders=[{"Authorization": "Bearer hush"}])
+        until("the server says who it was", lambda: any(
+            f"'operator' has subscribed '{receiver.url()}' to events, as subscription 1" in line for line in web.said))
         engine.feed(slow(2))
         until("an event comes", lambda: receiver.numbers() == [2])
         event = receiver.taken[0]
@@ -63,6 +65,8 @@ def main():
         receiver.woken.set()
         assert receiver.paths == {"/events"}, "a redirect was followed"
         assert web.ask(where_other, "DELETE")[0] == 204
+        until("the server says who it was",
+              lambda: any("'operator' has deleted the subscription 2" in line for line in web.said))
         until("the trouble is over", lambda: web.get(where)["Status"]["Health"] == "OK")
 
         # Who took the event and answers without an end has it.

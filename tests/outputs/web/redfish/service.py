@@ -73,11 +73,13 @@ def make_users(polaiga_web, directory):
 
 
 class Engine:
-    def __init__(self, polaiga, directory):
+    """`arguments` are those beside its places."""
+
+    def __init__(self, polaiga, directory, *arguments):
         self.ledger, self.control = directory + "/ledger.db", directory + "/control.sock"
         events = directory + "/events.sock"
         self.process = start(polaiga, "run", "--ledger", self.ledger, "--socket", events, "--control", self.control,
-                             stderr=subprocess.DEVNULL)
+                             *arguments, stderr=subprocess.DEVNULL)
         self.socket = socket.socket(socket.AF_UNIX)
         self.socket.settimeout(PATIENCE)
 

@@ -159,6 +159,7 @@ class Receiver:
 
     def __init__(self, identity=None):
         self.identity, self.paths = identity, set()
+        self.busy, self.lock = 0, threading.Lock()  # how many connections are open
         self.behaviour, self.taken, self.refused, self.headers = "take", [], 0, []
         self.connections = []
         self.woken = threading.Event()
@@ -176,10 +177,15 @@ class Receiver:
                 receiver.connections.append(self.connection)
 
             def handle(self):
+                with receiver.lock:
+                    receiver.busy += 1
                 try:
                     super().handle()
                 except OSError:
                     pass  # the server does not trust us, or was killed
+                finally:
+                    with receiver.lock:
+                        receiver.busy -= 1
 
             def do_POST(self):
                 receiver.paths.add(self.path)

@@ -24,7 +24,6 @@
 #include "http/server.h"
 #include "metrics/metrics.h"
 #include "page/page.h"
-#include "redfish/desk_sessions.h"
 #include "redfish/redfish.h"
 #include "restconf/restconf.h"
 
@@ -117,14 +116,13 @@ int serve(const Options& options) {
   Metrics metrics(site, options.most_series);
   application.add("metrics", metrics);
   Notifier waking;
-  DeskSessions sessions(gate);
   PushOptions push = options.push;
   push.retry_interval = std::chrono::seconds(options.push_retry);
   Redfish redfish(site, {.state_directory = options.state,
                          .push = push,
-                         .sessions = options.access.users.empty() ? nullptr : &sessions,
+                         .sessions = options.access.users.empty() ? nullptr : &gate,
                          .catalog = [&options] { return catalog_of(options.program); },
-                         .tell = [&](const std::string& text) { say(Priority::kWarning, text); },
+                         .tell = say,
                          .wake_streams = [&waking] { waking.notify(); }});
   application.add("redfish", redfish);
   Listener listener(*address);

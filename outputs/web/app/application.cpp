@@ -30,10 +30,12 @@ Response Application::answer(const Request& request) {
 }
 
 Response Application::route(const Request& request) {
-  auto admitted = gate_.admit(request);
-  if (auto* const response = std::get_if<Response>(&admitted)) return std::move(*response);
   auto part = parts_.find(request.target.path.front());
   if (part == parts_.end()) part = parts_.find("");
+  auto admitted = gate_.admit(request);
+  if (auto* const response = std::get_if<Response>(&admitted)) {
+    return part == parts_.end() ? std::move(*response) : part->second->refused(request, std::move(*response));
+  }
   if (part == parts_.end()) return problem(404, "There is nothing at this address.");
   try {
     const Caller& caller = std::get<Caller>(admitted);

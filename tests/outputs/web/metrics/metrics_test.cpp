@@ -449,7 +449,7 @@ TEST_F(MetricsTest, PrometheusScrapesItAndTheRulesFire) {
   act(R"({"do":"acknowledge","alarms":"2"})");
   when(alarm_of(2, R"(code="F0397",severity="critical",state="acknowledged")"), 1);
   const auto asked =
-      shell_.run("python3 '" POLAIGA_SOURCE_DIR "/tests/outputs/web/metrics/ask_prometheus.py' " + address() + " '" +
+      shell_.run("python3 -B '" POLAIGA_SOURCE_DIR "/tests/outputs/web/metrics/ask_prometheus.py' " + address() + " '" +
                  shell_.dir().path().string() + "' '" POLAIGA_SOURCE_DIR "/packaging/prometheus' PolaigaCriticalAlarm");
   ASSERT_EQ(asked.status, 0) << asked.err;
   const json found = json::parse(asked.out);

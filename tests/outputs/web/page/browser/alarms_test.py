@@ -78,5 +78,21 @@ class AlarmsTest(PageTest):
         self.picture("readme")
 
 
+class AdviceTest(PageTest):
+    profile = (("code", "dn", "severity", "notify", "respond_within", "consequence", "advice"),
+               ("F0385", "*", "major", "no", "4h", "The server stops when the <b>second</b> supply fails, too.", "Replace the supply; spares are in room 2."))
+
+    def test_what_the_site_says_of_an_alarm_is_told(self):
+        self.open_ready("/?text=PSU1_TEMP")
+        self.assertEqual(self.text_of("#list .sev"), ["major"], "the severity is the site's")
+        self.find("#list a")[0].click()
+        self.wait_for("#alarm", "Raw record")
+        told = self.page.execute_script("""return Object.fromEntries([...document.querySelectorAll('#alarm dt')]
+            .map((one) => [one.textContent, one.nextElementSibling.textContent]));""")
+        self.assertEqual(told["Respond"], "within 4 h (nobody is notified)")
+        self.assertEqual(told["Consequence"], "The server stops when the <b>second</b> supply fails, too.")
+        self.assertEqual(told["Advice"], "Replace the supply; spares are in room 2.")
+
+
 if __name__ == "__main__":
     in_browser.main()

@@ -65,7 +65,7 @@ class AlarmsTest(PageTest):
         self.find("#list a")[0].click()
         alarm = self.wait_for("#alarm", "Raw record")
         text = alarm.get_attribute("textContent")
-        for part in ["was major", "was minor", "offset 58, state 6", "the filter ps raises F0385", "becomes F0383", "Nothing yet."]:
+        for part in ["was major", "was minor", "offset 58, state 6 at ", "the filter ps raises F0385", "becomes F0383", "Nothing yet."]:
             self.assertIn(part, text)
         self.assertEqual(len(self.find("#alarm .picture rect")), 3)
         self.find("#alarm summary")[0].click()

@@ -102,7 +102,7 @@ function because(why) {
   const event = why.raise?.event;
   if (!event) return null;
   const rule = why.rule;
-  return [`${event.sensor}: offset ${event.offset}, state ${event.state}`,
+  return [`${event.sensor}: offset ${event.offset}, state ${event.state}`, event.at && [' at ', h('time', { datetime: event.at, title: exact(seconds_of(event.at)) }, clock_of(seconds_of(event.at)))],
     rule && h('span', { class: 'dim' }, ` \u2013 the filter ${rule.filter} raises ${code_text(why.code)} by ${events_words(rule.raised_by)}`),
     rule === null && h('span', { class: 'dim' }, ' \u2013 this build\u2019s filter does not raise it by that event')];
 }

@@ -294,11 +294,12 @@ address.on_change(() => {
 });
 
 function begin() {
+  learn_who();
   refresh();
   server.follow({
     alive() {
+      if (live.has_stream === false) learn_who();
       live.has_stream = true;
-      learn_who();
       refresh();
     },
     broken() {

@@ -33,15 +33,23 @@ const ended_at = (alarm) => alarm.ended || now();
 function ways_to_group() {
   const ways = [(dn) => dn, (dn) => dn.replace(/rack-unit-\d+/, '$&\u0000').replace(/(?<=-)\d+(?!\u0000)(?=\/|$)/g, '*').replace('\u0000', '')];
   for (let level = 6; level > 0; --level) ways.push((dn) => dn.split('/').slice(0, level).join('/'));
-  return ways;
+  // Each frame asks again for all alarms, so each DN is taken apart once.
+  return ways.map((way) => {
+    const keys_of = new Map();
+    return (dn) => {
+      if (!keys_of.has(dn)) keys_of.set(dn, way(dn));
+      return keys_of.get(dn);
+    };
+  });
 }
+const ways = ways_to_group();
 
 function make_lanes() {
   const from = last() - span;
   const under = parameters().get('under') ?? '';
   const seen = alarms.filter((alarm) => alarm.created <= last() && ended_at(alarm) >= from && (!under || is_below(under, alarm.dn)));
   const key_before = lanes[chosen]?.key;
-  for (const way of ways_to_group()) {
+  for (const way of ways) {
     const by = new Map();
     for (const alarm of seen) {
       const key = way(alarm.dn);

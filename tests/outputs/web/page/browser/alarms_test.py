@@ -65,7 +65,7 @@ class AlarmsTest(PageTest):
         self.find("#list a")[0].click()
         alarm = self.wait_for("#alarm", "Raw record")
         text = alarm.get_attribute("textContent")
-        for part in ["was major", "was minor", "offset 58, state 6", "the filter ps raises F0385", "becomes F0383", "Nothing yet."]:
+        for part in ["was major", "was minor", "offset 58, state 6 at ", "the filter ps raises F0385", "becomes F0383", "Nothing yet."]:
             self.assertIn(part, text)
         self.assertEqual(len(self.find("#alarm .picture rect")), 3)
         self.find("#alarm summary")[0].click()
@@ -76,6 +76,22 @@ class AlarmsTest(PageTest):
         self.find("#list a")[0].click()
         self.wait_for("#alarm", "Raw record")
         self.picture("readme")
+
+
+class AdviceTest(PageTest):
+    profile = (("code", "dn", "severity", "notify", "respond_within", "consequence", "advice"),
+               ("F0385", "*", "major", "no", "4h", "The server stops when the <b>second</b> supply fails, too.", "Replace the supply; spares are in room 2."))
+
+    def test_what_the_site_says_of_an_alarm_is_told(self):
+        self.open_ready("/?text=PSU1_TEMP")
+        self.assertEqual(self.text_of("#list .sev"), ["major"], "the severity is the site's")
+        self.find("#list a")[0].click()
+        self.wait_for("#alarm", "Raw record")
+        told = self.page.execute_script("""return Object.fromEntries([...document.querySelectorAll('#alarm dt')]
+            .map((one) => [one.textContent, one.nextElementSibling.textContent]));""")
+        self.assertEqual(told["Respond"], "within 4 h (nobody is notified)")
+        self.assertEqual(told["Consequence"], "The server stops when the <b>second</b> supply fails, too.")
+        self.assertEqual(told["Advice"], "Replace the supply; spares are in room 2.")
 
 
 if __name__ == "__main__":

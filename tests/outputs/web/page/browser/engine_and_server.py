@@ -9,9 +9,11 @@ import subprocess
 import tempfile
 import threading
 import time
+from pathlib import Path
 
 PATIENCE = 60  # seconds
 HOUR = 3600
+TABLES = Path(__file__).resolve().parents[5] / "engine/tables"
 
 
 def until(condition, what):
@@ -60,13 +62,18 @@ def night():
 class Site:
     """An engine and a server with a directory of their own."""
 
-    def __init__(self, programs, users=()):
-        """Programs has the paths of both; users are pairs of a name and a role."""
+    def __init__(self, programs, users=(), profile=()):
+        """Programs has the paths of both; users are pairs of a name and a role; profile has the rows of alarms.tsv."""
         self.programs = programs
         self.place = tempfile.mkdtemp(prefix="polaiga-page-")
         self.port = 0
         self.engine_more = ["--gateway", pwd.getpwuid(os.geteuid()).pw_name] if users else []
         self.web_more = ["--users", self.path("users")] if users else []
+        if profile:
+            shutil.copytree(TABLES, self.path("tables"))
+            with open(self.path("tables/alarms.tsv"), "w", encoding="utf-8") as table:
+                table.writelines("\t".join(row) + "\n" for row in profile)
+            self.engine_more += ["--tables", self.path("tables")]
         for name, role in users:
             subprocess.run([self.programs.web, "passwd", "--users", self.path("users"), "--role", role, name], input=f"{password(name)}\n",
                            text=True, check=True, stdout=subprocess.DEVNULL)

@@ -52,10 +52,11 @@ class PageTest(unittest.TestCase):
 
     lines = staticmethod(night)
     users = ()
+    profile = ()
 
     @classmethod
     def setUpClass(cls):
-        cls.site = Site(options, cls.users)
+        cls.site = Site(options, cls.users, cls.profile)
         cls.addClassCleanup(cls.site.close)
         cls.site.feed(cls.lines())
         cls.page = browser()

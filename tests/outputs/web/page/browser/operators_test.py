@@ -264,6 +264,7 @@ class OperatorTest(OperatorsPageTest):
         self.assertEqual(actions.count("ticket 4713"), 1)
 
     def test_z_logging_out(self):
+        self.may_fail = True  # what the page asks for meanwhile is refused, and the browser tells of it
         self.open_ready("/")
         self.wait_for("#me button", "Log out").click()
         self.wait_for("input[type=password]")

@@ -3,6 +3,7 @@
 import in_browser
 from in_browser import PageTest, until
 from selenium.webdriver.common.action_chains import ActionChains
+from selenium.webdriver.common.actions.wheel_input import ScrollOrigin
 from selenium.webdriver.common.keys import Keys
 
 
@@ -41,6 +42,29 @@ class TimelineTest(PageTest):
         over_the_bar.click().perform()
         self.wait_for("#alarm h2")
         self.picture("timeline-1280")
+
+    def span(self):
+        """Seconds that the address says."""
+        return int(self.page.execute_script("return new URLSearchParams(location.search).get('span') ?? '86400'"))
+
+    def test_the_wheel_zooms_and_dragging_moves(self):
+        self.open_ready("/timeline")
+        box = self.find("#lanes")[0]
+        over = ScrollOrigin.from_element(box)
+        ActionChains(self.page).scroll_from_origin(over, 0, -300).perform()
+        until(lambda: self.span() < 86400, "the wheel shows less time")
+        self.assertIn("end=", self.page.current_url, "what is under the pointer stays there")
+        ActionChains(self.page).scroll_from_origin(over, 0, 20000).perform()
+        year = 366 * 86400
+        until(lambda: self.span() == year, "never more than a year")
+        self.page.execute_script("arguments[0].focus()", box)
+        self.press(*"+" * 20)
+        until(lambda: self.span() == 300, "never less than five minutes")
+        self.press("-", Keys.HOME)
+        until(lambda: "end=" not in self.page.current_url, "up to now")
+        ActionChains(self.page).drag_and_drop_by_offset(box, 200, 0).perform()
+        until(lambda: "end=" in self.page.current_url, "dragging shows what was before")
+        self.assertFalse(self.find("#alarm"), "dragging opens nothing")
 
 
 if __name__ == "__main__":

@@ -5,7 +5,7 @@
 namespace polaiga::web {
 namespace {
 
-Markup select(Markup::Tag begin, std::span<const Option> options, std::string_view chosen) {
+Markup select(const Markup::Tag& begin, std::span<const Option> options, std::string_view chosen) {
   Markup markup;
   markup.tag(begin);
   for (const Option& option : options) {

@@ -56,8 +56,8 @@ JsonObject SessionService::sessions(const Caller& caller, const MemberRange& ran
 
 std::optional<SessionFacts> SessionService::find(const Caller& caller, const std::string& id) const {
   if (desk_ == nullptr) return std::nullopt;
-  for (SessionFacts& one : desk_->sessions()) {
-    if (one.id == id && may_know_of(caller, one)) return std::move(one);
+  for (const SessionFacts& one : desk_->sessions()) {
+    if (one.id == id && may_know_of(caller, one)) return one;
   }
   return std::nullopt;
 }

@@ -60,9 +60,9 @@ void SubscriptionStore::read() {
 
 // The file is replaced as a whole, so that it is never half written.
 void SubscriptionStore::write(const std::vector<Subscription>& subscriptions) const {
-  json list = json::array();
-  for (const Subscription& one : subscriptions) list.push_back(stored_form(one));
-  const std::string text = json({{"last", last_}, {"subscriptions", std::move(list)}}).dump(1) + "\n";
+  json stored = {{"last", last_}, {"subscriptions", json::array()}};
+  for (const Subscription& one : subscriptions) stored["subscriptions"].push_back(stored_form(one));
+  const std::string text = stored.dump(1) + "\n";
   const std::string fresh = file_ + ".new";
   {
     const Descriptor file(::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, kSecret));

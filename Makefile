@@ -160,7 +160,7 @@ cppcheck:
 	@cppcheck --quiet --std=c++20 --language=c++ --enable=warning,performance,portability \
 	  --suppress=duplicateAssignExpression \
 	  --inline-suppr --error-exitcode=1 \
-	  -I include -I src -I engine src engine fuzz
+	  -I include -I src -I engine -I outputs/web src engine outputs fuzz
 
 valgrind: export GTEST_BRIEF = 1
 valgrind:

@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "app/part.h"
+#include "app/response_cache.h"
 #include "app/site.h"
 
 namespace polaiga::web {
@@ -30,6 +31,7 @@ class Api final : public Part {
   std::shared_ptr<const View> view() const;
 
   Site& site_;
+  ResponseCache lists_;  // of alarms
   std::mutex catalog_mutex_;
   Body catalog_;  // made once: it is that of the installed program
 };

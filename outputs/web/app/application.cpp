@@ -5,31 +5,9 @@
 #include "ledger/ledger.h"
 
 namespace polaiga::web {
-namespace {
-
-// Nothing comes from another host, nothing is put into another page, and no text can become a program.
-constexpr std::pair<const char*, const char*> kHeaders[] = {
-    {"Content-Security-Policy",
-     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; form-action 'self'; "
-     "base-uri 'none'; frame-ancestors 'none'"},
-    {"X-Content-Type-Options", "nosniff"},
-    {"X-Frame-Options", "DENY"},
-    {"Referrer-Policy", "no-referrer"},
-    {"Cross-Origin-Opener-Policy", "same-origin"},
-    {"Cross-Origin-Resource-Policy", "same-origin"},
-    {"Permissions-Policy", "camera=(), geolocation=(), microphone=()"},
-};
-
-}  // namespace
 
 Response Application::answer(const Request& request) {
-  Response response = route(request);
-  for (const auto& [name, value] : kHeaders) response.headers.emplace_back(name, value);
-  if (request.peer.is_encrypted) response.headers.emplace_back("Strict-Transport-Security", "max-age=31536000");
-  return response;
-}
-
-Response Application::route(const Request& request) {
+  if (auto refusal = hosts_.refuse(request)) return std::move(*refusal);
   auto admitted = gate_.admit(request);
   if (auto* const response = std::get_if<Response>(&admitted)) return std::move(*response);
   auto part = parts_.find(request.target.path.front());

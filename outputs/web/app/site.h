@@ -4,6 +4,7 @@
 #include <string>
 
 #include "access/gate.h"
+#include "app/catalog.h"
 #include "live/engine_link.h"
 #include "live/live_ledger.h"
 #include "live/readers.h"
@@ -14,6 +15,7 @@ struct Site {
   LiveLedger& live;
   Readers& readers;
   EngineLink& engine;
+  Catalog& catalog;
   Gate& gate;
   std::string program;  // path of the program `polaiga`, which explains faults: filters never run in this process
   std::string ledger;   // path

@@ -32,7 +32,7 @@ LiveLedger::~LiveLedger() {
     const std::lock_guard lock(mutex_);
     is_over_ = true;
   }
-  changed_.notify_all();
+  stops_.notify_all();
   thread_.join();
 }
 
@@ -44,13 +44,6 @@ std::shared_ptr<const View> LiveLedger::view() const {
 std::optional<std::string> LiveLedger::problem() const {
   const std::lock_guard lock(mutex_);
   return problem_;
-}
-
-void LiveLedger::wait(const std::string& ledger_id, ChangeNumber number, std::chrono::milliseconds longest) {
-  std::unique_lock lock(mutex_);
-  changed_.wait_for(lock, longest, [&] {
-    return is_over_ || (view_ && (view_->of.ledger_id != ledger_id || view_->of.number > number));
-  });
 }
 
 LiveChanges LiveLedger::after(ChangeNumber number, std::size_t most) {
@@ -66,7 +59,7 @@ LiveChanges LiveLedger::after(ChangeNumber number, std::size_t most) {
   }
   const std::lock_guard lock(old_mutex_);
   try {
-    if (!old_) old_.emplace(path_);
+    if (!old_ || old_->is_replaced()) old_.emplace(path_);
     engine::Feed feed = old_->next(number, most);
     LiveChanges found{.ledger_id = old_->ledger_id(), .changes = {}, .through = feed.through, .gap = feed.gap};
     for (const engine::StoredChange& one : feed.changes) {
@@ -95,7 +88,7 @@ void LiveLedger::run() {
     }
     std::unique_lock lock(mutex_);
     const auto pause = feed_ ? kLook : kLookForLedger;
-    if (changed_.wait_for(lock, pause, [this] { return is_over_; })) return;
+    if (stops_.wait_for(lock, pause, [this] { return is_over_; })) return;
   }
 }
 
@@ -128,9 +121,10 @@ void LiveLedger::read_changes() {
       fresh.push_back({one.change.number, json_of(one, feed_->ledger_id())});
     }
     const std::lock_guard lock(mutex_);
-    if (feed.gap) {  // whoever is behind is told when the ledger is asked for what was before
+    if (feed.gap) {  // whoever is behind or ahead is told when the ledger is asked
+      const bool was_put_back = feed.gap->first <= read_;
       recent_.clear();
-      recent_after_ = read_ = feed.gap->last;
+      recent_after_ = read_ = was_put_back ? feed.gap->first - 1 : feed.gap->last;
       continue;
     }
     std::ranges::move(fresh, std::back_inserter(recent_));
@@ -150,7 +144,6 @@ void LiveLedger::read_view() {
     const std::lock_guard lock(mutex_);
     view_ = std::move(view);
   }
-  changed_.notify_all();
   changes_.notify();
 }
 

@@ -44,7 +44,7 @@ class ApplicationTest : public ::testing::Test {
   }
 
   SwitchedGate gate_;
-  Application application_{gate_};
+  Application application_{gate_, HostNames()};
   StreamPart part_;
 };
 
@@ -54,6 +54,17 @@ TEST_F(ApplicationTest, TheGateIsAskedBeforeAnyPart) {
   EXPECT_EQ(part_.name, "");
   EXPECT_EQ(answer("/stream").status, 200);
   EXPECT_EQ(part_.name, "anna");
+}
+
+TEST_F(ApplicationTest, ARequestForAnotherHostReachesNeitherGateNorPart) {
+  Request request;
+  request.target = parse_target("/stream");
+  request.peer.address = "127.0.0.1";
+  request.headers = {{"host", "evil.example"}};
+  EXPECT_EQ(application_.answer(request).status, 421);
+  request.target = parse_target("/refused");
+  EXPECT_EQ(application_.answer(request).status, 421);
+  EXPECT_EQ(part_.name, "");
 }
 
 TEST_F(ApplicationTest, AStreamEndsWithTheRightToReadIt) {

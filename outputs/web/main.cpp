@@ -132,14 +132,15 @@ int serve(const Options& options) {
     messages.say(priority, text);
   };
   const polaiga::engine::Signals signals(2, std::chrono::seconds(10), messages.output(), "");
+  Listener listener(*address);  // before there are threads, which should not meet its umask
   LiveLedger live(options.ledger, [&](const std::string& text) { say(Priority::kWarning, text); });
   Readers readers(options.ledger);
   EngineLink engine(options.control);
   const AccessOptions who_may = access_options(options);
   Access gate(who_may, clock, say);
   Catalog catalog(options.program);
-  Site site{live, readers, engine, catalog, gate, options.program, options.ledger};
-  Api api(site);
+  Site site{live, readers, engine, gate, options.program, options.ledger};
+  Api api(site, catalog);
   Application application(gate, HostNames(options.hosts));
   application.add("api", api);
   Page page(site);
@@ -161,7 +162,6 @@ int serve(const Options& options) {
                          .tell = [&](const std::string& text) { say(Priority::kWarning, text); },
                          .wake_streams = [&waking] { waking.notify(); }});
   application.add("redfish", redfish);
-  Listener listener(*address);
   const auto warn = [&](const std::string& text) { say(Priority::kWarning, text); };
   Server server(listener, application, server_limits(options, who_may.proxy_user, warn), identity, warn);
   metrics.watch(server);

@@ -234,7 +234,7 @@ Response Api::stats(const Request& request) {
 
 Response Api::catalog(const Request& request) {
   expect_only(request.target, {});
-  const Body lines = site_.catalog.lines();
+  const Body lines = faults_.lines();
   const std::lock_guard lock(catalog_mutex_);
   if (!catalog_) {
     std::string text = "{\"faults\":[";

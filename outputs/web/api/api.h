@@ -3,6 +3,7 @@
 
 #include <mutex>
 
+#include "app/catalog.h"
 #include "app/part.h"
 #include "app/response_cache.h"
 #include "app/site.h"
@@ -11,7 +12,8 @@ namespace polaiga::web {
 
 class Api final : public Part {
  public:
-  explicit Api(Site& site) : site_(site) {}
+  // Both must outlive this.
+  Api(Site& site, Catalog& catalog) : site_(site), faults_(catalog) {}
 
   Response answer(const Request& request, const Caller& caller) override;
 
@@ -31,6 +33,7 @@ class Api final : public Part {
   std::shared_ptr<const View> view() const;
 
   Site& site_;
+  Catalog& faults_;
   ResponseCache lists_;  // of alarms
   std::mutex catalog_mutex_;
   Body catalog_;  // made once: it is that of the installed program

@@ -4,7 +4,6 @@
 #include <string>
 
 #include "access/gate.h"
-#include "app/catalog.h"
 #include "live/engine_link.h"
 #include "live/live_ledger.h"
 #include "live/readers.h"
@@ -15,7 +14,6 @@ struct Site {
   LiveLedger& live;
   Readers& readers;
   EngineLink& engine;
-  Catalog& catalog;
   Gate& gate;
   std::string program;  // path of the program `polaiga`, which explains faults: filters never run in this process
   std::string ledger;   // path

@@ -32,7 +32,7 @@ LiveLedger::~LiveLedger() {
     const std::lock_guard lock(mutex_);
     is_over_ = true;
   }
-  stops_.notify_all();
+  changed_.notify_all();
   thread_.join();
 }
 
@@ -44,6 +44,13 @@ std::shared_ptr<const View> LiveLedger::view() const {
 std::optional<std::string> LiveLedger::problem() const {
   const std::lock_guard lock(mutex_);
   return problem_;
+}
+
+void LiveLedger::wait(const std::string& ledger_id, ChangeNumber number, std::chrono::milliseconds longest) {
+  std::unique_lock lock(mutex_);
+  changed_.wait_for(lock, longest, [&] {
+    return is_over_ || (view_ && (view_->of.ledger_id != ledger_id || view_->of.number > number));
+  });
 }
 
 LiveChanges LiveLedger::after(ChangeNumber number, std::size_t most) {
@@ -88,7 +95,7 @@ void LiveLedger::run() {
     }
     std::unique_lock lock(mutex_);
     const auto pause = feed_ ? kLook : kLookForLedger;
-    if (stops_.wait_for(lock, pause, [this] { return is_over_; })) return;
+    if (changed_.wait_for(lock, pause, [this] { return is_over_; })) return;
   }
 }
 
@@ -144,6 +151,7 @@ void LiveLedger::read_view() {
     const std::lock_guard lock(mutex_);
     view_ = std::move(view);
   }
+  changed_.notify_all();
   changes_.notify();
 }
 

@@ -62,6 +62,9 @@ class LiveLedger {
   // Is called, in the thread of this, each time when there is a new view.
   void on_change(std::function<void()> call) { changes_.set(std::move(call)); }
 
+  // Waits until there is a view with a later change than `number` or with another ledger, but not longer than this.
+  void wait(const std::string& ledger_id, engine::ChangeNumber number, std::chrono::milliseconds longest);
+
  private:
   void run();
   void open();
@@ -73,7 +76,7 @@ class LiveLedger {
   std::function<void(const std::string&)> tell_;
 
   mutable std::mutex mutex_;
-  std::condition_variable stops_;
+  std::condition_variable changed_;
   std::shared_ptr<const View> view_;
   std::optional<std::string> problem_;
   std::string recent_id_;                  // of the ledger of the recent changes

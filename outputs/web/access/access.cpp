@@ -11,6 +11,7 @@
 #include "access/origin.h"
 #include "base/printable.h"
 #include "http/answers.h"
+#include "http/network.h"
 #include "report/json_object.h"
 
 namespace polaiga::web {

@@ -85,7 +85,12 @@ Response Api::route(const Request& request, const Caller& caller) {
   const std::string& what = path[2];
   if (what == "alarms" && path.size() == 4) return alarm(request, path[3]);
   if (path.size() != 3) return nothing_here();
-  if (what == "alarms") return alarms(request);
+  if (what == "alarms") {
+    const Target& target = request.target;
+    const bool passes = target.find("older_than") || target.find("newer_than") || target.find("at");  // with time
+    if (passes) return alarms(request);
+    return lists_.answer(request, view()->version, [this](const Request& question) { return alarms(question); });
+  }
   if (what == "history") return history(request);
   if (what == "missed") return missed(request);
   if (what == "explain") return explain(request);
@@ -224,12 +229,11 @@ Response Api::stats(const Request& request) {
 
 Response Api::catalog(const Request& request) {
   expect_only(request.target, {});
+  const Body lines = faults_.lines();
   const std::lock_guard lock(catalog_mutex_);
   if (!catalog_) {
-    const ProgramAnswer said = run_program({site_.program, "catalog", "--json"});
-    if (said.status != 0) return problem(503, "The catalog cannot be read: " + said.complaint);
     std::string text = "{\"faults\":[";
-    for (const char c : said.output) text += c == '\n' ? ',' : c;
+    for (const char c : *lines) text += c == '\n' ? ',' : c;
     if (text.ends_with(',')) text.pop_back();
     catalog_ = std::make_shared<const std::string>(text + "]}\n");
   }

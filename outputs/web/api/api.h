@@ -4,14 +4,17 @@
 #include <mutex>
 
 #include "api/description.h"
+#include "app/catalog.h"
 #include "app/part.h"
+#include "app/response_cache.h"
 #include "app/site.h"
 
 namespace polaiga::web {
 
 class Api final : public Part {
  public:
-  explicit Api(Site& site) : site_(site) {}
+  // Both must outlive this.
+  Api(Site& site, Catalog& catalog) : site_(site), faults_(catalog) {}
 
   Response answer(const Request& request, const Caller& caller) override;
 
@@ -34,6 +37,8 @@ class Api final : public Part {
 
   Site& site_;
   const Body description_ = api_description();
+  Catalog& faults_;
+  ResponseCache lists_;  // of alarms
   std::mutex catalog_mutex_;
   Body catalog_;  // made once: it is that of the installed program
 };

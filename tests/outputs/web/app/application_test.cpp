@@ -51,7 +51,7 @@ class ApplicationTest : public ::testing::Test {
   }
 
   SwitchedGate gate_;
-  Application application_{gate_};
+  Application application_{gate_, HostNames()};
   StreamPart part_;
 };
 
@@ -72,6 +72,17 @@ TEST_F(ApplicationTest, APartGivesItsFormToARefusalOfTheGate) {
   EXPECT_TRUE(has_form(refused));
   EXPECT_EQ(part_.name, "") << "the part has not answered";
   EXPECT_FALSE(has_form(answer("/other/refused")));
+}
+
+TEST_F(ApplicationTest, ARequestForAnotherHostReachesNeitherGateNorPart) {
+  Request request;
+  request.target = parse_target("/stream");
+  request.peer.address = "127.0.0.1";
+  request.headers = {{"host", "evil.example"}};
+  EXPECT_EQ(application_.answer(request).status, 421);
+  request.target = parse_target("/refused");
+  EXPECT_EQ(application_.answer(request).status, 421);
+  EXPECT_EQ(part_.name, "");
 }
 
 TEST_F(ApplicationTest, AStreamEndsWithTheRightToReadIt) {

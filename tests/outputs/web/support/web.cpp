@@ -143,10 +143,10 @@ void WebTest::start_engine(const std::string& more_of_engine) {
   const Client client(control());  // waits until it listens
 }
 
-void WebTest::start_web(const std::string& more) {
+void WebTest::start_web(const std::string& more, const std::string& before) {
   web_dir_.write("err", "");
-  web_ = std::make_unique<Child>(POLAIGA_WEB " --ledger '" + ledger() + "' --control '" + control() +
-                                     "' --listen 127.0.0.1:0 --program \"$POLAIGA\" " + more,
+  web_ = std::make_unique<Child>(before + POLAIGA_WEB " --ledger '" + ledger() + "' --control '" + control() +
+                                     "' --listen 127.0.0.1:0 --host test --host x --program \"$POLAIGA\" " + more,
                                  web_dir_);
   ASSERT_TRUE(
       comes_true([this] { return web_->has_ended() || web_dir_.read("err").find("ready: ") != std::string::npos; }));

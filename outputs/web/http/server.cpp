@@ -508,8 +508,11 @@ class Server::Connections {
       end.sent = 0;
       end.part = end.stream->next();
       if (!end.part.empty()) break;
-      if (end.stream->is_over()) return MHD_CONTENT_READER_END_OF_STREAM;
-      if (has_gone(fd)) return MHD_CONTENT_READER_END_WITH_ERROR;
+      // An end "with error" might not be noticed by the library before the connection has an event, and it has no more.
+      if (end.stream->is_over() || has_gone(fd)) {
+        deadlines_.set(fd, limits_.response_within);
+        return MHD_CONTENT_READER_END_OF_STREAM;
+      }
       deadlines_.lift(fd);
       const std::lock_guard lock(mutex_);
       if (is_stopping_) return MHD_CONTENT_READER_END_OF_STREAM;

@@ -16,6 +16,7 @@
 
 #include "base/accounts.h"
 #include "base/messages.h"
+#include "base/service_manager.h"
 #include "base/signals.h"
 #include "base/unblocked_output.h"
 #include "daemon/answers.h"
@@ -25,7 +26,6 @@
 #include "daemon/library_text.h"
 #include "daemon/open_files.h"
 #include "daemon/poll_set.h"
-#include "daemon/service_manager.h"
 #include "filter/alarm_profile_file.h"
 #include "intake/event_line.h"
 #include "ledger/sqlite.h"

@@ -1,4 +1,4 @@
-#include "daemon/service_manager.h"
+#include "base/service_manager.h"
 
 #include <systemd/sd-daemon.h>
 

@@ -336,6 +336,7 @@ TEST_F(AccessTest, RedfishSessionsHaveAHeader) {
   auto made = access_->open_session(post("/redfish"), "bob", kPassword);
   ASSERT_TRUE(std::holds_alternative<Sessions::Opened>(made));
   const auto opened = std::get<Sessions::Opened>(made);
+  EXPECT_EQ(told_, std::vector<std::string>{"'bob' has logged in from 192.0.2.7"});
   const Caller found = caller(post("/a").with("x-auth-token", opened.token));
   EXPECT_EQ(found.name, "bob") << "no other token is needed, since browsers do not send the header by themselves";
   EXPECT_EQ(found.session, opened.facts.id);

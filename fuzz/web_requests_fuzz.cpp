@@ -36,6 +36,7 @@
 #include "access/access.h"
 #include "api/api.h"
 #include "app/application.h"
+#include "app/catalog.h"
 #include "base/standard_output.h"
 #include "check.h"
 #include "core/recorder.h"
@@ -60,6 +61,10 @@ constexpr uid_t kProxyUser = 50033;
 constexpr uid_t kOtherUser = 50034;
 constexpr const char* kStranger = "192.0.2.7";
 constexpr const char* kFriend = "192.0.2.8";
+constexpr const char* kHost = "alarms.example";
+constexpr const char* kCatalog =
+    R"({"filter":"fan","code":395,"name":"fltA","severity":"major","cause":"thermal-problem","behaviours":[]})"
+    "\n";
 
 // A time that never goes on, so that a session lasts and whoever guesses passwords waits for ever.
 class StandingClock final : public engine::Clock {
@@ -81,7 +86,6 @@ const char* const kEvents[] = {
 constexpr const char* kProgram = R"(#!/bin/sh
 case "$1" in
   active) echo '{"ietf-alarms:alarms":{"control":{"notify-status-changes":"all-state-changes"},"alarm-list":{"number-of-alarms":1,"alarm":[{"resource":"sys"}]},"summary":{}}}' ;;
-  catalog) echo '{"filter":"fan","code":395,"name":"fltA","severity":"major","cause":"thermal-problem","behaviours":[]}' ;;
   explain) [ "$#" -eq 6 ] && [ "$5" = -- ] || kill -ABRT "$PPID"; echo '{"fault_dn":"sys"}' ;;
   *) kill -ABRT "$PPID" ;;
 esac
@@ -189,12 +193,13 @@ class Laboratory {
         gate_({.users = write_users(), .proxy_user = kProxyUser, .proxy_user_header = "X-Remote-User"}, clock_,
               [](engine::Priority, const std::string& text) { check(is_printable(text), "a message can be shown"); }),
         site_{live_, readers_, link_, gate_, directory_.write("polaiga", kProgram, 0755), directory_.file("ledger.db")},
-        api_(site_),
+        catalog_([](bool, const std::stop_token&) { return std::string(kCatalog); }),
+        api_(site_, catalog_),
         page_(site_),
         restconf_(site_),
         metrics_(site_, Metrics::kMostSeries),
         redfish_(site_, redfish_options()),
-        application_(gate_) {
+        application_(gate_, HostNames({kHost})) {
     application_.add("", page_);
     application_.add("api", api_);
     application_.add("metrics", metrics_);
@@ -228,8 +233,9 @@ class Laboratory {
   }
 
  private:
-  static RedfishOptions redfish_options() {
+  RedfishOptions redfish_options() {
     RedfishOptions options;
+    options.sessions = &gate_;
     options.catalog = [] { return std::string(); };
     options.tell = [](const std::string& text) { check(false, text.c_str()); };
     options.wake_streams = [] {};
@@ -330,7 +336,7 @@ class Laboratory {
     asked.request.method = method == std::end(kMethods) ? Method::kOther : method->second;
     asked.raw_target = next_word();
     come_from(asked.request.peer, first);
-    asked.request.headers["host"] = "alarms.example:8443";
+    asked.request.headers["host"] = std::string(kHost) + ":8443";
     for (std::string_view line = next_line(); !line.empty(); line = next_line()) take_header(asked, line);
     asked.request.body = text;
     return asked;
@@ -455,6 +461,7 @@ class Laboratory {
   EngineLink link_;
   Access gate_;
   web::Site site_;
+  Catalog catalog_;
   Api api_;
   Page page_;
   Restconf restconf_;

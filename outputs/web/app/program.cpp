@@ -24,7 +24,7 @@ namespace {
 using Time = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds kLongest{20};
-constexpr std::chrono::seconds kLongestInBackground{60};
+constexpr std::chrono::seconds kLongestInBackground{300};
 constexpr std::size_t kMostOutput = std::size_t{16} * 1024 * 1024;
 constexpr std::size_t kMostComplaint = 2000;
 

@@ -20,7 +20,7 @@ struct ProgramAnswer {
 };
 
 struct RunHow {
-  bool in_background = false;  // nobody waits for it: it takes no place from others, and may take 60 s
+  bool in_background = false;  // nobody waits for it: it takes no place from others, and may take 5 minutes
   std::stop_token stop = {};   // kills it
 };
 

@@ -371,9 +371,13 @@ class Server::Connections {
     deadlines_.forget(link->fd);
     --open_;
     links_.erase(link.get());
-    const auto share = shares_.find(link->share);
+    leave_share(*link);
+  }
+
+  void leave_share(Link& link) {
+    const auto share = shares_.find(link.share);
     if (share == shares_.end()) return;
-    share->second.erase(link.get());
+    share->second.erase(&link);
     if (share->second.empty()) shares_.erase(share);
   }
 
@@ -497,7 +501,8 @@ class Server::Connections {
 
   // Called when all that was given before is on its way.
   ssize_t send(StreamEnd& end, char* buffer, std::size_t most) {
-    const int fd = link_of(end.connection).fd;
+    Link& link = link_of(end.connection);
+    const int fd = link.fd;
     while (end.sent == end.part.size()) {
       std::uint64_t wakes = 0;
       {
@@ -509,7 +514,9 @@ class Server::Connections {
       end.part = end.stream->next();
       if (!end.part.empty()) break;
       // An end "with error" might not be noticed by the library before the connection has an event, and it has no more.
-      if (end.stream->is_over() || has_gone(fd)) {
+      const bool is_left = has_gone(fd);
+      if (is_left) leave_share(link);
+      if (is_left || end.stream->is_over()) {
         deadlines_.set(fd, limits_.response_within);
         return MHD_CONTENT_READER_END_OF_STREAM;
       }

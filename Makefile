@@ -13,7 +13,7 @@ help:
 	@echo ""
 	@echo "make arm      build library and program for the controller, test under qemu, measure the footprint"
 	@echo "make abi      record the ABI anew, after a change that is meant"
-	@echo "make bench    time every filter beside the bare time stamp, and the engine with its ledger"
+	@echo "make bench    time every filter beside the bare time stamp, the engine with its ledger, and the web server"
 	@echo "make packages make Debian packages for this machine and the controller, in build/packages"
 	@echo "make lint     check formatting and run clang-tidy"
 	@echo "make cppcheck run cppcheck"
@@ -92,11 +92,13 @@ abi: build/check/compile_commands.json
 bench:
 	@tools/setup check
 	@cmake --preset check >/dev/null
-	@cmake --build --preset check --target filters_bench engine_bench
+	@cmake --build --preset check --target filters_bench engine_bench web_bench
 	@echo "== Timing every filter beside the bare time stamp"
 	@build/check/bench/filters_bench
 	@echo "== Timing the engine and its ledger; takes some minutes"
 	@build/check/bench/engine_bench
+	@echo "== Timing the web server with 1,000 event streams"
+	@build/check/bench/web_bench
 
 packages:
 	@tools/setup proof
@@ -160,7 +162,7 @@ cppcheck:
 	@cppcheck --quiet --std=c++20 --language=c++ --enable=warning,performance,portability \
 	  --suppress=duplicateAssignExpression \
 	  --inline-suppr --error-exitcode=1 \
-	  -I include -I src -I engine src engine fuzz
+	  -I include -I src -I engine -I outputs/web src engine outputs fuzz
 
 valgrind: export GTEST_BRIEF = 1
 valgrind:

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -22,9 +21,9 @@
 #include <utility>
 #include <vector>
 
-#include "base/standard_output.h"
 #include "control/control_client.h"
 #include "core/recorder.h"
+#include "figures.h"
 #include "filter/host_tables.h"
 #include "intake/event_parser.h"
 #include "ledger/change_feed.h"
@@ -57,23 +56,6 @@ std::vector<SensorEvent> parsed(const std::vector<std::string>& lines) {
   return events;
 }
 
-// A directory for what is measured, gone at the end.
-class Place {
- public:
-  Place() {
-    std::string name = (std::filesystem::temp_directory_path() / "polaiga-bench-XXXXXX").string();
-    if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp");
-    path_ = name;
-  }
-  ~Place() { std::filesystem::remove_all(path_); }
-  Place(const Place&) = delete;
-  Place& operator=(const Place&) = delete;
-  std::string file(const char* name) const { return (path_ / name).string(); }
-
- private:
-  std::filesystem::path path_;
-};
-
 // The program on a file of events, its output thrown away; answers the most memory
 // that it took, in KiB.
 long run_program(const std::string& arguments, const std::string& input) {
@@ -90,7 +72,7 @@ long run_program(const std::string& arguments, const std::string& input) {
   return usage.ru_maxrss;
 }
 
-class Bench {
+class Bench : Figures {
  public:
   // Those of the parts that are named; all when none is.
   int run(const std::vector<std::string>& names) {
@@ -107,28 +89,10 @@ class Bench {
     for (const auto& [name, part] : kParts) {
       if (names.empty() || std::ranges::find(names, name) != names.end()) (this->*part)();
     }
-    return missed_ == 0 ? 0 : 1;
+    return missed() == 0 ? 0 : 1;
   }
 
  private:
-  void at_least(const char* what, double is, double limit) { tell(what, is, limit, is >= limit, ">="); }
-  void at_most(const char* what, double is, double limit) { tell(what, is, limit, is <= limit, "<="); }
-
-  void tell(const char* what, double is, double limit, bool holds, const char* sign) {
-    print("%-46s %10.2f   %s %.2f%s\n", what, is, sign, limit, holds ? "" : "  MISSED");
-    missed_ += holds ? 0 : 1;
-  }
-
-  void note(const char* what, double is) { print("%-46s %10.0f\n", what, is); }
-
-  template <class... Values>
-  void print(const char* format, const Values&... values) {
-    std::array<char, 200> line{};
-    std::snprintf(line.data(), line.size(), format, values...);
-    output_.write(line.data());
-    output_.flush();
-  }
-
   std::string log_of(std::size_t events, const char* name) {
     const std::string path = place_.file(name);
     std::ofstream file(path);
@@ -402,10 +366,8 @@ class Bench {
             1.1);
   }
 
-  StandardOutput output_;
   std::vector<std::string> day_ = day();
   Place place_;
-  int missed_ = 0;
 };
 
 }  // namespace

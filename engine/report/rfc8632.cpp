@@ -283,8 +283,10 @@ class Alarms8632 {
     const JsonArray related = related_to(key, alarms, is_related);
     if (is_related) form.add("related-alarm", related);
     const Stamp changed = std::max(now.since, operators.latest().value_or(now.since));
-    form.add("time-created", date_and_time({alarms.front()->alarm.created}))
-        .add("is-cleared", now.is_cleared())
+    const bool is_shelved = operators.state() == "shelved";
+    // The module has this leaf in the list of alarms alone.
+    if (!is_shelved) form.add("time-created", date_and_time({alarms.front()->alarm.created}));
+    form.add("is-cleared", now.is_cleared())
         .add("last-raised", date_and_time(raised))
         .add("last-changed", date_and_time(changed))
         .add("perceived-severity", severity_word(severity))
@@ -292,7 +294,7 @@ class Alarms8632 {
         .add("status-change", status_changes(statuses));
     if (operators.latest()) form.add("operator-state-change", operators.form());
 
-    if (operators.state() == "shelved") {
+    if (is_shelved) {
       summary_.add_shelved();
       shelved_.add(form);
     } else {

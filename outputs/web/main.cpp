@@ -2,18 +2,22 @@
 #include <poll.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <exception>
+#include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "access/access.h"
 #include "access/passwd_command.h"
 #include "access/private_file.h"
 #include "api/api.h"
 #include "app/application.h"
-#include "app/program.h"
+#include "app/catalog.h"
 #include "app/site.h"
 #include "base/accounts.h"
 #include "base/messages.h"
@@ -21,10 +25,11 @@
 #include "base/signals.h"
 #include "base/unblocked_output.h"
 #include "control/control_client.h"
+#include "http/host_names.h"
+#include "http/open_files.h"
 #include "http/server.h"
 #include "metrics/metrics.h"
 #include "page/page.h"
-#include "redfish/desk_sessions.h"
 #include "redfish/redfish.h"
 #include "restconf/restconf.h"
 
@@ -36,9 +41,11 @@ using polaiga::engine::Priority;
 
 struct Options {
   std::string ledger;
+  ServerLimits limits;
   std::string control = polaiga::engine::kControlSocket;
   std::string listen;
   std::string program = "polaiga";
+  std::vector<std::string> hosts;
   std::size_t most_series = Metrics::kMostSeries;
   // Who may.
   AccessOptions access;
@@ -71,11 +78,36 @@ AccessOptions access_options(const Options& options) {
   return access;
 }
 
-// What `polaiga catalog --json` prints.
-std::string catalog_of(const std::string& program) {
-  ProgramAnswer answer = run_program({program, "catalog", "--json"});
-  if (answer.status != 0) throw ProgramFailed(program + " says: " + answer.complaint);
-  return std::move(answer.output);
+// The limits, as far as the system allows so many open files. `tell` is told when it does not.
+ServerLimits server_limits(const Options& options, std::optional<uid_t> proxy,
+                           const std::function<void(const std::string&)>& tell) {
+  // For the ledger, its readers, pushes, programs that are run.
+  constexpr std::size_t kOtherFiles = 160;
+  constexpr std::size_t kFewest = 16;
+  ServerLimits limits = options.limits;
+  limits.proxy = proxy;
+  const std::size_t others = kOtherFiles + Server::kBeyondLimit;
+  const std::size_t files = allow_open_files(limits.connections + others);
+  if (files < limits.connections + others) {
+    limits.connections = static_cast<unsigned>(std::max(kFewest, files - std::min(files, others)));
+    tell("Only " + std::to_string(limits.connections) + " connections are taken in place of " +
+         std::to_string(options.limits.connections) + ", since this process may have no more than " +
+         std::to_string(files) +
+         " files open. Raise that limit (LimitNOFILE= of a unit), or give a lower --connections");
+  }
+  return limits;
+}
+
+// Reads the certificate, the key and the clients' authority anew.
+void reload(Server& server, const Options& options, const std::function<void(Priority, const std::string&)>& say) {
+  try {
+    server.use(*read_identity(options));
+    say(Priority::kInfo, "the certificate and its key were read anew");
+  } catch (const std::exception& error) {
+    say(Priority::kWarning, std::string(error.what()) +
+                                "; new connections go on with the certificate and the key that were read before. Mend "
+                                "the files, and send SIGHUP again");
+  }
 }
 
 int serve(const Options& options) {
@@ -100,13 +132,16 @@ int serve(const Options& options) {
     messages.say(priority, text);
   };
   const polaiga::engine::Signals signals(2, std::chrono::seconds(10), messages.output(), "");
+  Listener listener(*address);  // before there are threads, which should not meet its umask
   LiveLedger live(options.ledger, [&](const std::string& text) { say(Priority::kWarning, text); });
   Readers readers(options.ledger);
   EngineLink engine(options.control);
-  Access gate(access_options(options), clock, say);
+  const AccessOptions who_may = access_options(options);
+  Access gate(who_may, clock, say);
+  Catalog catalog(options.program);
   Site site{live, readers, engine, gate, options.program, options.ledger};
-  Api api(site);
-  Application application(gate);
+  Api api(site, catalog);
+  Application application(gate, HostNames(options.hosts));
   application.add("api", api);
   Page page(site);
   application.add("", page);
@@ -117,18 +152,17 @@ int serve(const Options& options) {
   Metrics metrics(site, options.most_series);
   application.add("metrics", metrics);
   Notifier waking;
-  DeskSessions sessions(gate);
   PushOptions push = options.push;
   push.retry_interval = std::chrono::seconds(options.push_retry);
   Redfish redfish(site, {.state_directory = options.state,
                          .push = push,
-                         .sessions = options.access.users.empty() ? nullptr : &sessions,
-                         .catalog = [&options] { return catalog_of(options.program); },
-                         .tell = [&](const std::string& text) { say(Priority::kWarning, text); },
+                         .sessions = options.access.users.empty() ? nullptr : &gate,
+                         .catalog = [&catalog] { return *catalog.lines(); },
+                         .tell = say,
                          .wake_streams = [&waking] { waking.notify(); }});
   application.add("redfish", redfish);
-  Listener listener(*address);
-  Server server(listener, application, {}, identity, [&](const std::string& text) { say(Priority::kWarning, text); });
+  const auto warn = [&](const std::string& text) { say(Priority::kWarning, text); };
+  Server server(listener, application, server_limits(options, who_may.proxy_user, warn), identity, warn);
   metrics.watch(server);
   waking.set([&server] { server.wake(); });
   live.on_change([&server, &redfish] {
@@ -149,6 +183,7 @@ int serve(const Options& options) {
       if (*signal == SIGHUP) {
         manager.reloading();
         gate.reload();
+        if (identity) reload(server, options, say);
         manager.ready(place);
       }
       is_over = is_over || *signal != SIGHUP;
@@ -191,6 +226,21 @@ void add_access_options(CLI::App& program, Options& options) {
       ->needs(users);
 }
 
+void add_limit_options(CLI::App& program, ServerLimits& limits) {
+  constexpr unsigned kMost = 100'000;
+  program.add_option("--connections", limits.connections, "How many connections there may be at once")
+      ->check(CLI::Range(1U, kMost))
+      ->capture_default_str();
+  program
+      .add_option("--connections-per-address", limits.per_address,
+                  "How many of them from one internet address, or of one user of this machine at a Unix socket")
+      ->check(CLI::Range(1U, kMost))
+      ->capture_default_str();
+  program.add_option("--streams", limits.streams, "How many of them may be event streams")
+      ->check(CLI::Range(0U, kMost))
+      ->capture_default_str();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -203,6 +253,11 @@ int main(int argc, char** argv) {
   program.add_option("--control", options.control, "Control socket of the engine")->envname("POLAIGA_CONTROL");
   program.add_option("--listen", options.listen, "Where to listen: unix:PATH, 127.0.0.1:PORT or [::1]:PORT")
       ->required();
+  program
+      .add_option(
+          "--host", options.hosts,
+          "Name by which others reach the server, beside localhost; needed without TLS. May be given repeatedly")
+      ->allow_extra_args(false);
   program.add_option("--program", options.program, "The program polaiga, which explains faults");
   program
       .add_option("--metrics-max-series", options.most_series,
@@ -216,6 +271,7 @@ int main(int argc, char** argv) {
       ->check(CLI::Range(0, 1000));
   program.add_flag("--push-local", options.push.allows_local, "Push events to addresses of this machine, too");
   add_access_options(program, options);
+  add_limit_options(program, options.limits);
   program.footer("'polaiga-web passwd --help' tells how to add users.");
   try {
     program.parse(argc, argv);

@@ -5,11 +5,13 @@
 
 #include "access/basic_credentials.h"
 #include "access/cookies.h"
+#include "access/forwarded.h"
 #include "access/login_page.h"
 #include "access/names.h"
 #include "access/origin.h"
 #include "base/printable.h"
 #include "http/answers.h"
+#include "http/network.h"
 #include "report/json_object.h"
 
 namespace polaiga::web {
@@ -69,6 +71,9 @@ Response html(int status, const LoginPage& page) {
           .body = std::make_shared<const std::string>(login_page(page))};
 }
 
+// Tells whether the password is still the same, without the hash.
+std::string digest_of(const User& user) { return hexadecimal(sha256(user.hash)); }
+
 std::string in_seconds(std::chrono::seconds wait) {
   return std::to_string(wait.count()) + (wait.count() == 1 ? " second." : " seconds.");
 }
@@ -102,17 +107,12 @@ Response refuse(const Request& request) {
   return unauthorized(request, "Log in first: with a name and password, a session, or a client certificate.");
 }
 
-std::string where(const Request& request) {
-  if (request.peer.user) return "over a Unix socket of user " + std::to_string(*request.peer.user);
-  return "from " + request.peer.address;
-}
-
 }  // namespace
 
 Access::Access(AccessOptions options, const engine::Clock& clock, Tell tell)
     : options_(std::move(options)),
       tell_(std::move(tell)),
-      unix_peers_(options_.groups),
+      unix_peers_(options_.groups, options_.lists),
       users_(std::make_shared<const Users>(has_users() ? read_users(options_.users) : Users())),
       delays_(clock),
       sessions_(clock, options_.sessions),
@@ -162,9 +162,11 @@ bool Access::holds(const Caller& caller) {
     const auto now = caller_of_session(sessions_.find_by_id(caller.session));
     return now && now->role >= caller.role;
   }
-  if (caller.proof == Proof::kNone || caller.proof == Proof::kUnixPeer) return true;
+  if (caller.proof == Proof::kNone) return true;
+  if (caller.unix_user) return std::max(unix_peers_.caller(*caller.unix_user).role, least_role()) >= caller.role;
   const auto user = find_user(caller.name);
-  return user && user->role >= caller.role;
+  const bool has_same_password = caller.proof != Proof::kPassword || (user && digest_of(*user) == caller.password);
+  return user && has_same_password && user->role >= caller.role;
 }
 
 std::variant<Sessions::Opened, Response> Access::open_session(const Request& request, std::string_view name,
@@ -172,7 +174,8 @@ std::variant<Sessions::Opened, Response> Access::open_session(const Request& req
   auto verified = verify(request, name, password);
   if (const auto* const refusal = std::get_if<Refusal>(&verified)) return as_problem(request, *refusal);
   const User& user = std::get<User>(verified);
-  return sessions_.open(user.name, user.hash, TokenKind::kHeader, request.peer.address);
+  tell_(Priority::kInfo, engine::in_quotes(user.name) + " has logged in " + where(request));
+  return sessions_.open(user.name, user.hash, TokenKind::kHeader, address_of(request));
 }
 
 std::shared_ptr<const Users> Access::users() const {
@@ -205,9 +208,19 @@ std::optional<std::string_view> Access::session_token(const Request& request) co
 }
 
 std::string Access::address_of(const Request& request) const {
-  if (is_proxy(request)) return "";
-  if (request.peer.user) return "user " + std::to_string(*request.peer.user);
-  return network_of(request.peer.address);
+  return is_proxy(request) ? forwarded_address(request.header("x-forwarded-for")) : request.peer.address;
+}
+
+std::string Access::counted_as(const Request& request) const {
+  if (request.peer.user && !is_proxy(request)) return "user " + std::to_string(*request.peer.user);
+  return network_of(address_of(request));
+}
+
+std::string Access::where(const Request& request) const {
+  const std::string address = address_of(request);
+  if (!address.empty()) return "from " + address;
+  if (is_proxy(request)) return "through the proxy";
+  return "over a Unix socket of user " + std::to_string(request.peer.user.value_or(0));
 }
 
 Access::Admission Access::identify(const Request& request) {
@@ -224,8 +237,8 @@ Access::Admission Access::identify(const Request& request) {
                    "token, which /api/v1/me tells: send it as the header X-CSRF-Token or the form's field csrf.");
   }
   const Caller caller = caller_of_connection(request);
-  if (!has_users() && !caller.may_see()) return Caller{.name = {}, .role = Role::kViewer};
   if (caller.may_see()) return caller;
+  if (least_role() > Role::kNobody) return Caller{.name = {}, .role = least_role()};
   if (is_for_everybody(request)) return Caller{};
   return refuse(request);
 }
@@ -253,7 +266,7 @@ Access::Admission Access::admit_password(const Request& request) {
     user = std::get<User>(std::move(verified));
     verified_.add(*user, password);
   }
-  return Caller{.name = user->name, .role = user->role, .proof = Proof::kPassword};
+  return Caller{.name = user->name, .role = user->role, .proof = Proof::kPassword, .password = digest_of(*user)};
 }
 
 std::optional<Caller> Access::caller_of_session(const std::optional<Sessions::Found>& session) {
@@ -294,7 +307,7 @@ bool Access::has_csrf_token(const Request& request) {
 std::variant<User, Access::Refusal> Access::verify(const Request& request, std::string_view name,
                                                    std::string_view password) {
   if (!is_user_name(name) || !is_password(password)) return Refusal{.status = 401, .why = kWrong};
-  const std::string address = address_of(request);
+  const std::string address = counted_as(request);
   const std::string key(name);
   const auto wait = std::chrono::ceil<std::chrono::seconds>(delays_.wait(address, key));
   if (wait.count() > 0) {
@@ -347,7 +360,7 @@ Response Access::log_in(const Request& request) {
   }
   if (const auto before = caller_of_cookie(request)) sessions_.end(before->session);
   const User& user = std::get<User>(verified);
-  const auto opened = sessions_.open(user.name, user.hash, TokenKind::kCookie, request.peer.address);
+  const auto opened = sessions_.open(user.name, user.hash, TokenKind::kCookie, address_of(request));
   tell_(Priority::kInfo, engine::in_quotes(user.name) + " has logged in " + where(request));
   Response response = redirect(next);
   if (!login->is_form) {

@@ -26,6 +26,7 @@ namespace polaiga::web {
 struct AccessOptions {
   std::string users = {};  // path of the file; empty: there are no users, all may look, and only Unix peers may act
   UnixPeers::Groups groups = {};
+  UnixPeers::Lists lists = {};
   std::optional<uid_t> proxy_user = {};  // at a Unix socket, whose header is believed
   std::string proxy_user_header = {};    // names the user who has logged in at the proxy, as "X-Remote-User"
   SessionLimits sessions = {};
@@ -66,6 +67,8 @@ class Access final : public Gate, public SessionDesk {
   };
 
   bool has_users() const { return !options_.users.empty(); }
+  // Of whoever reaches the server.
+  Role least_role() const { return has_users() ? Role::kNobody : Role::kViewer; }
   std::shared_ptr<const Users> users() const;
   // Nothing: there is no such user.
   std::optional<User> find_user(std::string_view name) const;
@@ -74,8 +77,12 @@ class Access final : public Gate, public SessionDesk {
   bool is_encrypted(const Request& request) const;
   std::string cookie_name(const Request& request) const;
   std::optional<std::string_view> session_token(const Request& request) const;
-  // Whom failures are counted for; "": many people share the address.
+  // Of the client; "": it is not known.
   std::string address_of(const Request& request) const;
+  // Whom failures are counted for; "": many people share the address.
+  std::string counted_as(const Request& request) const;
+  // As messages tell it: "from 192.0.2.7".
+  std::string where(const Request& request) const;
 
   Admission identify(const Request& request);
   Admission admit_proxied(const std::string& name) const;

@@ -11,11 +11,12 @@ namespace polaiga::web {
 namespace {
 
 constexpr std::string_view kScheme = "Basic ";
-constexpr std::size_t kMostBytes = kLongestUserName + 1 + kLongestPassword;
+constexpr std::size_t kMostPlainBytes = kLongestUserName + 1 + kLongestPassword;
 
 // Base64 as RFC 4648 writes it, with its padding, and in the one form that each text has.
 std::optional<Secret> decoded(std::string_view text) {
-  if (text.empty() || text.size() % 4 != 0 || text.size() > BASE64_ENCODE_RAW_LENGTH(kMostBytes)) return std::nullopt;
+  if (text.empty() || text.size() % 4 != 0 || text.size() > BASE64_ENCODE_RAW_LENGTH(kMostPlainBytes))
+    return std::nullopt;
   std::string plain(BASE64_DECODE_LENGTH(text.size()), '\0');
   std::size_t size = plain.size();
   base64_decode_ctx context;

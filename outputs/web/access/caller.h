@@ -1,7 +1,10 @@
 // Who asks, and what he may do.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -23,6 +26,9 @@ struct Caller {
   Role role = Role::kNobody;
   Proof proof = Proof::kNone;
   std::string session = {};  // the public id of the session; empty: there is none
+  // What the gate needs to see whether the proof still holds.
+  std::string password = {};            // of Proof::kPassword: a digest of the user's hash
+  std::optional<uid_t> unix_user = {};  // of Proof::kUnixPeer
 
   bool may_see() const { return role >= Role::kViewer; }
   bool may_act() const { return role >= Role::kOperator; }

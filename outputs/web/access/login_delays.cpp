@@ -1,9 +1,6 @@
 #include "access/login_delays.h"
 
-#include <arpa/inet.h>
-
 #include <algorithm>
-#include <array>
 
 namespace polaiga::web {
 namespace {
@@ -24,15 +21,6 @@ milliseconds delay_after(int failures) {
 std::string friendship(const std::string& address, const std::string& name) { return address + " " + name; }
 
 }  // namespace
-
-std::string network_of(const std::string& address) {
-  in6_addr bits = {};
-  if (::inet_pton(AF_INET6, address.c_str(), &bits) != 1) return address;
-  std::fill(std::begin(bits.s6_addr) + sizeof bits.s6_addr / 2, std::end(bits.s6_addr), std::uint8_t{0});
-  std::array<char, INET6_ADDRSTRLEN> text{};
-  ::inet_ntop(AF_INET6, &bits, text.data(), text.size());
-  return text.data();
-}
 
 milliseconds RecentFailures::wait(const std::string& key, Time now) const {
   const auto found = by_key_.find(key);

@@ -9,7 +9,7 @@
 namespace polaiga::web {
 namespace {
 
-constexpr std::size_t kMostBytes = 4000;
+constexpr std::size_t kMostBodyBytes = 4000;
 constexpr std::size_t kMostReturnBytes = 1000;
 
 // The type may have parameters, such as a charset.
@@ -23,7 +23,7 @@ bool is_form(std::string_view content_type) { return is_type(content_type, "appl
 
 // The fields of a form are written as a query is.
 std::optional<Target> form_fields(std::string_view body) {
-  if (body.size() > kMostBytes) return std::nullopt;
+  if (body.size() > kMostBodyBytes) return std::nullopt;
   std::string query = "/?";
   query += body;
   const Secret address(std::move(query));
@@ -55,7 +55,7 @@ std::optional<LoginRequest> parse_form(std::string_view body) {
 }
 
 std::optional<LoginRequest> parse_json(std::string_view body) {
-  if (body.size() > kMostBytes) return std::nullopt;
+  if (body.size() > kMostBodyBytes) return std::nullopt;
   nlohmann::json json = nlohmann::json::parse(body, nullptr, false);
   if (!json.is_object() || json.size() != 2) return std::nullopt;
   const auto name = json.find("name");

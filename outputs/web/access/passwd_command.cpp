@@ -54,7 +54,8 @@ User wanted(const Change& change) {
 }
 
 void say_done(const std::string& what) {
-  std::printf("%s. A server that runs reads the file anew at the signal SIGHUP.\n", engine::printable(what).c_str());
+  std::printf("%s. A server that runs takes it over at 'systemctl reload polaiga-web' or the signal SIGHUP.\n",
+              engine::printable(what).c_str());
 }
 
 void remove_user(const Change& change) {
@@ -68,12 +69,20 @@ void remove_user(const Change& change) {
 }
 
 void set_user(const Change& change) {
+  check_replaceable(change.path);  // before a person types a password
   const User user = wanted(change);
   const FileLock lock(change.path);
+  const bool is_new = ::access(change.path.c_str(), F_OK) != 0;
   const std::string text = with_user(text_of(change.path), user);
   parse_users(text, change.path);
   replace_private_file(change.path, text);
   say_done(engine::in_quotes(user.name) + " is a user with the role " + std::string(role_name(user.role)));
+  if (is_new && ::geteuid() == 0) {
+    std::printf(
+        "The new file belongs to root; a server that runs as another user cannot read it before you type: "
+        "chown USER %s\n",
+        engine::in_quotes(change.path).c_str());
+  }
 }
 
 }  // namespace

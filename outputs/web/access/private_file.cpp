@@ -19,7 +19,7 @@
 namespace polaiga::web {
 namespace {
 
-constexpr std::size_t kMostBytes = std::size_t{1024} * 1024;
+constexpr std::size_t kMostFileBytes = std::size_t{1024} * 1024;
 
 [[noreturn]] void fail(const std::string& text) { throw std::runtime_error(text); }
 
@@ -49,12 +49,20 @@ std::string read_checked(const std::string& path, std::string_view what, bool is
   const engine::Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat status = {};
   if (!file.is_open() || ::fstat(file.get(), &status) != 0) {
-    fail("cannot read " + shown(what, path) + ": " + std::strerror(errno));
+    const int error = errno;
+    std::string why = "cannot read " + shown(what, path) + ": " + std::strerror(error);
+    // A file that this process sees and may not read was made by root, as `polaiga-web passwd` does when root types it.
+    const bool is_owner_wrong = is_private && error == EACCES && ::stat(path.c_str(), &status) == 0;
+    if (is_owner_wrong) {
+      why += "; give it to the user of this process, type: chown " + std::to_string(::geteuid()) + " " +
+             engine::in_quotes(path);
+    }
+    fail(why);
   }
   if (!S_ISREG(status.st_mode)) fail(shown(what, path) + " is no regular file");
   if (is_private) check_private(status, what, path);
-  if (static_cast<std::size_t>(status.st_size) > kMostBytes) {
-    fail(shown(what, path) + " is longer than " + std::to_string(kMostBytes) + " bytes");
+  if (static_cast<std::size_t>(status.st_size) > kMostFileBytes) {
+    fail(shown(what, path) + " is longer than " + std::to_string(kMostFileBytes) + " bytes");
   }
   std::string text(static_cast<std::size_t>(status.st_size), '\0');
   if (!engine::read_all(file.get(), text.data(), text.size())) {
@@ -124,6 +132,14 @@ void replace_private_file(const std::string& path, std::string_view text) {
   file.take_place();
   const engine::Descriptor directory(::open(directory_of(real).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!directory.is_open() || ::fsync(directory.get()) != 0) fail_to("write the directory of", real);
+}
+
+void check_replaceable(const std::string& path) {
+  const std::string directory = directory_of(real_path(path));
+  if (::access(directory.c_str(), W_OK | X_OK) == 0) return;
+  const int error = errno;
+  fail("cannot make a file in the directory " + engine::in_quotes(directory) + ": " + std::strerror(error) +
+       (error == ENOENT ? "; type: mkdir -p " + engine::in_quotes(directory) : std::string()));
 }
 
 FileLock::FileLock(const std::string& path)

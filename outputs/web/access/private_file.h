@@ -17,6 +17,9 @@ std::string read_private_file(const std::string& path, std::string_view what);
 // is 0600 then; who owned it still does. Throws std::runtime_error.
 void replace_private_file(const std::string& path, std::string_view text);
 
+// Whether that can be done as far as one can tell before; else throws std::runtime_error with what to do.
+void check_replaceable(const std::string& path);
+
 // As long as this lives, no other process has one for the directory of the same file. Throws std::runtime_error.
 class FileLock {
  public:

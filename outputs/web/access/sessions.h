@@ -23,7 +23,7 @@ struct SessionFacts {
   std::string id;
   std::string name;  // of the user
   TokenKind kind = TokenKind::kCookie;
-  std::string address;       // where it was opened; empty: over a Unix socket
+  std::string address;       // where it was opened; empty: over a Unix socket, and no proxy told more
   std::int64_t created = 0;  // seconds since 1970
 };
 

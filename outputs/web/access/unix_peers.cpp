@@ -59,7 +59,8 @@ Caller UnixPeers::caller(uid_t user) const {
   const auto role = known_.roles.find(user);
   Caller caller{.name = name == known_.names.end() ? "user " + std::to_string(user) : name->second,
                 .role = role == known_.roles.end() ? Role::kNobody : role->second,
-                .proof = Proof::kUnixPeer};
+                .proof = Proof::kUnixPeer,
+                .unix_user = user};
   if (user == 0 || user == ::geteuid()) caller.role = Role::kOperator;
   return caller;
 }

@@ -24,7 +24,10 @@ json parse_object(const std::string& text) {
 Response answer_action(Site& site, const Request& request, const Caller& caller) {
   if (request.method != Method::kPost) return not_allowed("POST");
   if (!caller.may_act()) {
-    return problem(caller.name.empty() ? 401 : 403, "Only operators may act on alarms; log in as one.");
+    return problem(403, caller.name.empty()
+                            ? "Only operators may act on alarms, and nobody has logged in. Without --users only some "
+                              "users of this machine are operators, at a Unix socket."
+                            : "Only operators may act on alarms; log in as one.");
   }
   if (!request.header("content-type").starts_with("application/json")) {
     return problem(415, "An action is sent as application/json.");
@@ -36,6 +39,9 @@ Response answer_action(Site& site, const Request& request, const Caller& caller)
   if (what == action.end() || !what->is_string() || !engine::find_action(what->get<std::string>())) {
     return problem(400, "The member 'do' is not the name of an action, such as acknowledge.");
   }
+  if (action.contains("on_behalf_of")) {
+    return problem(400, "The member 'on_behalf_of' is not taken: an action is that of the caller.");
+  }
   action["on_behalf_of"] = caller.name;
   json told;
   try {
@@ -43,8 +49,12 @@ Response answer_action(Site& site, const Request& request, const Caller& caller)
   } catch (const std::exception& error) {
     return problem(503, std::string(error.what()) + ".");
   }
-  if (!told.is_object() || told.contains("error") || !told.contains("seq")) {
-    return problem(409, told.value("error", std::string("The engine's answer is not understood")) + ".");
+  const auto error = told.find("error");
+  if (error != told.end() && error->is_string()) return problem(409, error->get<std::string>() + ".");
+  if (!told.contains("seq")) {
+    return problem(503,
+                   "The engine's answer is not understood, so it is not known whether the action was done. Look at the "
+                   "alarms; an action with an 'id' may be sent again.");
   }
   return {.headers = {{"Content-Type", "application/json"}, {"Cache-Control", "no-store"}},
           .body = std::make_shared<const std::string>(told.dump() + "\n")};

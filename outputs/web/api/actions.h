@@ -8,7 +8,7 @@
 namespace polaiga::web {
 
 // POST /api/v1/actions: a JSON object as the engine's control socket takes it, such as
-// {"do":"acknowledge","alarms":"3,+4","comment":"seen"}, but for "on_behalf_of", which is the caller.
+// {"do":"acknowledge","alarms":"3,+4","comment":"seen"}, but without "on_behalf_of": it is the caller.
 Response answer_action(Site& site, const Request& request, const Caller& caller);
 
 }  // namespace polaiga::web

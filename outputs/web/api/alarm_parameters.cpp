@@ -15,6 +15,7 @@ namespace {
 using engine::in_quotes;
 
 constexpr std::int64_t kMostAlarms = 10'000;
+constexpr std::int64_t kMostRows = 1000;
 
 [[noreturn]] void reject(std::string_view name, std::string_view value, const std::string& allowed) {
   throw BadQuery("The parameter " + in_quotes(name) + " is " + in_quotes(value) + "; it may be " + allowed);
@@ -52,14 +53,19 @@ bool AlarmQuery::has(const engine::ActiveRow& row) const {
          contains(engine::field_text(record.code_text), text) || contains(engine::field_text(record.descr), text);
 }
 
-std::optional<std::int64_t> number_parameter(const Target& target, std::string_view name, std::int64_t most) {
+std::optional<std::int64_t> number_parameter(const Target& target, std::string_view name, std::int64_t least,
+                                             std::int64_t most) {
   const auto value = target.find(name);
   if (!value) return std::nullopt;
   const auto number = engine::parse_whole_number(*value);
-  if (!number || *number < 0 || *number > most) {
-    reject(name, *value, "a whole number from 0 to " + std::to_string(most));
+  if (!number || *number < least || *number > most) {
+    reject(name, *value, "a whole number from " + std::to_string(least) + " to " + std::to_string(most));
   }
   return number;
+}
+
+std::int64_t limit_parameter(const Target& target) {
+  return number_parameter(target, "limit", 1, kMostRows).value_or(100);
 }
 
 void expect_only(const Target& target, std::initializer_list<std::string_view> names) {
@@ -102,8 +108,8 @@ AlarmQuery read_alarm_query(const Target& target) {
     query.at = engine::parse_moment(*value);
     if (!query.at) reject("at", *value, "an RFC 3339 time, such as 2025-03-12T09:12:20Z");
   }
-  query.limit = static_cast<std::size_t>(number_parameter(target, "limit", kMostAlarms).value_or(1000));
-  query.skip = static_cast<std::size_t>(number_parameter(target, "skip", kMostAlarms * 100).value_or(0));
+  query.limit = static_cast<std::size_t>(number_parameter(target, "limit", 0, kMostAlarms).value_or(1000));
+  query.skip = static_cast<std::size_t>(number_parameter(target, "skip", 0, kMostAlarms * 100).value_or(0));
   return query;
 }
 

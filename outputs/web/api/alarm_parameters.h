@@ -34,8 +34,12 @@ AlarmQuery read_alarm_query(const Target& target);
 // Of a change.
 inline constexpr std::int64_t kMostNumber = 1'000'000'000'000'000;
 
-// A whole number from 0 to `most`; nothing when the parameter is not there. Throws BadQuery.
-std::optional<std::int64_t> number_parameter(const Target& target, std::string_view name, std::int64_t most);
+// A whole number from `least` to `most`; nothing when the parameter is not there. Throws BadQuery.
+std::optional<std::int64_t> number_parameter(const Target& target, std::string_view name, std::int64_t least,
+                                             std::int64_t most);
+
+// The parameter limit of lists that are read from the ledger, from 1 to 1000; without it 100. Throws BadQuery.
+std::int64_t limit_parameter(const Target& target);
 
 // Throws BadQuery when there is a parameter that is none of these.
 void expect_only(const Target& target, std::initializer_list<std::string_view> names);

@@ -26,8 +26,6 @@ using engine::LedgerReader;
 using engine::Severity;
 using engine::StoredAlarm;
 
-constexpr std::int64_t kMostRows = 1000;
-
 Response nothing_here() { return problem(404, "There is nothing at this address."); }
 
 // The ledger was not read yet, or cannot be read.
@@ -62,16 +60,13 @@ void add_left_out(JsonObject& body, const std::vector<std::string>& left_out) {
   body.add("left_out", list);
 }
 
-std::int64_t limit_of(const Target& target) {
-  return std::max<std::int64_t>(number_parameter(target, "limit", kMostRows).value_or(100), 1);
-}
-
 }  // namespace
 
 Response Api::answer(const Request& request, const Caller& caller) {
   const std::vector<std::string>& path = request.target.path;
   if (path.size() < 3 || path[1] != "v1") return nothing_here();
-  if (!caller.may_see()) return problem(401, "Log in first.");
+  const bool is_about_caller = path[2] == "me" && path.size() == 3;  // also for whoever has to log in first
+  if (!caller.may_see() && !is_about_caller) return problem(401, "Log in first.");
   try {
     if (path[2] == "actions" && path.size() == 3) return answer_action(site_, request, caller);
     if (!is_question(request)) return not_allowed("GET, HEAD");
@@ -90,7 +85,12 @@ Response Api::route(const Request& request, const Caller& caller) {
   const std::string& what = path[2];
   if (what == "alarms" && path.size() == 4) return alarm(request, path[3]);
   if (path.size() != 3) return nothing_here();
-  if (what == "alarms") return alarms(request);
+  if (what == "alarms") {
+    const Target& target = request.target;
+    const bool passes = target.find("older_than") || target.find("newer_than") || target.find("at");  // with time
+    if (passes) return alarms(request);
+    return lists_.answer(request, view()->version, [this](const Request& question) { return alarms(question); });
+  }
   if (what == "history") return history(request);
   if (what == "missed") return missed(request);
   if (what == "explain") return explain(request);
@@ -99,15 +99,8 @@ Response Api::route(const Request& request, const Caller& caller) {
   if (what == "maintenance") return maintenance(request);
   if (what == "status") return status(request);
   if (what == "changes") return answer_changes(site_, request);
-  if (what == "me") {
-    expect_only(request.target, {});
-    JsonObject body;
-    body.add("name", caller.name).add("role", role_name(caller.role));
-    if (const auto token = site_.gate.csrf(request)) body.add("csrf", *token);
-    Response response = json_content(request, body.line());
-    response.headers.emplace_back("Vary", "Cookie, Authorization");
-    return response;
-  }
+  if (what == "me") return me(request, caller);
+  if (what == "openapi.json") return description(request);
   return nothing_here();
 }
 
@@ -121,30 +114,37 @@ std::shared_ptr<const View> Api::view() const {
 Response Api::alarms(const Request& request) {
   const AlarmQuery query = read_alarm_query(request.target);
   const auto current = view();
-  engine::Overview then;
-  if (query.at) {  // as it was then
-    then = site_.readers.ask([&](LedgerReader& reader) {
-      engine::Overview past = current->of;
-      past.active = reader.active({}, query.at);
-      return past;
+  const engine::Overview& now = current->of;
+  std::vector<ActiveRow> past;
+  std::vector<std::string> left_out = current->left_out;
+  if (query.at) {
+    past = site_.readers.ask([&](LedgerReader& reader) {
+      const auto gone_until = reader.reach().gone_until;
+      if (gone_until && *query.at < *gone_until) {
+        throw BadQuery("The ledger reaches back to " + engine::format_moment(*gone_until) +
+                       "; what was before is not kept any more");
+      }
+      std::vector<ActiveRow> rows = reader.active({}, query.at);
+      left_out = reader.left_out();
+      return rows;
     });
   }
-  const engine::Overview& shown = query.at ? then : current->of;
+  const std::vector<ActiveRow>& active = query.at ? past : now.active;
   const engine::Selection selection = query.selection.at(query.at.value_or(std::time(nullptr)));
   JsonArray list;
   std::size_t found = 0;
-  for (const ActiveRow& row : shown.active) {
+  for (const ActiveRow& row : active) {
     if (!query.has(row) || !engine::has(selection, row)) continue;
     if (++found <= query.skip || found > query.skip + query.limit) continue;
-    list.add(engine::active_row_form(row, shown.ledger_id, *shown.profile));
+    list.add(engine::active_row_form(row, now.ledger_id, *now.profile));
   }
   JsonObject body;
-  body.add("ledger_id", shown.ledger_id)
-      .add("change", shown.number)
-      .add("counts", counts_form(shown.active))
-      .add("missed", shown.missed)
+  body.add("ledger_id", now.ledger_id)
+      .add("change", now.number)
+      .add("counts", counts_form(active))
+      .add("missed", now.missed)
       .add("found", found);
-  add_left_out(body, current->left_out);
+  add_left_out(body, left_out);
   body.add("alarms", list);
   return json_content(request, body.line());
 }
@@ -165,9 +165,9 @@ Response Api::alarm(const Request& request, const std::string& name) {
 
 Response Api::history(const Request& request) {
   expect_only(request.target, {"limit", "before", "fault_dn"});
-  const std::int64_t limit = limit_of(request.target);
+  const std::int64_t limit = limit_parameter(request.target);
   const std::string fault_dn(request.target.find("fault_dn").value_or(""));
-  const auto before = number_parameter(request.target, "before", kMostNumber);
+  const auto before = number_parameter(request.target, "before", 0, kMostNumber);
   if (before && !fault_dn.empty()) throw BadQuery("The parameters 'before' and 'fault_dn' do not go together");
   return site_.readers.ask([&](LedgerReader& reader) {
     const auto alarms = fault_dn.empty()
@@ -188,7 +188,7 @@ Response Api::history(const Request& request) {
 
 Response Api::missed(const Request& request) {
   expect_only(request.target, {"limit"});
-  const std::int64_t limit = limit_of(request.target);
+  const std::int64_t limit = limit_parameter(request.target);
   return site_.readers.ask([&](LedgerReader& reader) {
     const engine::MissedCount count = reader.count_missed();
     const auto alarms = reader.missed(limit);
@@ -229,12 +229,11 @@ Response Api::stats(const Request& request) {
 
 Response Api::catalog(const Request& request) {
   expect_only(request.target, {});
+  const Body lines = faults_.lines();
   const std::lock_guard lock(catalog_mutex_);
   if (!catalog_) {
-    const ProgramAnswer said = run_program({site_.program, "catalog", "--json"});
-    if (said.status != 0) return problem(503, "The catalog cannot be read: " + said.complaint);
     std::string text = "{\"faults\":[";
-    for (const char c : said.output) text += c == '\n' ? ',' : c;
+    for (const char c : *lines) text += c == '\n' ? ',' : c;
     if (text.ends_with(',')) text.pop_back();
     catalog_ = std::make_shared<const std::string>(text + "]}\n");
   }
@@ -266,6 +265,21 @@ Response Api::status(const Request& request) const {
   std::string text = body.text();
   text.pop_back();
   return json_content(request, text + ",\"engine\":" + said.status.value_or("null") + "}\n");
+}
+
+Response Api::me(const Request& request, const Caller& caller) const {
+  expect_only(request.target, {});
+  JsonObject body;
+  body.add("name", caller.name).add("role", role_name(caller.role));
+  if (const auto token = site_.gate.csrf(request)) body.add("csrf", *token);
+  Response response = json_content(request, body.line());
+  response.headers.emplace_back("Vary", "Cookie, Authorization");
+  return response;
+}
+
+Response Api::description(const Request& request) const {
+  expect_only(request.target, {});
+  return content(request, description_, "application/json");
 }
 
 }  // namespace polaiga::web

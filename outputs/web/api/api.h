@@ -3,14 +3,18 @@
 
 #include <mutex>
 
+#include "api/description.h"
+#include "app/catalog.h"
 #include "app/part.h"
+#include "app/response_cache.h"
 #include "app/site.h"
 
 namespace polaiga::web {
 
 class Api final : public Part {
  public:
-  explicit Api(Site& site) : site_(site) {}
+  // Both must outlive this.
+  Api(Site& site, Catalog& catalog) : site_(site), faults_(catalog) {}
 
   Response answer(const Request& request, const Caller& caller) override;
 
@@ -26,10 +30,15 @@ class Api final : public Part {
   Response catalog(const Request& request);
   Response maintenance(const Request& request);
   Response status(const Request& request) const;
+  Response me(const Request& request, const Caller& caller) const;
+  Response description(const Request& request) const;
 
   std::shared_ptr<const View> view() const;
 
   Site& site_;
+  const Body description_ = api_description();
+  Catalog& faults_;
+  ResponseCache lists_;  // of alarms
   std::mutex catalog_mutex_;
   Body catalog_;  // made once: it is that of the installed program
 };

@@ -15,7 +15,6 @@ using engine::ChangeNumber;
 using engine::JsonObject;
 using Time = std::chrono::steady_clock;
 
-constexpr std::int64_t kMostChanges = 1000;
 constexpr std::int64_t kLongestWait = 60;  // seconds
 constexpr std::size_t kEventsAtOnce = 100;
 constexpr std::chrono::seconds kBetweenSigns{15};  // of life
@@ -44,20 +43,23 @@ bool has_news(const LiveChanges& found) { return !found.changes.empty() || found
 // Answers once, when there are changes or the time is over.
 class LongPoll final : public Stream {
  public:
-  LongPoll(Site& site, ChangeNumber after, std::size_t most, std::chrono::seconds longest)
-      : site_(site), after_(after), most_(most), end_(Time::now() + longest) {}
+  // `last` has no news.
+  LongPoll(Site& site, LiveChanges last, std::size_t most, std::chrono::seconds longest)
+      : site_(site), last_(std::move(last)), most_(most), end_(Time::now() + longest) {}
 
   std::string next() override {
     if (is_over_) return "";
     try {
-      const LiveChanges found = site_.live.after(after_, most_);
-      after_ = found.gap ? after_ : found.through;
-      if (!has_news(found) && Time::now() < end_) return "";
+      LiveChanges found = site_.live.after(last_.through, most_);
+      if (!has_news(found) && Time::now() < end_) {
+        last_ = std::move(found);
+        return "";
+      }
       is_over_ = true;
       return changes_text(found);
     } catch (const engine::LedgerError&) {  // the ledger was replaced, perhaps: who asks again is told
       is_over_ = true;
-      return changes_text({.ledger_id = {}, .changes = {}, .through = after_, .gap = {}});
+      return changes_text(last_);
     }
   }
 
@@ -65,7 +67,7 @@ class LongPoll final : public Stream {
 
  private:
   Site& site_;
-  ChangeNumber after_;
+  LiveChanges last_;
   std::size_t most_;
   Time::time_point end_;
   bool is_over_ = false;
@@ -159,11 +161,13 @@ std::optional<Position> parse_position(std::string_view text) {
 }  // namespace
 
 Response answer_changes(Site& site, const Request& request) {
-  if (!is_question(request)) return not_allowed("GET, HEAD");
   expect_only(request.target, {"after", "limit", "wait"});
+  const auto after = number_parameter(request.target, "after", 0, kMostNumber);
+  const auto most = static_cast<std::size_t>(limit_parameter(request.target));
+  const auto wait = number_parameter(request.target, "wait", 0, kLongestWait).value_or(0);
   const auto view = site.live.view();
-  if (!view) return problem(503, site.live.problem().value_or("The ledger was not read yet") + ".");
-  const auto after = number_parameter(request.target, "after", kMostNumber);
+  if (!view)
+    return problem(503, site.live.problem().value_or("The ledger was not read yet; ask again in a second") + ".");
   if (request.header("accept").find("text/event-stream") != std::string_view::npos) {
     std::optional<Position> from = parse_position(request.header("last-event-id"));
     if (!from && after) from = Position{view->of.ledger_id, *after};
@@ -171,14 +175,13 @@ Response answer_changes(Site& site, const Request& request) {
             .stream = std::make_unique<EventStream>(site, std::move(from))};
   }
   if (!after) throw BadQuery("The parameter 'after' is missing: the number of the last change that is known, or 0");
-  const std::int64_t limit = number_parameter(request.target, "limit", kMostChanges).value_or(100);
-  const auto most = static_cast<std::size_t>(std::max<std::int64_t>(limit, 1));
-  const auto wait = number_parameter(request.target, "wait", kLongestWait).value_or(0);
   Response response{.headers = {{"Content-Type", "application/json"}, {"Cache-Control", "no-store"}}};
-  if (wait == 0) {
-    response.body = std::make_shared<const std::string>(changes_text(site.live.after(*after, most)));
+  // Here and not in the stream, whose thread serves all connections: old changes are read from the disk.
+  const LiveChanges found = site.live.after(*after, most);
+  if (wait == 0 || has_news(found)) {
+    response.body = std::make_shared<const std::string>(changes_text(found));
   } else {
-    response.stream = std::make_unique<LongPoll>(site, *after, most, std::chrono::seconds(wait));
+    response.stream = std::make_unique<LongPoll>(site, found, most, std::chrono::seconds(wait));
   }
   return response;
 }

@@ -6,8 +6,8 @@
 
 namespace polaiga::web {
 
-// /api/v1/changes: the changes after a number as JSON, at once or when there are some; or, for whoever accepts
-// text/event-stream, as server-sent events (HTML Living Standard, section 9.2):
+// GET or HEAD of /api/v1/changes: the changes after a number as JSON, at once or when there are some; or, for whoever
+// accepts text/event-stream, as server-sent events (HTML Living Standard, section 9.2):
 //   change  a change, as `polaiga tail --json` prints it
 //   view    something changed: whoever shows alarms asks for them again
 //   gap     changes were lost to whoever follows: all is to be asked for again

@@ -3,9 +3,11 @@
 
 #include <map>
 #include <string>
+#include <utility>
 
 #include "access/gate.h"
 #include "app/part.h"
+#include "http/host_names.h"
 #include "http/message.h"
 
 namespace polaiga::web {
@@ -13,18 +15,16 @@ namespace polaiga::web {
 class Application final : public Handler {
  public:
   // The gate must outlive this.
-  explicit Application(Gate& gate) : gate_(gate) {}
+  Application(Gate& gate, HostNames hosts) : gate_(gate), hosts_(std::move(hosts)) {}
 
   // The part answers what begins with this segment; "" answers all that is for no other part. It must outlive this.
   void add(const std::string& segment, Part& part) { parts_[segment] = &part; }
 
-  // Adds the headers that protect whoever shows the response in a browser.
   Response answer(const Request& request) override;
 
  private:
-  Response route(const Request& request);
-
   Gate& gate_;
+  HostNames hosts_;
   std::map<std::string, Part*> parts_;
 };
 

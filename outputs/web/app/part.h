@@ -12,6 +12,9 @@ class Part {
 
   // The caller may see what is there; whether he may act the part asks itself. Called by several threads at once.
   virtual Response answer(const Request& request, const Caller& caller) = 0;
+
+  // What the gate answers in place of the part, in the form that clients of the part know.
+  virtual Response refused(const Request& /*request*/, Response response) { return response; }
 };
 
 }  // namespace polaiga::web

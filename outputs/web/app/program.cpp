@@ -11,6 +11,8 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
+#include <functional>
+#include <optional>
 #include <semaphore>
 
 #include "base/descriptor.h"
@@ -22,16 +24,27 @@ namespace {
 using Time = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds kLongest{20};
+constexpr std::chrono::seconds kLongestInBackground{60};
 constexpr std::size_t kMostOutput = std::size_t{16} * 1024 * 1024;
 constexpr std::size_t kMostComplaint = 2000;
 
-std::counting_semaphore<2> places(2);
+constexpr std::ptrdiff_t kMostRunning = 2;
+constexpr std::ptrdiff_t kMostWaiting = 2;
+
+std::counting_semaphore<kMostRunning> running(kMostRunning);
+std::counting_semaphore<kMostRunning + kMostWaiting> asking(kMostRunning + kMostWaiting);
 
 // A place among those that run at once.
 class Place {
  public:
-  Place() { places.acquire(); }
-  ~Place() { places.release(); }
+  explicit Place(const std::string& program) {
+    if (!asking.try_acquire()) throw ProgramFailed(program + " is asked for too much at once; try again");
+    running.acquire();
+  }
+  ~Place() {
+    running.release();
+    asking.release();
+  }
   Place(const Place&) = delete;
   Place& operator=(const Place&) = delete;
 };
@@ -64,11 +77,13 @@ class Process {
   }
   ~Process() {
     if (pid_ < 0) return;
-    ::kill(pid_, SIGKILL);
+    kill();
     wait();
   }
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
+
+  void kill() const { ::kill(pid_, SIGKILL); }
 
   // Its exit status; -1 when it was killed.
   int wait() {
@@ -95,12 +110,15 @@ bool take(int fd, std::string& text, std::size_t most) {
 
 }  // namespace
 
-ProgramAnswer run_program(const std::vector<std::string>& arguments) {
-  const Place place;
-  const Time::time_point end = Time::now() + kLongest;
+ProgramAnswer run_program(const std::vector<std::string>& arguments, const RunHow& how) {
+  std::optional<Place> place;
+  if (!how.in_background) place.emplace(arguments[0]);
+  const std::chrono::seconds longest = how.in_background ? kLongestInBackground : kLongest;
+  const Time::time_point end = Time::now() + longest;
   engine::Pipe output;
   engine::Pipe errors;
   Process process(arguments, output, errors);
+  std::optional<std::stop_callback<std::function<void()>>> killer(std::in_place, how.stop, [&] { process.kill(); });
   output.in.close();
   errors.in.close();
   std::string said;
@@ -109,12 +127,14 @@ ProgramAnswer run_program(const std::vector<std::string>& arguments) {
     std::array<pollfd, 2> ready{
         {{more ? output.out.get() : -1, POLLIN, 0}, {more_errors ? errors.out.get() : -1, POLLIN, 0}}};
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Time::now()).count();
-    if (left <= 0) throw ProgramFailed(arguments[0] + " did not answer within 20 s");
+    if (left <= 0)
+      throw ProgramFailed(arguments[0] + " did not answer within " + std::to_string(longest.count()) + " s");
     if (::poll(ready.data(), ready.size(), static_cast<int>(left)) < 0 && errno != EINTR) break;
     if (ready[0].revents != 0) more = take(output.out.get(), said, kMostOutput + 1);
     if (ready[1].revents != 0) more_errors = take(errors.out.get(), complaint, kMostComplaint);
     if (said.size() > kMostOutput) throw ProgramFailed(arguments[0] + " answered more than 16 MiB");
   }
+  killer.reset();  // once the process was waited for, its number may be another's
   return {process.wait(), std::move(said), engine::printable(complaint)};
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <stdexcept>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -18,8 +19,13 @@ struct ProgramAnswer {
   std::string complaint;  // the beginning of its standard error
 };
 
-// The program is found as a shell finds it, has no standard input, and is killed after
-// 20 s. At most two run at once; others wait for them. Throws ProgramFailed.
-ProgramAnswer run_program(const std::vector<std::string>& arguments);
+struct RunHow {
+  bool in_background = false;  // nobody waits for it: it takes no place from others, and may take 60 s
+  std::stop_token stop = {};   // kills it
+};
+
+// The program is found as a shell finds it, has no standard input, and is killed after 20 s. At most two run at once
+// and two wait for them, so that other requests are answered meanwhile. Throws ProgramFailed.
+ProgramAnswer run_program(const std::vector<std::string>& arguments, const RunHow& how = {});
 
 }  // namespace polaiga::web

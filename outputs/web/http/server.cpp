@@ -1,10 +1,10 @@
 #include "http/server.h"
 
 #include <arpa/inet.h>
-#include <gnutls/gnutls.h>
-#include <gnutls/x509.h>
 #include <microhttpd.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -17,12 +17,16 @@
 #include <deque>
 #include <map>
 #include <mutex>
+#include <set>
 #include <stdexcept>
 #include <thread>
 #include <unordered_set>
 #include <vector>
 
+#include "http/answers.h"
 #include "http/deadlines.h"
+#include "http/network.h"
+#include "http/protection.h"
 
 namespace polaiga::web {
 namespace {
@@ -30,7 +34,19 @@ namespace {
 // A stream is asked again after such a time, so that it can look at the clock.
 constexpr std::chrono::seconds kHeartbeat{1};
 
+constexpr const char* kTlsVersions = "NORMAL:-VERS-TLS-ALL:+VERS-TLS1.3:+VERS-TLS1.2";
+
 constexpr std::size_t kStreamBlock = 4096;
+
+// What goes wrong again and again is told once in such a time.
+constexpr std::chrono::minutes kBetweenComplaints{1};
+
+// Whether the peer will send no more, as when it has closed the connection. Who only wants to read a stream might do so
+// with half a connection, but no browser does, and there is no other sign of those who went away.
+bool has_gone(int fd) {
+  pollfd peer{.fd = fd, .events = POLLRDHUP, .revents = 0};
+  return ::poll(&peer, 1, 0) > 0;
+}
 
 Method method_of(std::string_view word) {
   constexpr std::pair<std::string_view, Method> kMethods[] = {{"GET", Method::kGet},
@@ -60,30 +76,6 @@ std::string address_text(const sockaddr& address) {
   return text.data();
 }
 
-// The common name of a client certificate that the authority has signed, for clients, and that is valid now.
-std::optional<std::string> verified_name(gnutls_session_t session) {
-  unsigned problems = 0;
-  unsigned count = 0;
-  const gnutls_datum_t* const chain = gnutls_certificate_get_peers(session, &count);
-  if (chain == nullptr || count == 0) return std::nullopt;
-  std::string client = GNUTLS_KP_TLS_WWW_CLIENT;
-  gnutls_typed_vdata_st purpose = {
-      .type = GNUTLS_DT_KEY_PURPOSE_OID, .data = reinterpret_cast<unsigned char*>(client.data()), .size = 0};
-  if (gnutls_certificate_verify_peers(session, &purpose, 1, &problems) != GNUTLS_E_SUCCESS || problems != 0) {
-    return std::nullopt;
-  }
-  gnutls_x509_crt_t certificate = nullptr;
-  if (gnutls_x509_crt_init(&certificate) != GNUTLS_E_SUCCESS) return std::nullopt;
-  std::array<char, 256> name{};
-  std::size_t size = name.size();
-  const bool is_read = gnutls_x509_crt_import(certificate, &chain[0], GNUTLS_X509_FMT_DER) == GNUTLS_E_SUCCESS &&
-                       gnutls_x509_crt_get_dn_by_oid(certificate, GNUTLS_OID_X520_COMMON_NAME, 0, 0, name.data(),
-                                                     &size) == GNUTLS_E_SUCCESS;
-  gnutls_x509_crt_deinit(certificate);
-  if (!is_read) return std::nullopt;
-  return std::string(name.data(), size);
-}
-
 }  // namespace
 
 // The server's state. Its mutex guards everything that the library's thread and others share.
@@ -92,7 +84,12 @@ class Server::Connections {
   Connections(Listener& listener, Handler& handler, const ServerLimits& limits,
               const std::optional<TlsIdentity>& identity, std::function<void(const std::string&)> tell)
       : handler_(handler), limits_(limits), tell_(std::move(tell)), is_encrypted_(identity.has_value()) {
-    start(listener, identity);
+    try {
+      if (identity) use(*identity);
+      start(listener, identity);
+    } catch (const std::exception& error) {
+      throw std::runtime_error("cannot serve at " + listener.address().text(is_encrypted_) + ": " + error.what());
+    }
     for (unsigned i = 0; i < limits.workers; ++i) workers_.emplace_back([this] { work(); });
     heart_ = std::thread([this] { beat(); });
   }
@@ -120,6 +117,12 @@ class Server::Connections {
     asleep_.clear();
   }
 
+  void use(const TlsIdentity& identity) {
+    auto credentials = std::make_shared<const TlsCredentials>(identity);
+    const std::lock_guard lock(mutex_);
+    credentials_ = std::move(credentials);
+  }
+
   std::size_t connections() const { return open_; }
   std::size_t streams() const { return streams_; }
 
@@ -130,6 +133,8 @@ class Server::Connections {
   }
 
  private:
+  using Time = std::chrono::steady_clock::time_point;
+
   enum class Phase : std::uint8_t { kReading, kWorking, kAnswered };
 
   // A request with its response.
@@ -154,8 +159,11 @@ class Server::Connections {
   struct Link {
     int fd = -1;
     Peer peer;
-    std::string share;                   // whose share of the connections it takes
-    bool is_refused = false;             // that share is used up
+    std::string share;             // whose share of the connections it takes
+    bool is_refused = false;       // that share is used up
+    bool is_stream = false;        // what is sent at the moment
+    std::optional<Time> waits_by;  // since when there is no whole request; nothing: one is being answered
+    std::shared_ptr<const TlsCredentials> credentials;
     std::unique_ptr<Exchange> exchange;  // the request that is under way
   };
 
@@ -171,7 +179,7 @@ class Server::Connections {
   void start(Listener& listener, const std::optional<TlsIdentity>& identity) {
     std::vector<MHD_OptionItem> options = {
         {MHD_OPTION_LISTEN_SOCKET, listener.fd(), nullptr},
-        {MHD_OPTION_CONNECTION_LIMIT, static_cast<std::intptr_t>(limits_.connections), nullptr},
+        {MHD_OPTION_CONNECTION_LIMIT, static_cast<std::intptr_t>(limits_.connections + kBeyondLimit), nullptr},
         {MHD_OPTION_CONNECTION_MEMORY_LIMIT, static_cast<std::intptr_t>(limits_.header_bytes), nullptr},
         {MHD_OPTION_STRICT_FOR_CLIENT, 1, nullptr},
     };
@@ -190,14 +198,13 @@ class Server::Connections {
       };
       add_text(MHD_OPTION_HTTPS_MEM_CERT, identity->certificate);
       add_text(MHD_OPTION_HTTPS_MEM_KEY, identity->key);
-      if (!identity->client_authority.empty()) add_text(MHD_OPTION_HTTPS_MEM_TRUST, identity->client_authority);
+      options.push_back({MHD_OPTION_HTTPS_PRIORITIES, 0, const_cast<char*>(kTlsVersions)});
     }
     options.push_back({MHD_OPTION_END, 0, nullptr});
     daemon_ = MHD_start_daemon(flags, 0, nullptr, nullptr, &on_request, this, MHD_OPTION_EXTERNAL_LOGGER, &on_complaint,
                                this, MHD_OPTION_ARRAY, options.data(), MHD_OPTION_END);
     if (daemon_ == nullptr) {
-      throw std::runtime_error("cannot serve at " + listener.address().text(is_encrypted_) +
-                               (complaint_.empty() ? std::string() : ": " + complaint_));
+      throw std::runtime_error(complaint_.empty() ? "the server cannot be started" : complaint_);
     }
   }
 
@@ -210,8 +217,17 @@ class Server::Connections {
     line.erase(line.find_last_not_of('\n') + 1);
     auto& self = *static_cast<Connections*>(all);
     if (self.daemon_ == nullptr) self.complaint_ = line;
-    // What a client does wrong, such as to hang up amid a request, is no news.
-    if (self.daemon_ == nullptr || line.find("memory") != std::string::npos) self.tell_(line);
+    self.complain(line);
+  }
+
+  // What a client does wrong, such as to hang up amid a request, is no news.
+  void complain(const std::string& line) {
+    const bool is_short = line.find("memory") != std::string::npos || line.find("resource limit") != std::string::npos;
+    const Time now = std::chrono::steady_clock::now();
+    if (!is_short || (complained_ && now - *complained_ < kBetweenComplaints)) return;
+    complained_ = now;
+    tell_("No further connections can be taken at the moment, since memory or file descriptors are used up (" + line +
+          "). Raise the limit of open files of this server, or give it a lower --connections.");
   }
 
   static std::size_t leave_escaped(void* /*nothing*/, MHD_Connection* /*connection*/, char* text) {
@@ -241,6 +257,8 @@ class Server::Connections {
     *context = nullptr;
     Link& link = link_of(connection);
     link.exchange.reset();
+    link.is_stream = false;
+    link.waits_by = std::chrono::steady_clock::now();
     auto& self = *static_cast<Connections*>(all);
     self.deadlines_.set(link.fd, self.limits_.idle);
   }
@@ -283,19 +301,80 @@ class Server::Connections {
       socklen_t size = sizeof who;
       if (::getsockopt(link->fd, SOL_SOCKET, SO_PEERCRED, &who, &size) == 0) link->peer.user = who.uid;
     }
-    link->peer.is_encrypted = is_encrypted_;
-    link->share = link->peer.user ? "user " + std::to_string(*link->peer.user) : link->peer.address;
+    if (link->peer.user) {
+      link->share = "user " + std::to_string(*link->peer.user);
+    } else {
+      link->share = network_of(link->peer.address);
+      // What was sent has to be received some day, or the peer is not there any more.
+      const auto patience = static_cast<unsigned>(limits_.response_within.count());
+      ::setsockopt(link->fd, IPPROTO_TCP, TCP_USER_TIMEOUT, &patience, sizeof patience);
+    }
+    encrypt(connection, *link);
     ++open_;
-    link->is_refused = ++shares_[link->share] > limits_.per_address;
+    links_.insert(link.get());
+    link->waits_by = std::chrono::steady_clock::now();
     deadlines_.set(link->fd, limits_.request_within);
+    limit(*link);
     return link;
+  }
+
+  void encrypt(MHD_Connection* connection, Link& link) {
+    link.peer.is_encrypted = is_encrypted_;
+    if (!is_encrypted_) return;
+    {
+      const std::lock_guard lock(mutex_);
+      link.credentials = credentials_;
+    }
+    link.credentials->give(session_of(connection));
+  }
+
+  static gnutls_session_t session_of(MHD_Connection* connection) {
+    return static_cast<gnutls_session_t>(info(connection, MHD_CONNECTION_INFO_GNUTLS_SESSION).tls_session);
+  }
+
+  // Who has too many connections is refused, and soon: until then they take places, too. Where there are too many
+  // altogether, the one that has owed us a request for longest gives way.
+  void limit(Link& link) {
+    std::set<Link*>& share = shares_[link.share];
+    share.insert(&link);
+    const bool is_limited = !limits_.proxy || link.peer.user != limits_.proxy;
+    if (is_limited && share.size() > limits_.per_address) release_gone(share);
+    link.is_refused = is_limited && share.size() > limits_.per_address;
+    if (open_ > limits_.connections && !end_longest_waiting(link)) link.is_refused = true;
+    if (!link.is_refused) return;
+    deadlines_.set(link.fd, limits_.refusal_within);
+    if (share.size() > std::size_t{2} * limits_.per_address) ::shutdown(link.fd, SHUT_RDWR);
+  }
+
+  // A stream whose reader went away ends at the next heartbeat; its place is free at once.
+  void release_gone(std::set<Link*>& share) {
+    if (std::erase_if(share, [](const Link* link) { return link->is_stream && has_gone(link->fd); }) == 0) return;
+    const std::lock_guard lock(mutex_);
+    is_hurried_ = true;
+    stops_.notify_all();
+  }
+
+  // Whether there was one, other than this.
+  bool end_longest_waiting(const Link& but) {
+    Link* longest = nullptr;
+    for (Link* const link : links_) {
+      if (link == &but || !link->waits_by) continue;
+      if (longest == nullptr || link->waits_by < longest->waits_by) longest = link;
+    }
+    if (longest == nullptr) return false;
+    ::shutdown(longest->fd, SHUT_RDWR);
+    longest->waits_by.reset();
+    return true;
   }
 
   void end(std::unique_ptr<Link> link) {
     deadlines_.forget(link->fd);
     --open_;
+    links_.erase(link.get());
     const auto share = shares_.find(link->share);
-    if (--share->second == 0) shares_.erase(share);
+    if (share == shares_.end()) return;
+    share->second.erase(link.get());
+    if (share->second.empty()) shares_.erase(share);
   }
 
   // Takes a part of a request, hands a whole one to the workers, and sends what they answered.
@@ -313,9 +392,11 @@ class Server::Connections {
     }
     if (exchange.phase == Phase::kAnswered) return queue(connection, std::move(exchange.response));
     const std::lock_guard lock(mutex_);
-    if (is_stopping_) return queue(connection, {.status = 503});
+    if (is_stopping_) return queue(connection, refusal(503, "This server is being stopped."));
     exchange.phase = Phase::kWorking;
-    deadlines_.lift(link_of(connection).fd);
+    Link& link = link_of(connection);
+    link.waits_by.reset();
+    deadlines_.lift(link.fd);
     MHD_suspend_connection(connection);
     work_.emplace_back(connection, &exchange);
     has_work_.notify_one();
@@ -325,26 +406,29 @@ class Server::Connections {
   MHD_Result read_head(MHD_Connection* connection, Exchange& exchange, const char* method) {
     Link& link = link_of(connection);
     if (link.is_refused) {
-      return queue(connection, {.status = 503, .headers = {{"Connection", "close"}, {"Retry-After", "10"}}});
+      return queue(connection, busy("There are too many connections from this address, or altogether. Close some, such "
+                                    "as other tabs of a browser, and try again."));
     }
     Request& request = exchange.request;
     request.method = method_of(method);
     try {
       request.target = parse_target(exchange.raw_target);
     } catch (const BadTarget& bad) {
-      return queue(connection, {.status = 400,
-                                .headers = {{"Content-Type", "text/plain; charset=utf-8"}, {"Connection", "close"}},
-                                .body = std::make_shared<const std::string>(std::string(bad.what()) + ".\n")});
+      return queue(connection, refusal(400, std::string(bad.what()) + "."));
     }
     MHD_get_connection_values(connection, MHD_HEADER_KIND, &add_header, &request.headers);
+    unsigned hosts = 0;
+    MHD_get_connection_values(connection, MHD_HEADER_KIND, &count_host, &hosts);
+    if (hosts > 1) return queue(connection, refusal(400, "The header Host came more than once."));
     const std::string_view length = request.header("content-length");
+    if (!length.empty() && request.headers.contains("transfer-encoding")) {
+      return queue(connection, refusal(400, "Content-Length and Transfer-Encoding do not go together."));
+    }
     if (length.size() > 9 || std::strtoul(std::string(length).c_str(), nullptr, 10) > limits_.body_bytes) {
-      return queue(connection, {.status = 413, .headers = {{"Connection", "close"}}});
+      return queue(connection,
+                   refusal(413, "The body may have " + std::to_string(limits_.body_bytes) + " bytes at most."));
     }
-    if (is_encrypted_ && !link.peer.certificate) {
-      void* const session = info(connection, MHD_CONNECTION_INFO_GNUTLS_SESSION).tls_session;
-      if (session != nullptr) link.peer.certificate = verified_name(static_cast<gnutls_session_t>(session));
-    }
+    if (is_encrypted_ && !link.peer.certificate) link.peer.certificate = verified_name(session_of(connection));
     request.peer = link.peer;
     return MHD_YES;
   }
@@ -357,17 +441,41 @@ class Server::Connections {
     return MHD_YES;
   }
 
+  static MHD_Result count_host(void* count, MHD_ValueKind /*kind*/, const char* name, const char* /*value*/) {
+    if (small_letters(name) == "host") ++*static_cast<unsigned*>(count);
+    return MHD_YES;
+  }
+
+  // The connection ends after it.
+  static Response refusal(int status, std::string_view detail) {
+    Response response = problem(status, detail);
+    response.headers.emplace_back("Connection", "close");
+    return response;
+  }
+
+  static Response busy(std::string_view detail) {
+    Response response = refusal(503, detail);
+    response.headers.emplace_back("Retry-After", "5");
+    return response;
+  }
+
   MHD_Result queue(MHD_Connection* connection, Response&& response) {
     MHD_Response* made = nullptr;
-    const int fd = link_of(connection).fd;
+    Link& link = link_of(connection);
+    link.waits_by.reset();
+    if (response.stream && streams_ >= limits_.streams) {
+      response = busy("There are too many event streams. Ask for the changes now and then, without a stream.");
+    }
+    add_protection(response, is_encrypted_);
     if (response.stream) {
+      link.is_stream = true;
       auto end = std::make_unique<StreamEnd>(StreamEnd{this, connection, std::move(response.stream)});
       made = MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, kStreamBlock, &on_stream, end.get(), &on_stream_end);
       if (made != nullptr) {
         static_cast<void>(end.release());  // on_stream_end() has it
         ++streams_;
       }
-      deadlines_.lift(fd);
+      deadlines_.lift(link.fd);
     } else {
       // The library reads the body until the response is destroyed, so it gets a share of it.
       auto body = std::make_unique<Body>(response.body ? response.body : std::make_shared<const std::string>());
@@ -375,7 +483,7 @@ class Server::Connections {
       made = MHD_create_response_from_buffer_with_free_callback_cls(text.size(), const_cast<char*>(text.data()),
                                                                     &on_body_end, body.get());
       if (made != nullptr) static_cast<void>(body.release());  // on_body_end() has it
-      deadlines_.set(fd, limits_.response_within);
+      deadlines_.set(link.fd, limits_.response_within);
     }
     if (made == nullptr) return MHD_NO;
     for (const auto& [name, value] : response.headers) MHD_add_response_header(made, name.c_str(), value.c_str());
@@ -387,7 +495,9 @@ class Server::Connections {
 
   static void on_body_end(void* shared) { const std::unique_ptr<Body> body(static_cast<Body*>(shared)); }
 
+  // Called when all that was given before is on its way.
   ssize_t send(StreamEnd& end, char* buffer, std::size_t most) {
+    const int fd = link_of(end.connection).fd;
     while (end.sent == end.part.size()) {
       std::uint64_t wakes = 0;
       {
@@ -398,7 +508,12 @@ class Server::Connections {
       end.sent = 0;
       end.part = end.stream->next();
       if (!end.part.empty()) break;
-      if (end.stream->is_over()) return MHD_CONTENT_READER_END_OF_STREAM;
+      // An end "with error" might not be noticed by the library before the connection has an event, and it has no more.
+      if (end.stream->is_over() || has_gone(fd)) {
+        deadlines_.set(fd, limits_.response_within);
+        return MHD_CONTENT_READER_END_OF_STREAM;
+      }
+      deadlines_.lift(fd);
       const std::lock_guard lock(mutex_);
       if (is_stopping_) return MHD_CONTENT_READER_END_OF_STREAM;
       if (wakes != wakes_) continue;  // something came meanwhile
@@ -408,6 +523,7 @@ class Server::Connections {
     }
     const std::size_t size = end.part.copy(buffer, most, end.sent);
     end.sent += size;
+    deadlines_.set(fd, limits_.response_within);
     return static_cast<ssize_t>(size);
   }
 
@@ -426,7 +542,7 @@ class Server::Connections {
         response = handler_.answer(exchange->request);
       } catch (const std::exception& error) {
         tell_(error.what());
-        response = {.status = 500};
+        response = problem(500, "The server could not answer; its log says why.");
       }
       exchange->response = std::move(response);
       exchange->phase = Phase::kAnswered;
@@ -437,7 +553,10 @@ class Server::Connections {
 
   void beat() {
     std::unique_lock lock(mutex_);
-    while (!stops_.wait_for(lock, kHeartbeat, [this] { return is_stopping_; })) {
+    for (;;) {
+      stops_.wait_for(lock, kHeartbeat, [this] { return is_stopping_ || is_hurried_; });
+      if (is_stopping_) return;
+      is_hurried_ = false;
       lock.unlock();
       wake();
       lock.lock();
@@ -450,7 +569,11 @@ class Server::Connections {
   bool is_encrypted_;
   std::string complaint_;  // of a start that failed
   Deadlines deadlines_;
-  std::map<std::string, unsigned> shares_;  // connections of each peer; of the library's thread alone
+  // Of the library's thread alone.
+  std::set<Link*> links_;
+  std::map<std::string, std::set<Link*>> shares_;  // those of each peer
+  std::optional<Time> complained_;
+
   std::atomic<std::size_t> open_ = 0;
   std::atomic<std::size_t> streams_ = 0;
   std::array<std::atomic<std::uint64_t>, ResponseCounts().size()> responses_{};
@@ -461,6 +584,8 @@ class Server::Connections {
   std::deque<std::pair<MHD_Connection*, Exchange*>> work_;
   std::unordered_set<MHD_Connection*> asleep_;  // streams that wait
   std::uint64_t wakes_ = 0;
+  std::shared_ptr<const TlsCredentials> credentials_;
+  bool is_hurried_ = false;  // the heart beats at once
   bool is_stopping_ = false;
 
   MHD_Daemon* daemon_ = nullptr;
@@ -474,6 +599,7 @@ Server::Server(Listener& listener, Handler& handler, const ServerLimits& limits,
 
 Server::~Server() = default;
 
+void Server::use(const TlsIdentity& identity) { connections_->use(identity); }
 void Server::wake() { connections_->wake(); }
 std::size_t Server::connections() const { return connections_->connections(); }
 std::size_t Server::streams() const { return connections_->streams(); }

@@ -66,7 +66,7 @@ LiveChanges LiveLedger::after(ChangeNumber number, std::size_t most) {
   }
   const std::lock_guard lock(old_mutex_);
   try {
-    if (!old_) old_.emplace(path_);
+    if (!old_ || old_->is_replaced()) old_.emplace(path_);
     engine::Feed feed = old_->next(number, most);
     LiveChanges found{.ledger_id = old_->ledger_id(), .changes = {}, .through = feed.through, .gap = feed.gap};
     for (const engine::StoredChange& one : feed.changes) {
@@ -128,9 +128,10 @@ void LiveLedger::read_changes() {
       fresh.push_back({one.change.number, json_of(one, feed_->ledger_id())});
     }
     const std::lock_guard lock(mutex_);
-    if (feed.gap) {  // whoever is behind is told when the ledger is asked for what was before
+    if (feed.gap) {  // whoever is behind or ahead is told when the ledger is asked
+      const bool was_put_back = feed.gap->first <= read_;
       recent_.clear();
-      recent_after_ = read_ = feed.gap->last;
+      recent_after_ = read_ = was_put_back ? feed.gap->first - 1 : feed.gap->last;
       continue;
     }
     std::ranges::move(fresh, std::back_inserter(recent_));

@@ -1,7 +1,6 @@
 // What the ledger says now, and each change as it comes. A thread of its own keeps it up to date.
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>

@@ -14,21 +14,42 @@ namespace {
 using engine::ActiveRow;
 using engine::OperatorState;
 
-constexpr std::array<std::string_view, 8> kStates = {
-    "new", "acknowledged", "closed", "shelved", "out-of-service", "chattering", "stale", "all"};
 constexpr engine::Moment kStaleAfter = 86400;  // seconds without a report, as in the measures
-constexpr std::array<std::string_view, 3> kOrders = {"newest", "oldest", "object"};
 constexpr std::string_view kUp = "-up";
+
+constexpr std::array<Option, 9> kSeverities = {{{"", "any severity"},
+                                                {"critical", "critical"},
+                                                {"major", "major"},
+                                                {"minor", "minor"},
+                                                {"warning", "warning"},
+                                                {"indeterminate", "indeterminate"},
+                                                {"major-up", "major and worse"},
+                                                {"minor-up", "minor and worse"},
+                                                {"warning-up", "warning and worse"}}};
+
+constexpr std::array<Option, 9> kStates = {{{"", "all but silenced"},
+                                            {"new", "new"},
+                                            {"acknowledged", "acknowledged"},
+                                            {"closed", "closed"},
+                                            {"chattering", "chattering"},
+                                            {"stale", "stale"},
+                                            {"shelved", "shelved"},
+                                            {"out-of-service", "out of service"},
+                                            {"all", "all, silenced too"}}};
+
+constexpr std::array<Option, 4> kOrders = {
+    {{"", "worst first"}, {"newest", "newest first"}, {"oldest", "oldest first"}, {"object", "by object"}}};
 
 char small_letter(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 bool contains(std::string_view where, std::string_view what) {
-  return !std::ranges::search(where, what, {}, small_letter, small_letter).empty();
+  const auto same = [](char a, char b) { return small_letter(a) == small_letter(b); };
+  return std::search(where.begin(), where.end(), what.begin(), what.end(), same) != where.end() || what.empty();
 }
 
-template <std::size_t N>
-std::string one_of(std::string_view word, const std::array<std::string_view, N>& words) {
-  return std::ranges::find(words, word) == words.end() ? "" : std::string(word);
+std::string one_of(std::span<const Option> options, std::optional<std::string_view> word) {
+  const auto found = std::ranges::find(options, word.value_or(""), &Option::word);
+  return found == options.end() ? "" : std::string(found->word);
 }
 
 std::string_view severity_of(std::string_view word) {
@@ -77,15 +98,17 @@ bool is_before(std::string_view order, const ActiveRow& a, const ActiveRow& b) {
 
 }  // namespace
 
+std::span<const Option> severity_options() { return kSeverities; }
+std::span<const Option> state_options() { return kStates; }
+std::span<const Option> order_options() { return kOrders; }
+
 Choice read_choice(const Target& target) {
   Choice choice;
   choice.text = target.find("text").value_or("");
-  const std::string_view severity = target.find("severity").value_or("");
-  const auto found = engine::find_severity(severity_of(severity));
-  if (found && *found != engine::Severity::kCleared) choice.severity = severity;
-  choice.state = one_of(target.find("state").value_or(""), kStates);
+  choice.severity = one_of(kSeverities, target.find("severity"));
+  choice.state = one_of(kStates, target.find("state"));
   choice.under = target.find("under").value_or("");
-  choice.order = one_of(target.find("order").value_or(""), kOrders);
+  choice.order = one_of(kOrders, target.find("order"));
   const std::string_view skip = target.find("skip").value_or("");
   std::size_t number = 0;
   const auto [end, error] = std::from_chars(skip.data(), skip.data() + skip.size(), number);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,14 +17,22 @@ namespace polaiga::web {
 struct Choice {
   std::string text;      // found in DN, code, name, description, sensor or person, in any letters
   std::string severity;  // "minor": that one; "minor-up": that one and worse; "": any
-  std::string
-      state;  // "new", "acknowledged", "closed", "shelved", "out-of-service", "chattering", "stale", "all"; "": heard
-  std::string under;  // a DN: this object or fault and all below it
-  std::string order;  // "newest", "oldest", "object"; "": the worst first, and of these the newest
+  std::string state;     // "new" and so on; "": those that are not silenced
+  std::string under;     // a DN: this object or fault and all below it
+  std::string order;     // "newest" and so on; "": the worst first, and of these the newest
   std::size_t skip = 0;
 
   bool is_filtered() const { return !text.empty() || !severity.empty() || !state.empty() || !under.empty(); }
 };
+
+// What a list offers: the word in the address, and what the reader is shown. The first one stands for none.
+struct Option {
+  std::string_view word;
+  std::string_view label;
+};
+std::span<const Option> severity_options();
+std::span<const Option> state_options();
+std::span<const Option> order_options();
 
 Choice read_choice(const Target& target);
 

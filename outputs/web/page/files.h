@@ -2,14 +2,10 @@
 #pragma once
 
 #include <span>
-#include <string_view>
+
+#include "app/embedded_file.h"
 
 namespace polaiga::web {
-
-struct EmbeddedFile {
-  std::string_view name;
-  std::string_view content;
-};
 
 // All of files/, in the order of their names.
 std::span<const EmbeddedFile> page_files();

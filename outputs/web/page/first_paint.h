@@ -1,35 +1,23 @@
-// The page as HTML: what a browser shows before the scripts run, and without them.
+// The views as HTML: what a browser shows before the scripts run, and without them.
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "access/caller.h"
 #include "http/target.h"
 #include "ledger/reader.h"
+#include "page/frame.h"
 #include "page/markup.h"
 
 namespace polaiga::web {
-
-// What all views show.
-struct PaintOf {
-  const engine::Overview& overview;
-  const Caller& caller;
-  bool engine_runs = false;
-};
-
-// A number in an address; nothing when it is none.
-std::optional<std::int64_t> number_of(std::string_view text);
 
 class FirstPaint {
  public:
   static constexpr std::int64_t kMostListed = 200;
 
-  // `frame` is the page without its content, files/page.html; it must outlive this.
-  FirstPaint(std::string_view frame, engine::Moment now) : frame_(frame), now_(now) {}
+  FirstPaint(const Frame& frame, engine::Moment now) : frame_(frame), now_(now) {}
 
   std::string alarms(const PaintOf& of, const Target& target) const;
   std::string alarm(const PaintOf& of, const engine::StoredAlarm& alarm) const;
@@ -39,20 +27,13 @@ class FirstPaint {
 
   // A view that only scripts can draw, with links to what can be read without them.
   std::string scripted(const PaintOf& of, std::string_view title) const;
-  // The title of such a view by its path; nothing for others.
-  static std::optional<std::string_view> scripted_view(std::string_view path);
-
-  std::string problem(std::string_view title, std::string_view detail) const;
 
  private:
-  std::string framed(std::string_view title, const Markup& header, const Markup& main) const;
-  std::string of_view(std::string_view title, const PaintOf& of, const Markup& main) const;
-  Markup header(const PaintOf& of) const;
   Markup row(const engine::ActiveRow& row) const;
   Markup over_row(const engine::StoredAlarm& alarm) const;
-  Markup time(engine::Moment moment) const;
+  Markup over_list(const std::vector<engine::StoredAlarm>& alarms) const;  // the latest first
 
-  std::string_view frame_;
+  Frame frame_;
   engine::Moment now_;
 };
 

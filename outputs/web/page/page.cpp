@@ -1,13 +1,16 @@
 #include "page/page.h"
 
-#include <array>
+#include <charconv>
+#include <chrono>
 #include <ctime>
 #include <limits>
+#include <optional>
 
 #include "http/answers.h"
 #include "page/compact.h"
 #include "page/files.h"
 #include "page/first_paint.h"
+#include "page/frame.h"
 
 namespace polaiga::web {
 namespace {
@@ -32,9 +35,18 @@ Response html(const Request& request, int status, std::string text) {
   return response;
 }
 
+// A number in an address; nothing when it is none.
+std::optional<std::int64_t> positive_number(std::string_view text) {
+  std::int64_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size() || number <= 0) return std::nullopt;
+  return number;
+}
+
 }  // namespace
 
-Page::Page(Site& site) : site_(site), begun_(std::to_string(std::time(nullptr))) {
+Page::Page(Site& site)
+    : site_(site), begun_(std::to_string(std::chrono::system_clock::now().time_since_epoch().count())) {
   for (const EmbeddedFile& file : page_files()) {
     auto text = std::make_shared<const std::string>(file.content);
     const std::string etag = etag_of(*text);
@@ -85,12 +97,14 @@ Response Page::history_rows(const Request& request) {
 
 Response Page::first_paint(const Request& request, const Caller& caller) {
   const auto view = site_.live.view();
-  const FirstPaint paint(*files_.at(std::string(kFrame)).content, std::time(nullptr));
+  const engine::Moment now = std::time(nullptr);
+  const Frame frame(*files_.at(std::string(kFrame)).content, now);
   if (!view) {
     return html(
         request, 503,
-        paint.problem("The ledger cannot be read", site_.live.problem().value_or("The ledger was not read yet") + "."));
+        frame.problem("The ledger cannot be read", site_.live.problem().value_or("The ledger was not read yet") + "."));
   }
+  const FirstPaint paint(frame, now);
   const std::vector<std::string>& path = request.target.path;
   const PaintOf of{view->of, caller, site_.engine.is_running()};
   if (path.size() == 1) {
@@ -101,29 +115,31 @@ Response Page::first_paint(const Request& request, const Caller& caller) {
       })));
     }
     if (path[0] == "history") {
-      const std::int64_t before =
-          number_of(request.target.find("before").value_or("")).value_or(std::numeric_limits<std::int64_t>::max());
+      const std::int64_t before = positive_number(request.target.find("before").value_or(""))
+                                      .value_or(std::numeric_limits<std::int64_t>::max());
       return html(request, 200, paint.history(of, site_.readers.ask([&](engine::LedgerReader& reader) {
         return reader.history_before(static_cast<engine::ChangeNumber>(before), FirstPaint::kMostListed);
       })));
     }
     if (path[0] == "maintenance") return html(request, 200, paint.maintenance(of));
-    if (const auto title = FirstPaint::scripted_view(path[0])) return html(request, 200, paint.scripted(of, *title));
+    if (const auto title = Frame::scripted_view(path[0])) return html(request, 200, paint.scripted(of, *title));
   }
   if (path.size() == 2 && path[0] == "alarm") {
-    if (const auto number = number_of(path[1])) {
+    if (const auto number = positive_number(path[1])) {
       const auto alarm = site_.readers.ask(
           [&](engine::LedgerReader& reader) { return reader.alarm(static_cast<engine::ChangeNumber>(*number)); });
       if (alarm) return html(request, 200, paint.alarm(of, *alarm));
-      return html(request, 404,
-                  paint.problem("There is no such alarm",
-                                "The ledger has no alarm of this number. Perhaps it was kept long enough."));
+      return html(
+          request, 404,
+          frame.problem(
+              "There is no such alarm",
+              "The ledger has no alarm of this number. Perhaps it ended so long ago that it is no longer kept."));
     }
   }
   if (request.header("accept").find("text/html") == std::string_view::npos) {
     return problem(404, "There is nothing at this address.");
   }
-  return html(request, 404, paint.problem("There is nothing at this address", "The alarms are at the address /."));
+  return html(request, 404, frame.problem("There is nothing at this address", "The alarms are at the address /."));
 }
 
 }  // namespace polaiga::web

@@ -1,9 +1,14 @@
 #include "redfish/errors.h"
 
+#include <algorithm>
+#include <array>
 #include <nlohmann/json.hpp>
 #include <utility>
 
 #include "http/answers.h"
+#include "redfish/messages.h"
+#include "redfish/resource.h"
+#include "redfish/schemas.h"
 #include "report/json_object.h"
 
 namespace polaiga::web {
@@ -11,141 +16,172 @@ namespace polaiga::web {
 using engine::JsonArray;
 using engine::JsonObject;
 
-namespace refusals {
+namespace {
 
-const RefusalMessage kMissing{404, "Base.1.18.ResourceMissingAtURI", "There is no resource at the URI '%1'.",
-                              "Ask for a URI that another resource links to."};
-const RefusalMessage kNotAllowed{405, "Base.1.18.OperationNotAllowed", "This resource does not take this HTTP method.",
-                                 "Use one of the methods that the Allow header names."};
-const RefusalMessage kNoSession{401, "Base.1.18.NoValidSession", "The request has no valid session.",
-                                "Create a session or send a name and a password, then ask again."};
-const RefusalMessage kNoPrivilege{403, "Base.1.18.InsufficientPrivilege",
-                                  "The account may not do what the request asks for.",
-                                  "Ask with an account that has the role operator."};
-const RefusalMessage kBadLogin{401, "Base.1.18.ResourceAtUriUnauthorized", "The name and the password do not fit.",
-                               "Send the name and the password of an account."};
-const RefusalMessage kMalformed{400, "Base.1.18.MalformedJSON", "The body of the request is not a JSON object.",
-                                "Send a JSON object of moderate size."};
-const RefusalMessage kWrongMediaType{415, "Base.1.18.GeneralError", "The body of the request is not sent as JSON.",
-                                     "Send it with the header Content-Type: application/json."};
-const RefusalMessage kPropertyUnknown{400, "Base.1.18.PropertyUnknown", "The property %1 is none that can be set here.",
-                                      "Leave the property out."};
-const RefusalMessage kPropertyMissing{400, "Base.1.18.PropertyMissing", "The property %1 is missing.",
-                                      "Send the property with a value."};
-const RefusalMessage kPropertyType{400, "Base.1.18.PropertyValueTypeError",
-                                   "The value '%1' of the property %2 is of another type than the property takes.",
-                                   "Send a value of the right type."};
-const RefusalMessage kPropertyNotInList{400, "Base.1.18.PropertyValueNotInList",
-                                        "The value '%1' of the property %2 is none that the property takes.",
-                                        "Send a value that the property takes."};
-const RefusalMessage kPropertyFormat{400, "Base.1.18.PropertyValueFormatError",
-                                     "The value '%1' of the property %2 is not written as the property takes it.",
-                                     "Correct the value."};
-const RefusalMessage kPropertyTwice{400, "Base.1.18.PropertyDuplicate", "The property %1 is there twice.",
-                                    "Send each property once."};
-const RefusalMessage kQueryUnsupported{501, "Base.1.18.QueryNotSupported",
-                                       "The service does not have this query parameter.",
-                                       "Ask without it; ProtocolFeaturesSupported of the service root tells what "
-                                       "there is."};
-const RefusalMessage kQueryNotHere{400, "Base.1.18.QueryNotSupportedOnResource",
-                                   "This resource does not take the query parameters $top and $skip.",
-                                   "Use them with collections."};
-const RefusalMessage kQueryValue{400, "Base.1.18.QueryParameterOutOfRange",
-                                 "The value '%1' of the query parameter %2 is not in the range %3.",
-                                 "Send a value in the range."};
-const RefusalMessage kActionUnsupported{404, "Base.1.18.ActionNotSupported",
-                                        "The resource does not have the action %1.",
-                                        "Use one of the actions that the resource lists."};
-const RefusalMessage kServiceDisabled{503, "Base.1.18.ServiceDisabled",
-                                      "The service at %1 is disabled and takes no requests.",
-                                      "Ask whoever runs this server to set the service up."};
-const RefusalMessage kTooManySubscriptions{503, "Base.1.18.EventSubscriptionLimitExceeded",
-                                           "There are as many subscriptions as the service can have.",
-                                           "Delete a subscription that is not needed any more."};
-const RefusalMessage kUnavailable{503, "Base.1.18.ServiceTemporarilyUnavailable",
-                                  "The service cannot answer at the moment. Try again in %1 seconds.",
-                                  "Try again later."};
-const RefusalMessage kInternal{500, "Base.1.18.InternalError", "The request failed because of a fault of the service.",
-                               "Tell whoever runs this server."};
-const RefusalMessage kWrongODataVersion{412, "Base.1.18.HeaderInvalid",
-                                        "The service does not speak the OData version '%1' of the header.",
-                                        "Send the header OData-Version: 4.0, or none."};
-const RefusalMessage kLogIsKept{
-    403, "Polaiga.1.0.LogIsKept",
-    "The log cannot be cleared: it is the record of what happened, and nobody may erase it.",
-    "Entries leave the log by themselves when they are as old as the site has set. "
-    "Acknowledge or shelve alarms that need no attention."};
+constexpr const char* kCritical = "Critical";
+constexpr const char* kWarning = "Warning";
 
-}  // namespace refusals
+// Ids, severities and arguments are those of the Base registry (DSP8011).
+constexpr std::array<RefusalMessage, 25> kRefusals{{
+    {Reason::kMissing, 404, "Base.1.18.ResourceMissingAtURI", kCritical, 1,
+     "The resource at the URI '%1' was not found.", "Ask for a URI that another resource links to."},
+    {Reason::kNotAllowed, 405, "Base.1.18.OperationNotAllowed", kCritical, 0,
+     "The HTTP method is not allowed on this resource.", "Use one of the methods that the Allow header names."},
+    {Reason::kNoSession, 401, "Base.1.18.NoValidSession", kCritical, 0,
+     "There is no valid session established with the implementation.",
+     "Create a session or send a name and a password, then ask again."},
+    {Reason::kNoPrivilege, 403, "Base.1.18.InsufficientPrivilege", kCritical, 0,
+     "There are insufficient privileges for the account or credentials associated with the current session to perform "
+     "the requested operation.",
+     "Ask with an account that has the role operator."},
+    {Reason::kBadLogin, 401, "Base.1.18.ResourceAtUriUnauthorized", kCritical, 2,
+     "While accessing the resource at '%1', the service received an authorization error '%2'.",
+     "Send the name and the password of an account."},
+    {Reason::kMalformed, 400, "Base.1.18.MalformedJSON", kCritical, 0,
+     "The request body submitted was malformed JSON and could not be parsed by the receiving service.",
+     "Send a JSON object of moderate size."},
+    {Reason::kWrongMediaType, 415, "Base.1.18.GeneralError", kCritical, 0,
+     "The body of the request is not sent as JSON.", "Send it with the header Content-Type: application/json."},
+    {Reason::kPropertyUnknown, 400, "Base.1.18.PropertyUnknown", kWarning, 1,
+     "The property '%1' is not in the list of valid properties for the resource.", "Leave the property out."},
+    {Reason::kPropertyMissing, 400, "Base.1.18.PropertyMissing", kWarning, 1,
+     "The property '%1' is a required property and must be included in the request.",
+     "Send the property with a value."},
+    {Reason::kPropertyType, 400, "Base.1.18.PropertyValueTypeError", kWarning, 2,
+     "The value '%1' for the property '%2' is not a type that the property can accept.",
+     "Send a value of the right type."},
+    {Reason::kPropertyNotInList, 400, "Base.1.18.PropertyValueNotInList", kWarning, 2,
+     "The value '%1' for the property '%2' is not in the list of acceptable values.",
+     "Send a value that the property takes."},
+    {Reason::kPropertyFormat, 400, "Base.1.18.PropertyValueFormatError", kWarning, 2,
+     "The value '%1' for the property '%2' is not in a format that the property can accept.", "Correct the value."},
+    {Reason::kPropertyTwice, 400, "Base.1.18.PropertyDuplicate", kWarning, 1,
+     "The property '%1' was duplicated in the request.", "Send each property once."},
+    {Reason::kQueryUnsupported, 501, "Base.1.18.QueryNotSupported", kWarning, 0,
+     "Querying is not supported by the implementation.",
+     "Leave out the query parameters that begin with $, but $top and $skip of collections; "
+     "ProtocolFeaturesSupported of the service root tells what there is."},
+    {Reason::kQueryNotHere, 400, "Base.1.18.QueryNotSupportedOnResource", kWarning, 0,
+     "Querying is not supported on the requested resource.", "Use $top and $skip with collections."},
+    {Reason::kQueryValue, 400, "Base.1.18.QueryParameterOutOfRange", kWarning, 3,
+     "The value '%1' for the query parameter '%2' is out of range '%3'.", "Send a value in the range."},
+    {Reason::kActionUnsupported, 404, "Base.1.18.ActionNotSupported", kCritical, 1,
+     "The action '%1' is not supported by the resource.", "Use one of the actions that the resource lists."},
+    {Reason::kServiceDisabled, 503, "Base.1.18.ServiceDisabled", kWarning, 1,
+     "The operation failed because the service at '%1' is disabled and cannot accept requests.",
+     "Ask whoever runs this server to set the service up."},
+    {Reason::kTooManySubscriptions, 503, "Base.1.18.EventSubscriptionLimitExceeded", kCritical, 0,
+     "The event subscription failed due to the number of simultaneous subscriptions exceeding the limit of the "
+     "implementation.",
+     "Delete a subscription that is not needed any more."},
+    {Reason::kNoStorage, 507, "Base.1.18.InsufficientStorage", kCritical, 0,
+     "Insufficient storage or memory is available to complete the request.",
+     "Ask whoever runs this server to make room on its disk, then try again."},
+    {Reason::kUnavailable, 503, "Base.1.18.ServiceTemporarilyUnavailable", kCritical, 1,
+     "The service is temporarily unavailable. Retry in %1 seconds.", "Try again after that time."},
+    {Reason::kInternal, 500, "Base.1.18.InternalError", kCritical, 0,
+     "The request failed due to an internal service error. The service is still operational.",
+     "Tell whoever runs this server; its log says more."},
+    {Reason::kHeaderInvalid, 412, "Base.1.18.HeaderInvalid", kCritical, 1, "Header '%1' is invalid.",
+     "Send the header OData-Version: 4.0, or none."},
+    {Reason::kLogIsKept, 403, "Polaiga.1.0.LogIsKept", kLogIsKept.health, 0, kLogIsKept.text, kLogIsKept.resolution},
+    {Reason::kOther, 400, "Base.1.18.GeneralError", kCritical, 0, "The request is refused.", "Correct the request."},
+}};
 
-Refusal::Refusal(const RefusalMessage& of, std::vector<std::string> arguments, std::string about, std::string more)
-    : std::runtime_error(with_arguments(of.text, arguments)),
-      message(of),
+constexpr bool are_in_order() {
+  for (std::size_t i = 0; i < kRefusals.size(); ++i) {
+    if (static_cast<std::size_t>(kRefusals.at(i).reason) != i) return false;
+  }
+  return true;
+}
+static_assert(are_in_order(), "a reason finds its message by its number");
+
+std::string header_of(const Response& response, std::string_view name) {
+  const auto found = std::ranges::find(response.headers, name, &std::pair<std::string, std::string>::first);
+  return found == response.headers.end() ? std::string() : found->second;
+}
+
+void set_header(Response& response, const std::string& name, std::string value) {
+  std::erase_if(response.headers, [&](const auto& header) { return header.first == name; });
+  response.headers.emplace_back(name, std::move(value));
+}
+
+// The sentence in the body of a problem (RFC 9457); "" when there is none.
+std::string detail_of(const Response& response) {
+  if (!response.body) return "";
+  const auto problem = nlohmann::json::parse(*response.body, nullptr, false);
+  const auto detail = problem.is_object() ? problem.find("detail") : problem.end();
+  return detail == problem.end() || !detail->is_string() ? "" : detail->get<std::string>();
+}
+
+// How Redfish says what a status of HTTP says.
+Refusal refusal_of(const Request& request, const Response& response, Reason unauthorized) {
+  const std::string detail = detail_of(response);
+  switch (response.status) {
+    case 401:
+      if (unauthorized == Reason::kBadLogin) {
+        return Refusal(Reason::kBadLogin, {uri_of(request.target), std::string(reason_of(401))}, {}, detail);
+      }
+      return Refusal(Reason::kNoSession, {}, {}, detail);
+    case 403:
+      return Refusal(Reason::kNoPrivilege, {}, {}, detail);
+    case 404:
+      return Refusal(Reason::kMissing, {uri_of(request.target)}, {}, detail);
+    case 429:
+    case 503: {
+      const std::string wait = header_of(response, "Retry-After");
+      return Refusal(Reason::kUnavailable, {wait.empty() ? "5" : wait}, {}, detail);
+    }
+    default:
+      return Refusal(response.status < 500 ? Reason::kOther : Reason::kInternal, {}, {}, detail);
+  }
+}
+
+}  // namespace
+
+std::span<const RefusalMessage> refusal_messages() { return kRefusals; }
+
+const RefusalMessage& refusal_message(Reason reason) { return kRefusals.at(static_cast<std::size_t>(reason)); }
+
+Refusal::Refusal(Reason why, std::vector<std::string> arguments, std::string about, std::string more)
+    : std::runtime_error(with_arguments(refusal_message(why).text, arguments)),
+      reason(why),
       args(std::move(arguments)),
       property(std::move(about)),
-      detail(std::move(more)) {}
-
-std::string with_arguments(std::string_view text, const std::vector<std::string>& args) {
-  std::string filled;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const std::size_t number = text[i] == '%' && i + 1 < text.size() ? static_cast<std::size_t>(text[i + 1] - '0') : 0;
-    if (number >= 1 && number <= args.size()) {
-      filled += args[number - 1];
-      ++i;
-    } else {
-      filled += text[i];
-    }
-  }
-  return filled;
+      detail(std::move(more)) {
+  if (args.size() != refusal_message(why).args) throw std::logic_error(std::string(what()) + " has other arguments");
 }
 
 Response refusal_response(const Refusal& refusal) {
+  const RefusalMessage& message = refusal_message(refusal.reason);
   const std::string text =
       refusal.detail.empty() ? std::string(refusal.what()) : std::string(refusal.what()) + " " + refusal.detail;
   JsonArray args;
   for (const std::string& arg : refusal.args) args.add(arg);
   JsonObject info;
-  info.add("@odata.type", "#Message.v1_1_1.Message")
-      .add("MessageId", refusal.message.id)
+  info.add("@odata.type", "#" + schemas::kMessage.type())
+      .add("MessageId", message.id)
       .add("Message", text)
       .add("MessageArgs", args)
-      .add("MessageSeverity", "Critical")
-      .add("Resolution", refusal.message.resolution);
+      .add("MessageSeverity", message.severity)
+      .add("Resolution", message.resolution);
   if (!refusal.property.empty()) info.add("RelatedProperties", JsonArray().add(refusal.property));
   JsonObject error;
-  error.add("code", refusal.message.id).add("message", text).add("@Message.ExtendedInfo", JsonArray().add(info));
-  Response response{.status = refusal.message.status,
+  error.add("code", message.id).add("message", text).add("@Message.ExtendedInfo", JsonArray().add(info));
+  Response response{.status = message.status,
                     .headers = {{"Content-Type", "application/json"}, {"Cache-Control", "no-store"}},
                     .body = std::make_shared<const std::string>(JsonObject().add("error", error).line())};
-  if (refusal.message.status == 401) response.headers.emplace_back("WWW-Authenticate", "Basic realm=\"Redfish\"");
-  if (refusal.message.status == 503) response.headers.emplace_back("Retry-After", "5");
+  if (message.status == 401) response.headers.emplace_back("WWW-Authenticate", "Basic realm=\"polaiga\"");
+  if (refusal.reason == Reason::kUnavailable) response.headers.emplace_back("Retry-After", refusal.args.front());
   return response;
 }
 
-Response in_redfish_form(Response response) {
+Response in_redfish_form(const Request& request, Response response, Reason unauthorized) {
   if (response.status < 400) return response;
-  RefusalMessage message = refusals::kInternal;
-  if (response.status == 401) {
-    message = refusals::kBadLogin;
-  } else if (response.status == 429 || response.status == 503) {
-    message = {0, "Base.1.18.GeneralError", "There are too many requests of this kind at the moment.",
-               "Try again after the time that the Retry-After header names."};
-  } else if (response.status < 500) {
-    message = {0, "Base.1.18.GeneralError", "The request is refused.", "Correct the request."};
-  }
-  message.status = response.status;
-  std::string detail;
-  if (response.body) {
-    const auto problem = nlohmann::json::parse(*response.body, nullptr, false);
-    if (problem.is_object()) detail = problem.value("detail", "");
-  }
-  Response made = refusal_response(Refusal(message, {}, {}, detail));
-  for (auto& header : response.headers) {
-    const auto is_same = [&](const auto& other) { return other.first == header.first; };
-    const bool is_of_body = header.first == "Content-Type" || header.first == "ETag";
-    if (is_of_body) continue;
-    std::erase_if(made.headers, is_same);
-    made.headers.push_back(std::move(header));
+  Response made = refusal_response(refusal_of(request, response, unauthorized));
+  made.status = response.status;
+  for (auto& [name, value] : response.headers) {
+    if (name != "Content-Type" && name != "ETag") set_header(made, name, std::move(value));  // those are of the body
   }
   return made;
 }

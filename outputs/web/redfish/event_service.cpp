@@ -1,20 +1,22 @@
 #include "redfish/event_service.h"
 
-#include <algorithm>
-#include <ctime>
-#include <nlohmann/json.hpp>
+#include <cerrno>
+#include <system_error>
 #include <utility>
 
-#include "model/moment.h"
+#include "base/printable.h"
 #include "redfish/errors.h"
 #include "redfish/fault_log.h"
 #include "redfish/messages.h"
+#include "redfish/push_addresses.h"
+#include "redfish/request_body.h"
+#include "redfish/test_event.h"
 
 namespace polaiga::web {
 
 using engine::JsonArray;
 using engine::JsonObject;
-using nlohmann::json;
+using engine::Priority;
 
 namespace {
 
@@ -31,8 +33,7 @@ JsonArray texts(const std::vector<std::string>& list) {
 
 JsonObject stream_form(const OpenStreams::One& stream) {
   const std::string host = stream.client.find(':') == std::string::npos ? stream.client : "[" + stream.client + "]";
-  return resource(subscriptions_uri() + "/" + stream.id, "EventDestination.v1_16_0.EventDestination", stream.id,
-                  "An open event stream")
+  return resource(subscriptions_uri() + "/" + stream.id, schemas::kSubscription, stream.id, "An open event stream")
       .add("Destination", "redfish-sse://" + (host.empty() ? std::string("localhost") : host))
       .add("SubscriptionType", "SSE")
       .add("Protocol", "Redfish")
@@ -41,66 +42,11 @@ JsonObject stream_form(const OpenStreams::One& stream) {
       .add("Status", JsonObject().add("State", "Enabled").add("Health", "OK"));
 }
 
-// MessageId is as in "Polaiga.1.0.F0395".
-bool is_message_id(const std::string& text) {
-  const auto is_number = [](std::string_view part) {
-    return !part.empty() && std::ranges::all_of(part, [](char c) { return c >= '0' && c <= '9'; });
-  };
-  const auto is_word = [](std::string_view part) {
-    return !part.empty() && std::ranges::all_of(part, [](char c) {
-      return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-    });
-  };
-  std::vector<std::string_view> parts;
-  for (std::string_view rest = text;;) {
-    const std::size_t dot = rest.find('.');
-    parts.push_back(rest.substr(0, dot));
-    if (dot == std::string_view::npos) break;
-    rest.remove_prefix(dot + 1);
-  }
-  return parts.size() == 4 && is_word(parts[0]) && is_number(parts[1]) && is_number(parts[2]) && is_word(parts[3]);
-}
-
-bool is_kind(const json& value, std::string_view name) {
-  if (name == "MessageArgs") {
-    return value.is_array() && std::ranges::all_of(value, [](const json& one) { return one.is_string(); });
-  }
-  return name == "EventGroupId" ? value.is_number_integer() : value.is_string();
-}
-
-// The event that a client wants to see. It begins with what a client leaves out.
-EventRecord test_event(const json& asked) {
-  constexpr std::string_view kNames[] = {"EventGroupId", "EventId",          "EventTimestamp", "EventType",
-                                         "Message",      "MessageArgs",      "MessageId",      "MessageSeverity",
-                                         "Severity",     "OriginOfCondition"};
-  for (const auto& [name, value] : asked.items()) {
-    if (std::ranges::find(kNames, name) == std::end(kNames)) throw Refusal(refusals::kPropertyUnknown, {name});
-    if (!is_kind(value, name)) throw Refusal(refusals::kPropertyType, {"...", name}, "#/" + name);
-  }
-  if (!asked.contains("MessageId")) throw Refusal(refusals::kPropertyMissing, {"MessageId"}, "#/MessageId");
-  const auto text = [&](const char* name, const std::string& otherwise) { return asked.value(name, otherwise); };
-  const std::string message_id = text("MessageId", "");
-  if (!is_message_id(message_id)) throw Refusal(refusals::kPropertyFormat, {"...", "MessageId"}, "#/MessageId");
-  const std::string at = text("EventTimestamp", engine::format_moment(std::time(nullptr)));
-  if (!engine::parse_moment(at))
-    throw Refusal(refusals::kPropertyFormat, {"...", "EventTimestamp"}, "#/EventTimestamp");
-  const std::string health = text("MessageSeverity", text("Severity", "OK"));
-  if (health != "OK" && health != "Warning" && health != "Critical") {
-    throw Refusal(refusals::kPropertyNotInList, {"...", "MessageSeverity"}, "#/MessageSeverity");
-  }
-  EventRecord event{.id = text("EventId", "test"), .message_id = message_id, .health = health, .json = {}};
-  event.json = {{"EventType", text("EventType", "Alert")},
-                {"EventId", event.id},
-                {"MemberId", "0"},
-                {"EventTimestamp", at},
-                {"MessageId", message_id},
-                {"Message", text("Message", "This is a test.")},
-                {"MessageArgs", asked.value("MessageArgs", json::array())},
-                {"MessageSeverity", health},
-                {"Severity", health}};
-  if (asked.contains("EventGroupId")) event.json["EventGroupId"] = asked.at("EventGroupId");
-  if (asked.contains("OriginOfCondition")) event.json["OriginOfCondition"]["@odata.id"] = asked.at("OriginOfCondition");
-  return event;
+void expect_distant(const std::string& destination) {
+  const std::string problem = why_not_pushed_to(destination_host(destination).value_or(""));
+  if (problem.empty()) return;
+  throw Refusal(Reason::kPropertyFormat, {brief(destination), "Destination"}, "#/Destination",
+                problem + ", and this server pushes events there only when it is started with --push-local.");
 }
 
 // What goes wrong with the state file is told to whoever runs the server, and the client learns that it is not its own
@@ -109,11 +55,11 @@ template <class Act>
 auto storing(const Pusher::Tell& tell, Act act) {
   try {
     return act();
-  } catch (const Refusal&) {
-    throw;
-  } catch (const std::exception& error) {
-    tell(error.what());
-    throw Refusal(refusals::kInternal, {}, {}, "The subscriptions cannot be stored.");
+  } catch (const std::system_error& error) {
+    tell(Priority::kError, std::string(error.what()) + ". What a client has asked for is refused");
+    const bool is_full = error.code() == std::errc::no_space_on_device || error.code().value() == EDQUOT;
+    if (is_full) throw Refusal(Reason::kNoStorage, {}, {}, "The disk that subscriptions are kept on is full.");
+    throw Refusal(Reason::kInternal, {}, {}, "The subscriptions cannot be stored.");
   }
 }
 
@@ -131,7 +77,7 @@ JsonObject EventService::service() const {
   JsonObject test;
   test.add("target", service_uri() + "/Actions/EventService.SubmitTestEvent");
   const PushOptions& options = pusher_.options();
-  return resource(service_uri(), "EventService.v1_12_0.EventService", "EventService", "Events")
+  return resource(service_uri(), schemas::kEventService, "EventService", "Events")
       .add("Description",
            store_.is_enabled()
                ? "Each change of an alarm is an event, pushed or over an event stream"
@@ -166,7 +112,7 @@ JsonObject EventService::form(const Subscription& of) const {
   JsonObject ours;
   ours.add("ledger_id", of.cursor.ledger_id).add("number", of.cursor.number);
   if (!trouble.empty()) ours.add("trouble", trouble);
-  JsonObject body = resource(uri, "EventDestination.v1_16_0.EventDestination", of.id, "Subscription " + of.id);
+  JsonObject body = resource(uri, schemas::kSubscription, of.id, "Subscription " + of.id);
   body.add("Destination", of.destination)
       .add("SubscriptionType", "RedfishEvent")
       .add("Protocol", "Redfish")
@@ -191,8 +137,7 @@ JsonObject EventService::subscriptions(const MemberRange& range) const {
   std::vector<std::string> uris;
   for (const Subscription& one : store_.all()) uris.push_back(subscriptions_uri() + "/" + one.id);
   for (const auto& one : streams_.all()) uris.push_back(subscriptions_uri() + "/" + one->id);
-  return collection_of_links(subscriptions_uri(), "EventDestinationCollection.EventDestinationCollection",
-                             "Subscriptions", range, uris);
+  return collection_of_links(subscriptions_uri(), schemas::kSubscriptions, "Subscriptions", range, uris);
 }
 
 std::optional<JsonObject> EventService::subscription(const std::string& id) const {
@@ -201,51 +146,52 @@ std::optional<JsonObject> EventService::subscription(const std::string& id) cons
   return std::nullopt;
 }
 
-JsonObject EventService::subscribe(const Request& request, std::string& uri) {
+Response EventService::subscribe(const Request& request, const Caller& caller) {
   if (!store_.is_enabled()) {
-    throw Refusal(refusals::kServiceDisabled, {subscriptions_uri()}, {},
+    throw Refusal(Reason::kServiceDisabled, {subscriptions_uri()}, {},
                   "This server has no directory to keep subscriptions in; it is given with --state.");
   }
   Subscription asked = parse_subscription(request.body);
+  if (!pusher_.options().allows_local) expect_distant(asked.destination);
   const auto view = view_of(site_);
   asked.cursor = {view->of.ledger_id, view->of.number};
   const auto made = storing(tell_, [&] { return store_.add(std::move(asked)); });
-  if (!made) throw Refusal(refusals::kTooManySubscriptions);
+  if (!made) throw Refusal(Reason::kTooManySubscriptions);
+  tell_(Priority::kInfo, engine::in_quotes(caller.name) + " has subscribed " + engine::in_quotes(made->destination) +
+                             " to events, as subscription " + made->id);
   pusher_.wake();
-  uri = subscriptions_uri() + "/" + made->id;
-  return form(*made);
+  return created_response(form(*made), subscriptions_uri() + "/" + made->id);
 }
 
-void EventService::unsubscribe(const std::string& id) {
+bool EventService::unsubscribe(const std::string& id, const Caller& caller) {
   if (const auto stream = streams_.find(id)) {
     stream->is_ended = true;
     wake_streams_();
-    return;
+    return true;
   }
-  if (!storing(tell_, [&] { return store_.remove(id); })) {
-    throw Refusal(refusals::kMissing, {subscriptions_uri() + "/" + id});
-  }
+  if (!storing(tell_, [&] { return store_.remove(id); })) return false;
+  tell_(Priority::kInfo, engine::in_quotes(caller.name) + " has deleted the subscription " + id);
   pusher_.wake();
+  return true;
 }
 
-void EventService::suspend(const std::string& id, bool is_suspended) {
-  if (!storing(tell_, [&] { return store_.set_suspended(id, is_suspended); })) {
-    throw Refusal(refusals::kMissing, {subscriptions_uri() + "/" + id});
-  }
+bool EventService::suspend(const std::string& id, bool is_suspended) {
+  if (!storing(tell_, [&] { return store_.set_suspended(id, is_suspended); })) return false;
   pusher_.retry_now(id);
+  return true;
 }
 
 void EventService::submit_test(const Request& request) {
-  const EventRecord event = test_event(parse_body(request.body));
+  const EventRecord event = parse_test_event(request.body);
   tests_.add(event);
   wake_streams_();
   if (!pusher_.test(event)) {
-    throw Refusal(refusals::kUnavailable, {"30"}, {}, "A subscriber has not taken the tests before this one yet.");
+    throw Refusal(Reason::kUnavailable, {"30"}, {}, "A subscriber has not taken the tests before this one yet.");
   }
 }
 
 Response EventService::stream(const Request& request) {
-  if (streams_.all().size() >= kMostStreams) throw Refusal(refusals::kTooManySubscriptions);
+  if (streams_.all().size() >= kMostStreams) throw Refusal(Reason::kTooManySubscriptions);
   const auto view = view_of(site_);
   EventCursor cursor{view->of.ledger_id, view->of.number};
   if (const std::string_view last = request.header("last-event-id"); !last.empty()) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "access/caller.h"
 #include "app/site.h"
 #include "redfish/event_stream.h"
 #include "redfish/pusher.h"
@@ -27,9 +28,10 @@ class EventService {
   std::optional<engine::JsonObject> subscription(const std::string& id) const;
 
   // These throw Refusal.
-  engine::JsonObject subscribe(const Request& request, std::string& uri);
-  void unsubscribe(const std::string& id);
-  void suspend(const std::string& id, bool is_suspended);
+  Response subscribe(const Request& request, const Caller& caller);
+  // False: there is none with this id.
+  bool unsubscribe(const std::string& id, const Caller& caller);
+  bool suspend(const std::string& id, bool is_suspended);
   void submit_test(const Request& request);
   Response stream(const Request& request);
 

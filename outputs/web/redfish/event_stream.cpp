@@ -8,7 +8,7 @@
 namespace polaiga::web {
 namespace {
 
-constexpr std::size_t kAtOnce = 50;           // changes
+constexpr std::size_t kChangesAtOnce = 50;    // changes
 constexpr std::chrono::seconds kSilence{10};  // after which a comment tells that the stream is alive
 
 std::string frame(const EventRecord& event) { return "data: " + event_payload({event}, "") + "\n\n"; }
@@ -64,7 +64,7 @@ std::string EventStream::next() {
       frames += frame(event);  // a client goes on after a change, so a test has no id
     // Changes that are quiet make no event, so there may be some after those that were read.
     for (bool goes_on = true; goes_on && frames.size() < std::size_t{64} * 1024;) {
-      EventsRead read = read_events(live_, cursor_, kAtOnce);
+      EventsRead read = read_events(live_, cursor_, kChangesAtOnce);
       goes_on = read.through != cursor_;
       cursor_ = std::move(read.through);
       for (const EventRecord& event : read.events) frames += "id: " + event.id + "\n" + frame(event);

@@ -149,7 +149,7 @@ EventRecord replaced_event(const EventCursor& through) {
 std::string event_payload(const std::vector<EventRecord>& events, std::string_view context) {
   ordered_json list = ordered_json::array();
   for (const EventRecord& event : events) list.push_back(event.json);
-  return engine::json_text({{"@odata.type", "#Event.v1_13_0.Event"},
+  return engine::json_text({{"@odata.type", "#" + schemas::kEvent.type()},
                             {"Id", events.back().id},
                             {"Name", "Changes of alarms"},
                             {"Context", context},

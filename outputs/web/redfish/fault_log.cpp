@@ -29,7 +29,7 @@ std::string description_of(const engine::Overview& now, ChangeNumber alarm) {
 std::shared_ptr<const View> view_of(const Site& site) {
   auto view = site.live.view();
   if (!view) {
-    throw Refusal(refusals::kUnavailable, {"5"}, {}, site.live.problem().value_or("The ledger was not read yet") + ".");
+    throw Refusal(Reason::kUnavailable, {"5"}, {}, site.live.problem().value_or("The ledger was not read yet") + ".");
   }
   return view;
 }
@@ -37,7 +37,7 @@ std::shared_ptr<const View> view_of(const Site& site) {
 JsonObject log_entry(const engine::StoredAlarm& alarm, std::string_view ledger_id, const engine::AlarmProfile& profile,
                      std::string_view description) {
   const std::string id = std::to_string(alarm.number);
-  JsonObject body = resource(entry_uri(id), "LogEntry.v1_21_0.LogEntry", id, "Alarm " + id);
+  JsonObject body = resource(entry_uri(id), schemas::kLogEntry, id, "Alarm " + id);
   if (!description.empty()) body.add("Description", description);
   body.add("EntryType", "Event")
       .add("Severity", health_of(alarm.severity))
@@ -63,11 +63,10 @@ JsonObject log_entry(const engine::StoredAlarm& alarm, std::string_view ledger_i
 }
 
 JsonObject FaultLog::service() const {
-  JsonObject body = resource(kLogUri, "LogService.v1_9_0.LogService", "FaultLog", "Faults");
+  JsonObject body = resource(kLogUri, schemas::kLogService, "FaultLog", "Faults");
   body.add("Description",
            "Every alarm that the engine's ledger keeps, the latest first. Nobody may clear it; entries leave it when "
-           "they "
-           "are as old as the site has set.")
+           "they are as old as the site has set.")
       .add("ServiceEnabled", true)
       .add("LogEntryType", "Event")
       .add("OverWritePolicy", "WrapsWhenFull")
@@ -148,8 +147,8 @@ JsonObject FaultLog::entries(const MemberRange& range) {
       return true;
     });
   }
-  return collection(std::string(kLogUri) + "/Entries", "LogEntryCollection.LogEntryCollection",
-                    "Entries of the fault log", range, count, members);
+  return collection(std::string(kLogUri) + "/Entries", schemas::kLogEntries, "Entries of the fault log", range, count,
+                    members);
 }
 
 std::optional<JsonObject> FaultLog::entry(std::string_view id) {

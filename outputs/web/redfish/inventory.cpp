@@ -74,6 +74,10 @@ std::string_view name_of(std::string_view dn) {
 
 std::string manager_uri() { return redfish_uri("/Managers/polaiga"); }
 
+JsonObject logs_of(const std::string& uri, const MemberRange& range) {
+  return collection_of_links(uri + "/LogServices", schemas::kLogServices, "Logs", range, {std::string(kLogUri)});
+}
+
 }  // namespace
 
 std::optional<std::string> Inventory::known_dn(std::string_view id) {
@@ -100,8 +104,7 @@ std::vector<std::string> Inventory::system_dns() {
 JsonObject Inventory::systems(const MemberRange& range) {
   std::vector<std::string> uris;
   for (const std::string& dn : system_dns()) uris.push_back(system_uri(dn));
-  return collection_of_links(redfish_uri("/Systems"), "ComputerSystemCollection.ComputerSystemCollection", "Systems",
-                             range, uris);
+  return collection_of_links(redfish_uri("/Systems"), schemas::kSystems, "Systems", range, uris);
 }
 
 std::optional<JsonObject> Inventory::system(std::string_view id) {
@@ -110,7 +113,7 @@ std::optional<JsonObject> Inventory::system(std::string_view id) {
   const auto view = view_of(site_);
   JsonObject links_of;
   links_of.add("Chassis", links({chassis_uri(*dn)})).add("ManagedBy", links({manager_uri()}));
-  JsonObject body = resource(system_uri(*dn), "ComputerSystem.v1_27_0.ComputerSystem", id, name_of(*dn));
+  JsonObject body = resource(system_uri(*dn), schemas::kSystem, id, name_of(*dn));
   body.add("SystemType", "Physical")
       .add("Status", status_of(view->of, *dn))
       .add("LogServices", link_to(system_uri(*dn) + "/LogServices"))
@@ -124,14 +127,13 @@ std::optional<JsonObject> Inventory::system(std::string_view id) {
 std::optional<JsonObject> Inventory::system_logs(std::string_view id, const MemberRange& range) {
   const auto dn = known_dn(id);
   if (!dn || container_of(*dn)) return std::nullopt;
-  return collection_of_links(system_uri(*dn) + "/LogServices", "LogServiceCollection.LogServiceCollection", "Logs",
-                             range, {std::string(kLogUri)});
+  return logs_of(system_uri(*dn), range);
 }
 
 JsonObject Inventory::all_chassis(const MemberRange& range) {
   std::vector<std::string> uris;
   for (const std::string& dn : log_.index()->objects) uris.push_back(chassis_uri(dn));
-  return collection_of_links(redfish_uri("/Chassis"), "ChassisCollection.ChassisCollection", "Chassis", range, uris);
+  return collection_of_links(redfish_uri("/Chassis"), schemas::kAllChassis, "Chassis", range, uris);
 }
 
 std::optional<JsonObject> Inventory::chassis(std::string_view id) {
@@ -150,13 +152,19 @@ std::optional<JsonObject> Inventory::chassis(std::string_view id) {
     links_of.add("ComputerSystems", links({system_uri(*dn)}));
   }
   links_of.add("Contains", links(contained)).add("ManagedBy", links({manager_uri()}));
-  JsonObject body = resource(chassis_uri(*dn), "Chassis.v1_28_0.Chassis", id, name_of(*dn));
+  JsonObject body = resource(chassis_uri(*dn), schemas::kChassis, id, name_of(*dn));
   body.add("ChassisType", container ? "Component" : "RackMount")
       .add("Status", status_of(view->of, *dn))
       .add("Links", links_of)
       .add("Oem", object_oem(view->of, "Chassis.v1_0_0.Object", *dn));
   return body;
 }
+
+JsonObject Inventory::managers(const MemberRange& range) {
+  return collection_of_links(redfish_uri("/Managers"), schemas::kManagers, "Managers", range, {manager_uri()});
+}
+
+JsonObject Inventory::manager_logs(const MemberRange& range) { return logs_of(manager_uri(), range); }
 
 JsonObject Inventory::manager() {
   std::vector<std::string> managed_systems;
@@ -170,7 +178,7 @@ JsonObject Inventory::manager() {
   const bool is_running = site_.engine.is_running();
   JsonObject state;
   state.add("State", is_running ? "Enabled" : "UnavailableOffline").add("Health", is_running ? "OK" : "Critical");
-  JsonObject body = resource(manager_uri(), "Manager.v1_24_0.Manager", "polaiga", "polaiga");
+  JsonObject body = resource(manager_uri(), schemas::kManager, "polaiga", "polaiga");
   body.add("Description", "The engine that turns the events of sensors into alarms")
       .add("ManagerType", "Service")
       .add("Status", state)

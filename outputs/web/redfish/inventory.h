@@ -18,7 +18,9 @@ class Inventory {
   std::optional<engine::JsonObject> system_logs(std::string_view id, const MemberRange& range);
   engine::JsonObject all_chassis(const MemberRange& range);
   std::optional<engine::JsonObject> chassis(std::string_view id);
+  static engine::JsonObject managers(const MemberRange& range);
   engine::JsonObject manager();
+  static engine::JsonObject manager_logs(const MemberRange& range);
 
  private:
   std::optional<std::string> known_dn(std::string_view id);

@@ -5,7 +5,6 @@
 #include <stdexcept>
 
 #include "model/dictionary.h"
-#include "redfish/errors.h"
 #include "redfish/objects.h"
 
 namespace polaiga::web {
@@ -37,8 +36,7 @@ constexpr GeneralMessage kMessages[] = {
     {"ObjectBackInService", "%2 put the object %1 back in service.", "OK", 2, kNothingToDo},
     {"ChangesLost", "The changes %1 to %2 are not in the ledger any more.", "Warning", 2, kReadAnew},
     {"LedgerReplaced", "The engine has begun another ledger.", "Warning", 0, kReadAnew},
-    {"LogIsKept", "The log cannot be cleared: it is the record of what happened, and nobody may erase it.", "Critical",
-     0, "Entries leave the log by themselves when they are as old as the site has set."},
+    kLogIsKept,
 };
 
 std::string message_id(std::string_view key) {
@@ -46,8 +44,8 @@ std::string message_id(std::string_view key) {
   return std::string(kRegistryPrefix).append(1, '.').append(minor).append(1, '.').append(key);
 }
 
-FilledMessage filled(std::string_view key, std::string_view text, std::vector<std::string> args,
-                     std::string_view health) {
+FilledMessage filled_message(std::string_view key, std::string_view text, std::vector<std::string> args,
+                             std::string_view health) {
   return {.id = message_id(key), .text = with_arguments(text, args), .args = std::move(args), .health = health};
 }
 
@@ -62,7 +60,7 @@ std::span<const GeneralMessage> general_messages() { return kMessages; }
 
 FilledMessage general_message(std::string_view key, std::vector<std::string> args) {
   for (const GeneralMessage& one : kMessages) {
-    if (one.key == key) return filled(key, one.text, std::move(args), one.health);
+    if (one.key == key) return filled_message(key, one.text, std::move(args), one.health);
   }
   throw std::logic_error("there is no message " + std::string(key));
 }
@@ -80,9 +78,9 @@ std::string fault_over_text(std::uint32_t code) {
 }
 
 FilledMessage fault_message(std::uint32_t code, std::string_view dn, std::string_view name, engine::Severity severity) {
-  FilledMessage message = has_messages(code)
-                              ? filled(fault_key(code), fault_text(code), {std::string(dn), std::string(name)}, "")
-                              : general_message("FaultRaised", {std::string(dn), fault_key(code), std::string(name)});
+  FilledMessage message =
+      has_messages(code) ? filled_message(fault_key(code), fault_text(code), {std::string(dn), std::string(name)}, "")
+                         : general_message("FaultRaised", {std::string(dn), fault_key(code), std::string(name)});
   message.health = health_of(severity);
   return message;
 }
@@ -91,7 +89,7 @@ FilledMessage fault_over_message(std::uint32_t code, std::string_view dn, std::s
   if (!has_messages(code)) {
     return general_message("FaultOver", {std::string(dn), fault_key(code), std::string(how)});
   }
-  return filled(fault_key(code) + "Over", fault_over_text(code), {std::string(dn), std::string(how)}, "OK");
+  return filled_message(fault_key(code) + "Over", fault_over_text(code), {std::string(dn), std::string(how)}, "OK");
 }
 
 FaultOf fault_of(std::string_view fault_dn) {
@@ -104,6 +102,20 @@ FaultOf fault_of(std::string_view fault_dn) {
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), code);
   if (error == std::errc() && end == digits.data() + digits.size()) fault.code = code;
   return fault;
+}
+
+std::string with_arguments(std::string_view text, const std::vector<std::string>& args) {
+  std::string filled;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const std::size_t number = text[i] == '%' && i + 1 < text.size() ? static_cast<std::size_t>(text[i + 1] - '0') : 0;
+    if (number >= 1 && number <= args.size()) {
+      filled += args[number - 1];
+      ++i;
+    } else {
+      filled += text[i];
+    }
+  }
+  return filled;
 }
 
 std::string_view resolution_of(const engine::ProfileEntry* entry) {

@@ -29,6 +29,16 @@ struct GeneralMessage {
   const char* resolution;
 };
 
+// ClearLog is refused with it, too.
+inline constexpr GeneralMessage kLogIsKept{
+    .key = "LogIsKept",
+    .text = "The log cannot be cleared: it is the record of what happened, and nobody may erase it.",
+    .health = "Critical",
+    .args = 0,
+    .resolution =
+        "Entries leave the log by themselves when they are as old as the site has set. Acknowledge or shelve "
+        "alarms that need no attention."};
+
 // Those that are not of a code.
 std::span<const GeneralMessage> general_messages();
 
@@ -62,6 +72,9 @@ struct FaultOf {
   std::optional<std::uint32_t> code;
 };
 FaultOf fault_of(std::string_view fault_dn);
+
+// Puts the arguments into the text of a message: "%1" is the first, and so on.
+std::string with_arguments(std::string_view text, const std::vector<std::string>& args);
 
 // What the site advises, or the general sentence. The entry may be null.
 std::string_view resolution_of(const engine::ProfileEntry* entry);

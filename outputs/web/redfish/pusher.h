@@ -9,9 +9,11 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <thread>
 
+#include "base/messages.h"
 #include "live/live_ledger.h"
 #include "redfish/subscription_store.h"
 
@@ -25,10 +27,11 @@ struct PushOptions {
 
 class Pusher {
  public:
-  using Tell = std::function<void(const std::string&)>;
+  using Tell = std::function<void(engine::Priority, const std::string&)>;
 
   // The ledger and the store must outlive this. Throws std::runtime_error.
   Pusher(LiveLedger& live, SubscriptionStore& store, PushOptions options, Tell tell);
+  // Gives what is on its way a moment to arrive, so that it need not be pushed again later.
   ~Pusher();
   Pusher(const Pusher&) = delete;
   Pusher& operator=(const Pusher&) = delete;
@@ -49,15 +52,20 @@ class Pusher {
   std::string trouble_of(const std::string& id) const;
 
  private:
-  class Delivery;
   struct Way;
   using Steady = std::chrono::steady_clock;
 
   void run();
-  void begin(const Subscription& subscription, Way& way);
+  bool begin_all();
+  bool begin(const Subscription& subscription, Way& way);
+  bool finish_all();
   void finish(const std::string& id, Way& way, const std::string& problem);
   void fail(const Subscription& subscription, Way& way, const std::string& problem);
+  void give_up(const Subscription& subscription, const std::string& problem);
+  void store(bool at_once);
+  void tell_of_storage(const std::string& problem);
   void forget_removed();
+  bool has_deliveries() const;
   Steady::duration pause_of(const Subscription& subscription, unsigned failures) const;
 
   LiveLedger& live_;
@@ -69,14 +77,15 @@ class Pusher {
   mutable std::mutex mutex_;
   std::map<std::string, std::deque<EventRecord>> tests_;  // by subscription
   std::map<std::string, std::string> troubles_;           // the same
-  std::map<std::string, bool> hurries_;                   // the same; those to try again at once
+  std::set<std::string> hurries_;                         // subscriptions to try again at once
 
-  std::map<std::string, std::unique_ptr<Way>> ways_;  // the same; of the thread alone
+  // Of the thread alone.
+  std::map<std::string, std::unique_ptr<Way>> ways_;  // by subscription
+  std::string storage_problem_;                       // why the file could not be written last; "": it could
+  Steady::time_point next_store_{};
+
   std::atomic<bool> is_over_ = false;
   std::thread thread_;
 };
-
-// Whether an address is of this machine or of its link alone, in numbers as "127.0.0.1" or "fe80::1".
-bool is_local_address(const std::string& address);
 
 }  // namespace polaiga::web

@@ -1,6 +1,7 @@
 // /redfish: the alarms as a Redfish service (DMTF's DSP0266) shows them to management software.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -12,17 +13,17 @@
 #include "redfish/fault_log.h"
 #include "redfish/inventory.h"
 #include "redfish/registry.h"
-#include "redfish/session_store.h"
+#include "redfish/session_service.h"
 
 namespace polaiga::web {
 
 struct RedfishOptions {
   std::string state_directory;  // for subscriptions; empty: events are not pushed
   PushOptions push;
-  SessionStore* sessions = nullptr;      // null: nobody can log in
+  SessionDesk* sessions = nullptr;       // null: nobody can log in
   std::function<std::string()> catalog;  // makes what `polaiga catalog --json` prints; throws when it cannot
-  std::function<void(const std::string&)> tell;
-  std::function<void()> wake_streams;  // asks all streams of the server for what is new
+  Pusher::Tell tell;                     // is called by several threads
+  std::function<void()> wake_streams;    // asks all streams of the server for what is new
 };
 
 class Redfish final : public Part {
@@ -31,6 +32,7 @@ class Redfish final : public Part {
   Redfish(Site& site, RedfishOptions options);
 
   Response answer(const Request& request, const Caller& caller) override;
+  Response refused(const Request& request, Response response) override;
 
   // The ledger has changed. For any thread.
   void wake() { events_.wake(); }
@@ -39,49 +41,57 @@ class Redfish final : public Part {
   struct Ask {
     const Request& request;
     const Caller& caller;
-    std::vector<std::string> path;    // below /redfish/v1
-    std::vector<std::string> chosen;  // the segments that stand for a resource of several
+    std::string chosen;  // the segment of the path that names one resource of several
 
-    bool is_question() const { return request.method == Method::kGet || request.method == Method::kHead; }
+    MemberRange range(std::size_t usual = MemberRange::kMost) const { return read_member_range(request.target, usual); }
   };
+  // What a caller must be let do.
+  enum class Needs : std::uint8_t {
+    kNothing,  // whoever asks; the resource tells what he must do to be let in
+    kSight,    // to ask: the right to see; to change: the right to act
+    kOwn,      // the resource looks itself, after the right to see
+  };
+  // Collections take $top and $skip.
+  enum class Shape : std::uint8_t { kOne, kCollection };
   struct Route;
 
   static const Route kRoutes[];
 
   Response route(const Request& request, const Caller& caller);
-  Response below_root(Ask& ask);
+  Response below_root(Ask ask, const std::vector<std::string>& path);
 
-  Response service_root(Ask& ask);
-  Response odata(Ask& ask);
-  Response metadata(Ask& ask);
-  Response session_service(Ask& ask);
-  Response sessions(Ask& ask);
-  Response session(Ask& ask);
-  Response systems(Ask& ask);
-  Response system(Ask& ask);
-  Response system_logs(Ask& ask);
-  Response all_chassis(Ask& ask);
-  Response chassis(Ask& ask);
-  Response managers(Ask& ask);
-  Response manager(Ask& ask);
-  Response manager_logs(Ask& ask);
-  Response fault_log(Ask& ask);
-  Response entries(Ask& ask);
-  Response entry(Ask& ask);
-  Response clear_log(Ask& ask);
-  Response registries(Ask& ask);
-  Response registry_file(Ask& ask);
-  Response registry(Ask& ask);
-  Response event_service(Ask& ask);
-  Response event_stream(Ask& ask);
-  Response subscriptions(Ask& ask);
-  Response subscription(Ask& ask);
-  Response suspend(Ask& ask);
-  Response resume(Ask& ask);
-  Response test_event(Ask& ask);
+  Response root(const Ask& ask);
+  Response odata(const Ask& ask);
+  Response metadata(const Ask& ask);
+  Response session_service(const Ask& ask);
+  Response sessions(const Ask& ask);
+  Response session(const Ask& ask);
+  Response systems(const Ask& ask);
+  Response system(const Ask& ask);
+  Response system_logs(const Ask& ask);
+  Response all_chassis(const Ask& ask);
+  Response chassis(const Ask& ask);
+  Response managers(const Ask& ask);
+  Response manager(const Ask& ask);
+  Response manager_logs(const Ask& ask);
+  Response fault_log(const Ask& ask);
+  Response entries(const Ask& ask);
+  Response entry(const Ask& ask);
+  Response clear_log(const Ask& ask);
+  Response registries(const Ask& ask);
+  Response registry_file(const Ask& ask);
+  Response registry(const Ask& ask);
+  Response event_service(const Ask& ask);
+  Response event_stream(const Ask& ask);
+  Response subscriptions(const Ask& ask);
+  Response subscription(const Ask& ask);
+  Response suspend(const Ask& ask);
+  Response resume(const Ask& ask);
+  Response test_event(const Ask& ask);
 
   Site& site_;
   RedfishOptions options_;
+  SessionService sessions_;
   FaultLog log_;
   Inventory inventory_;
   Registry registry_;

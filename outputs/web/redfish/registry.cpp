@@ -74,6 +74,8 @@ void clears(ordered_json& form, const std::string& other) {
   form["ClearingLogic"] = {{"ClearsMessage", {other}}, {"ClearsIf", "SameOriginOfCondition"}};
 }
 
+std::string file_uri() { return redfish_uri("/Registries/Polaiga"); }
+
 }  // namespace
 
 std::string message_registry(std::string_view catalog, const engine::AlarmProfile& profile) {
@@ -104,7 +106,7 @@ std::string message_registry(std::string_view catalog, const engine::AlarmProfil
   clears(messages["FaultOver"], "FaultRaised");
   clears(messages["FaultSettled"], "FaultChattering");
   const std::string id = std::string(kRegistryPrefix) + "." + std::string(kRegistryVersion);
-  return engine::json_text({{"@odata.type", "#MessageRegistry.v1_7_0.MessageRegistry"},
+  return engine::json_text({{"@odata.type", "#" + schemas::kRegistry.type()},
                             {"Id", id},
                             {"Name", "Faults and changes of alarms"},
                             {"Language", "en"},
@@ -116,13 +118,17 @@ std::string message_registry(std::string_view catalog, const engine::AlarmProfil
          "\n";
 }
 
+engine::JsonObject Registry::files(const MemberRange& range) {
+  return collection_of_links(redfish_uri("/Registries"), schemas::kRegistryFiles, "Message registries", range,
+                             {file_uri()});
+}
+
 engine::JsonObject Registry::file() {
-  const std::string uri = redfish_uri("/Registries/Polaiga");
+  const std::string uri = file_uri();
   engine::JsonObject location;
   location.add("Language", "en").add("Uri", uri + "/Polaiga.1.0.0.json");
   const std::string_view minor = kRegistryVersion.substr(0, kRegistryVersion.rfind('.'));
-  return resource(uri, "MessageRegistryFile.v1_1_5.MessageRegistryFile", kRegistryPrefix,
-                  "Faults and changes of alarms")
+  return resource(uri, schemas::kRegistryFile, kRegistryPrefix, "Faults and changes of alarms")
       .add("Registry", std::string(kRegistryPrefix).append(1, '.').append(minor))
       .add("Languages", engine::JsonArray().add("en"))
       .add("Location", engine::JsonArray().add(location));
@@ -137,7 +143,7 @@ Body Registry::text(const std::shared_ptr<const engine::AlarmProfile>& profile) 
     profile_ = profile;
   } catch (const std::exception& error) {
     faults_.clear();
-    throw Refusal(refusals::kUnavailable, {"60"}, {},
+    throw Refusal(Reason::kUnavailable, {"60"}, {},
                   std::string("The catalog of faults cannot be made: ") + error.what());
   }
   return text_;

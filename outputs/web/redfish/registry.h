@@ -10,6 +10,7 @@
 
 #include "http/message.h"
 #include "model/alarm_profile.h"
+#include "redfish/resource.h"
 #include "report/json_object.h"
 
 namespace polaiga::web {
@@ -23,6 +24,8 @@ class Registry {
   // `catalog` makes the catalog; it may take a while, and throws when it cannot be made.
   explicit Registry(std::function<std::string()> catalog) : catalog_(std::move(catalog)) {}
 
+  // The collection with the one file that there is.
+  static engine::JsonObject files(const MemberRange& range);
   // Where it is, a MessageRegistryFile.
   static engine::JsonObject file();
 

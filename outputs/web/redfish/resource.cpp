@@ -19,7 +19,7 @@ std::size_t number_of(std::string_view name, std::string_view value) {
   std::size_t number = 0;
   const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), number);
   if (error != std::errc() || end != value.data() + value.size() || number > kMostSkipped) {
-    throw Refusal(refusals::kQueryValue, {std::string(value), std::string(name), "0 to 1000000000"});
+    throw Refusal(Reason::kQueryValue, {std::string(value), std::string(name), "0 to 1000000000"});
   }
   return number;
 }
@@ -28,24 +28,31 @@ std::size_t number_of(std::string_view name, std::string_view value) {
 
 std::string redfish_uri(std::string_view more) { return std::string(kRedfishRoot).append(more); }
 
+std::string uri_of(const Target& target) {
+  std::string uri;
+  for (const std::string& segment : target.path) uri.append("/").append(percent_encoded(segment));
+  return uri;
+}
+
 std::string entry_uri(std::string_view id) { return std::string(kLogUri).append("/Entries/").append(id); }
 
 JsonObject link_to(std::string_view uri) { return JsonObject().add("@odata.id", uri); }
 
-JsonObject resource(std::string_view uri, std::string_view type, std::string_view id, std::string_view name) {
-  return JsonObject()
-      .add("@odata.id", uri)
-      .add("@odata.type", std::string("#").append(type))
-      .add("Id", id)
-      .add("Name", name);
+JsonObject resource(std::string_view uri, const Schema& schema, std::string_view id, std::string_view name) {
+  return JsonObject().add("@odata.id", uri).add("@odata.type", "#" + schema.type()).add("Id", id).add("Name", name);
 }
 
-Response resource_response(const Request& request, std::string text, std::string_view type) {
-  Response response = json_content(request, std::move(text));
-  if (type.empty()) return response;
-  const std::string schema(type.substr(0, type.rfind('.')));
-  response.headers.emplace_back("Link", "<http://redfish.dmtf.org/schemas/v1/" + schema + ".json>; rel=describedby");
+Response resource_response(const Request& request, const JsonObject& body, const Schema& schema) {
+  Response response = json_content(request, body.line());
+  response.headers.emplace_back(
+      "Link", "<http://redfish.dmtf.org/schemas/v1/" + schema.versioned() + ".json>; rel=describedby");
   return response;
+}
+
+Response created_response(const JsonObject& body, const std::string& uri) {
+  return {.status = 201,
+          .headers = {{"Content-Type", "application/json"}, {"Cache-Control", "no-store"}, {"Location", uri}},
+          .body = std::make_shared<const std::string>(body.line())};
 }
 
 MemberRange read_member_range(const Target& target, std::size_t usual) {
@@ -56,7 +63,7 @@ MemberRange read_member_range(const Target& target, std::size_t usual) {
     } else if (name == "$top") {
       range.top = std::min(number_of(name, value), MemberRange::kMost);
     } else if (name.starts_with('$')) {
-      throw Refusal(refusals::kQueryUnsupported);
+      throw Refusal(Reason::kQueryUnsupported);
     } else {
       continue;  // parameters of others are of no account, as the protocol has it
     }
@@ -66,14 +73,14 @@ MemberRange read_member_range(const Target& target, std::size_t usual) {
 }
 
 void expect_no_range(const Target& target) {
-  if (!read_member_range(target).is_all) throw Refusal(refusals::kQueryNotHere);
+  if (!read_member_range(target).is_all) throw Refusal(Reason::kQueryNotHere);
 }
 
-JsonObject collection(std::string_view uri, std::string_view type, std::string_view name, const MemberRange& range,
+JsonObject collection(std::string_view uri, const Schema& schema, std::string_view name, const MemberRange& range,
                       std::size_t count, const JsonArray& members) {
   JsonObject body;
   body.add("@odata.id", uri)
-      .add("@odata.type", std::string("#").append(type))
+      .add("@odata.type", "#" + schema.type())
       .add("Name", name)
       .add("Members@odata.count", count)
       .add("Members", members);
@@ -87,13 +94,13 @@ JsonObject collection(std::string_view uri, std::string_view type, std::string_v
   return body;
 }
 
-JsonObject collection_of_links(std::string_view uri, std::string_view type, std::string_view name,
+JsonObject collection_of_links(std::string_view uri, const Schema& schema, std::string_view name,
                                const MemberRange& range, const std::vector<std::string>& uris) {
   JsonArray members;
   const std::size_t first = std::min(range.skip, uris.size());
   const std::size_t last = first + std::min(range.top, uris.size() - first);
   for (std::size_t i = first; i < last; ++i) members.add(link_to(uris[i]));
-  return collection(uri, type, name, range, uris.size(), members);
+  return collection(uri, schema, name, range, uris.size(), members);
 }
 
 JsonObject oem(std::string_view type, JsonObject members) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "http/message.h"
+#include "redfish/schemas.h"
 #include "report/json_object.h"
 
 namespace polaiga::web {
@@ -23,11 +24,17 @@ std::string entry_uri(std::string_view id);
 // {"@odata.id": ...}
 engine::JsonObject link_to(std::string_view uri);
 
-// The members that each resource begins with. The type is as in "LogEntry.v1_21_0.LogEntry".
-engine::JsonObject resource(std::string_view uri, std::string_view type, std::string_view id, std::string_view name);
+// The path of a target as it was written, or could have been.
+std::string uri_of(const Target& target);
 
-// The response with a resource or another JSON text, its ETag, and a link to its schema.
-Response resource_response(const Request& request, std::string text, std::string_view type);
+// The members that each resource begins with.
+engine::JsonObject resource(std::string_view uri, const Schema& schema, std::string_view id, std::string_view name);
+
+// The response with a resource, its ETag, and a link to its schema.
+Response resource_response(const Request& request, const engine::JsonObject& body, const Schema& schema);
+
+// The response to a request that has made a resource.
+Response created_response(const engine::JsonObject& body, const std::string& uri);
 
 // Which members of a collection are wanted: $skip and $top.
 struct MemberRange {
@@ -45,14 +52,14 @@ MemberRange read_member_range(const Target& target, std::size_t usual = MemberRa
 void expect_no_range(const Target& target);
 
 // A collection of which `count` members are there. `members` are those of the range, in full or as links.
-engine::JsonObject collection(std::string_view uri, std::string_view type, std::string_view name,
+engine::JsonObject collection(std::string_view uri, const Schema& schema, std::string_view name,
                               const MemberRange& range, std::size_t count, const engine::JsonArray& members);
 
 // The same of links to all the members that these URIs name.
-engine::JsonObject collection_of_links(std::string_view uri, std::string_view type, std::string_view name,
+engine::JsonObject collection_of_links(std::string_view uri, const Schema& schema, std::string_view name,
                                        const MemberRange& range, const std::vector<std::string>& uris);
 
-// The Oem member with our own properties.
+// The Oem member with our own properties. Their type is as in "LogEntry.v1_0_0.Alarm".
 engine::JsonObject oem(std::string_view type, engine::JsonObject members);
 
 }  // namespace polaiga::web

@@ -6,12 +6,11 @@
 #include <array>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <set>
 #include <stdexcept>
 
-#include "base/printable.h"
 #include "redfish/errors.h"
 #include "redfish/messages.h"
+#include "redfish/request_body.h"
 
 namespace polaiga::web {
 
@@ -22,20 +21,12 @@ namespace {
 constexpr std::array<std::string_view, 4> kPolicies{"TerminateAfterRetries", "SuspendRetries", "RetryForever",
                                                     "RetryForeverWithBackoff"};
 
-// What of a value is said in a refusal.
-std::string brief(const json& value) {
-  constexpr std::size_t kMost = 100;
-  const std::string text =
-      value.is_string() ? value.get<std::string>() : value.dump(-1, ' ', true, json::error_handler_t::replace);
-  return engine::printable(text.substr(0, kMost));
-}
-
 std::string text_in(const json& value, const std::string& property) {
-  if (!value.is_string()) throw Refusal(refusals::kPropertyType, {brief(value), property}, "#/" + property);
+  if (!value.is_string()) throw Refusal(Reason::kPropertyType, {brief(value), property}, "#/" + property);
   std::string text = value.get<std::string>();
   if (text.size() > Subscription::kMostText ||
       std::ranges::any_of(text, [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; })) {
-    throw Refusal(refusals::kPropertyFormat, {brief(value), property}, "#/" + property,
+    throw Refusal(Reason::kPropertyFormat, {brief(value), property}, "#/" + property,
                   "It may have 1024 bytes and no control characters.");
   }
   return text;
@@ -43,12 +34,12 @@ std::string text_in(const json& value, const std::string& property) {
 
 void expect_in(const std::string& text, const std::string& property, std::initializer_list<std::string_view> list) {
   if (std::ranges::find(list, text) != list.end()) return;
-  throw Refusal(refusals::kPropertyNotInList, {brief(text), property}, "#/" + property);
+  throw Refusal(Reason::kPropertyNotInList, {brief(text), property}, "#/" + property);
 }
 
 std::vector<std::string> texts_in(const json& value, const std::string& property) {
   if (!value.is_array() || value.size() > Subscription::kMostItems) {
-    throw Refusal(refusals::kPropertyType, {brief(value), property}, "#/" + property,
+    throw Refusal(Reason::kPropertyType, {brief(value), property}, "#/" + property,
                   "It is a list of at most 32 texts.");
   }
   std::vector<std::string> texts;
@@ -72,32 +63,32 @@ std::string small_letters(std::string text) {
 
 // Headers that say how the request itself is sent are not the client's to choose.
 bool may_be_sent(const std::string& name) {
-  constexpr std::array<std::string_view, 9> kOurs{
+  constexpr std::array<std::string_view, 10> kOurs{
       "connection", "content-length",    "content-type", "content-encoding", "expect",
-      "host",       "transfer-encoding", "te",           "upgrade"};
+      "host",       "transfer-encoding", "te",           "upgrade",          "odata-version"};
   return is_token(name) && std::ranges::find(kOurs, small_letters(name)) == kOurs.end();
 }
 
 std::vector<std::pair<std::string, std::string>> headers_in(const json& value) {
   const std::string property = "HttpHeaders";
-  const auto refuse = [&](const RefusalMessage& message) {
+  const auto refuse = [&](Reason reason) {
     // The value may be a secret.
     return Refusal(
-        message, {"...", property}, "#/" + property,
+        reason, {"...", property}, "#/" + property,
         "It is a list of objects with the names and values of headers, at most 32, without those that say how "
         "the request itself is sent.");
   };
   std::vector<std::pair<std::string, std::string>> headers;
-  if (!value.is_array()) throw refuse(refusals::kPropertyType);
+  if (!value.is_array()) throw refuse(Reason::kPropertyType);
   for (const json& object : value) {
-    if (!object.is_object()) throw refuse(refusals::kPropertyType);
+    if (!object.is_object()) throw refuse(Reason::kPropertyType);
     for (const auto& [name, one] : object.items()) {
-      if (!one.is_string()) throw refuse(refusals::kPropertyType);
+      if (!one.is_string()) throw refuse(Reason::kPropertyType);
       const std::string text = one.get<std::string>();
       const bool is_plain = std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; });
       if (!may_be_sent(name) || !is_plain || text.size() > Subscription::kMostText ||
           headers.size() == Subscription::kMostItems) {
-        throw refuse(refusals::kPropertyFormat);
+        throw refuse(Reason::kPropertyFormat);
       }
       headers.emplace_back(name, text);
     }
@@ -105,10 +96,18 @@ std::vector<std::pair<std::string, std::string>> headers_in(const json& value) {
   return headers;
 }
 
+std::optional<std::string> url_part(CURLU* url, CURLUPart part) {
+  char* found = nullptr;
+  if (curl_url_get(url, part, &found, 0) != CURLUE_OK) return std::nullopt;
+  std::string text = found;
+  curl_free(found);
+  return text;
+}
+
 std::string destination_in(const json& value) {
   std::string text = text_in(value, "Destination");
-  if (is_destination(text)) return text;
-  throw Refusal(refusals::kPropertyFormat, {brief(value), "Destination"}, "#/Destination",
+  if (destination_host(text)) return text;
+  throw Refusal(Reason::kPropertyFormat, {brief(value), "Destination"}, "#/Destination",
                 "It is an address that begins with http:// or https:// and has no name and password in it.");
 }
 
@@ -128,39 +127,13 @@ bool Subscription::wants(const EventRecord& event) const {
          (has(message_ids, id_of) || has(message_ids, prefix + "." + key));
 }
 
-bool is_destination(const std::string& text) {
-  if (!std::ranges::all_of(text, [](char c) { return c > ' ' && c <= '~'; })) return false;
-  if (!text.starts_with("http://") && !text.starts_with("https://")) return false;
+std::optional<std::string> destination_host(const std::string& text) {
+  if (!std::ranges::all_of(text, [](char c) { return c > ' ' && c <= '~'; })) return std::nullopt;
+  if (!text.starts_with("http://") && !text.starts_with("https://")) return std::nullopt;
   const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> url(curl_url(), &curl_url_cleanup);
-  if (curl_url_set(url.get(), CURLUPART_URL, text.c_str(), CURLU_DISALLOW_USER) != CURLUE_OK) return false;
-  char* fragment = nullptr;
-  const bool has_fragment = curl_url_get(url.get(), CURLUPART_FRAGMENT, &fragment, 0) == CURLUE_OK;
-  curl_free(fragment);
-  return !has_fragment;
-}
-
-json parse_body(std::string_view body) {
-  if (body.size() > Subscription::kMostBytes) throw Refusal(refusals::kMalformed, {}, {}, "It is too long.");
-  std::vector<std::set<std::string>> names;
-  const auto look = [&names](int depth, json::parse_event_t event, json& part) {
-    if (static_cast<std::size_t>(depth) > Subscription::kMostDepth) {
-      throw Refusal(refusals::kMalformed, {}, {}, "It is too deep.");
-    }
-    if (event == json::parse_event_t::object_start) names.emplace_back();
-    if (event == json::parse_event_t::object_end) names.pop_back();
-    if (event == json::parse_event_t::key && !names.back().insert(part.get<std::string>()).second) {
-      throw Refusal(refusals::kPropertyTwice, {brief(part)});
-    }
-    return true;
-  };
-  json parsed;
-  try {
-    parsed = json::parse(body, look);
-  } catch (const json::exception&) {
-    throw Refusal(refusals::kMalformed);
-  }
-  if (!parsed.is_object()) throw Refusal(refusals::kMalformed);
-  return parsed;
+  if (curl_url_set(url.get(), CURLUPART_URL, text.c_str(), CURLU_DISALLOW_USER) != CURLUE_OK) return std::nullopt;
+  if (url_part(url.get(), CURLUPART_FRAGMENT)) return std::nullopt;
+  return url_part(url.get(), CURLUPART_HOST);
 }
 
 Subscription parse_subscription(std::string_view body) {
@@ -193,17 +166,17 @@ Subscription parse_subscription(std::string_view body) {
       expect_in(text_in(value, name), name, {"RedfishEvent"});
     } else if (name == "DeliveryRetryPolicy") {
       const auto* const found = std::ranges::find(kPolicies, text_in(value, name));
-      if (found == kPolicies.end()) throw Refusal(refusals::kPropertyNotInList, {brief(value), name}, "#/" + name);
+      if (found == kPolicies.end()) throw Refusal(Reason::kPropertyNotInList, {brief(value), name}, "#/" + name);
       made.policy = static_cast<RetryPolicy>(found - kPolicies.begin());
     } else if (name == "VerifyCertificate") {
-      if (!value.is_boolean()) throw Refusal(refusals::kPropertyType, {brief(value), name}, "#/" + name);
+      if (!value.is_boolean()) throw Refusal(Reason::kPropertyType, {brief(value), name}, "#/" + name);
       made.verifies_certificate = value.get<bool>();
     } else {
-      throw Refusal(refusals::kPropertyUnknown, {brief(name)}, {});
+      throw Refusal(Reason::kPropertyUnknown, {brief(name)}, {});
     }
   }
   for (const char* const name : {"Destination", "Protocol"}) {
-    if (!asked.contains(name)) throw Refusal(refusals::kPropertyMissing, {name}, std::string("#/") + name);
+    if (!asked.contains(name)) throw Refusal(Reason::kPropertyMissing, {name}, std::string("#/") + name);
   }
   return made;
 }
@@ -237,7 +210,7 @@ Subscription read_stored(const json& form) {
   form.at("message_ids").get_to(read.message_ids);
   form.at("severities").get_to(read.severities);
   const auto* const policy = std::ranges::find(kPolicies, form.at("policy").get<std::string>());
-  if (policy == kPolicies.end() || !is_destination(read.destination)) {
+  if (policy == kPolicies.end() || !destination_host(read.destination)) {
     throw std::runtime_error("the subscription " + read.id + " is not right");
   }
   read.policy = static_cast<RetryPolicy>(policy - kPolicies.begin());

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -23,8 +24,6 @@ enum class RetryPolicy : std::uint8_t {
 std::string_view policy_word(RetryPolicy policy);
 
 struct Subscription {
-  static constexpr std::size_t kMostBytes = std::size_t{16} * 1024;  // of the body that asks for it
-  static constexpr std::size_t kMostDepth = 4;
   static constexpr std::size_t kMostText = 1024;  // bytes of a text in it
   static constexpr std::size_t kMostItems = 32;   // of a list in it
 
@@ -48,15 +47,12 @@ struct Subscription {
 // Reads the body of a request for a new subscription; it has no id then. Throws Refusal.
 Subscription parse_subscription(std::string_view body);
 
-// The address that events may be pushed to: http or https with a host, without a name and a password. Nothing else is
-// found out about it.
-bool is_destination(const std::string& text);
+// The host of an address that events may be pushed to: http or https, without a name and a password. An address in
+// numbers comes as it is usually written, whatever way it was written. Nothing: events cannot be pushed there.
+std::optional<std::string> destination_host(const std::string& destination);
 
 // As the state file keeps it, with its secrets. Reading throws std::runtime_error for what is not right.
 nlohmann::json stored_form(const Subscription& subscription);
 Subscription read_stored(const nlohmann::json& form);
-
-// Reads a JSON object that a client has sent: of so many bytes and so deep at most, no member twice. Throws Refusal.
-nlohmann::json parse_body(std::string_view body);
 
 }  // namespace polaiga::web

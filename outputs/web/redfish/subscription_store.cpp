@@ -6,11 +6,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include "base/descriptor.h"
@@ -25,7 +25,11 @@ namespace {
 constexpr mode_t kSecret = 0600;
 
 [[noreturn]] void fail(const std::string& what, const std::string& path) {
-  throw std::runtime_error(what + " '" + path + "': " + std::strerror(errno));
+  throw std::system_error(errno, std::generic_category(), what + " '" + path + "'");
+}
+
+auto find_in(auto& subscriptions, const std::string& id) {
+  return std::ranges::find(subscriptions, id, &Subscription::id);
 }
 
 }  // namespace
@@ -56,14 +60,17 @@ void SubscriptionStore::read() {
 
 // The file is replaced as a whole, so that it is never half written.
 void SubscriptionStore::write(const std::vector<Subscription>& subscriptions) const {
-  json list = json::array();
-  for (const Subscription& one : subscriptions) list.push_back(stored_form(one));
-  const std::string text = json({{"last", last_}, {"subscriptions", std::move(list)}}).dump(1) + "\n";
+  json stored = {{"last", last_}, {"subscriptions", json::array()}};
+  for (const Subscription& one : subscriptions) stored["subscriptions"].push_back(stored_form(one));
+  const std::string text = stored.dump(1) + "\n";
   const std::string fresh = file_ + ".new";
   {
     const Descriptor file(::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, kSecret));
     if (!file.is_open() || ::fchmod(file.get(), kSecret) != 0 ||
         !engine::write_all(file.get(), text.data(), text.size()) || ::fsync(file.get()) != 0) {
+      const int error = errno;
+      ::unlink(fresh.c_str());  // half of a file would only take room from others
+      errno = error;
       fail("Cannot write", fresh);
     }
   }
@@ -73,48 +80,63 @@ void SubscriptionStore::write(const std::vector<Subscription>& subscriptions) co
 }
 
 std::optional<Subscription> SubscriptionStore::add(Subscription subscription) {
-  const std::lock_guard lock(mutex_);
-  if (subscriptions_.size() >= kMost) return std::nullopt;
+  const std::lock_guard alone(writing_);
+  auto changed = all();
+  if (changed.size() >= kMost) return std::nullopt;
   subscription.id = std::to_string(++last_);
-  auto changed = subscriptions_;
   changed.push_back(subscription);
   write(changed);
-  subscriptions_ = std::move(changed);
+  const std::lock_guard lock(mutex_);
+  subscriptions_.push_back(subscription);
   return subscription;
 }
 
 bool SubscriptionStore::remove(const std::string& id) {
-  const std::lock_guard lock(mutex_);
-  auto changed = subscriptions_;
+  const std::lock_guard alone(writing_);
+  auto changed = all();
   if (std::erase_if(changed, [&](const Subscription& one) { return one.id == id; }) == 0) return false;
   write(changed);
-  subscriptions_ = std::move(changed);
+  const std::lock_guard lock(mutex_);
+  subscriptions_.erase(find_in(subscriptions_, id));
   return true;
 }
 
 bool SubscriptionStore::set_suspended(const std::string& id, bool is_suspended) {
-  const std::lock_guard lock(mutex_);
-  auto changed = subscriptions_;
-  const auto found = std::ranges::find(changed, id, &Subscription::id);
+  const std::lock_guard alone(writing_);
+  auto changed = all();
+  const auto found = find_in(changed, id);
   if (found == changed.end()) return false;
   found->is_suspended = is_suspended;
   write(changed);
-  subscriptions_ = std::move(changed);
+  const std::lock_guard lock(mutex_);
+  find_in(subscriptions_, id)->is_suspended = is_suspended;
   return true;
 }
 
 void SubscriptionStore::advance(const std::string& id, const EventCursor& cursor) {
   const std::lock_guard lock(mutex_);
-  const auto found = std::ranges::find(subscriptions_, id, &Subscription::id);
-  if (found == subscriptions_.end()) return;
+  const auto found = find_in(subscriptions_, id);
+  if (found == subscriptions_.end() || found->cursor == cursor) return;
   found->cursor = cursor;
-  write(subscriptions_);
+  is_behind_ = true;
 }
 
-void SubscriptionStore::pass(const std::string& id, const EventCursor& cursor) {
-  const std::lock_guard lock(mutex_);
-  const auto found = std::ranges::find(subscriptions_, id, &Subscription::id);
-  if (found != subscriptions_.end()) found->cursor = cursor;
+bool SubscriptionStore::flush() {
+  const std::lock_guard alone(writing_);
+  std::vector<Subscription> now;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!std::exchange(is_behind_, false)) return false;
+    now = subscriptions_;
+  }
+  try {
+    write(now);
+  } catch (...) {
+    const std::lock_guard lock(mutex_);
+    is_behind_ = true;
+    throw;
+  }
+  return true;
 }
 
 std::vector<Subscription> SubscriptionStore::all() const {
@@ -124,7 +146,7 @@ std::vector<Subscription> SubscriptionStore::all() const {
 
 std::optional<Subscription> SubscriptionStore::find(const std::string& id) const {
   const std::lock_guard lock(mutex_);
-  const auto found = std::ranges::find(subscriptions_, id, &Subscription::id);
+  const auto found = find_in(subscriptions_, id);
   if (found == subscriptions_.end()) return std::nullopt;
   return *found;
 }

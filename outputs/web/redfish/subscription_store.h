@@ -21,18 +21,20 @@ class SubscriptionStore {
 
   bool is_enabled() const { return !file_.empty(); }
 
-  // The subscription with its new id; nothing: there are kMost. Throws std::runtime_error when the file cannot be
-  // written; so do the others. Then nothing has changed.
+  // The subscription with its new id; nothing: there are kMost. Throws std::system_error when the file cannot be
+  // written; so do remove() and set_suspended(). Then nothing has changed.
   std::optional<Subscription> add(Subscription subscription);
   // False: there is no such one.
   bool remove(const std::string& id);
   bool set_suspended(const std::string& id, bool is_suspended);
 
-  // Notes how far the subscription has come, also when the file cannot be written; then it throws all the same.
+  // Notes how far the subscription has come. The file has it with the next flush() or other change.
   void advance(const std::string& id, const EventCursor& cursor);
-  // The same for changes that the subscription does not want. It is written with what is written next.
-  void pass(const std::string& id, const EventCursor& cursor);
+  // Writes the file when a subscription has come further than it says; whether that was so. Throws std::system_error;
+  // then the file is as it was, and another flush() tries again.
+  bool flush();
 
+  // Neither waits for the disk.
   std::vector<Subscription> all() const;
   std::optional<Subscription> find(const std::string& id) const;
 
@@ -42,9 +44,13 @@ class SubscriptionStore {
 
   std::string directory_;
   std::string file_;  // empty: there are no subscriptions
-  mutable std::mutex mutex_;
+
+  std::mutex writing_;      // held by whoever writes the file
+  std::uint64_t last_ = 0;  // id; of whoever writes
+
+  mutable std::mutex mutex_;  // of what follows; never held for long
   std::vector<Subscription> subscriptions_;
-  std::uint64_t last_ = 0;  // id
+  bool is_behind_ = false;  // the file
 };
 
 }  // namespace polaiga::web

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <mutex>
+#include <span>
 #include <string>
 
 #include "app/part.h"
@@ -14,10 +15,13 @@ class Restconf final : public Part {
  public:
   explicit Restconf(Site& site) : site_(site) {}
 
-  // Reads only: every other method is refused.
+  // Reads only: every other method is refused. Of the query parameters there is `content` alone; the others are
+  // optional, and are refused. Entries of lists cannot be read alone.
   Response answer(const Request& request, const Caller& caller) override;
 
  private:
+  Response data(const Request& request, std::span<const std::string> path, bool configuration_alone);
+  static Response nothing_here();
   Body alarms();
 
   Site& site_;

@@ -315,6 +315,7 @@ TEST(Rfc8632, ShelvedAlarms) {
   EXPECT_FALSE(alarms.at("alarm-list").contains("alarm"));
   EXPECT_EQ(alarms.at("shelved-alarms").at("number-of-shelved-alarms"), 1);
   EXPECT_EQ(alarms.at("shelved-alarms").at("shelved-alarm").at(0).at("resource"), "sys/fan-1");
+  EXPECT_FALSE(alarms.at("shelved-alarms").at("shelved-alarm").at(0).contains("time-created"));
   EXPECT_EQ(alarms.at("summary").at("shelves-active"), json::array({nullptr}));
   EXPECT_EQ(alarms.at("summary").at("alarm-summary").at(2).at("total"), 0);
 }

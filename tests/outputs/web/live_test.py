@@ -20,6 +20,9 @@ def main():
         said = live.stdout.readline()
         assert said.startswith("Open http://127.0.0.1:"), said
         address = said.split()[1]
+        # The day before is there from the beginning: its last four alarms are active.
+        seen = json.load(urllib.request.urlopen(address + "api/v1/stats", timeout=PATIENCE))
+        assert seen["new"]["whole_time"] >= 100, seen["new"]
         page = urllib.request.urlopen(address, timeout=PATIENCE).read().decode()
         assert "polaiga" in page, page
         end = time.monotonic() + PATIENCE

@@ -3,7 +3,7 @@ import { address_with, address, go, view } from './address.js';
 import { action_words, acts_of } from './acts.js';
 import { rank, severity_mark, tone } from './marks.js';
 import { Refused, get, may_act } from './server.js';
-import { ago, clock_of, code_text, events_words, exact, h, now, number_of, plural, seconds_of, short, words_of } from './text.js';
+import { ago_words, clock_of, code_text, events_words, exact, h, now, number_of, plural, seconds_of, short, words_of } from './text.js';
 
 let shown = 0;        // its number; 0: none is open
 let panel = null;
@@ -80,12 +80,13 @@ function picture(alarm) {
   const parts = steps.map((step, i) => {
     const from = x(step.at);
     const to = Math.max(x(steps[i + 1]?.at ?? end), from + 2);
-    const height = 7 * step.level;
+    const height = 8 * step.level;
     return h('rect', { x: from, y: 40 - height, width: to - from, height, fill: tone(step.severity) });
   });
   const words = steps.map((step) => `${step.severity} from ${exact(step.at)}`).join(', ');
-  return h('svg', { class: 'picture', viewBox: '0 0 300 56', preserveAspectRatio: 'none', role: 'img', 'aria-label': `Severity over time: ${words}${alarm.ended ? `, ended ${exact(end)}` : ''}` },
-    parts, h('line', { x1: 0, x2: 300, y1: 40.5, y2: 40.5, stroke: tone('line') }));
+  return h('figure', {}, h('svg', { class: 'picture', viewBox: '0 0 300 41', preserveAspectRatio: 'none', role: 'img', 'aria-label': `Severity over time: ${words}${alarm.ended ? `, ended ${exact(end)}` : ''}` },
+    parts, h('line', { x1: 0, x2: 300, y1: 40.5, y2: 40.5, stroke: tone('line') })),
+  h('figcaption', { 'aria-hidden': 'true' }, h('span', {}, clock_of(begin)), h('span', {}, 'severity over time'), h('span', {}, alarm.ended ? clock_of(end) : 'now')));
 }
 
 function since_words(alarm) {
@@ -94,14 +95,14 @@ function since_words(alarm) {
   const last = steps.at(-1);
   const before = steps.slice(0, -1).reverse();
   return [severity_mark(last.severity), ' since ', clock_of(seconds_of(last.since)),
-    before.map((step) => `, was ${step.severity} ${clock_of(seconds_of(step.since))}`), ' (', ago(seconds_of(alarm.created)), ')'];
+    before.map((step) => `, was ${step.severity} ${clock_of(seconds_of(step.since))}`), ' (', ago_words(seconds_of(alarm.created)), ')'];
 }
 
 function because(why) {
   const event = why.raise?.event;
   if (!event) return null;
   const rule = why.rule;
-  return [`${event.sensor}: offset ${event.offset}, state ${event.state}`,
+  return [`${event.sensor}: offset ${event.offset}, state ${event.state}`, event.at && [' at ', h('time', { datetime: event.at, title: exact(seconds_of(event.at)) }, clock_of(seconds_of(event.at)))],
     rule && h('span', { class: 'dim' }, ` \u2013 the filter ${rule.filter} raises ${code_text(why.code)} by ${events_words(rule.raised_by)}`),
     rule === null && h('span', { class: 'dim' }, ' \u2013 this build\u2019s filter does not raise it by that event')];
 }
@@ -132,7 +133,7 @@ function draw(row, alarm, why) {
   const dn = row?.dn ?? alarm?.dn;
   line('Object', dn && h('a', { href: address('', { under: dn }), title: dn }, short(dn)));
   line('Fault', last && `${code_text(last.code)} ${words_of(last.name)}`, !last && row && `${code_text(row.code)} ${words_of(row.name)}`);
-  if (alarm?.ended) line('Ended', clock_of(seconds_of(alarm.ended)), `, ${alarm.ending}`, ' (', ago(seconds_of(alarm.ended)), ')');
+  if (alarm?.ended) line('Ended', clock_of(seconds_of(alarm.ended)), `, ${alarm.ending}`, ' (', ago_words(seconds_of(alarm.ended)), ')');
   if (alarm?.merged_into) line('Goes on as', h('a', { href: address_with({ open: number_of(alarm.merged_into) }) }, `alarm ${number_of(alarm.merged_into)}`));
   if (alarm?.related) line('Came from', h('a', { href: address_with({ open: number_of(alarm.related) }) }, `alarm ${number_of(alarm.related)}`));
   if (row?.out_of_service) line('Silent', 'its object is out of service');
@@ -154,7 +155,7 @@ function draw(row, alarm, why) {
     ...(steps.length > 1 ? [h('h3', { class: 'dim' }, 'Its way'), h('ol', { class: 'plain' }, steps.map((step) => h('li', {}, severity_mark(step.severity),
       ` ${code_text(step.code)} ${words_of(step.name)}, ${clock_of(seconds_of(step.since))}`, step.ended && `, ${step.ending} ${clock_of(seconds_of(step.ended))}`)))] : []),
     h('h3', { class: 'dim' }, 'What people did'),
-    alarm?.actions.length > 0 ? h('ol', { class: 'plain', id: 'actions' }, alarm.actions.map((one) => h('li', {}, ago(seconds_of(one.at)), ' ', action_words(one)))) : h('p', { class: 'dim' }, 'Nothing yet.'),
+    alarm?.actions.length > 0 ? h('ol', { class: 'plain', id: 'actions' }, alarm.actions.map((one) => h('li', {}, h('span', { class: 'dim' }, ago_words(seconds_of(one.at))), ' ', action_words(one)))) : h('p', { class: 'dim' }, 'Nothing yet.'),
     ...(why?.shown?.record ? [h('details', { open: opened }, h('summary', {}, 'Raw record'), h('pre', { tabindex: 0 }, raw(why.shown.record)))] : []));
   if (focus) (panel.querySelector(`[data-act="${CSS.escape(focus)}"]`) ?? panel.querySelector('button'))?.focus();
 }

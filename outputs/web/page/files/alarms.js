@@ -3,7 +3,9 @@
 import { address_with, open_alarm, parameters, replace } from './address.js';
 import { is_new, order_options, select, severity_options, state_options } from './choice.js';
 import { rank, severities, severity_mark } from './marks.js';
-import { ago, h, number, plural, short } from './text.js';
+import { has_selection, is_selected, offer, selection_line, toggle } from './selection.js';
+import { may_act } from './server.js';
+import { ago, h, number, plural, short, shown } from './text.js';
 
 const step = 100;  // rows that are drawn at once; more follow when the reader comes near the end
 
@@ -37,7 +39,7 @@ function make_form() {
 }
 
 function is_reading() {
-  return list.matches(':hover') || list.contains(document.activeElement) || list.getBoundingClientRect().top < 0;
+  return has_selection() || list.matches(':hover') || list.contains(document.activeElement) || list.getBoundingClientRect().top < 0;
 }
 
 function state_cell(row) {
@@ -66,25 +68,55 @@ export function fill_row(link, row) {
 
 const print_of = (row) => `${row.fault_dn} ${row.severity} ${row.operator_state} ${row.person} ${row.reporters} ${row.chattering} ${row.out_of_service} ${row.descr}`;
 
+// A box to select the alarm, for who may act.
+function show_selected(part) {
+  if (may_act() && !part.box) {
+    part.box = h('input', { type: 'checkbox', onclick: (event) => toggle(part.row, event.shiftKey) });
+    part.element.prepend(h('label', { class: 'box' }, part.box));
+  }
+  if (!part.box) return;
+  const label = `Select ${short(part.row.dn)}: ${part.row.descr}`;
+  if (part.label !== label) part.box.setAttribute('aria-label', shown(part.label = label));
+  part.box.disabled = part.is_over === true;
+  part.box.checked = is_selected(part.row);
+  part.element.classList.toggle('selected', part.box.checked);
+}
+
 function element_of(row) {
   let part = parts.get(row.number);
   if (!part) {
     const link = h('a', { 'data-number': row.number });
-    part = { element: h('li', {}, link), link, print: '' };
+    part = { element: h('li', {}, link), link, print: '', row };
     parts.set(row.number, part);
   }
+  part.row = row;
   const print = print_of(row);
   if (part.print !== print || part.is_over) {
     part.print = print;
     part.is_over = false;
     fill_row(part.link, row);
   }
+  part.element.className = `s-${row.severity}`;
+  show_selected(part);
   part.link.setAttribute('href', address_with({ open: row.number }));
   const is_open = row.number === open_alarm();
   part.link.classList.toggle('chosen', is_open);
   if (is_open) part.link.setAttribute('aria-current', 'true');
   else part.link.removeAttribute('aria-current');
   return part.element;
+}
+
+// Why there is nothing to see, and where there may be something.
+function draw_empty() {
+  const is_filtered = ['text', 'severity', 'state', 'under'].some((name) => parameters().get(name));
+  const text = state.rows.length === 0 ? 'No alarm is active.' : is_filtered ? 'No active alarm fits the filter.' : 'No alarm is active, but for those that are silenced.';
+  const more = state.rows.length === 0 ? [state.missed > 0 && ['/missed', `${number(state.missed)} came and went unseen`], ['/history', 'All that there were']]
+    : [['/?state=all', `All ${plural(state.rows.length, 'active alarm')}`]];
+  const links = more.filter(Boolean).map(([href, label]) => [' ', h('a', { href }, label)]);
+  const print = `${text}${links.map((one) => one[1].textContent).join()}`;
+  if (empty.dataset.print === print) return;
+  empty.dataset.print = print;
+  empty.replaceChildren(h('b', {}, text), ...links.flat());
 }
 
 // Puts the first rows in place, touching only what is not there yet.
@@ -108,8 +140,7 @@ function draw_rows(until) {
   end.hidden = drawn === rows.length;
   end.firstElementChild.textContent = `Show more: ${number(rows.length - drawn)} below`;
   empty.hidden = rows.length > 0;
-  empty.textContent = state.rows.length === 0 ? 'No alarm is active.' : ['text', 'severity', 'state', 'under'].some((name) => parameters().get(name))
-    ? 'No active alarm fits the filter.' : 'No alarm is active, but for those that are silenced.';
+  if (rows.length === 0) draw_empty();
 }
 
 // `at_once`: the reader himself asked for it.
@@ -120,6 +151,7 @@ function draw(at_once) {
   const fresh = at_once ? [] : wanted.filter((row) => !had.has(row.number));
   if (at_once || !is_reading()) {
     rows = wanted;
+    offer(rows);
     news.replaceChildren();
     draw_rows(at_once === true ? step : Math.max(step, drawn));
     return;
@@ -127,6 +159,7 @@ function draw(at_once) {
   // What is there is brought up to date in its place.
   const of_number = new Map(state.rows.map((row) => [row.number, row]));
   rows = rows.map((row) => of_number.get(row.number) ?? { ...row, is_over: true });
+  offer(rows.filter((row) => !row.is_over));
   for (const row of rows.slice(0, drawn)) {
     element_of(row);
     if (row.is_over) {
@@ -134,6 +167,7 @@ function draw(at_once) {
       part.is_over = true;
       part.link.classList.add('over');
       part.link.querySelector('.state').textContent = 'ended';
+      show_selected(part);
     }
   }
   if (fresh.length === 0) {
@@ -163,7 +197,10 @@ export default {
     list = h('ol', { class: 'alarms', id: 'list' });
     empty = h('p', { class: 'quiet', hidden: true });
     end = h('p', { class: 'pages', hidden: true }, h('button', { type: 'button', onclick: () => draw_rows(drawn + step) }));
-    place.append(form, news, list, empty, end);
+    const line = selection_line(() => {
+      for (const row of rows.slice(0, drawn)) show_selected(parts.get(row.number));
+    });
+    place.append(form, news, line, list, empty, end);
     new IntersectionObserver((seen) => {
       if (seen.some((one) => one.isIntersecting) && drawn < rows.length) draw_rows(drawn + step);
     }, { rootMargin: '600px' }).observe(end);

@@ -5,8 +5,8 @@ import { now } from './text.js';
 export const severity_options = [['', 'any severity'], ['critical', 'critical'], ['major', 'major'], ['minor', 'minor'],
   ['warning', 'warning'], ['indeterminate', 'indeterminate'], ['major-up', 'major and worse'], ['minor-up', 'minor and worse'],
   ['warning-up', 'warning and worse']];
-export const state_options = [['', 'any state'], ['new', 'new'], ['acknowledged', 'acknowledged'], ['closed', 'closed'],
-  ['chattering', 'chattering'], ['stale', 'stale'], ['shelved', 'shelved'], ['out-of-service', 'out of service'], ['all', 'silenced ones, too']];
+export const state_options = [['', 'all but silenced'], ['new', 'new'], ['acknowledged', 'acknowledged'], ['closed', 'closed'],
+  ['chattering', 'chattering'], ['stale', 'stale'], ['shelved', 'shelved'], ['out-of-service', 'out of service'], ['all', 'all, silenced too']];
 export const order_options = [['', 'worst first'], ['newest', 'newest first'], ['oldest', 'oldest first'], ['object', 'by object']];
 
 export const is_silenced = (row) => row.out_of_service === 1 || row.operator_state === 'shelved';

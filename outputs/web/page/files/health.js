@@ -1,6 +1,6 @@
 // How the engine, its ledger and its outputs are.
 import { get } from './server.js';
-import { ago, h, number, seconds_of } from './text.js';
+import { ago_words, h, number, seconds_of } from './text.js';
 import { failed } from './page.js';
 
 let place = null;
@@ -10,6 +10,16 @@ let drawn = '';
 const bytes = (count) => (count >= 1 << 20 ? `${(count / (1 << 20)).toFixed(1)} MiB` : `${number(count / 1024)} KiB`);
 const verdict = (is_fine, words) => h('span', { class: is_fine ? 'fine' : 'wrong' }, words);
 
+// Within which time 99 of 100 took place, of a histogram.
+function most_within({ bounds_us, counts }) {
+  const all = counts.reduce((sum, one) => sum + one, 0);
+  if (all === 0) return null;
+  let sum = 0;
+  const at = counts.findIndex((one) => (sum += one) >= 0.99 * all);
+  const time = (us) => (us >= 1000000 ? `${us / 1000000} s` : `${us / 1000} ms`);
+  return at < bounds_us.length ? `99 % within ${time(bounds_us[at])}` : verdict(false, `some took more than ${time(bounds_us.at(-1))}`);
+}
+
 function lines(...pairs) {
   return h('dl', {}, pairs.filter(([, value]) => value !== undefined && value !== null).map(([name, ...value]) => [h('dt', {}, name), h('dd', {}, value)]));
 }
@@ -18,7 +28,7 @@ function outputs(publishers) {
   if (publishers.length === 0) return h('p', { class: 'dim' }, 'No output has told how far it has come.');
   return h('div', { class: 'scroll', tabindex: 0, role: 'region', 'aria-label': 'Outputs' }, h('table', {}, h('thead', {}, h('tr', {}, h('th', {}, 'Output'), h('th', { class: 'num' }, 'Behind'), h('th', { class: 'num' }, 'Through change'), h('th', {}, 'Told'))),
     h('tbody', {}, publishers.map((one) => h('tr', {}, h('td', {}, one.publisher), h('td', { class: 'num' }, one.behind > 1000 ? verdict(false, number(one.behind)) : number(one.behind)),
-      h('td', { class: 'num' }, number(one.through)), h('td', {}, one.updated ? ago(seconds_of(one.updated)) : ''))))));
+      h('td', { class: 'num' }, number(one.through)), h('td', {}, one.updated ? ago_words(seconds_of(one.updated)) : ''))))));
 }
 
 function draw(status) {
@@ -29,7 +39,7 @@ function draw(status) {
       !engine && status.silence && h('p', {}, status.silence), engine?.problem && h('p', {}, engine.problem),
       engine && lines(['Last input', number(engine.last_seq)], ['Not durable yet', number(engine.unwritten)], ['Active faults', number(engine.active_faults)],
         ['Reports', `${number(engine.reports)} of at most ${number(engine.max_active)}`], ['Not tracked', engine.not_tracked > 0 ? verdict(false, number(engine.not_tracked)) : '0'],
-        ['Bad lines', number(engine.bad_lines)], ['Clients', `${number(engine.clients)}${engine.waiting_clients > 0 ? `, ${number(engine.waiting_clients)} wait` : ''}`],
+        ['Bad lines', number(engine.bad_lines)], ['Batches', most_within(engine.batch_times)], ['Writes to disk', most_within(engine.sync_times)], ['Chattering faults', number(engine.chattering)], ['Clients', `${number(engine.clients)}${engine.waiting_clients > 0 ? `, ${number(engine.waiting_clients)} wait` : ''}`],
         ['Library', engine.library_version], ['Build', engine.build_id])),
     h('section', { class: 'card' }, h('h2', {}, 'Ledger'), h('p', { class: 'figure' }, ledger.problem ? verdict(false, 'cannot be read') : engine?.damage_found > 0 ? verdict(false, 'damaged') : verdict(true, 'in order')),
       ledger.problem && h('p', {}, ledger.problem),

@@ -4,7 +4,7 @@ import { ask_and_do, alarms_words, until_words } from './acts.js';
 import { is_below } from './choice.js';
 import { rank, severity_mark } from './marks.js';
 import { get, may_act, objects_of } from './server.js';
-import { age, ago, code_text, h, now, number, number_of, plural, seconds_of, short, words_of } from './text.js';
+import { age, ago, code_text, h, number, number_of, plural, seconds_of, short, words_of } from './text.js';
 import { failed, state as current } from './page.js';
 
 // All alarms of the ledger, as the timeline, the objects and the statistics need them; decoded once for each answer.
@@ -25,7 +25,7 @@ function over_row(alarm) {
   const link = h('a', { class: `row s-${alarm.worst}${alarm.number === open_alarm() ? ' chosen' : ''}`, href: address_with({ open: alarm.number }), 'data-number': alarm.number },
     severity_mark(alarm.worst), h('span', { class: 'obj', title: alarm.dn }, short(alarm.dn)), h('span', { class: 'age' }, ago(alarm.created)),
     h('span', { class: 'state' }, alarm.ended ? 'over' : 'active'), h('span', { class: 'descr' }, `${code_text(alarm.code)} ${words_of(alarm.name)}`),
-    h('span', { class: 'words' }, alarm.ended ? `lasted ${age(alarm.ended - alarm.created)}` : `active for ${age(now() - alarm.created)}`));
+    alarm.ended > 0 && h('span', { class: 'words' }, `lasted ${age(alarm.ended - alarm.created)}`));
   return h('li', {}, link);
 }
 
@@ -85,7 +85,8 @@ function fetched(title, fetch, make) {
 export const missed = fetched('Missed', () => get('/api/v1/missed?limit=1000'), (answer) => {
   const alarms = answer.alarms.map((one) => ({ number: number_of(one.alarm), dn: one.dn, code: one.steps.at(-1)?.code ?? 0, name: one.steps.at(-1)?.name ?? '',
     worst: one.worst, created: seconds_of(one.created), ended: seconds_of(one.ended) })).reverse();
-  return [h('p', {}, 'Alarms that came and went, and that nobody acknowledged.'),
+  return [h('p', {}, 'Alarms that came and went, and that nobody acknowledged. ', h('a', { href: '/history' }, 'All alarms that there were'),
+    answer.missed > alarms.length && `. These are the latest ${number(alarms.length)} of ${number(answer.missed)}.`),
     ...(may_act() && answer.missed > 0 ? [h('div', { class: 'acts' }, h('button', { type: 'button', onclick: () =>
       ask_and_do('acknowledge_missed', h('p', {}, `${alarms_words(answer.missed)} came and went while nobody looked.`), { through: answer.through, ledger_id: current.ledger_id }) },
     `Acknowledge ${answer.missed === 1 ? 'it' : `all ${number(answer.missed)}`}`))] : []),

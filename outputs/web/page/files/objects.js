@@ -9,6 +9,7 @@ import { all_alarms } from './lists.js';
 
 const most_open = 60;   // branches that are unfolded at first: what fits a screen
 const most_children = 100;
+const most_offered = 500;  // objects, when one is to be taken out of service
 
 let place, state;
 let known = [];              // DNs that had an alarm at any time
@@ -38,6 +39,7 @@ function tree() {
       node.count += 1;
       node.worst = Math.max(node.worst, row.rank);
     }
+    node.own += 1;
   }
   return root;
 }
@@ -48,10 +50,8 @@ const in_order = (nodes) => [...nodes].sort((a, b) => b.worst - a.worst || natur
 function branch(node, budget) {
   // A chain of single branches is one line: "sys / rack-unit-1".
   let name = node.name;
-  while (node.children.size === 1 && [...node.children.values()][0].count === node.count && node.own === 0 && name.length < 60) {
-    const only = [...node.children.values()][0];
-    if (only.children.size === 0 && node.count > 0) break;
-    node = only;
+  while (node.children.size === 1 && node.own === 0 && name.length < 60) {
+    node = [...node.children.values()][0];
     name = `${name} / ${node.name}`;
   }
   const children = in_order(node.children.values());
@@ -83,7 +83,7 @@ function branch(node, budget) {
     else inner.hidden = !now_open;
   } }, is_open ? '\u2212' : '+');
   line.append(...[fold || h('span', { class: 'leaf' }), h('a', { class: 'name', href: address('', { under: node.dn }), title: node.dn }, name),
-    h('span', { class: 'how' }, node.count > 0 ? [severity_mark(severities[node.worst]), h('span', { class: 'dim' }, ` ${plural(node.count, 'alarm')}`)] : 'healthy')]);
+    ...(node.count > 0 ? [severity_mark(severities[node.worst]), h('span', { class: 'many' }, plural(node.count, 'alarm'))] : [h('span', { class: 'dim' }, 'healthy')])]);
   if (children.length > 0 && is_open) unfold();
   return item;
 }
@@ -108,8 +108,9 @@ function draw() {
   const list = h('ul', { class: 'tree' });
   more(list, in_order(root.children.values()), { left: most_open });
   const maintain = may_act() && h('button', { type: 'button', onclick: () => {
-    const dn = h('input', { name: 'dn', required: true, 'aria-label': 'Object', placeholder: 'DN of the object' });
-    ask_and_do('maintain', h('label', {}, 'Object (DN)', dn), { get dn() { return dn.value.trim(); } });
+    const dn = h('input', { name: 'dn', required: true, placeholder: 'DN of the object', list: 'known' });
+    const offered = [...new Set([...state.rows.map((row) => row.dn), ...known])].slice(0, most_offered);
+    ask_and_do('maintain', h('div', {}, h('label', {}, 'Object (DN)', dn), h('datalist', { id: 'known' }, offered.map((one) => h('option', { value: one })))), { get dn() { return dn.value.trim(); } });
   } }, 'Take an object out of service\u2026');
   place.replaceChildren(h('p', { class: 'acts' }, h('a', { href: '/maintenance' }, `${plural(state.maintenance, 'object')} out of service`), maintain),
     root.children.size > 0 ? list : h('p', { class: 'quiet' }, 'No object has had an alarm.'));

@@ -4,8 +4,9 @@ import * as alarm from './alarm.js';
 import { is_new, prepare } from './choice.js';
 import { mark, severities } from './marks.js';
 import { act_on, show_help } from './acts.js';
+import { clear, has_selection, selected_rows, toggle } from './selection.js';
 import * as server from './server.js';
-import { age, clock, h, number, now, plural, tick, zone } from './text.js';
+import { age, clock, h, number, now, plural, shown, tick, zone } from './text.js';
 import alarms from './alarms.js';
 import catalog from './catalog.js';
 import health from './health.js';
@@ -24,9 +25,15 @@ const live = { is_live: false, since: null, engine_runs: true, received: 0 };
 let current = null;  // the view that is shown
 let beside = null;   // where it is drawn
 
-export function say(text) {
-  at('said').textContent = '';
-  setTimeout(() => { at('said').textContent = text; }, 50);
+// Tells a screen reader; with `is_seen` everybody, for a few seconds.
+let unseen = 0;
+export function say(text, is_seen = false) {
+  const said = at('said');
+  said.textContent = '';
+  clearTimeout(unseen);
+  said.classList.toggle('vh', !is_seen);
+  setTimeout(() => { said.textContent = shown(text); }, 50);
+  if (is_seen) unseen = setTimeout(() => said.classList.add('vh'), 6000);
 }
 
 // ---- What is active
@@ -66,8 +73,18 @@ export async function refresh() {
   }, Math.min(5000, Math.max(40, 3 * (performance.now() - begun))));
 }
 
-let known = new Set();
+let known = {};
 function take(answer) {
+  // Another ledger has other alarms under the same numbers.
+  if (state.is_known && state.ledger_id !== answer.ledger_id) {
+    clear();
+    known = {};
+    if (address.open_alarm()) {
+      address.replace(address.address_with({ open: '' }));
+      alarm.open(0, at('split'), state);
+    }
+    say('Another ledger took the place of the one that was shown. All is shown anew.', true);
+  }
   Object.assign(state, answer, { answer, rows: server.objects_of(answer).map(prepare), is_known: true });
   const numbers = new Set(state.rows.map((row) => row.number));
   if (known.ready) {
@@ -82,7 +99,6 @@ function take(answer) {
 
 function draw_header() {
   const counts = at('counts');
-  if (!counts) return location.reload();
   const list = ['critical', 'major', 'minor', 'warning', 'indeterminate']
     .filter((severity) => severity !== 'indeterminate' || state.counts[severity] > 0)
     .map((severity) => ({ key: severity, count: state.counts[severity], href: `/?severity=${severity}`, severity }));
@@ -113,6 +129,15 @@ function draw_live() {
   place.classList.toggle('on', live.is_live);
   place.replaceChildren(h('span', { class: 'dot' }), h('b', {}, live.is_live ? 'live' : 'not live'), ' \u00b7 change ',
     h('span', { id: 'change' }, number(state.change)), live.received > 0 && ` \u00b7 ${age(now() - live.received)} ago`);
+}
+
+// Asked again after each break: meanwhile somebody else may have logged in, or may do more or less than before.
+async function learn_who() {
+  await server.learn_who();
+  draw_who();
+  if (!state.is_known) return;
+  current?.update?.(state);
+  alarm.update(state, true);
 }
 
 function draw_who() {
@@ -155,7 +180,7 @@ function draw_banner() {
 
 function draw_view() {
   const name = address.view();
-  const next = views[name];
+  const next = Object.hasOwn(views, name) && views[name];
   if (!next) return location.reload();
   const main = at('main');
   if (next !== current) {
@@ -167,8 +192,12 @@ function draw_view() {
     main.replaceChildren(h('div', { class: 'split', id: 'split' }, beside));
     for (const link of document.querySelectorAll('#tabs a')) {
       const is_here = link.getAttribute('href') === `/${name === 'alarms' ? '' : name}`;
-      if (is_here) link.setAttribute('aria-current', 'page');
-      else link.removeAttribute('aria-current');
+      if (is_here) {
+        link.setAttribute('aria-current', 'page');
+        // On a narrow screen the tabs do not fit; the one that is shown is to be seen.
+        const tabs = link.closest('ul');
+        tabs.scrollLeft = link.offsetLeft - tabs.offsetLeft - (tabs.clientWidth - link.offsetWidth) / 2;
+      } else link.removeAttribute('aria-current');
     }
     next.show(beside, state);
   } else {
@@ -192,7 +221,7 @@ function rows_shown() {
 function move(step) {
   const rows = rows_shown();
   if (rows.length === 0) return;
-  const here = rows.indexOf(document.activeElement?.closest?.('a.row'));
+  const here = rows.indexOf(document.activeElement?.closest?.('li')?.querySelector('a.row'));
   const next = here < 0 ? rows.findIndex((row) => row.classList.contains('chosen')) : here;
   rows[Math.min(rows.length - 1, Math.max(0, next < 0 ? 0 : next + step))].focus();
 }
@@ -205,25 +234,41 @@ async function find() {
 }
 
 function focused_row() {
-  const number_of_row = Number(document.activeElement?.closest?.('[data-number]')?.dataset.number) || address.open_alarm();
+  const row = document.activeElement?.closest?.('#main li')?.querySelector('[data-number]');
+  const number_of_row = Number(row?.dataset.number) || address.open_alarm();
   return state.rows.find((row) => row.number === number_of_row);
+}
+
+// What a key acts on: the alarms that are selected, or else the one that has the focus or is open.
+const meant = () => (has_selection() ? selected_rows() : [focused_row()].filter(Boolean));
+
+function select_focused(is_range) {
+  const row = focused_row();
+  if (!server.may_act() || !row || views[address.view()] !== alarms) return;
+  toggle(row, is_range);
+  const count = selected_rows().length;
+  say(count === 0 ? 'None is selected.' : `${plural(count, 'alarm')} selected.`);
 }
 
 const keys = {
   '/': find,
   j: () => move(1),
   k: () => move(-1),
-  a: () => act_on(focused_row(), 'acknowledge'),
-  s: () => act_on(focused_row(), 'shelve'),
+  x: () => select_focused(false),
+  X: () => select_focused(true),
+  a: () => act_on(meant(), 'acknowledge'),
+  s: () => act_on(meant(), 'shelve'),
+  c: () => act_on(meant(), 'comment'),
   '?': show_help,
 };
 
 addEventListener('keydown', (event) => {
   if (event.ctrlKey || event.metaKey || event.altKey) return;
-  const is_typing = event.target.closest?.('input, select, textarea, dialog');
+  const is_typing = event.target.closest?.('input:not([type="checkbox"]), select, textarea, dialog');
   if (event.key === 'Escape' && event.target.matches?.('input[type="search"]')) return event.target.blur();
   if (is_typing) return;
   if (event.key === 'Escape' && address.open_alarm()) return alarm.close();
+  if (event.key === 'Escape' && has_selection()) return clear();
   const call = keys[event.key];
   if (!call) return;
   event.preventDefault();
@@ -232,36 +277,48 @@ addEventListener('keydown', (event) => {
 
 // ---- Begin
 
+// A page that tells of a problem has nothing to bring to life. It is asked for again, until it is what it should be.
+function wait_for_better(wait) {
+  setTimeout(async () => {
+    const response = await fetch(location.href, { method: 'HEAD' }).catch(() => null);
+    if (response?.ok) location.reload();
+    else wait_for_better(Math.min(60000, 1.5 * wait));
+  }, wait);
+}
+
 document.documentElement.classList.add('scripted');
 at('zone').textContent = `Times are in ${zone()}.`;
 address.on_change(() => {
-  if (state.is_known) draw_view();
+  if (!at('counts')) location.reload();
+  else if (state.is_known) draw_view();
 });
-at('tabs')?.addEventListener('click', () => at('main').scrollIntoView?.({ block: 'nearest' }));
 
-server.learn_who().then(() => {
-  draw_who();
-  if (state.is_known) alarm.update(state, true);
-});
-refresh();
-server.follow({
-  alive() {
-    live.has_stream = true;
-    refresh();
-  },
-  broken() {
-    live.has_stream = false;
-    broken();
-  },
-  changed: refresh,
-  engine(is_running) {
-    live.engine_runs = is_running;
-    draw_banner();
-  },
-});
-setInterval(() => {
-  tick();
-  draw_live();
-}, 5000);
-// A connection can die without a word: whoever sees nothing change asks now and then.
-setInterval(refresh, 20000);
+function begin() {
+  learn_who();
+  refresh();
+  server.follow({
+    alive() {
+      if (live.has_stream === false) learn_who();
+      live.has_stream = true;
+      refresh();
+    },
+    broken() {
+      live.has_stream = false;
+      broken();
+    },
+    changed: refresh,
+    engine(is_running) {
+      live.engine_runs = is_running;
+      draw_banner();
+    },
+  });
+  setInterval(() => {
+    tick();
+    draw_live();
+  }, 5000);
+  // A connection can die without a word: whoever sees nothing change asks now and then.
+  setInterval(refresh, 20000);
+}
+
+if (at('counts')) begin();
+else wait_for_better(2000);

@@ -2,7 +2,7 @@
 import { address } from './address.js';
 import { severities, severity_mark } from './marks.js';
 import { get } from './server.js';
-import { age, ago, clock, code_text, exact, h, now, number, number_of, plural, seconds_of, short, words_of } from './text.js';
+import { age, ago_words, clock, code_text, exact, h, now, number, number_of, plural, seconds_of, short, words_of } from './text.js';
 import { all_alarms } from './lists.js';
 import { failed } from './page.js';
 
@@ -62,13 +62,13 @@ function draw(place, stats, alarms) {
         h('td', { class: 'num' }, h('a', { href: history_of({ under: one.dn, code: one.code }) }, number(one.alarms))), h('td', {}, bar(one.alarms / worst)),
         h('td', { class: 'num' }, `${(one.share_permille / 10).toFixed(1)} %`), h('td', { title: one.dn }, short(one.dn)), h('td', {}, `${code_text(one.code)} ${words_of(one.name)}`)))))),
     ...(stats.chattering.length > 0 ? [h('h2', { id: 'chattering' }, 'Chattering faults'), h('ul', { class: 'plain' }, stats.chattering.map((one) => h('li', {},
-      h('a', { href: history_of({ under: one.dn, code: one.code }) }, `${short(one.dn)} ${code_text(one.code)}`), `: ${plural(one.raised_again, 'time')} again in 10 minutes, ${plural(one.raises, 'raise')} in all, the last `, ago(seconds_of(one.last)), ' ago')))] : []),
+      h('a', { href: history_of({ under: one.dn, code: one.code }) }, `${short(one.dn)} ${code_text(one.code)}`), `: ${plural(one.raised_again, 'time')} again in 10 minutes, ${plural(one.raises, 'raise')} in all, the last `, ago_words(seconds_of(one.last)))))] : []),
     h('h2', {}, 'How quickly'),
     h('dl', {}, h('dt', {}, 'Acknowledged'), h('dd', {}, mean(stats.mean_time_to_acknowledge)), h('dt', {}, 'Over'), h('dd', {}, mean(stats.mean_time_to_clear))),
     h('h2', {}, 'Active now'),
     h('dl', {}, severities.slice(1).reverse().map((severity) => [h('dt', {}, severity_mark(severity)), h('dd', {}, h('a', { href: `/?state=all&severity=${severity}` }, number(stats.active.severity[severity])))])),
     ...(stats.stale.length > 0 ? [h('h2', {}, 'Stale alarms'), h('ul', { class: 'plain' }, stats.stale.slice(0, 10).map((one) => h('li', {}, severity_mark(one.severity), ' ',
-      h('a', { href: address('', { open: number_of(one.alarm), state: 'all' }) }, short(one.dn)), ` ${code_text(one.code)}, reported `, ago(seconds_of(one.reported)), ' ago')))] : []));
+      h('a', { href: address('', { open: number_of(one.alarm), state: 'all' }) }, short(one.dn)), ` ${code_text(one.code)}, reported `, ago_words(seconds_of(one.reported)))))] : []));
 }
 
 function bar(part) {

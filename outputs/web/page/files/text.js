@@ -74,11 +74,16 @@ export function zone() {
   return name === 'UTC' ? 'UTC' : `${name} (${offset})`;
 }
 
-// How long ago; a screen reader and the mouse are told when exactly.
+// How long ago, as a figure; a screen reader and the mouse are told when exactly.
 export function ago(moment) {
-  const element = h('time', { datetime: new Date(moment * 1000).toISOString(), title: exact(moment), 'data-at': moment });
-  element.append(age(now() - moment), h('span', { class: 'vh' }, ` ago, ${exact(moment)}`));
-  return element;
+  return h('time', { datetime: new Date(moment * 1000).toISOString(), title: exact(moment), 'data-at': moment }, age(now() - moment),
+    h('span', { class: 'vh' }, ` ago, ${exact(moment)}`));
+}
+
+// The same within a sentence.
+export function ago_words(moment) {
+  return h('time', { datetime: new Date(moment * 1000).toISOString(), title: exact(moment), 'data-at': moment }, age(now() - moment), ' ago',
+    h('span', { class: 'vh' }, `, ${exact(moment)}`));
 }
 
 export function tick() {

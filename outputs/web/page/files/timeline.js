@@ -2,8 +2,8 @@
 // what is chosen is a list of real elements below.
 import { address_with, go, open_alarm, parameters, replace } from './address.js';
 import { is_below } from './choice.js';
-import { severities, tone } from './marks.js';
-import { clock, day, exact, h, now, number, plural, short } from './text.js';
+import { severities, severity_mark, tone } from './marks.js';
+import { age, clock, clock_of, day, exact, h, now, number, plural, short, shown, words_of } from './text.js';
 import { all_alarms, long_list } from './lists.js';
 import { failed, say } from './page.js';
 
@@ -13,7 +13,7 @@ const most_lanes = 40;
 const axis_height = 26;
 const bin = 6;  // pixels, where there are more bars than these have room for
 
-let place, box, canvas, range, chosen_list, tools;
+let place, box, canvas, range, chosen_list, tools, tip;
 let alarms = [];
 let lanes = [];
 let chosen = -1;     // lane; -1: all
@@ -33,15 +33,23 @@ const ended_at = (alarm) => alarm.ended || now();
 function ways_to_group() {
   const ways = [(dn) => dn, (dn) => dn.replace(/rack-unit-\d+/, '$&\u0000').replace(/(?<=-)\d+(?!\u0000)(?=\/|$)/g, '*').replace('\u0000', '')];
   for (let level = 6; level > 0; --level) ways.push((dn) => dn.split('/').slice(0, level).join('/'));
-  return ways;
+  // Each frame asks again for all alarms, so each DN is taken apart once.
+  return ways.map((way) => {
+    const keys_of = new Map();
+    return (dn) => {
+      if (!keys_of.has(dn)) keys_of.set(dn, way(dn));
+      return keys_of.get(dn);
+    };
+  });
 }
+const ways = ways_to_group();
 
 function make_lanes() {
   const from = last() - span;
   const under = parameters().get('under') ?? '';
   const seen = alarms.filter((alarm) => alarm.created <= last() && ended_at(alarm) >= from && (!under || is_below(under, alarm.dn)));
   const key_before = lanes[chosen]?.key;
-  for (const way of ways_to_group()) {
+  for (const way of ways) {
     const by = new Map();
     for (const alarm of seen) {
       const key = way(alarm.dn);
@@ -63,7 +71,8 @@ function rows_of(lane) {
   const ends = [];
   const placed = [];
   for (const alarm of lane.alarms) {
-    const from = x_of(alarm.created);
+    // The shortest one is to be seen, too, at the right edge as well.
+    const from = Math.min(x_of(alarm.created), label_width() + width() - 3);
     const to = Math.max(x_of(ended_at(alarm)), from + 3);
     let row = ends.findIndex((at) => at <= from);
     if (row < 0) row = ends.length;
@@ -83,7 +92,7 @@ function draw_bars(ink, lane, index, top) {
       const y = top + (lane_height - height * layout.count) / 2 + row * height;
       const steps = alarm.steps.length > 0 ? alarm.steps : [[alarm.created, alarm.rank]];
       steps.forEach(([since, severity], i) => {
-        const begin = Math.max(left, x_of(since));
+        const begin = Math.max(left, i === 0 ? from : x_of(since));
         const until = Math.max(begin + (i === steps.length - 1 ? to - Math.max(from, begin) : 1), i + 1 < steps.length ? x_of(steps[i + 1][0]) : to);
         if (until < left) return;
         // Worse is higher, so that it reads in black and white.
@@ -207,7 +216,7 @@ function draw() {
     ink.stroke();
     ink.fillStyle = tones.text;
     const count = lane.alarms.length > 1 ? ` ${number(lane.alarms.length)}` : '';
-    ink.fillText(clipped(ink, short(lane.key), left - 18 - ink.measureText(count).width), 8, top + lane_height / 2 + 4);
+    ink.fillText(clipped(ink, shown(short(lane.key)), left - 18 - ink.measureText(count).width), 8, top + lane_height / 2 + 4);
     ink.fillStyle = tones.dim;
     ink.textAlign = 'right';
     ink.fillText(count, left - 8, top + lane_height / 2 + 4);
@@ -269,10 +278,39 @@ function at_event(event) {
   return { x: event.clientX - place_of.left, y: event.clientY - place_of.top };
 }
 
+const bar_at = (x, y) => bars.filter((bar) => x >= bar.from && x <= bar.to && y >= bar.top && y <= bar.bottom).sort((a, b) => b.alarm.rank - a.alarm.rank)[0];
+const lane_at = (y) => Math.floor((y - axis_height) / lane_height);
+
+// What is under the pointer, in words. The list below has the same for who has no pointer.
+function point(event) {
+  const { x, y } = at_event(event);
+  const hit = bar_at(x, y);
+  const lane = lanes[lane_at(y)];
+  canvas.classList.toggle('hit', Boolean(hit));
+  const content = [];
+  if (hit) {
+    const { alarm } = hit;
+    const until = alarm.ended ? `to ${clock_of(alarm.ended)}, ${age(alarm.ended - alarm.created)}` : `active for ${age(now() - alarm.created)}`;
+    content.push(h('div', {}, severity_mark(severities[alarm.rank]), h('b', {}, ` ${short(alarm.dn)}`)), h('div', {}, words_of(alarm.name)), h('div', { class: 'dim' }, `${clock_of(alarm.created)} ${until}`));
+  } else if (lane && x > label_width() && !bars.some((bar) => bar.index === lane_at(y))) {
+    const [from, to] = [moment_of(x - bin / 2), moment_of(x + bin / 2)];
+    const here = lane.alarms.filter((alarm) => alarm.created <= to && ended_at(alarm) >= from);
+    if (here.length > 0) content.push(h('div', {}, h('b', {}, plural(here.length, 'alarm')), `, ${clock_of(from)}`), h('div', {}, 'the worst: ', severity_mark(severities[Math.max(...here.map((alarm) => alarm.rank))])));
+  }
+  tip.hidden = content.length === 0;
+  tip.replaceChildren(...content);
+  tip.style.left = `${Math.max(0, Math.min(x + 14, box.clientWidth - tip.offsetWidth - 4))}px`;
+  tip.style.top = `${y + 18}px`;
+}
+
+function hide_tip() {
+  tip.hidden = true;
+}
+
 function pick(event) {
   const { x, y } = at_event(event);
-  const hit = bars.filter((bar) => x >= bar.from && x <= bar.to && y >= bar.top && y <= bar.bottom).sort((a, b) => b.alarm.rank - a.alarm.rank)[0];
-  const lane = Math.floor((y - axis_height) / lane_height);
+  const hit = bar_at(x, y);
+  const lane = lane_at(y);
   if (hit) {
     go(address_with({ open: hit.alarm.number }));
     return;
@@ -331,9 +369,11 @@ export default {
       button('\u2039', 'Earlier', () => set(span, last() - span / 2)), button('\u203a', 'Later', () => set(span, last() + span / 2)),
       button('now', 'Up to now', () => set(span, null)), range);
     canvas = h('canvas', { 'aria-hidden': 'true' });
-    box = h('div', { class: 'lanes', id: 'lanes', role: 'group', tabindex: 0, 'aria-label': 'Timeline: + and \u2212 zoom, left and right move in time, up and down choose an object; its alarms are listed below' }, canvas);
+    tip = h('div', { class: 'tip', 'aria-hidden': 'true', hidden: true });
+    box = h('div', { class: 'lanes', id: 'lanes', role: 'group', tabindex: 0, 'aria-label': 'Timeline: + and \u2212 zoom, left and right move in time, up and down choose an object; its alarms are listed below' }, canvas, tip);
     chosen_list = h('section', { 'aria-labelledby': 'chosen-title' });
-    place = h('div', {}, tools, box, chosen_list);
+    const legend = h('p', { class: 'legend' }, severities.slice(1).reverse().map((severity) => severity_mark(severity)), h('span', {}, 'The higher a bar, the worse; where alarms are too many for bars, the more.'));
+    place = h('div', {}, tools, box, legend, chosen_list);
     where.append(place);
     listed = '';
     lanes = [];
@@ -347,6 +387,7 @@ export default {
     });
     box.addEventListener('wheel', (event) => {
       event.preventDefault();
+      hide_tip();
       if (Math.abs(event.deltaX) > Math.abs(event.deltaY)) set(span, last() + (event.deltaX / width()) * span);
       else zoom(1.2 ** (event.deltaY / 100), moment_of(at_event(event).x));
     }, { passive: false });
@@ -357,8 +398,9 @@ export default {
       canvas.setPointerCapture(event.pointerId);
     });
     canvas.addEventListener('pointermove', (event) => {
-      if (!drag) return;
+      if (!drag) return point(event);
       drag.moved ||= Math.abs(event.clientX - drag.x) > 4;
+      hide_tip();
       if (drag.moved) set(span, drag.end - ((event.clientX - drag.x) / width()) * span);
     });
     canvas.addEventListener('pointerup', (event) => {
@@ -367,6 +409,7 @@ export default {
       if (was && !was.moved) pick(event);
     });
     canvas.addEventListener('pointercancel', () => { drag = null; });
+    canvas.addEventListener('pointerleave', hide_tip);
     new ResizeObserver(() => requestAnimationFrame(draw)).observe(box);
     matchMedia('(prefers-color-scheme: dark)').addEventListener('change', draw);
     draw();

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <thread>
@@ -91,7 +92,10 @@ class AccessTest : public ::testing::Test {
     access_.emplace(AccessOptions{.users = has_users ? dir_.file("users") : std::string(),
                                   .proxy_user = kProxy,
                                   .proxy_user_header = "X-Remote-User"},
-                    clock_, [this](engine::Priority /*priority*/, const std::string& text) { told_.push_back(text); });
+                    clock_, [this](engine::Priority /*priority*/, const std::string& text) {
+                      const std::lock_guard lock(telling_);
+                      told_.push_back(text);
+                    });
   }
 
   Caller caller(const Request& request) {
@@ -118,6 +122,7 @@ class AccessTest : public ::testing::Test {
 
   engine::test::TempDir dir_;
   engine::test::ManualClock clock_{1'000'000};
+  std::mutex telling_;
   std::vector<std::string> told_;
   std::string hash_;
   std::optional<Access> access_;
@@ -301,6 +306,21 @@ TEST_F(AccessTest, SessionsEndWithTheUserAndThePassword) {
   EXPECT_EQ(refusal(get("/").with("cookie", anna)).status, 401);
 }
 
+TEST_F(AccessTest, WhoeverSendsAPasswordLosesTheStreamWithIt) {
+  const Asked request = get("/").with("authorization", basic("anna", kPassword));
+  const Caller then = caller(request);
+  EXPECT_TRUE(access_->holds(then));
+  EXPECT_EQ(then.password.find(hash_), std::string::npos) << "the hash stays with the gate";
+  access_->reload();
+  EXPECT_TRUE(access_->holds(then));
+  write_users("anna:operator:" + hash_password("another horse") + "\n");
+  access_->reload();
+  EXPECT_FALSE(access_->holds(then)) << "somebody else may know the former password";
+  write_users("bob:viewer:" + hash_ + "\n");
+  access_->reload();
+  EXPECT_FALSE(access_->holds(then));
+}
+
 TEST_F(AccessTest, AFileThatIsWrongChangesNothing) {
   const std::string anna = log_in("anna");
   write_users("anna");
@@ -316,6 +336,7 @@ TEST_F(AccessTest, RedfishSessionsHaveAHeader) {
   auto made = access_->open_session(post("/redfish"), "bob", kPassword);
   ASSERT_TRUE(std::holds_alternative<Sessions::Opened>(made));
   const auto opened = std::get<Sessions::Opened>(made);
+  EXPECT_EQ(told_, std::vector<std::string>{"'bob' has logged in from 192.0.2.7"});
   const Caller found = caller(post("/a").with("x-auth-token", opened.token));
   EXPECT_EQ(found.name, "bob") << "no other token is needed, since browsers do not send the header by themselves";
   EXPECT_EQ(found.session, opened.facts.id);
@@ -465,6 +486,28 @@ TEST_F(AccessTest, APeerOfAUnixSocketIsKnown) {
   EXPECT_EQ(caller(get("/a").by_unix(50001).with("authorization", basic("bob", kPassword))).name, "bob");
 }
 
+TEST_F(AccessTest, APeerOfAUnixSocketLosesTheStreamWithTheGroup) {
+  dir_.write("passwd", "carl:x:50003:60009::/:/bin/sh\n");
+  for (const bool has_users : {true, false}) {
+    dir_.write("group", "operators:x:60001:carl\nviewers:x:60002:carl\n");
+    access_.emplace(AccessOptions{.users = has_users ? dir_.file("users") : std::string(),
+                                  .groups = {.operators = "operators", .viewers = "viewers"},
+                                  .lists = {.users = dir_.file("passwd"), .groups = dir_.file("group")}},
+                    clock_, [](engine::Priority /*priority*/, const std::string& /*text*/) {});
+    const Caller as_operator = caller(get("/").by_unix(50003));
+    EXPECT_EQ(as_operator.role, Role::kOperator);
+    EXPECT_TRUE(access_->holds(as_operator));
+    dir_.write("group", "operators:x:60001:\nviewers:x:60002:carl\n");
+    access_->reload();
+    EXPECT_FALSE(access_->holds(as_operator));
+    const Caller as_viewer = caller(get("/").by_unix(50003));
+    EXPECT_TRUE(access_->holds(as_viewer));
+    dir_.write("group", "operators:x:60001:\nviewers:x:60002:\n");
+    access_->reload();
+    EXPECT_EQ(access_->holds(as_viewer), !has_users) << "without users everybody may look";
+  }
+}
+
 TEST_F(AccessTest, AHeaderIsBelievedFromTheProxyAlone) {
   const Caller found = caller(post("/a").by_unix(kProxy).with("x-remote-user", "anna"));
   EXPECT_EQ(found.name, "anna");
@@ -495,6 +538,27 @@ TEST_F(AccessTest, BehindAProxyWithTlsTheCookieIsSecure) {
   Asked forged = encrypted;
   forged.by_unix(50001);
   EXPECT_EQ(header_of(refusal(forged), "Set-Cookie").find("Secure"), std::string::npos);
+}
+
+TEST_F(AccessTest, GuessesThroughTheProxyAreCountedForTheAddressThatItTells) {
+  const auto guess = [&](const char* forwarded, const char* name) {
+    return refusal(
+        get("/").by_unix(kProxy).with("x-forwarded-for", forwarded).with("authorization", basic(name, "wrong horse")));
+  };
+  EXPECT_EQ(guess("192.0.2.7", "bob").status, 401);
+  EXPECT_EQ(guess("198.51.100.1, 192.0.2.7", "carl").status, 401);
+  EXPECT_EQ(guess("198.51.100.2, 192.0.2.7", "dora").status, 429) << "what the client itself has sent changes nothing";
+  EXPECT_EQ(guess("192.0.2.8", "dora").status, 401) << "another client of the proxy does not wait";
+  EXPECT_EQ(told_.back(), "a login from 192.0.2.8 failed: there is no user of that name");
+  refusal(get("/").by_unix(kProxy).with("authorization", basic("erik", "wrong horse")));
+  EXPECT_EQ(told_.back(), "a login through the proxy failed: there is no user of that name");
+  const auto forged =
+      get("/").by_unix(50001).with("x-forwarded-for", "192.0.2.9").with("authorization", basic("fred", "wrong horse"));
+  EXPECT_EQ(refusal(forged).status, 401);
+  EXPECT_EQ(told_.back(), "a login over a Unix socket of user 50001 failed: there is no user of that name");
+  const auto opened =
+      access_->open_session(post("/a").by_unix(kProxy).with("x-forwarded-for", "192.0.2.10"), "anna", kPassword);
+  EXPECT_EQ(std::get<Sessions::Opened>(opened).facts.address, "192.0.2.10");
 }
 
 TEST_F(AccessTest, GuessesThroughTheProxyDoNotKeepOthersOut) {

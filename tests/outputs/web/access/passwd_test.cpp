@@ -1,6 +1,7 @@
 // `polaiga-web passwd`, at a terminal and without one.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "access/password_hash.h"
 #include "access/users.h"
@@ -28,11 +29,18 @@ class PasswdTest : public ::testing::Test {
 };
 
 TEST_F(PasswdTest, AUserIsAdded) {
+  const std::string done =
+      "'anna' is a user with the role viewer. A server that runs takes it over at 'systemctl reload polaiga-web' or "
+      "the "
+      "signal SIGHUP.\n";
+  ASSERT_EQ(::getuid(), 0U) << "this test acts as root; run it as root";
   const Ended ended = passwd("anna", "correct horse\n");
   EXPECT_EQ(ended.status, 0) << ended.err;
-  EXPECT_EQ(ended.out,
-            "'anna' is a user with the role viewer. A server that runs reads the file anew at the signal "
-            "SIGHUP.\n");
+  EXPECT_EQ(ended.out, done +
+                           "The new file belongs to root; a server that runs as another user cannot read it before you "
+                           "type: chown USER '" +
+                           users() + "'\n");
+  EXPECT_EQ(passwd("--keep-password anna").out, done) << "the file is not new";
   EXPECT_EQ(ended.err, "");
   EXPECT_EQ(user("anna").role, Role::kViewer);
   EXPECT_EQ(PasswordChecker().check("correct horse", user("anna").hash), PasswordChecker::Verdict::kRight);
@@ -89,6 +97,19 @@ TEST_F(PasswdTest, WhatCannotBeDoneIsToldAndNothingChanges) {
   EXPECT_EQ(passwd("--delete --no-password anna").status, 2);
   EXPECT_EQ(passwd("anna 'correct horse'").status, 2) << "a password is no argument";
   EXPECT_EQ(shell_.dir().read("users"), before);
+}
+
+TEST_F(PasswdTest, NobodyTypesAPasswordForNothing) {
+  const std::string directory = shell_.dir().file("none");
+  const Ended ended = shell_.run("python3 " POLAIGA_SOURCE_DIR
+                                 "/tests/outputs/web/support/at_terminal.py 'end:2' " POLAIGA_WEB " passwd --users " +
+                                 directory + "/users anna");
+  EXPECT_EQ(ended.status, 0) << ended.out << ended.err;
+  EXPECT_EQ(ended.out.find("New password"), std::string::npos) << ended.out;
+  EXPECT_NE(ended.out.find("cannot make a file in the directory '" + directory +
+                           "': No such file or directory; type: mkdir -p '" + directory + "'"),
+            std::string::npos)
+      << ended.out;
 }
 
 TEST_F(PasswdTest, AFileThatIsWrongStays) {

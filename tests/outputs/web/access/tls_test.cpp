@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <csignal>
+
 #include "support/web.h"
 
 namespace polaiga::web::test {
@@ -12,7 +14,7 @@ using engine::test::Ended;
 class TlsTest : public WebTest {
  protected:
   void SetUp() override {
-    start_engine();
+    start_engine("--gateway \"$(id -un)\"");
     make_authority("ca");
     make_certificate("server", "ca", "server");
     ASSERT_EQ(
@@ -90,10 +92,76 @@ TEST_F(TlsTest, AClientCertificateIsAUser) {
   EXPECT_EQ(curl("-u 'anna:correct horse'"), "200") << "who has no certificate may have a password";
 }
 
+TEST_F(TlsTest, AnActionHasThePersonOfTheCertificate) {
+  feed(R"({"entity":"fan","sensor":"FAN1_TACH1","offset":3,"state":1})"
+       "\n");
+  make_certificate("robot", "ca", "robot");
+  start_web(tls() + users() + "--tls-client-ca " + file("ca.pem"));
+  const std::string comment =
+      R"(-H 'Content-Type: application/json' -d '{"do":"comment","alarms":"1","comment":"x","on_behalf_of":"anna"}' )";
+  EXPECT_EQ(curl(comment + with_certificate("robot"), "/api/v1/actions"), "200");
+  EXPECT_EQ(curl(comment + "-u 'anna:correct horse'", "/api/v1/actions"), "403") << "anna is a viewer";
+  const std::string told = shell_.run("$POLAIGA history --json --ledger " + ledger()).out;
+  EXPECT_NE(told.find(R"("on_behalf_of":"robot")"), std::string::npos) << told;
+  EXPECT_EQ(told.find(R"("on_behalf_of":"anna")"), std::string::npos) << told;
+}
+
 TEST_F(TlsTest, WithoutAnAuthorityClientCertificatesAreNothing) {
   make_certificate("robot", "ca", "robot");
   start_web(tls() + users());
   EXPECT_EQ(curl(with_certificate("robot")), "401");
+}
+
+TEST_F(TlsTest, ASignalReadsTheCertificateAnew) {
+  make_authority("other");
+  make_certificate("robot", "other", "robot");
+  run("cp ca.pem clients.pem");
+  start_web(tls() + users() + "--tls-client-ca " + file("clients.pem"));
+  const std::string anna = "-u 'anna:correct horse'";
+  const std::string trusts_other = "--cacert " + file("other.pem") + " ";
+  EXPECT_EQ(curl(anna), "200");
+  EXPECT_NE(curl(trusts_other + anna), "200");
+  EXPECT_EQ(curl(with_certificate("robot")), "401");
+
+  make_certificate("server", "other", "server");
+  run("cp other.pem clients.pem");
+  web_->kill(SIGHUP);
+  EXPECT_TRUE(engine::test::comes_true([&] { return curl(trusts_other + anna) == "200"; })) << web_dir_.read("err");
+  EXPECT_NE(curl(anna), "200");
+  EXPECT_EQ(curl(trusts_other + with_certificate("robot")), "200");
+}
+
+TEST_F(TlsTest, AWrongFileChangesNothing) {
+  start_web(tls() + users());
+  const struct {
+    const char* command;
+    const char* told;
+  } kRows[] = {
+      {"cp server.pem good.pem && cp ca.pem server.pem", "the certificate and its key cannot be used"},
+      {"echo nothing > server.pem", "the certificate and its key cannot be used"},
+      {"rm server.pem", "cannot read the certificate"},
+      {"cp good.pem server.pem && chmod 644 server.key", "may be read or changed by others"},
+  };
+  for (const auto& [command, told] : kRows) {
+    run(command);
+    web_dir_.write("err", "");
+    web_->kill(SIGHUP);
+    EXPECT_TRUE(web_->has_complained("new connections go on with the certificate")) << command;
+    EXPECT_NE(web_dir_.read("err").find(told), std::string::npos) << web_dir_.read("err");
+    EXPECT_EQ(curl("-u 'anna:correct horse'"), "200") << command;
+  }
+}
+
+TEST_F(TlsTest, OldVersionsAreRefused) {
+  start_web(tls() + users());
+  const auto connect = [&](const std::string& version) {
+    return shell_.run("openssl s_client -connect " + address() + " -cipher ALL:@SECLEVEL=0 " + version).out;
+  };
+  EXPECT_NE(connect("-tls1_2").find("Protocol  : TLSv1.2"), std::string::npos) << connect("-tls1_2");
+  EXPECT_NE(connect("-tls1_3").find("TLSv1.3"), std::string::npos);
+  for (const char* version : {"-tls1", "-tls1_1"}) {
+    EXPECT_NE(connect(version).find("Cipher is (NONE)"), std::string::npos) << version;
+  }
 }
 
 TEST_F(TlsTest, WhatIsWrongWithTheFilesIsTold) {

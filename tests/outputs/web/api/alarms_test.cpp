@@ -1,4 +1,5 @@
 // /api/v1/alarms beside an engine.
+#include <csignal>
 #include <nlohmann/json.hpp>
 
 #include "support/web.h"
@@ -67,6 +68,18 @@ TEST_F(AlarmsTest, WhatIsNotUnderstoodIsRefused) {
     EXPECT_EQ(answer.header("content-type"), "application/problem+json") << query;
     EXPECT_EQ(answer.json().at("detail"), detail) << query;
   }
+}
+
+// What was active at a time that the ledger does not know of any more.
+TEST_F(AlarmsTest, ATimeThatIsNotKeptIsRefused) {
+  stop_engine(SIGTERM);
+  engine_ = std::make_unique<Child>(with_control("--keep-events 1"), dir_);
+  for (int fan = 1; fan <= 3; ++fan) feed(engine::test::slow(fan) + engine::test::well(fan));
+  EXPECT_TRUE(engine::test::comes_true([this] { return get("/api/v1/alarms?at=1970-01-02T00:00:00Z").status == 400; }));
+  const std::string detail = get("/api/v1/alarms?at=1970-01-02T00:00:00Z").json().at("detail");
+  EXPECT_TRUE(detail.starts_with("The ledger reaches back to ")) << detail;
+  EXPECT_TRUE(detail.ends_with("Z; what was before is not kept any more.")) << detail;
+  EXPECT_EQ(get("/api/v1/alarms?at=2100-01-01T00:00:00Z").status, 200);
 }
 
 }  // namespace

@@ -110,7 +110,7 @@ TEST_F(ApiTest, NobodyActsWhoHasNotLoggedIn) {
   const Answer refused = connection.ask(
       "POST /api/v1/actions HTTP/1.1\r\nHost: x\r\nContent-Type: application/json\r\nContent-Length: 33\r\n\r\n"
       R"({"do":"acknowledge","alarms":"1"})");
-  EXPECT_EQ(refused.status, 401);
+  EXPECT_EQ(refused.status, 403);
   EXPECT_EQ(count("action"), 0);
 }
 

@@ -125,6 +125,31 @@ TEST_F(ChangesTest, ALongPollWaitsForTheNextChange) {
   EXPECT_EQ(get("/api/v1/changes?after=9").status, 200);
 }
 
+// Also for a stream, which does not need them.
+TEST_F(ChangesTest, ParametersThatAreNotRightAreRefused) {
+  for (const char* query : {"?wait=61", "?limit=0", "?after=x", "?limit=x&after=1"}) {
+    for (const char* accepted : {"application/json", "text/event-stream"}) {
+      EXPECT_EQ(get(std::string("/api/v1/changes") + query, std::string("Accept: ") + accepted + "\r\n").status, 400)
+          << query << " " << accepted;
+    }
+  }
+}
+
+// Old changes are on the disk alone, and the disk has them no more. Whoever waits is told so, too.
+TEST_F(ChangesTest, ChangesOfALedgerThatIsGoneAreUnavailable) {
+  feed(engine::test::slow(2));
+  stop_web(SIGTERM);
+  start_web();
+  get_until("/api/v1/alarms", [](const Answer& answer) { return answer.status == 200; });
+  EXPECT_EQ(get("/api/v1/changes?after=0").json().at("changes").size(), 2U);
+  stop_engine(SIGTERM);
+  for (const char* part : {"", "-wal", "-shm", "-mark"}) std::filesystem::remove(ledger() + part);
+  for (const char* query : {"?after=0", "?after=0&wait=60"}) {
+    const Answer answer = get(std::string("/api/v1/changes") + query);
+    EXPECT_EQ(answer.status, 503) << query << ": " << answer.body;
+  }
+}
+
 TEST_F(ChangesTest, ManyFollowAtOnce) {
   constexpr int kFollowers = 50;
   std::vector<std::unique_ptr<Connection>> all;

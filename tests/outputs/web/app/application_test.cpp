@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace polaiga::web {
 namespace {
 
@@ -20,13 +22,18 @@ class StreamPart final : public Part {
     return response;
   }
 
+  Response refused(const Request& /*request*/, Response response) override {
+    response.headers.emplace_back("X-Form", "of the part");
+    return response;
+  }
+
   std::string name;
 };
 
 class SwitchedGate final : public Gate {
  public:
   std::variant<Caller, Response> admit(const Request& request) override {
-    if (request.target.path.front() == "refused") return Response{.status = 401};
+    if (request.target.path.back() == "refused") return Response{.status = 401};
     return Caller{.name = "anna", .role = Role::kViewer};
   }
   bool holds(const Caller& caller) override { return is_open && caller.name == "anna"; }
@@ -44,7 +51,7 @@ class ApplicationTest : public ::testing::Test {
   }
 
   SwitchedGate gate_;
-  Application application_{gate_};
+  Application application_{gate_, HostNames()};
   StreamPart part_;
 };
 
@@ -54,6 +61,28 @@ TEST_F(ApplicationTest, TheGateIsAskedBeforeAnyPart) {
   EXPECT_EQ(part_.name, "");
   EXPECT_EQ(answer("/stream").status, 200);
   EXPECT_EQ(part_.name, "anna");
+}
+
+TEST_F(ApplicationTest, APartGivesItsFormToARefusalOfTheGate) {
+  const auto has_form = [](const Response& response) {
+    return std::ranges::any_of(response.headers, [](const auto& header) { return header.first == "X-Form"; });
+  };
+  const Response refused = answer("/stream/refused");
+  EXPECT_EQ(refused.status, 401);
+  EXPECT_TRUE(has_form(refused));
+  EXPECT_EQ(part_.name, "") << "the part has not answered";
+  EXPECT_FALSE(has_form(answer("/other/refused")));
+}
+
+TEST_F(ApplicationTest, ARequestForAnotherHostReachesNeitherGateNorPart) {
+  Request request;
+  request.target = parse_target("/stream");
+  request.peer.address = "127.0.0.1";
+  request.headers = {{"host", "evil.example"}};
+  EXPECT_EQ(application_.answer(request).status, 421);
+  request.target = parse_target("/refused");
+  EXPECT_EQ(application_.answer(request).status, 421);
+  EXPECT_EQ(part_.name, "");
 }
 
 TEST_F(ApplicationTest, AStreamEndsWithTheRightToReadIt) {

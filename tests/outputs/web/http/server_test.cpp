@@ -1,5 +1,9 @@
 // The server over its real sockets: what it does with requests that are wrong, slow, many or large.
+#include <sys/resource.h>
+
 #include <csignal>
+#include <memory>
+#include <vector>
 
 #include "support/web.h"
 
@@ -37,6 +41,12 @@ TEST_F(ServerTest, WhatIsNoRequestIsRefused) {
       {"headers too long", "GET / HTTP/1.1\r\nHost: x\r\nX: " + std::string(100'000, 'x') + "\r\n\r\n", 431},
       {"a body too long", "POST /api/v1/actions HTTP/1.1\r\nHost: x\r\nContent-Length: 1000000\r\n\r\n", 413},
       {"a length that is none", "POST / HTTP/1.1\r\nHost: x\r\nContent-Length: 99999999999999999999999\r\n\r\n", 413},
+      {"an empty host", "GET / HTTP/1.1\r\nHost:\r\n\r\n", 400},
+      {"a host that is none", "GET / HTTP/1.1\r\nHost: a b\r\n\r\n", 400},
+      {"two hosts", "GET / HTTP/1.1\r\nHost: x\r\nHost: x\r\n\r\n", 400},
+      {"two hosts, one of them empty", "GET / HTTP/1.1\r\nHost:\r\nhost: x\r\n\r\n", 400},
+      {"two lengths",
+       "POST /api/v1/actions HTTP/1.1\r\nHost: x\r\nContent-Length: 3\r\nTransfer-Encoding: chunked\r\n\r\n", 400},
       {"an unknown address", "GET /api/v1/nothing HTTP/1.1\r\nHost: x\r\n\r\n", 404},
   };
   for (const auto& [what, request, status] : kRows) {
@@ -46,8 +56,27 @@ TEST_F(ServerTest, WhatIsNoRequestIsRefused) {
   EXPECT_EQ(get("/api/v1/alarms").status, 200);
 }
 
+TEST_F(ServerTest, OnlyRequestsForThisMachineAreAnswered) {
+  const std::string port = address().substr(address().rfind(':'));
+  for (const char* host : {"localhost", "127.0.0.1", "[::1]", "test"}) {
+    Connection connection(address());
+    EXPECT_EQ(connection.ask(std::string("GET /api/v1/alarms HTTP/1.1\r\nHost: ") + host + port + "\r\n\r\n").status,
+              200)
+        << host;
+  }
+  // As a browser sends it for a page of another site whose name leads to 127.0.0.1.
+  for (const char* target : {"/", "/api/v1/alarms", "/redfish/v1/", "/metrics", "/login"}) {
+    Connection connection(address());
+    const Answer answer =
+        connection.ask("GET " + std::string(target) + " HTTP/1.1\r\nHost: evil.example" + port + "\r\n\r\n");
+    EXPECT_EQ(answer.status, 421) << target;
+    EXPECT_EQ(answer.header("content-type"), "application/problem+json");
+    EXPECT_NE(answer.body.find("--host evil.example"), std::string::npos) << answer.body;
+  }
+}
+
 TEST_F(ServerTest, EachResponseHasTheHeadersThatProtectBrowsers) {
-  for (const char* target : {"/api/v1/alarms", "/nothing"}) {
+  for (const char* target : {"/api/v1/alarms", "/nothing", "/%zz"}) {
     const Answer answer = get(target);
     EXPECT_NE(answer.header("content-security-policy").find("default-src 'none'"), std::string::npos) << target;
     EXPECT_EQ(answer.header("x-content-type-options"), "nosniff") << target;
@@ -62,6 +91,38 @@ TEST_F(ServerTest, WhoHasTheAnswerAlreadyIsToldSo) {
   EXPECT_EQ(get("/api/v1/alarms", "If-None-Match: " + etag + "\r\n").status, 304);
   EXPECT_EQ(get("/api/v1/alarms", "If-None-Match: \"a\", W/" + etag + "\r\n").status, 304);
   EXPECT_EQ(get("/api/v1/alarms", "If-None-Match: \"a\"\r\n").status, 200);
+}
+
+TEST_F(ServerTest, AFewOpenFilesAreEnough) {
+  stop_web(SIGTERM);
+  start_web("", "sh -c 'ulimit -n 250 && exec \"$@\"' sh ");
+  EXPECT_NE(web_dir_.read("err").find("Only 26 connections are taken in place of 1100"), std::string::npos)
+      << web_dir_.read("err");
+  std::vector<std::unique_ptr<Connection>> idle;
+  for (int i = 0; i < 60; ++i) idle.push_back(std::make_unique<Connection>(address()));
+  EXPECT_EQ(get("/api/v1/history").status, 200);
+}
+
+TEST_F(ServerTest, NoFileDescriptorsLeftIsToldAndPassesBy) {
+  Connection held(address());
+  ASSERT_EQ(held.ask("GET /api/v1/alarms HTTP/1.1\r\nHost: x\r\n\r\n").status, 200);
+  const auto limit_files = [this](rlim_t most) {
+    rlimit limit = {};
+    ASSERT_EQ(::prlimit(web_->pid(), RLIMIT_NOFILE, nullptr, &limit), 0);
+    limit.rlim_cur = most;
+    ASSERT_EQ(::prlimit(web_->pid(), RLIMIT_NOFILE, &limit, nullptr), 0);
+  };
+  limit_files(5);
+  Connection late(address());
+  late.send("GET /api/v1/alarms HTTP/1.1\r\nHost: x\r\n\r\n");
+  EXPECT_TRUE(engine::test::comes_true([this] {
+    return web_dir_.read("err").find("No further connections can be taken at the moment") != std::string::npos;
+  })) << web_dir_.read("err");
+  EXPECT_EQ(held.ask("GET /api/v1/alarms HTTP/1.1\r\nHost: x\r\n\r\n").status, 200) << "it goes on meanwhile";
+  limit_files(1000);
+  held.send("GET /api/v1/alarms HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n");
+  EXPECT_TRUE(held.is_ended());
+  EXPECT_EQ(late.receive().status, 200);
 }
 
 TEST_F(ServerTest, ATermSignalEndsIt) { stop_web(SIGTERM); }

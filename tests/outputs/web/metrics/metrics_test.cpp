@@ -186,6 +186,59 @@ TEST_F(MetricsTest, OnlyQuestionsAreTaken) {
   EXPECT_EQ(refused.header("allow"), "GET, HEAD");
 }
 
+// There is one format, which all that reads metrics understands, whatever else it would rather have.
+TEST_F(MetricsTest, TheFormatIsThatOfPrometheus) {
+  start_engine();
+  start_web();
+  const char* const kAccepted[] = {
+      "", "Accept: */*\r\n", "Accept: application/json\r\n",
+      "Accept: application/openmetrics-text;version=1.0.0;q=0.8,text/plain;version=0.0.4;q=0.5,*/*;q=0.1\r\n"};
+  for (const char* const accepted : kAccepted) {
+    const Answer answer = get("/metrics", accepted);
+    EXPECT_EQ(answer.status, 200) << accepted;
+    EXPECT_EQ(answer.header("content-type"), "text/plain; version=0.0.4; charset=utf-8") << accepted;
+    EXPECT_NE(answer.body.find("\npolaiga_web_streams 0\n"), std::string::npos) << accepted;
+  }
+}
+
+TEST_F(MetricsTest, AHeadHasNoBody) {
+  start_engine();
+  start_web();
+  when("polaiga_ledger_readable", 1);
+  const std::string whole = get("/metrics").body;
+  const auto head = shell_.run("curl -sS --head http://" + address() + "/metrics");
+  EXPECT_TRUE(head.out.starts_with("HTTP/1.1 200 OK\r\n")) << head.out << head.err;
+  EXPECT_NE(head.out.find("\r\nContent-Type: text/plain; version=0.0.4; charset=utf-8\r\n"), std::string::npos)
+      << head.out;
+  const std::string name = "\r\nContent-Length: ";
+  const std::size_t length = head.out.find(name);
+  ASSERT_NE(length, std::string::npos) << head.out;
+  // Numbers in the text grow meanwhile, so it is nearly as long.
+  EXPECT_NEAR(std::stod(head.out.substr(length + name.size())), static_cast<double>(whole.size()), 100);
+  EXPECT_TRUE(head.out.ends_with("\r\n\r\n")) << head.out;
+}
+
+// Whatever happens, there are no more series than the document says.
+TEST_F(MetricsTest, AllSeriesTogetherAreLimited) {
+  constexpr std::size_t kOthers = 110;
+  constexpr int kOutputs = 32;
+  start_engine();
+  start_web("--metrics-max-series 5");
+  const auto output = [](int number) {
+    return R"({"do":"cursor","publisher":"output-)" + std::to_string(number) + R"(","through":0})";
+  };
+  for (int i = 1; i <= kOutputs; ++i) act(output(i));
+  Client client(control());
+  EXPECT_NE(answer(client, output(kOutputs + 1)).find("error"), std::string::npos);
+  std::string events;
+  for (int fan = 1; fan <= 20; ++fan) events += engine::test::slow(fan);
+  feed(events);
+  when("polaiga_metrics_series_cut", 15);
+  const Samples now = when("polaiga_output_behind_changes{publisher=\"output-" + std::to_string(kOutputs) + "\"}", 20);
+  EXPECT_LE(now.size(), kOthers + 3 * kOutputs + 5);
+  EXPECT_GT(now.size(), std::size_t{3 * kOutputs + 5});
+}
+
 TEST_F(MetricsTest, PromtoolHasNothingAgainstIt) {
   ASSERT_EQ(shell_.run("promtool --version").status, 0) << "promtool is of the Debian package prometheus";
   start_web();  // without an engine and a ledger
@@ -396,7 +449,7 @@ TEST_F(MetricsTest, PrometheusScrapesItAndTheRulesFire) {
   act(R"({"do":"acknowledge","alarms":"2"})");
   when(alarm_of(2, R"(code="F0397",severity="critical",state="acknowledged")"), 1);
   const auto asked =
-      shell_.run("python3 '" POLAIGA_SOURCE_DIR "/tests/outputs/web/metrics/ask_prometheus.py' " + address() + " '" +
+      shell_.run("python3 -B '" POLAIGA_SOURCE_DIR "/tests/outputs/web/metrics/ask_prometheus.py' " + address() + " '" +
                  shell_.dir().path().string() + "' '" POLAIGA_SOURCE_DIR "/packaging/prometheus' PolaigaCriticalAlarm");
   ASSERT_EQ(asked.status, 0) << asked.err;
   const json found = json::parse(asked.out);

@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <span>
+
+#include "page/files.h"
 
 namespace polaiga::web {
 namespace {
@@ -78,6 +81,29 @@ INSTANTIATE_TEST_SUITE_P(
                     // What means nothing counts as none.
                     ChoiceCase{"/?severity=bad&state=bad&order=bad&other=1&skip=x", Numbers{2, 3, 1}},
                     ChoiceCase{"/?severity=cleared", Numbers{2, 3, 1}}));
+
+// The scripts draw the form anew, from words of their own.
+TEST(ChoiceTest, OffersTheSameAsTheScripts) {
+  std::string_view script;
+  for (const EmbeddedFile& file : page_files()) {
+    if (file.name == "choice.js") script = file.content;
+  }
+  const std::pair<const char*, std::span<const Option>> lists[] = {
+      {"severity_options", severity_options()}, {"state_options", state_options()}, {"order_options", order_options()}};
+  for (const auto& [name, options] : lists) {
+    const std::size_t begin = script.find(name);
+    ASSERT_NE(begin, std::string_view::npos) << name;
+    std::string text(script.substr(begin, script.find(';', begin) - begin));
+    std::erase(text, '\n');
+    for (std::size_t at = 0; (at = text.find("  ")) != std::string::npos;) text.erase(at, 1);
+    std::string wanted = std::string(name) + " = [";
+    for (const Option& option : options) {
+      wanted.append(wanted.ends_with("[") ? "['" : ", ['").append(option.word).append("', '").append(option.label) +=
+          "']";
+    }
+    EXPECT_EQ(text, wanted + "]");
+  }
+}
 
 TEST(ChoiceTest, ReadsHowManyToSkip) {
   EXPECT_EQ(read_choice(parse_target("/?skip=200")).skip, 200U);

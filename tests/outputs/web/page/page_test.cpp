@@ -23,6 +23,12 @@ class PageTest : public WebTest {
     start_web();
   }
 
+  void act(const std::string& request) const {
+    Client client(control());
+    client.send(request + "\n");
+    EXPECT_NE(client.answer().find("\"seq\""), std::string::npos) << request;
+  }
+
   Answer page_with(const std::string& target, const std::string& text) const {
     return get_until(target, [&](const Answer& got) { return got.body.find(text) != std::string::npos; });
   }
@@ -58,6 +64,21 @@ TEST_F(PageTest, TheFirstPaintListsWhatIsActive) {
   expect_text(get("/maintenance"), "No object is out of service.");
 }
 
+TEST_F(PageTest, SilencedAlarmsAreNotTakenForNone) {
+  feed(kFanIsSlow);
+  page_with("/", "FAN1_TACH1");
+  act(R"({"do":"shelve","alarms":"1","comment":"noise","for":3600})");
+  expect_no_text(page_with("/", "<b>1</b> shelved"), "No alarm is active.<");
+  expect_text(get("/"), "No alarm is active, but for those that are silenced.");
+  expect_text(get("/?state=shelved"), "href=\"/alarm/1\"");
+  expect_text(get("/?severity=critical"), "No active alarm fits the filter.");
+}
+
+TEST_F(PageTest, AnAddressBeyondTheEndShowsTheFirstAlarms) {
+  feed(kFanIsSlow);
+  expect_text(page_with("/?skip=200", "FAN1_TACH1"), "href=\"/alarm/1\"");
+}
+
 TEST_F(PageTest, WhatIsOverIsMissedAndInTheHistory) {
   feed(kFanIsSlow);
   feed(R"({"entity":"fan","sensor":"FAN1_TACH1","instance":1,"offset":3,"state":0})"
@@ -65,6 +86,7 @@ TEST_F(PageTest, WhatIsOverIsMissedAndInTheHistory) {
   expect_text(page_with("/missed", "Missed <b>1</b>"), "/alarm/1");
   expect_text(get("/history"), ">cleared<");
   expect_text(get("/alarm/1"), "<dt>Ended</dt>");
+  expect_text(get("/alarm/1"), "<dt>State</dt><dd>not acknowledged</dd>");
 }
 
 TEST_F(PageTest, ANameIsTextInEveryView) {

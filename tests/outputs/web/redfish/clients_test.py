@@ -7,7 +7,7 @@ import subprocess
 import sys
 import warnings
 
-from service import PASSWORD, Directory, Engine, Receiver, Web, make_users, run, slow, until
+from service import PASSWORD, Directory, Engine, Receiver, Web, make_identity, make_users, slow, until
 
 warnings.simplefilter("ignore")  # of what the clients' own libraries say
 import sushy
@@ -91,6 +91,51 @@ def sushy_acts(web):
     assert web.get("/redfish/v1/SessionService/Sessions")["Members"] == []
 
 
+def expect_refusal(web, status, message, path, *rest, **more):
+    got, headers, body = web.ask(path, *rest, **more)
+    assert got == status, (path, got, body)
+    assert headers["OData-Version"] == "4.0" and headers["Content-Type"] == "application/json", (path, headers)
+    error = body["error"]
+    info = error["@Message.ExtendedInfo"][0]
+    assert error["code"] == info["MessageId"] == "Base.1.18." + message, (path, body)
+    assert error["message"] and info["Message"] and info["Resolution"] and "MessageSeverity" in info, body
+    assert (status == 401) == ("WWW-Authenticate" in headers), headers
+
+
+def refusals(web):
+    """Whoever refuses a request, the server's gate or Redfish itself, does so in Redfish's form."""
+    sessions = "/redfish/v1/SessionService/Sessions"
+    systems, subscriptions = "/redfish/v1/Systems", "/redfish/v1/EventService/Subscriptions"
+    expect_refusal(web, 401, "NoValidSession", systems, user=None)
+    expect_refusal(web, 401, "NoValidSession", systems, user="stranger")
+    expect_refusal(web, 401, "NoValidSession", systems, user=None, headers={"X-Auth-Token": "0" * 64})
+    expect_refusal(web, 401, "NoValidSession", subscriptions, "POST", {}, user=None)
+    expect_refusal(web, 401, "NoValidSession", sessions, user=None)
+    expect_refusal(web, 401, "NoValidSession", "/redfish/v1/Nothing", user=None)
+    expect_refusal(web, 403, "InsufficientPrivilege", subscriptions, "POST", {}, user="viewer")
+    expect_refusal(web, 403, "InsufficientPrivilege", subscriptions, "POST", {},
+                   headers={"Origin": "http://elsewhere.example"})
+    assert web.ask("/redfish/v1/", user=None)[0] == 200
+
+    # Who has logged in on the page reads, but changes nothing without the token of the page.
+    status, headers, _ = web.ask("/login", "POST", {"name": "operator", "password": PASSWORD}, user=None)
+    assert status == 200
+    cookie = {"Cookie": headers["Set-Cookie"].split(";")[0]}
+    (found,) = web.ask(sessions, user=None, headers=cookie)[2]["Members"]
+    session = web.ask(found["@odata.id"], user=None, headers=cookie)[2]
+    assert session["SessionType"] == "WebUI" and session["ClientOriginIPAddress"] == "127.0.0.1", session
+    expect_refusal(web, 403, "InsufficientPrivilege", subscriptions, "POST", {}, user=None, headers=cookie)
+    # A viewer does not learn of it, so he cannot end it.
+    expect_refusal(web, 404, "ResourceMissingAtURI", found["@odata.id"], "DELETE", user="viewer")
+    assert web.ask(found["@odata.id"], "DELETE")[0] == 204
+
+    # Guesses are slowed.
+    guess = {"UserName": "viewer", "Password": "wrong-password"}
+    expect_refusal(web, 401, "ResourceAtUriUnauthorized", sessions, "POST", guess, user=None)
+    until("guesses are slowed", lambda: web.ask(sessions, "POST", guess, user=None)[0] == 429)
+    expect_refusal(web, 429, "ServiceTemporarilyUnavailable", sessions, "POST", guess, user=None)
+
+
 def main():
     polaiga, polaiga_web = sys.argv[1:3]
     assert shutil.which("redfishtool"), "redfishtool is missing (Debian: redfishtool)"
@@ -99,11 +144,9 @@ def main():
     os.umask(0o077)
     with Directory() as directory:
         state = directory + "/state"
-        key, certificate = directory + "/server.key", directory + "/server.pem"
         os.mkdir(state)
         users = make_users(polaiga_web, directory)
-        run("openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", key, "-out", certificate, "-days", "2",
-            "-subj", "/CN=test", "-addext", "subjectAltName=IP:127.0.0.1")
+        certificate, key = make_identity(directory)
         engine = Engine(polaiga, directory)
         engine.feed(slow(1), slow(2), slow(1, 0))
         listen = ("--listen", "127.0.0.1:0")
@@ -122,6 +165,7 @@ def main():
             until("the server has read the ledger", lambda: has_read(web))
             sessions(web)
             sushy_acts(web)
+            refusals(web)
             web.end()
         engine.end()
     print("All is well.")

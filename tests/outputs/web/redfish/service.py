@@ -19,6 +19,7 @@ import urllib.request
 
 PATIENCE = 60  # seconds, for what must come
 PASSWORD = "secret-1"  # of all users
+SUBSCRIPTIONS = "/redfish/v1/EventService/Subscriptions"
 STARTED = []  # processes
 signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
 
@@ -55,6 +56,14 @@ def run(*command, text=""):
     assert done.returncode == 0, (command, done.stderr)
 
 
+def make_identity(directory):
+    """A certificate that has signed itself, and its key."""
+    certificate, key = directory + "/server.pem", directory + "/server.key"
+    run("openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", key, "-out", certificate, "-days", "2",
+        "-subj", "/CN=test", "-addext", "subjectAltName=IP:127.0.0.1")
+    return certificate, key
+
+
 def make_users(polaiga_web, directory):
     """A file of users; each is named by his role."""
     file = directory + "/users"
@@ -64,11 +73,13 @@ def make_users(polaiga_web, directory):
 
 
 class Engine:
-    def __init__(self, polaiga, directory):
+    """An engine; `arguments` are those beside its ledger and sockets."""
+
+    def __init__(self, polaiga, directory, *arguments):
         self.ledger, self.control = directory + "/ledger.db", directory + "/control.sock"
         events = directory + "/events.sock"
         self.process = start(polaiga, "run", "--ledger", self.ledger, "--socket", events, "--control", self.control,
-                             stderr=subprocess.DEVNULL)
+                             *arguments, stderr=subprocess.DEVNULL)
         self.socket = socket.socket(socket.AF_UNIX)
         self.socket.settimeout(PATIENCE)
 
@@ -142,14 +153,17 @@ class Web:
 
 
 class Receiver:
-    """Takes events at a port that stays the same. `behaviour` is "take", "refuse" (500), "hang", "redirect" or "talk"
-    (an answer without an end)."""
+    """Takes events at a port that stays the same. `behaviour` is "take", "hold" (takes them, and answers only when it
+    is woken), "refuse" (500), "hang", "redirect" or "talk" (an answer without an end). `identity` is the certificate and
+    the key of one with TLS."""
 
-    def __init__(self):
+    def __init__(self, identity=None):
+        self.identity, self.paths = identity, set()
+        self.busy, self.lock = 0, threading.Lock()  # how many connections are open
         self.behaviour, self.taken, self.refused, self.headers = "take", [], 0, []
         self.connections = []
         self.woken = threading.Event()
-        self.port, self.server = 0, None
+        self.host, self.port, self.server = "127.0.0.1", 0, None
         self.start()
 
     def start(self):
@@ -162,11 +176,25 @@ class Receiver:
                 super().setup()
                 receiver.connections.append(self.connection)
 
+            def handle(self):
+                with receiver.lock:
+                    receiver.busy += 1
+                try:
+                    super().handle()
+                except OSError:
+                    pass  # the server does not trust us, or was killed
+                finally:
+                    with receiver.lock:
+                        receiver.busy -= 1
+
             def do_POST(self):
+                receiver.paths.add(self.path)
                 body = json.loads(self.rfile.read(int(self.headers["Content-Length"])))
-                if receiver.behaviour == "take":
+                if receiver.behaviour in ("take", "hold"):
                     receiver.taken.append(body)
                     receiver.headers.append(dict(self.headers))
+                    if receiver.behaviour == "hold":
+                        receiver.woken.wait(PATIENCE)
                     self.answer(204)
                     return
                 receiver.refused += 1
@@ -204,6 +232,11 @@ class Receiver:
 
         self.server = Server(("127.0.0.1", self.port), Handler)
         self.port = self.server.server_address[1]
+        if self.identity:
+            context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+            context.load_cert_chain(*self.identity)
+            self.server.socket = context.wrap_socket(self.server.socket, server_side=True,
+                                                     do_handshake_on_connect=False)
         threading.Thread(target=self.server.serve_forever, daemon=True, kwargs={"poll_interval": 0.02}).start()
 
     def stop(self):
@@ -217,10 +250,23 @@ class Receiver:
         self.connections.clear()
 
     def url(self):
-        return f"http://127.0.0.1:{self.port}/events"
+        return f"{'https' if self.identity else 'http'}://{self.host}:{self.port}/events"
 
     def records(self):
         return [record for event in list(self.taken) for record in event["Events"]]
+
+    def numbers(self):
+        """Of the changes that came, as they came."""
+        return [int(record["EventId"].rsplit("-", 1)[1]) for record in self.records() if "-" in record["EventId"]]
+
+
+def subscribe(web, receiver, **more):
+    """The address of a new subscription."""
+    status, headers, body = web.ask(SUBSCRIPTIONS, "POST", {
+        "Destination": receiver.url(), "Protocol": "Redfish", "Context": "of the test", **more})
+    assert status == 201, body
+    assert headers["Location"] == SUBSCRIPTIONS + "/" + body["Id"]
+    return headers["Location"]
 
 
 class Directory:

@@ -148,6 +148,9 @@ TEST_F(RedfishTest, WhatCannotBeAnsweredIsRefusedInRedfishsForm) {
       {"GET", std::string(kEntries) + "?$skip=-1", 400, "Base.1.18.QueryParameterOutOfRange"},
       {"GET", "/redfish/v1/Systems?$expand=.", 501, "Base.1.18.QueryNotSupported"},
       {"GET", "/redfish/v1/?$top=1", 400, "Base.1.18.QueryNotSupportedOnResource"},
+      {"GET", "/redfish/v1/EventService/SSE?$filter=Severity%20eq%20'OK'", 501, "Base.1.18.QueryNotSupported"},
+      {"GET", "/redfish/v1/Registries/Polaiga/Polaiga.1.0.0.json?$skip=1", 400,
+       "Base.1.18.QueryNotSupportedOnResource"},
       {"POST", "/redfish/v1/", 405, "Base.1.18.OperationNotAllowed"},
       {"DELETE", "/redfish", 405, "Base.1.18.OperationNotAllowed"},
       {"PATCH", "/redfish/v1/EventService", 405, "Base.1.18.OperationNotAllowed"},
@@ -170,7 +173,10 @@ TEST_F(RedfishTest, WhatCannotBeAnsweredIsRefusedInRedfishsForm) {
     EXPECT_EQ(answer.header("allow").empty(), status != 405) << target;
   }
   EXPECT_EQ(ask("POST", "/redfish/v1/SessionService/Sessions", "a=b", "application/x-www-form-urlencoded").status, 415);
-  EXPECT_EQ(get("/redfish/v1/", "OData-Version: 3.0\r\n").status, 412);
+  const Answer wrong_version = get("/redfish/v1/", "OData-Version: 3.0\r\n");
+  EXPECT_EQ(wrong_version.status, 412);
+  EXPECT_EQ(wrong_version.json().at("error").at("@Message.ExtendedInfo").at(0).at("MessageArgs"),
+            json::array({"OData-Version"}));
   EXPECT_EQ(get("/redfish/v1/", "OData-Version: 4.0\r\n").status, 200);
 }
 

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "redfish/errors.h"
+#include "redfish/request_body.h"
 
 namespace polaiga::web {
 namespace {
@@ -17,7 +18,7 @@ std::string refusal_of(const std::string& body) {
     parse_subscription(body);
     return "";
   } catch (const Refusal& refusal) {
-    return std::string(refusal.message.id).substr(std::string("Base.1.18.").size());
+    return std::string(refusal_message(refusal.reason).id).substr(std::string("Base.1.18.").size());
   }
 }
 
@@ -60,7 +61,7 @@ TEST(SubscriptionTest, WhatIsNotRightIsRefused) {
       {"", "MalformedJSON"},
       {"[]", "MalformedJSON"},
       {"{", "MalformedJSON"},
-      {std::string(Subscription::kMostBytes + 1, ' '), "MalformedJSON"},
+      {std::string(kMostBodyBytes + 1, ' '), "MalformedJSON"},
       {with(R"("Oem":[[[[[[1]]]]]])"), "MalformedJSON"},
       {R"({"Protocol":"Redfish"})", "PropertyMissing"},
       {R"({"Destination":"http://a.example/"})", "PropertyMissing"},
@@ -84,6 +85,7 @@ TEST(SubscriptionTest, WhatIsNotRightIsRefused) {
       {with(R"("HttpHeaders":[{"A\r\nB":"c"}])"), "PropertyValueFormatError"},
       {with(R"("HttpHeaders":[{"HOST":"b.example"}])"), "PropertyValueFormatError"},
       {with(R"("HttpHeaders":[{"Content-length":"1"}])"), "PropertyValueFormatError"},
+      {with(R"("HttpHeaders":[{"OData-Version":"5.0"}])"), "PropertyValueFormatError"},
       {with(R"("RegistryPrefixes":["Other"])"), "PropertyValueNotInList"},
       {with(R"("Severities":"OK")"), "PropertyValueTypeError"},
       {with(R"("Severities":["Minor"])"), "PropertyValueNotInList"},
@@ -94,6 +96,20 @@ TEST(SubscriptionTest, WhatIsNotRightIsRefused) {
       {with(R"("VerifyCertificate":"no")"), "PropertyValueTypeError"},
   };
   for (const auto& [body, id] : kRows) EXPECT_EQ(refusal_of(body), id) << body.substr(0, 200);
+}
+
+TEST(SubscriptionTest, TheHostOfADestinationIsFound) {
+  const std::pair<const char*, const char*> kRows[] = {
+      {"http://collector.example/events", "collector.example"},
+      {"https://10.1.2.3:8443/", "10.1.2.3"},
+      {"http://[2001:db8::1]:8080/", "[2001:db8::1]"},
+      // The same address in other ways of writing it.
+      {"http://0x7f.1/", "127.0.0.1"},
+      {"http://2130706433/", "127.0.0.1"},
+      {"http://0177.0.0.1/", "127.0.0.1"},
+      {"http://%31%32%37.0.0.1/", "127.0.0.1"},
+  };
+  for (const auto& [destination, host] : kRows) EXPECT_EQ(destination_host(destination), host) << destination;
 }
 
 TEST(SubscriptionTest, ARefusalDoesNotTellSecrets) {

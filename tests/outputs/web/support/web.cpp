@@ -138,15 +138,15 @@ bool Connection::is_ended() {
   return ::recv(fd_, &byte, 1, MSG_DONTWAIT | MSG_PEEK) == 0;
 }
 
-void WebTest::start_engine() {
-  engine_ = std::make_unique<Child>(with_control(), dir_);
+void WebTest::start_engine(const std::string& more_of_engine) {
+  engine_ = std::make_unique<Child>(with_control(more_of_engine), dir_);
   const Client client(control());  // waits until it listens
 }
 
-void WebTest::start_web(const std::string& more) {
+void WebTest::start_web(const std::string& more, const std::string& before) {
   web_dir_.write("err", "");
-  web_ = std::make_unique<Child>(POLAIGA_WEB " --ledger '" + ledger() + "' --control '" + control() +
-                                     "' --listen 127.0.0.1:0 --program \"$POLAIGA\" " + more,
+  web_ = std::make_unique<Child>(before + POLAIGA_WEB " --ledger '" + ledger() + "' --control '" + control() +
+                                     "' --listen 127.0.0.1:0 --host test --host x --program \"$POLAIGA\" " + more,
                                  web_dir_);
   ASSERT_TRUE(
       comes_true([this] { return web_->has_ended() || web_dir_.read("err").find("ready: ") != std::string::npos; }));

@@ -57,9 +57,10 @@ class Connection {
 
 class WebTest : public engine::test::RunTest {
  protected:
-  // Starts an engine with both sockets, and the server. `more` are options of the server.
-  void start_engine();
-  void start_web(const std::string& more = "");
+  // Starts an engine with both sockets, and the server. `more` are options of the server. Its names are "test" and "x".
+  // `before` is what the shell does first.
+  void start_engine(const std::string& more_of_engine = "");
+  void start_web(const std::string& more = "", const std::string& before = "");
   void stop_engine(int signal);
   void stop_web(int signal);
 

@@ -1,0 +1,94 @@
+# What the tests of metrics share: a Prometheus and its Alertmanager, at ports that the system chooses.
+import json
+import pathlib
+import re
+import subprocess
+import sys
+import time
+import urllib.error
+import urllib.parse
+import urllib.request
+
+PATIENCE = 110  # seconds
+
+
+def wait_for(what, condition):
+    end = time.monotonic() + PATIENCE
+    while time.monotonic() < end:
+        try:
+            found = condition()
+            if found:
+                return found
+        except (urllib.error.URLError, ConnectionError):
+            pass  # it is not up yet
+        time.sleep(0.1)
+    sys.exit(f"within {PATIENCE} s there was no {what}")
+
+
+def read_json(address):
+    with urllib.request.urlopen(address, timeout=10) as answer:
+        return json.load(answer)
+
+
+class Program:
+    """A program that tells in its log where it listens. What it said is shown when the test fails."""
+
+    def __init__(self, directory, *command):
+        self.log = pathlib.Path(directory) / (command[0] + ".log")
+        with open(self.log, "wb") as output:
+            self.process = subprocess.Popen([*command, "--web.listen-address=127.0.0.1:0"], stdout=output, stderr=output)
+        self.base = "http://" + wait_for(command[0], self.address)
+
+    def address(self):
+        if self.process.poll() is not None:
+            sys.exit(f"{self.process.args[0]} has ended:\n{self.log.read_text()}")
+        found = re.search(r'msg="Listening on" address=(\S+)', self.log.read_text())
+        return found and found[1]
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, failure, *_):
+        self.process.terminate()
+        self.process.wait()
+        if failure:
+            sys.stderr.write(self.log.read_text())
+
+
+class Prometheus(Program):
+    """Scrapes /metrics at an address and evaluates the rules of a directory, each second."""
+
+    def __init__(self, directory, address, packaging, alertmanagers=()):
+        configuration = {
+            "global": {"scrape_interval": "1s", "evaluation_interval": "1s"},
+            "rule_files": [str(packaging / "polaiga.rules.yml")],
+            "scrape_configs": [{"job_name": "polaiga", "static_configs": [{"targets": [address]}]}],
+            "alerting": {"alertmanagers": [{"static_configs": [{"targets": list(alertmanagers)}]}]},
+        }
+        file = pathlib.Path(directory) / "prometheus.yml"
+        file.write_text(json.dumps(configuration))  # JSON is YAML, too
+        super().__init__(directory, "prometheus", f"--config.file={file}", f"--storage.tsdb.path={directory}/data")
+        wait_for("Prometheus that is ready", lambda: self.ask("/api/v1/status/runtimeinfo"))
+
+    def ask(self, path, **query):
+        body = read_json(f"{self.base}{path}?{urllib.parse.urlencode(query)}")
+        if body["status"] != "success":
+            raise ValueError(body)
+        return body["data"]
+
+
+class Alertmanager(Program):
+    """Sends what it is told to an address, at once."""
+
+    def __init__(self, directory, receiver):
+        configuration = {
+            "route": {"receiver": "test", "group_by": ["alertname", "dn"], "group_wait": "0s", "group_interval": "1s"},
+            "receivers": [{"name": "test", "webhook_configs": [{"url": receiver, "send_resolved": True}]}],
+        }
+        file = pathlib.Path(directory) / "alertmanager.yml"
+        file.write_text(json.dumps(configuration))
+        super().__init__(directory, "prometheus-alertmanager", f"--config.file={file}", f"--storage.path={directory}/alerts",
+                         "--cluster.listen-address=")
+
+    def alerts(self):
+        return read_json(self.base + "/api/v2/alerts")

@@ -1,0 +1,71 @@
+#!/usr/bin/python3
+"""The timeline."""
+import in_browser
+from in_browser import PageTest, until
+from selenium.webdriver.common.action_chains import ActionChains
+from selenium.webdriver.common.actions.wheel_input import ScrollOrigin
+from selenium.webdriver.common.keys import Keys
+
+
+class TimelineTest(PageTest):
+    def test_the_timeline_is_drawn_zoomed_and_opens_alarms(self):
+        self.open_ready("/timeline")
+        colours = """const c = document.querySelector('#lanes canvas');
+            const d = c.getContext('2d').getImageData(0, 0, c.width, c.height).data;
+            const seen = new Set(); for (let i = 0; i < d.length; i += 4) seen.add(d[i] << 16 | d[i + 1] << 8 | d[i + 2]);
+            return [0xb00020, 0x7d5c00, 0x1f5f99].map((one) => seen.has(one));"""
+        self.assertEqual(self.page.execute_script(colours), [True, True, True])
+        box = self.find("#lanes")[0]
+        self.page.execute_script("arguments[0].focus()", box)
+        self.press("+")
+        until(lambda: "span=43200" in self.page.current_url, "zoomed in")
+        self.press("-", "-")
+        until(lambda: "span=172800" in self.page.current_url, "zoomed out")
+        self.press(Keys.ARROW_LEFT)
+        until(lambda: "end=" in self.page.current_url, "moved to earlier")
+        self.press(Keys.HOME)
+        until(lambda: "end=" not in self.page.current_url, "back to now")
+        self.press(Keys.ARROW_DOWN)
+        self.wait_for("#chosen-title", "psu-1: 1 alarm in this time")
+        self.press(Keys.ENTER, Keys.ENTER)
+        self.wait_for("#alarm h2", "upper non recoverable")
+        self.page.execute_script("document.querySelector('#alarm .close').click()")
+        until(lambda: not self.find("#alarm"), "closed")
+        # By the mouse: the bar of the critical alarm is at the right end of the first lane.
+        self.page.execute_script("document.querySelector('[data-span=\"3600\"]').click()")
+        until(lambda: "span=3600" in self.page.current_url, "an hour")
+        size = box.size
+        over_the_bar = ActionChains(self.page).move_to_element_with_offset(box, size["width"] // 2 - 20, -size["height"] // 2 + 26 + 20)
+        over_the_bar.perform()
+        self.wait_for(".tip:not([hidden])", "Equipment psu thermal threshold non recoverable")
+        self.picture("timeline-tip")
+        over_the_bar.click().perform()
+        self.wait_for("#alarm h2")
+        self.picture("timeline-1280")
+
+    def span(self):
+        """Seconds that the address says."""
+        return int(self.page.execute_script("return new URLSearchParams(location.search).get('span') ?? '86400'"))
+
+    def test_the_wheel_zooms_and_dragging_moves(self):
+        self.open_ready("/timeline")
+        box = self.find("#lanes")[0]
+        over = ScrollOrigin.from_element(box)
+        ActionChains(self.page).scroll_from_origin(over, 0, -300).perform()
+        until(lambda: self.span() < 86400, "the wheel shows less time")
+        self.assertIn("end=", self.page.current_url, "what is under the pointer stays there")
+        ActionChains(self.page).scroll_from_origin(over, 0, 20000).perform()
+        year = 366 * 86400
+        until(lambda: self.span() == year, "never more than a year")
+        self.page.execute_script("arguments[0].focus()", box)
+        self.press(*"+" * 20)
+        until(lambda: self.span() == 300, "never less than five minutes")
+        self.press("-", Keys.HOME)
+        until(lambda: "end=" not in self.page.current_url, "up to now")
+        ActionChains(self.page).drag_and_drop_by_offset(box, 200, 0).perform()
+        until(lambda: "end=" in self.page.current_url, "dragging shows what was before")
+        self.assertFalse(self.find("#alarm"), "dragging opens nothing")
+
+
+if __name__ == "__main__":
+    in_browser.main()

@@ -1,8 +1,18 @@
 # Puts files into a program. As a script it writes a source with their bytes:
-#   cmake -D OUTPUT=files.cpp -D FUNCTION=polaiga::web::page_files -D HEADER=page/files.h -D FILES=a.css,b.js -P embed.cmake
+#   cmake -D OUTPUT=files.cpp -D FUNCTION=polaiga::web::page_files -D HEADER=page/files.h -P embed.cmake -- a.css b.js
 # As a module it has embed_files(), which does so whenever one of the files changed.
 function(embed_write)
-  string(REPLACE "," ";" files "${FILES}")
+  # Each file is an argument of its own, since its path may have any character.
+  set(files "")
+  set(are_files OFF)
+  math(EXPR last "${CMAKE_ARGC} - 1")
+  foreach(i RANGE ${last})
+    if(are_files)
+      list(APPEND files "${CMAKE_ARGV${i}}")
+    elseif(CMAKE_ARGV${i} STREQUAL "--")
+      set(are_files ON)
+    endif()
+  endforeach()
   set(arrays "")
   set(table "")
   set(number 0)
@@ -29,10 +39,9 @@ set(embed_script ${CMAKE_CURRENT_LIST_FILE})
 
 # embed_files(TARGET SOURCE FUNCTION HEADER FILES...): the function, which the header declares, answers with the files.
 function(embed_files target source function header)
-  list(JOIN ARGN "," joined)
   add_custom_command(OUTPUT ${source}
-    COMMAND ${CMAKE_COMMAND} -D OUTPUT=${source} -D FUNCTION=${function} -D HEADER=${header} -D FILES=${joined}
-      -P ${embed_script}
+    COMMAND ${CMAKE_COMMAND} -D OUTPUT=${source} -D FUNCTION=${function} -D HEADER=${header}
+      -P ${embed_script} -- ${ARGN}
     DEPENDS ${ARGN} ${embed_script}
     COMMENT "Embedding the files of ${header}"
     VERBATIM)

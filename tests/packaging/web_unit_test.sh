@@ -48,11 +48,11 @@ grep -q '^u polaiga-web - ' "$source/packaging/systemd/polaiga-web.conf" || fail
 # The words of an option of the unit, as systemd splits them. Names of variables that begin a word are kept.
 words_of() { sed -n "s/^Environment=\"\\{0,1\\}$1=\\(.*\\)/\\1/p" "$2" | sed 's/"$//'; }
 
-# What the service runs, with places of the test's own: start STATE LISTEN OPTIONS...
+# Becomes what the service runs, with places of the test's own: (start STATE LISTEN OPTIONS...)
 script=$(sed -n '/^ExecStart=\/bin\/sh -c /,/\$POLAIGA_WEB_OPTIONS$/p' "$unit" |
   sed -e "1s/^ExecStart=\\/bin\\/sh -c '//" -e "\$s/' polaiga-web \\\$POLAIGA_WEB_OPTIONS\$//" -e 's/ *\\$//' -e 's/\$\$/$/g' | paste -sd ' ')
 [ -n "$script" ] || fail "the unit starts nothing"
-start() { STATE_DIRECTORY=$1 POLAIGA_WEB_LISTEN=$2 /bin/sh -c "$script" polaiga-web "${@:3}"; }
+start() { exec env STATE_DIRECTORY="$1" POLAIGA_WEB_LISTEN="$2" /bin/sh -c "$script" polaiga-web "${@:3}"; }
 
 # First with a program that tells its arguments.
 mkdir "$work/bin" "$work/state"

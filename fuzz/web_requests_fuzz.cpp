@@ -61,10 +61,6 @@ constexpr uid_t kProxyUser = 50033;
 constexpr uid_t kOtherUser = 50034;
 constexpr const char* kStranger = "192.0.2.7";
 constexpr const char* kFriend = "192.0.2.8";
-constexpr const char* kHost = "alarms.example";
-constexpr const char* kCatalog =
-    R"({"filter":"fan","code":395,"name":"fltA","severity":"major","cause":"thermal-problem","behaviours":[]})"
-    "\n";
 
 // A time that never goes on, so that a session lasts and whoever guesses passwords waits for ever.
 class StandingClock final : public engine::Clock {
@@ -86,6 +82,7 @@ const char* const kEvents[] = {
 constexpr const char* kProgram = R"(#!/bin/sh
 case "$1" in
   active) echo '{"ietf-alarms:alarms":{"control":{"notify-status-changes":"all-state-changes"},"alarm-list":{"number-of-alarms":1,"alarm":[{"resource":"sys"}]},"summary":{}}}' ;;
+  catalog) echo '{"filter":"fan","code":395,"name":"fltA","severity":"major","cause":"thermal-problem","behaviours":[]}' ;;
   explain) [ "$#" -eq 6 ] && [ "$5" = -- ] || kill -ABRT "$PPID"; echo '{"fault_dn":"sys"}' ;;
   *) kill -ABRT "$PPID" ;;
 esac
@@ -193,13 +190,13 @@ class Laboratory {
         gate_({.users = write_users(), .proxy_user = kProxyUser, .proxy_user_header = "X-Remote-User"}, clock_,
               [](engine::Priority, const std::string& text) { check(is_printable(text), "a message can be shown"); }),
         site_{live_, readers_, link_, gate_, directory_.write("polaiga", kProgram, 0755), directory_.file("ledger.db")},
-        catalog_([](bool, const std::stop_token&) { return std::string(kCatalog); }),
+        catalog_(site_.program),
         api_(site_, catalog_),
         page_(site_),
         restconf_(site_),
         metrics_(site_, Metrics::kMostSeries),
-        redfish_(site_, redfish_options()),
-        application_(gate_, HostNames({kHost})) {
+        redfish_(site_, redfish_options(catalog_)),
+        application_(gate_, HostNames({"alarms.example"})) {
     application_.add("", page_);
     application_.add("api", api_);
     application_.add("metrics", metrics_);
@@ -215,6 +212,7 @@ class Laboratory {
     auto asked = read(text);
     check_target(asked.raw_target);
     check_subscription(asked.request.body);
+    check_test_event(asked.request.body);
     try {
       asked.request.target = parse_target(asked.raw_target);
     } catch (const BadTarget&) {
@@ -233,11 +231,10 @@ class Laboratory {
   }
 
  private:
-  RedfishOptions redfish_options() {
+  static RedfishOptions redfish_options(Catalog& catalog) {
     RedfishOptions options;
-    options.sessions = &gate_;
-    options.catalog = [] { return std::string(); };
-    options.tell = [](const std::string& text) { check(false, text.c_str()); };
+    options.catalog = [&catalog] { return *catalog.lines(); };
+    options.tell = [](engine::Priority, const std::string& text) { check(false, text.c_str()); };
     options.wake_streams = [] {};
     return options;
   }
@@ -336,7 +333,7 @@ class Laboratory {
     asked.request.method = method == std::end(kMethods) ? Method::kOther : method->second;
     asked.raw_target = next_word();
     come_from(asked.request.peer, first);
-    asked.request.headers["host"] = std::string(kHost) + ":8443";
+    asked.request.headers["host"] = "alarms.example:8443";
     for (std::string_view line = next_line(); !line.empty(); line = next_line()) take_header(asked, line);
     asked.request.body = text;
     return asked;

@@ -17,8 +17,12 @@
 #include "check.h"
 #include "page/choice.h"
 #include "redfish/errors.h"
+#include "redfish/push_addresses.h"
+#include "redfish/request_body.h"
 #include "redfish/resource.h"
 #include "redfish/subscription.h"
+#include "redfish/test_event.h"
+#include "report/json_text.h"
 
 namespace polaiga::fuzz {
 namespace {
@@ -98,6 +102,12 @@ void check_origin(std::string_view origin) {
   check(is_other || (origin.size() > 7 && origin.ends_with(":8443")), "another host is another site");
 }
 
+void check_refusal(const Refusal& refusal) {
+  const Response response = refusal_response(refusal);
+  check(response.status >= 400, "a refusal is an error");
+  check(nlohmann::json::accept(*response.body), "a refusal is JSON");
+}
+
 // Calls what refuses a query with such an error, and answers whether it took it.
 template <class Error, class Read>
 bool takes(Read read) {
@@ -147,7 +157,7 @@ void check_queries(const Target& target) {
     check(target.find("text").value_or("") == query.text, "a text is searched for as it is");
   });
   takes<BadQuery>([&] {
-    const auto number = number_parameter(target, "limit", 1000);
+    const auto number = number_parameter(target, "limit", 0, 1000);
     check(!number || (*number >= 0 && *number <= 1000), "a number has limits");
     check(!number || target.find("limit")->ends_with(std::to_string(*number)), "a number is read as it is written");
   });
@@ -174,18 +184,27 @@ void check_subscription(std::string_view body) {
   try {
     read = parse_subscription(body);
   } catch (const Refusal& refusal) {
-    const Response response = refusal_response(refusal);
-    check(response.status >= 400, "a refusal is an error");
-    check(nlohmann::json::accept(*response.body), "a refusal is JSON");
-    return;
+    return check_refusal(refusal);
   }
-  check(body.size() <= Subscription::kMostBytes, "a body is bounded");
+  check(body.size() <= kMostBodyBytes, "a body is bounded");
+  const auto host = destination_host(read.destination);
+  check(host && !host->empty(), "the address has a host");
+  check(is_printable(why_not_pushed_to(*host)), "why an address is refused can be shown");
   check(read.destination.starts_with("http://") || read.destination.starts_with("https://"),
         "the address is one of HTTP");
   for (const auto& [name, value] : read.headers) {
     check(!name.empty() && (name + value).find_first_of("\r\n") == std::string::npos, "a header ends in its line");
   }
   check(stored_form(read_stored(stored_form(read))) == stored_form(read), "a subscription is stored as it is");
+}
+
+void check_test_event(std::string_view body) {
+  try {
+    const EventRecord event = parse_test_event(body);
+    check(engine::json_text(event.json).find('\n') == std::string::npos, "an event is one line");
+  } catch (const Refusal& refusal) {
+    check_refusal(refusal);
+  }
 }
 
 }  // namespace polaiga::fuzz

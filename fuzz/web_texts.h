@@ -20,4 +20,7 @@ void check_queries(const web::Target& target);
 // The body, as a request for a subscription to Redfish's events.
 void check_subscription(std::string_view body);
 
+// The body, as a request for a test event.
+void check_test_event(std::string_view body);
+
 }  // namespace polaiga::fuzz

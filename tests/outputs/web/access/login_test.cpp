@@ -255,10 +255,12 @@ TEST_F(UnixLoginTest, EveryActionHasItsPerson) {
   EXPECT_EQ(comment("-H '" + opened.substr(token, opened.find("\r\n", token) - token) + "' " + actions), "200");
   const std::string at_unix = "--unix-socket " + web_socket() + " http://server/api/v1/actions";
   EXPECT_EQ(comment(at_unix), "200");
-  EXPECT_EQ(status_as_other("-H 'X-Remote-User: anna' -H 'Content-Type: application/json' -d "
-                            "'{\"do\":\"comment\",\"alarms\":\"1\",\"comment\":\"x\",\"on_behalf_of\":\"bob\"}' " +
-                            at_unix),
-            " 200");
+  const std::string from_proxy = "-H 'X-Remote-User: anna' -H 'Content-Type: application/json' -d ";
+  EXPECT_EQ(status_as_other(from_proxy + R"('{"do":"comment","alarms":"1","comment":"x"}' )" + at_unix), " 200");
+  EXPECT_EQ(
+      status_as_other(from_proxy + R"('{"do":"comment","alarms":"1","comment":"x","on_behalf_of":"bob"}' )" + at_unix),
+      " 400")
+      << "nobody speaks for another one";
   EXPECT_EQ(commenters(), (std::vector<std::string>{"anna", "carl", "dora", "root", "anna"}));
 }
 

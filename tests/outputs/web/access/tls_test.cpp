@@ -98,7 +98,7 @@ TEST_F(TlsTest, AnActionHasThePersonOfTheCertificate) {
   make_certificate("robot", "ca", "robot");
   start_web(tls() + users() + "--tls-client-ca " + file("ca.pem"));
   const std::string comment =
-      R"(-H 'Content-Type: application/json' -d '{"do":"comment","alarms":"1","comment":"x","on_behalf_of":"anna"}' )";
+      R"(-H 'Content-Type: application/json' -d '{"do":"comment","alarms":"1","comment":"x"}' )";
   EXPECT_EQ(curl(comment + with_certificate("robot"), "/api/v1/actions"), "200");
   EXPECT_EQ(curl(comment + "-u 'anna:correct horse'", "/api/v1/actions"), "403") << "anna is a viewer";
   const std::string told = shell_.run("$POLAIGA history --json --ledger " + ledger()).out;

@@ -412,6 +412,7 @@ def check_refusals(page, users, proxied):
         wrong = basic("viewer:") if address == "/api/v1/me" else None  # which tells who has not logged in, too
         page.ask(users, method.upper(), address, headers=wrong, status=401)
         page.ask(proxied, method.upper(), address, headers={"X-Remote-User": "stranger"}, status=403)
+        page.ask(users, method.upper(), address, headers={"Host": "another.example"}, status=421)
     me = page.ask(users, "GET", "/api/v1/me", status=200).json()
     assert me == {"name": "", "role": "nobody"}, me
     for address, method, _ in page.operations():

@@ -65,12 +65,17 @@ TEST_F(ServerTest, OnlyRequestsForThisMachineAreAnswered) {
         << host;
   }
   // As a browser sends it for a page of another site whose name leads to 127.0.0.1.
-  for (const char* target : {"/", "/api/v1/alarms", "/redfish/v1/", "/metrics", "/login"}) {
+  const std::pair<const char*, const char*> kForms[] = {{"/", "application/problem+json"},
+                                                        {"/api/v1/alarms", "application/problem+json"},
+                                                        {"/redfish/v1/", "application/json"},
+                                                        {"/metrics", "application/problem+json"},
+                                                        {"/login", "application/problem+json"}};
+  for (const auto& [target, type] : kForms) {
     Connection connection(address());
     const Answer answer =
         connection.ask("GET " + std::string(target) + " HTTP/1.1\r\nHost: evil.example" + port + "\r\n\r\n");
     EXPECT_EQ(answer.status, 421) << target;
-    EXPECT_EQ(answer.header("content-type"), "application/problem+json");
+    EXPECT_EQ(answer.header("content-type"), type) << target;
     EXPECT_NE(answer.body.find("--host evil.example"), std::string::npos) << answer.body;
   }
 }

@@ -64,8 +64,9 @@ TEST_F(FullDiskTest, WhatTheLedgerHasIsShownAllTheSame) {
 }
 
 TEST_F(FullDiskTest, ASubscriptionThatCannotBeKeptIsRefused) {
+  ASSERT_TRUE(shows_the_alarm());
   disk_.fill(0);
-  EXPECT_EQ(subscribe(), 500);
+  EXPECT_EQ(subscribe(), 507);
   EXPECT_TRUE(shows_the_alarm());
   disk_.make_room();
   EXPECT_EQ(subscribe(), 201);

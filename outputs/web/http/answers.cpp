@@ -4,6 +4,7 @@
 #include <nettle/sha2.h>
 
 #include <array>
+#include <nlohmann/json.hpp>
 
 #include "report/json_object.h"
 
@@ -65,6 +66,13 @@ Response problem(int status, std::string_view detail) {
   return {.status = status,
           .headers = {{"Content-Type", "application/problem+json"}, {"Cache-Control", "no-store"}},
           .body = std::make_shared<const std::string>(body.line())};
+}
+
+std::string detail_of(const Response& response) {
+  if (!response.body) return "";
+  const auto told = nlohmann::json::parse(*response.body, nullptr, false);
+  const auto detail = told.is_object() ? told.find("detail") : told.end();
+  return detail == told.end() || !detail->is_string() ? "" : detail->get<std::string>();
 }
 
 Response not_allowed(std::string_view methods) {

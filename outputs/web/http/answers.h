@@ -25,6 +25,9 @@ Response json_content(const Request& request, std::string text);
 // "application/problem+json" of RFC 9457. The detail is a sentence for people: what is wrong, and what to do.
 Response problem(int status, std::string_view detail);
 
+// The detail of a problem, for parts that tell it in another form; "" when the response is none.
+std::string detail_of(const Response& response);
+
 // 405, with the methods that are allowed, as in "GET, HEAD".
 Response not_allowed(std::string_view methods);
 

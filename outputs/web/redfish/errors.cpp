@@ -106,14 +106,6 @@ void set_header(Response& response, const std::string& name, std::string value) 
   response.headers.emplace_back(name, std::move(value));
 }
 
-// The sentence in the body of a problem (RFC 9457); "" when there is none.
-std::string detail_of(const Response& response) {
-  if (!response.body) return "";
-  const auto problem = nlohmann::json::parse(*response.body, nullptr, false);
-  const auto detail = problem.is_object() ? problem.find("detail") : problem.end();
-  return detail == problem.end() || !detail->is_string() ? "" : detail->get<std::string>();
-}
-
 // How Redfish says what a status of HTTP says.
 Refusal refusal_of(const Request& request, const Response& response, Reason unauthorized) {
   const std::string detail = detail_of(response);

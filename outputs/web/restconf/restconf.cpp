@@ -111,6 +111,20 @@ Body Restconf::alarms() {
   return alarms_;
 }
 
+// The tags are those of RFC 8040, section 7.
+Response Restconf::refused(const Request& /*request*/, Response response) {
+  const int status = response.status;
+  const std::string_view tag = status == 401 || status == 403   ? "access-denied"
+                               : status == 429 || status == 503 ? "resource-denied"
+                               : status < 500                   ? "invalid-value"
+                                                                : "operation-failed";
+  Response made = error(status, tag, detail_of(response));
+  for (auto& header : response.headers) {
+    if (header.first != "Content-Type" && header.first != "Cache-Control") made.headers.push_back(std::move(header));
+  }
+  return made;
+}
+
 Response Restconf::answer(const Request& request, const Caller& caller) {
   if (!caller.may_see()) return error(401, "access-denied", "Log in first.");
   if (!is_question(request)) {

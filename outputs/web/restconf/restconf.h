@@ -18,6 +18,7 @@ class Restconf final : public Part {
   // Reads only: every other method is refused. Of the query parameters there is `content` alone; the others are
   // optional, and are refused. Entries of lists cannot be read alone.
   Response answer(const Request& request, const Caller& caller) override;
+  Response refused(const Request& request, Response response) override;
 
  private:
   Response data(const Request& request, std::span<const std::string> path, bool configuration_alone);

@@ -1,4 +1,7 @@
 // The alarms by RESTCONF, beside an engine.
+#include <sys/stat.h>
+
+#include <csignal>
 #include <nlohmann/json.hpp>
 
 #include "support/web.h"
@@ -180,6 +183,26 @@ TEST_F(RestconfTest, ClientsFindTheirWayAndAreToldWhatIsWrong) {
   const Answer refused = connection.ask("DELETE " + std::string(kAlarms) + " HTTP/1.1\r\nHost: x\r\n\r\n");
   EXPECT_EQ(refused.status, 405);
   EXPECT_EQ(refused.header("allow"), "GET, HEAD");
+}
+
+TEST_F(RestconfTest, RefusalsHaveItsForm) {
+  const auto tag_of = [](const Answer& answer) {
+    const json told = answer.json();
+    return told.at("ietf-restconf:errors").at("error").at(0).at("error-tag").get<std::string>();
+  };
+  const std::string users = web_dir_.write("users", "anna:viewer:!\n");
+  ASSERT_EQ(::chmod(users.c_str(), 0600), 0);
+  stop_web(SIGTERM);
+  start_web("--users " + users);
+  const Answer stranger = get(kAlarms);
+  EXPECT_EQ(stranger.status, 401);
+  EXPECT_EQ(stranger.header("content-type"), "application/yang-data+json");
+  EXPECT_NE(stranger.header("www-authenticate"), "");
+  EXPECT_EQ(tag_of(stranger), "access-denied");
+  Connection connection(address());
+  const Answer other = connection.ask("GET " + std::string(kAlarms) + " HTTP/1.1\r\nHost: another.example\r\n\r\n");
+  EXPECT_EQ(other.status, 421);
+  EXPECT_EQ(tag_of(other), "invalid-value");
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <functional>
@@ -241,10 +242,7 @@ void add_limit_options(CLI::App& program, ServerLimits& limits) {
       ->capture_default_str();
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  std::signal(SIGPIPE, SIG_IGN);
+int run(int argc, char** argv) {
   if (argc > 1 && std::string_view(argv[1]) == "passwd") return passwd_command(argc - 1, argv + 1);
   CLI::App program("Shows the alarms of an engine to browsers and programs", "polaiga-web");
   program.set_version_flag("--version", "polaiga-web " POLAIGA_VERSION);
@@ -282,4 +280,16 @@ int main(int argc, char** argv) {
     polaiga::engine::say(error.what());
     return 2;
   }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::signal(SIGPIPE, SIG_IGN);
+  try {
+    return run(argc, argv);
+  } catch (...) {  // the message of an error takes memory, too
+    std::fputs("polaiga: there is no memory left\n", stderr);
+  }
+  return 2;
 }

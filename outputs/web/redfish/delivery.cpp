@@ -39,7 +39,9 @@ Delivery::Delivery(const Subscription& to, std::string body, bool allows_local)
   add_header("Content-Type: application/json");
   add_header("OData-Version: 4.0");
   add_header("Expect:");  // libcurl shall not wait for leave to send the body
-  for (const auto& [name, value] : to.headers) add_header(value.empty() ? name + ";" : name + ": " + value);
+  for (const auto& [name, value] : to.headers) {
+    add_header(value.empty() ? name + ";" : std::string(name).append(": ").append(value));
+  }
   set(CURLOPT_URL, to.destination.c_str());
   set(CURLOPT_PROTOCOLS_STR, "http,https");
   set(CURLOPT_PROXY, "");  // else the environment could lead events elsewhere

@@ -59,10 +59,9 @@ const RefusalMessage& refusal_message(Reason reason);
 // Says why a request is refused.
 class Refusal : public std::runtime_error {
  public:
-  // There must be as many arguments as the message has. `property` is the JSON pointer of what is wrong; `detail`, a
+  // There must be as many arguments as the message has. `about` is the JSON pointer of what is wrong; `more`, a
   // sentence that is said beside the message.
-  explicit Refusal(Reason reason, std::vector<std::string> args = {}, std::string property = {},
-                   std::string detail = {});
+  explicit Refusal(Reason why, std::vector<std::string> arguments = {}, std::string about = {}, std::string more = {});
 
   Reason reason;
   std::vector<std::string> args;

@@ -107,7 +107,7 @@ JsonObject EventService::form(const Subscription& of) const {
   JsonObject actions;
   for (const char* const name : {"SuspendSubscription", "ResumeSubscription"}) {
     const std::string action = std::string("EventDestination.") + name;
-    actions.add("#" + action, JsonObject().add("target", uri + "/Actions/" + action));
+    actions.add("#" + action, JsonObject().add("target", std::string(uri).append("/Actions/").append(action)));
   }
   JsonObject ours;
   ours.add("ledger_id", of.cursor.ledger_id).add("number", of.cursor.number);

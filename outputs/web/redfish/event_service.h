@@ -36,7 +36,7 @@ class EventService {
   Response stream(const Request& request);
 
  private:
-  engine::JsonObject form(const Subscription& subscription) const;
+  engine::JsonObject form(const Subscription& of) const;
 
   Site& site_;
   Pusher::Tell tell_;

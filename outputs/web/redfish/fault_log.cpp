@@ -141,8 +141,8 @@ JsonObject FaultLog::entries(const MemberRange& range) {
     site_.readers.ask([&](engine::LedgerReader& reader) {
       const auto alarms = reader.history_before(latest + 1, wanted);
       const std::string ledger_id = reader.ledger_id();
-      for (auto alarm = alarms.rbegin(); alarm != alarms.rend(); ++alarm) {
-        members.add(log_entry(*alarm, ledger_id, reader.profile(), description_of(view->of, alarm->number)));
+      for (std::size_t i = alarms.size(); i-- > 0;) {
+        members.add(log_entry(alarms[i], ledger_id, reader.profile(), description_of(view->of, alarms[i].number)));
       }
       return true;
     });

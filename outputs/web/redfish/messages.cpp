@@ -46,7 +46,9 @@ std::string message_id(std::string_view key) {
 
 FilledMessage filled_message(std::string_view key, std::string_view text, std::vector<std::string> args,
                              std::string_view health) {
-  return {.id = message_id(key), .text = with_arguments(text, args), .args = std::move(args), .health = health};
+  FilledMessage message{.id = message_id(key), .text = with_arguments(text, args), .args = {}, .health = health};
+  message.args = std::move(args);
+  return message;
 }
 
 // Codes of the dictionary have messages of their own in the registry.

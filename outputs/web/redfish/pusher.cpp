@@ -36,7 +36,7 @@ struct Pusher::Way {
 };
 
 Pusher::Pusher(LiveLedger& live, SubscriptionStore& store, PushOptions options, Tell tell)
-    : live_(live), store_(store), options_(options), tell_(std::move(tell)), multi_(nullptr) {
+    : live_(live), store_(store), options_(options), tell_(std::move(tell)) {
   static const CURLcode kReady = curl_global_init(CURL_GLOBAL_DEFAULT);
   if (kReady != CURLE_OK) throw std::runtime_error("libcurl cannot be used");
   multi_ = curl_multi_init();

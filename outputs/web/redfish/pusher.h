@@ -72,7 +72,7 @@ class Pusher {
   SubscriptionStore& store_;
   PushOptions options_;
   Tell tell_;
-  void* multi_;  // of libcurl
+  void* multi_ = nullptr;  // of libcurl
 
   mutable std::mutex mutex_;
   std::map<std::string, std::deque<EventRecord>> tests_;  // by subscription

@@ -103,7 +103,7 @@ JsonObject collection_of_links(std::string_view uri, const Schema& schema, std::
   return collection(uri, schema, name, range, uris.size(), members);
 }
 
-JsonObject oem(std::string_view type, JsonObject members) {
+JsonObject oem(std::string_view type, const JsonObject& members) {
   JsonObject ours;
   ours.add("@odata.type", std::string("#Polaiga").append(type)).add_members_of(members);
   return JsonObject().add("Polaiga", ours);

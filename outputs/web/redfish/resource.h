@@ -60,6 +60,6 @@ engine::JsonObject collection_of_links(std::string_view uri, const Schema& schem
                                        const MemberRange& range, const std::vector<std::string>& uris);
 
 // The Oem member with our own properties. Their type is as in "LogEntry.v1_0_0.Alarm".
-engine::JsonObject oem(std::string_view type, engine::JsonObject members);
+engine::JsonObject oem(std::string_view type, const engine::JsonObject& members);
 
 }  // namespace polaiga::web

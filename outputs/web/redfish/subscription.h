@@ -49,10 +49,10 @@ Subscription parse_subscription(std::string_view body);
 
 // The host of an address that events may be pushed to: http or https, without a name and a password. An address in
 // numbers comes as it is usually written, whatever way it was written. Nothing: events cannot be pushed there.
-std::optional<std::string> destination_host(const std::string& destination);
+std::optional<std::string> destination_host(const std::string& text);
 
 // As the state file keeps it, with its secrets. Reading throws std::runtime_error for what is not right.
-nlohmann::json stored_form(const Subscription& subscription);
+nlohmann::json stored_form(const Subscription& of);
 Subscription read_stored(const nlohmann::json& form);
 
 }  // namespace polaiga::web

@@ -16,9 +16,9 @@ namespace polaiga::engine {
 namespace {
 
 #ifdef POLAIGA_SHORT_WALK
-constexpr unsigned kSequences = 150;
+constexpr unsigned kSequences = 50;
 #else
-constexpr unsigned kSequences = 2000;
+constexpr unsigned kSequences = 1000;
 #endif
 
 // What the model knows of an alarm that is active.

@@ -15,7 +15,7 @@ namespace polaiga::engine {
 namespace {
 
 #ifdef POLAIGA_SHORT_WALK
-constexpr unsigned kSequences = 30;
+constexpr unsigned kSequences = 12;
 #else
 constexpr unsigned kSequences = 300;
 #endif

@@ -23,7 +23,7 @@ namespace polaiga::engine {
 namespace {
 
 #ifdef POLAIGA_SHORT_WALK
-constexpr int kSequences = 60;
+constexpr int kSequences = 25;
 #else
 constexpr int kSequences = 1000;
 #endif

@@ -23,7 +23,11 @@ using nlohmann::json;
 
 constexpr std::size_t kMostInARun = 120;
 constexpr std::size_t kMostAtOnce = 1000;
+#ifdef POLAIGA_SHORT_WALK
+constexpr int kDays = 4;
+#else
 constexpr int kDays = 12;
+#endif
 
 // The day's events over and over, each with a name of its own.
 std::vector<std::string> named_events() {

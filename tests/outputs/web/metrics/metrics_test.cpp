@@ -218,7 +218,7 @@ TEST_F(MetricsTest, AHeadHasNoBody) {
   EXPECT_TRUE(head.out.ends_with("\r\n\r\n")) << head.out;
 }
 
-// Whatever happens, there are no more series than the document says.
+// Whatever happens, there are no more series than docs/web.md tells.
 TEST_F(MetricsTest, AllSeriesTogetherAreLimited) {
   constexpr std::size_t kOthers = 110;
   constexpr int kOutputs = 32;

@@ -7,35 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "ledger/joined_rows.h"
 #include "ledger/ledger_file.h"
 #include "ledger/reader.h"
 #include "ledger/stored.h"
 #include "ledger/tables.h"
 
 namespace polaiga::engine {
-
-// A fault's row with what its raise and its end tell of it: columns() FROM tables().
-struct NamedFault {
-  explicit NamedFault(const Statement& statement, int first = 0);
-
-  static std::string columns();
-  static std::string tables();
-
-  FaultRow row;
-  std::string fault_dn;
-  std::string dn;
-  std::uint32_t code = 0;
-  std::string name;
-  Moment raised_at = 0;
-  std::optional<Sequence> ended_seq;
-  Moment ended_at = 0;
-  ChangeKind ending = ChangeKind::kCleared;
-};
-
-// Complains about a row that is not there, though another one refers to it.
-std::string gone(const char* what, std::int64_t number);
-
-SensorEvent sensor_event(const EventRow& event, const SubjectRow& subject);
 
 // Reads within a transaction of the caller's. A row that refers to one that is not
 // there is a LedgerError, as all that no engine writes. Throws SqlError, too. Questions

@@ -358,6 +358,23 @@ TEST_F(ReaderTest, LatestChangesAndThoseAfter) {
   EXPECT_EQ(reader.after({}, 4).through, 1004);
 }
 
+TEST_F(ReaderTest, ChangesThatRetentionTookAreTold) {
+  open({.events = 10, .days = 0, .bytes = 0});
+  engine_->write(raises("A", "o", 395));
+  engine_->write(moves("A", "o", 395, 396));
+  engine_->write({.reported = false, .withdrawn = {"o/fault-F0396"}});
+  engine_->pass(27);
+  LedgerReader reader(path_);
+  const auto lost = [&reader](ChangeNumber after) {
+    const ChangesRead read = reader.after({}, after);
+    if (read.last_lost < read.first_lost) return std::string("none");
+    return std::to_string(read.first_lost) + " to " + std::to_string(read.last_lost);
+  };
+  EXPECT_EQ(lost(0), "1 to 4");
+  EXPECT_EQ(lost(2), "3 to 4");
+  EXPECT_EQ(lost(4), "none");
+}
+
 TEST_F(ReaderTest, SeesThatSomethingWasWritten) {
   LedgerReader reader(path_);
   reader.has_changed();

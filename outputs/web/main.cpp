@@ -15,13 +15,13 @@
 
 #include "access/access.h"
 #include "access/passwd_command.h"
-#include "access/private_file.h"
 #include "api/api.h"
 #include "app/application.h"
 #include "app/catalog.h"
 #include "app/site.h"
 #include "base/accounts.h"
 #include "base/messages.h"
+#include "base/private_file.h"
 #include "base/service_manager.h"
 #include "base/signals.h"
 #include "base/unblocked_output.h"
@@ -62,11 +62,12 @@ struct Options {
 
 std::optional<TlsIdentity> read_identity(const Options& options) {
   if (options.certificate.empty()) return std::nullopt;
-  TlsIdentity identity{.certificate = read_file(options.certificate, "the certificate"),
-                       .key = read_private_file(options.key, "the key"),
+  TlsIdentity identity{.certificate = polaiga::engine::read_file(options.certificate, "the certificate"),
+                       .key = polaiga::engine::read_private_file(options.key, "the key"),
                        .client_authority = {}};
   if (!options.client_authority.empty()) {
-    identity.client_authority = read_file(options.client_authority, "the certificate of the clients' authority");
+    identity.client_authority =
+        polaiga::engine::read_file(options.client_authority, "the certificate of the clients' authority");
   }
   return identity;
 }

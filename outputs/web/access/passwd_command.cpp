@@ -11,10 +11,10 @@
 #include "access/names.h"
 #include "access/new_password.h"
 #include "access/password_hash.h"
-#include "access/private_file.h"
 #include "access/users.h"
 #include "base/messages.h"
 #include "base/printable.h"
+#include "base/private_file.h"
 
 namespace polaiga::web {
 namespace {
@@ -31,7 +31,7 @@ struct Change {
 };
 
 std::string text_of(const std::string& path) {
-  return ::access(path.c_str(), F_OK) == 0 ? read_private_file(path, kWhat) : std::string();
+  return ::access(path.c_str(), F_OK) == 0 ? engine::read_private_file(path, kWhat) : std::string();
 }
 
 // The user as he is to be. The file may change while a person types, so it is not locked meanwhile.
@@ -59,23 +59,23 @@ void say_done(const std::string& what) {
 }
 
 void remove_user(const Change& change) {
-  const FileLock lock(change.path);
-  const std::string text = read_private_file(change.path, kWhat);
+  const engine::FileLock lock(change.path);
+  const std::string text = engine::read_private_file(change.path, kWhat);
   if (!parse_users(text, change.path).contains(change.name)) {
     throw std::runtime_error("there is no user " + engine::in_quotes(change.name));
   }
-  replace_private_file(change.path, without_user(text, change.name));
+  engine::replace_private_file(change.path, without_user(text, change.name));
   say_done(engine::in_quotes(change.name) + " is no user any more");
 }
 
 void set_user(const Change& change) {
-  check_replaceable(change.path);  // before a person types a password
+  engine::check_replaceable(change.path);  // before a person types a password
   const User user = wanted(change);
-  const FileLock lock(change.path);
+  const engine::FileLock lock(change.path);
   const bool is_new = ::access(change.path.c_str(), F_OK) != 0;
   const std::string text = with_user(text_of(change.path), user);
   parse_users(text, change.path);
-  replace_private_file(change.path, text);
+  engine::replace_private_file(change.path, text);
   say_done(engine::in_quotes(user.name) + " is a user with the role " + std::string(role_name(user.role)));
   if (is_new && ::geteuid() == 0) {
     std::printf(

@@ -28,11 +28,6 @@ std::string digits_of(const std::uint8_t* bytes, std::size_t size) {
 
 }  // namespace
 
-void wipe(std::string& text) {
-  ::explicit_bzero(text.data(), text.size());
-  text.clear();
-}
-
 Secret::Secret(std::string&& text) : text_(text) { wipe(text); }
 
 // A short text lies in the string object itself. To swap two texts leaves no copy of it behind, as to move one would.

@@ -6,12 +6,13 @@
 #include <string>
 #include <string_view>
 
+#include "base/wipe.h"
+
 namespace polaiga::web {
 
 using Digest = std::array<std::uint8_t, 32>;
 
-// Overwrites the text, in a way that the compiler does not leave out, and empties it.
-void wipe(std::string& text);
+using engine::wipe;
 
 // A text that is overwritten when it is not needed any more.
 class Secret {

@@ -4,8 +4,8 @@
 
 #include "access/names.h"
 #include "access/password_hash.h"
-#include "access/private_file.h"
 #include "base/printable.h"
+#include "base/private_file.h"
 
 namespace polaiga::web {
 namespace {
@@ -83,7 +83,9 @@ Users parse_users(std::string_view text, const std::string& path) {
   return users;
 }
 
-Users read_users(const std::string& path) { return parse_users(read_private_file(path, "the users file"), path); }
+Users read_users(const std::string& path) {
+  return parse_users(engine::read_private_file(path, "the users file"), path);
+}
 
 std::string with_user(std::string_view text, const User& user) {
   std::string changed;

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace polaiga::web {
+namespace polaiga::engine {
 
 // Reads a file. `what` is what messages call it, as "the users file". Throws std::runtime_error.
 std::string read_file(const std::string& path, std::string_view what);
@@ -32,4 +32,4 @@ class FileLock {
   int fd_;
 };
 
-}  // namespace polaiga::web
+}  // namespace polaiga::engine

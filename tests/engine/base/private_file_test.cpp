@@ -1,4 +1,4 @@
-#include "access/private_file.h"
+#include "base/private_file.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -10,10 +10,10 @@
 
 #include "support/temp_dir.h"
 
-namespace polaiga::web {
+namespace polaiga::engine {
 namespace {
 
-using engine::test::TempDir;
+using test::TempDir;
 
 class PrivateFileTest : public ::testing::Test {
  protected:
@@ -133,4 +133,4 @@ TEST_F(PrivateFileTest, ALockKeepsOthersOut) {
 }
 
 }  // namespace
-}  // namespace polaiga::web
+}  // namespace polaiga::engine

@@ -1,4 +1,4 @@
-#include "access/private_file.h"
+#include "base/private_file.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -12,11 +12,11 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "access/secrets.h"
 #include "base/descriptor.h"
 #include "base/printable.h"
+#include "base/wipe.h"
 
-namespace polaiga::web {
+namespace polaiga::engine {
 namespace {
 
 constexpr std::size_t kMostFileBytes = std::size_t{1024} * 1024;
@@ -24,29 +24,27 @@ constexpr std::size_t kMostFileBytes = std::size_t{1024} * 1024;
 [[noreturn]] void fail(const std::string& text) { throw std::runtime_error(text); }
 
 [[noreturn]] void fail_to(const char* what, const std::string& path) {
-  fail("cannot " + std::string(what) + " " + engine::in_quotes(path) + ": " + std::strerror(errno));
+  fail("cannot " + std::string(what) + " " + in_quotes(path) + ": " + std::strerror(errno));
 }
 
-std::string shown(std::string_view what, const std::string& path) {
-  return std::string(what) + " " + engine::in_quotes(path);
-}
+std::string shown(std::string_view what, const std::string& path) { return std::string(what) + " " + in_quotes(path); }
 
 void check_private(const struct stat& status, std::string_view what, const std::string& path) {
   const std::string type = "; type: ";
   if (status.st_uid != 0 && status.st_uid != ::geteuid()) {
     fail(shown(what, path) + " belongs to neither root nor the user of this process, so somebody else could change it" +
-         type + "chown root " + engine::in_quotes(path));
+         type + "chown root " + in_quotes(path));
   }
   const mode_t readable_by_group_root = status.st_gid == 0 ? S_IRGRP : 0U;
   if ((status.st_mode & (S_IRWXG | S_IRWXO) & ~readable_by_group_root) != 0) {
     fail(shown(what, path) + " may be read or changed by others than its owner" + type + "chmod 600 " +
-         engine::in_quotes(path));
+         in_quotes(path));
   }
 }
 
 std::string read_checked(const std::string& path, std::string_view what, bool is_private) {
   // A named pipe in its place must not make this wait.
-  const engine::Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat status = {};
   if (!file.is_open() || ::fstat(file.get(), &status) != 0) {
     const int error = errno;
@@ -54,8 +52,8 @@ std::string read_checked(const std::string& path, std::string_view what, bool is
     // A file that this process sees and may not read was made by root, as `polaiga-web passwd` does when root types it.
     const bool is_owner_wrong = is_private && error == EACCES && ::stat(path.c_str(), &status) == 0;
     if (is_owner_wrong) {
-      why += "; give it to the user of this process, type: chown " + std::to_string(::geteuid()) + " " +
-             engine::in_quotes(path);
+      why +=
+          "; give it to the user of this process, type: chown " + std::to_string(::geteuid()) + " " + in_quotes(path);
     }
     fail(why);
   }
@@ -65,7 +63,7 @@ std::string read_checked(const std::string& path, std::string_view what, bool is
     fail(shown(what, path) + " is longer than " + std::to_string(kMostFileBytes) + " bytes");
   }
   std::string text(static_cast<std::size_t>(status.st_size), '\0');
-  if (!engine::read_all(file.get(), text.data(), text.size())) {
+  if (!read_all(file.get(), text.data(), text.size())) {
     wipe(text);
     fail("cannot read " + shown(what, path) + ": it was cut short");
   }
@@ -81,7 +79,7 @@ std::string directory_of(const std::string& path) {
 class NewFile {
  public:
   explicit NewFile(const std::string& path) : path_(path), name_(path + ".XXXXXX") {
-    file_ = engine::Descriptor(::mkostemp(name_.data(), O_CLOEXEC));
+    file_ = Descriptor(::mkostemp(name_.data(), O_CLOEXEC));
     if (!file_.is_open()) fail_to("make a file beside", path_);
   }
   ~NewFile() {
@@ -97,7 +95,7 @@ class NewFile {
       fail_to("give the new file to the owner of", path_);
     }
     if (::fchmod(file_.get(), S_IRUSR | S_IWUSR) != 0) fail_to("set the mode of", name_);
-    if (!engine::write_all(file_.get(), text.data(), text.size())) fail_to("write", name_);
+    if (!write_all(file_.get(), text.data(), text.size())) fail_to("write", name_);
     if (::fsync(file_.get()) != 0) fail_to("write", name_);
   }
 
@@ -109,7 +107,7 @@ class NewFile {
  private:
   std::string path_;
   std::string name_;
-  engine::Descriptor file_;
+  Descriptor file_;
 };
 
 // A link stays one: what it leads to is replaced.
@@ -130,7 +128,7 @@ void replace_private_file(const std::string& path, std::string_view text) {
   NewFile file(real);
   file.fill(text);
   file.take_place();
-  const engine::Descriptor directory(::open(directory_of(real).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const Descriptor directory(::open(directory_of(real).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!directory.is_open() || ::fsync(directory.get()) != 0) fail_to("write the directory of", real);
 }
 
@@ -138,8 +136,8 @@ void check_replaceable(const std::string& path) {
   const std::string directory = directory_of(real_path(path));
   if (::access(directory.c_str(), W_OK | X_OK) == 0) return;
   const int error = errno;
-  fail("cannot make a file in the directory " + engine::in_quotes(directory) + ": " + std::strerror(error) +
-       (error == ENOENT ? "; type: mkdir -p " + engine::in_quotes(directory) : std::string()));
+  fail("cannot make a file in the directory " + in_quotes(directory) + ": " + std::strerror(error) +
+       (error == ENOENT ? "; type: mkdir -p " + in_quotes(directory) : std::string()));
 }
 
 FileLock::FileLock(const std::string& path)
@@ -153,4 +151,4 @@ FileLock::FileLock(const std::string& path)
 
 FileLock::~FileLock() { ::close(fd_); }
 
-}  // namespace polaiga::web
+}  // namespace polaiga::engine

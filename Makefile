@@ -162,7 +162,7 @@ cppcheck:
 	@cppcheck --quiet --std=c++20 --language=c++ --enable=warning,performance,portability \
 	  --suppress=duplicateAssignExpression \
 	  --inline-suppr --error-exitcode=1 \
-	  -I include -I src -I engine -I outputs/web src engine outputs fuzz
+	  -I include -I src -I engine -I outputs/web -I sources/ipmi src engine outputs sources fuzz
 
 valgrind: export GTEST_BRIEF = 1
 valgrind:

@@ -149,6 +149,11 @@ bool Adapter::is_done() const {
   return controller_ && !has_more_ && !following_.wants_all_states() && state_.pending.empty() && saved_ == state_;
 }
 
+bool Adapter::waits_for_engine() const {
+  const bool is_read = controller_ && !has_more_ && !following_.wants_all_states();
+  return is_read || saved_ != state_ || state_.pending.size() >= kMostPending;
+}
+
 std::string Adapter::status() const {
   std::string text = is_full_told_   ? "the state cannot be saved"
                      : is_gone_told_ ? "the controller cannot be asked"

@@ -52,12 +52,17 @@ class Adapter {
 
   // Does what is due. Throws ControllerRefuses.
   void go_on();
+  // Saves what is not saved yet, as far as that is possible.
+  void end() { save(); }
   // Until something is due. The sink's descriptor is to be polled, too.
   std::chrono::milliseconds until_next() const;
 
   // The log was read to its end, and all states were; and the engine has acknowledged all that came of it.
   bool is_done() const;
-  bool is_connected() const { return session_ != nullptr; }
+  // The controller cannot be asked.
+  bool has_lost_controller() const { return is_gone_told_; }
+  // There is nothing to do but to save, or to tell the engine.
+  bool waits_for_engine() const;
   std::size_t waiting() const { return state_.pending.size(); }  // events
   std::string status() const;
 

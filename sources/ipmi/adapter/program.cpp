@@ -92,6 +92,7 @@ class Service {
   engine::Messages messages_;
   engine::ServiceManager manager_;
   std::optional<engine::Signals> signals_;
+  const std::string last_line_;
   bool must_stop_ = false;
   bool must_reload_ = false;
   // Of --once: how many events waited when there was progress last, and when that was.
@@ -177,7 +178,7 @@ int Service::follow(Adapter& adapter, const EventSink& sink) {
 }
 
 int Service::run() {
-  signals_.emplace(engine::kFailed, kEndWithin, messages_.output(), std::string_view());
+  signals_.emplace(engine::kFailed, kEndWithin, messages_.output(), last_line_);
   const auto tell = [this](Priority priority, const std::string& text) { say(priority, text); };
   const SensorLevels::Rows rows = read_rows_of(mapping_file(options_.map));
   NoStore no_store;
@@ -206,7 +207,7 @@ int Service::run() {
   return follow(adapter, *sink);
 }
 
-int check(const Options& options) {
+int list_sensors(const Options& options) {
   const SensorLevels::Rows rows = read_rows_of(mapping_file(options.map));
   const Access access = find_access(options);
   const auto session = open_session(access, options);
@@ -229,7 +230,7 @@ int run_program(int argc, const char* const* argv) {
     const auto options = read_command_line(argc, argv, status);
     if (!options) return status;
     std::signal(SIGPIPE, SIG_IGN);
-    if (options->check) return check(*options);
+    if (options->check) return list_sensors(*options);
     return Service(*options).run();
   } catch (const engine::WriteError& error) {
     if (error.code().value() == EPIPE) return engine::kDone;

@@ -22,13 +22,13 @@ std::string epoch_text(std::uint64_t epoch) {
 
 // The mapping's own row for it goes before the one that is built in.
 SensorLevels::Rows with_fullness(SensorLevels::Rows rows) {
-  return [rows = std::move(rows)](const Sensor& sensor) {
-    std::vector<Mapped> found = rows(sensor);
-    if (found.empty() && sensor.key == fullness_sensor().key && sensor.name == fullness_sensor().name) {
-      found.push_back(fullness_row());
-    }
+  auto of = [of = rows.of, line_of = rows.line_of](const Sensor& sensor) {
+    std::vector<Mapped> found = of(sensor);
+    const bool is_fullness = sensor.key == fullness_sensor().key && sensor.name == fullness_sensor().name;
+    if (is_fullness && found.empty() && (!line_of || line_of(sensor) == 0)) found.push_back(fullness_row());
     return found;
   };
+  return {std::move(of), std::move(rows.line_of)};
 }
 
 }  // namespace

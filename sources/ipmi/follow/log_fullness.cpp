@@ -20,11 +20,9 @@ const Threshold kThresholds[] = {
     {75, 7, {117, 1}, {117, 0}}, {90, 9, {118, 1}, {118, 1}}, {100, 11, {119, 1}, {119, 1}}};
 
 Ladder make_ladder() {
-  Ladder ladder{.name = "fullness", .held = Held::kState, .tells_presence = false, .rungs = {}};
+  Ladder ladder{.name = "fullness", .held = Held::kState, .tells_presence = false, .is_choice = false, .rungs = {}};
   for (const Threshold& threshold : kThresholds) {
-    ladder.rungs.push_back({.offset = threshold.offset,
-                            .is_bad_when_set = true,
-                            .event_data_3 = {},
+    ladder.rungs.push_back({.when = {{.offset = threshold.offset, .is_bad_when_set = true, .event_data_3 = {}}},
                             .up = {threshold.up},
                             .down = {threshold.down}});
   }

@@ -35,6 +35,37 @@ def free_port(kind):
         return probe.getsockname()[1]
 
 
+class Console:
+    """The console of a simulator, which sets its sensors."""
+
+    def __init__(self, port, sensors=BOARD):
+        self.numbers = {sensor.name: sensor.number for sensor in sensors}
+        self.connection = socket.create_connection(("127.0.0.1", port), timeout=PATIENCE)
+        self.read_prompt()
+
+    def read_prompt(self):
+        text = b""
+        while not text.endswith(b"> "):
+            some = self.connection.recv(4096)
+            assert some, "the simulator has closed its console"
+            text += some
+        return text.decode("latin-1")
+
+    def command(self, text):
+        self.connection.sendall(text.encode() + b"\n")
+        answer = self.read_prompt()
+        assert "**" not in answer, answer
+
+    def set_value(self, name, value, event=True):
+        self.command(f"sensor_set_value {CONTROLLER:#x} 0 {self.numbers[name]} {value:#x} {int(event)}")
+
+    def set_bit(self, name, bit, value, event=True):
+        self.command(f"sensor_set_bit {CONTROLLER:#x} 0 {self.numbers[name]} {bit} {int(value)} {int(event)}")
+
+    def close(self):
+        self.connection.close()
+
+
 class Simulator:
     """`log_entries` is how many records fit into its log, `log` are records of 16 bytes that it begins with."""
 
@@ -97,10 +128,9 @@ set_working_mc {CONTROLLER:#x}
     def connect(self):
         assert self.process.poll() is None, "the simulator has ended: " + self.said()
         try:
-            self.console = socket.create_connection(("127.0.0.1", self.console_port), timeout=PATIENCE)
+            self.console = Console(self.console_port, self.sensors.values())
         except OSError:
             return False
-        self.read_prompt()
         return True
 
     def said(self):
@@ -117,36 +147,18 @@ set_working_mc {CONTROLLER:#x}
             except OSError:
                 return False
 
-    def read_prompt(self):
-        text = b""
-        while not text.endswith(b"> "):
-            some = self.console.recv(4096)
-            assert some, "the simulator has closed its console"
-            text += some
-        return text.decode("latin-1")
-
-    def command(self, text):
-        """What the console says to a command."""
-        self.console.sendall(text.encode() + b"\n")
-        answer = self.read_prompt()
-        assert "**" not in answer, answer
-        return answer
-
-    def where(self, name):
-        return f"{CONTROLLER:#x} 0 {self.sensors[name].number}"
-
     def set_value(self, name, value, event=True):
         """Sets a raw reading. Without `event` the log does not tell of it."""
         self.asserted[name] = value
-        self.command(f"sensor_set_value {self.where(name)} {value:#x} {int(event)}")
+        self.console.set_value(name, value, event)
 
     def set_bits(self, name, bits, event=True):
         """The bits that are set from now on, and no others; those that were set are taken back last."""
         before, self.asserted[name] = self.asserted[name], frozenset(bits)
         for bit in sorted(self.asserted[name] - before):
-            self.command(f"sensor_set_bit {self.where(name)} {bit} 1 {int(event)}")
+            self.console.set_bit(name, bit, True, event)
         for bit in sorted(before - self.asserted[name]):
-            self.command(f"sensor_set_bit {self.where(name)} {bit} 0 {int(event)}")
+            self.console.set_bit(name, bit, False, event)
 
     def set(self, name, to, event=True):
         if self.sensors[name].is_threshold:

@@ -250,9 +250,9 @@ TEST(Controller, LeavesOutRecordsThatItCannotUnderstand) {
 }
 
 TEST(Controller, EndsAChainThatComesBack) {
-  for (const std::uint16_t next : {0, 1, 2, 3}) {
+  for (std::uint16_t next = 0; next <= 3; ++next) {
     FakeController fake;
-    for (const std::uint8_t number : {1, 2, 3}) fake.add_sensor({.number = number, .name = "T"});
+    for (std::uint8_t number = 1; number <= 3; ++number) fake.add_sensor({.number = number, .name = "T"});
     fake.sdr_follows[3] = next;
     Complaints complaints;
     EXPECT_EQ(Controller(fake).sensors(complaints.take()).size(), 3);

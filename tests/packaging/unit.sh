@@ -1,4 +1,4 @@
-# What the tests of units have in common: fail, verify, open_to and has_lines. `work` is a directory for files.
+# What the tests of units have in common: fail, verify, open_to, has_lines and engine_unit. `work` is a directory for files.
 fail() { echo "$*"; exit 1; }
 
 # The complaints of systemd about a unit.
@@ -7,7 +7,7 @@ verify() { systemd-analyze verify --man=no --generators=no --recursive-errors=no
 # verify_unit UNIT LINE: systemd finds nothing wrong, but would if the line were spelled otherwise.
 verify_unit() {
   local complaints
-  ! grep -n '@' "$1" | grep -v '@system-service\|@privileged\|"$$@"' || fail "$1 has places that nothing fills"
+  ! grep -n '@' "$1" | grep -v '@system-service\|@privileged\|"$$@"\|polaiga@%i\.service' || fail "$1 has places that nothing fills"
   complaints=$(verify "$1") || fail "systemd-analyze verify: $complaints"
   [ -z "$complaints" ] || fail "systemd-analyze verify: $complaints"
   grep -qxF "$2" "$1" || fail "$1 has no line $2"
@@ -34,4 +34,13 @@ has_lines() {
   while read -r line; do
     grep -qxF "$line" "$1" || fail "the unit has no line $line"
   done
+}
+
+# engine_unit SOURCE DIRECTORY OPTIONS TEMPLATE: the engine's unit with the program in this directory and these options, or,
+# if TEMPLATE is yes, the template for one of several servers. packaging/systemd/instance.cmake fills in the same.
+engine_unit() {
+  local named='' instance='' directory=''
+  if [ "$4" = yes ]; then named=' %i' instance=/%i directory=' polaiga/%i'; fi
+  sed -e "s|@bindir@|$2|" -e "s|@unit_options@|$3|" -e "s|@named@|$named|" -e "s|@instance@|$instance|g" \
+    -e "s|@directory@|$directory|" "$1/packaging/systemd/polaiga.service.in"
 }

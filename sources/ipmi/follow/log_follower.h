@@ -60,6 +60,8 @@ class LogFollower {
   std::optional<Place> after_cursor(Controller& controller, const Position& position) const;
   std::optional<Place> find_again(Controller& controller, const Position& position);
   bool take(Controller& controller, Place& place, LogBatch& batch);
+  std::optional<LogEntry> entry_zero(Controller& controller, const SelBytes& cursor);
+  void tell_loop(const Position& position, std::uint16_t to);
   void end_pass() { read_ids_.reset(); }
   void tell_once(bool& is_told, const std::string& text);
 
@@ -71,6 +73,7 @@ class LogFollower {
   std::bitset<0x10000> read_ids_;
   bool loop_told_ = false;
   bool break_told_ = false;
+  bool zero_told_ = false;
 };
 
 }  // namespace polaiga::ipmi

@@ -11,30 +11,9 @@ namespace {
 // Whether the contents of a record name it: two records with a time of a clock that was never set may be alike.
 bool has_time(const SelBytes& bytes) { return parse_sel_record(bytes).time.has_value(); }
 
-// Without the id, which a controller may change.
-bool is_same_content(const SelBytes& one, const SelBytes& other) {
-  return std::equal(one.begin() + 2, one.end(), other.begin() + 2);
-}
-
 void push(std::deque<ReadRecord>& trail, ReadRecord record) {
   trail.push_back(record);
   if (trail.size() > Position::kTrail) trail.pop_front();
-}
-
-// All records of the log, in the order of the chain.
-std::vector<std::pair<ReadRecord, std::uint16_t>> walk(Controller& controller) {
-  std::vector<std::pair<ReadRecord, std::uint16_t>> records;
-  std::bitset<0x10000> read;
-  for (std::uint16_t next = Controller::kFirstRecord; next != Controller::kLastRecord && !read[next];) {
-    const auto entry = controller.log_entry(next);
-    if (!entry) break;
-    const std::uint16_t id = next == Controller::kFirstRecord ? entry->record.id : next;
-    if (read[id]) break;
-    read[id] = true;
-    records.push_back({{id, entry->record.bytes}, entry->next_id});
-    next = entry->next_id;
-  }
-  return records;
 }
 
 }  // namespace
@@ -92,20 +71,16 @@ std::optional<LogEntry> LogFollower::entry_zero(Controller& controller, const Se
   return next;
 }
 
-// Looks for the last records that were read, from the latest, under whatever id they have now. So the log goes on where
-// it was read to when the cursor's record alone was deleted, or when the controller has counted anew.
+// Looks for the last records that were read, from the latest. So the log goes on where it was read to when the cursor's
+// record alone was deleted.
 std::optional<LogFollower::Place> LogFollower::find_again(Controller& controller, const Position& position) {
-  if (std::ranges::none_of(position.trail, [](const ReadRecord& record) { return has_time(record.bytes); })) {
-    return std::nullopt;
-  }
-  const auto records = walk(controller);
   for (auto wanted = position.trail.rbegin(); wanted != position.trail.rend(); ++wanted) {
     if (!has_time(wanted->bytes)) continue;
-    const auto found = std::ranges::find_if(
-        records, [&](const auto& record) { return is_same_content(record.first.bytes, wanted->bytes); });
-    if (found == records.end()) continue;
-    Place place{position, found->second};
-    place.position.trail.assign(1, found->first);
+    const auto entry = controller.log_entry(wanted->id);
+    if (!entry || entry->record.bytes != wanted->bytes) continue;
+    Place place{position, entry->next_id};
+    place.position.trail.erase(place.position.trail.begin() + (wanted.base() - position.trail.begin()),
+                               place.position.trail.end());
     return place;
   }
   return std::nullopt;

@@ -143,7 +143,7 @@ if [ -n "$ipmi" ]; then
   for option in $ipmi_options; do
     [[ $option =~ ^--(help|version)$ ]] || grep -q -- "$option\>" "$source/docs/ipmi.md" || { echo "docs/ipmi.md does not tell of $option"; failed=1; }
   done
-  [[ $("$ipmi" --version) == *GPL-3+* ]] || { echo "polaiga-ipmi --version does not tell the licence"; failed=1; }
+  [[ $("$ipmi" --version) == *"General Public License, version 3"* ]] || { echo "polaiga-ipmi --version does not tell the licence"; failed=1; }
   # The places that its services use.
   for place in /etc/default/polaiga-ipmi POLAIGA_IPMI_OPTIONS /dev/ipmi0; do
     for document in packaging/man/polaiga-ipmi.1 packaging/systemd/polaiga-ipmi.service.in docs/ipmi.md; do

@@ -225,6 +225,7 @@ class Bench : Figures {
     const auto begin = Steady::now();
     {
       std::vector<std::jthread> clients;
+      clients.reserve(kClients);
       for (int i = 0; i < kClients; ++i) {
         clients.emplace_back([&, i] {
           try {

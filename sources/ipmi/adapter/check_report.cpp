@@ -41,10 +41,11 @@ std::vector<std::string> check_report(const std::vector<Sensor>& sensors, const 
   std::vector<std::string> lines;
   std::size_t without = 0;
   for (const Sensor& sensor : sensors) {
-    const std::vector<Mapped> ladders = rows(sensor);
+    const std::vector<Mapped> ladders = rows.of(sensor);
     if (ladders.empty()) {
-      ++without;
-      lines.push_back(shown(sensor) + "\tno row");
+      const std::size_t line = rows.line_of ? rows.line_of(sensor) : 0;
+      if (line == 0) ++without;
+      lines.push_back(shown(sensor) + (line == 0 ? "\tno row" : "\tleft out by line " + std::to_string(line)));
       continue;
     }
     const auto now = state(sensor);

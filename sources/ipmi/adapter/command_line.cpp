@@ -43,7 +43,7 @@ void add_controller_options(CLI::App& program, Options& options) {
 }
 
 // What no option says by itself.
-void check(const Options& options) {
+void check_together(const Options& options) {
   if (!options.sel.empty() || (!options.sdr.empty() && options.check)) {
     if (!options.target.empty() || !options.device.empty()) {
       throw CLI::ValidationError("--sel and --sdr are read in place of a controller; give no --target and no --device");
@@ -87,7 +87,7 @@ std::optional<Options> read_command_line(int argc, const char* const* argv, int&
       "refuses the user.");
   try {
     program.parse(argc, argv);
-    check(options);
+    check_together(options);
     return options;
   } catch (const CLI::ParseError& error) {
     status = program.exit(error) == 0 ? engine::kDone : engine::kFailed;

@@ -17,7 +17,8 @@ SensorLevels::Rows read_rows_of(const std::filesystem::path& file) {
   constexpr std::size_t kMostBytes = std::size_t{1024} * 1024;
   const auto mapping =
       std::make_shared<const Mapping>(Mapping::parse(engine::read_table_file(file, kMostBytes), file.string()));
-  return [mapping](const Sensor& sensor) { return mapping->of(sensor); };
+  return {.of = [mapping](const Sensor& sensor) { return mapping->of(sensor); },
+          .line_of = [mapping](const Sensor& sensor) { return mapping->line_of(sensor); }};
 }
 
 }  // namespace polaiga::ipmi

@@ -22,6 +22,7 @@
 #include "adapter/mapping_file.h"
 #include "adapter/options.h"
 #include "adapter/printed_events.h"
+#include "adapter/saved_events.h"
 #include "adapter/watched_session.h"
 #include "base/clock.h"
 #include "base/messages.h"
@@ -31,6 +32,7 @@
 #include "base/status.h"
 #include "base/tab_separated.h"
 #include "controller/freeipmi_session.h"
+#include "controller/saved_log.h"
 #include "follow/engine_connection.h"
 #include "follow/log_fullness.h"
 #include "follow/state_file.h"
@@ -92,6 +94,7 @@ class Service {
   engine::Messages messages_;
   engine::ServiceManager manager_;
   std::optional<engine::Signals> signals_;
+  const std::string last_line_;
   bool must_stop_ = false;
   bool must_reload_ = false;
   // Of --once: how many events waited when there was progress last, and when that was.
@@ -177,7 +180,7 @@ int Service::follow(Adapter& adapter, const EventSink& sink) {
 }
 
 int Service::run() {
-  signals_.emplace(engine::kFailed, kEndWithin, messages_.output(), std::string_view());
+  signals_.emplace(engine::kFailed, kEndWithin, messages_.output(), last_line_);
   const auto tell = [this](Priority priority, const std::string& text) { say(priority, text); };
   const SensorLevels::Rows rows = read_rows_of(mapping_file(options_.map));
   NoStore no_store;
@@ -206,19 +209,47 @@ int Service::run() {
   return follow(adapter, *sink);
 }
 
-int check(const Options& options) {
+int list_sensors(const Options& options) {
   const SensorLevels::Rows rows = read_rows_of(mapping_file(options.map));
-  const Access access = find_access(options);
-  const auto session = open_session(access, options);
-  Controller controller(*session);
-  const auto sensors = controller.sensors([](const std::string& text) { engine::say(text); });
+  std::unique_ptr<Session> session;
+  std::optional<Controller> controller;
+  std::vector<Sensor> sensors;
+  if (options.sdr.empty()) {
+    session = open_session(find_access(options), options);
+    controller.emplace(*session);
+    sensors = controller->sensors([](const std::string& text) { engine::say(text); });
+    sensors.push_back(fullness_sensor());
+  } else {
+    sensors = parse_saved_sensors(read_saved_file(options.sdr), options.sdr,
+                                  [](const std::string& text) { engine::complain(text); });
+  }
+  const auto state = [&](const Sensor& sensor) -> std::optional<SensorState> {
+    if (!controller) return std::nullopt;
+    return sensor.key == fullness_sensor().key ? fullness(controller->log_info(), false) : controller->state(sensor);
+  };
+  engine::StandardOutput output;
+  for (const std::string& line : check_report(sensors, with_fullness(rows), state)) output.write(line + "\n");
+  output.flush();
+  return engine::kDone;
+}
+
+int print_saved(const Options& options) {
+  const SensorLevels::Rows rows = read_rows_of(mapping_file(options.map));
+  int status = engine::kDone;
+  const auto complain = [&](const std::string& text) {
+    status = engine::kBadLines;
+    engine::complain(text);
+  };
+  std::vector<Sensor> sensors;
+  if (!options.sdr.empty()) sensors = parse_saved_sensors(read_saved_file(options.sdr), options.sdr, complain);
   engine::StandardOutput output;
   for (const std::string& line :
-       check_report(sensors, rows, [&](const Sensor& sensor) { return controller.state(sensor); })) {
+       saved_events(parse_saved_log(read_saved_file(options.sel), options.sel, sensors, complain), sensors, rows,
+                    [](const std::string& text) { engine::say(text); })) {
     output.write(line + "\n");
   }
   output.flush();
-  return engine::kDone;
+  return status;
 }
 
 }  // namespace
@@ -229,7 +260,8 @@ int run_program(int argc, const char* const* argv) {
     const auto options = read_command_line(argc, argv, status);
     if (!options) return status;
     std::signal(SIGPIPE, SIG_IGN);
-    if (options->check) return check(*options);
+    if (!options->sel.empty()) return print_saved(*options);
+    if (options->check) return list_sensors(*options);
     return Service(*options).run();
   } catch (const engine::WriteError& error) {
     if (error.code().value() == EPIPE) return engine::kDone;

@@ -13,24 +13,6 @@ namespace {
 
 using engine::Priority;
 
-std::string epoch_text(std::uint64_t epoch) {
-  static constexpr char kDigits[] = "0123456789abcdef";
-  std::string text(16, '0');
-  for (std::size_t i = text.size(); i-- > 0; epoch >>= 4U) text[i] = kDigits[epoch & 15U];
-  return text;
-}
-
-// The mapping's own row for it goes before the one that is built in.
-SensorLevels::Rows with_fullness(SensorLevels::Rows rows) {
-  return [rows = std::move(rows)](const Sensor& sensor) {
-    std::vector<Mapped> found = rows(sensor);
-    if (found.empty() && sensor.key == fullness_sensor().key && sensor.name == fullness_sensor().name) {
-      found.push_back(fullness_row());
-    }
-    return found;
-  };
-}
-
 }  // namespace
 
 Following::Following(State& state, Outside outside, bool with_history)
@@ -51,8 +33,7 @@ void Following::add(const std::string& id, const Target& target, const Step& ste
 SensorLevels::Send Following::send_reading() {
   return [this, number = std::uint64_t{0}, step_number = 0](const Target& target, const Step& step) mutable {
     if (number == 0) number = ++state_.readings;
-    const std::string id =
-        "now:" + epoch_text(state_.position.epoch) + ":" + std::to_string(number) + "/" + std::to_string(++step_number);
+    const std::string id = reading_event_id(state_.position.epoch, number, ++step_number);
     add(id, target, step, std::nullopt);
   };
 }
@@ -135,9 +116,7 @@ void Following::apply(const NewRecord& record) {
   const auto time = believable(record.record.time);
   int number = 0;
   levels_.record(*record.record.event, [&](const Target& target, const Step& step) {
-    const std::string id =
-        "sel:" + epoch_text(record.epoch) + ":" + hexadecimal(record.record.bytes) + "/" + std::to_string(++number);
-    add(id, target, step, time);
+    add(record_event_id(record.epoch, record.record.bytes, ++number), target, step, time);
   });
 }
 

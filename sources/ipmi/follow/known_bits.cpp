@@ -70,12 +70,13 @@ void KnownBits::read(std::uint16_t asserted_now) {
 }
 
 int KnownBits::level(const Ladder& ladder) const {
-  Bits bits{.asserted = asserted, .event_data_3 = {}};
+  Bits bits{.asserted = asserted, .event_data_3 = {}, .known = known};
   for (const Rung& rung : ladder.rungs) {
-    if (!rung.is_bad_when_set && (known & bit(rung.offset)) == 0) bits.asserted |= bit(rung.offset);
-    if (!rung.event_data_3) continue;
-    const auto found = data_3.find(rung.offset);
-    if (found != data_3.end()) bits.event_data_3 = found->second;
+    for (const Condition& condition : rung.when) {
+      if (!condition.event_data_3) continue;
+      const auto found = data_3.find(condition.offset);
+      if (found != data_3.end()) bits.event_data_3 = found->second;
+    }
   }
   return ladder.level(bits);
 }

@@ -20,11 +20,9 @@ const Threshold kThresholds[] = {
     {75, 7, {117, 1}, {117, 0}}, {90, 9, {118, 1}, {118, 1}}, {100, 11, {119, 1}, {119, 1}}};
 
 Ladder make_ladder() {
-  Ladder ladder{.name = "fullness", .held = Held::kState, .tells_presence = false, .rungs = {}};
+  Ladder ladder{.name = "fullness", .held = Held::kState, .tells_presence = false, .is_choice = false, .rungs = {}};
   for (const Threshold& threshold : kThresholds) {
-    ladder.rungs.push_back({.offset = threshold.offset,
-                            .is_bad_when_set = true,
-                            .event_data_3 = {},
+    ladder.rungs.push_back({.when = {{.offset = threshold.offset, .is_bad_when_set = true, .event_data_3 = {}}},
                             .up = {threshold.up},
                             .down = {threshold.down}});
   }
@@ -45,6 +43,8 @@ const Sensor& fullness_sensor() {
   return sensor;
 }
 
+namespace {
+
 Mapped fullness_row() {
   static const auto ladder = std::make_shared<const Ladder>(make_ladder());
   const engine::Entity* const entity = engine::find_entity("sys_board");
@@ -55,6 +55,18 @@ Mapped fullness_row() {
                      .entity_id = entity->entity_id},
           .ladder = ladder,
           .line = 0};
+}
+
+}  // namespace
+
+SensorLevels::Rows with_fullness(SensorLevels::Rows rows) {
+  auto of = [of = rows.of, line_of = rows.line_of](const Sensor& sensor) {
+    std::vector<Mapped> found = of(sensor);
+    const bool is_fullness = sensor.key == fullness_sensor().key && sensor.name == fullness_sensor().name;
+    if (is_fullness && found.empty() && (!line_of || line_of(sensor) == 0)) found.push_back(fullness_row());
+    return found;
+  };
+  return {std::move(of), std::move(rows.line_of)};
 }
 
 bool is_full(const LogInfo& info) { return info.free_bytes < kRecordSize; }

@@ -15,7 +15,22 @@ std::string plain(std::string name) {
   return name;
 }
 
+std::string epoch_text(std::uint64_t epoch) {
+  static constexpr char kDigits[] = "0123456789abcdef";
+  std::string text(16, '0');
+  for (std::size_t i = text.size(); i-- > 0; epoch >>= 4U) text[i] = kDigits[epoch & 15U];
+  return text;
+}
+
 }  // namespace
+
+std::string record_event_id(std::uint64_t epoch, const SelBytes& record, int step) {
+  return "sel:" + epoch_text(epoch) + ":" + hexadecimal(record) + "/" + std::to_string(step);
+}
+
+std::string reading_event_id(std::uint64_t epoch, std::uint64_t number, int step) {
+  return "now:" + epoch_text(epoch) + ":" + std::to_string(number) + "/" + std::to_string(step);
+}
 
 std::string event_line(const std::string& id, const Target& target, const Step& step,
                        std::optional<engine::Moment> time) {

@@ -42,9 +42,16 @@ void SensorLevels::use_sensors(std::vector<Sensor> sensors, bool are_all, const 
 
 std::size_t SensorLevels::without_row() const {
   return static_cast<std::size_t>(std::ranges::count_if(described_, [this](const Sensor& sensor) {
-    const auto found = ladders_.find(id_of(sensor));
-    return found == ladders_.end() || found->second.empty();
+    const auto found = ladders_.find(ipmi::id_of(sensor));
+    const bool has_ladders = found != ladders_.end() && !found->second.empty();
+    return !has_ladders && (!rows_.line_of || rows_.line_of(sensor) == 0);
   }));
+}
+
+LadderId SensorLevels::id_of(const SensorId& sensor, const Mapped& mapped) {
+  const Target& target = mapped.target;
+  return {sensor, mapped.ladder->name + " " + std::string(target.entity->name) + " " + std::to_string(target.instance) +
+                      " " + std::to_string(target.group) + " " + target.sensor};
 }
 
 Sensor SensorLevels::undescribed(const SensorId& id, std::uint8_t sensor_type) const {
@@ -64,13 +71,12 @@ Sensor SensorLevels::undescribed(const SensorId& id, std::uint8_t sensor_type) c
 }
 
 void SensorLevels::place(const Sensor& sensor) {
-  if (!rows_) return;
-  const SensorId id = id_of(sensor);
-  if (ladders_.contains(id)) return;
-  auto& ladders = ladders_[id] = rows_(sensor);
+  const SensorId id = ipmi::id_of(sensor);
+  if (!rows_.of || ladders_.contains(id)) return;
+  auto& ladders = ladders_[id] = rows_.of(sensor);
   for (const Mapped& mapped : ladders) {
     auto& places = units_[unit_of(mapped.target)];
-    places.insert(mapped.ladder->tells_presence ? places.begin() : places.end(), {id, mapped});
+    places.push_back({id, mapped});
   }
 }
 
@@ -79,10 +85,10 @@ void SensorLevels::place_all() {
   units_.clear();
   readable_.clear();
   for (const Sensor& sensor : described_) {
-    const bool is_new = !ladders_.contains(id_of(sensor));
+    const bool is_new = !ladders_.contains(ipmi::id_of(sensor));
     place(sensor);
-    if (is_new && !sensor.is_event_only && reads(ladders_[id_of(sensor)])) readable_.push_back(sensor);
-    if (const auto known = state_.memory.find(id_of(sensor)); known != state_.memory.end()) {
+    if (is_new && !sensor.is_event_only && reads(ladders_[ipmi::id_of(sensor)])) readable_.push_back(sensor);
+    if (const auto known = state_.memory.find(ipmi::id_of(sensor)); known != state_.memory.end()) {
       known->second.undescribed_type.reset();
     }
   }
@@ -99,7 +105,7 @@ const Mapped* SensorLevels::find(const LadderId& id) const {
   const auto sensor = ladders_.find(id.sensor);
   if (sensor == ladders_.end()) return nullptr;
   const auto found =
-      std::ranges::find_if(sensor->second, [&](const Mapped& mapped) { return mapped.ladder->name == id.ladder; });
+      std::ranges::find_if(sensor->second, [&](const Mapped& mapped) { return id_of(id.sensor, mapped) == id; });
   return found != sensor->second.end() ? &*found : nullptr;
 }
 
@@ -130,7 +136,7 @@ void SensorLevels::take_back(bool are_all, const Send& send) {
 }
 
 int SensorLevels::level(const Place& place) const {
-  const auto told = state_.delivered.find({place.sensor, place.mapped.ladder->name});
+  const auto told = state_.delivered.find(id_of(place.sensor, place.mapped));
   const int delivered = told != state_.delivered.end() ? told->second.level : 0;
   const auto memory = state_.memory.find(place.sensor);
   if (memory == state_.memory.end()) return delivered;
@@ -138,13 +144,13 @@ int SensorLevels::level(const Place& place) const {
   return bits.known != 0 ? bits.level(*place.mapped.ladder) : delivered;
 }
 
-void SensorLevels::settle(const Place& place, const Send& send) {
+void SensorLevels::settle(const Place& place, Way way, const Send& send) {
   const Ladder& ladder = *place.mapped.ladder;
   const int to = level(place);
-  const LadderId id{place.sensor, ladder.name};
+  const LadderId id = id_of(place.sensor, place.mapped);
   const auto told = state_.delivered.find(id);
   const int from = told != state_.delivered.end() ? told->second.level : 0;
-  if (from == to) return;
+  if (from == to || (to < from) != (way == Way::kDown)) return;
   for (const Step& step : ladder.steps(from, to)) send(place.mapped.target, step);
   if (to == 0) {
     state_.delivered.erase(id);
@@ -159,11 +165,16 @@ void SensorLevels::settle(const Unit& unit, const Send& send) {
   const auto found = units_.find(unit);
   if (found == units_.end()) return;
   bool is_missing = false;
-  for (const Place& place : found->second) {
-    const bool tells_presence = place.mapped.ladder->tells_presence;
-    if (is_missing && !tells_presence) return;
-    settle(place, send);
-    is_missing = is_missing || (tells_presence && level(place) > 0);
+  for (const bool tells_presence : {true, false}) {
+    if (is_missing) return;
+    // What goes down goes first: two ladders may be about one fault.
+    for (const Way way : {Way::kDown, Way::kUp}) {
+      for (const Place& place : found->second) {
+        if (place.mapped.ladder->tells_presence != tells_presence) continue;
+        settle(place, way, send);
+        is_missing = is_missing || (tells_presence && level(place) > 0);
+      }
+    }
   }
 }
 
@@ -179,9 +190,16 @@ void SensorLevels::settle_all(const Send& send) {
   for (const auto& [unit, places] : units_) settle(unit, send);
 }
 
+void SensorLevels::tell_unmapped(const Sensor& sensor) {
+  if (rows_.line_of && rows_.line_of(sensor) != 0) return;
+  if (unmapped_.size() >= kMostUndescribed || !unmapped_.insert(ipmi::id_of(sensor)).second) return;
+  tell_("no row of the mapping takes the records of the sensor " + shown(sensor) + ", so they are left out");
+}
+
 void SensorLevels::record(const SelEvent& event, const Send& send) {
   const SensorId id{event.key, event.reading_type};
-  const bool is_described = std::ranges::any_of(described_, [&](const Sensor& some) { return id_of(some) == id; });
+  const bool is_described =
+      std::ranges::any_of(described_, [&](const Sensor& some) { return ipmi::id_of(some) == id; });
   auto memory = state_.memory.find(id);
   if (!is_described && memory == state_.memory.end()) {
     const Sensor sensor = undescribed(id, event.sensor_type);
@@ -189,9 +207,7 @@ void SensorLevels::record(const SelEvent& event, const Send& send) {
     if (ladders_[id].empty()) {
       // It is forgotten again, so that a controller that makes up sensors fills no memory.
       ladders_.erase(id);
-      if (unmapped_.size() < kMostUndescribed && unmapped_.insert(id).second) {
-        tell_("no row of the mapping takes the records of the sensor " + shown(sensor) + ", so they are left out");
-      }
+      tell_unmapped(sensor);
       return;
     }
     const auto count = std::ranges::count_if(
@@ -207,10 +223,7 @@ void SensorLevels::record(const SelEvent& event, const Send& send) {
     memory->second.undescribed_type = event.sensor_type;
   }
   if (is_described && ladders_[id].empty()) {
-    if (unmapped_.insert(id).second) {
-      const auto sensor = std::ranges::find_if(described_, [&](const Sensor& some) { return id_of(some) == id; });
-      tell_("no row of the mapping takes the records of the sensor " + shown(*sensor) + ", so they are left out");
-    }
+    tell_unmapped(*std::ranges::find_if(described_, [&](const Sensor& some) { return ipmi::id_of(some) == id; }));
     return;
   }
   if (memory == state_.memory.end()) memory = state_.memory.try_emplace(id).first;
@@ -220,9 +233,9 @@ void SensorLevels::record(const SelEvent& event, const Send& send) {
 }
 
 void SensorLevels::reading(const Sensor& sensor, const SensorState& reading, const Send& send) {
-  if (!reading.is_available || !ladders_.contains(id_of(sensor))) return;
-  state_.memory[id_of(sensor)].state.read(reading.asserted);
-  settle(id_of(sensor), send);
+  if (!reading.is_available || !ladders_.contains(ipmi::id_of(sensor))) return;
+  state_.memory[ipmi::id_of(sensor)].state.read(reading.asserted);
+  settle(ipmi::id_of(sensor), send);
 }
 
 }  // namespace polaiga::ipmi

@@ -17,7 +17,12 @@ namespace polaiga::ipmi {
 
 class SensorLevels {
  public:
-  using Rows = std::function<std::vector<Mapped>(const Sensor&)>;
+  // What a mapping says of a sensor.
+  struct Rows {
+    std::function<std::vector<Mapped>(const Sensor&)> of;
+    // The line of the row that takes it, which may leave it out on purpose; 0: no row does. May be empty.
+    std::function<std::size_t(const Sensor&)> line_of{};
+  };
   using Send = std::function<void(const Target&, const Step&)>;
   using Tell = std::function<void(const std::string&)>;  // a complaint for people
 
@@ -52,6 +57,7 @@ class SensorLevels {
     Mapped mapped;
   };
 
+  static LadderId id_of(const SensorId& sensor, const Mapped& mapped);
   static Unit unit_of(const Target& target) { return {target.entity, target.instance, target.group}; }
   Sensor undescribed(const SensorId& id, std::uint8_t sensor_type) const;
   void place(const Sensor& sensor);
@@ -59,9 +65,11 @@ class SensorLevels {
   void take_back(bool are_all, const Send& send);
   void take_back(std::map<LadderId, Delivered>::iterator which, const Send& send);
   const Mapped* find(const LadderId& id) const;
+  void tell_unmapped(const Sensor& sensor);
   int level(const Place& place) const;
   void settle(const Unit& unit, const Send& send);
-  void settle(const Place& place, const Send& send);
+  enum class Way : std::uint8_t { kDown, kUp };
+  void settle(const Place& place, Way way, const Send& send);
   void settle(const SensorId& sensor, const Send& send);
   void settle_all(const Send& send);
 
@@ -72,9 +80,9 @@ class SensorLevels {
   std::vector<Sensor> described_;
   std::vector<Sensor> readable_;
   std::map<SensorId, std::vector<Mapped>> ladders_;
-  std::map<Unit, std::vector<Place>> units_;  // ladders that tell of presence come first
-  std::set<SensorId> unmapped_;               // which were told of
-  bool is_full_ = false;                      // no more sensors without SDR are remembered, which was told
+  std::map<Unit, std::vector<Place>> units_;
+  std::set<SensorId> unmapped_;  // which were told of
+  bool is_full_ = false;         // no more sensors without SDR are remembered, which was told
 };
 
 }  // namespace polaiga::ipmi

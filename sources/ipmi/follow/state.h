@@ -34,9 +34,10 @@ struct SensorMemory {
   bool operator==(const SensorMemory&) const = default;
 };
 
+// A ladder that a sensor stands on. One sensor may stand on the same ladder several times, for several targets.
 struct LadderId {
   SensorId sensor;
-  std::string ladder;
+  std::string place;  // the ladder's name, and what it tells of
 
   auto operator<=>(const LadderId&) const = default;
 };

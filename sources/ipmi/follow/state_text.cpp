@@ -120,7 +120,7 @@ Target target_from(const Json& json) {
 Json to_json(const LadderId& id, const Delivered& delivered) {
   Json down = Json::array();
   for (const Step& step : delivered.down) down.push_back({step.offset, step.state});
-  return {to_json(id.sensor), id.ladder, delivered.level, to_json(delivered.target), down};
+  return {to_json(id.sensor), id.place, delivered.level, to_json(delivered.target), down};
 }
 
 void add_delivered(const Json& json, State& state) {

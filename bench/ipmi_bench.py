@@ -49,8 +49,7 @@ def long_log():
 def main():
     system.POLAIGA, system.POLAIGA_IPMI = sys.argv[1:]
     server = System()
-    server.start_adapter()
-    server.adapter.wait_for("ready")
+    server.follow()
     pid = server.adapter.process.pid
 
     # The longest of several: what happens just after a look waits for the next one.

@@ -105,7 +105,7 @@ if [ -n "$web" ]; then
   same '--users' "$(complete_web passwd --users "$source/packag")" "$source/packaging"
   for option in $web_options $passwd_options; do
     grep -Eq "^\.It Fl Fl ${option#--}( |\$)" "$manual" || { echo "polaiga-web.1 does not tell of $option"; failed=1; }
-    [[ $option =~ ^--(help|version)$ ]] || grep -q -- "$option\>" "$source/docs/web.md" || { echo "docs/web.md does not tell of $option"; failed=1; }
+    [[ $option =~ ^--(help|version)$ ]] || grep -Eq -- "$option([^a-z0-9-]|\$)" "$source/docs/web.md" || { echo "docs/web.md does not tell of $option"; failed=1; }
   done
   synopsis=$(sed -n '/^\.Sh SYNOPSIS/,/^\.Sh DESCRIPTION/p' "$manual")
   same 'synopsis of polaiga-web' "$(sed '/^\.Cm passwd/,/^\.Nm/d' <<<"$synopsis" | options_in_manual | xargs)" "$(xargs <<<"$web_options")"
@@ -141,9 +141,9 @@ if [ -n "$ipmi" ]; then
   same 'synopsis of polaiga-ipmi' \
     "$({ sed -n '/^\.Sh SYNOPSIS/,/^\.Sh DESCRIPTION/p' "$manual" | options_in_manual; } | LC_ALL=C sort -u | xargs)" "$(xargs <<<"$ipmi_options")"
   for option in $ipmi_options; do
-    [[ $option =~ ^--(help|version)$ ]] || grep -q -- "$option\>" "$source/docs/ipmi.md" || { echo "docs/ipmi.md does not tell of $option"; failed=1; }
+    [[ $option =~ ^--(help|version)$ ]] || grep -Eq -- "$option([^a-z0-9-]|\$)" "$source/docs/ipmi.md" || { echo "docs/ipmi.md does not tell of $option"; failed=1; }
   done
-  [[ $("$ipmi" --version) == *GPL-3+* ]] || { echo "polaiga-ipmi --version does not tell the licence"; failed=1; }
+  [[ $("$ipmi" --version) == *"General Public License, version 3"* ]] || { echo "polaiga-ipmi --version does not tell the licence"; failed=1; }
   # The places that its services use.
   for place in /etc/default/polaiga-ipmi POLAIGA_IPMI_OPTIONS /dev/ipmi0; do
     for document in packaging/man/polaiga-ipmi.1 packaging/systemd/polaiga-ipmi.service.in docs/ipmi.md; do

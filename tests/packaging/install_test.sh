@@ -25,13 +25,14 @@ fi
 mv "$work/installed" "$work/moved elsewhere"
 prefix="$work/moved elsewhere"
 
-# Everything, and nothing else. All documents of docs/ come along, those of the web server and of IPMI with them alone.
+# Everything is installed, and nothing else. All of docs/ is, but the web server's page and its pictures only where the
+# web server is, and the page of IPMI only where polaiga-ipmi is.
 {
   sed "s|@LIBDIR@|$libdir|" "$here/installed.txt"
-  (cd "$source/docs" && find . -type f ! -name web.md ! -name page.png ! -name ipmi.md -printf 'share/doc/polaiga/%P\n')
+  (cd "$source/docs" && find . -type f ! -name web.md ! -name page.png ! -name timeline.png ! -name ipmi.md -printf 'share/doc/polaiga/%P\n')
   if [ -n "$web" ]; then
     cat "$here/installed_web.txt"
-    printf 'share/doc/polaiga/%s\n' web.md page.png
+    printf 'share/doc/polaiga/%s\n' web.md page.png timeline.png
   fi
   if [ -n "$ipmi" ]; then
     cat "$here/installed_ipmi.txt"

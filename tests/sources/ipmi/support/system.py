@@ -99,6 +99,12 @@ class System:
     def start_adapter(self, *arguments):
         self.adapter = Process(POLAIGA_IPMI, *self.options(), *arguments)
 
+    def follow(self, *arguments):
+        """Starts it, and waits until it knows where the log ends."""
+        self.start_adapter(*arguments)
+        until("the log is followed", lambda: os.path.exists(self.state) or self.adapter.has_ended())
+        assert not self.adapter.has_ended(), self.adapter.text()
+
     def restart_adapter(self, *arguments):
         self.adapter.kill()
         self.start_adapter(*arguments)

@@ -23,8 +23,7 @@ class DiskTest(SystemTest):
     def test_a_disk_that_is_full_for_a_while(self):
         server = self.system()
         disk = self.small_disk(server)
-        server.start_adapter("--poll", "1")
-        server.adapter.wait_for("ready")
+        server.follow("--poll", "1")
         server.simulator.set_value("FAN1_TACH1", LOW[0])
         server.wait_for({SLOW_FAN})
         disk.fill()

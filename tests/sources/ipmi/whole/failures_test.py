@@ -17,8 +17,7 @@ LOG_LOW, LOG_VERY_LOW, LOG_FULL = (f"sys/rack-unit-1/mgmt/log-SEL-0/fault-{code}
 class FailuresTest(SystemTest):
     def started(self, *arguments, **more):
         server = self.system(**more)
-        server.start_adapter("--poll", "1", *arguments)
-        server.adapter.wait_for("ready")
+        server.follow("--poll", "1", *arguments)
         return server
 
     def test_a_cleared_log(self):
@@ -183,8 +182,7 @@ workaround={FOREIGN}
             whole = file.read()
             file.seek(len(whole) // 2)
             file.write(bytes(byte ^ 0x55 for byte in whole[len(whole) // 2:len(whole) // 2 + 16]))
-        server.start_adapter("--poll", "1")
-        server.adapter.wait_for("ready")
+        server.follow("--poll", "1")
         server.wait_for({SLOW_FAN_2}, patience=180)
         # What was damaged is set aside, for whoever wants to look at it.
         aside = [name for name in os.listdir(server.place) if name.endswith(".damaged")]
@@ -208,8 +206,7 @@ workaround={FOREIGN}
             rows = file.read()
         server = self.system()
         mapping = server.write("map.tsv", rows)
-        server.start_adapter("--poll", "1", "--map", mapping)
-        server.adapter.wait_for("ready")
+        server.follow("--poll", "1", "--map", mapping)
         server.simulator.set_value("FAN1_TACH1", LOW[0])
         server.wait_for({SLOW_FAN})
         # One that is wrong is told with its place, and changes nothing.

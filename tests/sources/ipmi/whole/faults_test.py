@@ -16,8 +16,7 @@ HOT_PANEL = "sys/rack-unit-1/fault-F0154"
 class FaultsTest(SystemTest):
     def test_a_slow_fan_raises_its_alarm_and_clears_it(self):
         server = self.system()
-        server.start_adapter()
-        server.adapter.wait_for("ready")
+        server.follow()
         began = time.monotonic()
         server.simulator.set_value("FAN1_TACH1", LOW[0])
         server.wait_for({SLOW_FAN})
@@ -30,8 +29,7 @@ class FaultsTest(SystemTest):
 
     def test_every_sensor_up_and_down_leaves_nothing(self):
         server = self.system()
-        server.start_adapter("--poll", "1")
-        server.adapter.wait_for("ready")
+        server.follow("--poll", "1")
         names = list(server.simulator.sensors)
         longest = max(len(ladder) for sensor in server.simulator.sensors.values() for ladder in sensor.ladders)
         ways = max(len(sensor.ladders) for sensor in server.simulator.sensors.values())
@@ -56,8 +54,7 @@ class FaultsTest(SystemTest):
 
     def test_a_missed_deassertion_ends_by_the_readings(self):
         server = self.system()
-        server.start_adapter()
-        server.adapter.wait_for("ready")
+        server.follow()
         server.simulator.set_value("FAN1_TACH1", LOW[0])
         server.simulator.set_bits("PSU1_STATUS", {0, 3})
         server.wait_for_truth()
@@ -78,8 +75,7 @@ class FaultsTest(SystemTest):
 
     def test_records_from_outside(self):
         server = self.system()
-        server.start_adapter("--poll", "1")
-        server.adapter.wait_for("ready")
+        server.follow("--poll", "1")
         # A sensor whose state cannot be read: a record alone raises and ends its alarm.
         bios = server.simulator.sensors["BIOSPOST_TIMEOUT"]
         server.simulator.add_event(bios.number, bios.type, 0x03, (0x01, 0xFF, 0xFF))
@@ -96,8 +92,7 @@ class FaultsTest(SystemTest):
 
     def test_a_time_that_is_not_set_is_not_sent(self):
         server = self.system()
-        server.start_adapter("--poll", "1")
-        server.adapter.wait_for("ready")
+        server.follow("--poll", "1")
         fan = server.simulator.sensors["FAN1_TACH1"]
         server.simulator.set_value("FAN1_TACH1", LOW[0], event=False)
         server.simulator.add_event(fan.number, fan.type, 0x01, (0x50, 0x38, 0x40), time=2047)
@@ -106,8 +101,7 @@ class FaultsTest(SystemTest):
 
     def test_a_missing_supply_holds_back_what_else_it_tells(self):
         server = self.system()
-        server.start_adapter("--poll", "1")
-        server.adapter.wait_for("ready")
+        server.follow("--poll", "1")
         missing = "sys/rack-unit-1/psu-1/fault-F0378"
         server.simulator.set_bits("PSU1_STATUS", ())
         server.wait_for({missing})
@@ -119,8 +113,7 @@ class FaultsTest(SystemTest):
 
     def test_two_sensors_of_one_fault_do_not_end_each_others(self):
         server = self.system()
-        server.start_adapter("--poll", "1")
-        server.adapter.wait_for("ready")
+        server.follow("--poll", "1")
         hot = "sys/rack-unit-1/board/fault-F0410"
         server.simulator.set_value("RISER1_INLET_TMP", UP[0])
         server.simulator.set_value("RISER2_INLET_TMP", UP[0])

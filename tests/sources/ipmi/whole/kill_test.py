@@ -62,8 +62,7 @@ def main():
     disk = SmallDisk(server.file("disk"), "2m")
     try:
         server.state = disk.file("state")
-        server.start_adapter("--poll", "1")
-        server.adapter.wait_for("ready")
+        server.follow("--poll", "1")
         counts = collections.Counter()
         stream = Stream(server.simulator, random.Random(seed + 1))
         try:

@@ -7,7 +7,7 @@ import sys
 import tempfile
 import urllib.request
 
-sys.path.insert(0, os.path.join(os.path.dirname(__file__), "support"))
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "../support"))
 from simulator import PATIENCE, until
 
 

@@ -5,12 +5,12 @@
 #include <chrono>
 #include <cstddef>
 #include <initializer_list>
-#include <set>
 #include <span>
 #include <string>
 #include <string_view>
 #include <thread>
 
+#include "controller/sensor_list.h"
 #include "standard/hexadecimal.h"
 
 namespace polaiga::ipmi {
@@ -195,13 +195,10 @@ class RepositoryReader {
   std::size_t piece_ = 32;
 };
 
-std::string describe(std::uint16_t id, std::string_view what) {
-  return "record " + hex(id) + " of the SDR repository is left out: " + std::string(what);
-}
+std::string describe(std::uint16_t id) { return "record " + hex(id) + " of the SDR repository"; }
 
 std::vector<Sensor> read_sensors(RepositoryReader reader, const std::function<void(const std::string&)>& complain) {
-  std::vector<Sensor> sensors;
-  std::set<SensorKey> keys;
+  SensorList sensors(complain);
   std::bitset<0x10000> are_read;
   unsigned records = 0;
   for (std::uint16_t id = Controller::kFirstRecord; id != Controller::kLastRecord;) {
@@ -215,26 +212,16 @@ std::vector<Sensor> read_sensors(RepositoryReader reader, const std::function<vo
     }
     const auto record = reader.read(id);
     if (!record) {
-      if (id != Controller::kFirstRecord) complain(describe(id, "the controller has none; reading ends there"));
+      if (id != Controller::kFirstRecord) complain("there is no " + describe(id) + "; reading ends there");
       break;
     }
     are_read[id] = true;
     const auto own_id = number16(record->bytes, 0);
     are_read[own_id] = true;
-    try {
-      for (auto& sensor : parse_sdr(record->bytes)) {
-        if (keys.insert(sensor.key).second) {
-          sensors.push_back(std::move(sensor));
-        } else {
-          complain(describe(own_id, "sensor number " + std::to_string(sensor.key.number) + " has a record already"));
-        }
-      }
-    } catch (const BadRecord& error) {
-      complain(describe(own_id, error.what()));
-    }
+    sensors.add(record->bytes, describe(own_id));
     id = record->next_id;
   }
-  return sensors;
+  return sensors.take();
 }
 
 bool is_guid(Bytes bytes) {

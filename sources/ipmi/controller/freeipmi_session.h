@@ -12,11 +12,11 @@ namespace polaiga::ipmi {
 
 // How a controller is reached over the network: IPMI 2.0 (RMCP+), with the privilege USER.
 struct NetworkAccess {
-  std::string target;                    // HOST or HOST:PORT, [ADDRESS]:PORT for IPv6
-  std::string user;                      // at most 16 bytes; "" is a user, too
-  std::string password;                  // at most 20 bytes; "": none
-  int cipher = 3;                        // the cipher suite: 3 or 17
-  std::vector<std::string> workarounds;  // names of workaround_names()
+  std::string target;                         // HOST or HOST:PORT, [ADDRESS]:PORT for IPv6
+  std::string user;                           // at most 16 bytes; "" is a user, too
+  std::string password;                       // at most 20 bytes; "": none
+  int cipher = 3;                             // the cipher suite: 3 or 17
+  std::vector<std::string> workarounds = {};  // names of workaround_names()
   // The longest time between two requests, in seconds: how often the controller is asked. After more than that and
   // kMostMilliseconds the library takes a session as lost.
   unsigned pause = 3;

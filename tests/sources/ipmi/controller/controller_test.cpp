@@ -269,8 +269,7 @@ TEST(Controller, EndsAChainThatLeadsNowhere) {
   Complaints complaints;
   EXPECT_EQ(Controller(fake).sensors(complaints.take()).size(), 1);
   EXPECT_EQ(complaints.all(),
-            (std::vector<std::string>{
-                "record 0102h of the SDR repository is left out: the controller has none; reading ends there"}));
+            (std::vector<std::string>{"there is no record 0102h of the SDR repository; reading ends there"}));
 }
 
 TEST(Controller, ReadsAnEmptyRepository) {

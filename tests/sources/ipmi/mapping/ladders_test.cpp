@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
 #include <map>
 #include <memory>
 #include <ostream>
@@ -16,6 +18,7 @@
 #include "filter/host_tables.h"
 #include "mapping/mapping.h"
 #include "model/dictionary.h"
+#include "model/fault.h"
 #include "support/filtered.h"
 #include "support/manual_clock.h"
 
@@ -76,13 +79,15 @@ class Engine {
 
   void send(const Target& target, const std::vector<Step>& steps) {
     for (const Step& step : steps) {
-      recorder_.record(engine::test::make_event({.entity = target.entity->name.data(),
-                                                 .sensor = target.sensor,
-                                                 .offset = step.offset,
-                                                 .state = step.state,
-                                                 .instance = target.instance,
-                                                 .group = target.group,
-                                                 .entity_id = target.entity_id}));
+      const engine::Receipt receipt = recorder_.record(engine::test::make_event({.entity = target.entity->name.data(),
+                                                                                 .sensor = target.sensor,
+                                                                                 .offset = step.offset,
+                                                                                 .state = step.state,
+                                                                                 .instance = target.instance,
+                                                                                 .group = target.group,
+                                                                                 .entity_id = target.entity_id}));
+      const fe_fault_record& record = receipt.input->record;
+      if (!engine::only_clears(record)) texts_[record.fault_dn] = plain(record.descr);
     }
   }
 
@@ -97,18 +102,54 @@ class Engine {
     return texts;
   }
 
+  // The texts of the faults that are active, in small letters and without hyphens.
+  Texts texts() const {
+    Texts texts;
+    for (const engine::ActiveFault* fault : recorder_.alarms().in_order()) texts.push_back(texts_.at(fault->fault_dn));
+    return texts;
+  }
+
   std::uint64_t already_clear() const { return recorder_.alarms().counts().already_clear; }
 
  private:
+  static std::string plain(std::string text) {
+    std::ranges::transform(text, text.begin(),
+                           [](char c) { return c == '-' ? ' ' : static_cast<char>(std::tolower(c)); });
+    return text;
+  }
+
   static constexpr const char* kTables = POLAIGA_SOURCE_DIR "/engine/tables";
   ManualClock clock_{1735689600};
   engine::Recorder recorder_{{}, clock_};
+  std::map<std::string, std::string> texts_;  // by fault DN, of the latest record that does not only clear
 };
 
 std::set<std::string> expected(const Play& play, int level) {
   if (level == 0) return {};
   const std::string& fault = play.rungs[static_cast<std::size_t>(level) - 1];
   return fault.empty() ? std::set<std::string>{} : std::set<std::string>{fault + " " + play.dn};
+}
+
+// What the text of the fault says on a rung.
+std::string words_of(const Play& play, const Rung& rung, int level) {
+  if (!play.words.empty()) return play.words[static_cast<std::size_t>(level) - 1];
+  if (play.sensor.reading != kThresholdReading) return "";
+  switch (rung.when.at(0).offset) {
+    case 0:
+      return "lower non critical";
+    case 2:
+      return "lower critical";
+    case 4:
+      return "lower non recoverable";
+    case 7:
+      return "upper non critical";
+    case 9:
+      return "upper critical";
+    case 11:
+      return "upper non recoverable";
+    default:
+      return "no such threshold";
+  }
 }
 
 // From every level to every other one, and from there to every third: up and down, rung by rung, in jumps, with every
@@ -124,6 +165,10 @@ void play_all_ways(const Play& play) {
   const auto go = [&](int to) {
     engine.send(one.target, one.ladder->steps(level, to));
     ASSERT_EQ(engine.active(), expected(play, to)) << "from level " << level << " to " << to;
+    const std::string words = to == 0 ? "" : words_of(play, one.ladder->rungs[static_cast<std::size_t>(to) - 1], to);
+    for (const std::string& text : engine.texts()) {
+      ASSERT_NE(text.find(words), std::string::npos) << text << "\nshould say " << words << " at level " << to;
+    }
     level = to;
   };
   for (int from = 0; from <= top; ++from) {
@@ -190,7 +235,8 @@ std::vector<Play> all_plays() {
   add({"PWR_UNIT", 0x09, 0x6F}, "power-on-fail", kBoard, {"F0868 critical"});
   add({"BIOSPOST_TIMEOUT", 0x0F, 0x03}, "signal", kBoard, {"F0313 major"});
   add({"POST_WATCH", 0x0F, 0x03}, "signal", kBoard, {"F0313 major"});
-  add({"SEL_FULLNESS", 0x10}, "log-full", kRack + "/mgmt/log-SEL-0", {"F0460 warning", "F0461 minor", "F0462 major"});
+  add({"SEL_FULLNESS", 0x10}, "log-full", kRack + "/mgmt/log-SEL-0", {"F0460 warning", "F0461 minor", "F0462 major"},
+      {"capacity is low", "capacity is very low", "is full"});
 
   // Processors.
   for (int number = 1; number <= 2; ++number) {
@@ -248,7 +294,9 @@ std::vector<Play> all_plays() {
       add(status, "ps-missing", supply, {"F0378 warning"});
       add(status, "ps-failing", supply, {"F0883 major"});
       add(status, "ps-input", supply, {"F0374 critical", "F0374 critical", "F0374 critical"});
-      add(status, "ps-configuration", supply, Texts(6, "F0407 warning"));
+      add(status, "ps-configuration", supply, Texts(6, "F0407 warning"),
+          {"unknown error", "vendor mismatch", "revision mismatch", "processor missing", "supply rating mismatch",
+           "voltage rating mismatch"});
     }
     for (const char* reading : {"_PIN", "_POUT"}) {
       add({"PSU" + n + reading, 0x0B}, "ps-power-lower", supply, {"F0392 minor", "F0393 major", "F0394 critical"});
@@ -264,8 +312,10 @@ std::vector<Play> all_plays() {
     add({"Pwr", 0x0B, 0x01, 0x0A, instance}, "ps-power-upper", supply,
         {"F0392 minor", "F0393 major", "F0394 critical"});
   }
-  add({"PS_RDNDNT", 0x08, 0x0B}, "ps-redundancy", kRack, {"F0743 major", "F0743 major", "F0743 major"});
-  add({"PS_RDNDNT", 0x09, 0x0B}, "ps-redundancy", kRack, {"F0743 major", "F0743 major", "F0743 major"});
+  add({"PS_RDNDNT", 0x08, 0x0B}, "ps-redundancy", kRack, {"F0743 major", "F0743 major", "F0743 major"},
+      {"redundancy degraded", "redundancy is lost", "redundancy is lost"});
+  add({"PS_RDNDNT", 0x09, 0x0B}, "ps-redundancy", kRack, {"F0743 major", "F0743 major", "F0743 major"},
+      {"redundancy degraded", "redundancy is lost", "redundancy is lost"});
 
   // Memory. The events of the risers are the array's.
   const std::string array = kBoard + "/memarray-1";
@@ -359,6 +409,21 @@ TEST(LaddersTest, AnInoperableMemoryUnitStaysActive) {
   EXPECT_EQ(engine.active(), inoperable);
   engine.send(one.target, {{72, 0}});
   EXPECT_EQ(engine.active(), std::set<std::string>{"F0184 warning sys/rack-unit-1/board/memarray-1/mem-12"});
+}
+
+// The states that the events of a sensor have which gets worse: its level for a threshold, else 1. Most filters take
+// any state but 0 for the same, but a rung says what it means.
+TEST(LaddersTest, TheLastEventUpHasTheStateOfItsRung) {
+  std::set<std::string> seen;
+  for (const Play& play : all_plays()) {
+    const Mapped one = mapped(play);
+    if (play.ladder == "log-full" || !seen.insert(play.ladder).second) continue;
+    for (const Rung& rung : one.ladder->rungs) {
+      static const std::map<int, int> kLevels{{0, 4}, {2, 5}, {4, 6}, {7, 4}, {9, 5}, {11, 6}};
+      const bool is_threshold = play.sensor.reading == kThresholdReading;
+      EXPECT_EQ(rung.up.back().state, is_threshold ? kLevels.at(rung.when.at(0).offset) : 1) << play;
+    }
+  }
 }
 
 // The ladders that the file defines, as its lines name them.

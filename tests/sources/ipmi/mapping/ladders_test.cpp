@@ -48,12 +48,14 @@ Sensor make_sensor(const SensorOf& of) {
           .reading_type = of.reading};
 }
 
-// A ladder of a sensor, and which fault of which object is active on each of its rungs: "F0395 minor"; "": none.
+// A ladder of a sensor, and which fault of which object is active on each of its rungs: "F0395 minor"; "": none. The
+// words are those of the fault's text on each rung, if they are not those of a threshold.
 struct Play {
   SensorOf sensor;
   std::string ladder;
   std::string dn;
   Texts rungs;
+  Texts words = {};
 };
 
 std::ostream& operator<<(std::ostream& out, const Play& play) { return out << play.sensor.name << " " << play.ladder; }
@@ -211,8 +213,8 @@ constexpr Backplane kBackplanes[] = {{"HDD_BP1_TEMP", "drive-backplane-1"},
 std::vector<Play> all_plays() {
   std::vector<Play> plays;
   const auto add = [&plays](const SensorOf& sensor, const std::string& ladder, const std::string& dn,
-                            const Texts& rungs) {
-    plays.push_back({sensor, ladder, dn, rungs});
+                            const Texts& rungs, const Texts& words = {}) {
+    plays.push_back({sensor, ladder, dn, rungs, words});
   };
 
   // The system board.
@@ -242,7 +244,7 @@ std::vector<Play> all_plays() {
   for (int number = 1; number <= 2; ++number) {
     const std::string n = std::to_string(number);
     const std::string processor = kBoard + "/cpu-" + n;
-    for (const char* ladder : {"lower", "cpu-upper"}) {
+    for (const char* ladder : {"cpu-lower", "cpu-upper"}) {
       add({"P" + n + "_TEMP_SENS", 0x01}, ladder, processor, {"F0175 minor", "F0176 major", "F0177 critical"});
       for (const char* name : number == 1 ? kVoltages1 : kVoltages2) {
         add({name, 0x02}, ladder, processor, {"F0178 minor", "F0179 major", "F0180 critical"});
@@ -299,7 +301,9 @@ std::vector<Play> all_plays() {
            "voltage rating mismatch"});
     }
     for (const char* reading : {"_PIN", "_POUT"}) {
-      add({"PSU" + n + reading, 0x0B}, "ps-power-lower", supply, {"F0392 minor", "F0393 major", "F0394 critical"});
+      // Here the library's text has the sensor's name in place of the threshold.
+      add({"PSU" + n + reading, 0x0B}, "ps-power-lower", supply, {"F0392 minor", "F0393 major", "F0394 critical"},
+          Texts(3, "power is psu" + n + "_p"));
       add({"PSU" + n + reading, 0x0B}, "ps-power-upper", supply, {"F0392 minor", "F0393 major", "F0394 critical"});
     }
     add({"PSU" + n + "_IOUT", 0x03}, "ps-current-upper", supply, {"F0882 major", "F0882 major", "F0882 major"});
@@ -398,7 +402,7 @@ TEST(LaddersTest, EveryOneGoesUpAndDownInEveryWay) {
 
 // No event of the library makes an inoperable memory unit a good one: state 0 of its offset raises "degraded".
 TEST(LaddersTest, AnInoperableMemoryUnitStaysActive) {
-  const Mapped one = mapped({{"P2_DIMM_F2", 0x0C, 0x6F, 0x20, 12}, "mem-inoperable", "", {}});
+  const Mapped one = mapped({{"P2_DIMM_F2", 0x0C, 0x6F, 0x20, 12}, "mem-inoperable", "", {}, {}});
   Engine engine;
   const std::set<std::string> inoperable{"F0185 critical sys/rack-unit-1/board/memarray-1/mem-12"};
   engine.send(one.target, one.ladder->steps(0, 1));
@@ -578,7 +582,7 @@ TEST(LaddersTest, TwoSensorsOfOneFaultDoNotEndEachOthers) {
            {{"RISER2_INLET_TMP", 0x01}, "upper", kBoard, risers});
   const Texts channels{"F0178 minor", "F0179 major", "F0180 critical"};
   play_two({{"PVDDQ_AB", 0x02}, "cpu-upper", kBoard + "/cpu-1", channels},
-           {{"PVTT_P1", 0x02}, "lower", kBoard + "/cpu-1", channels});
+           {{"PVTT_P1", 0x02}, "cpu-lower", kBoard + "/cpu-1", channels});
   play_two({{"P1_PROCHOT", 0x07, 0x03}, "signal", kBoard + "/cpu-1", {"F0174 critical"}},
            {{"P1_THERMTRIP_N", 0x07, 0x03}, "signal", kBoard + "/cpu-1", {"F0174 critical"}});
   const Texts power{"F0392 minor", "F0393 major", "F0394 critical"};
@@ -641,7 +645,7 @@ TEST(LaddersTest, AMissingUnitTellsNothingElse) {
       {{{"P2_DIMM_F2", 0x0C, 0x6F, 0x20, 12}, "mem-missing", unit, {"F0502 warning"}},
        {{"P2_DIMM_F2_TEMP", 0x01, 0x01, 0x20, 12}, "mem-hot", unit, {"F0186 minor", "F0187 major", "F0188 critical"}}},
       {{{"P1_PRESENT", 0x07, 0x6F}, "cpu-missing", kBoard + "/cpu-1", {"F0842 warning"}},
-       {{"P1_TEMP_SENS", 0x01}, "lower", kBoard + "/cpu-1", {"F0175 minor", "F0176 major", "F0177 critical"}}}};
+       {{"P1_TEMP_SENS", 0x01}, "cpu-lower", kBoard + "/cpu-1", {"F0175 minor", "F0176 major", "F0177 critical"}}}};
   for (const Unit& one : talking) play_two(one.missing, one.other);
 }
 

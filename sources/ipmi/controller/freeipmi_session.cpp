@@ -86,10 +86,14 @@ constexpr Meaning kMeanings[] = {
      "there is no such device; load the kernel's modules for it (modprobe -a ipmi_si ipmi_devintf)"},
 };
 
-// Errors that have another meaning while a session begins.
+// Errors that have another meaning while a session begins. A controller whose sessions are all in use may answer so
+// that the library cannot tell it from a cipher suite that is not offered, so neither is a refusal: a session will end.
+constexpr std::string_view kNoSession =
+    "it begins no session; maybe all its sessions are in use, else try the other cipher suite (--cipher 3 or 17) or a "
+    "workaround";
 constexpr Meaning kMeaningsOverNetwork[] = {
-    {IPMI_ERR_IPMI_ERROR, true,
-     "it does not begin a session as it was asked to; try the other cipher suite (--cipher 3 or 17) or a workaround"},
+    {IPMI_ERR_IPMI_ERROR, false, kNoSession},
+    {IPMI_ERR_BAD_RMCPPLUS_STATUS_CODE, false, kNoSession},
 };
 constexpr Meaning kMeaningsInBand[] = {
     {IPMI_ERR_SYSTEM_ERROR, true, "this is no device of the kernel's IPMI driver; give one as /dev/ipmi0"},

@@ -10,15 +10,20 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <exception>
 #include <fstream>
-#include <sstream>
+#include <iterator>
+#include <optional>
 #include <stdexcept>
+#include <stop_token>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -42,6 +47,7 @@ class RunningServer {
   RunningServer(const Place& place, const std::string& ledger, const std::string& control) {
     const std::string said = place.file("web.said");
     pid_ = ::fork();
+    if (pid_ < 0) throw std::system_error(errno, std::generic_category(), "cannot start the server");
     if (pid_ == 0) {
       const int nothing = ::open("/dev/null", O_RDWR);
       const int messages = ::open(said.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
@@ -49,14 +55,17 @@ class RunningServer {
       ::dup2(messages, STDERR_FILENO);
       ::execl(POLAIGA_WEB, "polaiga-web", "--ledger", ledger.c_str(), "--control", control.c_str(), "--listen",
               "127.0.0.1:0", "--program", POLAIGA_PROGRAM, "--connections-per-address", "2000", nullptr);
+      std::perror(POLAIGA_WEB);
       ::_exit(127);
     }
-    port_ = wait_for_port(said);
+    try {
+      port_ = wait_for_port(said);
+    } catch (...) {
+      stop();
+      throw;
+    }
   }
-  ~RunningServer() {
-    ::kill(pid_, SIGTERM);
-    ::waitpid(pid_, nullptr, 0);
-  }
+  ~RunningServer() { stop(); }
   RunningServer(const RunningServer&) = delete;
   RunningServer& operator=(const RunningServer&) = delete;
 
@@ -86,18 +95,34 @@ class RunningServer {
   }
 
  private:
-  static std::uint16_t wait_for_port(const std::string& said) {
+  void stop() {
+    if (pid_ < 0) return;
+    ::kill(pid_, SIGTERM);
+    ::waitpid(pid_, nullptr, 0);
+    pid_ = -1;
+  }
+
+  static std::string text_of(const std::string& path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+  // The file with what the server says is deleted with its directory, so the complaint has its text.
+  std::uint16_t wait_for_port(const std::string& said) {
     constexpr int kTurns = 3000;
     constexpr std::string_view kReady = "ready: http://127.0.0.1:";
     for (int turn = 0; turn < kTurns; ++turn) {
-      std::ifstream file(said);
-      std::stringstream text;
-      text << file.rdbuf();
-      const std::size_t at = text.str().find(kReady);
-      if (at != std::string::npos) return static_cast<std::uint16_t>(std::stoi(text.str().substr(at + kReady.size())));
+      const bool has_ended = ::waitpid(pid_, nullptr, WNOHANG) == pid_;
+      const std::string text = text_of(said);
+      if (has_ended) {
+        pid_ = -1;
+        throw std::runtime_error("the server has ended at its start; it said: " + text);
+      }
+      const std::size_t at = text.find(kReady);
+      if (at != std::string::npos) return static_cast<std::uint16_t>(std::stoi(text.substr(at + kReady.size())));
       std::this_thread::sleep_for(milliseconds(10));
     }
-    throw std::runtime_error("the server does not start");
+    throw std::runtime_error("the server is not ready after 30 s; it said: " + text_of(said));
   }
 
   int pid_ = -1;
@@ -195,23 +220,28 @@ class Bench : Figures {
     constexpr std::chrono::seconds kFor{5};
     constexpr double kThousand = 1000;
     std::atomic<std::uint64_t> answered = 0;
-    std::exception_ptr failure;
+    std::array<std::optional<std::string>, kClients> failures;  // each is written by its client alone
     const double before = server.processor_time();
     const auto begin = Steady::now();
     {
       std::vector<std::jthread> clients;
+      clients.reserve(kClients);
       for (int i = 0; i < kClients; ++i) {
         clients.emplace_back([&, i] {
           try {
             Client client(server.port());
             for (; Steady::now() - begin < kFor; ++answered) client.ask(kAlarmList);
-          } catch (...) {
-            if (i == 0) failure = std::current_exception();
+          } catch (const std::exception& error) {
+            failures.at(static_cast<std::size_t>(i)) = error.what();
           }
         });
       }
     }
-    if (failure) std::rethrow_exception(failure);
+    std::string failed;
+    for (std::size_t i = 0; i < failures.size(); ++i) {
+      if (failures[i]) failed += "\n  client " + std::to_string(i) + ": " + *failures[i];
+    }
+    if (!failed.empty()) throw std::runtime_error("these clients failed:" + failed);
     note("processor time of the server for each, us",
          (server.processor_time() - before) / static_cast<double>(answered));
     at_least("requests for 100 alarms, a second", static_cast<double>(answered) / milliseconds_since(begin) * kThousand,
@@ -238,16 +268,22 @@ class Bench : Figures {
       std::this_thread::sleep_for(kBetween);
     };
     for (int i = 0; i < kReads; ++i) read(quiet);
-    std::atomic<bool> is_over = false;
-    std::jthread source([&] {
-      for (int unit = 1001; !is_over; ++unit) {
-        engine.send(slow_fan(unit));
-        std::this_thread::sleep_for(milliseconds(100));
-      }
-    });
-    for (int i = 0; i < kReads; ++i) read(busy);
-    is_over = true;
-    source.join();
+    std::exception_ptr failure;
+    {
+      // It stops at the end of this block, also when a read throws.
+      const std::jthread source([&](const std::stop_token& stop) {
+        try {
+          for (int unit = 1001; !stop.stop_requested(); ++unit) {
+            engine.send(slow_fan(unit));
+            std::this_thread::sleep_for(milliseconds(100));
+          }
+        } catch (...) {
+          failure = std::current_exception();
+        }
+      });
+      for (int i = 0; i < kReads; ++i) read(busy);
+    }
+    if (failure) std::rethrow_exception(failure);
     const auto begin = Steady::now();
     engine.send(slow_fan(9999));
     for (Client& follower : followers) follower.receive_until("\"instance\":9999");

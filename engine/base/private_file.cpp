@@ -31,9 +31,10 @@ std::string shown(std::string_view what, const std::string& path) { return std::
 
 void check_private(const struct stat& status, std::string_view what, const std::string& path) {
   const std::string type = "; type: ";
+  // The file is to be given to this process's user, since only root can read a file of root with the mode 0600.
   if (status.st_uid != 0 && status.st_uid != ::geteuid()) {
     fail(shown(what, path) + " belongs to neither root nor the user of this process, so somebody else could change it" +
-         type + "chown root " + in_quotes(path));
+         type + "chown " + std::to_string(::geteuid()) + " " + in_quotes(path));
   }
   const mode_t readable_by_group_root = status.st_gid == 0 ? S_IRGRP : 0U;
   if ((status.st_mode & (S_IRWXG | S_IRWXO) & ~readable_by_group_root) != 0) {

@@ -122,7 +122,9 @@ std::optional<std::string> complaint_about_extras(const CLI::App& program, const
 std::optional<std::string> complaint_about_counts(const CLI::App& command) {
   for (const CLI::Option* option : command.get_options()) {
     const std::string name = option->get_name();
-    if (option->count() > 1 && option->get_items_expected_max() == 1) return name + " is given twice; give it once";
+    const bool is_single =
+        option->get_items_expected_max() == 1 && option->get_multi_option_policy() != CLI::MultiOptionPolicy::TakeLast;
+    if (option->count() > 1 && is_single) return name + " is given twice; give it once";
     for (const CLI::Option* other : option->get_excludes()) {
       if (option->count() > 0 && other->count() > 0) {
         return name + " and " + other->get_name() + " do not go together; leave one of them out";

@@ -48,7 +48,8 @@ bool is_own_command(const CLI::App& program, std::string_view name) {
   return !program.get_subcommands([name](const CLI::App* one) { return one->get_name() == name; }).empty();
 }
 
-// A program with other characters runs, too, but is not offered: not every one of them can be typed or shown.
+// Whether a program is listed. One that has other characters in its name is run, but not listed, because its name could
+// contain characters that a user cannot type or that change the terminal.
 bool is_plain_name(std::string_view name) {
   constexpr std::string_view kPlain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-";
   return !name.empty() && !name.starts_with('-') && name.find_first_not_of(kPlain) == std::string_view::npos;

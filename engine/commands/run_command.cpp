@@ -93,12 +93,15 @@ Command run_command(CLI::App& program) {
                      options->control_group = find_group(name);
                      return options->control_group.has_value();
                    });
+  // The package of the web server sets this option in a drop-in of the unit. An administrator who gives another gateway
+  // in POLAIGA_OPTIONS gives it a second time, and that one must count instead of keeping the engine from its start.
   add_value_option(*app, {"--gateway", "USER", "User who may act on behalf of others at the control socket"},
                    {"the name or the number of a user of this machine", "polaiga-web"},
                    [options](const std::string& name) {
                      options->gateway = find_user(name);
                      return options->gateway.has_value();
-                   });
+                   })
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   add_switch(*app, "--renew-acknowledgements", "Take an acknowledgement back when the alarm gets worse",
              options->renew_acknowledgements);
   add_chattering_option(*app, options->chattering);

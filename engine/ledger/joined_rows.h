@@ -29,8 +29,9 @@ struct RecordRow {
 std::string record_columns();
 std::string record_joins();
 
-// Each throws LedgerError when a row says what no engine writes.
+// What the rows say, in the words of the model.
 StoredEvent stored_event(const RecordRow& row);
+// Throws LedgerError when the event has no record, or when the time in it is not one that the engine writes.
 StoredRecord stored_record(const RecordRow& row);
 StoredAction stored_action(const ActionRow& row);
 Change stored_change(const ChangeRow& row, Moment at, const std::string& fault_dn);
@@ -54,7 +55,8 @@ struct NamedFault {
   ChangeKind ending = ChangeKind::kCleared;
 };
 
-// Complains about a row that is not there, though another one refers to it.
+// A complaint, for a LedgerError, that a row is missing though another row refers to it, as in
+// "change 17 is gone, though it is still referred to".
 std::string gone(const char* what, std::int64_t number);
 
 }  // namespace polaiga::engine

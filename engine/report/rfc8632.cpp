@@ -284,7 +284,7 @@ class Alarms8632 {
     if (is_related) form.add("related-alarm", related);
     const Stamp changed = std::max(now.since, operators.latest().value_or(now.since));
     const bool is_shelved = operators.state() == "shelved";
-    // The module has this leaf in the list of alarms alone.
+    // The module ietf-alarms has time-created in the list `alarm`, but not in the list `shelved-alarm`.
     if (!is_shelved) form.add("time-created", date_and_time({alarms.front()->alarm.created}));
     form.add("is-cleared", now.is_cleared())
         .add("last-raised", date_and_time(raised))

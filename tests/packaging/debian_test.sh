@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Makes the Debian packages of a build and installs them in a root of their own,
 # where the program must run: debian_test.sh SOURCE BUILD CPACK [EMULATOR...]
-# With an emulator the packages are only unpacked, since they are not this machine's,
-# and there is no program where its libraries were not there to build it; nor is there a web server.
+# With an emulator the packages are those of another machine, so they are only unpacked. There the package polaiga is
+# expected only if the build was given the program's libraries (POLAIGA_SYSROOT). The package polaiga-web is expected
+# wherever the build was not told to leave it out (POLAIGA_WEB=OFF).
 set -euo pipefail
 source=$1 build=$2 cpack=$3 emulator=("${@:4}")
 work=$(mktemp -d)
@@ -24,7 +25,11 @@ cached() { sed -n "s/^$1:[A-Z]*=//p" "$build/CMakeCache.txt"; }
 sysroot=$(cached POLAIGA_SYSROOT)
 packages=(libpolaiga1 libpolaiga-dev)
 if [ ${#emulator[@]} -eq 0 ] || [ -n "$sysroot" ]; then packages+=(polaiga); fi
-if [ -x "$build/bin/polaiga-web" ]; then packages+=(polaiga-web); fi
+if [ "$(cached POLAIGA_WEB)" != OFF ]; then
+  packages+=(polaiga-web)
+  grep -q '^set(CPACK_COMPONENTS_ALL "[^"]*;web[;"]' "$build/CPackConfig.cmake" ||
+    fail "the build left out polaiga-web because its libraries were not found; type: tools/setup live, or build with -DPOLAIGA_WEB=OFF"
+fi
 has() { [[ " ${packages[*]} " == *" $1 "* ]]; }
 [ "$(find "$work" -maxdepth 1 -name '*.deb' | wc -l)" -eq ${#packages[@]} ] || fail "there are other packages: $(ls "$work")"
 files=()
@@ -114,6 +119,20 @@ for file in "${files[@]:2}"; do
   done
 done
 
+# An engine or a server that does not start again must not keep the package from being configured. The script is run with a
+# systemctl that fails to restart, and with a directory in place of the one that shows that systemd runs.
+if has polaiga-web; then
+  mkdir -p "$work/running" "$work/fake"
+  printf '#!/bin/sh\n[ "$1" != try-restart ]\n' >"$work/fake/systemctl"
+  printf '#!/bin/sh\n' >"$work/fake/systemd-sysusers"
+  chmod 755 "$work"/fake/*
+  dpkg-deb --ctrl-tarfile "$work/polaiga-web_${version}_$architecture.deb" | tar -xO ./postinst | sed "s|/run/systemd/system|$work/running|" >"$work/postinst"
+  grep -qF "$work/running" "$work/postinst" || fail "the postinst of polaiga-web does not ask whether systemd runs"
+  env -u DPKG_ROOT "PATH=$work/fake:$PATH" sh "$work/postinst" configure >"$work/log" 2>&1 ||
+    fail "a service that does not start again makes the postinst of polaiga-web fail"
+  grep -qF 'journalctl -u polaiga -n 20' "$work/log" || fail "the postinst of polaiga-web says: $(cat "$work/log")"
+fi
+
 if [ ${#emulator[@]} -gt 0 ]; then
   run=("${emulator[@]}" -E "LD_LIBRARY_PATH=$libraries:$sysroot/usr/lib/$triplet" "$root/usr/bin/polaiga")
 else
@@ -138,7 +157,7 @@ fi
 gzip -t "$root"/usr/share/man/man1/polaiga-web.1.gz
 grep -q '^  exec /usr/bin/polaiga-web ' "$units/polaiga-web.service" || fail "the service of the web server runs another program"
 for file in lib/systemd/system/polaiga.service.d/polaiga-web.conf lib/sysusers.d/polaiga-web.conf share/doc/polaiga/web.md \
-  share/doc/polaiga/page.png share/polaiga/prometheus/polaiga.rules.yml share/polaiga/prometheus/polaiga-dashboard.json \
+  share/doc/polaiga/page.png share/doc/polaiga/timeline.png share/polaiga/prometheus/polaiga.rules.yml share/polaiga/prometheus/polaiga-dashboard.json \
   share/bash-completion/completions/polaiga-web; do
   [ -f "$root/usr/$file" ] || fail "polaiga-web has no $file"
 done
@@ -148,7 +167,7 @@ web=("${run[@]/%\/polaiga/\/polaiga-web}")
 printf 'a long password\n' | "${web[@]}" passwd --users "$work/users" anna >"$work/log" || fail "passwd does not run"
 if [ ${#emulator[@]} -eq 0 ]; then
   [ "$("${run[@]}" web --version)" = "polaiga-web $version" ] || fail "polaiga does not find the web server"
-  # It goes without a trace: its state stays until it is purged, and the ledger in any case.
+  # Removing the package keeps the server's state. Purging it leaves nothing of the server. The ledger stays in any case.
   mkdir -p "$root"/var/lib/polaiga{,-web}
   : >"$root/var/lib/polaiga-web/users"
   : >"$root/var/lib/polaiga/ledger.db"

@@ -103,7 +103,7 @@ if [ -n "$web" ]; then
   same '--users' "$(complete_web passwd --users "$source/packag")" "$source/packaging"
   for option in $web_options $passwd_options; do
     grep -Eq "^\.It Fl Fl ${option#--}( |\$)" "$manual" || { echo "polaiga-web.1 does not tell of $option"; failed=1; }
-    [[ $option =~ ^--(help|version)$ ]] || grep -q -- "$option\>" "$source/docs/web.md" || { echo "docs/web.md does not tell of $option"; failed=1; }
+    [[ $option =~ ^--(help|version)$ ]] || grep -Eq -- "$option([^a-z0-9-]|\$)" "$source/docs/web.md" || { echo "docs/web.md does not tell of $option"; failed=1; }
   done
   synopsis=$(sed -n '/^\.Sh SYNOPSIS/,/^\.Sh DESCRIPTION/p' "$manual")
   same 'synopsis of polaiga-web' "$(sed '/^\.Cm passwd/,/^\.Nm/d' <<<"$synopsis" | options_in_manual | xargs)" "$(xargs <<<"$web_options")"

@@ -19,13 +19,14 @@ if [ -n "$web" ]; then runs polaiga-web.service "^  exec $work/installed/bin/pol
 mv "$work/installed" "$work/moved elsewhere"
 prefix="$work/moved elsewhere"
 
-# Everything, and nothing else. All documents of docs/ come along, those of the web server with it alone.
+# Everything is installed, and nothing else. All of docs/ is, but the web server's page and its pictures only where the
+# web server is.
 {
   sed "s|@LIBDIR@|$libdir|" "$here/installed.txt"
-  (cd "$source/docs" && find . -type f ! -name web.md ! -name page.png -printf 'share/doc/polaiga/%P\n')
+  (cd "$source/docs" && find . -type f ! -name web.md ! -name page.png ! -name timeline.png -printf 'share/doc/polaiga/%P\n')
   if [ -n "$web" ]; then
     cat "$here/installed_web.txt"
-    printf 'share/doc/polaiga/%s\n' web.md page.png
+    printf 'share/doc/polaiga/%s\n' web.md page.png timeline.png
   fi
 } | LC_ALL=C sort >"$work/expected"
 (cd "$prefix" && find . \( -type f -o -type l \) -printf '%P\n') | LC_ALL=C sort |

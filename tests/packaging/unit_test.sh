@@ -67,7 +67,10 @@ clients_fit() {
     exec "$program" run --ledger "$work/ledger.db" --socket "$work/e.sock" --control "$work/c.sock" $options </dev/null 2>"$work/told"
   ) &
   engine=$!
-  until grep -qs ready: "$work/told"; do kill -0 "$engine" || break; done
+  until grep -qs ready: "$work/told"; do
+    kill -0 "$engine" || break
+    sleep 0.05
+  done
   kill "$engine"
   wait "$engine" || fail "the engine fails with $1 open files: $(cat "$work/told")"
   ! grep -q RLIMIT_NOFILE "$work/told"

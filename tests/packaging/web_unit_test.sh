@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# The unit of the web server is right, the service is locked in, and the engine's unit knows it:
-# web_unit_test.sh SOURCE PROGRAM WEB
+# The unit of the web server is right and lets the service do no more than it needs, and the engine's unit takes the
+# server as a gateway: web_unit_test.sh SOURCE PROGRAM WEB
+# PROGRAM is polaiga, WEB is polaiga-web. Both are run as their units run them.
 set -euo pipefail
 source=$1 program=$2 web=$3
 work=$(mktemp -d)
@@ -34,7 +35,7 @@ RuntimeDirectory=polaiga-web
 RuntimeDirectoryMode=0750
 UMask=0077
 MemoryMax=512M
-TasksMax=32
+TasksMax=64
 LimitNOFILE=2048
 PrivateIPC=yes
 SystemCallFilter=@system-service
@@ -45,7 +46,8 @@ END
 ! grep -E '^(Requires|Requisite|BindsTo|PartOf|Wants)=' "$unit" || fail "the service depends on another"
 grep -q '^u polaiga-web - ' "$source/packaging/systemd/polaiga-web.conf" || fail "polaiga-web.conf does not make the user"
 
-# The words of an option of the unit, as systemd splits them. Names of variables that begin a word are kept.
+# words_of NAME UNIT: the value of the line Environment=NAME=VALUE or Environment="NAME=VALUE" of the unit, without
+# quotes. systemd splits it into words where ExecStart has $NAME.
 words_of() { sed -n "s/^Environment=\"\\{0,1\\}$1=\\(.*\\)/\\1/p" "$2" | sed 's/"$//'; }
 
 # Becomes what the service runs, with places of the test's own: (start STATE LISTEN OPTIONS...)
@@ -84,7 +86,13 @@ grep -qx 'Environment=POLAIGA_GATEWAY=' "$source/packaging/systemd/polaiga.servi
 processes=()
 stop() { for process in "${processes[@]}"; do kill "$process" 2>/dev/null && wait "$process" || true; done; }
 trap 'stop; rm -rf "$work"' EXIT
-ready() { until grep -qs ready: "$1"; do kill -0 "$2" 2>/dev/null || fail "$(cat "$1")"; done; }
+# ready FILE PROCESS: waits until the process has written to the file that it is ready.
+ready() {
+  until grep -qs ready: "$1"; do
+    kill -0 "$2" 2>/dev/null || fail "$(cat "$1")"
+    sleep 0.05
+  done
+}
 # shellcheck disable=SC2086
 "$program" run --ledger "$work/ledger.db" --socket "$work/e.sock" --control "$work/control.sock" ${gateway/polaiga-web/$(id -un)} \
   </dev/null 2>"$work/engine" &

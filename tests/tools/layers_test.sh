@@ -92,6 +92,10 @@ printf 'outputs never engine/lower\n' >>"$tree/tools/layers.order"
 expect 1 "tools/layers.order: 'outputs never engine/lower': there is no room engine/lower"
 
 new_outputs
+printf 'output never engine/low\n' >>"$tree/tools/layers.order"
+expect 1 "tools/layers.order: 'output never engine/low': there is no room in output"
+
+new_outputs
 mkdir "$tree/outputs/low"
 printf 'outputs/low\n' >>"$tree/tools/layers.order"
 expect 1 'tools/layers.order: engine/low and outputs/low have the same name; give one of them another'

@@ -64,7 +64,25 @@ TEST_F(PrivateFileTest, SomebodyElseMayNotOwnIt) {
   const std::string path = file(0600);
   ASSERT_EQ(::getuid(), 0U) << "this test changes the owner of a file; run it as root";
   ASSERT_EQ(::chown(path.c_str(), 12345, 0), 0);
-  EXPECT_NE(complaint(path).find("; type: chown root '" + path + "'"), std::string::npos) << complaint(path);
+  EXPECT_NE(complaint(path).find("; type: chown 0 '" + path + "'"), std::string::npos) << complaint(path);
+}
+
+// A process that is not root could not read a file that is given to root.
+TEST_F(PrivateFileTest, AFileOfSomebodyElseIsGivenToTheUserOfTheProcess) {
+  ASSERT_EQ(::getuid(), 0U) << "this test changes the user of its process; run it as root";
+  const std::string path = file(0644);
+  ASSERT_EQ(::chmod(dir_.path().c_str(), 0755), 0);
+  ASSERT_EQ(::chown(path.c_str(), 12345, 0), 0);
+  ASSERT_EQ(::seteuid(23456), 0);
+  const std::string said = complaint(path);
+  ASSERT_EQ(::seteuid(0), 0);
+  EXPECT_NE(said.find("; type: chown 23456 '" + path + "'"), std::string::npos) << said;
+  ASSERT_EQ(::chown(path.c_str(), 23456, 0), 0);
+  ASSERT_EQ(::chmod(path.c_str(), 0600), 0);
+  ASSERT_EQ(::seteuid(23456), 0);
+  const std::string then = complaint(path);
+  ASSERT_EQ(::seteuid(0), 0);
+  EXPECT_EQ(then, "") << "it is read";
 }
 
 TEST_F(PrivateFileTest, WhatIsNoFileIsRefused) {

@@ -19,14 +19,27 @@ const std::string kCommands =
     "maintain, "
     "maintenance, verify, catalog, diff";
 
-// The programs that were built beside this one are told, too.
-const std::string kPrograms =
-    std::filesystem::exists(std::string(POLAIGA_PROGRAM) + "-web") ? ", and as programs of their own web" : "";
+// How the complaint goes on with the programs that were built beside this one, such as polaiga-web.
+std::string programs_beside() {
+  const std::filesystem::path program = POLAIGA_PROGRAM;
+  const std::string prefix = program.filename().string() + "-";
+  std::set<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(program.parent_path())) {
+    const std::string file = entry.path().filename().string();
+    if (file.starts_with(prefix)) names.insert(file.substr(prefix.size()));
+  }
+  std::string text;
+  for (const std::string& name : names) text += (text.empty() ? ", and as programs of their own " : ", ") + name;
+  return text;
+}
+
+const std::string kPrograms = programs_beside();
 
 class Arguments : public ::testing::Test {
  protected:
+  // PATH is empty, so that no program of this machine is listed.
   Ended run(const std::string& arguments) const {
-    return shell_.run("cd '" + shell_.dir().path().string() + "' && \"$POLAIGA\" " + arguments);
+    return shell_.run("cd '" + shell_.dir().path().string() + "' && PATH= \"$POLAIGA\" " + arguments);
   }
 
   // The complaint about a command, and where to read more. Nothing else happens.

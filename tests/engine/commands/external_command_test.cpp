@@ -13,8 +13,9 @@ namespace {
 class ExternalCommand : public ::testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_EQ(run("mkdir -p bin path && cp \"$POLAIGA\" bin/polaiga && "
-                  "ln -s \"$(dirname \"$POLAIGA\")/../lib\" lib")
+    ASSERT_EQ(run("mkdir -p bin path tools && cp \"$POLAIGA\" bin/polaiga && "
+                  "ln -s \"$(dirname \"$POLAIGA\")/../lib\" lib && "
+                  "ln -s \"$(command -v grep)\" \"$(command -v ls)\" tools")
                   .status,
               0);
   }
@@ -23,9 +24,10 @@ class ExternalCommand : public ::testing::Test {
     return shell_.run("cd '" + shell_.dir().path().string() + "' && " + command);
   }
 
-  // PATH has the directory `path` and what the shell needs.
+  // PATH has the directory `path`, and `tools` with what the programs of these tests call. It has none of the machine's
+  // directories, where programs may be installed that would be listed, too.
   Ended polaiga(const std::string& arguments) const {
-    return run("PATH=$PWD/path:/usr/bin:/bin bin/polaiga " + arguments);
+    return run("PATH=$PWD/path:$PWD/tools bin/polaiga " + arguments);
   }
 
   void make_program(const std::string& name, const std::string& body, const char* mode = "755") const {
@@ -96,7 +98,7 @@ TEST_F(ExternalCommand, TheOneBesideComesFirstThenThoseOfPath) {
   make_program("bin/polaiga-where", "echo beside: $0");
   EXPECT_EQ(polaiga("where").out, "beside: " + shell_.dir().path().string() + "/bin/polaiga-where\n");
   // A link to the program elsewhere: what is beside the program itself counts.
-  EXPECT_EQ(run("mkdir linked && ln -s ../bin/polaiga linked/polaiga && PATH=/usr/bin:/bin linked/polaiga where").out,
+  EXPECT_EQ(run("mkdir linked && ln -s ../bin/polaiga linked/polaiga && PATH=$PWD/tools linked/polaiga where").out,
             "beside: " + shell_.dir().path().string() + "/bin/polaiga-where\n");
 }
 

@@ -348,6 +348,16 @@ TEST_F(RunUsersTest, AGatewayMaySpeakForAnother) {
   EXPECT_NE(listed.out.find("  anna        sys/a   x\n"), std::string::npos) << listed.out;
 }
 
+// The unit for systemd gives the option of the web server's package before those of the user.
+TEST_F(RunUsersTest, OfTwoGatewaysTheLastOneCounts) {
+  Child engine(with_control("--control-group 65533 --gateway 65534 --gateway 65533"), dir_);
+  ASSERT_TRUE(has_socket(engine));
+  EXPECT_EQ(maintain(kKnown, "65533", "sys/a --for 1h --comment x --on-behalf-of anna").status, 2);
+  EXPECT_EQ(who("sys/a"), "nobody");
+  EXPECT_EQ(maintain(kUnknown, "65533", "sys/a --for 1h --comment x --on-behalf-of anna").status, 0);
+  EXPECT_EQ(who("sys/a"), "user 65533 for anna");
+}
+
 // A cursor decides what retention may take, so it is not for every operator to change.
 TEST_F(RunUsersTest, OperatorsCannotMoveTheCursorsOfPublishers) {
   Child engine(with_control("--control-group 65533 --gateway 65533"), dir_);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <new>
 
@@ -173,8 +174,10 @@ Answer FreeIpmiSession::ask(NetFn function, std::uint8_t command, std::span<cons
   std::vector<std::uint8_t> request{command};
   request.insert(request.end(), data.begin(), data.end());
   std::array<std::uint8_t, 512> answer{};
+  errno = 0;
   const int size = ipmi_cmd_raw(context_->context, kLun, static_cast<std::uint8_t>(function), request.data(),
                                 static_cast<unsigned>(request.size()), answer.data(), answer.size());
+  if (size < 0 && errno == EINTR) throw ControllerGone("controller " + name_ + ": a signal interrupted the request");
   if (size < 0) fail(name_, ipmi_ctx_errnum(context_->context));
   // The command again, the completion code, and the data.
   if (size < 2) throw ControllerGone("controller " + name_ + ": it answers without a completion code");

@@ -2,8 +2,10 @@
 #include "controller/freeipmi_session.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <chrono>
+#include <csignal>
 #include <functional>
 #include <memory>
 #include <string>
@@ -152,6 +154,17 @@ TEST_F(FreeIpmi, NoticesThatTheControllerIsGone) {
   simulator_.start();
   FreeIpmiSession again(access());
   EXPECT_EQ(Controller(again).log_info().entries, 2);
+}
+
+TEST_F(FreeIpmi, TellsThatASignalInterruptedIt) {
+  FreeIpmiSession session(access());
+  simulator_.kill();
+  struct sigaction action {};
+  action.sa_handler = [](int) {};
+  ASSERT_EQ(::sigaction(SIGALRM, &action, nullptr), 0);
+  ::alarm(1);
+  EXPECT_EQ(message_of([&] { Controller(session).log_info(); }),
+            "controller " + simulator_.target() + ": a signal interrupted the request");
 }
 
 TEST(FreeIpmiOptions, AreCheckedBeforeAnythingIsSent) {

@@ -47,11 +47,18 @@ void check_ladder(const Ladder& ladder, const Bits& bits) {
   const int top = static_cast<int>(ladder.rungs.size());
   const int level = ladder.level(bits);
   check(level >= 0 && level <= top, "a level is on the ladder");
-  check(ladder.level({.asserted = bits.asserted, .event_data_3 = bits.event_data_3}) == level,
-        "a level is always the same");
+  Bits unknown = bits;
+  unknown.known = 0;
+  check(ladder.level(unknown) == 0, "a sensor of which nothing is known is on no rung");
   for (int other = 0; other <= top; ++other) {
     const auto there = ladder.steps(other, level);
-    check((other == level) == there.empty() || top == 0, "what changes is told, and nothing else");
+    check(other != level || there.empty(), "what stays is not told");
+    // Of several states of which one is chosen only the one that comes counts, or the one that goes.
+    if (ladder.is_choice) {
+      check(level == 0 || other == level || there == ladder.steps(0, level),
+            "what is chosen does not depend on the past");
+      continue;
+    }
     // A way in two parts is the way as a whole.
     for (int between = std::min(other, level); between <= std::max(other, level); ++between) {
       auto parts = ladder.steps(other, between);
@@ -84,13 +91,13 @@ void check_record(const SelRecord& record) {
   }
 }
 
-// The bits that a record leaves, as if its sensor were each of those that are known.
+// What a record tells, as if of each of the sensors.
 void check_event(const SelRecord& record, std::span<const Sensor> sensors) {
   if (!record.event) return;
-  Bits bits;
-  if (!record.event->is_deasserted) {
-    bits = {.asserted = static_cast<std::uint16_t>(1U << record.event->offset), .event_data_3 = record.event->data[2]};
-  }
+  const auto bit = static_cast<std::uint16_t>(1U << record.event->offset);
+  const Bits bits{.asserted = record.event->is_deasserted ? std::uint16_t{0} : bit,
+                  .event_data_3 = record.event->data[2],
+                  .known = bit};
   for (const auto& sensor : sensors) check_mapped(sensor, bits);
 }
 

@@ -79,7 +79,7 @@ State StateFile::load(const Tell& tell) const {
   }
   tell(damaged + ". The state that was saved before it is taken, and what came since is read again");
   // What was made since then had ids of its epoch. They must not be used again for anything else.
-  before->position.epoch = 0;
+  before->position.wants_new_epoch = true;
   engine::replace_private_file(path_, state_text(*before));
   return *before;
 }

@@ -441,6 +441,22 @@ TEST_F(AdapterTest, DamagedStateFile) {
   EXPECT_EQ(adapter_->state().delivered.size(), 1U);
 }
 
+// The state before the last was saved while the log was empty.
+TEST_F(AdapterTest, DamagedStateFileAfterTheFirstRecord) {
+  pass();
+  hot();
+  clock_.pass(2);
+  adapter_->go_on();
+  engine_.take();
+  EXPECT_EQ(applied(), (Texts{"TEMP1 117/4"}));
+  stop();
+  dir_.write("state", "");
+  cool();
+  start();
+  pass();
+  EXPECT_EQ(applied(), (Texts{"TEMP1 117/4", "TEMP1 117/0"}));
+}
+
 TEST_F(AdapterTest, ControllerAway) {
   pass();
   hot();

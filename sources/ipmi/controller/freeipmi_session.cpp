@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <new>
 
@@ -86,10 +87,14 @@ constexpr Meaning kMeanings[] = {
      "there is no such device; load the kernel's modules for it (modprobe -a ipmi_si ipmi_devintf)"},
 };
 
-// Errors that have another meaning while a session begins.
+// Errors that have another meaning while a session begins. A controller whose sessions are all in use may answer so
+// that the library cannot tell it from a cipher suite that is not offered, so neither is a refusal: a session will end.
+constexpr std::string_view kNoSession =
+    "it begins no session; maybe all its sessions are in use, else try the other cipher suite (--cipher 3 or 17) or a "
+    "workaround";
 constexpr Meaning kMeaningsOverNetwork[] = {
-    {IPMI_ERR_IPMI_ERROR, true,
-     "it does not begin a session as it was asked to; try the other cipher suite (--cipher 3 or 17) or a workaround"},
+    {IPMI_ERR_IPMI_ERROR, false, kNoSession},
+    {IPMI_ERR_BAD_RMCPPLUS_STATUS_CODE, false, kNoSession},
 };
 constexpr Meaning kMeaningsInBand[] = {
     {IPMI_ERR_SYSTEM_ERROR, true, "this is no device of the kernel's IPMI driver; give one as /dev/ipmi0"},
@@ -169,8 +174,10 @@ Answer FreeIpmiSession::ask(NetFn function, std::uint8_t command, std::span<cons
   std::vector<std::uint8_t> request{command};
   request.insert(request.end(), data.begin(), data.end());
   std::array<std::uint8_t, 512> answer{};
+  errno = 0;
   const int size = ipmi_cmd_raw(context_->context, kLun, static_cast<std::uint8_t>(function), request.data(),
                                 static_cast<unsigned>(request.size()), answer.data(), answer.size());
+  if (size < 0 && errno == EINTR) throw ControllerGone("controller " + name_ + ": a signal interrupted the request");
   if (size < 0) fail(name_, ipmi_ctx_errnum(context_->context));
   // The command again, the completion code, and the data.
   if (size < 2) throw ControllerGone("controller " + name_ + ": it answers without a completion code");

@@ -245,10 +245,10 @@ class TableReader {
   const Complain& complain_;
 };
 
-// A record of bytes has a type that is no character of a text.
+// Records of bytes have control characters: the type 02h, and the zeros of small numbers.
 bool is_text(std::string_view contents) {
-  return std::all_of(contents.begin(), contents.end(), [](char character) {
-    return (character >= ' ' && character <= '~') || character == '\n' || character == '\r' || character == '\t';
+  return std::none_of(contents.begin(), contents.end(), [](char character) {
+    return byte_of(character) < ' ' && character != '\n' && character != '\r' && character != '\t';
   });
 }
 

@@ -6,6 +6,7 @@
 #include <set>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "standard/sensor.h"

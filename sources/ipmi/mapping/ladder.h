@@ -20,8 +20,8 @@ struct Step {
 
 // What is known of a sensor.
 struct Bits {
-  std::uint16_t asserted = 0;                // a bit for each event offset that is in force
-  std::optional<std::uint8_t> event_data_3;  // of the record that asserted last, where it is known
+  std::uint16_t asserted = 0;                     // a bit for each event offset that is in force
+  std::optional<std::uint8_t> event_data_3 = {};  // of the record that asserted last, where it is known
   // A bit for each event offset of which is known whether it is in force. A reading tells of all offsets, a log record
   // of one. An offset that nothing has told of puts a sensor on no rung, not even on one for what is not asserted.
   std::uint16_t known = 0xFFFF;
@@ -31,9 +31,9 @@ struct Bits {
 
 // One of the things that put a sensor on a rung.
 struct Condition {
-  std::uint8_t offset = 0;                   // the event offset that it looks at
-  bool is_bad_when_set = true;               // false: it holds while the offset is not asserted
-  std::optional<std::uint8_t> event_data_3;  // only with that event data 3
+  std::uint8_t offset = 0;                        // the event offset that it looks at
+  bool is_bad_when_set = true;                    // false: it holds while the offset is not asserted
+  std::optional<std::uint8_t> event_data_3 = {};  // only with that event data 3
 
   bool operator==(const Condition&) const = default;
 };

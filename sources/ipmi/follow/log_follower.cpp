@@ -11,30 +11,9 @@ namespace {
 // Whether the contents of a record name it: two records with a time of a clock that was never set may be alike.
 bool has_time(const SelBytes& bytes) { return parse_sel_record(bytes).time.has_value(); }
 
-// Without the id, which a controller may change.
-bool is_same_content(const SelBytes& one, const SelBytes& other) {
-  return std::equal(one.begin() + 2, one.end(), other.begin() + 2);
-}
-
 void push(std::deque<ReadRecord>& trail, ReadRecord record) {
   trail.push_back(record);
   if (trail.size() > Position::kTrail) trail.pop_front();
-}
-
-// All records of the log, in the order of the chain.
-std::vector<std::pair<ReadRecord, std::uint16_t>> walk(Controller& controller) {
-  std::vector<std::pair<ReadRecord, std::uint16_t>> records;
-  std::bitset<0x10000> read;
-  for (std::uint16_t next = Controller::kFirstRecord; next != Controller::kLastRecord && !read[next];) {
-    const auto entry = controller.log_entry(next);
-    if (!entry) break;
-    const std::uint16_t id = next == Controller::kFirstRecord ? entry->record.id : next;
-    if (read[id]) break;
-    read[id] = true;
-    records.push_back({{id, entry->record.bytes}, entry->next_id});
-    next = entry->next_id;
-  }
-  return records;
 }
 
 }  // namespace
@@ -58,29 +37,50 @@ void LogFollower::begin(Controller& controller, bool with_history) {
   end_pass();
 }
 
+void LogFollower::tell_loop(const Position& position, std::uint16_t to) {
+  tell_once(loop_told_, "the chain of the controller's log leads from record " + hex(position.trail.back().id) +
+                            " back to record " + hex(to) + ", which was read before; reading ends there");
+}
+
 // Nothing: the cursor's record is gone, or another one has its id.
 std::optional<LogFollower::Place> LogFollower::after_cursor(Controller& controller, const Position& position) const {
   if (position.trail.empty()) return Place{position};
   const ReadRecord& cursor = position.trail.back();
   const auto entry = controller.log_entry(cursor.id);
-  if (!entry || entry->record.bytes != cursor.bytes) return std::nullopt;
-  return Place{position, entry->next_id};
+  if (entry && entry->record.bytes == cursor.bytes) return Place{position, entry->next_id};
+  if (cursor.id != Controller::kFirstRecord || !entry || entry->record.id == cursor.id) return std::nullopt;
+  // A record has the id 0, and the controller answers with its first one. The record is the last one, or 1 follows it.
+  const auto last = controller.log_entry(Controller::kLastRecord);
+  if (last && last->record.bytes == cursor.bytes) return Place{position, Controller::kLastRecord};
+  return controller.log_entry(1) ? std::optional(Place{position, 1}) : std::nullopt;
 }
 
-// Looks for the last records that were read, from the latest, under whatever id they have now. So the log goes on where
-// it was read to when the cursor's record alone was deleted, or when the controller has counted anew.
-std::optional<LogFollower::Place> LogFollower::find_again(Controller& controller, const Position& position) {
-  if (std::ranges::none_of(position.trail, [](const ReadRecord& record) { return has_time(record.bytes); })) {
-    return std::nullopt;
+// The chain leads to 0, for which the controller answers with its first record.
+std::optional<LogEntry> LogFollower::entry_zero(Controller& controller, const SelBytes& cursor) {
+  auto last = controller.log_entry(Controller::kLastRecord);
+  // To some controllers 0 means that nothing follows.
+  if (!last || last->record.bytes == cursor) return std::nullopt;
+  if (last->record.id == 0) return last;
+  auto next = controller.log_entry(1);
+  if (next && read_ids_[1]) next.reset();
+  if (next) {
+    tell_once(zero_told_,
+              "a record of the controller's log has the id 0, under which it cannot be asked for when others "
+              "have come after it; it is left out");
   }
-  const auto records = walk(controller);
+  return next;
+}
+
+// Looks for the last records that were read, from the latest. So the log goes on where it was read to when the cursor's
+// record alone was deleted.
+std::optional<LogFollower::Place> LogFollower::find_again(Controller& controller, const Position& position) {
   for (auto wanted = position.trail.rbegin(); wanted != position.trail.rend(); ++wanted) {
     if (!has_time(wanted->bytes)) continue;
-    const auto found = std::ranges::find_if(
-        records, [&](const auto& record) { return is_same_content(record.first.bytes, wanted->bytes); });
-    if (found == records.end()) continue;
-    Place place{position, found->second};
-    place.position.trail.assign(1, found->first);
+    const auto entry = controller.log_entry(wanted->id);
+    if (!entry || entry->record.bytes != wanted->bytes) continue;
+    Place place{position, entry->next_id};
+    place.position.trail.erase(place.position.trail.begin() + (wanted.base() - position.trail.begin()),
+                               place.position.trail.end());
     return place;
   }
   return std::nullopt;
@@ -126,12 +126,16 @@ bool LogFollower::take(Controller& controller, Place& place, LogBatch& batch) {
   if (place.next == Controller::kLastRecord || place.next == position.cut_at) return false;
   const bool is_first = position.trail.empty();
   if (!is_first && read_ids_[place.next]) {
-    tell_once(loop_told_, "the chain of the controller's log leads from record " + hex(position.trail.back().id) +
-                              " back to record " + hex(place.next) + ", which was read before; reading ends there");
+    tell_loop(position, place.next);
     position.cut_at = place.next;
     return false;
   }
-  const auto entry = controller.log_entry(place.next);
+  auto entry = controller.log_entry(place.next);
+  if (!is_first && place.next == Controller::kFirstRecord && entry && entry->record.id != Controller::kFirstRecord) {
+    entry = entry_zero(controller, position.trail.back().bytes);
+    if (!entry) return false;
+    place.next = entry->record.id;
+  }
   if (!entry) {
     // A log without records has no first one.
     if (!is_first) {
@@ -143,9 +147,10 @@ bool LogFollower::take(Controller& controller, Place& place, LogBatch& batch) {
   }
   break_told_ = false;
   const std::uint16_t id = place.next == Controller::kFirstRecord ? entry->record.id : place.next;
-  if (!is_first && place.next == Controller::kFirstRecord && id != Controller::kFirstRecord) {
-    // 0 stands for the first record, unless a record has it as its id.
-    position.cut_at = Controller::kFirstRecord;
+  const ReadRecord record{id, entry->record.bytes};
+  if (has_time(record.bytes) && std::ranges::find(position.trail, record) != position.trail.end()) {
+    tell_loop(position, id);
+    position.cut_at = place.next;
     return false;
   }
   if (!is_first && id <= position.trail.back().id) {
@@ -154,7 +159,7 @@ bool LogFollower::take(Controller& controller, Place& place, LogBatch& batch) {
   }
   read_ids_[id] = true;
   batch.records.push_back({entry->record, position.epoch});
-  push(position.trail, {id, entry->record.bytes});
+  push(position.trail, record);
   position.cut_at.reset();
   place.next = entry->next_id;
   return true;

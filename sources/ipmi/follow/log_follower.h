@@ -58,8 +58,10 @@ class LogFollower {
   // Where to read on; sets what it finds out on the way in the batch.
   Place find_place(Controller& controller, const LogInfo& info, LogBatch& batch);
   std::optional<Place> after_cursor(Controller& controller, const Position& position) const;
-  std::optional<Place> find_again(Controller& controller, const Position& position);
+  static std::optional<Place> find_again(Controller& controller, const Position& position);
   bool take(Controller& controller, Place& place, LogBatch& batch);
+  std::optional<LogEntry> entry_zero(Controller& controller, const SelBytes& cursor);
+  void tell_loop(const Position& position, std::uint16_t to);
   void end_pass() { read_ids_.reset(); }
   void tell_once(bool& is_told, const std::string& text);
 
@@ -71,6 +73,7 @@ class LogFollower {
   std::bitset<0x10000> read_ids_;
   bool loop_told_ = false;
   bool break_told_ = false;
+  bool zero_told_ = false;
 };
 
 }  // namespace polaiga::ipmi

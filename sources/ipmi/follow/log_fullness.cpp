@@ -75,7 +75,9 @@ SensorState fullness(const LogInfo& info, bool is_ring) {
   const unsigned used = info.entries * kRecordSize;
   const unsigned all = used + info.free_bytes;
   SensorState state{.is_available = true, .asserted = 0};
-  if (is_ring || all == 0) return state;
+  // So much is free, or more.
+  constexpr unsigned kMostFree = 0xFFFF;
+  if (is_ring || all == 0 || info.free_bytes == kMostFree) return state;
   for (const Threshold& threshold : kThresholds) {
     const bool is_over = threshold.percent == 100 ? is_full(info) : used * 100 >= all * threshold.percent;
     if (is_over) state.asserted = static_cast<std::uint16_t>(state.asserted | 1U << threshold.offset);

@@ -34,6 +34,12 @@ void SensorLevels::use_rows(Rows rows, const Send& send) {
 }
 
 void SensorLevels::use_sensors(std::vector<Sensor> sensors, bool are_all, const Send& send) {
+  // What was known of a sensor is not known of another one that has its number now.
+  for (const Sensor& before : described_) {
+    const auto now =
+        std::ranges::find_if(sensors, [&](const Sensor& some) { return ipmi::id_of(some) == ipmi::id_of(before); });
+    if (now != sensors.end() && now->name != before.name) state_.memory.erase(ipmi::id_of(before));
+  }
   described_ = std::move(sensors);
   place_all();
   take_back(are_all && !described_.empty(), send);

@@ -185,7 +185,7 @@ workaround={FOREIGN}
         server.follow("--poll", "1")
         server.wait_for({SLOW_FAN_2}, patience=180)
         # What was damaged is set aside, for whoever wants to look at it.
-        aside = [name for name in os.listdir(server.place) if name.startswith("state") and name != "state"]
+        aside = [name for name in os.listdir(server.place) if name.endswith(".damaged")]
         self.assertEqual(len(aside), 1, os.listdir(server.place))
         self.assertIn("damaged", server.adapter.text())
 

@@ -12,6 +12,7 @@ import time
 from board import BOARD, CONTROLLER, emulator_commands, faults_of, sdr_source
 
 PATIENCE = float(os.environ.get("POLAIGA_PATIENCE", 60))  # seconds, for what must come
+CONSOLE_WITHIN = 5  # seconds, in which the console answers
 USER, PASSWORD = "watcher", "not-a-secret"  # reads, and no more
 ADMINISTRATOR = "keeper"  # of the same password
 GUID = "a123456789abcdefa123456789abcdef"
@@ -40,7 +41,11 @@ class Console:
 
     def __init__(self, port, sensors=BOARD):
         self.numbers = {sensor.name: sensor.number for sensor in sensors}
-        self.connection = socket.create_connection(("127.0.0.1", port), timeout=PATIENCE)
+        self.port = port
+        self.connect()
+
+    def connect(self):
+        self.connection = socket.create_connection(("127.0.0.1", self.port), timeout=CONSOLE_WITHIN)
         self.read_prompt()
 
     def read_prompt(self):
@@ -52,9 +57,18 @@ class Console:
         return text.decode("latin-1")
 
     def command(self, text):
-        self.connection.sendall(text.encode() + b"\n")
-        answer = self.read_prompt()
-        assert "**" not in answer, answer
+        """Does it again on another connection when there is no answer: now and then the simulator forgets one, and goes on.
+        What a command sets twice is logged once."""
+        for _ in range(3):
+            try:
+                self.connection.sendall(text.encode() + b"\n")
+                answer = self.read_prompt()
+                assert "**" not in answer, answer
+                return
+            except TimeoutError:
+                self.close()
+                self.connect()
+        raise AssertionError("the console does not answer to: " + text)
 
     def set_value(self, name, value, event=True):
         self.command(f"sensor_set_value {CONTROLLER:#x} 0 {self.numbers[name]} {value:#x} {int(event)}")

@@ -175,7 +175,7 @@ workaround={FOREIGN}
         server = self.started()
         server.simulator.set_value("FAN1_TACH1", LOW[0])
         server.wait_for({SLOW_FAN})
-        server.adapter.kill()
+        self.assertEqual(server.adapter.end(), 0)
         server.simulator.heal("FAN1_TACH1")
         server.simulator.set_value("FAN2_TACH1", LOW[0])
         with open(server.state, "r+b") as file:
@@ -195,7 +195,7 @@ workaround={FOREIGN}
                 server = self.started()
                 server.simulator.set_value("FAN1_TACH1", LOW[0])
                 server.wait_for({SLOW_FAN})
-                server.adapter.kill()
+                self.assertEqual(server.adapter.end(), 0)
                 server.simulator.heal("FAN1_TACH1")
                 os.truncate(server.state, length)
                 server.start_adapter("--poll", "1")

@@ -12,7 +12,7 @@ constexpr std::string_view kEntityPlaceholder = "{entity}";
 constexpr std::array kPlaceholders = {kNamePlaceholder, kUnitPlaceholder, kGroupPlaceholder, kEntityPlaceholder};
 
 std::string_view placeholder_at(std::string_view rest) {
-  const auto found =
+  const auto* const found =
       std::ranges::find_if(kPlaceholders, [rest](std::string_view one) { return rest.starts_with(one); });
   return found == kPlaceholders.end() ? std::string_view() : *found;
 }

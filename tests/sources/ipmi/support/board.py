@@ -3,10 +3,10 @@ import dataclasses
 
 CONTROLLER = 0x20  # its slave address
 THRESHOLD, SENSOR_SPECIFIC = 0x01, 0x6F  # event/reading types
-SEVERITY, PREDICTIVE, STATE, PRESENCE, REDUNDANCY = 0x07, 0x04, 0x03, 0x08, 0x0B
+PREDICTIVE, STATE, PRESENCE, REDUNDANCY = 0x04, 0x03, 0x08, 0x0B
 # Sensor types and entity ids of IPMI 2.0, tables 42-3 and 43-13.
 TEMPERATURE, VOLTAGE, CURRENT, FAN, INTRUSION, PROCESSOR, SUPPLY = 0x01, 0x02, 0x03, 0x04, 0x05, 0x07, 0x08
-POWER_UNIT, OTHER_UNITS, MEMORY, DRIVE, FIRMWARE, SLOT, LAN, VENDOR = 0x09, 0x0B, 0x0C, 0x0D, 0x0F, 0x21, 0x27, 0xC0
+POWER_UNIT, OTHER_UNITS, MEMORY, DRIVE, FIRMWARE, LAN, VENDOR = 0x09, 0x0B, 0x0C, 0x0D, 0x0F, 0x27, 0xC0
 E_PROCESSOR, E_DISK, E_BOARD, E_SUPPLY, E_ADD_IN, E_PANEL, E_BACKPLANE, E_CHASSIS, E_FAN, E_MEMORY, E_FIRMWARE = (
     3, 4, 7, 10, 11, 12, 15, 23, 29, 32, 34)
 E_RISER, E_NETWORK = 16, 38
@@ -77,6 +77,7 @@ def make_board():
     for fan in (1, 3):
         both = frozenset(f"sys/rack-unit-1/fan-module-1-{fan}/fan-{tach}/fault-F0434" for tach in (1, 2))
         add(f"FAN{fan}_PRESENT", FAN, PRESENCE, E_FAN, fan, {1}, bits(({0}, both)), part_of=f"fan {fan}", tells_presence=True)
+    add("FAN2_TACH2", FAN, PREDICTIVE, E_FAN, 2, {0}, bits(({1}, at("/fan-module-1-2/fan-2", "F0371")[0])))
 
     # Power supplies.
     for supply in (1, 2):

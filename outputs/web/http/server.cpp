@@ -23,6 +23,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "base/printable.h"
 #include "http/answers.h"
 #include "http/deadlines.h"
 #include "http/network.h"
@@ -220,9 +221,11 @@ class Server::Connections {
     self.complain(line);
   }
 
-  // What a client does wrong, such as to hang up amid a request, is no news.
+  // What a client does wrong, such as hanging up in the middle of a request, is not told. Nor are headers that do not
+  // fit into the memory of one connection, of which the library says that there is "not enough memory".
   void complain(const std::string& line) {
-    const bool is_short = line.find("memory") != std::string::npos || line.find("resource limit") != std::string::npos;
+    const bool is_short =
+        line.starts_with("Error allocating memory") || line.find("resource limit") != std::string::npos;
     const Time now = std::chrono::steady_clock::now();
     if (!is_short || (complained_ && now - *complained_ < kBetweenComplaints)) return;
     complained_ = now;
@@ -343,7 +346,7 @@ class Server::Connections {
     if (open_ > limits_.connections && !end_longest_waiting(link)) link.is_refused = true;
     if (!link.is_refused) return;
     deadlines_.set(link.fd, limits_.refusal_within);
-    if (share.size() > std::size_t{2} * limits_.per_address) ::shutdown(link.fd, SHUT_RDWR);
+    if (is_limited && share.size() > std::size_t{2} * limits_.per_address) ::shutdown(link.fd, SHUT_RDWR);
   }
 
   // A stream whose reader went away ends at the next heartbeat; its place is free at once.
@@ -428,6 +431,10 @@ class Server::Connections {
     if (!length.empty() && request.headers.contains("transfer-encoding")) {
       return queue(connection, refusal(400, "Content-Length and Transfer-Encoding do not go together."));
     }
+    // Two lengths are joined with a comma; which of them holds cannot be known.
+    if (length.find_first_not_of("0123456789") != std::string_view::npos) {
+      return queue(connection, refusal(400, "The header Content-Length is not one whole number."));
+    }
     if (length.size() > 9 || std::strtoul(std::string(length).c_str(), nullptr, 10) > limits_.body_bytes) {
       return queue(connection,
                    refusal(413, "The body may have " + std::to_string(limits_.body_bytes) + " bytes at most."));
@@ -511,7 +518,13 @@ class Server::Connections {
         wakes = wakes_;
       }
       end.sent = 0;
-      end.part = end.stream->next();
+      try {
+        end.part = end.stream->next();
+      } catch (const std::exception& error) {  // it must not pass through the library, which is written in C
+        tell_("The stream " + engine::in_quotes(link.exchange->raw_target) + " was ended: " + error.what());
+        deadlines_.set(fd, limits_.response_within);
+        return MHD_CONTENT_READER_END_OF_STREAM;
+      }
       if (!end.part.empty()) break;
       // An end "with error" might not be noticed by the library before the connection has an event, and it has no more.
       const bool is_left = has_gone(fd);
@@ -548,7 +561,7 @@ class Server::Connections {
       try {
         response = handler_.answer(exchange->request);
       } catch (const std::exception& error) {
-        tell_(error.what());
+        tell_("The request for " + engine::in_quotes(exchange->raw_target) + " could not be answered: " + error.what());
         response = problem(500, "The server could not answer; its log says why.");
       }
       exchange->response = std::move(response);
@@ -595,7 +608,7 @@ class Server::Connections {
   bool is_hurried_ = false;  // the heart beats at once
   bool is_stopping_ = false;
 
-  MHD_Daemon* daemon_ = nullptr;
+  std::atomic<MHD_Daemon*> daemon_ = nullptr;  // the library's thread may read it before start() has set it
   std::vector<std::thread> workers_;
   std::thread heart_;
 };

@@ -84,8 +84,11 @@ class EventStream final : public Stream {
     if (const auto view = site_.live.view()) {
       begin(*view, text);
       tell_changes(*view, text);
-      if (view->version != version_) {
+      // When the ledger cannot be read any more, the view stays the same, and who shows it has to say so.
+      const bool is_readable = !site_.live.problem();
+      if (view->version != version_ || is_readable != is_readable_) {
         version_ = view->version;
+        is_readable_ = is_readable;
         tell(text, "view", JsonObject().add("change", at_.number).add("version", version_).text());
       }
     }
@@ -143,6 +146,7 @@ class EventStream final : public Stream {
   std::optional<Position> from_;
   Position at_;
   std::uint64_t version_ = 0;
+  bool is_readable_ = true;
   bool engine_runs_ = false;
   bool has_begun_ = false;
   Time::time_point said_{};
@@ -168,7 +172,9 @@ Response answer_changes(Site& site, const Request& request) {
   const auto view = site.live.view();
   if (!view)
     return problem(503, site.live.problem().value_or("The ledger was not read yet; ask again in a second") + ".");
+  const bool is_head = request.method == Method::kHead;  // it has no body, so there is nothing to wait for
   if (request.header("accept").find("text/event-stream") != std::string_view::npos) {
+    if (is_head) return {.headers = {{"Content-Type", "text/event-stream"}, {"Cache-Control", "no-store"}}};
     std::optional<Position> from = parse_position(request.header("last-event-id"));
     if (!from && after) from = Position{view->of.ledger_id, *after};
     return {.headers = {{"Content-Type", "text/event-stream"}, {"Cache-Control", "no-store"}},
@@ -178,7 +184,7 @@ Response answer_changes(Site& site, const Request& request) {
   Response response{.headers = {{"Content-Type", "application/json"}, {"Cache-Control", "no-store"}}};
   // Here and not in the stream, whose thread serves all connections: old changes are read from the disk.
   const LiveChanges found = site.live.after(*after, most);
-  if (wait == 0 || has_news(found)) {
+  if (wait == 0 || is_head || has_news(found)) {
     response.body = std::make_shared<const std::string>(changes_text(found));
   } else {
     response.stream = std::make_unique<LongPoll>(site, found, most, std::chrono::seconds(wait));

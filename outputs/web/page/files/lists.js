@@ -5,7 +5,7 @@ import { is_below } from './choice.js';
 import { rank, severity_mark } from './marks.js';
 import { get, may_act, objects_of } from './server.js';
 import { age, ago, code_text, h, number, number_of, plural, seconds_of, short, words_of } from './text.js';
-import { failed, state as current } from './page.js';
+import { failed } from './page.js';
 
 // All alarms of the ledger, as the timeline, the objects and the statistics need them; decoded once for each answer.
 let last = null;
@@ -47,7 +47,8 @@ export function long_list(alarms, none) {
   return alarms.length > 0 ? [list, end] : [h('p', { class: 'quiet' }, none)];
 }
 
-// Draws what was fetched, but only when it is another than before: nothing is to move under the reader's hand.
+// Draws what was fetched, but only when it is another than before, or the reader may act now and might not before, or the
+// other way round: nothing is to move under the reader's hand.
 function fetched(title, fetch, make) {
   let place = null;
   let drawn = null;
@@ -55,8 +56,9 @@ function fetched(title, fetch, make) {
     const into = place;
     try {
       const answer = await fetch();
-      if (into !== place || answer === drawn) return;
-      drawn = answer;
+      const may = may_act();
+      if (into !== place || (answer === drawn?.answer && may === drawn.may)) return;
+      drawn = { answer, may };
       const inner = make(answer);
       into.replaceChildren(...inner);
     } catch (error) {
@@ -88,7 +90,7 @@ export const missed = fetched('Missed', () => get('/api/v1/missed?limit=1000'), 
   return [h('p', {}, 'Alarms that came and went, and that nobody acknowledged. ', h('a', { href: '/history' }, 'All alarms that there were'),
     answer.missed > alarms.length && `. These are the latest ${number(alarms.length)} of ${number(answer.missed)}.`),
     ...(may_act() && answer.missed > 0 ? [h('div', { class: 'acts' }, h('button', { type: 'button', onclick: () =>
-      ask_and_do('acknowledge_missed', h('p', {}, `${alarms_words(answer.missed)} came and went while nobody looked.`), { through: answer.through, ledger_id: current.ledger_id }) },
+      ask_and_do('acknowledge_missed', h('p', {}, `${alarms_words(answer.missed)} came and went while nobody looked.`), { through: answer.through, ledger_id: answer.ledger_id }) },
     `Acknowledge ${answer.missed === 1 ? 'it' : `all ${number(answer.missed)}`}`))] : []),
     ...long_list(alarms, 'No alarm was missed.')];
 });

@@ -260,15 +260,17 @@ function show_again() {
   }, 150);
 }
 
+const within_limits = (seconds) => Math.min(366 * 24 * hour, Math.max(hour / 12, seconds));
+
 function set(new_span, new_end) {
-  span = Math.min(366 * 24 * hour, Math.max(hour / 12, new_span));
+  span = within_limits(new_span);
   end = new_end === null || new_end >= now() - 1 ? null : new_end;
   show_again();
 }
 
 // Zooms so that the moment stays where it is.
 function zoom(factor, around = last()) {
-  const wanted = Math.min(366 * 24 * hour, Math.max(hour / 12, span * factor));
+  const wanted = within_limits(span * factor);
   const part = (last() - around) / span;
   set(wanted, end === null && part < 0.05 ? null : around + part * wanted);
 }
@@ -343,8 +345,9 @@ function choose(lane) {
 
 function read_address() {
   const at = parameters();
-  span = Number(at.get('span')) || 24 * hour;
-  end = Number(at.get('end')) || null;
+  span = within_limits(Number(at.get('span')) || 24 * hour);
+  const moment = Number(at.get('end'));
+  end = moment > 0 && moment <= now() ? moment : null;
 }
 
 async function load() {

@@ -253,7 +253,7 @@ class OperatorTest(OperatorsPageTest):
         self.press_button("comment")
         self.wait_for("dialog textarea").send_keys("ticket 4713")
         self.find("dialog button.first")[0].click()
-        self.wait_for("dialog .wrong", "the answer is lost")
+        self.wait_for("dialog .wrong", "The server does not answer, so it is not known whether this was done. Try again: it is done only once.")
         self.find("dialog button.first")[0].click()
         until(lambda: not self.find("dialog"), "it is done")
         self.wait_for("#actions q", "ticket 4713")

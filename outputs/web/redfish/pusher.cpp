@@ -146,6 +146,10 @@ bool Pusher::begin(const Subscription& subscription, Way& way) {
   }
   if (events.empty()) {
     EventsRead read = read_events(live_, subscription.cursor, kMostChanges);
+    if (way.failures == 0) {  // what there was is over: the ledger can be read
+      const std::lock_guard lock(mutex_);
+      troubles_.erase(subscription.id);
+    }
     if (read.through == subscription.cursor) return false;  // nothing has happened
     way.through = std::move(read.through);
     events = std::move(read.events);

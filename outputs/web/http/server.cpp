@@ -26,6 +26,7 @@
 #include "base/printable.h"
 #include "http/answers.h"
 #include "http/deadlines.h"
+#include "http/letters.h"
 #include "http/network.h"
 #include "http/protection.h"
 
@@ -42,8 +43,8 @@ constexpr std::size_t kStreamBlock = 4096;
 // What goes wrong again and again is told once in such a time.
 constexpr std::chrono::minutes kBetweenComplaints{1};
 
-// Whether the peer will send no more, as when it has closed the connection. Who only wants to read a stream might do so
-// with half a connection, but no browser does, and there is no other sign of those who went away.
+// Whether the peer will send no more, as when it has closed the connection. A client could close its own direction of
+// the connection and still read a stream. No browser does that, and there is no other sign of a client that went away.
 bool has_gone(int fd) {
   pollfd peer{.fd = fd, .events = POLLRDHUP, .revents = 0};
   return ::poll(&peer, 1, 0) > 0;
@@ -57,14 +58,6 @@ Method method_of(std::string_view word) {
                                                               {"DELETE", Method::kDelete}};
   const auto* const found = std::ranges::find(kMethods, word, &std::pair<std::string_view, Method>::first);
   return found == std::end(kMethods) ? Method::kOther : found->second;
-}
-
-std::string small_letters(std::string_view text) {
-  std::string small(text);
-  for (char& c : small) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return small;
 }
 
 std::string address_text(const sockaddr& address) {
@@ -156,14 +149,16 @@ class Server::Connections {
     Response response;
   };
 
-  // One end of a connection, from its beginning to its end.
+  // What the server knows of a connection, from its beginning to its end.
   struct Link {
     int fd = -1;
     Peer peer;
-    std::string share;             // whose share of the connections it takes
-    bool is_refused = false;       // that share is used up
-    bool is_stream = false;        // what is sent at the moment
-    std::optional<Time> waits_by;  // since when there is no whole request; nothing: one is being answered
+    std::string share;        // whose share of the connections it takes
+    bool is_refused = false;  // that share is used up
+    bool is_stream = false;   // what is sent at the moment
+    // Since when it owes us a request; nothing: there is a whole one, which is being answered, or it has been shut
+    // down.
+    std::optional<Time> waits_since;
     std::shared_ptr<const TlsCredentials> credentials;
     std::unique_ptr<Exchange> exchange;  // the request that is under way
   };
@@ -261,7 +256,7 @@ class Server::Connections {
     Link& link = link_of(connection);
     link.exchange.reset();
     link.is_stream = false;
-    link.waits_by = std::chrono::steady_clock::now();
+    link.waits_since = std::chrono::steady_clock::now();
     auto& self = *static_cast<Connections*>(all);
     self.deadlines_.set(link.fd, self.limits_.idle);
   }
@@ -315,7 +310,7 @@ class Server::Connections {
     encrypt(connection, *link);
     ++open_;
     links_.insert(link.get());
-    link->waits_by = std::chrono::steady_clock::now();
+    link->waits_since = std::chrono::steady_clock::now();
     deadlines_.set(link->fd, limits_.request_within);
     limit(*link);
     return link;
@@ -361,12 +356,12 @@ class Server::Connections {
   bool end_longest_waiting(const Link& but) {
     Link* longest = nullptr;
     for (Link* const link : links_) {
-      if (link == &but || !link->waits_by) continue;
-      if (longest == nullptr || link->waits_by < longest->waits_by) longest = link;
+      if (link == &but || !link->waits_since) continue;
+      if (longest == nullptr || link->waits_since < longest->waits_since) longest = link;
     }
     if (longest == nullptr) return false;
     ::shutdown(longest->fd, SHUT_RDWR);
-    longest->waits_by.reset();
+    longest->waits_since.reset();
     return true;
   }
 
@@ -402,7 +397,7 @@ class Server::Connections {
     if (is_stopping_) return queue(connection, refusal(503, "This server is being stopped."));
     exchange.phase = Phase::kWorking;
     Link& link = link_of(connection);
-    link.waits_by.reset();
+    link.waits_since.reset();
     deadlines_.lift(link.fd);
     MHD_suspend_connection(connection);
     work_.emplace_back(connection, &exchange);
@@ -473,7 +468,7 @@ class Server::Connections {
   MHD_Result queue(MHD_Connection* connection, Response&& response) {
     MHD_Response* made = nullptr;
     Link& link = link_of(connection);
-    link.waits_by.reset();
+    link.waits_since.reset();
     if (response.stream && streams_ >= limits_.streams) {
       response = busy("There are too many event streams. Ask for the changes now and then, without a stream.");
     }

@@ -15,6 +15,11 @@ class ServerTest : public WebTest {
   void SetUp() override {
     start_engine();
     start_web();
+    wait_for_ledger();
+  }
+
+  void wait_for_ledger() const {
+    get_until("/api/v1/alarms", [](const Answer& got) { return got.status == 200; });
   }
 };
 
@@ -121,6 +126,7 @@ TEST_F(ServerTest, FewConnectionsNeedNoMoreFilesThanThereAre) {
 TEST_F(ServerTest, StreamsLeaveOneConnectionInElevenFree) {
   stop_web(SIGTERM);
   start_web("--connections 22");
+  wait_for_ledger();
   std::vector<std::unique_ptr<Connection>> pages;
   for (int i = 0; i < 22; ++i) {
     pages.push_back(std::make_unique<Connection>(address()));

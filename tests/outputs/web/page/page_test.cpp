@@ -23,6 +23,7 @@ class PageTest : public WebTest {
   void SetUp() override {
     start_engine();
     start_web();
+    get_until("/", [](const Answer& got) { return got.status == 200; });  // the ledger was read
   }
 
   void act(const std::string& request) const {

@@ -11,7 +11,10 @@ export const order_options = [['', 'worst first'], ['newest', 'newest first'], [
 
 export const is_silenced = (row) => row.out_of_service === 1 || row.operator_state === 'shelved';
 export const is_new = (row) => !is_silenced(row) && (row.operator_state === 'none' || row.operator_state === 'unshelved');
-export const is_below = (under, dn) => dn === under || dn.startsWith(`${under}/`);
+export function is_below(under, dn) {
+  const root = under.replace(/\/+$/, '');
+  return dn === root || dn.startsWith(`${root}/`);
+}
 
 // Without a prototype, so that no word of an address is found but these.
 const states = {

@@ -21,6 +21,9 @@ export async function all_alarms() {
   return decoded;
 }
 
+// "" when these are all alarms of the ledger.
+export const part_words = (alarms) => (alarms.is_whole ? '' : `The page looks at the latest ${number(alarms.length)} alarms of the ledger.`);
+
 function over_row(alarm) {
   const link = h('a', { class: `row s-${alarm.worst}${alarm.number === open_alarm() ? ' chosen' : ''}`, href: address_with({ open: alarm.number }), 'data-number': alarm.number },
     severity_mark(alarm.worst), h('span', { class: 'obj', title: alarm.dn }, short(alarm.dn)), h('span', { class: 'age' }, ago(alarm.created)),
@@ -104,7 +107,7 @@ export const history_view = fetched('History', all_alarms, (alarms) => {
   const until = Number(at.get('until') ?? Infinity);
   const list = alarms.filter((one) => (!under || is_below(under, one.dn)) && (!code || one.first_code === Number(code)) && one.created >= since && one.created < until).reverse();
   return [h('p', {}, `${plural(list.length, 'alarm')}${under ? ` of ${short(under)}` : ''}${code ? ` that began with ${code_text(code)}` : ''}, the latest first. `,
-    alarms.is_whole ? '' : `The page looks at the latest ${number(alarms.length)} of the ledger.`), ...long_list(list, 'There are none.')];
+    part_words(alarms)), ...long_list(list, 'There are none.')];
 });
 
 export const maintenance = fetched('Maintenance', () => get('/api/v1/maintenance'), (answer) => {

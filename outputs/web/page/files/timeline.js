@@ -4,7 +4,7 @@ import { address_with, go, open_alarm, parameters, replace } from './address.js'
 import { is_below } from './choice.js';
 import { severities, severity_mark, tone } from './marks.js';
 import { age, clock, clock_of, day, exact, h, now, number, plural, short, shown, words_of } from './text.js';
-import { all_alarms, long_list } from './lists.js';
+import { all_alarms, long_list, part_words } from './lists.js';
 import { failed, say } from './page.js';
 
 const hour = 3600;
@@ -13,7 +13,7 @@ const most_lanes = 40;
 const axis_height = 26;
 const bin = 6;  // pixels, where there are more bars than these have room for
 
-let place, box, canvas, range, chosen_list, tools, tip;
+let place, box, canvas, range, chosen_list, tools, tip, part;
 let alarms = [];
 let lanes = [];
 let chosen = -1;     // lane; -1: all
@@ -353,6 +353,8 @@ function read_address() {
 async function load() {
   try {
     alarms = await all_alarms();
+    part.textContent = part_words(alarms);
+    part.hidden = alarms.is_whole;
     draw();
     draw_list();
   } catch (error) {
@@ -376,7 +378,8 @@ export default {
     box = h('div', { class: 'lanes', id: 'lanes', role: 'group', tabindex: 0, 'aria-label': 'Timeline: + and \u2212 zoom, left and right move in time, up and down choose an object; its alarms are listed below' }, canvas, tip);
     chosen_list = h('section', { 'aria-labelledby': 'chosen-title' });
     const legend = h('p', { class: 'legend' }, severities.slice(1).reverse().map((severity) => severity_mark(severity)), h('span', {}, 'The higher a bar, the worse; where alarms are too many for bars, the more.'));
-    place = h('div', {}, tools, box, legend, chosen_list);
+    part = h('p', { class: 'dim', hidden: true });
+    place = h('div', {}, tools, box, legend, part, chosen_list);
     where.append(place);
     listed = '';
     lanes = [];

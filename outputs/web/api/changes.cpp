@@ -17,7 +17,8 @@ using Time = std::chrono::steady_clock;
 
 constexpr std::int64_t kLongestWait = 60;  // seconds
 constexpr std::size_t kEventsAtOnce = 100;
-constexpr std::chrono::seconds kBetweenSigns{15};  // of life
+// A stream without events sends a comment after such a time, so that its reader knows that it is still open.
+constexpr std::chrono::seconds kBetweenComments{15};
 
 // How far somebody has followed.
 struct Position {
@@ -57,7 +58,8 @@ class LongPoll final : public Stream {
       }
       is_over_ = true;
       return changes_text(found);
-    } catch (const engine::LedgerError&) {  // the ledger was replaced, perhaps: who asks again is told
+    } catch (const engine::LedgerError&) {
+      // The ledger was replaced, perhaps. This answer has no changes, and the next request is told what is wrong.
       is_over_ = true;
       return changes_text(last_);
     }
@@ -93,7 +95,7 @@ class EventStream final : public Stream {
       }
     }
     const Time::time_point now = Time::now();
-    if (text.empty() && now - said_ >= kBetweenSigns) text = ": still here\n\n";
+    if (text.empty() && now - said_ >= kBetweenComments) text = ": still here\n\n";
     if (!text.empty()) said_ = now;
     has_begun_ = true;
     return text;
@@ -126,7 +128,8 @@ class EventStream final : public Stream {
       } else {
         at_.number = found.through;
       }
-    } catch (const engine::LedgerError&) {  // it is told as a view when it can be read again
+    } catch (const engine::LedgerError&) {
+      // When the ledger can be read again there is a new view, and this is tried again.
     }
   }
 

@@ -1,10 +1,11 @@
 # The commands of the project. Each works from a bare clone and says what it does.
 
-.PHONY: help demo live build test check proof arm abi bench packages lint format clean
+.PHONY: help demo live live-ipmi build test check proof arm abi bench packages lint format clean
 
 help:
 	@echo "make demo     build the program, replay a server's day and tell a night's story"
 	@echo "make live     run an engine with its page and a server's day at a thousand times its pace; Ctrl-C ends it"
+	@echo "make live-ipmi  run a simulated server with IPMI, whose faults come to the page; Ctrl-C ends it"
 	@echo "make build    build the library and the program"
 	@echo "make test     build and run the tests of what the library and the program do"
 	@echo "make check    the same, and check formatting, documents, packages, ABI and instruction counts, and run cppcheck"
@@ -13,7 +14,7 @@ help:
 	@echo ""
 	@echo "make arm      build library and program for the controller, test under qemu, measure the footprint"
 	@echo "make abi      record the ABI anew, after a change that is meant"
-	@echo "make bench    time every filter beside the bare time stamp, the engine with its ledger, and the web server"
+	@echo "make bench    time every filter beside the bare time stamp, the engine with its ledger, the web server and IPMI"
 	@echo "make packages make Debian packages for this machine and the controller, in build/packages"
 	@echo "make lint     check formatting and run clang-tidy"
 	@echo "make cppcheck run cppcheck"
@@ -40,6 +41,13 @@ live:
 	@cmake --preset release >/dev/null
 	@cmake --build --preset release
 	@examples/live build/release/bin
+
+live-ipmi:
+	@tools/setup live
+	@echo "== Building"
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release
+	@examples/live-ipmi build/release/bin
 
 build:
 	@tools/setup demo
@@ -92,13 +100,15 @@ abi: build/check/compile_commands.json
 bench:
 	@tools/setup check
 	@cmake --preset check >/dev/null
-	@cmake --build --preset check --target filters_bench engine_bench web_bench
+	@cmake --build --preset check --target filters_bench engine_bench web_bench polaiga_ipmi_program
 	@echo "== Timing every filter beside the bare time stamp"
 	@build/check/bench/filters_bench
 	@echo "== Timing the engine and its ledger; takes some minutes"
 	@build/check/bench/engine_bench
 	@echo "== Timing the web server with 1,000 event streams"
 	@build/check/bench/web_bench
+	@echo "== Timing the source that reads IPMI"
+	@python3 bench/ipmi_bench.py build/check/bin/polaiga build/check/bin/polaiga-ipmi
 
 packages:
 	@tools/setup proof

@@ -54,10 +54,10 @@ std::size_t characters(std::string_view text) {
 }
 
 void read_rows(std::string_view content, const std::string& file, std::span<const std::string_view> columns,
-               const std::function<void(std::span<const Cell> cells)>& take) {
+               const std::function<void(std::span<const Cell> cells)>& take, std::size_t first_line) {
   std::string_view rest = content;  // a stream would take a line that there is no memory for as the end
   bool headed = false;
-  for (std::size_t line = 1; !rest.empty(); ++line) {
+  for (std::size_t line = first_line; !rest.empty(); ++line) {
     std::string_view text = rest.substr(0, rest.find('\n'));
     rest.remove_prefix(std::min(text.size() + 1, rest.size()));
     if (text.ends_with('\r')) text.remove_suffix(1);
@@ -70,7 +70,10 @@ void read_rows(std::string_view content, const std::string& file, std::span<cons
       headed = true;
     }
   }
-  if (!headed) throw TableError(file + ":1:1: " + std::string(columns.front()) + ": there is no header line");
+  if (!headed) {
+    const Cell missing{file, first_line, 1, columns.front(), ""};
+    missing.reject("there is no header line");
+  }
 }
 
 std::string read_table_file(const std::filesystem::path& path, std::size_t most_bytes) {

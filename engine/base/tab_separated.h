@@ -36,9 +36,10 @@ struct Cell {
 std::size_t characters(std::string_view text);
 
 // Gives each row to `take`: as many cells as there are columns. `file` is what
-// complaints name. Throws TableError.
+// complaints name. `first_line` is the number of the content's first line, when it is
+// only a part of the file. Throws TableError.
 void read_rows(std::string_view content, const std::string& file, std::span<const std::string_view> columns,
-               const std::function<void(std::span<const Cell> cells)>& take);
+               const std::function<void(std::span<const Cell> cells)>& take, std::size_t first_line = 1);
 
 // The content of a file, or TableError when it cannot be read or has more bytes than that.
 std::string read_table_file(const std::filesystem::path& path,

@@ -1,5 +1,5 @@
-# cpack makes libpolaiga1, libpolaiga-dev, polaiga and polaiga-web, for the
-# architecture that was built for.
+# cpack makes libpolaiga1, libpolaiga-dev, polaiga, polaiga-web and polaiga-ipmi, for
+# the architecture that was built for.
 set(POLAIGA_MAINTAINER "polaiga maintainers <polaiga@localhost>" CACHE STRING "Who stands in the packages as maintainer")
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME polaiga)
@@ -12,6 +12,9 @@ if(TARGET polaiga_program)
 endif()
 if(TARGET polaiga_web_program)
   list(APPEND CPACK_COMPONENTS_ALL web)
+endif()
+if(TARGET polaiga_ipmi_program)
+  list(APPEND CPACK_COMPONENTS_ALL ipmi)
 endif()
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -48,6 +51,14 @@ set(CPACK_COMPONENT_WEB_DESCRIPTION
 set(CPACK_DEBIAN_WEB_PACKAGE_CONTROL_EXTRA
   ${CMAKE_CURRENT_SOURCE_DIR}/debian/web/postinst ${CMAKE_CURRENT_SOURCE_DIR}/debian/web/prerm
   ${CMAKE_CURRENT_SOURCE_DIR}/debian/web/postrm)
+
+set(CPACK_DEBIAN_IPMI_PACKAGE_NAME polaiga-ipmi)
+set(CPACK_DEBIAN_IPMI_PACKAGE_SECTION admin)
+set(CPACK_COMPONENT_IPMI_DESCRIPTION
+  "sensor events of servers with IPMI for the fault engine\nIt reads event logs and sensors of management controllers, of this server or\nover the network, and tells the engine what is wrong. It changes nothing there.\nThe binary is under GPL-3+ as a whole, because of FreeIPMI's library.")
+set(CPACK_DEBIAN_IPMI_PACKAGE_CONTROL_EXTRA
+  ${CMAKE_CURRENT_SOURCE_DIR}/debian/ipmi/postinst ${CMAKE_CURRENT_SOURCE_DIR}/debian/ipmi/prerm
+  ${CMAKE_CURRENT_SOURCE_DIR}/debian/ipmi/postrm)
 
 # Who links to the library depends on its package, and the loader's cache knows it.
 set(debian_control ${CMAKE_CURRENT_BINARY_DIR}/debian)

@@ -2,8 +2,8 @@
 # Makes the Debian packages of a build and installs them in a root of their own,
 # where the program must run: debian_test.sh SOURCE BUILD CPACK [EMULATOR...]
 # With an emulator the packages are those of another machine, so they are only unpacked. There the package polaiga is
-# expected only if the build was given the program's libraries (POLAIGA_SYSROOT). The package polaiga-web is expected
-# wherever the build was not told to leave it out (POLAIGA_WEB=OFF).
+# expected only if the build was given the program's libraries (POLAIGA_SYSROOT). The packages polaiga-web and
+# polaiga-ipmi are expected wherever the build was not told to leave them out (POLAIGA_WEB=OFF, POLAIGA_IPMI=OFF).
 set -euo pipefail
 source=$1 build=$2 cpack=$3 emulator=("${@:4}")
 work=$(mktemp -d)
@@ -25,11 +25,13 @@ cached() { sed -n "s/^$1:[A-Z]*=//p" "$build/CMakeCache.txt"; }
 sysroot=$(cached POLAIGA_SYSROOT)
 packages=(libpolaiga1 libpolaiga-dev)
 if [ ${#emulator[@]} -eq 0 ] || [ -n "$sysroot" ]; then packages+=(polaiga); fi
-if [ "$(cached POLAIGA_WEB)" != OFF ]; then
-  packages+=(polaiga-web)
-  grep -q '^set(CPACK_COMPONENTS_ALL "[^"]*;web[;"]' "$build/CPackConfig.cmake" ||
-    fail "the build left out polaiga-web because its libraries were not found; type: tools/setup live, or build with -DPOLAIGA_WEB=OFF"
-fi
+for name in web ipmi; do
+  if [ "$(cached "POLAIGA_${name^^}")" != OFF ]; then
+    packages+=("polaiga-$name")
+    grep -q "^set(CPACK_COMPONENTS_ALL \"[^\"]*;$name[;\"]" "$build/CPackConfig.cmake" ||
+      fail "the build left out polaiga-$name because its libraries were not found; type: tools/setup live, or build with -DPOLAIGA_${name^^}=OFF"
+  fi
+done
 has() { [[ " ${packages[*]} " == *" $1 "* ]]; }
 [ "$(find "$work" -maxdepth 1 -name '*.deb' | wc -l)" -eq ${#packages[@]} ] || fail "there are other packages: $(ls "$work")"
 files=()
@@ -55,6 +57,13 @@ if has polaiga-web; then
   needed+=(libcrypt1 libcurl4 libgnutls30 libmicrohttpd12 libprometheus-cpp-core1.0)
 fi
 
+if has polaiga-ipmi; then
+  names=$(depends polaiga-ipmi | names_of)
+  [ "$names" = 'libc6 libfreeipmi17 libgcc-s1 libnettle8 libpolaiga1 libsimdjson14 libsqlite3-0 libstdc++6 libsystemd0 polaiga zlib1g' ] || fail "polaiga-ipmi depends on $names"
+  [[ $(depends polaiga-ipmi) == *"polaiga (= $version)"* ]] || fail "polaiga-ipmi depends on $(depends polaiga-ipmi)"
+  needed+=(libfreeipmi17)
+fi
+
 if [ ${#emulator[@]} -gt 0 ]; then
   for file in "${files[@]}"; do dpkg-deb -x "$file" "$root"; done
 else
@@ -72,7 +81,7 @@ else
     status=$(dpkg-query --admindir="$root/var/lib/dpkg" -W -f '${db:Status-Status}' "$package")
     [ "$status" = installed ] || fail "$package is $status"
   done
-  for user in polaiga polaiga-web; do
+  for user in polaiga polaiga-web polaiga-ipmi; do
     ! has $user || grep -q "^$user:" "$root/etc/passwd" || fail "the user $user of the service was not made"
   done
 fi
@@ -84,7 +93,7 @@ for file in "${files[@]}"; do
   for document in copyright changelog.gz; do
     grep -q " ./usr/share/doc/$package/$document\$" <<<"$listing" || fail "$package has no $document"
   done
-  wrong=$(awk '$1 !~ /^(drwxr-xr-x|-rw-r--r--|lrwxrwxrwx)$/ && $6 !~ "^./usr/bin/polaiga(-web)?$" || $2 != "root/root"' <<<"$listing")
+  wrong=$(awk '$1 !~ /^(drwxr-xr-x|-rw-r--r--|lrwxrwxrwx)$/ && $6 !~ "^./usr/bin/polaiga(-web|-ipmi)?$" || $2 != "root/root"' <<<"$listing")
   [ -z "$wrong" ] || fail "$package: modes or owners: $wrong"
 done
 gzip -t "$root"/usr/share/man/man3/libpolaiga.3.gz
@@ -96,7 +105,7 @@ dpkg-deb --ctrl-tarfile "${files[0]}" | tar -xO ./triggers | grep -qx 'activate-
 libraries=$root/usr/lib/$triplet
 [ "$(readlink "$libraries/libpolaiga.so")" = libpolaiga.so.1 ] || fail "libpolaiga.so is no link to libpolaiga.so.1"
 binaries=("$libraries/libpolaiga.so.1")
-for name in polaiga polaiga-web; do if has $name; then binaries+=("$root/usr/bin/$name"); fi; done
+for name in polaiga polaiga-web polaiga-ipmi; do if has $name; then binaries+=("$root/usr/bin/$name"); fi; done
 for binary in "${binaries[@]}"; do
   [[ $(readelf -h "$binary") =~ Machine:\ +${machine:-.} ]] || fail "$binary is for another machine"
   ! readelf -S "$binary" | grep -q '\.symtab' || fail "$binary is not stripped"
@@ -149,6 +158,41 @@ grep -q '^550 events: 171 raised, 40 refreshed, 0 partly cleared, 119 cleared, 4
 [ "$(tail -n 1 "$work/answers")" = '{"seq":550}' ] || { tail -n 3 "$work/answers"; fail "the engine answers otherwise"; }
 codes=$("${run[@]}" active --ledger "$work/ledger.db" | grep -o ' F[0-9]* ' | xargs)
 [ "$codes" = 'F0424 F0371 F0184 F0395' ] || fail "active are $codes"
+
+if has polaiga-ipmi; then
+  gzip -t "$root"/usr/share/man/man1/polaiga-ipmi.1.gz
+  grep -q '^ExecStart=/usr/bin/polaiga run --ledger /var/lib/polaiga/%i/ledger.db ' "$units/polaiga@.service" ||
+    fail "the service of an engine of several runs $(grep ^ExecStart= "$units/polaiga@.service")"
+  for unit in polaiga-ipmi.service polaiga-ipmi@.service; do
+    grep -q '^ExecStart=/usr/bin/polaiga-ipmi ' "$units/$unit" || fail "$unit runs another program"
+  done
+  for file in lib/sysusers.d/polaiga-ipmi.conf lib/udev/rules.d/60-polaiga-ipmi.rules lib/modules-load.d/polaiga-ipmi.conf \
+    share/doc/polaiga/ipmi.md share/polaiga/ipmi/ipmi.tsv share/bash-completion/completions/polaiga-ipmi; do
+    [ -f "$root/usr/$file" ] || fail "polaiga-ipmi has no $file"
+  done
+  # The sources are under another licence than this binary.
+  grep -qx 'License: GPL-3+' "$root/usr/share/doc/polaiga-ipmi/copyright" || fail "polaiga-ipmi does not tell its licence"
+  for package in libpolaiga1 polaiga; do
+    ! grep -q GPL "$root/usr/share/doc/$package/copyright" || fail "$package tells another's licence"
+  done
+  ipmi=("${run[@]/%\/polaiga/\/polaiga-ipmi}")
+  version_of_ipmi=$("${ipmi[@]}" --version)
+  [[ $version_of_ipmi == "polaiga-ipmi $version"* ]] || fail "another polaiga-ipmi runs"
+  : >"$work/empty.sel"
+  "${ipmi[@]}" --sel "$work/empty.sel" --print >"$work/log" 2>&1 || { cat "$work/log"; fail "polaiga-ipmi does not run"; }
+  if [ ${#emulator[@]} -eq 0 ]; then
+    [ "$("${run[@]}" ipmi --version)" = "$version_of_ipmi" ] || fail "polaiga does not find polaiga-ipmi"
+    mkdir -p "$root"/var/lib/polaiga{,-ipmi}
+    : >"$root/var/lib/polaiga-ipmi/state"
+    : >"$root/var/lib/polaiga/ledger.db"
+    dpkg_in_root --remove polaiga-ipmi
+    [ -f "$root/var/lib/polaiga-ipmi/state" ] || fail "the removed polaiga-ipmi took its state away"
+    dpkg_in_root --purge polaiga-ipmi
+    left=$(find "$root" -path "$root/var/lib/dpkg" -prune -o -name '*polaiga-ipmi*' -print)
+    [ -z "$left" ] || fail "the purged polaiga-ipmi left $left"
+    [ -f "$root/var/lib/polaiga/ledger.db" ] || fail "the purged polaiga-ipmi took the ledger away"
+  fi
+fi
 
 if ! has polaiga-web; then
   echo "debian: passed ($architecture, without the web server)"

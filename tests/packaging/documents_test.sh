@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Every document tells the project's version, and the manual and the completion
-# tell the programs' options: documents_test.sh SOURCE PROGRAM [WEB]
-# Without WEB, the program polaiga-web, nothing of it is compared but the form of its manual.
+# tell the programs' options: documents_test.sh SOURCE PROGRAM [WEB [IPMI]]
+# Of WEB and IPMI, the programs polaiga-web and polaiga-ipmi, nothing is compared but the form of the manual, where they are
+# not given or empty.
 set -euo pipefail
-source=$1 program=$2 web=${3:-}
+source=$1 program=$2 web=${3:-} ipmi=${4:-}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 failed=0
@@ -17,9 +18,10 @@ same CONTRIBUTING.md "$(grep -c '^- \[[^ ]\]' "$source/CONTRIBUTING.md")" 0
 grep -q '^- \[ \]' "$source/CONTRIBUTING.md" || { echo "CONTRIBUTING.md is no tick-list"; failed=1; }
 
 # The manual names the places that the service uses.
+sed 's/@instance@//g' "$source/packaging/systemd/polaiga.service.in" >"$work/polaiga.service"
 for place in /run/polaiga/events.sock /run/polaiga/control.sock /etc/default/polaiga polaiga-operators; do
-  for document in man/polaiga.1 systemd/polaiga.service.in; do
-    grep -qF "$place" "$source/packaging/$document" || { echo "$document does not tell of $place"; failed=1; }
+  for document in "$source/packaging/man/polaiga.1" "$work/polaiga.service"; do
+    grep -qF "$place" "$document" || { echo "$(basename "$document") does not tell of $place"; failed=1; }
   done
 done
 
@@ -119,10 +121,53 @@ if [ -n "$web" ]; then
   done
 fi
 
+# The same of the source that reads IPMI.
+if [ -n "$ipmi" ]; then
+  documents+=(docs/ipmi.md)
+  manual=$source/packaging/man/polaiga-ipmi.1
+  source "$source/packaging/bash-completion/polaiga-ipmi"
+  complete_ipmi() {
+    COMP_WORDS=(polaiga-ipmi "$@") COMP_CWORD=$# COMPREPLY=()
+    _polaiga_ipmi
+    printf '%s\n' "${COMPREPLY[@]}" | LC_ALL=C sort
+  }
+  ipmi_options=$("$ipmi" --help | options_in_help)
+  same 'polaiga ipmi --help' "$("$program" ipmi --help)" "$("$ipmi" --help)"
+  same 'words of polaiga-ipmi' "$(complete_ipmi '' | xargs)" "$(xargs <<<"$ipmi_options")"
+  same 'words of polaiga ipmi' "$(complete_words ipmi '' | xargs)" "$(xargs <<<"$ipmi_options")"
+  same '--cipher' "$(complete_ipmi --cipher '' | xargs)" '17 3'
+  same '--sel' "$(complete_ipmi --sel "$source/packag")" "$source/packaging"
+  same 'options of polaiga-ipmi.1' "$(sed -n 's/^\.It Fl Fl \([a-z0-9-]*\).*/--\1/p' "$manual" | LC_ALL=C sort -u | xargs)" "$(xargs <<<"$ipmi_options")"
+  same 'synopsis of polaiga-ipmi' \
+    "$({ sed -n '/^\.Sh SYNOPSIS/,/^\.Sh DESCRIPTION/p' "$manual" | options_in_manual; } | LC_ALL=C sort -u | xargs)" "$(xargs <<<"$ipmi_options")"
+  for option in $ipmi_options; do
+    [[ $option =~ ^--(help|version)$ ]] || grep -Eq -- "$option([^a-z0-9-]|\$)" "$source/docs/ipmi.md" || { echo "docs/ipmi.md does not tell of $option"; failed=1; }
+  done
+  [[ $("$ipmi" --version) == *"General Public License, version 3"* ]] || { echo "polaiga-ipmi --version does not tell the licence"; failed=1; }
+  # The places that its services use.
+  for place in /etc/default/polaiga-ipmi POLAIGA_IPMI_OPTIONS /dev/ipmi0; do
+    for document in packaging/man/polaiga-ipmi.1 packaging/systemd/polaiga-ipmi.service.in docs/ipmi.md; do
+      grep -qF "$place" "$source/$document" || { echo "$document does not tell of $place"; failed=1; }
+    done
+  done
+  for document in packaging/man/polaiga-ipmi.1 packaging/systemd/polaiga-ipmi@.service.in docs/ipmi.md; do
+    grep -qF /etc/polaiga/ipmi "$source/$document" || { echo "$document does not tell of /etc/polaiga/ipmi"; failed=1; }
+  done
+  # The tests that its document names are there.
+  for test in $(grep -o '`ipmi/[a-z_/]*\(\.test_[a-z0-9_]*\)\?`' "$source/docs/ipmi.md" | tr -d '`'); do
+    name=${test#*.test_} file=$source/tests/sources/${test%%.*}_test
+    if [ "$name" = "$test" ]; then
+      [ -f "$file.py" ] || [ -f "$file.cpp" ] || { echo "docs/ipmi.md names $test"; failed=1; }
+    else
+      grep -q "def test_$name(" "$file.py" || { echo "docs/ipmi.md names $test"; failed=1; }
+    fi
+  done
+fi
+
 # Options and files that the documents name are there.
 {
   for command in '' $commands; do options_of $command; done
-  printf '%s\n' ${web_options:-} ${passwd_options:-}
+  printf '%s\n' ${web_options:-} ${passwd_options:-} ${ipmi_options:-}
 } | LC_ALL=C sort -u >"$work/options"
 for document in "${documents[@]}"; do
   for option in $(grep -o '`--[a-z0-9-]*' "$source/$document" | tr -d '`'); do

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Installs the tree in a directory of its own, moves that elsewhere, and builds
-# consumers with CMake and pkg-config: install_test.sh SOURCE BUILD LIBDIR CMAKE COMPILER [WEB]
-# WEB is the program polaiga-web, where it was built.
+# consumers with CMake and pkg-config: install_test.sh SOURCE BUILD LIBDIR CMAKE COMPILER [WEB [IPMI]]
+# WEB and IPMI are the programs polaiga-web and polaiga-ipmi, where they were built.
 set -euo pipefail
-source=$1 build=$2 libdir=$3 cmake=$4 compiler=$5 web=${6:-}
+source=$1 build=$2 libdir=$3 cmake=$4 compiler=$5 web=${6:-} ipmi=${7:-}
 here=$(dirname "$0")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -16,17 +16,27 @@ runs() {
 }
 runs polaiga.service "^ExecStart=$work/installed/bin/polaiga run "
 if [ -n "$web" ]; then runs polaiga-web.service "^  exec $work/installed/bin/polaiga-web "; fi
+if [ -n "$ipmi" ]; then
+  for unit in polaiga-ipmi.service polaiga-ipmi@.service; do
+    runs $unit "^ExecStart=$work/installed/bin/polaiga-ipmi "
+  done
+  runs polaiga@.service "^ExecStart=$work/installed/bin/polaiga run --ledger /var/lib/polaiga/%i/ledger.db "
+fi
 mv "$work/installed" "$work/moved elsewhere"
 prefix="$work/moved elsewhere"
 
 # Everything is installed, and nothing else. All of docs/ is, but the web server's page and its pictures only where the
-# web server is.
+# web server is, and the page of IPMI only where polaiga-ipmi is.
 {
   sed "s|@LIBDIR@|$libdir|" "$here/installed.txt"
-  (cd "$source/docs" && find . -type f ! -name web.md ! -name page.png ! -name timeline.png -printf 'share/doc/polaiga/%P\n')
+  (cd "$source/docs" && find . -type f ! -name web.md ! -name page.png ! -name timeline.png ! -name ipmi.md -printf 'share/doc/polaiga/%P\n')
   if [ -n "$web" ]; then
     cat "$here/installed_web.txt"
     printf 'share/doc/polaiga/%s\n' web.md page.png timeline.png
+  fi
+  if [ -n "$ipmi" ]; then
+    cat "$here/installed_ipmi.txt"
+    echo share/doc/polaiga/ipmi.md
   fi
 } | LC_ALL=C sort >"$work/expected"
 (cd "$prefix" && find . \( -type f -o -type l \) -printf '%P\n') | LC_ALL=C sort |
@@ -66,5 +76,13 @@ if [ -n "$web" ]; then
   # So does the web server, also as a command of the program.
   [ "$(env -u LD_LIBRARY_PATH "$prefix/bin/polaiga" web --version)" = "polaiga-web $version" ] ||
     { echo "the installed web server does not run"; exit 1; }
+fi
+if [ -n "$ipmi" ]; then
+  # And this one finds its mapping there.
+  [[ $(env -u LD_LIBRARY_PATH "$prefix/bin/polaiga" ipmi --version) == "polaiga-ipmi $version"* ]] ||
+    { echo "the installed polaiga-ipmi does not run"; exit 1; }
+  : >"$work/empty.sel"
+  env -u LD_LIBRARY_PATH "$prefix/bin/polaiga-ipmi" --sel "$work/empty.sel" --print >"$work/log" 2>&1 ||
+    { cat "$work/log"; exit 1; }
 fi
 echo "install: passed"

@@ -9,7 +9,7 @@ verify() { systemd-analyze verify --man=no --generators=no --recursive-errors=no
 verify_unit() {
   local complaints
   # These words alone are taken out, and not their lines, which may have such a place, too.
-  ! sed 's/@system-service//g; s/@privileged//g; s/@resources//g; s/"$$@"//g' "$1" | grep -n '@' ||
+  ! sed 's/@system-service//g; s/@privileged//g; s/@resources//g; s/"$$@"//g; s/polaiga@%i\.service//g' "$1" | grep -n '@' ||
     fail "$1 has places that nothing fills"
   complaints=$(verify "$1") || fail "systemd-analyze verify: $complaints"
   [ -z "$complaints" ] || fail "systemd-analyze verify: $complaints"
@@ -37,4 +37,13 @@ has_lines() {
   while read -r line; do
     grep -qxF "$line" "$1" || fail "the unit has no line $line"
   done
+}
+
+# engine_unit SOURCE DIRECTORY OPTIONS TEMPLATE: the engine's unit with the program in this directory and these options, or,
+# if TEMPLATE is yes, the template for one of several servers. packaging/systemd/instance.cmake fills in the same.
+engine_unit() {
+  local named='' instance='' directory=''
+  if [ "$4" = yes ]; then named=' %i' instance=/%i directory=' polaiga/%i'; fi
+  sed -e "s|@bindir@|$2|" -e "s|@unit_options@|$3|" -e "s|@named@|$named|" -e "s|@instance@|$instance|g" \
+    -e "s|@directory@|$directory|" "$1/packaging/systemd/polaiga.service.in"
 }

@@ -11,7 +11,7 @@ unit=$work/polaiga.service
 # The options that the unit for controllers gives the program.
 options=$(sed -n 's/^    set(unit_options "\(.*\)")$/\1/p' "$source/packaging/CMakeLists.txt")
 [ -n "$options" ] || fail "packaging/CMakeLists.txt has no options for the unit of controllers"
-sed -e "s|@bindir@|$directory|" -e "s|@unit_options@|$options|" "$source/packaging/systemd/polaiga.service.in" >"$unit"
+engine_unit "$source" "$directory" "$options" no >"$unit"
 verify_unit "$unit" PrivateNetwork=yes
 
 # What the service could do is this, and nothing else that systemd knows of: it lives in the system's own
@@ -38,6 +38,7 @@ StateDirectory=polaiga
 StateDirectoryMode=0750
 RuntimeDirectory=polaiga
 RuntimeDirectoryMode=0711
+RuntimeDirectoryPreserve=yes
 UMask=0027
 MemoryMax=128M
 TasksMax=8
@@ -45,6 +46,10 @@ LimitNOFILE=256
 PrivateIPC=yes
 SystemCallErrorNumber=EPERM
 END
+# It uses the places that its documents name.
+for option in --ledger=/var/lib/polaiga/ledger.db --socket=/run/polaiga/events.sock --control=/run/polaiga/control.sock; do
+  grep -q "^ExecStart=.* ${option/=/ } " "$unit" || fail "the unit has no $option"
+done
 # The group of those who act on alarms is made, is the service's own, and gets the control socket.
 grep -qxF 'g polaiga-operators -' "$source/packaging/systemd/polaiga.conf" || fail "polaiga.conf does not make the group of the operators"
 grep -q '^ExecStart=.* --control-group polaiga-operators ' "$unit" || fail "the unit does not give the control socket to the operators"

@@ -30,9 +30,11 @@ grep -q '^option(POLAIGA_TIME64 .* ON)$' "$source/CMakeLists.txt" || fail "the b
 for asked in 'find_package(CLI11 ' 'find_package(nlohmann_json ' 'find_package(simdjson ' 'find_package(SQLite3 ' 'find_package(ZLIB ' 'pkg_check_modules(NETTLE QUIET IMPORTED_TARGET nettle)' 'pkg_check_modules(SYSTEMD QUIET IMPORTED_TARGET libsystemd)'; do
   grep -qF "$asked" "$source/CMakeLists.txt" || fail "the build does not ask with $asked"
 done
-# The web server is left out by an option that the build knows.
-[[ " $(value EXTRA_OECMAKE) " == *' -DPOLAIGA_WEB=OFF '* ]] || fail "EXTRA_OECMAKE: $(value EXTRA_OECMAKE), without POLAIGA_WEB=OFF"
-grep -q '^option(POLAIGA_WEB ' "$source/CMakeLists.txt" || fail "the build knows no POLAIGA_WEB"
+# The web server and the source that reads IPMI are left out by options that the build knows.
+for option in POLAIGA_WEB POLAIGA_IPMI; do
+  [[ " $(value EXTRA_OECMAKE) " == *" -D$option=OFF "* ]] || fail "EXTRA_OECMAKE: $(value EXTRA_OECMAKE), without $option=OFF"
+  grep -q "^option($option " "$source/CMakeLists.txt" || fail "the build knows no $option"
+done
 # The unit goes where the system keeps its units, and its user is made.
 value EXTRA_OECMAKE | grep -q -- '-DPOLAIGA_UNIT_DIR=${systemd_system_unitdir}$' || fail "EXTRA_OECMAKE: $(value EXTRA_OECMAKE)"
 grep -q '^set(POLAIGA_UNIT_DIR ' "$source/packaging/CMakeLists.txt" || fail "the build knows no POLAIGA_UNIT_DIR"

@@ -26,7 +26,9 @@ struct LogInfo {
 };
 
 struct LogEntry {
-  std::uint16_t next_id = 0;  // of the record that follows; kLastRecord: there is none
+  // Of the record that follows, as the controller says; kLastRecord: there is none, or it would be this one. Nothing
+  // hinders a controller from a chain that comes back to an earlier record.
+  std::uint16_t next_id = 0;
   SelRecord record;
 };
 
@@ -49,14 +51,15 @@ class Controller {
   // The session must outlive this.
   explicit Controller(Session& session) : session_(session) {}
 
-  // All throw ControllerGone, also when the answer makes no sense.
+  // All throw ControllerGone, also when the answer makes no sense, and ControllerRefuses when this user may not ask.
   LogInfo log_info();
   // Nothing: there is no record of that id. kFirstRecord and kLastRecord name the first and the last one.
   std::optional<LogEntry> log_entry(std::uint16_t id);
   RepositoryInfo repository_info();
-  // Reads the whole repository. `complain` is told of each record that cannot be understood, which is left out.
+  // Reads the whole repository, or the controller's own records where it has none. No two sensors have one key.
+  // `complain` is told of each record that cannot be understood, which is left out.
   std::vector<Sensor> sensors(const std::function<void(const std::string&)>& complain);
-  // Nothing: the sensor cannot be read now, or not at all.
+  // Nothing: the sensor cannot be read now, or not at all. Only the controller's own sensors (owner 20h, LUN 0) can be.
   std::optional<SensorState> state(const Sensor& sensor);
   // Nothing: the controller has none.
   std::optional<Guid> guid();

@@ -1,29 +1,39 @@
 #include "mapping/ladder.h"
 
+#include <algorithm>
 #include <cstddef>
 
 namespace polaiga::ipmi {
 namespace {
 
-bool is_on(const Rung& rung, const Bits& bits) {
-  const bool is_set = ((static_cast<unsigned>(bits.asserted) >> rung.offset) & 1U) != 0;
-  if (is_set != rung.is_bad_when_set) return false;
-  return !rung.event_data_3 || rung.event_data_3 == bits.event_data_3;
+bool holds(const Condition& condition, const Bits& bits) {
+  const unsigned bit = 1U << condition.offset;
+  if ((bits.known & bit) == 0) return false;
+  if (((bits.asserted & bit) != 0) != condition.is_bad_when_set) return false;
+  return !condition.event_data_3 || condition.event_data_3 == bits.event_data_3;
 }
 
 }  // namespace
 
 int Ladder::level(const Bits& bits) const {
+  const auto is_on = [&bits](const Rung& rung) {
+    return std::ranges::any_of(rung.when, [&bits](const Condition& condition) { return holds(condition, bits); });
+  };
   int level = static_cast<int>(rungs.size());
-  while (level > 0 && !is_on(rungs[static_cast<std::size_t>(level) - 1], bits)) --level;
+  while (level > 0 && !is_on(rungs[static_cast<std::size_t>(level) - 1])) --level;
   return level;
 }
 
 std::vector<Step> Ladder::steps(int from, int to) const {
   std::vector<Step> steps;
+  const auto rung = [this](int level) -> const Rung& { return rungs[static_cast<std::size_t>(level) - 1]; };
   const auto add = [&steps](const std::vector<Step>& some) { steps.insert(steps.end(), some.begin(), some.end()); };
-  for (; from < to; ++from) add(rungs[static_cast<std::size_t>(from)].up);
-  for (; from > to; --from) add(rungs[static_cast<std::size_t>(from) - 1].down);
+  if (is_choice && from != to) {
+    add(to == 0 ? rung(from).down : rung(to).up);
+    return steps;
+  }
+  for (; from < to; ++from) add(rung(from + 1).up);
+  for (; from > to; --from) add(rung(from).down);
   return steps;
 }
 

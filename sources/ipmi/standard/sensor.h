@@ -16,7 +16,7 @@ struct SensorKey {
   std::uint8_t lun = 0;     // 0 to 3
   std::uint8_t number = 0;  // of the sensor
 
-  auto operator<=>(const SensorKey&) const = default;
+  auto operator<=>(const SensorKey&) const = default;  // NOLINT(modernize-use-nullptr): no pointer is meant
 };
 
 // Event/reading types (IPMI 2.0, table 42-1) that the program knows by name.

@@ -44,6 +44,23 @@ TEST(TabSeparated, Complaints) {
   EXPECT_EQ(read("name\tvalue\n\na\n"), "f.tsv:3:2: value: the line has 1 of 2 columns");
 }
 
+TEST(TabSeparated, PartOfAFile) {
+  std::size_t line = 0;
+  const auto take = [&line](std::span<const Cell> cells) { line = cells[0].line; };
+  read_rows("name\tvalue\n\na\t1\n", "f.tsv", kColumns, take, 7);
+  EXPECT_EQ(line, 9U);
+  const auto complaint = [&take](const std::string& content) {
+    try {
+      read_rows(content, "f.tsv", kColumns, take, 7);
+    } catch (const TableError& error) {
+      return std::string(error.what());
+    }
+    return std::string("none");
+  };
+  EXPECT_EQ(complaint("name\tvalue\na\n"), "f.tsv:8:2: value: the line has 1 of 2 columns");
+  EXPECT_EQ(complaint("\n"), "f.tsv:7:1: name: there is no header line");
+}
+
 TEST(TabSeparated, Files) {
   const test::TempDir dir;
   dir.write("f.tsv", std::string(10'000, 'x'));

@@ -26,8 +26,8 @@ PACKAGECONFIG[program] = "-DCMAKE_DISABLE_FIND_PACKAGE_CLI11=OFF,-DCMAKE_DISABLE
 PACKAGECONFIG[time64] = "-DPOLAIGA_TIME64=ON,-DPOLAIGA_TIME64=OFF"
 
 # The web server is left out, whatever libraries the image has: it needs five more of them, and nobody has tried it on a
-# controller.
-EXTRA_OECMAKE = "-DCMAKE_SKIP_INSTALL_RPATH=ON -DPOLAIGA_WEB=OFF -DPOLAIGA_UNIT_DIR=${systemd_system_unitdir}"
+# controller. So is the source that reads IPMI, which asks controllers and does not run on one.
+EXTRA_OECMAKE = "-DCMAKE_SKIP_INSTALL_RPATH=ON -DPOLAIGA_WEB=OFF -DPOLAIGA_IPMI=OFF -DPOLAIGA_UNIT_DIR=${systemd_system_unitdir}"
 
 SYSTEMD_PACKAGES = "${@bb.utils.contains('PACKAGECONFIG', 'program', '${PN}', '', d)}"
 SYSTEMD_SERVICE:${PN} = "polaiga.service"

@@ -1,0 +1,27 @@
+// Where events go.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <deque>
+#include <optional>
+#include <string>
+
+namespace polaiga::ipmi {
+
+class EventSink {
+ public:
+  virtual ~EventSink() = default;
+
+  // Sends on, and never waits. `lines` are all events that are not acknowledged, in order; only the first `sendable`
+  // of them may be sent. Returns how many of the first are done with since the last call: the caller drops these.
+  virtual std::size_t deliver(const std::deque<std::string>& lines, std::size_t sendable) = 0;
+
+  // What to poll, and for what, before deliver() is called again; -1: nothing.
+  virtual int fd() const { return -1; }
+  virtual short poll_events() const { return 0; }
+  // After which time deliver() should be called in any case; nothing: no need.
+  virtual std::optional<std::chrono::milliseconds> until_next() const { return std::nullopt; }
+};
+
+}  // namespace polaiga::ipmi

@@ -1,0 +1,16 @@
+#include "standard/hexadecimal.h"
+
+#include <gtest/gtest.h>
+
+namespace polaiga::ipmi {
+namespace {
+
+TEST(Hexadecimal, HasAllDigitsOfItsNumber) {
+  EXPECT_EQ(hex(std::uint8_t{0x00}), "00h");
+  EXPECT_EQ(hex(std::uint8_t{0xC5}), "C5h");
+  EXPECT_EQ(hex(std::uint16_t{0x000A}), "000Ah");
+  EXPECT_EQ(hex(std::uint16_t{0xFEDC}), "FEDCh");
+}
+
+}  // namespace
+}  // namespace polaiga::ipmi

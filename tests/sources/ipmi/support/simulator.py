@@ -1,0 +1,218 @@
+"""A simulated controller: OpenIPMI's ipmi_sim with the board of board.py, at a free port of loopback."""
+import atexit
+import os
+import re
+import shutil
+import signal
+import socket
+import subprocess
+import tempfile
+import time
+
+from board import BOARD, CONTROLLER, emulator_commands, sdr_source
+
+PATIENCE = 60  # seconds, for what must come
+USER, PASSWORD = "watcher", "not-a-secret"  # reads, and no more
+ADMINISTRATOR = "keeper"  # of the same password
+GUID = "a123456789abcdefa123456789abcdef"
+# Get Channel Authentication Capabilities, which is answered without a session.
+IS_THERE = bytes.fromhex("0600ff07 000000000000000000 09 2018c8 810038 8e04b5")
+
+
+def until(what, condition, patience=PATIENCE):
+    end = time.monotonic() + patience
+    while time.monotonic() < end:
+        value = condition()
+        if value:
+            return value
+        time.sleep(0.02)
+    raise AssertionError("it did not come about: " + what)
+
+
+def free_port(kind):
+    with socket.socket(socket.AF_INET, kind) as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+class Console:
+    """The console of a simulator, which sets its sensors."""
+
+    def __init__(self, port, sensors=BOARD):
+        self.numbers = {sensor.name: sensor.number for sensor in sensors}
+        self.connection = socket.create_connection(("127.0.0.1", port), timeout=PATIENCE)
+        self.read_prompt()
+
+    def read_prompt(self):
+        text = b""
+        while not text.endswith(b"> "):
+            some = self.connection.recv(4096)
+            assert some, "the simulator has closed its console"
+            text += some
+        return text.decode("latin-1")
+
+    def command(self, text):
+        self.connection.sendall(text.encode() + b"\n")
+        answer = self.read_prompt()
+        assert "**" not in answer, answer
+
+    def set_value(self, name, value, event=True):
+        self.command(f"sensor_set_value {CONTROLLER:#x} 0 {self.numbers[name]} {value:#x} {int(event)}")
+
+    def set_bit(self, name, bit, value, event=True):
+        self.command(f"sensor_set_bit {CONTROLLER:#x} 0 {self.numbers[name]} {bit} {int(value)} {int(event)}")
+
+    def close(self):
+        self.connection.close()
+
+
+class Simulator:
+    """`log_entries` is how many records fit into its log, `log` are records of 16 bytes that it begins with."""
+
+    def __init__(self, log_entries=1000, log=(), guid=GUID, sensors=BOARD, port=None):
+        self.place = tempfile.mkdtemp(prefix="ipmi-sim.")
+        atexit.register(self.close)
+        self.port, self.console_port = port or free_port(socket.SOCK_DGRAM), free_port(socket.SOCK_STREAM)
+        self.target = f"127.0.0.1:{self.port}"
+        self.sensors = {sensor.name: sensor for sensor in sensors}
+        self.process = self.console = None
+        self.kept = self.file("state/ipmi_sim/board/")
+        os.makedirs(self.kept)
+        self.write("lan.conf", f"""name "board"
+set_working_mc {CONTROLLER:#x}
+  startlan 1
+    addr 127.0.0.1 {self.port}
+    priv_limit admin
+    allowed_auths_user md5
+    allowed_auths_admin md5
+    guid {guid}
+  endlan
+  user 2 true "{USER}" "{PASSWORD}" user 10 md5
+  user 3 true "{ADMINISTRATOR}" "{PASSWORD}" admin 10 md5
+  console 127.0.0.1 {self.console_port}
+""")
+        self.write("board.sdrs", sdr_source(sensors))
+        self.write("board.emu", emulator_commands(log_entries, sensors))
+        subprocess.run(["sdrcomp", "-8", "-o", self.kept + f"sdr.{CONTROLLER:x}.main", self.file("board.sdrs")],
+                       check=True, timeout=PATIENCE)
+        if log:
+            self.write_log(log)
+        self.start()
+
+    def file(self, name):
+        return os.path.join(self.place, name)
+
+    def write(self, name, text):
+        with open(self.file(name), "w", encoding="ascii") as file:
+            file.write(text)
+
+    def write_log(self, records):
+        """As the simulator keeps it, the latest first."""
+        def escaped(record):
+            return "".join(f"\\{byte:02x}" for byte in record)
+        lines = [f"{int.from_bytes(record[:2], 'little')}:d:{escaped(record)}" for record in reversed(records)]
+        self.write(self.kept + f"sel.{CONTROLLER:x}", "\n".join([*lines, "last_erase_time:i:0", "last_add_time:i:1"]) + "\n")
+
+    def start(self):
+        """All sensors are healthy then; the log is what it was."""
+        assert self.process is None
+        with open(self.file("said"), "ab") as said:
+            # A console client that goes early would end it by SIGPIPE. Python ignores that signal, and passes it on.
+            self.process = subprocess.Popen(
+                ["ipmi_sim", "-n", "-c", self.file("lan.conf"), "-f", self.file("board.emu"), "-s", self.file("state")],
+                stdin=subprocess.DEVNULL, stdout=said, stderr=said, restore_signals=False)
+        self.asserted = {sensor.name: sensor.healthy for sensor in self.sensors.values()}
+        until("the simulator has a console", self.connect)
+        until("the simulator answers", self.is_there)
+
+    def connect(self):
+        assert self.process.poll() is None, "the simulator has ended: " + self.said()
+        try:
+            self.console = Console(self.console_port, self.sensors.values())
+        except OSError:
+            return False
+        return True
+
+    def said(self):
+        with open(self.file("said"), encoding="utf-8", errors="replace") as file:
+            return file.read()
+
+    def is_there(self):
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
+            probe.settimeout(0.2)
+            try:
+                probe.connect(("127.0.0.1", self.port))
+                probe.send(IS_THERE)
+                return bool(probe.recv(512))
+            except OSError:
+                return False
+
+    def set_value(self, name, value, event=True):
+        """Sets a raw reading. Without `event` the log does not tell of it."""
+        self.asserted[name] = value
+        self.console.set_value(name, value, event)
+
+    def set_bits(self, name, bits, event=True):
+        """The bits that are set from now on, and no others; those that were set are taken back last."""
+        before, self.asserted[name] = self.asserted[name], frozenset(bits)
+        for bit in sorted(self.asserted[name] - before):
+            self.console.set_bit(name, bit, True, event)
+        for bit in sorted(before - self.asserted[name]):
+            self.console.set_bit(name, bit, False, event)
+
+    def set(self, name, to, event=True):
+        if self.sensors[name].is_threshold:
+            self.set_value(name, to, event)
+        else:
+            self.set_bits(name, to, event)
+
+    def heal(self, name, event=True):
+        self.set(name, self.sensors[name].healthy, event)
+
+    def heal_all(self):
+        for name in self.sensors:
+            if self.asserted[name] != self.sensors[name].healthy:
+                self.heal(name)
+
+    def faults(self):
+        """The faults that the board stands for now."""
+        return set().union(*(faults for name, sensor in self.sensors.items() for ladder in sensor.ladders
+                             for to, faults in ladder if to == self.asserted[name]))
+
+    def ipmitool(self, *arguments, user=ADMINISTRATOR):
+        done = subprocess.run(
+            ["ipmitool", "-I", "lanplus", "-C", "3", "-H", "127.0.0.1", "-p", str(self.port), "-U", user, "-P", PASSWORD,
+             *arguments], capture_output=True, text=True, timeout=PATIENCE)
+        assert done.returncode == 0, (arguments, done.stdout, done.stderr)
+        return done.stdout
+
+    def add_entry(self, record):
+        """Adds a record of 16 bytes to the log, from outside; its id becomes the log's own."""
+        self.ipmitool("raw", "0x0a", "0x44", *(f"{byte:#04x}" for byte in record))
+
+    def add_event(self, number, sensor_type, event, data, time=0):
+        """Adds a record of an event; `event` is direction and type, `data` three bytes."""
+        self.add_entry(bytes([0, 0, 2, *time.to_bytes(4, "little"), CONTROLLER, 0, 4, sensor_type, number, event, *data]))
+
+    def clear_log(self):
+        self.ipmitool("sel", "clear")
+
+    def log_entries(self):
+        return int(re.search(r"Entries +: (\d+)", self.ipmitool("sel", "info"))[1])
+
+    def kill(self):
+        """As when the controller loses its power. Its log is kept."""
+        self.stop(signal.SIGKILL)
+
+    def stop(self, how=signal.SIGTERM):
+        if self.process is not None:
+            self.process.send_signal(how)
+            self.process.wait(PATIENCE)
+            self.process = None
+        if self.console is not None:
+            self.console.close()
+            self.console = None
+
+    def close(self):
+        self.stop()
+        shutil.rmtree(self.place, ignore_errors=True)

@@ -1,0 +1,200 @@
+"""What the system tests share: a simulated server, an engine and polaiga-ipmi between them, as their users start them."""
+import atexit
+import contextlib
+import os
+import shutil
+import signal
+import sqlite3
+import subprocess
+import sys
+import tempfile
+import threading
+import unittest
+
+from simulator import PASSWORD, PATIENCE, USER, Simulator, until
+
+POLAIGA, POLAIGA_IPMI = "", ""  # the programs, which main() is told
+FOREIGN = "opensesspriv"  # the workaround that the simulator needs
+signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
+
+
+def run(*command, text="", status=0, **more):
+    """Standard output and standard error of a command."""
+    done = subprocess.run(command, input=text, capture_output=True, text=True, timeout=PATIENCE, **more)
+    assert done.returncode == status, (command, done.returncode, done.stdout, done.stderr)
+    return done.stdout, done.stderr
+
+
+class Process:
+    """A program whose messages are kept in `said`."""
+
+    def __init__(self, *command, **more):
+        # Standard output does not matter to those who keep running.
+        self.process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                                        stderr=subprocess.PIPE, text=True, **more)
+        self.said = []
+        self.reader = threading.Thread(target=lambda: self.said.extend(self.process.stderr), daemon=True)
+        self.reader.start()
+
+    def text(self):
+        return "".join(list(self.said))
+
+    def wait_for(self, words):
+        until(f"'{words}' is said", lambda: words in self.text() or self.has_ended())
+        assert words in self.text(), self.text()
+
+    def has_ended(self):
+        return self.process.poll() is not None
+
+    def wait(self):
+        """The status with which it ends by itself."""
+        status = self.process.wait(PATIENCE)
+        self.reader.join()
+        self.process.stderr.close()
+        return status
+
+    def end(self, how=signal.SIGTERM):
+        if self.process.poll() is None:
+            self.process.send_signal(how)
+        return self.wait()
+
+    def kill(self):
+        self.end(signal.SIGKILL)
+
+
+class System:
+    """A directory with an engine in it, and a simulated server. They are started with it, polaiga-ipmi is not."""
+
+    def __init__(self, simulator=None, **more):
+        self.place = tempfile.mkdtemp(prefix="ipmi.")
+        atexit.register(self.close)
+        self.ledger, self.socket = self.file("ledger.db"), self.file("events.sock")
+        self.state = self.file("state")
+        self.password_file = self.write("password", PASSWORD + "\n")
+        self.engine = self.adapter = None
+        self.simulator = simulator or Simulator(**more)
+        self.start_engine()
+
+    def file(self, name):
+        return os.path.join(self.place, name)
+
+    def write(self, name, text, mode=0o600):
+        path = self.file(name)
+        with open(path, "w", encoding="utf-8") as file:
+            file.write(text)
+        os.chmod(path, mode)
+        return path
+
+    def start_engine(self):
+        self.engine = Process(POLAIGA, "run", "--ledger", self.ledger, "--socket", self.socket)
+        self.engine.wait_for("ready: ")
+
+    def controller_options(self):
+        return ["--target", self.simulator.target, "--user", USER, "--password-file", self.password_file, "--cipher", "3",
+                "--workaround", FOREIGN]
+
+    def options(self):
+        return [*self.controller_options(), "--socket", self.socket, "--state", self.state]
+
+    def start_adapter(self, *arguments):
+        self.adapter = Process(POLAIGA_IPMI, *self.options(), *arguments)
+
+    def follow(self, *arguments):
+        """Starts it, and waits until it knows where the log ends."""
+        self.start_adapter(*arguments)
+        until("the log is followed", lambda: os.path.exists(self.state) or self.adapter.has_ended())
+        assert not self.adapter.has_ended(), self.adapter.text()
+
+    def restart_adapter(self, *arguments):
+        self.adapter.kill()
+        self.start_adapter(*arguments)
+
+    def once(self, *arguments, status=0):
+        """What polaiga-ipmi says when it looks once."""
+        return run(POLAIGA_IPMI, *self.options(), "--once", *arguments, status=status)[1]
+
+    def ask(self, question):
+        """The first column of what the ledger answers."""
+        with contextlib.closing(sqlite3.connect(f"file:{self.ledger}?mode=ro", uri=True, timeout=PATIENCE)) as ledger:
+            return [row[0] for row in ledger.execute(question)]
+
+    def faults(self):
+        """The faults that are active."""
+        return set(self.ask("SELECT fault_dn FROM faults WHERE ended IS NULL"))
+
+    def ids(self):
+        """The ids of all events."""
+        return self.ask("SELECT id FROM inputs ORDER BY seq")
+
+    def wait_for(self, faults, patience=PATIENCE):
+        """Until these faults are active, and no others."""
+        faults = set(faults)
+        try:
+            until("the faults are as they should be", lambda: self.faults() == faults, patience)
+        except AssertionError:
+            raise AssertionError(f"active but should not be: {sorted(self.faults() - faults)}; should be, but are not: "
+                                 f"{sorted(faults - self.faults())}; {self.adapter.text() if self.adapter else ''}") from None
+
+    def wait_for_truth(self, patience=PATIENCE):
+        """Until the alarms are what the board stands for."""
+        self.wait_for(self.simulator.faults(), patience)
+
+    def close(self):
+        for process in (self.adapter, self.engine):
+            if process is not None and not process.has_ended():
+                process.kill()
+        self.simulator.close()
+        shutil.rmtree(self.place, ignore_errors=True)
+
+
+FULL = "No space left on device"
+
+
+class SmallDisk:
+    """A disk that is soon full, where this process and its children alone see it; see in_own_mounts()."""
+
+    def __init__(self, path, size="256k"):
+        self.path = path
+        os.mkdir(path)
+        run("mount", "-t", "tmpfs", "-o", "size=" + size, "none", path)
+
+    def file(self, name):
+        return os.path.join(self.path, name)
+
+    def fill(self):
+        with open(self.file("filler"), "ab", buffering=0) as filler:
+            try:
+                while filler.write(b"x" * 4096) > 0:
+                    pass
+            except OSError as error:
+                assert FULL in str(error), error
+
+    def make_room(self):
+        os.remove(self.file("filler"))
+
+    def close(self):
+        run("umount", "--lazy", self.path)
+
+
+def in_own_mounts():
+    """Starts the script again where its mounts are nobody else's; that needs root."""
+    if os.environ.get("POLAIGA_OWN_MOUNTS") != "yes":
+        if os.geteuid() != 0:
+            sys.exit("this test needs root, to mount a small disk")
+        os.environ["POLAIGA_OWN_MOUNTS"] = "yes"
+        os.execvp("unshare", ["unshare", "--mount", "--propagation", "private", sys.executable, *sys.orig_argv[1:]])
+
+
+class SystemTest(unittest.TestCase):
+    def system(self, **more):
+        system = System(**more)
+        self.addCleanup(system.close)
+        return system
+
+
+def main():
+    """Runs the tests of the script: SCRIPT POLAIGA POLAIGA_IPMI [TEST]..."""
+    global POLAIGA, POLAIGA_IPMI
+    POLAIGA, POLAIGA_IPMI = sys.argv[1:3]
+    del sys.argv[1:3]
+    unittest.main(module="__main__", verbosity=2)

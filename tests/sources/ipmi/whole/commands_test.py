@@ -1,0 +1,142 @@
+"""What polaiga-ipmi does for a moment, and from files: commands_test.py POLAIGA POLAIGA_IPMI [TEST]..."""
+import json
+import os
+import sys
+
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "../support"))
+import system
+from board import LOW, UP
+from simulator import ADMINISTRATOR
+from system import SystemTest, run
+
+SLOW_FAN = "sys/rack-unit-1/fan-module-1-1/fan-1/fault-F0395"
+SLOWER_FAN = "sys/rack-unit-1/fan-module-1-1/fan-1/fault-F0396"
+LOST_INPUT = "sys/rack-unit-1/psu-1/fault-F0374"
+HOT_PANEL = "sys/rack-unit-1/fault-F0154"
+
+
+def replayed(events):
+    """The faults that are active after these lines, and the result in whole."""
+    printed, _ = run(system.POLAIGA, "replay", "-", "--json", "--log", "off", text=events)
+    summary = json.loads(printed.splitlines()[-1])
+    return {fault["fault_dn"] for fault in summary["active"]}, summary
+
+
+class CommandsTest(SystemTest):
+    def test_once(self):
+        server = self.system()
+        server.simulator.set_value("FAN1_TACH1", LOW[0])
+        server.once()
+        self.assertEqual(server.faults(), {SLOW_FAN})
+        # Both ways of a sensor between two looks are in the log.
+        server.simulator.set_value("FAN1_TACH1", LOW[1])
+        server.simulator.heal("FAN1_TACH1")
+        server.simulator.set_value("FP_TEMP_SENSOR", UP[0])
+        server.once()
+        self.assertEqual(server.faults(), {HOT_PANEL})
+        self.assertEqual(server.ask(f"SELECT count(*) FROM faults WHERE fault_dn = '{SLOWER_FAN}'"), [1])
+        # When nothing has happened, nothing is sent.
+        before = server.ids()
+        server.once()
+        self.assertEqual(server.ids(), before)
+
+    def test_once_without_an_engine(self):
+        server = self.system()
+        server.engine.end()
+        server.simulator.set_value("FAN1_TACH1", LOW[0])
+        server.once(status=1)
+        server.start_engine()
+        server.once()
+        self.assertEqual(server.faults(), {SLOW_FAN})
+
+    def test_without_history_only_the_present_is_told(self):
+        server = self.system()
+        server.simulator.set_value("FAN1_TACH1", LOW[0])
+        server.simulator.heal("FAN1_TACH1")
+        server.simulator.set_value("FP_TEMP_SENSOR", UP[0])
+        server.once()
+        self.assertEqual(server.faults(), {HOT_PANEL})
+        self.assertEqual(server.ask(f"SELECT count(*) FROM faults WHERE fault_dn = '{SLOW_FAN}'"), [0])
+
+    def test_with_history_all_is_told(self):
+        server = self.system()
+        server.simulator.set_value("FAN1_TACH1", LOW[0])
+        server.simulator.heal("FAN1_TACH1")
+        server.simulator.set_value("FP_TEMP_SENSOR", UP[0])
+        server.once("--history")
+        self.assertEqual(server.faults(), {HOT_PANEL})
+        self.assertEqual(server.ask(f"SELECT count(*) FROM faults WHERE fault_dn = '{SLOW_FAN}'"), [1])
+
+    def test_print(self):
+        server = self.system()
+        server.simulator.set_value("FAN1_TACH1", LOW[0])
+        printed, _ = run(system.POLAIGA_IPMI, *server.controller_options(), "--state", server.state, "--once", "--print")
+        events = [json.loads(line) for line in printed.splitlines()]
+        self.assertEqual([(event["entity"], event["sensor"], event["offset"]) for event in events], [("fan", "FAN1_TACH1", 3)])
+        self.assertEqual(replayed(printed)[0], {SLOW_FAN})
+        self.assertEqual(server.faults(), set())
+
+    def test_check(self):
+        server = self.system()
+        server.simulator.set_value("FAN1_TACH1", LOW[0])
+        listed, _ = run(system.POLAIGA_IPMI, *server.controller_options(), "--check")
+        lines = {name: [line for line in listed.splitlines() if name in line.split()] for name in server.simulator.sensors}
+        # Each sensor has the line of the mapping that takes it; one has none.
+        for name, found in lines.items():
+            with self.subTest(name=name):
+                self.assertRegex("".join(found), r"\tno row$" if name == "VENDOR_STATE" else r"\tline [0-9]+, ")
+        self.assertRegex("".join(lines["FAN1_TACH1"]), r"\bfan FAN1_TACH1 1\b.* would send offset/state 3/4$")
+        # It sends nothing, and leaves nothing.
+        self.assertFalse(os.path.exists(server.state))
+        self.assertEqual(server.ids(), [])
+
+    def test_it_changes_nothing_in_the_controller(self):
+        server = self.system()
+        server.simulator.set_value("FAN1_TACH1", LOW[0])
+        before = (server.simulator.ipmitool("sel", "list"), server.simulator.ipmitool("sdr", "info"),
+                  server.simulator.ipmitool("sensor", "list"), server.simulator.ipmitool("mc", "getenables"))
+        server.once("--history")
+        run(system.POLAIGA_IPMI, *server.controller_options(), "--check")
+        after = (server.simulator.ipmitool("sel", "list"), server.simulator.ipmitool("sdr", "info"),
+                 server.simulator.ipmitool("sensor", "list"), server.simulator.ipmitool("mc", "getenables"))
+        self.assertEqual(after, before)
+
+    def test_a_log_and_sensors_that_ipmitool_saved(self):
+        server = self.system()
+        server.simulator.set_value("FAN1_TACH1", LOW[1])
+        server.simulator.set_value("FP_TEMP_SENSOR", UP[0])
+        server.simulator.heal("FP_TEMP_SENSOR")
+        server.simulator.set_bits("PSU1_STATUS", {0, 3})
+        server.simulator.ipmitool("sel", "writeraw", server.file("sel.raw"))
+        server.simulator.ipmitool("sdr", "dump", server.file("sdr.bin"))
+        printed, _ = run(system.POLAIGA_IPMI, "--sel", server.file("sel.raw"), "--sdr", server.file("sdr.bin"), "--print")
+        active, _ = replayed(printed)
+        self.assertEqual(active, {SLOWER_FAN, LOST_INPUT})
+        self.assertIn(HOT_PANEL.rsplit("-", 1)[1], run(system.POLAIGA, "replay", "-", text=printed)[0])
+
+    def test_a_log_that_freeipmi_saved(self):
+        server = self.system()
+        server.simulator.set_value("FAN1_TACH1", LOW[1])
+        server.simulator.set_bits("PSU1_STATUS", {0, 3})
+        server.simulator.ipmitool("sdr", "dump", server.file("sdr.bin"))
+        text, _ = run("ipmi-sel", "-h", server.simulator.target, "-u", ADMINISTRATOR, "-P", "-D", "LAN_2_0", "-I", "3",
+                      "-W", "opensesspriv", "--output-event-state", "--hex-dump", "--sdr-cache-directory", server.place,
+                      "--quiet-cache", text=system.PASSWORD + "\n")
+        saved = server.write("sel.txt", text)
+        printed, _ = run(system.POLAIGA_IPMI, "--sel", saved, "--sdr", server.file("sdr.bin"), "--print")
+        self.assertEqual(replayed(printed)[0], {SLOWER_FAN, LOST_INPUT})
+
+    def test_files_that_are_not_what_they_should_be(self):
+        server = self.system()
+        for text in ("", "no log\n", "0x04 0x09\n"):
+            path = server.write("strange", text)
+            status = 0 if not text else 2
+            with self.subTest(text=text):
+                printed, said = run(system.POLAIGA_IPMI, "--sel", path, "--print", status=status)
+                self.assertEqual(printed, "")
+                self.assertEqual(bool(said), bool(status))
+        run(system.POLAIGA_IPMI, "--sel", server.file("not-there"), "--print", status=2)
+
+
+if __name__ == "__main__":
+    system.main()

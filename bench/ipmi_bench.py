@@ -43,7 +43,7 @@ def long_log():
     for id in range(1, RECORDS + 1):
         event = 0x01 if id % 2 else 0x81
         yield (id.to_bytes(2, "little") + bytes([2]) + (0x66000000 + id).to_bytes(4, "little") +
-               bytes([CONTROLLER, 0, 4, fan.type, fan.number, event, 0x50, LOW[0], THRESHOLDS[2]]))
+               bytes([CONTROLLER, 0, 4, fan.type, fan.number, event, 0x50, LOW[0], THRESHOLDS[0]]))
 
 
 def main():

@@ -178,8 +178,8 @@ if has polaiga-ipmi; then
   ipmi=("${run[@]/%\/polaiga/\/polaiga-ipmi}")
   version_of_ipmi=$("${ipmi[@]}" --version)
   [[ $version_of_ipmi == "polaiga-ipmi $version"* ]] || fail "another polaiga-ipmi runs"
-  : >"$work/empty.sel"
-  "${ipmi[@]}" --sel "$work/empty.sel" --print >"$work/log" 2>&1 || { cat "$work/log"; fail "polaiga-ipmi does not run"; }
+  printf '\001\000\002\000\000\000\000\040\000\004\004\001\001\120\070\100' >"$work/sel"
+  "${ipmi[@]}" --sel "$work/sel" --print >"$work/log" 2>&1 || { cat "$work/log"; fail "polaiga-ipmi does not run"; }
   if [ ${#emulator[@]} -eq 0 ]; then
     [ "$("${run[@]}" ipmi --version)" = "$version_of_ipmi" ] || fail "polaiga does not find polaiga-ipmi"
     mkdir -p "$root"/var/lib/polaiga{,-ipmi}

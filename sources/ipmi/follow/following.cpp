@@ -47,9 +47,8 @@ void Following::use_rows(const SensorLevels::Rows& rows) {
 void Following::begin(Controller& controller) {
   const auto guid = controller.guid();
   // Until the place in the log is known there is no epoch, which ids of events need.
-  if (!log_.has_begun()) {
-    log_.begin(controller, with_history_);
-  } else if (guid && state_.guid && *guid != *state_.guid) {
+  if (!log_.has_begun()) log_.begin(controller, with_history_);
+  if (guid && state_.guid && *guid != *state_.guid) {
     outside_.tell(Priority::kWarning,
                   "another controller answers, as its GUID says; its log and all its sensors are read anew");
     log_.distrust();

@@ -23,8 +23,9 @@ void LogFollower::tell_once(bool& is_told, const std::string& text) {
 }
 
 void LogFollower::begin(Controller& controller, bool with_history) {
-  if (!position_.trail.empty()) {
+  if (position_.epoch != 0) {
     position_.epoch = new_epoch_();
+    position_.wants_new_epoch = false;
     return;
   }
   Position position{.epoch = new_epoch_(), .erased = controller.log_info().erased};

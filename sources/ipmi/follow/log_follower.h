@@ -40,7 +40,7 @@ class LogFollower {
   // Begins with the first record of the log, or behind its last one. A position that is known, but not its epoch, gets
   // a new epoch.
   void begin(Controller& controller, bool with_history);
-  bool has_begun() const { return position_.epoch != 0; }
+  bool has_begun() const { return position_.epoch != 0 && !position_.wants_new_epoch; }
 
   // Another controller may be there: its log is read from the first record, unless the cursor is in it.
   void distrust() { is_distrusted_ = true; }

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <optional>
@@ -78,20 +79,26 @@ State StateFile::load(const Tell& tell) const {
   }
   tell(damaged + ". The state that was saved before it is taken, and what came since is read again");
   // What was made since then had ids of its epoch. They must not be used again for anything else.
-  before->position.epoch = 0;
+  before->position.wants_new_epoch = true;
   engine::replace_private_file(path_, state_text(*before));
   return *before;
 }
 
 void StateFile::save(const State& state) {
   const std::string text = state_text(state);
-  // The last state gets a second name before the new one takes its place. Where that is not possible, as on a full
-  // disk, there is none.
-  if (exists(path_)) {
-    ::unlink(before_.c_str());
-    [[maybe_unused]] const int linked = ::link(path_.c_str(), before_.c_str());
+  // The last state gets a second name, which is kept when the new one has taken its place. So there is always a whole
+  // one before the last, also while the disk is full.
+  const std::string last = path_ + ".last";
+  ::unlink(last.c_str());
+  const bool is_linked = ::link(path_.c_str(), last.c_str()) == 0;
+  try {
+    engine::replace_private_file(path_, text);
+  } catch (...) {
+    if (is_linked) ::unlink(last.c_str());
+    throw;
   }
-  engine::replace_private_file(path_, text);
+  if (is_linked) [[maybe_unused]]
+    const int renamed = std::rename(last.c_str(), before_.c_str());
 }
 
 }  // namespace polaiga::ipmi

@@ -87,12 +87,14 @@ Json to_json(const Position& position) {
   Json trail = Json::array();
   for (const ReadRecord& record : position.trail) trail.push_back({record.id, bytes_to_json(record.bytes)});
   Json json = {{"epoch", position.epoch}, {"trail", trail}, {"erased", position.erased}};
+  if (position.wants_new_epoch) json["wants_new_epoch"] = true;
   if (position.cut_at) json["cut_at"] = *position.cut_at;
   return json;
 }
 
 Position position_from(const Json& json) {
   Position position{.epoch = number_from<std::uint64_t>(json.at("epoch")),
+                    .wants_new_epoch = json.value("wants_new_epoch", false),
                     .trail = {},
                     .erased = number_from<std::uint32_t>(json.at("erased")),
                     .cut_at = {}};

@@ -400,23 +400,19 @@ TEST_F(AdapterTest, FullDisk) {
   pass();
   EXPECT_EQ(applied(), (Texts{"TEMP1 117/4"}));
   disk.fill(0);
-  // More than fits in the place of the state before.
-  for (int i = 0; i < 40; ++i) {
-    cool();
-    hot();
-  }
+  cool();
   pass(10);
   // What cannot be saved is not sent.
   EXPECT_EQ(applied(), Texts{});
   EXPECT_EQ(
       std::ranges::count_if(told_, [](const auto& text) { return text.starts_with("the state cannot be saved"); }), 1);
-  EXPECT_EQ(adapter_->status(), "the state cannot be saved; 80 events to be told to the engine");
+  EXPECT_EQ(adapter_->status(), "the state cannot be saved; 1 event to be told to the engine");
   const int asked = fake_.asked();
   pass(10);
   EXPECT_EQ(fake_.asked(), asked);
   disk.make_room();
   pass(2);
-  EXPECT_EQ(applied().size(), 80U);
+  EXPECT_EQ(applied(), (Texts{"TEMP1 117/0"}));
   EXPECT_TRUE(was_told("the state is saved again"));
   stop();
 }
@@ -443,6 +439,22 @@ TEST_F(AdapterTest, DamagedStateFile) {
   EXPECT_EQ(std::ranges::count(all, "TEMP1 117/0"), std::ranges::count(all, "TEMP1 117/4"));
   EXPECT_EQ(std::ranges::count(all, "PS1TEMP 117/4"), 1);
   EXPECT_EQ(adapter_->state().delivered.size(), 1U);
+}
+
+// The state before the last was saved while the log was empty.
+TEST_F(AdapterTest, DamagedStateFileAfterTheFirstRecord) {
+  pass();
+  hot();
+  clock_.pass(2);
+  adapter_->go_on();
+  engine_.take();
+  EXPECT_EQ(applied(), (Texts{"TEMP1 117/4"}));
+  stop();
+  dir_.write("state", "");
+  cool();
+  start();
+  pass();
+  EXPECT_EQ(applied(), (Texts{"TEMP1 117/4", "TEMP1 117/0"}));
 }
 
 TEST_F(AdapterTest, ControllerAway) {

@@ -68,7 +68,7 @@ TEST_F(StateFileTest, DamagedStateFileIsSetAsideAndTheOneBeforeIsTaken) {
   text[text.size() / 2] = static_cast<char>(text[text.size() / 2] ^ 0x55);
   dir_.write("state", text);
   State want = numbered(1);
-  want.position.epoch = 0;  // so that a new one is begun
+  want.position.wants_new_epoch = true;
   EXPECT_EQ(load(file), want);
   ASSERT_EQ(told_.size(), 1U);
   EXPECT_EQ(told_[0], "the state file '" + path_ + "' is damaged: its checksum is wrong; it is kept as '" + path_ +

@@ -19,6 +19,9 @@ std::string complaint(const std::string& text) {
 TEST(StateTextTest, WhatIsWrittenIsRead) {
   EXPECT_EQ(parse_state(state_text(test::full_state())), test::full_state());
   EXPECT_EQ(parse_state(state_text({})), State());
+  State state = test::full_state();
+  state.position.wants_new_epoch = true;
+  EXPECT_EQ(parse_state(state_text(state)), state);
 }
 
 TEST(StateTextTest, EveryByteThatIsChangedIsNoticed) {

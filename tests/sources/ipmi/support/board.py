@@ -11,8 +11,8 @@ E_PROCESSOR, E_DISK, E_BOARD, E_SUPPLY, E_ADD_IN, E_PANEL, E_BACKPLANE, E_CHASSI
     3, 4, 7, 10, 11, 12, 15, 23, 29, 32, 34)
 E_RISER, E_NETWORK = 16, 38
 
-# The thresholds of every threshold sensor, raw: lower non-recoverable, critical, non-critical; upper the same outwards.
-THRESHOLDS = (0x20, 0x30, 0x40, 0xA0, 0xB0, 0xC0)
+# The thresholds of every threshold sensor, raw: lower non-critical, critical, non-recoverable; upper the same.
+THRESHOLDS = (0x40, 0x30, 0x20, 0xA0, 0xB0, 0xC0)
 NORMAL = 0x70
 LOW, UP = (0x38, 0x28, 0x18), (0xA8, 0xB8, 0xC8)  # readings beyond one threshold, two and three
 
@@ -20,7 +20,9 @@ LOW, UP = (0x38, 0x28, 0x18), (0xA8, 0xB8, 0xC8)  # readings beyond one threshol
 @dataclasses.dataclass(frozen=True)
 class Sensor:
     """`healthy` is a reading, or the bits that are set, while nothing is wrong. `ladders` are the ways to get worse; each
-    rung is a reading, or the bits that are set, with the faults that are active then."""
+    rung is a reading, or the bits that are set, with the faults that are active then. While one of the unit `part_of` is
+    missing, which sensors with `tells_presence` tell, its other sensors tell nothing. What sensors with `only_logged` tell
+    is known from the log alone, in whole or in part."""
     number: int
     name: str
     type: int
@@ -32,6 +34,9 @@ class Sensor:
     unit: str = "unspecified"
     factor: int = 1
     event_only: bool = False
+    part_of: str = ""
+    tells_presence: bool = False
+    only_logged: bool = False
 
     @property
     def is_threshold(self):
@@ -65,25 +70,29 @@ def make_board():
     # Fans: each module has two; what is wrong with its presence is told of both.
     for fan in range(1, 5):
         threshold(f"FAN{fan}_TACH1", FAN, E_FAN, fan,
-                  readings(LOW, at(f"/fan-module-1-{fan}/fan-1", "F0395", "F0396", "F0397")), unit="RPM", factor=100)
+                  readings(LOW, at(f"/fan-module-1-{fan}/fan-1", "F0395", "F0396", "F0397")), unit="RPM", factor=100,
+                  part_of=f"fan {fan}")
     threshold("FAN4_TACH2", FAN, E_FAN, 4, readings(LOW, at("/fan-module-1-4/fan-2", "F0395", "F0396", "F0397")),
               unit="RPM", factor=100)
     for fan in (1, 3):
         both = frozenset(f"sys/rack-unit-1/fan-module-1-{fan}/fan-{tach}/fault-F0434" for tach in (1, 2))
-        add(f"FAN{fan}_PRESENT", FAN, PRESENCE, E_FAN, fan, {1}, bits(({0}, both)))
+        add(f"FAN{fan}_PRESENT", FAN, PRESENCE, E_FAN, fan, {1}, bits(({0}, both)), part_of=f"fan {fan}", tells_presence=True)
 
     # Power supplies.
     for supply in (1, 2):
         missing, error, inoperable, identity = at(f"/psu-{supply}", "F0378", "F0883", "F0374", "F0407")
         add(f"PSU{supply}_STATUS", SUPPLY, SENSOR_SPECIFIC, E_SUPPLY, supply, {0}, bits(((), missing)),
-            bits(({0, 1}, error)), bits(({0, 3}, inoperable)), bits(({0, 6}, identity)))
+            bits(({0, 1}, error)), bits(({0, 3}, inoperable)), bits(({0, 6}, identity)), part_of=f"supply {supply}",
+            tells_presence=True)
     threshold("PSU1_TEMP", TEMPERATURE, E_SUPPLY, 1, readings(UP, at("/psu-1", "F0381", "F0383", "F0385")),
-              unit="degrees_C")
+              unit="degrees_C", part_of="supply 1")
     power = at("/psu-2", "F0392", "F0393", "F0394")
-    threshold("PSU2_PIN", OTHER_UNITS, E_SUPPLY, 2, readings(LOW, power), unit="Watts", factor=4)
-    threshold("PSU2_POUT", OTHER_UNITS, E_SUPPLY, 2, readings(UP, power), unit="Watts", factor=4)
-    threshold("PSU1_IOUT", CURRENT, E_SUPPLY, 1, readings(UP, at("/psu-1", "F0882", "F0882", "F0882")), unit="Amps")
-    threshold("PSU2_VOUT", VOLTAGE, E_SUPPLY, 2, readings(UP[1:], at("/psu-2", "F0389", "F0391")), unit="Volts")
+    threshold("PSU2_PIN", OTHER_UNITS, E_SUPPLY, 2, readings(LOW, power), unit="Watts", factor=4, part_of="supply 2")
+    threshold("PSU2_POUT", OTHER_UNITS, E_SUPPLY, 2, readings(UP, power), unit="Watts", factor=4, part_of="supply 2")
+    threshold("PSU1_IOUT", CURRENT, E_SUPPLY, 1, readings(UP, at("/psu-1", "F0882", "F0882", "F0882")), unit="Amps",
+              part_of="supply 1")
+    threshold("PSU2_VOUT", VOLTAGE, E_SUPPLY, 2, readings(UP[1:], at("/psu-2", "F0389", "F0391")), unit="Volts",
+              part_of="supply 2")
     lost = at("", "F0743")[0]
     add("PSU_REDUNDANCY", SUPPLY, REDUNDANCY, E_SUPPLY, 1, {0}, bits(({1}, lost)), bits(({2}, lost)), bits(({5}, lost)))
 
@@ -111,12 +120,12 @@ def make_board():
 
     # Memory, drives, and what else there is.
     add("P1_DIMM_A1", MEMORY, SENSOR_SPECIFIC, E_MEMORY, 1, {6},
-        bits(((), at("/board/memarray-1/mem-1", "F0502")[0])))
+        bits(((), at("/board/memarray-1/mem-1", "F0502")[0])), only_logged=True)
     threshold("P1_DIMM_A1_TEMP", TEMPERATURE, E_MEMORY, 1,
               readings(UP, at("/board/memarray-1/mem-1", "F0186", "F0187", "F0188")), unit="degrees_C")
-    missing, failed, predicted, rebuilding = at("/board/storage-SAS-SLOT-2/pd-1", "F0181", "F0181", "F0996", "F1005")
+    missing, failed, predicted, rebuilding = at("/board/storage-SAS-SLOT-2/pd-1", "F1256", "F0181", "F0996", "F1005")
     add("SAS2_DISK1", DRIVE, SENSOR_SPECIFIC, E_DISK, 1, {0}, bits(((), missing)), bits(({0, 1}, failed)),
-        bits(({0, 2}, predicted)), bits(({0, 8}, rebuilding)))
+        bits(({0, 2}, predicted)), bits(({0, 8}, rebuilding)), only_logged=True)
     threshold("HDD_BP1_TEMP", TEMPERATURE, E_BACKPLANE, 1,
               readings(UP, at("/drive-backplane-1", "F1310", "F1311", "F1312")), unit="degrees_C")
     add("CHASSIS_INTR", INTRUSION, SENSOR_SPECIFIC, E_CHASSIS, 1, set(), bits(({0}, at("", "F0320")[0])))
@@ -130,11 +139,23 @@ def make_board():
     # No row of the mapping takes this one.
     add("VENDOR_STATE", VENDOR, 0x70, E_BOARD, 1, set(), bits(({0}, frozenset())))
     # This one has no state: only the log tells of it.
-    add("BIOSPOST_TIMEOUT", FIRMWARE, STATE, E_FIRMWARE, 1, set(), bits(({1}, at("/board", "F0313")[0])), event_only=True)
+    add("BIOSPOST_TIMEOUT", FIRMWARE, STATE, E_FIRMWARE, 1, set(), bits(({1}, at("/board", "F0313")[0])), event_only=True,
+        only_logged=True)
     return tuple(sensors)
 
 
 BOARD = make_board()
+
+
+def faults_of(sensors, asserted):
+    """The faults that sensors stand for; `asserted` has the reading, or the bits that are set, of each name."""
+    found = {sensor.name: [faults for ladder in sensor.ladders for to, faults in ladder if to == asserted[sensor.name]]
+             for sensor in sensors}
+    # That a unit is missing is what its sensor tells when no bit, or that of its absence, is set.
+    missing = {sensor.part_of: sensor.name for sensor in sensors
+               if sensor.tells_presence and asserted[sensor.name] == sensor.ladders[0][0][0]}
+    return set().union(*(faults for sensor in sensors for faults in found[sensor.name]
+                         if missing.get(sensor.part_of, sensor.name) == sensor.name))
 
 
 def sdr_source(sensors=BOARD):

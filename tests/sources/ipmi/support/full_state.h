@@ -10,6 +10,7 @@ inline State full_state() {
   State state;
   state.guid = Guid{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 255};
   state.position = {.epoch = ~std::uint64_t{0} - 1,
+                    .wants_new_epoch = false,
                     .trail = {{1, SelBytes{1, 0, 2}}, {0xFFFE, SelBytes{0xFE, 0xFF, 0xC0}}},
                     .erased = 0xFFFFFFFF,
                     .cut_at = 7};

@@ -9,9 +9,10 @@ import subprocess
 import tempfile
 import time
 
-from board import BOARD, CONTROLLER, emulator_commands, sdr_source
+from board import BOARD, CONTROLLER, emulator_commands, faults_of, sdr_source
 
-PATIENCE = 60  # seconds, for what must come
+PATIENCE = float(os.environ.get("POLAIGA_PATIENCE", 60))  # seconds, for what must come
+CONSOLE_WITHIN = 5  # seconds, in which the console answers
 USER, PASSWORD = "watcher", "not-a-secret"  # reads, and no more
 ADMINISTRATOR = "keeper"  # of the same password
 GUID = "a123456789abcdefa123456789abcdef"
@@ -40,7 +41,11 @@ class Console:
 
     def __init__(self, port, sensors=BOARD):
         self.numbers = {sensor.name: sensor.number for sensor in sensors}
-        self.connection = socket.create_connection(("127.0.0.1", port), timeout=PATIENCE)
+        self.port = port
+        self.connect()
+
+    def connect(self):
+        self.connection = socket.create_connection(("127.0.0.1", self.port), timeout=CONSOLE_WITHIN)
         self.read_prompt()
 
     def read_prompt(self):
@@ -52,9 +57,18 @@ class Console:
         return text.decode("latin-1")
 
     def command(self, text):
-        self.connection.sendall(text.encode() + b"\n")
-        answer = self.read_prompt()
-        assert "**" not in answer, answer
+        """Does it again on another connection when there is no answer: now and then the simulator forgets one, and goes on.
+        What a command sets twice is logged once."""
+        for _ in range(3):
+            try:
+                self.connection.sendall(text.encode() + b"\n")
+                answer = self.read_prompt()
+                assert "**" not in answer, answer
+                return
+            except TimeoutError:
+                self.close()
+                self.connect()
+        raise AssertionError("the console does not answer to: " + text)
 
     def set_value(self, name, value, event=True):
         self.command(f"sensor_set_value {CONTROLLER:#x} 0 {self.numbers[name]} {value:#x} {int(event)}")
@@ -72,25 +86,12 @@ class Simulator:
     def __init__(self, log_entries=1000, log=(), guid=GUID, sensors=BOARD, port=None):
         self.place = tempfile.mkdtemp(prefix="ipmi-sim.")
         atexit.register(self.close)
-        self.port, self.console_port = port or free_port(socket.SOCK_DGRAM), free_port(socket.SOCK_STREAM)
+        self.port, self.guid = port or free_port(socket.SOCK_DGRAM), guid
         self.target = f"127.0.0.1:{self.port}"
         self.sensors = {sensor.name: sensor for sensor in sensors}
         self.process = self.console = None
         self.kept = self.file("state/ipmi_sim/board/")
         os.makedirs(self.kept)
-        self.write("lan.conf", f"""name "board"
-set_working_mc {CONTROLLER:#x}
-  startlan 1
-    addr 127.0.0.1 {self.port}
-    priv_limit admin
-    allowed_auths_user md5
-    allowed_auths_admin md5
-    guid {guid}
-  endlan
-  user 2 true "{USER}" "{PASSWORD}" user 10 md5
-  user 3 true "{ADMINISTRATOR}" "{PASSWORD}" admin 10 md5
-  console 127.0.0.1 {self.console_port}
-""")
         self.write("board.sdrs", sdr_source(sensors))
         self.write("board.emu", emulator_commands(log_entries, sensors))
         subprocess.run(["sdrcomp", "-8", "-o", self.kept + f"sdr.{CONTROLLER:x}.main", self.file("board.sdrs")],
@@ -116,6 +117,21 @@ set_working_mc {CONTROLLER:#x}
     def start(self):
         """All sensors are healthy then; the log is what it was."""
         assert self.process is None
+        # Not that of the last time, which the system may keep for a while.
+        self.console_port = free_port(socket.SOCK_STREAM)
+        self.write("lan.conf", f"""name "board"
+set_working_mc {CONTROLLER:#x}
+  startlan 1
+    addr 127.0.0.1 {self.port}
+    priv_limit admin
+    allowed_auths_user md5
+    allowed_auths_admin md5
+    guid {self.guid}
+  endlan
+  user 2 true "{USER}" "{PASSWORD}" user 10 md5
+  user 3 true "{ADMINISTRATOR}" "{PASSWORD}" admin 10 md5
+  console 127.0.0.1 {self.console_port}
+""")
         with open(self.file("said"), "ab") as said:
             # A console client that goes early would end it by SIGPIPE. Python ignores that signal, and passes it on.
             self.process = subprocess.Popen(
@@ -176,8 +192,7 @@ set_working_mc {CONTROLLER:#x}
 
     def faults(self):
         """The faults that the board stands for now."""
-        return set().union(*(faults for name, sensor in self.sensors.items() for ladder in sensor.ladders
-                             for to, faults in ladder if to == self.asserted[name]))
+        return faults_of(self.sensors.values(), self.asserted)
 
     def ipmitool(self, *arguments, user=ADMINISTRATOR):
         done = subprocess.run(

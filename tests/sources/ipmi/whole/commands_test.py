@@ -85,7 +85,7 @@ class CommandsTest(SystemTest):
         for name, found in lines.items():
             with self.subTest(name=name):
                 self.assertRegex("".join(found), r"\tno row$" if name == "VENDOR_STATE" else r"\tline [0-9]+, ")
-        self.assertRegex("".join(lines["FAN1_TACH1"]), r"\bfan FAN1_TACH1 1\b.* would send offset/state 3/4$")
+        self.assertRegex("\n".join(lines["FAN1_TACH1"]), r"(?m)\bfan FAN1_TACH1 1\b.* would send offset/state 3/4$")
         # It sends nothing, and leaves nothing.
         self.assertFalse(os.path.exists(server.state))
         self.assertEqual(server.ids(), [])
@@ -130,11 +130,10 @@ class CommandsTest(SystemTest):
         server = self.system()
         for text in ("", "no log\n", "0x04 0x09\n"):
             path = server.write("strange", text)
-            status = 0 if not text else 2
             with self.subTest(text=text):
-                printed, said = run(system.POLAIGA_IPMI, "--sel", path, "--print", status=status)
+                printed, said = run(system.POLAIGA_IPMI, "--sel", path, "--print", status=2)
                 self.assertEqual(printed, "")
-                self.assertEqual(bool(said), bool(status))
+                self.assertIn(path, said)
         run(system.POLAIGA_IPMI, "--sel", server.file("not-there"), "--print", status=2)
 
 

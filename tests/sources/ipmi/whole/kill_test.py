@@ -24,8 +24,11 @@ class Stream:
     def __init__(self, simulator, chance):
         self.simulator, self.chance = simulator, chance
         self.lock, self.is_over, self.steps = threading.Lock(), threading.Event(), 0
-        # The end of those that have no state is lost with their record, when the log is cleared: they are left alone.
-        self.names = [name for name, sensor in simulator.sensors.items() if not sensor.event_only]
+        # What is only logged is lost with its record when the log is cleared, and when the controller is reset.
+        # What was told of a unit before it went stays, so which faults are active would depend on the order.
+        self.rungs = {name: [to for ladder in sensor.ladders[sensor.tells_presence:] for to, _ in ladder]
+                      for name, sensor in simulator.sensors.items() if not sensor.only_logged}
+        self.names = [name for name, rungs in self.rungs.items() if rungs]
         self.thread = threading.Thread(target=self.run)
         self.thread.start()
 
@@ -36,11 +39,10 @@ class Stream:
 
     def step(self):
         name = self.chance.choice(self.names)
-        sensor = self.simulator.sensors[name]
         if self.chance.random() < 0.4:
             self.simulator.heal(name)
         else:
-            self.simulator.set(name, self.chance.choice(self.chance.choice(sensor.ladders))[0])
+            self.simulator.set(name, self.chance.choice(self.rungs[name]))
         self.steps += 1
 
     def end(self):

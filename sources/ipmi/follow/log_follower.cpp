@@ -105,9 +105,7 @@ LogFollower::Place LogFollower::find_place(Controller& controller, const LogInfo
   const std::uint32_t erased = controller.log_info().erased;
   place = find_again(controller, position_);
   if (place) {
-    tell_(
-        "the last record that was read is no longer where it was in the controller's log; the log was searched, and "
-        "is read on from the latest record that was read before");
+    tell_("the last record that was read is gone from the controller's log; it is read on from the one before");
   } else {
     place = Place{};
     const std::string why = is_distrusted_               ? "it is the log of another controller"
@@ -124,13 +122,8 @@ LogFollower::Place LogFollower::find_place(Controller& controller, const LogInfo
 // Answers whether there may be more.
 bool LogFollower::take(Controller& controller, Place& place, LogBatch& batch) {
   Position& position = place.position;
-  if (place.next == Controller::kLastRecord || place.next == position.cut_at) return false;
+  if (place.next == Controller::kLastRecord) return false;
   const bool is_first = position.trail.empty();
-  if (!is_first && read_ids_[place.next]) {
-    tell_loop(position, place.next);
-    position.cut_at = place.next;
-    return false;
-  }
   auto entry = controller.log_entry(place.next);
   if (!is_first && place.next == Controller::kFirstRecord && entry && entry->record.id != Controller::kFirstRecord) {
     entry = entry_zero(controller, position.trail.back().bytes);
@@ -149,9 +142,12 @@ bool LogFollower::take(Controller& controller, Place& place, LogBatch& batch) {
   break_told_ = false;
   const std::uint16_t id = place.next == Controller::kFirstRecord ? entry->record.id : place.next;
   const ReadRecord record{id, entry->record.bytes};
-  if (has_time(record.bytes) && std::ranges::find(position.trail, record) != position.trail.end()) {
+  if (position.cut_at == record) return false;
+  const bool was_read_before =
+      has_time(record.bytes) && std::ranges::find(position.trail, record) != position.trail.end();
+  if (!is_first && (read_ids_[id] || was_read_before)) {
     tell_loop(position, id);
-    position.cut_at = place.next;
+    position.cut_at = record;
     return false;
   }
   if (!is_first && id <= position.trail.back().id) {

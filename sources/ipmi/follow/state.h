@@ -65,10 +65,10 @@ struct Position {
 
   // Chosen at random. Within an epoch the ids of the records rise, so none comes twice. 0: nothing was read ever.
   std::uint64_t epoch = 0;
-  bool wants_new_epoch = false;           // the ids of this one may have been used for what is not known any more
-  std::deque<ReadRecord> trail{};         // the records that were read last; the last of them is the cursor
-  std::uint32_t erased = 0;               // as the controller said
-  std::optional<std::uint16_t> cut_at{};  // the chain leads from the cursor to this record, which was read before
+  bool wants_new_epoch = false;        // the ids of this one may have been used for what is not known any more
+  std::deque<ReadRecord> trail{};      // the records that were read last; the last of them is the cursor
+  std::uint32_t erased = 0;            // as the controller said
+  std::optional<ReadRecord> cut_at{};  // the chain leads from the cursor back to this record, which was read before
 
   bool operator==(const Position&) const = default;
 };

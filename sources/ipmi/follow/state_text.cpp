@@ -83,12 +83,18 @@ SensorId sensor_id_from(const Json& json) {
           .reading_type = number_from<std::uint8_t>(json.at(3))};
 }
 
+Json to_json(const ReadRecord& record) { return {record.id, bytes_to_json(record.bytes)}; }
+
+ReadRecord read_record_from(const Json& json) {
+  return {.id = number_from<std::uint16_t>(json.at(0)), .bytes = bytes_from<16>(json.at(1))};
+}
+
 Json to_json(const Position& position) {
   Json trail = Json::array();
-  for (const ReadRecord& record : position.trail) trail.push_back({record.id, bytes_to_json(record.bytes)});
+  for (const ReadRecord& record : position.trail) trail.push_back(to_json(record));
   Json json = {{"epoch", position.epoch}, {"trail", trail}, {"erased", position.erased}};
   if (position.wants_new_epoch) json["wants_new_epoch"] = true;
-  if (position.cut_at) json["cut_at"] = *position.cut_at;
+  if (position.cut_at) json["cut_at"] = to_json(*position.cut_at);
   return json;
 }
 
@@ -99,9 +105,9 @@ Position position_from(const Json& json) {
                     .erased = number_from<std::uint32_t>(json.at("erased")),
                     .cut_at = {}};
   for (const Json& record : json.at("trail")) {
-    position.trail.push_back({number_from<std::uint16_t>(record.at(0)), bytes_from<16>(record.at(1))});
+    position.trail.push_back(read_record_from(record));
   }
-  if (json.contains("cut_at")) position.cut_at = number_from<std::uint16_t>(json.at("cut_at"));
+  if (json.contains("cut_at")) position.cut_at = read_record_from(json.at("cut_at"));
   return position;
 }
 

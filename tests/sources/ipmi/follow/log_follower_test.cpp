@@ -372,6 +372,23 @@ TEST_F(LogFollowerTest, AnEndlessChainThatIsReadInPieces) {
   EXPECT_EQ(all, (Texts{"1:1", "1:2", "1:3", "1:4"}));
 }
 
+TEST_F(LogFollowerTest, ANewRecordWhereALoopLedToAnOldOne) {
+  fake_.log_capacity = 3;
+  fake_.log_wraps = true;
+  add({1, 2});
+  fake_.next_record_id = 200;
+  add({3});
+  follower_.begin(controller_, true);
+  read();
+  // The old record 1 hides the new one, until the ring drops it.
+  fake_.follows[200] = 1;
+  EXPECT_EQ(read(), Texts{});
+  fake_.follows.clear();
+  fake_.next_record_id = 1;
+  add({4});
+  EXPECT_EQ(read(), (Texts{"2:4"}));
+}
+
 TEST_F(LogFollowerTest, ARecordThatFollowsItself) {
   add({1, 2});
   fake_.follows[2] = 2;

@@ -13,7 +13,7 @@ inline State full_state() {
                     .wants_new_epoch = false,
                     .trail = {{1, SelBytes{1, 0, 2}}, {0xFFFE, SelBytes{0xFE, 0xFF, 0xC0}}},
                     .erased = 0xFFFFFFFF,
-                    .cut_at = 7};
+                    .cut_at = ReadRecord{7, SelBytes{7, 0, 2}}};
   state.readings = 12;
   state.log_wraps = true;
   const SensorId id{{0x20, 3, 9}, 0x6F};

@@ -1,7 +1,9 @@
 """Logs, controllers, engines, passwords and files that fail: failures_test.py POLAIGA POLAIGA_IPMI [TEST]..."""
 import os
 import signal
+import socket
 import sys
+import threading
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "../support"))
 import system
@@ -12,6 +14,32 @@ from system import FOREIGN, Process, SystemTest, run
 SLOW_FAN = "sys/rack-unit-1/fan-module-1-1/fan-1/fault-F0395"
 SLOW_FAN_2 = "sys/rack-unit-1/fan-module-1-2/fan-1/fault-F0395"
 LOG_LOW, LOG_VERY_LOW, LOG_FULL = (f"sys/rack-unit-1/mgmt/log-SEL-0/fault-{code}" for code in ("F0460", "F0461", "F0462"))
+
+
+class Relay:
+    """Stands between polaiga-ipmi and a controller, and counts the sessions that are asked for."""
+    OPEN_SESSION = bytes([0x06, 0x10])  # RMCP+, and the type of the payload; they come after four bytes
+
+    def __init__(self, port):
+        self.sessions = 0
+        self.front, self.back = (socket.socket(socket.AF_INET, socket.SOCK_DGRAM) for _ in range(2))
+        self.front.bind(("127.0.0.1", 0))
+        self.back.connect(("127.0.0.1", port))
+        self.target = f"127.0.0.1:{self.front.getsockname()[1]}"
+        self.asker = None
+        for work in (self.ask, self.answer):
+            threading.Thread(target=work, daemon=True).start()
+
+    def ask(self):
+        while True:
+            packet, self.asker = self.front.recvfrom(4096)
+            self.sessions += packet[4:6] == self.OPEN_SESSION
+            self.back.send(packet)
+
+    def answer(self):
+        while True:
+            packet = self.back.recv(4096)
+            self.front.sendto(packet, self.asker)
 
 
 class FailuresTest(SystemTest):
@@ -115,12 +143,18 @@ class FailuresTest(SystemTest):
     def test_a_wrong_password(self):
         server = self.system()
         wrong = server.write("wrong", "wrong\n")
-        server.password_file = wrong
-        server.start_adapter()
+        right, server.password_file = server.password_file, wrong
+        relay = Relay(server.simulator.port)
+        server.simulator.target = relay.target
+        server.start_adapter("--poll", "1")
         # It does not try again: it ends at once, with the status that the unit does not restart.
         self.assertEqual(server.adapter.wait(), 2)
+        self.assertEqual(relay.sessions, 1)
         self.assertNotIn("wrong\n", server.adapter.text().replace(wrong, ""))
         self.assertNotIn(PASSWORD, server.adapter.text())
+        server.password_file = right
+        server.once()
+        self.assertEqual(relay.sessions, 2)
 
     def test_a_user_who_is_not_known(self):
         server = self.system()

@@ -32,17 +32,6 @@ using namespace web;
 constexpr const char* kForm = "application/x-www-form-urlencoded";
 constexpr const char* kJson = "application/json";
 
-std::string written(const Target& target) {
-  std::string text;
-  for (const std::string& segment : target.path) text += "/" + percent_encoded(segment);
-  char before = '?';
-  for (const auto& [name, value] : target.query) {
-    text += before + percent_encoded(name) + "=" + percent_encoded(value);
-    before = '&';
-  }
-  return text;
-}
-
 void check_basic(std::string_view header) {
   const auto read = parse_basic(header);
   if (!read) return;
@@ -135,7 +124,7 @@ void check_target(std::string_view text) {
     check(std::ranges::count(target.query, name, &std::pair<std::string, std::string>::first) == 1,
           "a parameter comes once");
   }
-  const std::string again = written(target);
+  const std::string again = target_text(target);
   if (again.size() > Target::kMostBytes) return;  // what was escaped is longer
   const Target second = parse_target(again);
   check(second.path == target.path && second.query == target.query, "an address reads the same when written again");

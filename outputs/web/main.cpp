@@ -48,7 +48,7 @@ struct Options {
   std::string program = "polaiga";
   std::vector<std::string> hosts;
   std::size_t most_series = Metrics::kMostSeries;
-  // Who may.
+  // Of who may see alarms and act on them.
   AccessOptions access;
   std::string proxy_user;
   std::string certificate;
@@ -90,13 +90,17 @@ ServerLimits server_limits(const Options& options, std::optional<uid_t> proxy,
   limits.proxy = proxy;
   const std::size_t others = kOtherFiles + Server::kBeyondLimit;
   const std::size_t files = allow_open_files(limits.connections + others);
-  if (files < limits.connections + others) {
-    limits.connections = static_cast<unsigned>(std::max(kFewest, files - std::min(files, others)));
+  const std::size_t room = std::max(kFewest, files - std::min(files, others));
+  if (room < limits.connections) {
+    limits.connections = static_cast<unsigned>(room);
     tell("Only " + std::to_string(limits.connections) + " connections are taken in place of " +
          std::to_string(options.limits.connections) + ", since this process may have no more than " +
          std::to_string(files) +
          " files open. Raise that limit (LimitNOFILE= of a unit), or give a lower --connections");
   }
+  // So that streams cannot take all places.
+  constexpr unsigned kPerFreeConnection = 11;
+  limits.streams = std::min(limits.streams, limits.connections - limits.connections / kPerFreeConnection);
   return limits;
 }
 
@@ -192,6 +196,7 @@ int serve(const Options& options) {
     }
   }
   manager.stopping();
+  catalog.stop();  // before the server ends, which waits for requests that wait for the catalog
   live.on_change({});
   engine.on_change({});
   waking.set({});

@@ -11,6 +11,7 @@
 #include "access/origin.h"
 #include "base/printable.h"
 #include "http/answers.h"
+#include "http/letters.h"
 #include "http/network.h"
 #include "report/json_object.h"
 
@@ -21,17 +22,12 @@ using engine::Priority;
 
 constexpr const char* kWrong = "The name or the password is wrong.";
 
-std::string small_letters(std::string text) {
-  std::ranges::transform(text, text.begin(),
-                         [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-  return text;
-}
-
 bool is_path(const Request& request, std::initializer_list<std::string_view> path) {
   return std::ranges::equal(request.target.path, path);
 }
 
-// What tells nothing but how to log in, or that nobody has. The parts answer it to a caller with no role.
+// Whether the request is answered to callers who have not logged in: the answer tells nothing but how to log in, or
+// that nobody has logged in.
 bool is_for_everybody(const Request& request) {
   if (request.method == Method::kPost) {
     return is_path(request, {"redfish", "v1", "SessionService", "Sessions"}) ||
@@ -49,16 +45,6 @@ bool is_browsing(const Request& request) {
   const std::string& first = request.target.path.front();
   return is_question(request) && first != "api" && first != "redfish" && first != "restconf" && first != "metrics" &&
          request.header("accept").find("text/html") != std::string_view::npos;
-}
-
-std::string address_of_target(const Target& target) {
-  std::string text;
-  for (const std::string& segment : target.path) text += "/" + percent_encoded(segment);
-  for (const auto& [name, value] : target.query) {
-    text += text.find('?') == std::string::npos ? '?' : '&';
-    text += percent_encoded(name) + "=" + percent_encoded(value);
-  }
-  return return_address(text);
 }
 
 Response redirect(const std::string& to) {
@@ -99,7 +85,8 @@ Response unauthorized(const Request& request, std::string_view detail) {
 
 // For somebody who has not logged in.
 Response refuse(const Request& request) {
-  if (is_browsing(request)) return redirect("/login?next=" + percent_encoded(address_of_target(request.target)));
+  if (is_browsing(request))
+    return redirect("/login?next=" + percent_encoded(return_address(target_text(request.target))));
   if (request.peer.certificate) {
     return unauthorized(request, "The client certificate is of " + engine::in_quotes(*request.peer.certificate) +
                                      ", which is no user here.");
@@ -117,7 +104,7 @@ Access::Access(AccessOptions options, const engine::Clock& clock, Tell tell)
       delays_(clock),
       sessions_(clock, options_.sessions),
       verified_(clock) {
-  options_.proxy_user_header = small_letters(std::move(options_.proxy_user_header));
+  options_.proxy_user_header = small_letters(options_.proxy_user_header);
 }
 
 void Access::reload() {

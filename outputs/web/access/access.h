@@ -1,4 +1,5 @@
-// Who may: knows callers by their session, password, certificate, proxy or Unix socket.
+// Decides who may see alarms and act on them. It knows callers by their session, password, certificate, proxy or Unix
+// socket.
 #pragma once
 
 #include <sys/types.h>

@@ -18,7 +18,7 @@ milliseconds delay_after(int failures) {
   return std::min(delay, kLongest);
 }
 
-std::string friendship(const std::string& address, const std::string& name) { return address + " " + name; }
+std::string login_key(const std::string& address, const std::string& name) { return address + " " + name; }
 
 }  // namespace
 
@@ -54,7 +54,7 @@ milliseconds LoginDelays::wait(const std::string& address, const std::string& na
   const std::lock_guard lock(mutex_);
   const auto now = clock_.steady();
   const milliseconds of_address = address.empty() ? milliseconds(0) : addresses_.wait(address, now);
-  if (std::ranges::find(friends_, friendship(address, name)) != friends_.end()) return of_address;
+  if (std::ranges::find(known_logins_, login_key(address, name)) != known_logins_.end()) return of_address;
   return std::max(of_address, names_.wait(name, now));
 }
 
@@ -65,15 +65,16 @@ void LoginDelays::failed(const std::string& address, const std::string& name) {
   names_.add(name, now);
 }
 
-// The failures of the address stay: who has a password of his own must not make room for guesses of others'.
+// The failures of the address stay. Otherwise somebody could log in as himself between guesses at the passwords of
+// others, and would never have to wait.
 void LoginDelays::succeeded(const std::string& address, const std::string& name) {
   const std::lock_guard lock(mutex_);
   names_.forget(name);
   if (address.empty()) return;
-  const std::string found = friendship(address, name);
-  std::erase(friends_, found);
-  friends_.push_front(found);
-  if (friends_.size() > kMostFriends) friends_.pop_back();
+  const std::string key = login_key(address, name);
+  std::erase(known_logins_, key);
+  known_logins_.push_front(key);
+  if (known_logins_.size() > kMostKnownLogins) known_logins_.pop_back();
 }
 
 }  // namespace polaiga::web

@@ -44,7 +44,7 @@ class LoginDelays {
  public:
   static constexpr std::size_t kMostAddresses = 4096;
   static constexpr std::size_t kMostNames = 4096;
-  static constexpr std::size_t kMostFriends = 1024;
+  static constexpr std::size_t kMostKnownLogins = 1024;
 
   // The clock must outlive this.
   explicit LoginDelays(const engine::Clock& clock) : clock_(clock) {}
@@ -59,7 +59,7 @@ class LoginDelays {
   mutable std::mutex mutex_;
   RecentFailures addresses_{kMostAddresses};
   RecentFailures names_{kMostNames};
-  std::list<std::string> friends_;  // addresses with the names that have logged in there; the last first
+  std::list<std::string> known_logins_;  // addresses with the names that have logged in there; the last first
 };
 
 }  // namespace polaiga::web

@@ -94,13 +94,7 @@ std::string return_address(std::string_view next) {
   // An address that begins with two slashes names another host.
   if (target.path.size() > 1 && target.path.front().empty()) return "/";
   if (target.path.front() == "login" || target.path.front() == "logout") return "/";
-  std::string text;
-  for (const std::string& segment : target.path) text += "/" + percent_encoded(segment);
-  char before = '?';
-  for (const auto& [name, value] : target.query) {
-    text += before + percent_encoded(name) + "=" + percent_encoded(value);
-    before = '&';
-  }
+  const std::string text = target_text(target);
   return text.size() > kMostReturnBytes ? "/" : text;
 }
 

@@ -34,7 +34,8 @@ std::string text_of(const std::string& path) {
   return ::access(path.c_str(), F_OK) == 0 ? engine::read_private_file(path, kWhat) : std::string();
 }
 
-// The user as he is to be. The file may change while a person types, so it is not locked meanwhile.
+// The user with what the command line wants to be changed. The file is not locked while a person types the password,
+// since that may take long; it is read again when it is changed.
 User wanted(const Change& change) {
   const std::string text = text_of(change.path);
   const Users users = parse_users(text, change.path);

@@ -5,7 +5,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <stdexcept>
 #include <vector>
@@ -20,19 +22,32 @@ struct Close {
 };
 using File = std::unique_ptr<std::FILE, Close>;
 
+// Null: there is no such list. One that is there and cannot be read is not the same as an empty one.
+File open_list(const std::string& list) {
+  File file{std::fopen(list.c_str(), "re")};
+  if (!file && errno != ENOENT) throw std::runtime_error("cannot read " + list + ": " + std::strerror(errno));
+  return file;
+}
+
+// After its last entry.
+void expect_whole(std::FILE* file, const std::string& list) {
+  if (std::ferror(file) != 0) throw std::runtime_error("cannot read " + list + " to its end");
+}
+
 struct Group {
   gid_t number = 0;
   std::vector<std::string> members;
 };
 
 Group find_group(const std::string& list, const std::string& name) {
-  if (const File file{std::fopen(list.c_str(), "re")}) {
+  if (const File file = open_list(list)) {
     while (const struct group* const entry = ::fgetgrent(file.get())) {
       if (name != entry->gr_name) continue;
       Group found{.number = entry->gr_gid, .members = {}};
       for (char** member = entry->gr_mem; *member != nullptr; ++member) found.members.emplace_back(*member);
       return found;
     }
+    expect_whole(file.get(), list);
   }
   throw std::runtime_error("there is no group " + engine::in_quotes(name) + " in " + list);
 }
@@ -73,13 +88,15 @@ UnixPeers::Known UnixPeers::read() const {
   if (groups_.operators) operators = find_group(lists_.groups, *groups_.operators);
   if (groups_.viewers) viewers = find_group(lists_.groups, *groups_.viewers);
   Known known;
-  const File file{std::fopen(lists_.users.c_str(), "re")};
-  while (const passwd* const entry = file ? ::fgetpwent(file.get()) : nullptr) {
+  const File file = open_list(lists_.users);
+  if (!file) return known;
+  while (const passwd* const entry = ::fgetpwent(file.get())) {
     known.names.emplace(entry->pw_uid, entry->pw_name);
     Role& role = known.roles[entry->pw_uid];
     if (has_member(viewers, *entry)) role = std::max(role, Role::kViewer);
     if (has_member(operators, *entry)) role = Role::kOperator;
   }
+  expect_whole(file.get(), lists_.users);
   return known;
 }
 

@@ -26,7 +26,7 @@ class UnixPeers {
     std::string groups = "/etc/group";
   };
 
-  // Throws std::runtime_error when there is no such group.
+  // Throws std::runtime_error when there is no such group, or a list is there and cannot be read.
   explicit UnixPeers(const Groups& groups) : UnixPeers(groups, {}) {}
   UnixPeers(Groups groups, Lists lists);
 

@@ -12,7 +12,8 @@ using nlohmann::json;
 
 constexpr int kDeepest = 3;
 
-// Nothing when it is no JSON object, or one that is nested more deeply than a request can be.
+// Nothing when it is no JSON object. What is nested more deeply than any request is left out of it, so that the object
+// can be written anew without deep recursion.
 json parse_object(const std::string& text) {
   const json parsed = json::parse(
       text, [](int depth, json::parse_event_t /*event*/, json& /*value*/) { return depth <= kDeepest; }, false);

@@ -1,9 +1,11 @@
 #include "api/alarm_parameters.h"
 
 #include <algorithm>
+#include <array>
 
 #include "base/printable.h"
 #include "base/quantities.h"
+#include "http/letters.h"
 #include "model/entities.h"
 #include "model/moment.h"
 #include "model/operator_action.h"
@@ -37,20 +39,15 @@ std::optional<engine::Moment> age(const Target& target, std::string_view name) {
   return found;
 }
 
-char small_letter(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool contains(std::string_view where, std::string_view what) {
-  const auto same = [](char one, char other) { return small_letter(one) == small_letter(other); };
-  return what.empty() || std::search(where.begin(), where.end(), what.begin(), what.end(), same) != where.end();
-}
-
 }  // namespace
 
 bool AlarmQuery::has(const engine::ActiveRow& row) const {
   if (!selection.has(row)) return false;
   const fe_fault_record& record = row.shown.record;
-  return text.empty() || contains(row.fault.fault_dn, text) || contains(row.fault.name, text) ||
-         contains(engine::field_text(record.code_text), text) || contains(engine::field_text(record.descr), text);
+  return std::ranges::any_of(
+      std::array<std::string_view, 4>{row.fault.fault_dn, row.fault.name, engine::field_text(record.code_text),
+                                      engine::field_text(record.descr)},
+      [&](std::string_view where) { return contains_in_any_case(where, text); });
 }
 
 std::optional<std::int64_t> number_parameter(const Target& target, std::string_view name, std::int64_t least,

@@ -31,7 +31,7 @@ struct AlarmQuery {
 // limit and skip. Throws BadQuery for others, and for values that are not right.
 AlarmQuery read_alarm_query(const Target& target);
 
-// Of a change.
+// The largest number of a change that a parameter may name.
 inline constexpr std::int64_t kMostNumber = 1'000'000'000'000'000;
 
 // A whole number from `least` to `most`; nothing when the parameter is not there. Throws BadQuery.

@@ -210,7 +210,7 @@ Response Api::explain(const Request& request) {
       run_program({site_.program, "explain", "--json", "--ledger", site_.ledger, "--", std::string(*fault_dn)});
   if (!said.output.empty() && said.status <= 1) return json_content(request, std::move(said.output));
   if (said.status == 1) return problem(404, "The ledger has no history of this fault.");
-  return problem(503, "The fault cannot be explained: " + said.complaint);
+  return problem(503, "The fault cannot be explained: " + said.complaint + ".");
 }
 
 Response Api::stats(const Request& request) {

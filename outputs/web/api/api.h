@@ -40,7 +40,7 @@ class Api final : public Part {
   Catalog& faults_;
   ResponseCache lists_;  // of alarms
   std::mutex catalog_mutex_;
-  Body catalog_;  // made once: it is that of the installed program
+  Body catalog_;  // made once, since the installed program has the same catalog as long as this server runs
 };
 
 }  // namespace polaiga::web

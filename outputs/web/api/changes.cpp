@@ -17,7 +17,8 @@ using Time = std::chrono::steady_clock;
 
 constexpr std::int64_t kLongestWait = 60;  // seconds
 constexpr std::size_t kEventsAtOnce = 100;
-constexpr std::chrono::seconds kBetweenSigns{15};  // of life
+// A stream without events sends a comment after such a time, so that its reader knows that it is still open.
+constexpr std::chrono::seconds kBetweenComments{15};
 
 // How far somebody has followed.
 struct Position {
@@ -57,7 +58,8 @@ class LongPoll final : public Stream {
       }
       is_over_ = true;
       return changes_text(found);
-    } catch (const engine::LedgerError&) {  // the ledger was replaced, perhaps: who asks again is told
+    } catch (const engine::LedgerError&) {
+      // The ledger was replaced, perhaps. This answer has no changes, and the next request is told what is wrong.
       is_over_ = true;
       return changes_text(last_);
     }
@@ -84,13 +86,16 @@ class EventStream final : public Stream {
     if (const auto view = site_.live.view()) {
       begin(*view, text);
       tell_changes(*view, text);
-      if (view->version != version_) {
+      // When the ledger cannot be read any more, the view stays the same, and who shows it has to say so.
+      const bool is_readable = !site_.live.problem();
+      if (view->version != version_ || is_readable != is_readable_) {
         version_ = view->version;
+        is_readable_ = is_readable;
         tell(text, "view", JsonObject().add("change", at_.number).add("version", version_).text());
       }
     }
     const Time::time_point now = Time::now();
-    if (text.empty() && now - said_ >= kBetweenSigns) text = ": still here\n\n";
+    if (text.empty() && now - said_ >= kBetweenComments) text = ": still here\n\n";
     if (!text.empty()) said_ = now;
     has_begun_ = true;
     return text;
@@ -123,7 +128,8 @@ class EventStream final : public Stream {
       } else {
         at_.number = found.through;
       }
-    } catch (const engine::LedgerError&) {  // it is told as a view when it can be read again
+    } catch (const engine::LedgerError&) {
+      // When the ledger can be read again there is a new view, and this is tried again.
     }
   }
 
@@ -143,6 +149,7 @@ class EventStream final : public Stream {
   std::optional<Position> from_;
   Position at_;
   std::uint64_t version_ = 0;
+  bool is_readable_ = true;
   bool engine_runs_ = false;
   bool has_begun_ = false;
   Time::time_point said_{};
@@ -168,7 +175,9 @@ Response answer_changes(Site& site, const Request& request) {
   const auto view = site.live.view();
   if (!view)
     return problem(503, site.live.problem().value_or("The ledger was not read yet; ask again in a second") + ".");
+  const bool is_head = request.method == Method::kHead;  // it has no body, so there is nothing to wait for
   if (request.header("accept").find("text/event-stream") != std::string_view::npos) {
+    if (is_head) return {.headers = {{"Content-Type", "text/event-stream"}, {"Cache-Control", "no-store"}}};
     std::optional<Position> from = parse_position(request.header("last-event-id"));
     if (!from && after) from = Position{view->of.ledger_id, *after};
     return {.headers = {{"Content-Type", "text/event-stream"}, {"Cache-Control", "no-store"}},
@@ -178,7 +187,7 @@ Response answer_changes(Site& site, const Request& request) {
   Response response{.headers = {{"Content-Type", "application/json"}, {"Cache-Control", "no-store"}}};
   // Here and not in the stream, whose thread serves all connections: old changes are read from the disk.
   const LiveChanges found = site.live.after(*after, most);
-  if (wait == 0 || has_news(found)) {
+  if (wait == 0 || is_head || has_news(found)) {
     response.body = std::make_shared<const std::string>(changes_text(found));
   } else {
     response.stream = std::make_unique<LongPoll>(site, found, most, std::chrono::seconds(wait));

@@ -25,7 +25,7 @@ Catalog::Catalog(const std::string& program)
     : Catalog(
           [program](bool is_awaited, std::stop_token stop) { return told_by(program, is_awaited, std::move(stop)); }) {}
 
-Catalog::~Catalog() { stop_.request_stop(); }
+Catalog::~Catalog() { stop(); }
 
 Body Catalog::lines() {
   std::unique_lock lock(mutex_);

@@ -29,6 +29,9 @@ class Catalog {
   Catalog(const Catalog&) = delete;
   Catalog& operator=(const Catalog&) = delete;
 
+  // Nobody waits for it any more: whoever does is answered with ProgramFailed soon, unless it is made already.
+  void stop() { stop_.request_stop(); }
+
   // Waits until it is made. Throws ProgramFailed; also when several wait already, who are not to keep all threads busy.
   Body lines();
 

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -108,6 +109,13 @@ bool take(int fd, std::string& text, std::size_t most) {
   return true;
 }
 
+// Without the end of the last line, and with a blank for that of each other one.
+std::string one_line(std::string text) {
+  text.erase(text.find_last_not_of('\n') + 1);
+  std::ranges::replace(text, '\n', ' ');
+  return engine::printable(text);
+}
+
 }  // namespace
 
 ProgramAnswer run_program(const std::vector<std::string>& arguments, const RunHow& how) {
@@ -129,13 +137,16 @@ ProgramAnswer run_program(const std::vector<std::string>& arguments, const RunHo
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Time::now()).count();
     if (left <= 0)
       throw ProgramFailed(arguments[0] + " did not answer within " + std::to_string(longest.count()) + " s");
-    if (::poll(ready.data(), ready.size(), static_cast<int>(left)) < 0 && errno != EINTR) break;
+    if (::poll(ready.data(), ready.size(), static_cast<int>(left)) < 0) {
+      if (errno == EINTR) continue;  // nothing is known of what there is to read
+      throw ProgramFailed(arguments[0] + " cannot be waited for: " + std::strerror(errno));
+    }
     if (ready[0].revents != 0) more = take(output.out.get(), said, kMostOutput + 1);
     if (ready[1].revents != 0) more_errors = take(errors.out.get(), complaint, kMostComplaint);
     if (said.size() > kMostOutput) throw ProgramFailed(arguments[0] + " answered more than 16 MiB");
   }
   killer.reset();  // once the process was waited for, its number may be another's
-  return {process.wait(), std::move(said), engine::printable(complaint)};
+  return {process.wait(), std::move(said), one_line(std::move(complaint))};
 }
 
 }  // namespace polaiga::web

@@ -16,7 +16,7 @@ struct ProgramFailed : std::runtime_error {
 struct ProgramAnswer {
   int status = 0;         // with which it ended; -1: a signal ended it
   std::string output;     // all of its standard output
-  std::string complaint;  // the beginning of its standard error
+  std::string complaint;  // the beginning of its standard error, as one line without its end
 };
 
 struct RunHow {

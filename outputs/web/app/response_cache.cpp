@@ -9,18 +9,6 @@
 namespace polaiga::web {
 namespace {
 
-// The same for the same target, and for no other.
-std::string key_of(const Target& target) {
-  std::string key;
-  for (const std::string& segment : target.path) key += "/" + percent_encoded(segment);
-  char separator = '?';
-  for (const auto& [name, value] : target.query) {
-    key += separator + percent_encoded(name) + "=" + percent_encoded(value);
-    separator = '&';
-  }
-  return key;
-}
-
 std::string header_of(const Response& response, std::string_view name) {
   const auto found = std::ranges::find(response.headers, name, &std::pair<std::string, std::string>::first);
   return found == response.headers.end() ? std::string() : found->second;
@@ -30,14 +18,15 @@ std::string header_of(const Response& response, std::string_view name) {
 
 Response ResponseCache::answer(const Request& request, std::uint64_t version,
                                const std::function<Response(const Request&)>& make) {
-  const std::string key = key_of(request.target);
+  const std::string key = target_text(request.target);
   std::optional<Answer> answer;
   {
     const std::lock_guard lock(mutex_);
     if (version_ == version && answers_.contains(key)) answer = answers_.at(key);
   }
   if (!answer) {
-    Request question;  // without the headers, since who has the answer already is told that alone
+    // Without the headers: If-None-Match would be answered with 304, which has no body to be remembered.
+    Request question;
     question.target = request.target;
     Response made = make(question);
     if (made.status != 200 || !made.body) return made;

@@ -21,7 +21,7 @@ class Deadlines {
 
   // The connection has this long from now on, whatever it had before. The descriptor must stay open until forget().
   void set(int fd, std::chrono::milliseconds time);
-  // It has all the time in the world.
+  // The connection has no deadline until the next set().
   void lift(int fd);
   void forget(int fd);
 

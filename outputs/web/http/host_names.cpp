@@ -8,6 +8,7 @@
 
 #include "base/printable.h"
 #include "http/answers.h"
+#include "http/letters.h"
 
 namespace polaiga::web {
 namespace {
@@ -34,9 +35,7 @@ bool is_loopback(const std::string& host) {
 }  // namespace
 
 std::optional<std::string> host_of(std::string_view header) {
-  std::string host(header);
-  std::ranges::transform(host, host.begin(),
-                         [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+  std::string host = small_letters(header);
   const bool has_brackets = host.starts_with('[');
   const std::size_t end = has_brackets ? host.find(']') : host.find(':');
   if (has_brackets && end == std::string::npos) return std::nullopt;

@@ -37,7 +37,8 @@ struct Request {
   std::string_view header(std::string_view name) const;
 };
 
-// A body that is sent as it comes about, such as events. Used by one thread at a time.
+// A body whose parts are made and sent one after another, as something happens, such as events. Used by one thread at a
+// time.
 class Stream {
  public:
   virtual ~Stream() = default;

@@ -23,8 +23,10 @@
 #include <unordered_set>
 #include <vector>
 
+#include "base/printable.h"
 #include "http/answers.h"
 #include "http/deadlines.h"
+#include "http/letters.h"
 #include "http/network.h"
 #include "http/protection.h"
 
@@ -41,8 +43,8 @@ constexpr std::size_t kStreamBlock = 4096;
 // What goes wrong again and again is told once in such a time.
 constexpr std::chrono::minutes kBetweenComplaints{1};
 
-// Whether the peer will send no more, as when it has closed the connection. Who only wants to read a stream might do so
-// with half a connection, but no browser does, and there is no other sign of those who went away.
+// Whether the peer will send no more, as when it has closed the connection. A client could close its own direction of
+// the connection and still read a stream. No browser does that, and there is no other sign of a client that went away.
 bool has_gone(int fd) {
   pollfd peer{.fd = fd, .events = POLLRDHUP, .revents = 0};
   return ::poll(&peer, 1, 0) > 0;
@@ -56,14 +58,6 @@ Method method_of(std::string_view word) {
                                                               {"DELETE", Method::kDelete}};
   const auto* const found = std::ranges::find(kMethods, word, &std::pair<std::string_view, Method>::first);
   return found == std::end(kMethods) ? Method::kOther : found->second;
-}
-
-std::string small_letters(std::string_view text) {
-  std::string small(text);
-  for (char& c : small) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return small;
 }
 
 std::string address_text(const sockaddr& address) {
@@ -155,14 +149,16 @@ class Server::Connections {
     Response response;
   };
 
-  // One end of a connection, from its beginning to its end.
+  // What the server knows of a connection, from its beginning to its end.
   struct Link {
     int fd = -1;
     Peer peer;
-    std::string share;             // whose share of the connections it takes
-    bool is_refused = false;       // that share is used up
-    bool is_stream = false;        // what is sent at the moment
-    std::optional<Time> waits_by;  // since when there is no whole request; nothing: one is being answered
+    std::string share;        // whose share of the connections it takes
+    bool is_refused = false;  // that share is used up
+    bool is_stream = false;   // what is sent at the moment
+    // Since when it owes us a request; nothing: there is a whole one, which is being answered, or it has been shut
+    // down.
+    std::optional<Time> waits_since;
     std::shared_ptr<const TlsCredentials> credentials;
     std::unique_ptr<Exchange> exchange;  // the request that is under way
   };
@@ -220,9 +216,11 @@ class Server::Connections {
     self.complain(line);
   }
 
-  // What a client does wrong, such as to hang up amid a request, is no news.
+  // What a client does wrong, such as hanging up in the middle of a request, is not told. Nor are headers that do not
+  // fit into the memory of one connection, of which the library says that there is "not enough memory".
   void complain(const std::string& line) {
-    const bool is_short = line.find("memory") != std::string::npos || line.find("resource limit") != std::string::npos;
+    const bool is_short =
+        line.starts_with("Error allocating memory") || line.find("resource limit") != std::string::npos;
     const Time now = std::chrono::steady_clock::now();
     if (!is_short || (complained_ && now - *complained_ < kBetweenComplaints)) return;
     complained_ = now;
@@ -258,7 +256,7 @@ class Server::Connections {
     Link& link = link_of(connection);
     link.exchange.reset();
     link.is_stream = false;
-    link.waits_by = std::chrono::steady_clock::now();
+    link.waits_since = std::chrono::steady_clock::now();
     auto& self = *static_cast<Connections*>(all);
     self.deadlines_.set(link.fd, self.limits_.idle);
   }
@@ -312,7 +310,7 @@ class Server::Connections {
     encrypt(connection, *link);
     ++open_;
     links_.insert(link.get());
-    link->waits_by = std::chrono::steady_clock::now();
+    link->waits_since = std::chrono::steady_clock::now();
     deadlines_.set(link->fd, limits_.request_within);
     limit(*link);
     return link;
@@ -343,7 +341,7 @@ class Server::Connections {
     if (open_ > limits_.connections && !end_longest_waiting(link)) link.is_refused = true;
     if (!link.is_refused) return;
     deadlines_.set(link.fd, limits_.refusal_within);
-    if (share.size() > std::size_t{2} * limits_.per_address) ::shutdown(link.fd, SHUT_RDWR);
+    if (is_limited && share.size() > std::size_t{2} * limits_.per_address) ::shutdown(link.fd, SHUT_RDWR);
   }
 
   // A stream whose reader went away ends at the next heartbeat; its place is free at once.
@@ -358,12 +356,12 @@ class Server::Connections {
   bool end_longest_waiting(const Link& but) {
     Link* longest = nullptr;
     for (Link* const link : links_) {
-      if (link == &but || !link->waits_by) continue;
-      if (longest == nullptr || link->waits_by < longest->waits_by) longest = link;
+      if (link == &but || !link->waits_since) continue;
+      if (longest == nullptr || link->waits_since < longest->waits_since) longest = link;
     }
     if (longest == nullptr) return false;
     ::shutdown(longest->fd, SHUT_RDWR);
-    longest->waits_by.reset();
+    longest->waits_since.reset();
     return true;
   }
 
@@ -399,7 +397,7 @@ class Server::Connections {
     if (is_stopping_) return queue(connection, refusal(503, "This server is being stopped."));
     exchange.phase = Phase::kWorking;
     Link& link = link_of(connection);
-    link.waits_by.reset();
+    link.waits_since.reset();
     deadlines_.lift(link.fd);
     MHD_suspend_connection(connection);
     work_.emplace_back(connection, &exchange);
@@ -427,6 +425,10 @@ class Server::Connections {
     const std::string_view length = request.header("content-length");
     if (!length.empty() && request.headers.contains("transfer-encoding")) {
       return queue(connection, refusal(400, "Content-Length and Transfer-Encoding do not go together."));
+    }
+    // Two lengths are joined with a comma; which of them holds cannot be known.
+    if (length.find_first_not_of("0123456789") != std::string_view::npos) {
+      return queue(connection, refusal(400, "The header Content-Length is not one whole number."));
     }
     if (length.size() > 9 || std::strtoul(std::string(length).c_str(), nullptr, 10) > limits_.body_bytes) {
       return queue(connection,
@@ -466,7 +468,7 @@ class Server::Connections {
   MHD_Result queue(MHD_Connection* connection, Response&& response) {
     MHD_Response* made = nullptr;
     Link& link = link_of(connection);
-    link.waits_by.reset();
+    link.waits_since.reset();
     if (response.stream && streams_ >= limits_.streams) {
       response = busy("There are too many event streams. Ask for the changes now and then, without a stream.");
     }
@@ -511,7 +513,13 @@ class Server::Connections {
         wakes = wakes_;
       }
       end.sent = 0;
-      end.part = end.stream->next();
+      try {
+        end.part = end.stream->next();
+      } catch (const std::exception& error) {  // it must not pass through the library, which is written in C
+        tell_("The stream " + engine::in_quotes(link.exchange->raw_target) + " was ended: " + error.what());
+        deadlines_.set(fd, limits_.response_within);
+        return MHD_CONTENT_READER_END_OF_STREAM;
+      }
       if (!end.part.empty()) break;
       // An end "with error" might not be noticed by the library before the connection has an event, and it has no more.
       const bool is_left = has_gone(fd);
@@ -548,7 +556,7 @@ class Server::Connections {
       try {
         response = handler_.answer(exchange->request);
       } catch (const std::exception& error) {
-        tell_(error.what());
+        tell_("The request for " + engine::in_quotes(exchange->raw_target) + " could not be answered: " + error.what());
         response = problem(500, "The server could not answer; its log says why.");
       }
       exchange->response = std::move(response);
@@ -595,7 +603,7 @@ class Server::Connections {
   bool is_hurried_ = false;  // the heart beats at once
   bool is_stopping_ = false;
 
-  MHD_Daemon* daemon_ = nullptr;
+  std::atomic<MHD_Daemon*> daemon_ = nullptr;  // the library's thread may read it before start() has set it
   std::vector<std::thread> workers_;
   std::thread heart_;
 };

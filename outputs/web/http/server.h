@@ -18,7 +18,7 @@ namespace polaiga::web {
 
 struct ServerLimits {
   unsigned connections = 1100;  // at once
-  unsigned streams = 1000;      // of them that are sent something as it comes about
+  unsigned streams = 1000;      // of them that are streams, whose responses go on as something happens
   unsigned per_address = 64;  // from one internet address (IPv6: a network of 64 bits), or of one user of this machine
   std::optional<uid_t> proxy = {};  // a user of this machine through whom many come; he is not held to that limit
   std::size_t header_bytes = std::size_t{16} * 1024;  // of a request, about
@@ -26,7 +26,7 @@ struct ServerLimits {
   unsigned workers = 8;                               // threads that answer requests
   std::chrono::milliseconds request_within{10'000};   // from the connection to a whole request
   std::chrono::milliseconds idle{60'000};             // between a response and the next whole request
-  std::chrono::milliseconds response_within{60'000};  // for whoever reads a response, or a part of a stream
+  std::chrono::milliseconds response_within{60'000};  // for a client to read a response, or a part of a stream
   std::chrono::milliseconds refusal_within{2'000};    // from a connection beyond the limits to its end
 };
 

@@ -88,6 +88,17 @@ Target parse_target(std::string_view text) {
   return target;
 }
 
+std::string target_text(const Target& target) {
+  std::string text;
+  for (const std::string& segment : target.path) text += "/" + percent_encoded(segment);
+  char separator = '?';
+  for (const auto& [name, value] : target.query) {
+    text += separator + percent_encoded(name) + "=" + percent_encoded(value);
+    separator = '&';
+  }
+  return text;
+}
+
 std::string percent_encoded(std::string_view text) {
   constexpr std::string_view kDigits = "0123456789ABCDEF";
   constexpr std::string_view kUnreserved = "-._~";

@@ -32,6 +32,9 @@ struct Target {
 // a parameter twice.
 Target parse_target(std::string_view text);
 
+// The target as text, with a slash before each segment: it reads the same.
+std::string target_text(const Target& target);
+
 // Escapes what may not stand in a path segment or in a query.
 std::string percent_encoded(std::string_view text);
 

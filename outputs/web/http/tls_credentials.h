@@ -1,4 +1,5 @@
-// What the server shows to who connects by TLS, and whose certificates it believes.
+// The certificate that the server shows to clients that connect by TLS, and the authority whose certificates of clients
+// it believes.
 #pragma once
 
 #include <gnutls/gnutls.h>

@@ -32,7 +32,7 @@ LiveLedger::~LiveLedger() {
     const std::lock_guard lock(mutex_);
     is_over_ = true;
   }
-  changed_.notify_all();
+  over_.notify_all();
   thread_.join();
 }
 
@@ -44,13 +44,6 @@ std::shared_ptr<const View> LiveLedger::view() const {
 std::optional<std::string> LiveLedger::problem() const {
   const std::lock_guard lock(mutex_);
   return problem_;
-}
-
-void LiveLedger::wait(const std::string& ledger_id, ChangeNumber number, std::chrono::milliseconds longest) {
-  std::unique_lock lock(mutex_);
-  changed_.wait_for(lock, longest, [&] {
-    return is_over_ || (view_ && (view_->of.ledger_id != ledger_id || view_->of.number > number));
-  });
 }
 
 LiveChanges LiveLedger::after(ChangeNumber number, std::size_t most) {
@@ -88,36 +81,33 @@ void LiveLedger::run() {
         open();
       } else if (feed_->has_changed()) {
         read_changes();
-        read_view();
+        show(read_view());
       }
     } catch (const std::exception& error) {
       fail(error.what());
     }
     std::unique_lock lock(mutex_);
     const auto pause = feed_ ? kLook : kLookForLedger;
-    if (changed_.wait_for(lock, pause, [this] { return is_over_; })) return;
+    if (over_.wait_for(lock, pause, [this] { return is_over_; })) return;
   }
 }
 
 void LiveLedger::open() {
   feed_.emplace(path_);
   reader_.emplace(path_);
+  // What has come up to now is read here. The answer does not matter: from now on it tells what comes after that.
   feed_->has_changed();
-  read_view();
+  auto view = read_view();
   {
     const std::lock_guard lock(mutex_);
     if (recent_id_ != feed_->ledger_id()) {
       recent_.clear();
       recent_id_ = feed_->ledger_id();
-      recent_after_ = read_ = view_->of.number;
+      recent_after_ = read_ = view->of.number;
     }
   }
   read_changes();
-  if (problem()) {
-    tell_("The ledger can be read again.");
-    const std::lock_guard lock(mutex_);
-    problem_.reset();
-  }
+  show(std::move(view));
 }
 
 void LiveLedger::read_changes() {
@@ -142,17 +132,25 @@ void LiveLedger::read_changes() {
   }
 }
 
-void LiveLedger::read_view() {
+std::shared_ptr<const View> LiveLedger::read_view() {
   auto view = std::make_shared<View>();
   view->of = reader_->overview();
   view->left_out = reader_->left_out();
   view->version = ++version_;
+  return view;
+}
+
+// All that the ledger says now has been read.
+void LiveLedger::show(std::shared_ptr<const View> view) {
+  bool was_unreadable = false;
   {
     const std::lock_guard lock(mutex_);
     view_ = std::move(view);
+    was_unreadable = problem_.has_value();
+    problem_.reset();
   }
-  changed_.notify_all();
-  changes_.notify();
+  if (was_unreadable) tell_("The ledger can be read again.");
+  changes_.notify();  // who asks now finds no problem
 }
 
 void LiveLedger::fail(const std::string& problem) {

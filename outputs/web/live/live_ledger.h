@@ -59,24 +59,22 @@ class LiveLedger {
   // came last are in memory; others are read from the ledger. Throws LedgerError.
   LiveChanges after(engine::ChangeNumber number, std::size_t most);
 
-  // Is called, in the thread of this, each time when there is a new view.
+  // Is called, in the thread of this, each time when there is a new view or another problem, or none any more.
   void on_change(std::function<void()> call) { changes_.set(std::move(call)); }
-
-  // Waits until there is a view with a later change than `number` or with another ledger, but not longer than this.
-  void wait(const std::string& ledger_id, engine::ChangeNumber number, std::chrono::milliseconds longest);
 
  private:
   void run();
   void open();
   void read_changes();
-  void read_view();
+  std::shared_ptr<const View> read_view();
+  void show(std::shared_ptr<const View> view);
   void fail(const std::string& problem);
 
   std::string path_;
   std::function<void(const std::string&)> tell_;
 
   mutable std::mutex mutex_;
-  std::condition_variable changed_;
+  std::condition_variable over_;
   std::shared_ptr<const View> view_;
   std::optional<std::string> problem_;
   std::string recent_id_;                  // of the ledger of the recent changes

@@ -4,7 +4,10 @@
 #include <array>
 #include <charconv>
 
+#include "alarms/measures.h"
+#include "http/letters.h"
 #include "model/dictionary.h"
+#include "model/fault.h"
 #include "model/operator_action.h"
 #include "model/record_text.h"
 
@@ -14,7 +17,6 @@ namespace {
 using engine::ActiveRow;
 using engine::OperatorState;
 
-constexpr engine::Moment kStaleAfter = 86400;  // seconds without a report, as in the measures
 constexpr std::string_view kUp = "-up";
 
 constexpr std::array<Option, 9> kSeverities = {{{"", "any severity"},
@@ -40,13 +42,6 @@ constexpr std::array<Option, 9> kStates = {{{"", "all but silenced"},
 constexpr std::array<Option, 4> kOrders = {
     {{"", "worst first"}, {"newest", "newest first"}, {"oldest", "oldest first"}, {"object", "by object"}}};
 
-char small_letter(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool contains(std::string_view where, std::string_view what) {
-  const auto same = [](char a, char b) { return small_letter(a) == small_letter(b); };
-  return std::search(where.begin(), where.end(), what.begin(), what.end(), same) != where.end() || what.empty();
-}
-
 std::string one_of(std::span<const Option> options, std::optional<std::string_view> word) {
   const auto found = std::ranges::find(options, word.value_or(""), &Option::word);
   return found == options.end() ? "" : std::string(found->word);
@@ -67,7 +62,7 @@ bool has_state(std::string_view state, const ActiveRow& row, engine::Moment now)
   if (state == "all") return true;
   if (state == "shelved") return has == OperatorState::kShelved;
   if (state == "out-of-service") return row.is_out_of_service;
-  if (state == "stale") return now - row.fault.updated > kStaleAfter;
+  if (state == "stale") return now - row.fault.updated > engine::kStaleAfter;
   if (row.is_silenced()) return false;
   if (state == "new") return is_new(row);
   if (state == "acknowledged") return has == OperatorState::kAcknowledged;
@@ -76,15 +71,12 @@ bool has_state(std::string_view state, const ActiveRow& row, engine::Moment now)
   return true;
 }
 
-bool is_below(std::string_view under, std::string_view dn) {
-  return dn == under || (dn.starts_with(under) && dn.substr(under.size()).starts_with('/'));
-}
-
 bool has_text(std::string_view text, const ActiveRow& row) {
   const fe_fault_record& record = row.shown.record;
-  return contains(row.fault.fault_dn, text) || contains(row.fault.name, text) ||
-         contains(engine::field_text(record.descr), text) ||
-         contains(engine::field_text(row.shown.event.event.event.sensor_name), text) || contains(person_of(row), text);
+  return std::ranges::any_of(
+      std::array<std::string_view, 5>{row.fault.fault_dn, row.fault.name, engine::field_text(record.descr),
+                                      engine::field_text(row.shown.event.event.event.sensor_name), person_of(row)},
+      [&](std::string_view where) { return contains_in_any_case(where, text); });
 }
 
 bool is_before(std::string_view order, const ActiveRow& a, const ActiveRow& b) {
@@ -120,7 +112,8 @@ std::vector<const ActiveRow*> chosen(const Choice& choice, const std::vector<Act
   std::vector<const ActiveRow*> list;
   for (const ActiveRow& row : rows) {
     if (!has_severity(choice.severity, row.fault.severity) || !has_state(choice.state, row, now)) continue;
-    if (!choice.under.empty() && !is_below(choice.under, row.fault.dn) && row.fault.fault_dn != choice.under) continue;
+    if (!choice.under.empty() && !engine::is_under(row.fault.dn, choice.under) && row.fault.fault_dn != choice.under)
+      continue;
     if (!choice.text.empty() && !has_text(choice.text, row)) continue;
     list.push_back(&row);
   }

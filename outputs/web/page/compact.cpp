@@ -58,7 +58,7 @@ JsonArray active_row(const ActiveRow& row) {
 
 }  // namespace
 
-std::string compact_active(const engine::Overview& overview) {
+std::string compact_active(const engine::Overview& overview, bool is_readable) {
   std::array<std::size_t, 6> counts{};
   std::string rows;
   for (const ActiveRow& row : overview.active) {
@@ -72,6 +72,7 @@ std::string compact_active(const engine::Overview& overview) {
   JsonObject head;
   head.add("ledger_id", overview.ledger_id)
       .add("change", overview.number)
+      .add("is_readable", is_readable)
       .add("counts", by_severity)
       .add("missed", overview.missed)
       .add("maintenance", overview.maintenance.size())

@@ -54,12 +54,6 @@ Markup object(std::string_view dn) {
   return markup.tag(R"(<span class="obj" title=")").text(dn).tag(R"(">)").text(short_dn(dn)).tag("</span>");
 }
 
-std::string code_text(std::uint32_t code) {
-  std::string digits = std::to_string(code);
-  if (digits.size() < 4) digits.insert(0, 4 - digits.size(), '0');
-  return "F" + digits;
-}
-
 std::string age_text(Moment seconds) {
   constexpr Moment kMinute = 60;
   constexpr Moment kHour = 60 * kMinute;

@@ -1,7 +1,6 @@
 // The elements that all views are made of: severities, objects, codes and times.
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -19,9 +18,6 @@ Markup severity_mark(engine::Severity severity);
 
 // The object without what all DNs have in common; the whole DN is in the title.
 Markup object(std::string_view dn);
-
-// F0385
-std::string code_text(std::uint32_t code);
 
 // 12 min
 std::string age_text(engine::Moment seconds);

@@ -8,6 +8,7 @@
 #include "page/choice.h"
 #include "page/elements.h"
 #include "page/filter_form.h"
+#include "report/shown.h"
 
 namespace polaiga::web {
 namespace {
@@ -99,7 +100,7 @@ Markup FirstPaint::over_row(const StoredAlarm& alarm) const {
   markup.tag(R"(<span class="age">)").add(time_ago(alarm.created, now_)).tag(R"(</span><span class="state">)");
   markup.text(alarm.ended ? engine::change_word(alarm.ending) : "active").tag(R"(</span><span class="descr">)");
   if (!alarm.steps.empty()) {
-    markup.text(code_text(alarm.steps.back().code)).tag(" ").text(alarm.steps.back().name);
+    markup.text(engine::code_text(alarm.steps.back().code)).tag(" ").text(alarm.steps.back().name);
   }
   markup.tag("</span>");
   if (alarm.ended) {
@@ -173,7 +174,12 @@ std::string FirstPaint::alarm(const PaintOf& of, const StoredAlarm& alarm) const
   }
   main.tag(R"(</dl><h2>Its way</h2><ol class="plain">)");
   for (const engine::StoredFault& step : alarm.steps) {
-    main.tag("<li>").add(severity_mark(step.severity)).tag(" ").text(code_text(step.code)).tag(" ").text(step.name);
+    main.tag("<li>")
+        .add(severity_mark(step.severity))
+        .tag(" ")
+        .text(engine::code_text(step.code))
+        .tag(" ")
+        .text(step.name);
     main.tag(", since ").add(exact_time(step.since));
     if (step.ended) main.tag(", ").text(engine::change_word(step.ending)).tag(" ").add(exact_time(step.ended_at));
     main.tag("</li>");

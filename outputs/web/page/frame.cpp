@@ -72,6 +72,8 @@ Markup Frame::counts(const PaintOf& of) const {
       .tag(" \u00B7 change <span class=\"num\">")
       .number(static_cast<std::uint64_t>(overview.number))
       .tag("</span>")
+      .tag(of.is_readable ? Markup::Tag("")
+                          : Markup::Tag(" \u00B7 the ledger cannot be read, this is what was read last"))
       .tag(of.engine_runs ? Markup::Tag("") : Markup::Tag(" \u00B7 engine is not running"))
       .tag(R"(</span><span class="me" id="me">)")
       .text(of.caller.name)

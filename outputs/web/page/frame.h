@@ -16,6 +16,7 @@ struct PaintOf {
   const engine::Overview& overview;
   const Caller& caller;
   bool engine_runs = false;
+  bool is_readable = true;  // the ledger can still be read
 };
 
 class Frame {

@@ -25,14 +25,14 @@ std::string_view type_of(std::string_view name) {
   return "text/html; charset=utf-8";
 }
 
+// A page that says what is wrong has no ETag: whoever asks with one gets the whole page again.
 Response html(const Request& request, int status, std::string text) {
-  Response response =
-      content(request, std::make_shared<const std::string>(std::move(text)), "text/html; charset=utf-8");
-  if (status != 200) {
-    response.status = status;
-    response.headers.emplace_back("Vary", "Accept");
-  }
-  return response;
+  constexpr const char* kType = "text/html; charset=utf-8";
+  auto body = std::make_shared<const std::string>(std::move(text));
+  if (status == 200) return content(request, std::move(body), kType);
+  return {.status = status,
+          .headers = {{"Content-Type", kType}, {"Cache-Control", "no-store"}, {"Vary", "Accept"}},
+          .body = std::move(body)};
 }
 
 // A number in an address; nothing when it is none.
@@ -75,9 +75,13 @@ Response Page::file(const Request& request, const std::string& name) const {
 Response Page::active_rows(const Request& request) {
   const auto view = site_.live.view();
   if (!view) return problem(503, site_.live.problem().value_or("The ledger was not read yet") + ".");
-  const std::string etag = "\"" + begun_ + "-" + std::to_string(view->version) + "\"";
+  const bool is_readable = !site_.live.problem();
+  const std::string etag =
+      "\"" + begun_ + "-" + std::to_string(view->version) + (is_readable ? "" : "-unreadable") + "\"";
   const std::lock_guard lock(making_);
-  if (active_.etag != etag) active_ = {etag, std::make_shared<const std::string>(compact_active(view->of))};
+  if (active_.etag != etag) {
+    active_ = {etag, std::make_shared<const std::string>(compact_active(view->of, is_readable))};
+  }
   return content(request, etag, "application/json", [&] { return active_.content; });
 }
 
@@ -106,7 +110,7 @@ Response Page::first_paint(const Request& request, const Caller& caller) {
   }
   const FirstPaint paint(frame, now);
   const std::vector<std::string>& path = request.target.path;
-  const PaintOf of{view->of, caller, site_.engine.is_running()};
+  const PaintOf of{view->of, caller, site_.engine.is_running(), !site_.live.problem()};
   if (path.size() == 1) {
     if (path[0].empty()) return html(request, 200, paint.alarms(of, request.target));
     if (path[0] == "missed") {

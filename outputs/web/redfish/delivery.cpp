@@ -67,7 +67,7 @@ Delivery::Delivery(const Subscription& to, std::string body, bool allows_local)
 std::string Delivery::problem(CURLcode result) const {
   long status = 0;
   curl_easy_getinfo(easy_.get(), CURLINFO_RESPONSE_CODE, &status);
-  // Whoever took the events has them, also when he says more than we read.
+  // A subscriber that answers with success has the events, even if its answer is longer than what is read of it.
   if (status >= 200 && status < 300 && (result == CURLE_OK || received_ > kMostAnswer)) return "";
   if (!refused_.empty()) return refused_ + ", and the server pushes there only when it is started with --push-local";
   if (result != CURLE_OK && received_ <= kMostAnswer) {

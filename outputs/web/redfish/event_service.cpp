@@ -59,7 +59,9 @@ auto storing(const Pusher::Tell& tell, Act act) {
     tell(Priority::kError, std::string(error.what()) + ". What a client has asked for is refused");
     const bool is_full = error.code() == std::errc::no_space_on_device || error.code().value() == EDQUOT;
     if (is_full) throw Refusal(Reason::kNoStorage, {}, {}, "The disk that subscriptions are kept on is full.");
-    throw Refusal(Reason::kInternal, {}, {}, "The subscriptions cannot be stored.");
+    throw Refusal(Reason::kInternal, {}, {},
+                  "The subscriptions cannot be stored. This server has to be given the right to write in its --state "
+                  "directory; its log says what is wrong.");
   }
 }
 

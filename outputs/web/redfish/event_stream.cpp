@@ -61,8 +61,8 @@ std::string EventStream::next() {
   if (!std::exchange(has_begun_, true)) frames = ": changes of alarms\n\n";
   try {
     for (const EventRecord& event : tests_.after(test_))
-      frames += frame(event);  // a client goes on after a change, so a test has no id
-    // Changes that are quiet make no event, so there may be some after those that were read.
+      frames += frame(event);  // without an id: a client goes on after the last change that it got, not after a test
+    // Some changes make no event, so a part without events is not the end of the changes.
     for (bool goes_on = true; goes_on && frames.size() < std::size_t{64} * 1024;) {
       EventsRead read = read_events(live_, cursor_, kChangesAtOnce);
       goes_on = read.through != cursor_;

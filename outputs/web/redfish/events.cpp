@@ -9,6 +9,7 @@
 #include "redfish/objects.h"
 #include "redfish/resource.h"
 #include "report/json_text.h"
+#include "report/shown.h"
 
 namespace polaiga::web {
 
@@ -70,7 +71,7 @@ std::string person_of(const ordered_json& change) {
 FilledMessage message_of(const ordered_json& change, ChangeKind kind, const FaultOf& fault) {
   const engine::Severity after =
       engine::find_severity(text_of(change, "after")).value_or(engine::Severity::kIndeterminate);
-  const std::string code = fault.code ? fault_key(*fault.code) : std::string("of another level");
+  const std::string code = fault.code ? engine::code_text(*fault.code) : std::string("of another level");
   if (kind == ChangeKind::kRaised) {
     const auto record = change.find("record");
     const std::string name = record == change.end() ? std::string() : text_of(*record, "name");

@@ -41,7 +41,7 @@ JsonObject status_of(const engine::Overview& now, std::string_view dn) {
   std::size_t listed = 0;
   for (const ActiveRow& row : now.active) {
     const bool is_own = row.fault.dn == dn;
-    if (!is_own && !engine::is_under(row.fault.dn, dn)) continue;
+    if (!engine::is_under(row.fault.dn, dn)) continue;
     if (is_own && ++listed <= kMostConditions) conditions.add(condition(row, *now.profile));
     if (row.is_silenced()) continue;
     if (is_own) own = std::max(own, row.fault.severity);
@@ -54,9 +54,8 @@ JsonObject status_of(const engine::Overview& now, std::string_view dn) {
 }
 
 JsonObject object_oem(const engine::Overview& now, std::string_view type, std::string_view dn) {
-  const bool is_out = std::ranges::any_of(now.maintenance, [&](const engine::StoredMaintenance& one) {
-    return one.maintenance.dn == dn || engine::is_under(dn, one.maintenance.dn);
-  });
+  const bool is_out = std::ranges::any_of(
+      now.maintenance, [&](const engine::StoredMaintenance& one) { return engine::is_under(dn, one.maintenance.dn); });
   return oem(type, JsonObject().add("dn", dn).add("out_of_service", is_out));
 }
 
@@ -86,9 +85,8 @@ std::optional<std::string> Inventory::known_dn(std::string_view id) {
   if (log_.index()->objects.contains(*dn)) return dn;
   // The object of an alarm that has come since.
   const auto view = view_of(site_);
-  const bool is_new = std::ranges::any_of(view->of.active, [&](const ActiveRow& row) {
-    return row.fault.dn == *dn || engine::is_under(row.fault.dn, *dn);
-  });
+  const bool is_new =
+      std::ranges::any_of(view->of.active, [&](const ActiveRow& row) { return engine::is_under(row.fault.dn, *dn); });
   if (!is_new || *dn == "sys") return std::nullopt;
   return dn;
 }

@@ -6,6 +6,7 @@
 
 #include "model/dictionary.h"
 #include "redfish/objects.h"
+#include "report/shown.h"
 
 namespace polaiga::web {
 namespace {
@@ -67,31 +68,29 @@ FilledMessage general_message(std::string_view key, std::vector<std::string> arg
   throw std::logic_error("there is no message " + std::string(key));
 }
 
-std::string fault_key(std::uint32_t code) {
-  constexpr std::size_t kDigits = 4;
-  const std::string digits = std::to_string(code);
-  return "F" + std::string(kDigits - std::min(kDigits, digits.size()), '0') + digits;
+std::string fault_text(std::uint32_t code) {
+  return "The object %1 has the fault " + engine::code_text(code) + ": %2.";
 }
 
-std::string fault_text(std::uint32_t code) { return "The object %1 has the fault " + fault_key(code) + ": %2."; }
-
 std::string fault_over_text(std::uint32_t code) {
-  return "The fault " + fault_key(code) + " of the object %1 is over: it was %2.";
+  return "The fault " + engine::code_text(code) + " of the object %1 is over: it was %2.";
 }
 
 FilledMessage fault_message(std::uint32_t code, std::string_view dn, std::string_view name, engine::Severity severity) {
   FilledMessage message =
-      has_messages(code) ? filled_message(fault_key(code), fault_text(code), {std::string(dn), std::string(name)}, "")
-                         : general_message("FaultRaised", {std::string(dn), fault_key(code), std::string(name)});
+      has_messages(code)
+          ? filled_message(engine::code_text(code), fault_text(code), {std::string(dn), std::string(name)}, "")
+          : general_message("FaultRaised", {std::string(dn), engine::code_text(code), std::string(name)});
   message.health = health_of(severity);
   return message;
 }
 
 FilledMessage fault_over_message(std::uint32_t code, std::string_view dn, std::string_view how) {
   if (!has_messages(code)) {
-    return general_message("FaultOver", {std::string(dn), fault_key(code), std::string(how)});
+    return general_message("FaultOver", {std::string(dn), engine::code_text(code), std::string(how)});
   }
-  return filled_message(fault_key(code) + "Over", fault_over_text(code), {std::string(dn), std::string(how)}, "OK");
+  return filled_message(engine::code_text(code) + "Over", fault_over_text(code), {std::string(dn), std::string(how)},
+                        "OK");
 }
 
 FaultOf fault_of(std::string_view fault_dn) {

@@ -63,9 +63,6 @@ FilledMessage fault_over_message(std::uint32_t code, std::string_view dn, std::s
 std::string fault_text(std::uint32_t code);
 std::string fault_over_text(std::uint32_t code);
 
-// "F0395"
-std::string fault_key(std::uint32_t code);
-
 // The object and the code of a fault by its DN. The code is missing when the DN was cut.
 struct FaultOf {
   std::string dn;

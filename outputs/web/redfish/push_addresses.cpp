@@ -96,10 +96,10 @@ bool is_in(const Bytes& address, const char* network, std::size_t bits) {
   return true;
 }
 
-// Whether an interface of this machine has the address.
-bool is_own(const Bytes& address) {
+// Whether an interface of this machine has the address. When the interfaces cannot be listed, it might have it.
+bool may_be_own(const Bytes& address) {
   ifaddrs* list = nullptr;
-  if (::getifaddrs(&list) != 0) return false;
+  if (::getifaddrs(&list) != 0) return true;
   const std::unique_ptr<ifaddrs, decltype(&::freeifaddrs)> all(list, &::freeifaddrs);
   for (const ifaddrs* one = all.get(); one != nullptr; one = one->ifa_next) {
     if (one->ifa_addr != nullptr && bytes_of(*one->ifa_addr) == address) return true;
@@ -111,7 +111,7 @@ std::string why_not(const Bytes& address) {
   for (const Network& network : kRefused) {
     if (is_in(address, network.address, network.bits)) return text_of(address) + " is an address " + network.what;
   }
-  if (is_own(address)) return text_of(address) + " is an address " + kMachine;
+  if (may_be_own(address)) return text_of(address) + " is an address " + kMachine;
   for (const Wrapping& wrapping : kWrappings) {
     if (!is_in(address, wrapping.address, wrapping.bits)) continue;
     const auto begin = address.begin() + static_cast<std::ptrdiff_t>(wrapping.at);

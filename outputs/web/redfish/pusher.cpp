@@ -16,7 +16,7 @@ using engine::Priority;
 
 namespace {
 
-constexpr std::chrono::seconds kLook{1};  // for what nobody has woken us for
+constexpr std::chrono::seconds kLook{1};  // after which it is looked for something new, though nobody called wake()
 constexpr std::chrono::seconds kLongestPause{3600};
 constexpr std::chrono::seconds kLastMoment{3};    // for what is on its way at the end
 constexpr std::chrono::seconds kStoreAgain{5};    // after the state file could not be written
@@ -146,6 +146,10 @@ bool Pusher::begin(const Subscription& subscription, Way& way) {
   }
   if (events.empty()) {
     EventsRead read = read_events(live_, subscription.cursor, kMostChanges);
+    if (way.failures == 0) {  // what there was is over: the ledger can be read
+      const std::lock_guard lock(mutex_);
+      troubles_.erase(subscription.id);
+    }
     if (read.through == subscription.cursor) return false;  // nothing has happened
     way.through = std::move(read.through);
     events = std::move(read.events);

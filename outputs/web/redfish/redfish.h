@@ -45,7 +45,7 @@ class Redfish final : public Part {
 
     MemberRange range(std::size_t usual = MemberRange::kMost) const { return read_member_range(request.target, usual); }
   };
-  // What a caller must be let do.
+  // Which rights a caller needs.
   enum class Needs : std::uint8_t {
     kNothing,  // whoever asks; the resource tells what he must do to be let in
     kSight,    // to ask: the right to see; to change: the right to act

@@ -11,6 +11,7 @@
 #include "redfish/objects.h"
 #include "redfish/resource.h"
 #include "report/json_text.h"
+#include "report/shown.h"
 
 namespace polaiga::web {
 
@@ -69,7 +70,7 @@ ordered_json message(std::string_view description, std::string_view text, std::s
   return form;
 }
 
-// The message with which it comes ends what the other message told of the same object.
+// The message of this form says that what the other message told of the same object is over.
 void clears(ordered_json& form, const std::string& other) {
   form["ClearingLogic"] = {{"ClearsMessage", {other}}, {"ClearsIf", "SameOriginOfCondition"}};
 }
@@ -84,7 +85,7 @@ std::string message_registry(std::string_view catalog, const engine::AlarmProfil
   for (const engine::FaultEntry& fault : engine::fault_entries()) {
     Known& of = known[fault.code];
     add_once(of.names, fault.name);
-    const std::string key = fault_key(fault.code);
+    const std::string key = engine::code_text(fault.code);
     std::string description = joined(of.names, " or ");
     if (!of.causes.empty()) description += ", " + joined(of.causes, " or ");
     ordered_json raised =
@@ -143,8 +144,11 @@ Body Registry::text(const std::shared_ptr<const engine::AlarmProfile>& profile) 
     profile_ = profile;
   } catch (const std::exception& error) {
     faults_.clear();
-    throw Refusal(Reason::kUnavailable, {"60"}, {},
-                  std::string("The catalog of faults cannot be made: ") + error.what());
+    throw Refusal(
+        Reason::kUnavailable, {"60"}, {},
+        std::string("The catalog of faults cannot be made: ") + error.what() +
+            ". Ask again in a minute; when that does not help, see whether --program of this server names the "
+            "installed program polaiga.");
   }
   return text_;
 }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "base/printable.h"
+#include "http/letters.h"
 #include "redfish/errors.h"
 
 namespace polaiga::web {
@@ -13,9 +14,7 @@ using nlohmann::json;
 
 void expect_json(const Request& request) {
   const std::string_view header = request.header("content-type");
-  std::string type(header.substr(0, header.find(';')));
-  std::ranges::transform(type, type.begin(),
-                         [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+  std::string type = small_letters(header.substr(0, header.find(';')));
   while (type.ends_with(' ')) type.pop_back();
   if (type != "application/json" && !(type.empty() && request.body.empty())) throw Refusal(Reason::kWrongMediaType);
 }

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
+#include "http/letters.h"
 #include "redfish/errors.h"
 #include "redfish/messages.h"
 #include "redfish/request_body.h"
@@ -53,12 +54,6 @@ bool is_token(std::string_view name) {
     return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
            kMarks.find(c) != std::string_view::npos;
   });
-}
-
-std::string small_letters(std::string text) {
-  std::ranges::transform(text, text.begin(),
-                         [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-  return text;
 }
 
 // Headers that say how the request itself is sent are not the client's to choose.

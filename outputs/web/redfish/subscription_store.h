@@ -22,7 +22,8 @@ class SubscriptionStore {
   bool is_enabled() const { return !file_.empty(); }
 
   // The subscription with its new id; nothing: there are kMost. Throws std::system_error when the file cannot be
-  // written; so do remove() and set_suspended(). Then nothing has changed.
+  // written; so do remove() and set_suspended(). Then nothing has changed here. The file has not changed either, unless
+  // it was the directory alone that could not be written: then a restart may find the subscriptions as they were to be.
   std::optional<Subscription> add(Subscription subscription);
   // False: there is no such one.
   bool remove(const std::string& id);

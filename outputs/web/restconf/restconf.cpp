@@ -65,7 +65,8 @@ bool accepts_json(std::string_view header) {
 // Which nodes are asked for (RFC 8040, section 4.8.1).
 enum class Content : std::uint8_t { kAll, kConfiguration };
 
-// Throws the error's message. Only data has content; that which is no configuration is all that there is.
+// Throws the message of an error. The parameter "content" is only for the datastore, where all is state and nothing is
+// configuration.
 Content content_of(const Target& target, bool is_data) {
   Content wanted = Content::kAll;
   for (const auto& [name, value] : target.query) {

@@ -201,8 +201,9 @@ int Service::run() {
     look_after_itself();
     return std::make_unique<WatchedSession>(open_session(access_, options_), [this] { look_after_itself(); });
   };
-  StateStore& store = file ? static_cast<StateStore&>(*file) : no_store;
-  Adapter adapter(std::move(state), {open, store, *sink, clock_, tell, random_number},
+  StateStore* store = &no_store;
+  if (file) store = &*file;
+  Adapter adapter(std::move(state), {open, *store, *sink, clock_, tell, random_number},
                   {.poll = std::chrono::seconds(options_.poll), .with_history = options_.with_history});
   adapter.use_rows(rows);
   say(Priority::kInfo, "ready: following the controller " + access_.name());

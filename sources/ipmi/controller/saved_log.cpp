@@ -193,7 +193,7 @@ SelBytes make_record(std::uint16_t id, std::optional<engine::Moment> time, const
 
 class TableReader {
  public:
-  TableReader(Columns columns, std::span<const Sensor> sensors, const Complain& complain)
+  TableReader(const Columns& columns, std::span<const Sensor> sensors, const Complain& complain)
       : columns_(columns), sensors_(sensors), complain_(complain) {}
 
   // Nothing: the line tells of no event, or of one that is not understood.

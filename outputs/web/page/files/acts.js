@@ -1,6 +1,6 @@
 // What operators do, each in a dialog with a comment; and the help.
 import { severity_mark } from './marks.js';
-import { act, may_act } from './server.js';
+import { Refused, act, may_act } from './server.js';
 import { clear } from './selection.js';
 import { clock_of, exact, h, number, plural } from './text.js';
 import { refresh, say, state } from './page.js';
@@ -52,7 +52,7 @@ export function ask_and_do(kind, what, members, done = () => {}) {
       refresh();
     } catch (error) {
       wrong.textContent = '';
-      wrong.append(h('span', {}, error.message));
+      wrong.append(h('span', {}, error instanceof Refused ? error.message : 'The server does not answer, so it is not known whether this was done. Try again: it is done only once.'));
       first.disabled = false;
     }
   } }, what, of.note && h('p', { class: 'dim' }, of.note), length && h('label', {}, 'For', length),

@@ -37,7 +37,8 @@ export function close() {
 
 // Asks for what is told of the alarm; explaining it costs a program's start, so that is asked when it changed.
 export async function update(state, again = false) {
-  if (shown === 0 || is_asking) return;
+  // While the ledger cannot be read, what was told before stays.
+  if (shown === 0 || is_asking || (!state.is_readable && drawn_of[0])) return;
   const number = shown;
   is_asking = true;
   try {

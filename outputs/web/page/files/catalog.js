@@ -64,6 +64,6 @@ export default {
   },
   moved() {
     place.querySelector('input').value = parameters().get('text') ?? '';
-    draw();
+    if (faults.length > 0) draw();  // else they are being read, or the page says why they cannot be
   },
 };

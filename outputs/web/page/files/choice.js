@@ -11,9 +11,14 @@ export const order_options = [['', 'worst first'], ['newest', 'newest first'], [
 
 export const is_silenced = (row) => row.out_of_service === 1 || row.operator_state === 'shelved';
 export const is_new = (row) => !is_silenced(row) && (row.operator_state === 'none' || row.operator_state === 'unshelved');
-export const is_below = (under, dn) => dn === under || dn.startsWith(`${under}/`);
+export function is_below(under, dn) {
+  const root = under.replace(/\/+$/, '');
+  return dn === root || dn.startsWith(`${root}/`);
+}
 
+// Without a prototype, so that no word of an address is found but these.
 const states = {
+  __proto__: null,
   all: () => true,
   shelved: (row) => row.operator_state === 'shelved',
   'out-of-service': (row) => row.out_of_service === 1,
@@ -27,6 +32,7 @@ const states = {
 
 const newest = (a, b) => b.created - a.created || b.number - a.number;
 const orders = {
+  __proto__: null,
   newest,
   oldest: (a, b) => a.created - b.created || a.number - b.number,
   object: (a, b) => (a.dn < b.dn ? -1 : a.dn > b.dn ? 1 : newest(a, b)),

@@ -43,11 +43,11 @@ function draw(status) {
         ['Library', engine.library_version], ['Build', engine.build_id])),
     h('section', { class: 'card' }, h('h2', {}, 'Ledger'), h('p', { class: 'figure' }, ledger.problem ? verdict(false, 'cannot be read') : engine?.damage_found > 0 ? verdict(false, 'damaged') : verdict(true, 'in order')),
       ledger.problem && h('p', {}, ledger.problem),
-      lines(['Change', number(ledger.change ?? status.change ?? 0)], ['Oldest change', engine && number(engine.oldest_number)], ['File', engine && bytes(engine.file_bytes)], ['Log', engine && bytes(engine.log_bytes)],
+      lines(['Change', number(ledger.change ?? 0)], ['Oldest change', engine && number(engine.oldest_number)], ['File', engine && bytes(engine.file_bytes)], ['Log', engine && bytes(engine.log_bytes)],
         ['Limit', engine && (engine.over_limit ? verdict(false, 'what must be kept takes more than allowed') : 'kept')], ['Log held', engine?.log_held_by_reader ? verdict(false, 'by a reader') : null],
-        ['Checked', engine && `${engine.checked_percent} %`], ['Damage found', engine && (engine.damage_found > 0 ? verdict(false, number(engine.damage_found)) : 'none')], ['Path', ledger.path]))),
-  h('h2', {}, 'Outputs'), outputs(engine?.publishers ?? []),
-  ...(status.server ? [h('h2', {}, 'This server'), lines(...Object.entries(status.server).map(([name, value]) => [name.replaceAll('_', ' '), typeof value === 'number' ? number(value) : String(value)]))] : []));
+        ['Checked', engine && `${engine.checked_percent} %`], ['Damage found', engine && (engine.damage_found > 0 ? verdict(false, number(engine.damage_found)) : 'none')], ['Path', ledger.path]),
+      status.left_out && h('p', {}, verdict(false, 'Damaged rows are left out:')), status.left_out && h('ul', { class: 'plain', id: 'left-out' }, status.left_out.map((one) => h('li', {}, one))))),
+  h('h2', {}, 'Outputs'), outputs(engine?.publishers ?? []));
 }
 
 async function load() {

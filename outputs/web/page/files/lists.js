@@ -5,7 +5,7 @@ import { is_below } from './choice.js';
 import { rank, severity_mark } from './marks.js';
 import { get, may_act, objects_of } from './server.js';
 import { age, ago, code_text, h, number, number_of, plural, seconds_of, short, words_of } from './text.js';
-import { failed, state as current } from './page.js';
+import { failed } from './page.js';
 
 // All alarms of the ledger, as the timeline, the objects and the statistics need them; decoded once for each answer.
 let last = null;
@@ -20,6 +20,9 @@ export async function all_alarms() {
   }
   return decoded;
 }
+
+// "" when these are all alarms of the ledger.
+export const part_words = (alarms) => (alarms.is_whole ? '' : `The page looks at the latest ${number(alarms.length)} alarms of the ledger.`);
 
 function over_row(alarm) {
   const link = h('a', { class: `row s-${alarm.worst}${alarm.number === open_alarm() ? ' chosen' : ''}`, href: address_with({ open: alarm.number }), 'data-number': alarm.number },
@@ -47,7 +50,8 @@ export function long_list(alarms, none) {
   return alarms.length > 0 ? [list, end] : [h('p', { class: 'quiet' }, none)];
 }
 
-// Draws what was fetched, but only when it is another than before: nothing is to move under the reader's hand.
+// Draws what was fetched, but only when it is another than before, or the reader may act now and might not before, or the
+// other way round: nothing is to move under the reader's hand.
 function fetched(title, fetch, make) {
   let place = null;
   let drawn = null;
@@ -55,8 +59,9 @@ function fetched(title, fetch, make) {
     const into = place;
     try {
       const answer = await fetch();
-      if (into !== place || answer === drawn) return;
-      drawn = answer;
+      const may = may_act();
+      if (into !== place || (answer === drawn?.answer && may === drawn.may)) return;
+      drawn = { answer, may };
       const inner = make(answer);
       into.replaceChildren(...inner);
     } catch (error) {
@@ -88,7 +93,7 @@ export const missed = fetched('Missed', () => get('/api/v1/missed?limit=1000'), 
   return [h('p', {}, 'Alarms that came and went, and that nobody acknowledged. ', h('a', { href: '/history' }, 'All alarms that there were'),
     answer.missed > alarms.length && `. These are the latest ${number(alarms.length)} of ${number(answer.missed)}.`),
     ...(may_act() && answer.missed > 0 ? [h('div', { class: 'acts' }, h('button', { type: 'button', onclick: () =>
-      ask_and_do('acknowledge_missed', h('p', {}, `${alarms_words(answer.missed)} came and went while nobody looked.`), { through: answer.through, ledger_id: current.ledger_id }) },
+      ask_and_do('acknowledge_missed', h('p', {}, `${alarms_words(answer.missed)} came and went while nobody looked.`), { through: answer.through, ledger_id: answer.ledger_id }) },
     `Acknowledge ${answer.missed === 1 ? 'it' : `all ${number(answer.missed)}`}`))] : []),
     ...long_list(alarms, 'No alarm was missed.')];
 });
@@ -102,7 +107,7 @@ export const history_view = fetched('History', all_alarms, (alarms) => {
   const until = Number(at.get('until') ?? Infinity);
   const list = alarms.filter((one) => (!under || is_below(under, one.dn)) && (!code || one.first_code === Number(code)) && one.created >= since && one.created < until).reverse();
   return [h('p', {}, `${plural(list.length, 'alarm')}${under ? ` of ${short(under)}` : ''}${code ? ` that began with ${code_text(code)}` : ''}, the latest first. `,
-    alarms.is_whole ? '' : `The page looks at the latest ${number(alarms.length)} of the ledger.`), ...long_list(list, 'There are none.')];
+    part_words(alarms)), ...long_list(list, 'There are none.')];
 });
 
 export const maintenance = fetched('Maintenance', () => get('/api/v1/maintenance'), (answer) => {

@@ -4,7 +4,7 @@ import { h } from './text.js';
 export const severities = ['cleared', 'indeterminate', 'warning', 'minor', 'major', 'critical'];
 export const rank = (severity) => severities.indexOf(severity);
 
-// The shapes of page/first_paint.cpp.
+// The same shapes as in page/elements.cpp, which draws the page before its scripts run.
 const shapes = {
   critical: () => h('path', { d: 'M8 0 16 8 8 16 0 8z' }),
   major: () => h('path', { d: 'M8 1 16 15H0z' }),

@@ -100,8 +100,8 @@ function more(list, nodes, budget) {
 }
 
 function draw() {
-  const print = `${known.length} ${state.rows.map((row) => `${row.dn} ${row.rank} ${is_silenced(row)}`).join('\n')}`;
-  if (print === drawn || (drawn && place.matches(':hover, :focus-within') && place.scrollTop > 0)) return;
+  const print = `${may_act()} ${state.maintenance} ${known.length} ${state.rows.map((row) => `${row.dn} ${row.rank} ${is_silenced(row)}`).join('\n')}`;
+  if (print === drawn) return;
   drawn = print;
   const root = tree();
   const focus = place.contains(document.activeElement) ? document.activeElement.title || document.activeElement.getAttribute('aria-label') : null;

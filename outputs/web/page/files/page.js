@@ -19,7 +19,7 @@ const views = { alarms, objects, timeline, missed, statistics, catalog, health, 
 const at = (id) => document.getElementById(id);
 
 // What all views draw from.
-export const state = { ledger_id: '', change: 0, counts: {}, rows: [], missed: 0, maintenance: 0, is_known: false };
+export const state = { ledger_id: '', change: 0, counts: {}, rows: [], missed: 0, maintenance: 0, is_readable: true, is_known: false };
 const live = { is_live: false, since: null, engine_runs: true, received: 0 };
 
 let current = null;  // the view that is shown
@@ -86,6 +86,7 @@ function take(answer) {
     say('Another ledger took the place of the one that was shown. All is shown anew.', true);
   }
   Object.assign(state, answer, { answer, rows: server.objects_of(answer).map(prepare), is_known: true });
+  draw_banner();
   const numbers = new Set(state.rows.map((row) => row.number));
   if (known.ready) {
     const fresh = state.rows.filter((row) => !known.numbers.has(row.number) && is_new(row));
@@ -126,8 +127,9 @@ function draw_header() {
 function draw_live() {
   const place = at('live');
   if (!place) return;
-  place.classList.toggle('on', live.is_live);
-  place.replaceChildren(h('span', { class: 'dot' }), h('b', {}, live.is_live ? 'live' : 'not live'), ' \u00b7 change ',
+  const is_live = live.is_live && state.is_readable;
+  place.classList.toggle('on', is_live);
+  place.replaceChildren(h('span', { class: 'dot' }), h('b', {}, is_live ? 'live' : 'not live'), ' \u00b7 change ',
     h('span', { id: 'change' }, number(state.change)), live.received > 0 && ` \u00b7 ${age(now() - live.received)} ago`);
 }
 
@@ -169,8 +171,9 @@ function broken(error) {
 function draw_banner() {
   const banner = at('banner');
   const stale = live.since !== null;
-  document.body.classList.toggle('stale', stale);
+  document.body.classList.toggle('stale', stale || !state.is_readable);
   const text = stale ? `Not live since ${clock(live.since)}: what you see is of that time. The page is trying to connect again.`
+    : !state.is_readable ? 'The server cannot read the ledger: what you see is what it read last. Its log says why.'
     : live.engine_runs ? '' : 'The engine is not running: no event is taken, and what you see is of its last moment.';
   banner.hidden = text === '';
   if (banner.textContent !== text) banner.textContent = text;

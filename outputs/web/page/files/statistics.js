@@ -3,7 +3,7 @@ import { address } from './address.js';
 import { severities, severity_mark } from './marks.js';
 import { get } from './server.js';
 import { age, ago_words, clock, code_text, exact, h, now, number, number_of, plural, seconds_of, short, words_of } from './text.js';
-import { all_alarms } from './lists.js';
+import { all_alarms, part_words } from './lists.js';
 import { failed } from './page.js';
 
 // Values beyond the limit are drawn in colour. The scale ends a little beyond both.
@@ -51,7 +51,7 @@ function draw(place, stats, alarms) {
         stats.chattering[0] ? `The worst: ${short(stats.chattering[0].dn)}, ${plural(stats.chattering[0].raised_again, 'time')} again in 10 minutes.` : 'There is none.', 'minor'),
       card('Stale', stats.stale.length, stats.stale.length === 1 ? 'alarm without a report for a day' : 'alarms without a report for a day', 5, '/?state=stale&order=oldest',
         stats.stale[0] ? `The oldest report: ${short(stats.stale[0].dn)}, ${age(at - seconds_of(stats.stale[0].reported))} ago.` : 'There is none.', 'minor')),
-    h('h2', {}, 'The last day, by hour'),
+    h('h2', {}, 'The last day, by hour'), ...(alarms.is_whole ? [] : [h('p', { class: 'dim' }, part_words(alarms))]),
     h('ol', { class: 'heat', id: 'heat' }, hours.map((one) => h('li', {},
       h('a', { class: `h${one.count === 0 ? 0 : Math.ceil((4 * one.count) / most)}`, href: history_of({ since: one.begin, until: one.begin + 3600 }), 'aria-label': `${clock(one.begin)}: ${plural(one.count, 'new alarm')}`, title: `${exact(one.begin)}: ${plural(one.count, 'new alarm')}` }, number(one.count)),
       h('small', { 'aria-hidden': 'true' }, clock(one.begin).slice(0, 2))))),

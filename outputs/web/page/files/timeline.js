@@ -4,7 +4,7 @@ import { address_with, go, open_alarm, parameters, replace } from './address.js'
 import { is_below } from './choice.js';
 import { severities, severity_mark, tone } from './marks.js';
 import { age, clock, clock_of, day, exact, h, now, number, plural, short, shown, words_of } from './text.js';
-import { all_alarms, long_list } from './lists.js';
+import { all_alarms, long_list, part_words } from './lists.js';
 import { failed, say } from './page.js';
 
 const hour = 3600;
@@ -13,7 +13,7 @@ const most_lanes = 40;
 const axis_height = 26;
 const bin = 6;  // pixels, where there are more bars than these have room for
 
-let place, box, canvas, range, chosen_list, tools, tip;
+let place, box, canvas, range, chosen_list, tools, tip, part;
 let alarms = [];
 let lanes = [];
 let chosen = -1;     // lane; -1: all
@@ -260,15 +260,17 @@ function show_again() {
   }, 150);
 }
 
+const within_limits = (seconds) => Math.min(366 * 24 * hour, Math.max(hour / 12, seconds));
+
 function set(new_span, new_end) {
-  span = Math.min(366 * 24 * hour, Math.max(hour / 12, new_span));
+  span = within_limits(new_span);
   end = new_end === null || new_end >= now() - 1 ? null : new_end;
   show_again();
 }
 
 // Zooms so that the moment stays where it is.
 function zoom(factor, around = last()) {
-  const wanted = Math.min(366 * 24 * hour, Math.max(hour / 12, span * factor));
+  const wanted = within_limits(span * factor);
   const part = (last() - around) / span;
   set(wanted, end === null && part < 0.05 ? null : around + part * wanted);
 }
@@ -343,13 +345,16 @@ function choose(lane) {
 
 function read_address() {
   const at = parameters();
-  span = Number(at.get('span')) || 24 * hour;
-  end = Number(at.get('end')) || null;
+  span = within_limits(Number(at.get('span')) || 24 * hour);
+  const moment = Number(at.get('end'));
+  end = moment > 0 && moment <= now() ? moment : null;
 }
 
 async function load() {
   try {
     alarms = await all_alarms();
+    part.textContent = part_words(alarms);
+    part.hidden = alarms.is_whole;
     draw();
     draw_list();
   } catch (error) {
@@ -373,7 +378,8 @@ export default {
     box = h('div', { class: 'lanes', id: 'lanes', role: 'group', tabindex: 0, 'aria-label': 'Timeline: + and \u2212 zoom, left and right move in time, up and down choose an object; its alarms are listed below' }, canvas, tip);
     chosen_list = h('section', { 'aria-labelledby': 'chosen-title' });
     const legend = h('p', { class: 'legend' }, severities.slice(1).reverse().map((severity) => severity_mark(severity)), h('span', {}, 'The higher a bar, the worse; where alarms are too many for bars, the more.'));
-    place = h('div', {}, tools, box, legend, chosen_list);
+    part = h('p', { class: 'dim', hidden: true });
+    place = h('div', {}, tools, box, legend, part, chosen_list);
     where.append(place);
     listed = '';
     lanes = [];

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <stdexcept>
 
 #include "support/temp_dir.h"
@@ -74,6 +75,25 @@ TEST_F(UnixPeersTest, AGroupHasToBeThere) {
   } catch (const std::runtime_error& error) {
     EXPECT_EQ(error.what(), "there is no group 'nobody here' in " + dir_.file("group"));
   }
+}
+
+TEST_F(UnixPeersTest, AListThatIsNotThereIsEmptyAndOneThatCannotBeReadIsAFailure) {
+  UnixPeers known = peers(std::nullopt, "viewers");
+  for (const char* list : {"passwd", "group"}) {
+    const std::string path = dir_.file(list);
+    std::filesystem::remove(path);
+    std::filesystem::create_symlink(path, path);  // it leads to itself, so that not even root can open it
+    EXPECT_THROW(known.reload(), std::runtime_error) << list;
+    std::filesystem::remove(path);
+    std::filesystem::create_directory(path);  // it can be opened and not be read
+    EXPECT_THROW(known.reload(), std::runtime_error) << list;
+    EXPECT_EQ(known.caller(50003).role, Role::kViewer) << "what was known still holds";
+    std::filesystem::remove(path);
+    dir_.write(list, std::string(list) == "passwd" ? "carl:x:50003:60009::/:/bin/sh\n" : "viewers:x:60002:carl\n");
+  }
+  std::filesystem::remove(dir_.file("passwd"));
+  known.reload();
+  EXPECT_EQ(known.caller(50003).role, Role::kNobody);
 }
 
 }  // namespace

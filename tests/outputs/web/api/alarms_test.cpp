@@ -49,6 +49,7 @@ TEST_F(AlarmsTest, AlarmsAreSelected) {
   EXPECT_EQ(codes("?under=sys/rack-unit-1/fan-module-1-2", 3), std::vector<int>{395});
   EXPECT_EQ(codes("?text=MODULE-1-3", 3), std::vector<int>{396});
   EXPECT_EQ(codes("?text=f0395&limit=1&skip=1", 3), std::vector<int>{395});
+  EXPECT_EQ(codes("?limit=1&skip=2", 3), std::vector<int>{396});
   EXPECT_EQ(codes("?entity=ps", 3), std::vector<int>{});
   EXPECT_EQ(codes("?shelved=true", 3), std::vector<int>{});
 }

@@ -112,6 +112,31 @@ TEST_F(ChangesTest, ThatTheEngineStopsIsTold) {
   EXPECT_EQ(next(connection, "engine").data.at("is_running"), true);
 }
 
+TEST_F(ChangesTest, ThatTheLedgerCannotBeReadIsToldAsAView) {
+  Connection connection(address());
+  follow(connection);
+  json version = next(connection, "view").data.at("version");
+  stop_engine(SIGTERM);
+  std::filesystem::rename(ledger(), ledger() + ".away");
+  for (;;) {
+    const Event view = next(connection, "view");
+    ASSERT_EQ(view.event, "view");
+    if (view.data.at("version") == version) break;  // it is the same view, of which something else has changed
+    version = view.data.at("version");
+  }
+}
+
+TEST_F(ChangesTest, AHeadGetsNoStreamAndDoesNotWait) {
+  stop_web(SIGTERM);
+  start_web("--streams 0");
+  get_until("/api/v1/changes?after=1", [](const Answer& answer) { return answer.status == 200; });
+  const std::string head = "curl -sS -I -H 'Host: x' http://" + address() + "/api/v1/changes";
+  for (const std::string& how : {head + "?after=1\\&wait=60", head + " -H 'Accept: text/event-stream'"}) {
+    const std::string answer = Shell().run(how).out;
+    EXPECT_TRUE(answer.starts_with("HTTP/1.1 200 ")) << how << "\n" << answer;
+  }
+}
+
 TEST_F(ChangesTest, ALongPollWaitsForTheNextChange) {
   EXPECT_EQ(get("/api/v1/changes?after=1").json().at("changes").size(), 0U);
   Connection connection(address());

@@ -71,14 +71,32 @@ TEST(CatalogTest, WhoWaitsForItDoesNotKeepAllThreadsBusy) {
 
 TEST(CatalogTest, TheEndDoesNotWaitForIt) {
   std::promise<void> begun;
+  std::atomic<int> status = 0;
   {
     const Catalog catalog([&](bool /*is_awaited*/, std::stop_token stop) {
       begun.set_value();
-      return run_program({"sleep", "1000"}, {.in_background = true, .stop = std::move(stop)}).output;
+      ProgramAnswer answer = run_program({"sleep", "1000"}, {.in_background = true, .stop = std::move(stop)});
+      status = answer.status;
+      return std::move(answer.output);
     });
     begun.get_future().wait();
   }
-  SUCCEED() << "it would have taken 20 s, and then thrown";
+  EXPECT_EQ(status, -1) << "the program was killed";
+}
+
+TEST(CatalogTest, WhoWaitsForItIsAnsweredWhenItIsStopped) {
+  std::promise<void> begun;
+  Catalog catalog([&](bool /*is_awaited*/, std::stop_token stop) -> std::string {
+    begun.set_value();
+    if (run_program({"sleep", "1000"}, {.in_background = true, .stop = std::move(stop)}).status != 0) {
+      throw ProgramFailed("it was stopped");
+    }
+    return "{}\n";
+  });
+  begun.get_future().wait();
+  auto reader = std::async(std::launch::async, [&] { return catalog.lines(); });
+  catalog.stop();
+  EXPECT_THROW(reader.get(), ProgramFailed);
 }
 
 }  // namespace

@@ -16,6 +16,9 @@ class ResponseCacheTest : public ::testing::Test {
     return cache_.answer(request, version, [this](const Request& question) {
       ++made_;
       if (question.target.path.back() == "bad") return problem(400, "It is not right.");
+      if (question.target.path.back() == "large") {
+        return json_content(question, std::string(ResponseCache::kMostBytes + 1, 'x'));
+      }
       return json_content(question, question.target.path.back() + std::to_string(made_));
     });
   }
@@ -57,6 +60,9 @@ TEST_F(ResponseCacheTest, WhatIsWrongOrLargeOrManyIsNotRemembered) {
   EXPECT_EQ(ask("/bad", 1).status, 400);
   EXPECT_EQ(ask("/bad", 1).status, 400);
   EXPECT_EQ(made_, 2);
+  EXPECT_EQ(body("/large", 1).size(), ResponseCache::kMostBytes + 1);
+  EXPECT_EQ(body("/large", 1).size(), ResponseCache::kMostBytes + 1);
+  EXPECT_EQ(made_, 4);
   for (std::size_t i = 0; i <= ResponseCache::kMostAnswers; ++i) ask("/many?i=" + std::to_string(i), 1);
   const int made = made_;
   ask("/many?i=0", 1);

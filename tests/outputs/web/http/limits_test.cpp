@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <atomic>
 #include <memory>
+#include <mutex>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -31,6 +33,19 @@ class QuietStream final : public Stream {
   std::string text_ = "data: begun\n\n";
 };
 
+// One event, and then a failure.
+class FailingStream final : public Stream {
+ public:
+  std::string next() override {
+    if (std::exchange(has_begun_, true)) throw std::runtime_error("there is no more");
+    return "data: begun\n\n";
+  }
+  bool is_over() const override { return false; }
+
+ private:
+  bool has_begun_ = false;
+};
+
 class EndlessStream final : public Stream {
  public:
   std::string next() override { return std::string(65536, 'x'); }
@@ -43,6 +58,10 @@ class Answers final : public Handler {
     Response response{.headers = {{"Content-Type", "text/event-stream"}}};
     if (request.target.path.front() == "quiet") {
       response.stream = std::make_unique<QuietStream>();
+    } else if (request.target.path.front() == "failing") {
+      response.stream = std::make_unique<FailingStream>();
+    } else if (request.target.path.front() == "wrong") {
+      throw std::runtime_error("it went wrong");
     } else if (request.target.path.front() == "endless") {
       response.stream = std::make_unique<EndlessStream>();
     } else if (request.target.path.front() == "large") {
@@ -93,7 +112,15 @@ class LimitsTest : public ::testing::Test {
  protected:
   void start(const ServerLimits& limits) {
     listener_.emplace(*parse_listen_address("127.0.0.1:0"));
-    server_.emplace(*listener_, answers_, limits, std::nullopt, [](const std::string&) {});
+    server_.emplace(*listener_, answers_, limits, std::nullopt, [this](const std::string& text) {
+      const std::lock_guard lock(mutex_);
+      told_.push_back(text);
+    });
+  }
+
+  std::vector<std::string> told() {
+    const std::lock_guard lock(mutex_);
+    return told_;
   }
 
   std::uint16_t port() const { return listener_->address().port; }
@@ -112,6 +139,8 @@ class LimitsTest : public ::testing::Test {
   }
 
   Answers answers_;
+  std::mutex mutex_;
+  std::vector<std::string> told_;
   std::optional<Listener> listener_;
   std::optional<Server> server_;
 };
@@ -264,6 +293,34 @@ TEST_F(LimitsTest, AProxyIsNotHeldToTheShareOfOneUser) {
   }
 }
 
+TEST_F(LimitsTest, AProxyIsToldThatAllPlacesAreTaken) {
+  const engine::test::TempDir dir;
+  listener_.emplace(*parse_listen_address("unix:" + dir.file("web.sock")));
+  server_.emplace(*listener_, answers_, ServerLimits{.connections = 6, .per_address = 2, .proxy = ::getuid()},
+                  std::nullopt, [](const std::string&) {});
+  std::vector<std::unique_ptr<Connection>> all;
+  for (int i = 0; i < 7; ++i) {
+    all.push_back(std::make_unique<Connection>(dir.file("web.sock")));
+    EXPECT_EQ(follow(*all.back()).status, i < 6 ? 200 : 503) << i;
+  }
+}
+
+TEST_F(LimitsTest, WhatCannotBeAnsweredIsToldWithItsAddress) {
+  start({});
+  EXPECT_EQ(Connection(address()).ask(question("/wrong?a=b")).status, 500);
+  EXPECT_EQ(told(), std::vector<std::string>{"The request for '/wrong?a=b' could not be answered: it went wrong"});
+}
+
+TEST_F(LimitsTest, AStreamThatFailsEndsAndOthersGoOn) {
+  start({});
+  Connection reader(address());
+  EXPECT_EQ(reader.ask(question("/failing")).status, 200);
+  EXPECT_EQ(reader.next_event(), "data: begun");
+  EXPECT_EQ(reader.next_event(), "");
+  EXPECT_EQ(told(), std::vector<std::string>{"The stream '/failing' was ended: there is no more"});
+  EXPECT_EQ(plain(), 200);
+}
+
 TEST_F(LimitsTest, StreamsHaveALimitOfTheirOwn) {
   start({.streams = 2});
   Connection first(address());
@@ -275,7 +332,8 @@ TEST_F(LimitsTest, StreamsHaveALimitOfTheirOwn) {
 }
 
 TEST_F(LimitsTest, WhereAllPlacesAreTakenWhoWaitsLongestGivesWay) {
-  start({.connections = 4});
+  // No time is over while this runs.
+  start({.connections = 4, .request_within = std::chrono::minutes(10)});
   Connection stream(address());
   ASSERT_EQ(follow(stream).status, 200);
   std::vector<std::unique_ptr<Caller>> idle;
@@ -285,6 +343,7 @@ TEST_F(LimitsTest, WhereAllPlacesAreTakenWhoWaitsLongestGivesWay) {
   }
   EXPECT_EQ(plain(), 200);
   EXPECT_TRUE(comes_true([&] { return idle[0]->is_ended(); }));
+  EXPECT_FALSE(idle[1]->is_ended());
   EXPECT_FALSE(idle[2]->is_ended());
   EXPECT_EQ(server_->streams(), 1U);
 }

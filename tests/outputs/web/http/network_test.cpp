@@ -14,6 +14,8 @@ TEST(NetworkTest, OnePersonHasAllAddressesOfANetwork) {
       {"2001:db8:1:2:ffff::1", "2001:db8:1:2::"},
       {"2001:db8::1", "2001:db8::"},
       {"::1", "::"},
+      {"::ffff:192.0.2.7", "192.0.2.7"},
+      {"::ffff:c000:208", "192.0.2.8"},
       {"user 33", "user 33"},
       {"", ""},
   };

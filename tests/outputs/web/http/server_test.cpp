@@ -15,6 +15,11 @@ class ServerTest : public WebTest {
   void SetUp() override {
     start_engine();
     start_web();
+    wait_for_ledger();
+  }
+
+  void wait_for_ledger() const {
+    get_until("/api/v1/alarms", [](const Answer& got) { return got.status == 200; });
   }
 };
 
@@ -25,8 +30,9 @@ TEST_F(ServerTest, AConnectionServesManyRequests) {
     EXPECT_EQ(answer.status, 200);
     EXPECT_EQ(answer.header("content-type"), "application/json");
   }
-  connection.send("GET /api/v1/alarms HTTP/1.1\r\nHost: x\r\n\r\nHEAD /api/v1/alarms HTTP/1.1\r\nHost: x\r\n\r\n");
+  connection.send("GET /api/v1/alarms HTTP/1.1\r\nHost: x\r\n\r\nGET /api/v1/nothing HTTP/1.1\r\nHost: x\r\n\r\n");
   EXPECT_EQ(connection.receive().status, 200);
+  EXPECT_EQ(connection.receive().status, 404);
 }
 
 TEST_F(ServerTest, WhatIsNoRequestIsRefused) {
@@ -45,7 +51,9 @@ TEST_F(ServerTest, WhatIsNoRequestIsRefused) {
       {"a host that is none", "GET / HTTP/1.1\r\nHost: a b\r\n\r\n", 400},
       {"two hosts", "GET / HTTP/1.1\r\nHost: x\r\nHost: x\r\n\r\n", 400},
       {"two hosts, one of them empty", "GET / HTTP/1.1\r\nHost:\r\nhost: x\r\n\r\n", 400},
-      {"two lengths",
+      {"two lengths", "POST /api/v1/actions HTTP/1.1\r\nHost: x\r\nContent-Length: 3\r\nContent-Length: 4\r\n\r\nabc",
+       400},
+      {"a length and chunks",
        "POST /api/v1/actions HTTP/1.1\r\nHost: x\r\nContent-Length: 3\r\nTransfer-Encoding: chunked\r\n\r\n", 400},
       {"an unknown address", "GET /api/v1/nothing HTTP/1.1\r\nHost: x\r\n\r\n", 404},
   };
@@ -106,6 +114,37 @@ TEST_F(ServerTest, AFewOpenFilesAreEnough) {
   std::vector<std::unique_ptr<Connection>> idle;
   for (int i = 0; i < 60; ++i) idle.push_back(std::make_unique<Connection>(address()));
   EXPECT_EQ(get("/api/v1/history").status, 200);
+}
+
+TEST_F(ServerTest, FewConnectionsNeedNoMoreFilesThanThereAre) {
+  stop_web(SIGTERM);
+  start_web("--connections 5", "sh -c 'ulimit -n 200 && exec \"$@\"' sh ");
+  EXPECT_EQ(web_dir_.read("err").find("connections are taken"), std::string::npos) << web_dir_.read("err");
+  EXPECT_EQ(get("/api/v1/history").status, 200);
+}
+
+TEST_F(ServerTest, StreamsLeaveOneConnectionInElevenFree) {
+  stop_web(SIGTERM);
+  start_web("--connections 22");
+  wait_for_ledger();
+  std::vector<std::unique_ptr<Connection>> pages;
+  for (int i = 0; i < 22; ++i) {
+    pages.push_back(std::make_unique<Connection>(address()));
+    const Answer answer =
+        pages.back()->ask("GET /api/v1/changes HTTP/1.1\r\nHost: x\r\nAccept: text/event-stream\r\n\r\n");
+    EXPECT_EQ(answer.status, i < 20 ? 200 : 503) << i;
+  }
+  EXPECT_EQ(get("/api/v1/alarms").status, 200);
+}
+
+TEST_F(ServerTest, HeadersThatAreTooLargeAreNoShortageOfMemory) {
+  std::string many;
+  for (int i = 0; i < 1500; ++i) many += "X-" + std::to_string(i) + ": x\r\n";
+  const std::string kRows[] = {many, "Cookie: a=" + std::string(9000, 'x') + "\r\n"};
+  for (const std::string& headers : kRows) {
+    EXPECT_GE(Connection(address()).ask("GET / HTTP/1.1\r\nHost: x\r\n" + headers + "\r\n").status, 400);
+  }
+  EXPECT_EQ(web_dir_.read("err").find("No further connections"), std::string::npos) << web_dir_.read("err");
 }
 
 TEST_F(ServerTest, NoFileDescriptorsLeftIsToldAndPassesBy) {

@@ -73,6 +73,13 @@ TEST(TargetTest, WhatIsNoAddressIsRefusedWithTheReason) {
   }
 }
 
+TEST(TargetTest, ATargetIsWrittenAsItReads) {
+  for (const char* text : {"/", "/api/v1/", "/a%2Fb/c%20d", "/a?b=c%26d&e=", "/%C3%A4?x=%2B"}) {
+    EXPECT_EQ(target_text(parse_target(text)), text);
+  }
+  EXPECT_EQ(target_text(parse_target("/a:b?c=d+e&f")), "/a%3Ab?c=d%20e&f=");
+}
+
 TEST(TargetTest, AnythingCanBeEncoded) {
   EXPECT_EQ(percent_encoded("sys/rack-unit-1/a b"), "sys%2Frack-unit-1%2Fa%20b");
   EXPECT_EQ(percent_encoded("-._~aZ09"), "-._~aZ09");

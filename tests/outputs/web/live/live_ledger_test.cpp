@@ -1,6 +1,7 @@
 // What is followed when the ledger is taken away, damaged, or put back as it was before.
 #include "live/live_ledger.h"
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 
@@ -86,8 +87,11 @@ TEST_F(LiveLedgerTest, ADamagedLedgerIsToldAndWhatWasKnownStays) {
   ASSERT_TRUE(comes_true([&] { return live.problem().has_value(); }));
   EXPECT_EQ(live.view()->of.active.size(), 3U) << "the page says that it is not live, and shows what was known";
   EXPECT_THROW(live.after(0, 100), engine::LedgerError);
+  std::atomic<bool> was_notified = false;
+  live.on_change([&] { was_notified = was_notified || !live.problem(); });
   put_back(dir_.file("good.db"));
   ASSERT_TRUE(is_at(live, 3));
+  EXPECT_TRUE(comes_true([&] { return was_notified.load(); })) << "who shows the ledger learns that it can be read";
   EXPECT_EQ(live.after(0, 100).changes.size(), 3U);
   const std::lock_guard lock(mutex);
   ASSERT_GE(told.size(), 2U);

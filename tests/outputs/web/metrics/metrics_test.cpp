@@ -186,7 +186,7 @@ TEST_F(MetricsTest, OnlyQuestionsAreTaken) {
   EXPECT_EQ(refused.header("allow"), "GET, HEAD");
 }
 
-// There is one format, which all that reads metrics understands, whatever else it would rather have.
+// There is one format, which every reader of metrics understands. It is sent whatever the reader prefers.
 TEST_F(MetricsTest, TheFormatIsThatOfPrometheus) {
   start_engine();
   start_web();

@@ -1,6 +1,8 @@
 // The page beside an engine: what comes without scripts, and what the scripts are given.
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "page/files.h"
@@ -21,6 +23,7 @@ class PageTest : public WebTest {
   void SetUp() override {
     start_engine();
     start_web();
+    get_until("/", [](const Answer& got) { return got.status == 200; });  // the ledger was read
   }
 
   void act(const std::string& request) const {
@@ -171,6 +174,32 @@ TEST_F(PageTest, WhatIsNotThereIsNotFound) {
     expect_text(get(target, "Accept: text/html\r\n"), "<h1>There is nothing at this address</h1>");
   }
   EXPECT_EQ(Connection(address()).ask("POST / HTTP/1.1\r\nHost: test\r\nContent-Length: 0\r\n\r\n").status, 405);
+}
+
+TEST_F(PageTest, APageThatSaysWhatIsWrongIsSentAgain) {
+  for (const char* target : {"/none", "/alarm/99"}) {
+    const Answer page = get(target, "Accept: text/html\r\nIf-None-Match: *\r\n");
+    EXPECT_EQ(page.status, 404) << target;
+    expect_text(page, "<h1>There is no");
+    EXPECT_EQ(page.header("etag"), "");
+    EXPECT_EQ(page.header("cache-control"), "no-store");
+  }
+}
+
+TEST_F(PageTest, ALedgerThatCannotBeReadAnyMoreIsTold) {
+  feed(kFanIsSlow);
+  expect_no_text(page_with("/", "FAN1_TACH1"), "the ledger cannot be read");
+  const Answer rows = get("/page/active");
+  EXPECT_EQ(rows.json().at("is_readable"), true);
+  stop_engine(SIGTERM);
+  std::filesystem::rename(ledger(), ledger() + ".away");
+  const Answer page = page_with("/", "the ledger cannot be read, this is what was read last");
+  expect_text(page, "the ledger cannot be read, this is what was read last");
+  expect_text(page, "FAN1_TACH1");
+  const Answer kept = get("/page/active", "If-None-Match: " + rows.header("etag") + "\r\n");
+  EXPECT_EQ(kept.status, 200) << "it is not the same";
+  EXPECT_EQ(kept.json().at("is_readable"), false);
+  EXPECT_EQ(kept.json().at("rows"), rows.json().at("rows"));
 }
 
 TEST(PageFilesTest, AllTogetherAreSmallAndAskNoOtherHost) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <ifaddrs.h>
 #include <netinet/in.h>
+#include <sys/resource.h>
 
 #include <cstring>
 
@@ -59,6 +60,16 @@ TEST(PushAddressesTest, TheMachinesOwnAddressesAreRefused) {
   }
   ::freeifaddrs(list);
   EXPECT_GE(count, 1U);
+}
+
+TEST(PushAddressesTest, NoneIsTakenWhenTheMachinesOwnCannotBeListed) {
+  rlimit limit = {};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+  const rlimit none{.rlim_cur = 0, .rlim_max = limit.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+  const std::string why = why_not_pushed_to("203.0.113.9");
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+  EXPECT_NE(why, "");
 }
 
 TEST(PushAddressesTest, WhatIsNoInternetAddressIsRefused) {

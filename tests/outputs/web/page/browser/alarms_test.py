@@ -30,6 +30,14 @@ class AlarmsTest(PageTest):
         self.wait_for(".quiet", "No active alarm fits the filter.")
         self.assertIn("text=no+such+thing", self.page.current_url)
 
+    def test_words_of_the_address_that_mean_nothing_are_passed_over(self):
+        self.open_ready("/")
+        rows = self.text_of("#list .obj")
+        for word in ("none-such", "constructor", "__proto__"):
+            with self.subTest(word=word):
+                self.open_ready(f"/?state={word}&order={word}")
+                self.assertEqual(self.text_of("#list .obj"), rows)
+
     def test_all_by_the_keyboard(self):
         self.open_ready("/")
         self.press("j", "j", "k", "j")

@@ -108,6 +108,16 @@ class PageTest(unittest.TestCase):
     def focused(self, script="return document.activeElement"):
         return self.page.execute_script(script)
 
+    def answer_with(self, path, members):
+        """From now on the server's answers at the path have these members, until the page is loaded again."""
+        self.page.execute_script("""const [path, members] = arguments;
+            const ask = window.fetch;
+            window.fetch = async (...of) => {
+              const got = await ask(...of);
+              if (!String(of[0]).startsWith(path)) return got;
+              return new Response(JSON.stringify({...await got.json(), ...members}), {headers: got.headers});
+            };""", path, members)
+
     def press(self, *keys):
         ActionChains(self.page).send_keys(*keys).perform()
 

@@ -128,6 +128,23 @@ class LiveTest(PageTest):
         self.assertNotIn("open=", self.page.current_url)
         self.assertTrue(self.page.execute_script("return window.stays"))
 
+    def test_i_the_page_says_that_the_ledger_cannot_be_read(self):
+        self.may_fail = True  # what is read from the ledger alone cannot be answered meanwhile
+        self.open_ready("/")
+        self.wait_for("#live.on")
+        self.page.execute_script("window.stays = true")
+        self.site.end(self.site.engine)
+        self.remove_ledger()
+        self.wait_for("#banner", "The server cannot read the ledger: what you see is what it read last.")
+        self.wait_for("#live", "not live")
+        self.assertTrue(self.find("#list a"), "what was known is still there")
+        self.site.start_engine()
+        self.site.feed([fan(3)])
+        self.wait_for("#list .obj", "fan-module-1-3")
+        self.wait_for("#live.on")
+        until(lambda: not self.find("#banner")[0].is_displayed(), "the banner goes")
+        self.assertTrue(self.page.execute_script("return window.stays"))
+
     def remove_ledger(self):
         for name in os.listdir(self.site.place):
             if name.startswith("ledger.db"):

@@ -23,6 +23,13 @@ class ObjectsTest(PageTest):
         self.wait_for("#list .obj", "psu-1")
         self.assertEqual(len(self.find("#list a")), 1)
 
+    def test_what_goes_out_of_service_is_counted_at_once(self):
+        self.open_ready("/objects")
+        self.wait_for("#main .acts a", "0 objects out of service")
+        # None of the alarms changes with it.
+        self.site.act({"do": "maintain", "dn": "sys/rack-unit-1/none-such", "for": 3600, "comment": "it is built in later"})
+        self.wait_for("#main .acts a", "1 object out of service")
+
 
 if __name__ == "__main__":
     in_browser.main()

@@ -92,6 +92,16 @@ class OperatorTest(OperatorsPageTest):
         self.fill("seen")
         self.wait_for("#main .quiet", "No alarm was missed.")
 
+    def test_missed_alarms_are_those_of_the_ledger_that_told_of_them(self):
+        self.may_fail = True  # the browser tells of a request that is refused
+        self.open_ready("/")
+        self.answer_with("/api/v1/missed", {"ledger_id": "0" * 32, "missed": 1})
+        self.open_ready("/missed", in_place=True)
+        self.wait_for("#main .acts button", "Acknowledge it").click()
+        self.wait_for("dialog textarea")
+        self.find("dialog button.first")[0].click()
+        self.wait_for("dialog .wrong", "ledger")
+
     def test_what_is_refused_is_told(self):
         self.open_alarm("fan-module-1-7")
         self.press_button("shelve")
@@ -253,7 +263,7 @@ class OperatorTest(OperatorsPageTest):
         self.press_button("comment")
         self.wait_for("dialog textarea").send_keys("ticket 4713")
         self.find("dialog button.first")[0].click()
-        self.wait_for("dialog .wrong", "the answer is lost")
+        self.wait_for("dialog .wrong", "The server does not answer, so it is not known whether this was done. Try again: it is done only once.")
         self.find("dialog button.first")[0].click()
         until(lambda: not self.find("dialog"), "it is done")
         self.wait_for("#actions q", "ticket 4713")

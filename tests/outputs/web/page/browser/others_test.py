@@ -46,6 +46,26 @@ class OthersTest(PageTest):
         self.wait_for(".fine", "in order")
         self.wait_for(".card dl", "99 % within")
 
+    def test_views_of_a_part_of_the_alarms_say_so(self):
+        part = "The page looks at the latest 13 alarms of the ledger."
+        self.open_ready("/")
+        for path in ["/timeline", "/statistics", "/history"]:
+            self.open_ready(path, in_place=True)
+            self.assertFalse(any(part in text for text in self.text_of("#main p")), path)
+        self.open_ready("/")
+        self.answer_with("/page/history", {"is_whole": False})
+        for path in ["/timeline", "/statistics", "/history"]:
+            self.open_ready(path, in_place=True)
+            self.wait_for("#main p:not([hidden])", part)
+
+    def test_health_tells_what_is_damaged(self):
+        self.open_ready("/")
+        self.answer_with("/api/v1/status", {"left_out": ["The row 5 of the table 'alarm' is damaged."]})
+        self.open_ready("/health", in_place=True)
+        self.wait_for("#left-out li", "The row 5 of the table 'alarm' is damaged.")
+        self.open_ready("/health")
+        self.assertEqual(self.find("#left-out"), [])
+
     def test_outputs_and_their_lag(self):
         self.open_ready("/health")
         self.wait_for("#main p", "No output has told how far it has come.")

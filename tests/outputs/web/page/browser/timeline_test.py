@@ -47,6 +47,13 @@ class TimelineTest(PageTest):
         """Seconds that the address says."""
         return int(self.page.execute_script("return new URLSearchParams(location.search).get('span') ?? '86400'"))
 
+    def test_an_address_with_times_that_are_none_is_drawn(self):
+        for query in ("span=1e18", "span=Infinity", "span=-5", "span=x", "end=Infinity", "end=1e18", "end=-1", "end=x"):
+            with self.subTest(query=query):
+                self.open_ready("/timeline?" + query)
+                self.wait_for(".time-tools .range", "to now")
+                self.wait_for("#chosen-title", "in this time")
+
     def test_the_wheel_zooms_and_dragging_moves(self):
         self.open_ready("/timeline")
         box = self.find("#lanes")[0]

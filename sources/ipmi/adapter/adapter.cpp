@@ -35,12 +35,20 @@ void Adapter::use_rows(const SensorLevels::Rows& rows) {
   is_changed_ = true;
 }
 
-// Answers whether all that is known is saved. Nothing is sent that is not: after a sudden end it would be told again
-// under another id.
-bool Adapter::save() {
-  is_changed_ = is_changed_ && state_ != saved_;
+// When nothing waits any more, the acknowledgements are saved, too. Before that the engine knows what is sent again by
+// its id.
+bool Adapter::must_save() const {
   const bool has_acknowledged_all = state_.pending.empty() && !saved_.pending.empty();
-  if (!is_changed_ && !has_acknowledged_all) return true;
+  return has_acknowledged_all || (is_changed_ && state_ != saved_);
+}
+
+// Answers whether all that is known is saved. An event is sent only after it was saved: else, after a sudden end, it
+// would be sent again under another id.
+bool Adapter::save() {
+  if (!must_save()) {
+    is_changed_ = false;
+    return true;
+  }
   if (parts_.clock.steady() < save_at_) return false;
   try {
     parts_.store.save(state_);
@@ -137,9 +145,9 @@ void Adapter::read() {
 
 milliseconds Adapter::until_next() const {
   const Steady now = parts_.clock.steady();
-  const bool must_save = is_changed_ && state_ != saved_;
-  Steady next = must_save ? save_at_ : controller_ ? read_at_ : connect_at_;
-  if (!must_save && state_.pending.size() >= kMostPending) next = now + std::chrono::hours(1);
+  const bool needs_saving = must_save();
+  Steady next = needs_saving ? save_at_ : controller_ ? read_at_ : connect_at_;
+  if (!needs_saving && state_.pending.size() >= kMostPending) next = now + std::chrono::hours(1);
   auto until = std::max(milliseconds(0), std::chrono::ceil<milliseconds>(next - now));
   if (const auto sink = parts_.sink.until_next()) until = std::min(until, *sink);
   return until;

@@ -71,6 +71,7 @@ class Adapter {
  private:
   using Steady = engine::Clock::Steady;
 
+  bool must_save() const;
   bool save();
   void deliver();
   void ask_controller();

@@ -31,7 +31,7 @@ void add_controller_options(CLI::App& program, Options& options) {
       ->check(CLI::IsMember({3, 17}));
   program
       .add_option("--workaround", options.workarounds,
-                  "What to mend of a controller that does not keep to the standard: " + joined(workaround_names()) +
+                  "Workaround for a controller that does not keep to the standard: " + joined(workaround_names()) +
                       ". May be given repeatedly")
       ->allow_extra_args(false)
       ->check([](const std::string& name) {
@@ -67,14 +67,16 @@ std::optional<Options> read_command_line(int argc, const char* const* argv, int&
   Options options;
   add_controller_options(program, options);
   program.add_option("--socket", options.socket, "Socket of the engine for events");
-  program.add_option("--state", options.state, "File for what the program must not forget: how far it is");
-  program.add_option("--map", options.map, "Which events the sensors become; without it the file of the installation");
+  program.add_option("--state", options.state,
+                     "File in which the program keeps how far the log was read and what the engine was told");
+  program.add_option("--map", options.map,
+                     "Mapping: which events the sensors become. Without this option the installed one is used");
   program.add_option("--poll", options.poll, "Seconds from one look at the controller's log to the next")
-      ->check(CLI::Range(1, 60))
+      ->check(CLI::Range(1, 30))
       ->capture_default_str();
   program.add_flag("--history", options.with_history,
                    "At the first start, tell what the log already holds, and not only the present state");
-  program.add_flag("--once", options.once, "End when all is told that there is now");
+  program.add_flag("--once", options.once, "Read the log and the sensors once, send what there is to tell, and end");
   auto* const check_flag = program.add_flag(
       "--check", options.check, "List the sensors, the rows of the mapping that take them, and what would be sent");
   program.add_flag("--print", options.print, "Print the events as JSON Lines, and send nothing")->excludes(check_flag);
@@ -83,8 +85,8 @@ std::optional<Options> read_command_line(int argc, const char* const* argv, int&
   program.footer(
       "The target, user, password, cipher and workaround may be in the credential `server` of the service manager, a "
       "line each, as in target=192.0.2.7.\n"
-      "Exit status: 0 all is done; 1 something could not be told or read with --once; 2 wrong usage, or the controller "
-      "refuses the user.");
+      "Exit status: 0 all is done; 1 something could not be told or read with --once; 2 wrong usage, the "
+      "controller refuses the user, or --check cannot reach it.");
   try {
     program.parse(argc, argv);
     check_together(options);

@@ -59,7 +59,8 @@ void add_credential(Access& access, const Options& options, std::string_view tex
     } else if (key == "workaround") {
       if (!has_workarounds) access.workarounds.emplace_back(value);
     } else {
-      reject(engine::in_quotes(key) + " is none of target, user, password, cipher and workaround");
+      // What is before the = may be a part of a password.
+      reject("what is before the = is none of target, user, password, cipher and workaround");
     }
   }
 }

@@ -43,7 +43,7 @@ namespace {
 using engine::Priority;
 using std::chrono::milliseconds;
 
-// A request may take so long that no service manager would wait for its end.
+// A request may take longer than a service manager waits for the program's end.
 constexpr std::chrono::seconds kEndWithin{10};
 
 // The program was asked to end amid a row of requests.
@@ -86,15 +86,17 @@ class Service {
   void reload(Adapter& adapter);
   void wait(const Adapter& adapter, const EventSink& sink);
   int follow(Adapter& adapter, const EventSink& sink);
-  std::optional<int> end_of_once(const Adapter& adapter);
+  std::optional<int> end_of_once(const Adapter& adapter, const EventSink& sink);
 
   const Options& options_;
   engine::SystemClock clock_;
   Access access_;
   engine::Messages messages_;
   engine::ServiceManager manager_;
+  const std::string last_line_{std::string(messages_.prefix(Priority::kError)) +
+                               "A request to the controller did not end within " + std::to_string(kEndWithin.count()) +
+                               " s, so the program ended without its answer.\n"};
   std::optional<engine::Signals> signals_;
-  const std::string last_line_;
   bool must_stop_ = false;
   bool must_reload_ = false;
   // Of --once: how many events waited when there was progress last, and when that was.
@@ -141,9 +143,9 @@ void Service::wait(const Adapter& adapter, const EventSink& sink) {
 }
 
 // Nothing: it goes on.
-std::optional<int> Service::end_of_once(const Adapter& adapter) {
+std::optional<int> Service::end_of_once(const Adapter& adapter, const EventSink& sink) {
   constexpr std::chrono::seconds kPatience{10};
-  if (adapter.is_done()) return engine::kDone;
+  if (adapter.is_done()) return sink.refused() == 0 ? engine::kDone : engine::kBadLines;
   if (adapter.has_lost_controller()) return 1;
   const auto now = clock_.steady();
   if (adapter.waiting() != waiting_ || !adapter.waits_for_engine()) {
@@ -163,7 +165,7 @@ int Service::follow(Adapter& adapter, const EventSink& sink) {
       adapter.go_on();
       manager_.status(adapter.status());
       if (options_.once) {
-        if (const auto status = end_of_once(adapter)) return *status;
+        if (const auto status = end_of_once(adapter, sink)) return *status;
       }
       wait(adapter, sink);
       manager_.tick();
@@ -173,6 +175,13 @@ int Service::follow(Adapter& adapter, const EventSink& sink) {
     }
   } catch (const Stopped&) {
     // What was not saved is read again after the next start.
+  } catch (const ControllerRefuses& error) {
+    say(Priority::kError, std::string(error.what()) +
+                              "; the program ends, since another try could lock the user out. Start it again when this "
+                              "is mended");
+    manager_.stopping();
+    adapter.end();
+    return engine::kFailed;
   }
   manager_.stopping();
   adapter.end();

@@ -92,7 +92,7 @@ bool is(const Answer& answer, std::initializer_list<std::uint8_t> codes) {
                        std::to_string(size));
 }
 
-// What else than `size` bytes or more makes no sense as an answer.
+// Throws unless the controller has answered with at least `size` bytes of data.
 void expect(const Question& question, const Answer& answer, std::size_t size) {
   const std::string name(question.name);
   if (answer.completion == kNoPrivilege) {
@@ -282,8 +282,9 @@ std::optional<SensorState> Controller::state(const Sensor& sensor) {
   if (answer.completion != kDone) return std::nullopt;
   try {
     return parse_sensor_state(sensor, answer.data);
-  } catch (const BadRecord& error) {
-    throw ControllerGone(std::string("the answer of the controller makes no sense: ") + error.what());
+  } catch (const BadRecord&) {
+    // One sensor that answers nonsense must not keep the others from being read.
+    return std::nullopt;
   }
 }
 

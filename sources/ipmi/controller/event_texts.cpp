@@ -6,7 +6,7 @@
 namespace polaiga::ipmi {
 namespace {
 
-// Of sensors whose event/reading type is that of all sensors, and of those whose events go with their type.
+// In a row: the text is the same for all sensor types.
 constexpr std::uint8_t kAnyType = 0;
 
 struct Row {
@@ -185,7 +185,7 @@ constexpr Row kRows[] = {
     {0x6F, 0x2B, 7, "Software or F/W Change detected with associated Entity was successful"},
 };
 
-// What it calls an event that has no name: "Event Offset = 0Ch".
+// ipmi-sel prints "Event Offset = 0Ch" for an event that has no name.
 std::optional<std::uint8_t> nameless_offset(std::string_view text) {
   constexpr std::string_view kBefore = "Event Offset = 0";
   constexpr std::string_view kDigits = "0123456789ABCDEF";

@@ -9,7 +9,7 @@
 
 namespace polaiga::ipmi {
 
-// The offset of an event that is called so for such a sensor; nothing: there is none of that text.
+// The offset of the event that FreeIPMI's tools print as `text` for this sensor. Nothing: they print no such text.
 std::optional<std::uint8_t> event_offset(const Sensor& sensor, std::string_view text);
 
 }  // namespace polaiga::ipmi

@@ -122,7 +122,9 @@ struct Columns {
 std::optional<Columns> parse_header(std::string_view line, const std::string& where) {
   Columns columns;
   columns.separator = line.find('|') == std::string_view::npos ? ',' : '|';
-  const auto cells = split(line, columns.separator, line.size() + 1);
+  // Its tables have fewer than ten.
+  constexpr std::size_t kMostColumns = 64;
+  const auto cells = split(line, columns.separator, kMostColumns);
   if (cells.size() < 2 || cells[0] != "ID" || cells[1] != "Date") return std::nullopt;
   columns.count = cells.size();
   const auto find = [&cells](std::string_view title) {

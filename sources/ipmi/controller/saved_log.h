@@ -1,4 +1,4 @@
-// Logs and sensors that other programs saved to files, for who was sent a file and has no controller.
+// Logs and sensors that other programs saved to files, for people who were sent such files and have no controller.
 //
 // A log: as `ipmitool sel writeraw FILE` saves it (16 bytes a record), as `ipmi-sel --hex-dump` prints it (a line a
 // record), or the table that `ipmi-sel -v` prints, also with --output-event-state, -vv or --comma-separated-output. The

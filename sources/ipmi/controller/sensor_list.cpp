@@ -7,6 +7,13 @@ namespace polaiga::ipmi {
 void SensorList::add(std::span<const std::uint8_t> record, const std::string& name) {
   try {
     for (auto& sensor : parse_sdr(record)) {
+      if (sensors_.size() == kMostSensors) {
+        if (!std::exchange(is_full_, true)) {
+          complain_("the controller has more than " + std::to_string(kMostSensors) +
+                    " sensors; the others are left out");
+        }
+        return;
+      }
       if (keys_.insert(sensor.key).second) {
         sensors_.push_back(std::move(sensor));
       } else {

@@ -15,6 +15,9 @@ namespace polaiga::ipmi {
 
 class SensorList {
  public:
+  // What is remembered of so many fits into a state file.
+  static constexpr std::size_t kMostSensors = 2000;
+
   // `complain` is told of each record that cannot be understood, and of a sensor that has a record already. Both are
   // left out.
   explicit SensorList(const std::function<void(const std::string&)>& complain) : complain_(complain) {}
@@ -27,6 +30,7 @@ class SensorList {
   const std::function<void(const std::string&)>& complain_;
   std::vector<Sensor> sensors_;
   std::set<SensorKey> keys_;
+  bool is_full_ = false;  // which was told
 };
 
 }  // namespace polaiga::ipmi

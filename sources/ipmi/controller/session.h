@@ -15,7 +15,7 @@ struct ControllerGone : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// The controller lets this user not in, or the options can not be right. Trying again would only lock the user out.
+// The controller does not let this user in, or the options cannot be right. Trying again could lock the user out.
 struct ControllerRefuses : std::runtime_error {
   using std::runtime_error::runtime_error;
 };

@@ -35,7 +35,7 @@ class EngineConnection final : public EventSink {
   std::optional<std::chrono::milliseconds> until_next() const override;
 
   bool is_connected() const { return socket_.is_open(); }
-  std::uint64_t refused() const { return refused_; }  // events that the engine did not take
+  std::uint64_t refused() const override { return refused_; }
 
  private:
   void connect();

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <optional>
 #include <string>
@@ -16,6 +17,9 @@ class EventSink {
   // Sends on, and never waits. `lines` are all events that are not acknowledged, in order; only the first `sendable`
   // of them may be sent. Returns how many of the first are done with since the last call: the caller drops these.
   virtual std::size_t deliver(const std::deque<std::string>& lines, std::size_t sendable) = 0;
+
+  // How many events were refused, and dropped.
+  virtual std::uint64_t refused() const { return 0; }
 
   // What to poll, and for what, before deliver() is called again; -1: nothing.
   virtual int fd() const { return -1; }

@@ -49,8 +49,10 @@ void Following::begin(Controller& controller) {
   // Until the place in the log is known there is no epoch, which ids of events need.
   if (!log_.has_begun()) log_.begin(controller, with_history_);
   if (guid && state_.guid && *guid != *state_.guid) {
-    outside_.tell(Priority::kWarning,
-                  "another controller answers, as its GUID says; its log and all its sensors are read anew");
+    outside_.tell(
+        Priority::kWarning,
+        "another controller answers, as its GUID says; its log and all its sensors are read anew. Faults of which only "
+        "log records tell stay until a record ends them, or until you close them (polaiga close)");
     log_.distrust();
     repository_.reset();
     state_.log_wraps = false;

@@ -69,6 +69,12 @@ void KnownBits::read(std::uint16_t asserted_now) {
   known = kAll;
 }
 
+void KnownBits::copy(const KnownBits& other, std::uint8_t offset) {
+  const std::uint16_t its_bit = bit(offset);
+  asserted = without(asserted, its_bit) | (other.asserted & its_bit);
+  known = without(known, its_bit) | (other.known & its_bit);
+}
+
 int KnownBits::level(const Ladder& ladder) const {
   Bits bits{.asserted = asserted, .event_data_3 = {}, .known = known};
   for (const Rung& rung : ladder.rungs) {

@@ -19,6 +19,9 @@ struct KnownBits {
   // What a reading says, which tells of all offsets at once.
   void read(std::uint16_t asserted_now);
 
+  // Takes over what another one knows of an offset.
+  void copy(const KnownBits& other, std::uint8_t offset);
+
   // The level on a ladder. An offset of which nothing is known puts the sensor on no rung.
   int level(const Ladder& ladder) const;
 

@@ -37,8 +37,8 @@ class LogFollower {
   LogFollower(Position& position, NewEpoch new_epoch, Tell tell)
       : position_(position), new_epoch_(std::move(new_epoch)), tell_(std::move(tell)) {}
 
-  // Begins with the first record of the log, or behind its last one. A position that is known, but not its epoch, gets
-  // a new epoch.
+  // Begins with the first record of the log, or behind its last one. If the state has a place in the log already, it is
+  // kept and only gets a new epoch.
   void begin(Controller& controller, bool with_history);
   bool has_begun() const { return position_.epoch != 0 && !position_.wants_new_epoch; }
 

@@ -18,7 +18,9 @@ std::string shown(const Sensor& sensor) {
 }
 
 bool reads(const std::vector<Mapped>& ladders) {
-  return std::ranges::any_of(ladders, [](const Mapped& mapped) { return mapped.ladder->held == Held::kState; });
+  return std::ranges::any_of(ladders, [](const Mapped& mapped) {
+    return mapped.ladder->held == Held::kState || mapped.ladder->is_ended_by_state;
+  });
 }
 
 }  // namespace
@@ -120,11 +122,19 @@ void SensorLevels::take_back(std::map<LadderId, Delivered>::iterator which, cons
   state_.delivered.erase(which);
 }
 
-// What was told by a ladder that is there no more, or is another one now. Before new ladders are gone up.
+// Takes back what was told by ladders that are gone or have changed. This comes before new ladders are gone up. What
+// says that a unit is missing goes first, since filters drop other events of a missing unit.
 void SensorLevels::take_back(bool are_all, const Send& send) {
+  for (const bool tells_presence : {true, false}) take_back(are_all, tells_presence, send);
+  if (!are_all) return;
+  std::erase_if(state_.memory, [this](const auto& entry) { return !ladders_.contains(entry.first); });
+}
+
+void SensorLevels::take_back(bool are_all, bool tells_presence, const Send& send) {
   for (auto next = state_.delivered.begin(); next != state_.delivered.end();) {
     const auto which = next++;
     const auto& [id, delivered] = *which;
+    if (delivered.tells_presence != tells_presence) continue;
     const Mapped* const mapped = find(id);
     if (mapped == nullptr && !are_all) continue;
     const bool is_same = mapped != nullptr && mapped->target == delivered.target &&
@@ -137,8 +147,6 @@ void SensorLevels::take_back(bool are_all, const Send& send) {
     }
     take_back(which, send);
   }
-  if (!are_all) return;
-  std::erase_if(state_.memory, [this](const auto& entry) { return !ladders_.contains(entry.first); });
 }
 
 int SensorLevels::level(const Place& place) const {
@@ -161,7 +169,7 @@ void SensorLevels::settle(const Place& place, Way way, const Send& send) {
   if (to == 0) {
     state_.delivered.erase(id);
   } else {
-    state_.delivered[id] = {place.mapped.target, to, ladder.steps(to, 0)};
+    state_.delivered[id] = {place.mapped.target, to, ladder.steps(to, 0), ladder.tells_presence};
   }
 }
 
@@ -209,13 +217,11 @@ void SensorLevels::record(const SelEvent& event, const Send& send) {
   auto memory = state_.memory.find(id);
   if (!is_described && memory == state_.memory.end()) {
     const Sensor sensor = undescribed(id, event.sensor_type);
-    place(sensor);
-    if (ladders_[id].empty()) {
-      // It is forgotten again, so that a controller that makes up sensors fills no memory.
-      ladders_.erase(id);
+    if (!rows_.of || rows_.of(sensor).empty()) {
       tell_unmapped(sensor);
       return;
     }
+    // A controller that makes up sensors must not fill the memory.
     const auto count = std::ranges::count_if(
         state_.memory, [](const auto& entry) { return entry.second.undescribed_type.has_value(); });
     if (std::cmp_greater_equal(count, kMostUndescribed)) {
@@ -225,6 +231,7 @@ void SensorLevels::record(const SelEvent& event, const Send& send) {
       }
       return;
     }
+    place(sensor);
     memory = state_.memory.try_emplace(id).first;
     memory->second.undescribed_type = event.sensor_type;
   }
@@ -240,7 +247,16 @@ void SensorLevels::record(const SelEvent& event, const Send& send) {
 
 void SensorLevels::reading(const Sensor& sensor, const SensorState& reading, const Send& send) {
   if (!reading.is_available || !ladders_.contains(ipmi::id_of(sensor))) return;
-  state_.memory[ipmi::id_of(sensor)].state.read(reading.asserted);
+  auto& memory = state_.memory[ipmi::id_of(sensor)];
+  memory.state.read(reading.asserted);
+  // Here a reading puts no sensor on a rung, but it ends what a record that was missed would have ended.
+  for (const Mapped& mapped : ladders_[ipmi::id_of(sensor)]) {
+    const Ladder& ladder = *mapped.ladder;
+    if (!ladder.is_ended_by_state || memory.state.level(ladder) >= memory.records.level(ladder)) continue;
+    for (const Rung& rung : ladder.rungs) {
+      for (const Condition& condition : rung.when) memory.records.copy(memory.state, condition.offset);
+    }
+  }
   settle(ipmi::id_of(sensor), send);
 }
 

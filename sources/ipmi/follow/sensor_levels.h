@@ -46,7 +46,7 @@ class SensorLevels {
   const std::vector<Sensor>& described() const { return described_; }
   std::size_t without_row() const;  // how many of those described
 
-  // A sensor that no SDR describes, which the program itself knows. It comes with the others.
+  // Adds a sensor that the program itself makes, and that no SDR describes.
   void add_own(const Sensor& sensor) { own_.push_back(sensor); }
 
  private:
@@ -63,6 +63,7 @@ class SensorLevels {
   void place(const Sensor& sensor);
   void place_all();
   void take_back(bool are_all, const Send& send);
+  void take_back(bool are_all, bool tells_presence, const Send& send);
   void take_back(std::map<LadderId, Delivered>::iterator which, const Send& send);
   const Mapped* find(const LadderId& id) const;
   void tell_unmapped(const Sensor& sensor);

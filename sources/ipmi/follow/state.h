@@ -46,7 +46,8 @@ struct LadderId {
 struct Delivered {
   Target target{};
   int level = 0;
-  std::vector<Step> down{};  // what to send to bring it down to 0, even when its SDR or its row is gone
+  std::vector<Step> down{};     // what to send to bring it down to 0, even when its SDR or its row is gone
+  bool tells_presence = false;  // that the unit is missing
 
   bool operator==(const Delivered&) const = default;
 };

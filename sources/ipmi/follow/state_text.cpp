@@ -19,17 +19,6 @@ constexpr int kVersion = 1;
 constexpr std::string_view kChecksum = "crc32 ";
 constexpr std::size_t kDigits = 8;
 
-template <std::size_t N>
-Json bytes_to_json(const std::array<std::uint8_t, N>& bytes) {
-  static constexpr char kHex[] = "0123456789abcdef";
-  std::string text;
-  for (const std::uint8_t byte : bytes) {
-    text += kHex[byte >> 4U];
-    text += kHex[byte & 15U];
-  }
-  return text;
-}
-
 int digit(char c) {
   if (c >= '0' && c <= '9') return c - '0';
   if (c >= 'a' && c <= 'f') return c - 'a' + 10;
@@ -83,7 +72,7 @@ SensorId sensor_id_from(const Json& json) {
           .reading_type = number_from<std::uint8_t>(json.at(3))};
 }
 
-Json to_json(const ReadRecord& record) { return {record.id, bytes_to_json(record.bytes)}; }
+Json to_json(const ReadRecord& record) { return {record.id, hexadecimal(record.bytes)}; }
 
 ReadRecord read_record_from(const Json& json) {
   return {.id = number_from<std::uint16_t>(json.at(0)), .bytes = bytes_from<16>(json.at(1))};
@@ -128,11 +117,15 @@ Target target_from(const Json& json) {
 Json to_json(const LadderId& id, const Delivered& delivered) {
   Json down = Json::array();
   for (const Step& step : delivered.down) down.push_back({step.offset, step.state});
-  return {to_json(id.sensor), id.place, delivered.level, to_json(delivered.target), down};
+  Json json = {to_json(id.sensor), id.place, delivered.level, to_json(delivered.target), down};
+  if (delivered.tells_presence) json.push_back(true);
+  return json;
 }
 
 void add_delivered(const Json& json, State& state) {
   Delivered delivered{.target = target_from(json.at(3)), .level = number_from<int>(json.at(2)), .down = {}};
+  if (delivered.level < 0) throw BadState("a level is negative");
+  if (json.size() > 5) delivered.tells_presence = json.at(5).get<bool>();
   for (const Json& step : json.at(4)) {
     delivered.down.push_back({number_from<std::int32_t>(step.at(0)), number_from<std::int32_t>(step.at(1))});
   }
@@ -189,7 +182,7 @@ std::string state_text(const State& state) {
   Json json = {{"version", kVersion},        {"position", to_json(state.position)},
                {"readings", state.readings}, {"log_wraps", state.log_wraps},
                {"memory", Json::array()},    {"delivered", Json::array()}};
-  if (state.guid) json["guid"] = bytes_to_json(*state.guid);
+  if (state.guid) json["guid"] = hexadecimal(*state.guid);
   for (const auto& [id, memory] : state.memory) json["memory"].push_back(to_json(id, memory));
   for (const auto& [id, delivered] : state.delivered) json["delivered"].push_back(to_json(id, delivered));
   // Names of sensors may have any bytes.

@@ -25,6 +25,10 @@ int Ladder::level(const Bits& bits) const {
 }
 
 std::vector<Step> Ladder::steps(int from, int to) const {
+  // A state file may have a level of a ladder that was longer.
+  const int top = static_cast<int>(rungs.size());
+  from = std::clamp(from, 0, top);
+  to = std::clamp(to, 0, top);
   std::vector<Step> steps;
   const auto rung = [this](int level) -> const Rung& { return rungs[static_cast<std::size_t>(level) - 1]; };
   const auto add = [&steps](const std::vector<Step>& some) { steps.insert(steps.end(), some.begin(), some.end()); };

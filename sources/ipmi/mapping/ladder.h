@@ -50,9 +50,10 @@ enum class Held : std::uint8_t { kState, kLog };
 struct Ladder {
   std::string name;  // for people and for the state file; unique for a sensor
   Held held = Held::kState;
-  bool tells_presence = false;  // while the sensor is on a rung, its unit is missing, and all else of the unit waits
-  bool is_choice = false;       // the rungs are texts of one fault; only that of the highest rung is sent
-  std::vector<Rung> rungs;      // from the mildest
+  bool tells_presence = false;     // while the sensor is on a rung, its unit is missing, and all else of the unit waits
+  bool is_choice = false;          // the rungs are texts of one fault; only that of the highest rung is sent
+  std::vector<Rung> rungs = {};    // from the mildest
+  bool is_ended_by_state = false;  // of one that follows the log: the present state may take the sensor off its rung
 
   // The highest rung that the bits put the sensor on, from 1; 0: none.
   int level(const Bits& bits) const;

@@ -176,6 +176,7 @@ class Reader {
     Held held = Held::kState;
     bool tells_presence = false;
     bool is_choice = false;
+    bool is_ended_by_state = false;
 
     bool operator==(const Kind&) const = default;
   };
@@ -193,8 +194,10 @@ class Reader {
         kind.tells_presence = true;
       } else if (word.text == "choice" && !kind.is_choice) {
         kind.is_choice = true;
+      } else if (word.text == "recovers" && !kind.is_ended_by_state && kind.held == Held::kLog) {
+        kind.is_ended_by_state = true;
       } else {
-        word.reject("only presence and choice may follow, each once");
+        word.reject("only presence and choice may follow and, behind log, recovers, each once");
       }
     }
     return kind;
@@ -209,13 +212,14 @@ class Reader {
     const Kind kind = kind_of(cells[1]);
     Known& known = ladders_[std::string(name.text)];
     if (known.ladder == nullptr) {
-      known.ladder =
-          std::make_shared<Ladder>(Ladder{std::string(name.text), kind.held, kind.tells_presence, kind.is_choice, {}});
+      known.ladder = std::make_shared<Ladder>(
+          Ladder{std::string(name.text), kind.held, kind.tells_presence, kind.is_choice, {}, kind.is_ended_by_state});
       known.line = name.line;
     } else if (last_ladder_ != name.text) {
       name.reject("there is a ladder of this name in line " + std::to_string(known.line) +
                   "; the rungs of a ladder follow each other");
-    } else if (kind != Kind{known.ladder->held, known.ladder->tells_presence, known.ladder->is_choice}) {
+    } else if (kind != Kind{known.ladder->held, known.ladder->tells_presence, known.ladder->is_choice,
+                            known.ladder->is_ended_by_state}) {
       cells[1].reject("the ladder's first rung, in line " + std::to_string(known.line) + ", says otherwise");
     }
     last_ladder_ = name.text;

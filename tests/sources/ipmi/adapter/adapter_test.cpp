@@ -417,6 +417,23 @@ TEST_F(AdapterTest, FullDisk) {
   stop();
 }
 
+TEST_F(AdapterTest, AFullDiskDoesNotKeepItBusyWhenOnlyAnAcknowledgementIsToBeSaved) {
+  const engine::test::SmallDisk disk(dir_, 1);
+  start(disk.file("state"));
+  pass();
+  hot();
+  clock_.pass(2s);
+  adapter_->go_on();
+  disk.fill(0);
+  engine_.take();
+  adapter_->go_on();
+  clock_.pass(2s);
+  adapter_->go_on();
+  EXPECT_EQ(adapter_->until_next(), 1s);
+  disk.make_room();
+  stop();
+}
+
 TEST_F(AdapterTest, DamagedStateFile) {
   pass();
   hot();

@@ -87,7 +87,7 @@ TEST_F(CredentialsTest, WhatIsWrongIsSaidWithoutTheSecret) {
   const std::string file = "'" + dir_.file("server") + "', line ";
   for (const auto& [text, what] :
        {std::pair{"target=a\nsecret\n", "2: there is no =; write NAME=VALUE, as in target=192.0.2.7"},
-        {"pasword=secret\n", "1: 'pasword' is none of target, user, password, cipher and workaround"},
+        {"pasword=secret\n", "1: what is before the = is none of target, user, password, cipher and workaround"},
         {"target=a\npassword=secret\ncipher=4\n", "3: cipher is neither 3 nor 17"}}) {
     credential(text);
     EXPECT_EQ(complaint(), file + what);

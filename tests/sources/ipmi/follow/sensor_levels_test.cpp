@@ -152,6 +152,28 @@ TEST_F(SensorLevelsTest, ReadingsSayNothingOfWhatOnlyRecordsTell) {
   EXPECT_EQ(reading(kMemory, {1}), Texts{});
 }
 
+TEST_F(SensorLevelsTest, AReadingEndsWhatAMissedRecordWouldHaveEndedAndRaisesNothing) {
+  const Sensor disk = sensor(5, "DISK1", 0x0D, kSpecific);
+  levels_.use_sensors({disk}, true, send());
+  taken();
+  EXPECT_EQ(reading(disk, {}), Texts{});  // an empty slot
+  EXPECT_EQ(record(disk, 0, true), (Texts{"DISK1 21/1"}));
+  EXPECT_EQ(reading(disk, {}), Texts{});
+  EXPECT_EQ(reading(disk, {0}), (Texts{"DISK1 21/0"}));
+  EXPECT_EQ(reading(disk, {}), Texts{});
+}
+
+TEST_F(SensorLevelsTest, WhatSaysThatAUnitIsMissingIsTakenBackFirst) {
+  const Sensor hot = sensor(1, "PS1TEMP");
+  const Sensor supply = sensor(2, "PS1", 0x08, kSpecific);
+  levels_.use_sensors({hot, supply}, true, send());
+  reading(hot, {7});
+  EXPECT_EQ(record(supply, 0, true), (Texts{"PS1 30/1"}));
+  taken();
+  levels_.use_sensors({kTemp}, true, send());
+  EXPECT_EQ(taken(), (Texts{"PS1 30/0", "PS1TEMP 117/0"}));
+}
+
 TEST_F(SensorLevelsTest, OnlySensorsWhoseStateMattersAreRead) {
   std::vector<std::string> names;
   for (const Sensor& some : levels_.readable()) names.push_back(some.name);

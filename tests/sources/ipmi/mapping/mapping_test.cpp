@@ -203,7 +203,7 @@ INSTANTIATE_TEST_SUITE_P(
         Bad{kLadders + "slow\tstates\t0\t3/4\t3/0\n", "m.tsv:2:6: held: 'states' is neither state nor log"},
         Bad{kLadders + "slow\t\t0\t3/4\t3/0\n", "m.tsv:2:6: held: is empty"},
         Bad{kLadders + "slow\tlog presence presence\t0\t3/4\t3/0\n",
-            "m.tsv:2:19: held: only presence and choice may follow, each once"},
+            "m.tsv:2:19: held: only presence and choice may follow and, behind log, recovers, each once"},
         Bad{kSlow + "slow\tlog\t2\t4/5\t4/4\n", "m.tsv:3:6: held: the ladder's first rung, in line 2, says otherwise"},
         Bad{kSlow + "fast\tstate\t2\t4/5\t4/4\nslow\tstate\t2\t4/5\t4/4\n",
             "m.tsv:4:1: ladder: there is a ladder of this name in line 2; the rungs of a ladder follow each other"},

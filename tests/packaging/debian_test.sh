@@ -170,6 +170,18 @@ if has polaiga-ipmi; then
     share/doc/polaiga/ipmi.md share/polaiga/ipmi/ipmi.tsv share/bash-completion/completions/polaiga-ipmi; do
     [ -f "$root/usr/$file" ] || fail "polaiga-ipmi has no $file"
   done
+  # A removed package leaves no enabled service. The script is run with directories in place of systemd's.
+  mkdir -p "$work/systemd" "$work/wants" "$work/asked"
+  ln -s nowhere "$work/wants/polaiga-ipmi@web1.service"
+  ln -s nowhere "$work/wants/polaiga-ipmi@web2.service"
+  printf '#!/bin/sh\necho "$*"\n' >"$work/asked/systemctl"
+  chmod 755 "$work/asked/systemctl"
+  dpkg-deb --ctrl-tarfile "$work/polaiga-ipmi_${version}_$architecture.deb" | tar -xO ./prerm |
+    sed "s|/run/systemd/system|$work/systemd|; s|/etc/systemd/system/multi-user.target.wants|$work/wants|" >"$work/prerm"
+  env -u DPKG_ROOT "PATH=$work/asked:$PATH" sh "$work/prerm" remove >"$work/log" || fail "the prerm of polaiga-ipmi fails"
+  for unit in polaiga-ipmi@web1.service polaiga-ipmi@web2.service '--now polaiga-ipmi.service'; do
+    grep -qx -- "disable $unit" "$work/log" || fail "the removed polaiga-ipmi does not disable $unit: $(cat "$work/log")"
+  done
   # The sources are under another licence than this binary.
   grep -qx 'License: GPL-3+' "$root/usr/share/doc/polaiga-ipmi/copyright" || fail "polaiga-ipmi does not tell its licence"
   for package in libpolaiga1 polaiga; do

@@ -154,14 +154,18 @@ if [ -n "$ipmi" ]; then
     grep -qF /etc/polaiga/ipmi "$source/$document" || { echo "$document does not tell of /etc/polaiga/ipmi"; failed=1; }
   done
   # The tests that its document names are there.
-  for test in $(grep -o '`ipmi/[a-z_/]*\(\.test_[a-z0-9_]*\)\?`' "$source/docs/ipmi.md" | tr -d '`'); do
-    name=${test#*.test_} file=$source/tests/sources/${test%%.*}_test
-    if [ "$name" = "$test" ]; then
-      [ -f "$file.py" ] || [ -f "$file.cpp" ] || { echo "docs/ipmi.md names $test"; failed=1; }
-    else
-      grep -q "def test_$name(" "$file.py" || { echo "docs/ipmi.md names $test"; failed=1; }
-    fi
+  tests=$(grep -o '`ipmi/[a-z_]*/[a-z_]*\.[A-Za-z0-9_]*`' "$source/docs/ipmi.md" | tr -d '`')
+  [ -n "$tests" ] || { echo "docs/ipmi.md names no tests"; failed=1; }
+  for test in $tests; do
+    name=${test#*.} file=$source/tests/sources/${test%%.*}_test
+    case $name in
+      test_*) grep -q "def $name(" "$file.py" ;;
+      *) grep -Eq "^TEST(_F)?\([A-Za-z]+, $name\)" "$file.cpp" ;;
+    esac || { echo "docs/ipmi.md names $test"; failed=1; }
   done
+  # And each case names its test.
+  without=$(sed -n '/^## When something fails/,/^## [^W]/p' "$source/docs/ipmi.md" | grep '^|' | sed 1,2d | grep -v '`ipmi/' || true)
+  same 'cases of docs/ipmi.md without a test' "$without" ''
 fi
 
 # Options and files that the documents name are there.

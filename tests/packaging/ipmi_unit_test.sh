@@ -32,6 +32,7 @@ StandardInput=null
 Restart=on-failure
 RestartPreventExitStatus=2
 RestartSec=5
+WatchdogSec=3min
 User=polaiga-ipmi
 Group=polaiga-ipmi
 SupplementaryGroups=polaiga
@@ -64,9 +65,10 @@ grep -q '^u polaiga-ipmi - ' "$source/packaging/systemd/polaiga-ipmi.conf" || fa
 grep -q ' GROUP="polaiga-ipmi", MODE="0660"$' "$source/packaging/systemd/polaiga-ipmi.rules" || fail "the device is not given to the group"
 # An engine listens where its source sends.
 for unit in "$engine:$of_many" "$work/polaiga.service:$own"; do
-  for part in "${unit%%:*}" "${unit#*:}"; do
-    sed -n 's/^ExecStart=.* --socket \([^ ]*\) .*/\1/p' "$part"
-  done | uniq | { mapfile -t sockets; [ ${#sockets[@]} -eq 1 ] || fail "${unit#*:} sends to another engine: ${sockets[*]}"; }
+  listens=$(sed -n 's/^ExecStart=.* --socket \([^ ]*\) .*/\1/p' "${unit%%:*}")
+  sends=$(sed -n 's/^ExecStart=.* --socket \([^ ]*\) .*/\1/p' "${unit#*:}")
+  [ -n "$listens" ] || fail "${unit%%:*} names no socket"
+  [ "$sends" = "$listens" ] || fail "${unit#*:} sends to '$sends', and the engine listens at '$listens'"
 done
 # The programs know the options that the units give them.
 for unit in "$own" "$of_many"; do

@@ -85,8 +85,8 @@ std::optional<Options> read_command_line(int argc, const char* const* argv, int&
   program.footer(
       "The target, user, password, cipher and workaround may be in the credential `server` of the service manager, a "
       "line each, as in target=192.0.2.7.\n"
-      "Exit status: 0 all is done; 1 something could not be told or read with --once; 2 wrong usage, the "
-      "controller refuses the user, or --check cannot reach it.");
+      "Exit status: 0 all is done; 1 something could not be told or read, or the program could not go on and may be "
+      "started again; 2 wrong usage, the controller refuses the user, or --check does not reach it.");
   try {
     program.parse(argc, argv);
     check_together(options);

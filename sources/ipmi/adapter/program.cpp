@@ -46,6 +46,9 @@ using std::chrono::milliseconds;
 // A request may take longer than a service manager waits for the program's end.
 constexpr std::chrono::seconds kEndWithin{10};
 
+// It could not do all, or not go on. The units start it again after this status, and not after engine::kFailed.
+constexpr int kUndone = 1;
+
 // The program was asked to end amid a row of requests.
 struct Stopped {};
 
@@ -87,6 +90,7 @@ class Service {
   void wait(const Adapter& adapter, const EventSink& sink);
   int follow(Adapter& adapter, const EventSink& sink);
   std::optional<int> end_of_once(const Adapter& adapter, const EventSink& sink);
+  int serve(const SensorLevels::Rows& rows, EventSink& sink);
 
   const Options& options_;
   engine::SystemClock clock_;
@@ -145,8 +149,8 @@ void Service::wait(const Adapter& adapter, const EventSink& sink) {
 // Nothing: it goes on.
 std::optional<int> Service::end_of_once(const Adapter& adapter, const EventSink& sink) {
   constexpr std::chrono::seconds kPatience{10};
-  if (adapter.is_done()) return sink.refused() == 0 ? engine::kDone : engine::kBadLines;
-  if (adapter.has_lost_controller()) return 1;
+  if (adapter.is_done()) return sink.refused() == 0 ? engine::kDone : kUndone;
+  if (adapter.has_lost_controller()) return kUndone;
   const auto now = clock_.steady();
   if (adapter.waiting() != waiting_ || !adapter.waits_for_engine()) {
     waiting_ = adapter.waiting();
@@ -154,7 +158,7 @@ std::optional<int> Service::end_of_once(const Adapter& adapter, const EventSink&
   }
   if (now - progress_ < kPatience) return std::nullopt;
   say(Priority::kError, std::to_string(adapter.waiting()) + " events could not be told; the next run tells them");
-  return 1;
+  return kUndone;
 }
 
 int Service::follow(Adapter& adapter, const EventSink& sink) {
@@ -188,10 +192,7 @@ int Service::follow(Adapter& adapter, const EventSink& sink) {
   return engine::kDone;
 }
 
-int Service::run() {
-  signals_.emplace(engine::kFailed, kEndWithin, messages_.output(), last_line_);
-  const auto tell = [this](Priority priority, const std::string& text) { say(priority, text); };
-  const SensorLevels::Rows rows = read_rows_of(mapping_file(options_.map));
+int Service::serve(const SensorLevels::Rows& rows, EventSink& sink) {
   NoStore no_store;
   std::optional<StateFile> file;
   State state;
@@ -199,24 +200,43 @@ int Service::run() {
     file.emplace(options_.state);
     state = file->load([&](const std::string& text) { say(Priority::kWarning, text); });
   }
-  std::optional<engine::StandardOutput> output;
-  std::unique_ptr<EventSink> sink;
-  if (options_.print) {
-    sink = std::make_unique<PrintedEvents>(output.emplace());
-  } else {
-    sink = std::make_unique<EngineConnection>(options_.socket, clock_, tell);
-  }
   const auto open = [this]() -> std::unique_ptr<Session> {
     look_after_itself();
     return std::make_unique<WatchedSession>(open_session(access_, options_), [this] { look_after_itself(); });
   };
   StateStore* store = &no_store;
   if (file) store = &*file;
-  Adapter adapter(std::move(state), {open, *store, *sink, clock_, tell, random_number},
+  const auto tell = [this](Priority priority, const std::string& text) { say(priority, text); };
+  Adapter adapter(std::move(state), {open, *store, sink, clock_, tell, random_number},
                   {.poll = std::chrono::seconds(options_.poll), .with_history = options_.with_history});
   adapter.use_rows(rows);
   say(Priority::kInfo, "ready: following the controller " + access_.name());
-  return follow(adapter, *sink);
+  return follow(adapter, sink);
+}
+
+// What is wrong with the arguments or the mapping does not mend by itself, and a user whom the controller refuses must
+// not be tried again. All else, as a full disk or a lack of memory, may be over when the service is started again.
+int Service::run() {
+  signals_.emplace(engine::kFailed, kEndWithin, messages_.output(), last_line_);
+  const SensorLevels::Rows rows = read_rows_of(mapping_file(options_.map));
+  std::optional<engine::StandardOutput> output;
+  std::unique_ptr<EventSink> sink;
+  if (options_.print) {
+    sink = std::make_unique<PrintedEvents>(output.emplace());
+  } else {
+    sink = std::make_unique<EngineConnection>(
+        options_.socket, clock_, [this](Priority priority, const std::string& text) { say(priority, text); });
+  }
+  try {
+    return serve(rows, *sink);
+  } catch (const ControllerRefuses&) {
+    throw;
+  } catch (const engine::WriteError&) {
+    throw;
+  } catch (const std::exception& error) {
+    say(Priority::kError, error.what());
+    return kUndone;
+  }
 }
 
 int list_sensors(const Options& options) {
@@ -238,7 +258,7 @@ int list_sensors(const Options& options) {
     return sensor.key == fullness_sensor().key ? fullness(controller->log_info(), false) : controller->state(sensor);
   };
   engine::StandardOutput output;
-  for (const std::string& line : check_report(sensors, with_fullness(rows), state)) output.write(line + "\n");
+  for (const std::string& line : check_report(sensors, rows, state)) output.write(line + "\n");
   output.flush();
   return engine::kDone;
 }

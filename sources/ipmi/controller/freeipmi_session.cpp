@@ -71,7 +71,8 @@ constexpr Meaning kMeanings[] = {
      "it does not offer this cipher suite; try the other one (--cipher 3 or 17)"},
     {IPMI_ERR_PARAMETERS, true, "this is no target; give HOST, HOST:PORT or [ADDRESS]:PORT"},
     {IPMI_ERR_IPMI_2_0_UNAVAILABLE, true, "it has no IPMI 2.0, or its IPMI over the network is off; turn that on"},
-    {IPMI_ERR_PERMISSION, true, "this process may not open the device; run it as a user who may"},
+    // Soon after the start of the machine the device may not have its group yet, and there is no user to lock out.
+    {IPMI_ERR_PERMISSION, false, "this process may not open the device; run it as a user who may"},
     {IPMI_ERR_PASSWORD_VERIFICATION_TIMEOUT, false,
      "it stopped answering while the password was checked; see whether the password is right"},
     {IPMI_ERR_CONNECTION_TIMEOUT, false,

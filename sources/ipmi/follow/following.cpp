@@ -39,7 +39,7 @@ SensorLevels::Send Following::send_reading() {
 }
 
 void Following::use_rows(const SensorLevels::Rows& rows) {
-  levels_.use_rows(with_fullness(rows), send_reading());
+  levels_.use_rows(rows, send_reading());
   next_state_ = 0;
   wants_all_states_ = true;
 }

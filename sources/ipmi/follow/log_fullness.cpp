@@ -1,9 +1,5 @@
 #include "follow/log_fullness.h"
 
-#include <memory>
-
-#include "model/entities.h"
-
 namespace polaiga::ipmi {
 namespace {
 
@@ -12,22 +8,8 @@ constexpr unsigned kRecordSize = 16;
 struct Threshold {
   unsigned percent;
   std::uint8_t offset;  // of a threshold sensor: upper non-critical, critical, non-recoverable, going high
-  Step up;
-  Step down;
 };
-// The filter goes from one level to the next, and back, with state 1 of the higher one.
-const Threshold kThresholds[] = {
-    {75, 7, {117, 1}, {117, 0}}, {90, 9, {118, 1}, {118, 1}}, {100, 11, {119, 1}, {119, 1}}};
-
-Ladder make_ladder() {
-  Ladder ladder{.name = "fullness", .held = Held::kState, .tells_presence = false, .is_choice = false, .rungs = {}};
-  for (const Threshold& threshold : kThresholds) {
-    ladder.rungs.push_back({.when = {{.offset = threshold.offset, .is_bad_when_set = true, .event_data_3 = {}}},
-                            .up = {threshold.up},
-                            .down = {threshold.down}});
-  }
-  return ladder;
-}
+constexpr Threshold kThresholds[] = {{75, 7}, {90, 9}, {100, 11}};
 
 }  // namespace
 
@@ -41,32 +23,6 @@ const Sensor& fullness_sensor() {
                              .reading_type = kThresholdReading,
                              .is_event_only = false};
   return sensor;
-}
-
-namespace {
-
-Mapped fullness_row() {
-  static const auto ladder = std::make_shared<const Ladder>(make_ladder());
-  const engine::Entity* const entity = engine::find_entity("sys_board");
-  return {.target = {.entity = entity,
-                     .sensor = fullness_sensor().name,
-                     .instance = 1,
-                     .group = 0,
-                     .entity_id = entity->entity_id},
-          .ladder = ladder,
-          .line = 0};
-}
-
-}  // namespace
-
-SensorLevels::Rows with_fullness(SensorLevels::Rows rows) {
-  auto of = [of = rows.of, line_of = rows.line_of](const Sensor& sensor) {
-    std::vector<Mapped> found = of(sensor);
-    const bool is_fullness = sensor.key == fullness_sensor().key && sensor.name == fullness_sensor().name;
-    if (is_fullness && found.empty() && (!line_of || line_of(sensor) == 0)) found.push_back(fullness_row());
-    return found;
-  };
-  return {std::move(of), std::move(rows.line_of)};
 }
 
 bool is_full(const LogInfo& info) { return info.free_bytes < kRecordSize; }

@@ -25,6 +25,13 @@ bool exists(const std::string& path) {
   return std::filesystem::symlink_status(path, error).type() != std::filesystem::file_type::not_found;
 }
 
+// Another name for a file. Where the path is a link, its file gets the name: a link would lead to whatever is written
+// there later. Answers whether that worked.
+bool give_name(const std::string& path, const std::string& name) {
+  ::unlink(name.c_str());
+  return ::linkat(AT_FDCWD, path.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+}
+
 // Nothing: it is damaged, and `why` says how.
 std::optional<State> parse(const std::string& text, std::string& why) {
   try {
@@ -38,8 +45,7 @@ std::optional<State> parse(const std::string& text, std::string& why) {
 // Gives a damaged file another name, under which people can look at it. One that had it before is replaced.
 std::string set_aside(const std::string& path) {
   std::string aside = path + ".damaged";
-  ::unlink(aside.c_str());
-  if (::link(path.c_str(), aside.c_str()) == 0) return aside;
+  if (give_name(path, aside)) return aside;
   throw std::runtime_error("the damaged state file " + engine::in_quotes(path) + " cannot be kept as " +
                            engine::in_quotes(aside) + ": " + std::strerror(errno));
 }
@@ -89,8 +95,7 @@ void StateFile::save(const State& state) {
   // The last state gets a second name, which is kept when the new one has taken its place. So there is always a whole
   // one before the last, also while the disk is full.
   const std::string last = path_ + ".last";
-  ::unlink(last.c_str());
-  const bool is_linked = ::link(path_.c_str(), last.c_str()) == 0;
+  const bool is_linked = give_name(path_, last);
   try {
     engine::replace_private_file(path_, text);
   } catch (...) {

@@ -6,6 +6,8 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstring>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
@@ -13,6 +15,7 @@
 
 #include "controller/controller.h"
 #include "support/simulator.h"
+#include "support/temp_dir.h"
 
 namespace polaiga::ipmi {
 namespace {
@@ -193,6 +196,24 @@ TEST(FreeIpmiInBand, SaysWhatIsWrongWithTheDevice) {
   EXPECT_EQ(message_of([] { FreeIpmiSession{std::string("/dev/no-such-device")}; }),
             "controller /dev/no-such-device: there is no such device; load the kernel's modules for it (modprobe -a "
             "ipmi_si ipmi_devintf)");
+  // Nobody may enter this directory but its owner.
+  const engine::test::TempDir directory;
+  const std::string device = directory.write("device", "");
+  std::filesystem::permissions(directory.path(), std::filesystem::perms::none);
+  EXPECT_EXIT(
+      {
+        constexpr uid_t kNobody = 65534;
+        if (::geteuid() == 0 && ::setuid(kNobody) != 0) ::_exit(2);
+        try {
+          const FreeIpmiSession session(device);
+        } catch (const ControllerGone& error) {
+          ::write(STDERR_FILENO, error.what(), std::strlen(error.what()));
+          ::_exit(0);
+        }
+        ::_exit(1);
+      },
+      testing::ExitedWithCode(0), "/device: this process may not open the device; run it as a user who may$");
+  std::filesystem::permissions(directory.path(), std::filesystem::perms::owner_all);
   EXPECT_THROW(FreeIpmiSession{std::string("/dev/null")}, ControllerRefuses);
   EXPECT_EQ(message_of([] { FreeIpmiSession{std::string("/dev/null")}; }),
             "controller /dev/null: this is no device of the kernel's IPMI driver; give one as /dev/ipmi0");

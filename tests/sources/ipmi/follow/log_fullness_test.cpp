@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include "support/rows.h"
+#include "base/private_file.h"
+#include "mapping/mapping.h"
+#include "model/entities.h"
 
 namespace polaiga::ipmi {
 namespace {
@@ -28,21 +30,18 @@ TEST(LogFullnessTest, TheLevels) {
   }
 }
 
-TEST(LogFullnessTest, ItsRowIsBuiltInUnlessTheMappingHasOne) {
-  const auto built_in = with_fullness(test::rows()).of(fullness_sensor());
-  ASSERT_EQ(built_in.size(), 1U);
-  EXPECT_EQ(built_in[0].target.sensor, "SEL_FULLNESS");
-  EXPECT_EQ(built_in[0].target.entity, engine::find_entity("sys_board"));
-  EXPECT_EQ(built_in[0].ladder->steps(0, 3), (std::vector<Step>{{117, 1}, {118, 1}, {119, 1}}));
-  EXPECT_EQ(built_in[0].ladder->steps(3, 0), (std::vector<Step>{{119, 1}, {118, 1}, {117, 0}}));
-  const auto own = [](const Sensor& sensor) -> std::vector<Mapped> {
-    return {test::mapped("cmc", sensor, 1, test::upper())};
-  };
-  EXPECT_EQ(with_fullness({.of = own}).of(fullness_sensor()).at(0).target.entity, engine::find_entity("cmc"));
-  // A mapping may leave it out.
-  const SensorLevels::Rows none{.of = [](const Sensor&) { return std::vector<Mapped>(); },
-                                .line_of = [](const Sensor&) { return std::size_t{3}; }};
-  EXPECT_TRUE(with_fullness(none).of(fullness_sensor()).empty());
+TEST(LogFullnessTest, ItsSensorHasARow) {
+  const auto mapping =
+      Mapping::parse(engine::read_file(POLAIGA_SOURCE_DIR "/sources/ipmi/ipmi.tsv", "the mapping"), "ipmi.tsv");
+  const auto found = mapping.of(fullness_sensor());
+  ASSERT_EQ(found.size(), 1U);
+  EXPECT_EQ(found[0].target.sensor, "SEL_FULLNESS");
+  EXPECT_EQ(found[0].target.entity, engine::find_entity("sys_board"));
+  EXPECT_EQ(found[0].ladder->level({.asserted = 0x0080}), 1);
+  EXPECT_EQ(found[0].ladder->level({.asserted = 0x0280}), 2);
+  EXPECT_EQ(found[0].ladder->level({.asserted = 0x0A80}), 3);
+  EXPECT_EQ(found[0].ladder->steps(0, 3), (std::vector<Step>{{117, 1}, {118, 1}, {119, 1}}));
+  EXPECT_EQ(found[0].ladder->steps(3, 0), (std::vector<Step>{{119, 1}, {118, 1}, {117, 0}}));
 }
 
 }  // namespace

@@ -91,6 +91,21 @@ TEST_F(StateFileTest, DamagedStateFileWithoutOneBeforeBeginsAnew) {
   EXPECT_EQ(told_.size(), 1U);
 }
 
+TEST_F(StateFileTest, AFileBehindALinkIsKeptAsAnyOther) {
+  std::filesystem::create_directory(dir_.file("elsewhere"));
+  std::filesystem::create_symlink(dir_.file("elsewhere/state"), path_);
+  dir_.write("elsewhere/state", "");
+  StateFile file(path_);
+  file.save(numbered(1));
+  file.save(numbered(2));
+  EXPECT_TRUE(std::filesystem::is_symlink(path_));
+  dir_.write("elsewhere/state", "damaged");
+  State want = numbered(1);
+  want.position.wants_new_epoch = true;
+  EXPECT_EQ(load(file), want);
+  EXPECT_EQ(dir_.read("state.damaged"), "damaged");
+}
+
 TEST_F(StateFileTest, WhoDeletesTheFileBeginsAnew) {
   StateFile file(path_);
   file.save(numbered(1));

@@ -41,8 +41,9 @@ inline Ladder single(const char* name, Held held, bool tells_presence, Rung only
 
 // TEMP... and HOT...: upper thresholds of the board. PSn...: a supply, its presence (offset 0 not set), a failure
 // (offset 1) and configuration errors (offset 6, by event data 3). PSnTEMP: upper thresholds of a supply. ECC...:
-// offset 1 by records alone. DISKn: missing (offset 0 not set), by a record, and there again by its state, too. Sensor
-// type C5h without a name: offset 0 by records. LEFT...: a row that leaves it out.
+// offset 1 by records alone. DISKn: missing (offset 0 not set), by a record, and there again by its state, too.
+// SEL_FULLNESS: how full the log is. Sensor type C5h without a name: offset 0 by records. LEFT...: a row that leaves it
+// out.
 inline SensorLevels::Rows rows() {
   const auto of = [](const Sensor& sensor) -> std::vector<Mapped> {
     const std::string& name = sensor.name;
@@ -65,6 +66,15 @@ inline SensorLevels::Rows rows() {
       Ladder missing = single("missing", Held::kLog, false, rung(0, {21, 1}, {21, 0}, false));
       missing.is_ended_by_state = true;
       return {mapped("storage", sensor, sensor.key.number, missing)};
+    }
+    if (name == "SEL_FULLNESS") {
+      return {
+          mapped("sys_board", sensor, 1,
+                 {.name = "log-full",
+                  .held = Held::kState,
+                  .tells_presence = false,
+                  .is_choice = false,
+                  .rungs = {rung(7, {117, 1}, {117, 0}), rung(9, {118, 1}, {118, 1}), rung(11, {119, 1}, {119, 1})}})};
     }
     if (sensor.sensor_type == 0xC5) {
       return {mapped("sys_board", sensor, sensor.key.number,

@@ -163,6 +163,19 @@ class FailuresTest(SystemTest):
                           "--state", server.state)
         self.assertEqual(adapter.wait(), 2)
 
+    def test_what_fails_at_a_start(self):
+        # A status after which the services start it again, since it may be over then.
+        server = self.system()
+        os.mkdir(server.state + ".lock")
+        server.start_adapter("--poll", "1")
+        self.assertEqual(server.adapter.wait(), 1)
+        self.assertIn("cannot make the file", server.adapter.text())
+        os.rmdir(server.state + ".lock")
+        server.follow("--poll", "1")
+        # The arguments stay wrong.
+        wrong = Process(system.POLAIGA_IPMI, *server.options(), "--map", server.file("not-there"))
+        self.assertEqual(wrong.wait(), 2)
+
     def test_a_password_file_that_others_may_read(self):
         server = self.system()
         os.chmod(server.password_file, 0o644)

@@ -269,7 +269,7 @@ workaround={FOREIGN}
         server.simulator.set_value("FP_TEMP_SENSOR", UP[0])
         server.wait_for({"sys/rack-unit-1/fault-F0154"}, patience=180)
 
-    def test_a_stop_while_a_request_waits(self):
+    def test_a_stop_while_the_controller_is_away(self):
         server = self.system()
         relay = Relay(server.simulator.port)
         server.simulator.target = relay.target

@@ -128,19 +128,22 @@ for file in "${files[@]:2}"; do
   done
 done
 
-# An engine or a server that does not start again must not keep the package from being configured. The script is run with a
-# systemctl that fails to restart, and with a directory in place of the one that shows that systemd runs.
-if has polaiga-web; then
-  mkdir -p "$work/running" "$work/fake"
-  printf '#!/bin/sh\n[ "$1" != try-restart ]\n' >"$work/fake/systemctl"
-  printf '#!/bin/sh\n' >"$work/fake/systemd-sysusers"
-  chmod 755 "$work"/fake/*
-  dpkg-deb --ctrl-tarfile "$work/polaiga-web_${version}_$architecture.deb" | tar -xO ./postinst | sed "s|/run/systemd/system|$work/running|" >"$work/postinst"
-  grep -qF "$work/running" "$work/postinst" || fail "the postinst of polaiga-web does not ask whether systemd runs"
+# A service that does not start again must not keep the package from being configured, nor may a device that is not there.
+# The script is run with programs that fail, and with a directory in place of the one that shows that systemd runs.
+declare -A advice=([web]='journalctl -u polaiga -n 20' [ipmi]="journalctl -u 'polaiga-ipmi*' -u 'polaiga@*' -n 20")
+mkdir -p "$work/running" "$work/fake"
+printf '#!/bin/sh\n[ "$1" != try-restart ]\n' >"$work/fake/systemctl"
+printf '#!/bin/sh\n' >"$work/fake/systemd-sysusers"
+for name in modprobe udevadm; do printf '#!/bin/sh\nexit 1\n' >"$work/fake/$name"; done
+chmod 755 "$work"/fake/*
+for name in web ipmi; do
+  has "polaiga-$name" || continue
+  dpkg-deb --ctrl-tarfile "$work/polaiga-${name}_${version}_$architecture.deb" | tar -xO ./postinst | sed "s|/run/systemd/system|$work/running|" >"$work/postinst"
+  grep -qF "$work/running" "$work/postinst" || fail "the postinst of polaiga-$name does not ask whether systemd runs"
   env -u DPKG_ROOT "PATH=$work/fake:$PATH" sh "$work/postinst" configure >"$work/log" 2>&1 ||
-    fail "a service that does not start again makes the postinst of polaiga-web fail"
-  grep -qF 'journalctl -u polaiga -n 20' "$work/log" || fail "the postinst of polaiga-web says: $(cat "$work/log")"
-fi
+    fail "a service that does not start again makes the postinst of polaiga-$name fail"
+  grep -qF "${advice[$name]}" "$work/log" || fail "the postinst of polaiga-$name says: $(cat "$work/log")"
+done
 
 if [ ${#emulator[@]} -gt 0 ]; then
   run=("${emulator[@]}" -E "LD_LIBRARY_PATH=$libraries:$sysroot/usr/lib/$triplet" "$root/usr/bin/polaiga")

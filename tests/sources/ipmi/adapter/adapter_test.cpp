@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "follow/engine_connection.h"
 #include "follow/state_text.h"
+#include "standard/hexadecimal.h"
 #include "support/fake_controller.h"
 #include "support/fake_engine.h"
 #include "support/manual_clock.h"
@@ -20,6 +22,13 @@ using test::Texts;
 using namespace std::chrono_literals;
 
 constexpr std::uint8_t kSpecific = kSensorSpecificReading;
+
+// The commands that change nothing in a controller: what it is, its log, its SDRs and its sensors. A reservation is
+// only for reading an SDR in pieces.
+const std::set<FakeController::Command> kReads = {
+    {NetFn::kApplication, 0x08}, {NetFn::kApplication, 0x37}, {NetFn::kStorage, 0x40}, {NetFn::kStorage, 0x43},
+    {NetFn::kStorage, 0x20},     {NetFn::kStorage, 0x22},     {NetFn::kStorage, 0x23}, {NetFn::kSensor, 0x20},
+    {NetFn::kSensor, 0x21},      {NetFn::kSensor, 0x22},      {NetFn::kSensor, 0x2D}};
 
 // A session that leads to a controller of the test, which outlives it.
 class Line final : public Session {
@@ -43,6 +52,13 @@ class AdapterTest : public ::testing::Test {
     fake_.add_sensor({.number = 4, .name = "ECC1", .sensor_type = 0x0C, .reading_type = kSpecific});
     fake_.set_state(2, 0x0001);
     start();
+  }
+  // Whatever happens, nothing is changed in the controller.
+  void TearDown() override {
+    for (const auto& [function, command] : fake_.commands()) {
+      EXPECT_TRUE(kReads.contains({function, command}))
+          << "command " << hex(command) << " of network function " << hex(static_cast<std::uint8_t>(function));
+    }
   }
 
   void start(std::string state = "state", bool with_history = false) {
@@ -564,6 +580,67 @@ TEST_F(AdapterTest, OtherRecordTypesAreLeftOut) {
   EXPECT_EQ(applied(), (Texts{"TEMP1 117/4"}));
 }
 
+TEST_F(AdapterTest, ItOnlyReads) {
+  fake_.device_guid.reset();
+  hot();
+  pass(70);
+  fake_.clear_log();
+  fake_.add_sensor({.number = 7, .name = "TEMP7"});
+  hot(9);
+  pass(70);
+  std::set<FakeController::Command> reads;
+  for (const auto& [function, command] : kReads) {
+    // A controller without a repository is asked for its own SDRs.
+    if (function != NetFn::kSensor || command == 0x2D) reads.insert({function, command});
+  }
+  EXPECT_EQ(fake_.commands(), reads);
+}
+
+TEST_F(AdapterTest, AfterAGapAllStatesAreReadAtOnce) {
+  // Idle, it reads four of them with each look at the log.
+  for (int number = 10; number < 130; ++number) {
+    fake_.add_sensor({.number = static_cast<std::uint8_t>(number), .name = "TEMP" + std::to_string(number)});
+  }
+  event(9, 1);
+  start();
+  pass(10);
+  fake_.clock += 5;
+  fake_.clear_log();
+  fake_.set_state(127, 0x0080);
+  hot();
+  pass(2);
+  EXPECT_EQ(applied(), (Texts{"TEMP1 117/4", "TEMP127 117/4"}));
+  EXPECT_TRUE(was_told("it was cleared"));
+}
+
+TEST_F(AdapterTest, SlowAnswers) {
+  pass();
+  // Each answer takes most of the time between two looks, and now and then there is none.
+  int asked = 0;
+  fake_.before_answer = [&] {
+    clock_.pass(1500ms);
+    if (++asked % 50 != 0) return;
+    clock_.pass(6s);
+    throw ControllerGone("it did not answer in time");
+  };
+  Texts all;
+  for (int i = 0; i < 30; ++i) {
+    i % 2 == 0 ? hot() : cool();
+    all.push_back(i % 2 == 0 ? "TEMP1 117/4" : "TEMP1 117/0");
+    pass(1);
+  }
+  pass(60);
+  EXPECT_EQ(applied(), all);
+  EXPECT_GE(asked, 50);
+  // Looks that were late are not made up for.
+  fake_.before_answer = [&] { clock_.pass(1500ms); };
+  pass(60);
+  fake_.before_answer = nullptr;
+  const int before = fake_.asked();
+  pass(60);
+  EXPECT_LE(fake_.asked() - before, 2 * 30 + 31 + 2);
+}
+
 TEST_F(AdapterTest, IdleItAsksLittleAndSavesNothing) {
   pass(70);
   const std::string state = dir_.read("state");
@@ -574,6 +651,7 @@ TEST_F(AdapterTest, IdleItAsksLittleAndSavesNothing) {
   EXPECT_LE(fake_.asked() - before, 2 * 30 + 31 + 2);
   EXPECT_EQ(dir_.read("state"), state);
   EXPECT_EQ(std::filesystem::last_write_time(dir_.file("state")), written);
+  EXPECT_EQ(opened_, 1) << "one session is for all of it";
 }
 
 }  // namespace

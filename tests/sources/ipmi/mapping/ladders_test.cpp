@@ -279,6 +279,7 @@ std::vector<Play> all_plays() {
     const std::string first = kRack + "/fan-module-1-" + n + "/fan-1";
     add({"FAN" + n + "_PRS", 0x04, 0x08}, "fan-missing", first, {"F0434 warning"});
     add({"FAN" + n + "_PRS", 0x04, 0x08}, "fan-missing.2", kRack + "/fan-module-1-" + n + "/fan-2", {"F0434 warning"});
+    add({"FAN" + n + "_STATUS", 0x04, 0x04}, "fan-failing", first, {"F0371 warning"});
     add({"FAN" + n + "_SPEED", 0x04}, "fan-slow", first, {"F0395 minor", "F0396 major", "F0397 critical"});
   }
   for (const SensorOf& fan : {SensorOf{"System Fan 7", 0x04, 0x01}, SensorOf{"Fan", 0x04, 0x01, 0x1D, 7}}) {
@@ -454,6 +455,32 @@ TEST(LaddersTest, EveryLadderOfTheFileIsPlayed) {
   std::set<std::string> played{"mem-inoperable"};
   for (const Play& play : all_plays()) played.insert(play.ladder.substr(0, play.ladder.find('.')));
   EXPECT_EQ(played, ladders_of_the_file());
+}
+
+// The lines of the rows of sensors.
+std::set<std::size_t> rows_of_the_file() {
+  std::set<std::size_t> rows;
+  std::size_t number = 0;
+  bool in_sensors = false;
+  std::istringstream lines(engine::read_table_file(POLAIGA_SOURCE_DIR "/sources/ipmi/ipmi.tsv"));
+  for (std::string line; std::getline(lines, line);) {
+    ++number;
+    const std::string first = line.substr(0, line.find('\t'));
+    if (first == "ladder" || first == "sensor") {
+      in_sensors = first == "sensor";
+    } else if (in_sensors && !first.empty() && !first.starts_with('#')) {
+      rows.insert(number);
+    }
+  }
+  return rows;
+}
+
+TEST(LaddersTest, EveryRowOfTheFileIsPlayed) {
+  std::set<std::size_t> played;
+  for (const Play& play : all_plays()) played.insert(mapped(play).line);
+  const std::set<std::size_t> rows = rows_of_the_file();
+  EXPECT_FALSE(rows.empty());
+  for (const std::size_t row : rows) EXPECT_TRUE(played.contains(row)) << "line " << row << " of ipmi.tsv";
 }
 
 TEST(LaddersTest, EverySensorThatTheLibraryKnowsByNameIsPlayed) {
@@ -651,6 +678,12 @@ TEST(LaddersTest, AMissingUnitTellsNothingElse) {
       {{{"P1_PRESENT", 0x07, 0x6F}, "cpu-missing", kBoard + "/cpu-1", {"F0842 warning"}},
        {{"P1_TEMP_SENS", 0x01}, "cpu-lower", kBoard + "/cpu-1", {"F0175 minor", "F0176 major", "F0177 critical"}}}};
   for (const Unit& one : talking) play_two(one.missing, one.other);
+  // The second fan of a module that is missing is not the next module.
+  for (const char* ladder : {"fan-missing", "fan-missing.2"}) {
+    const std::string fan = kRack + "/fan-module-1-1/fan-" + (ladder == std::string("fan-missing") ? "1" : "2");
+    play_two({{"FAN1_PRS", 0x04, 0x08}, ladder, fan, {"F0434 warning"}},
+             {{"FAN2_STATUS", 0x04, 0x04}, "fan-failing", kRack + "/fan-module-1-2/fan-1", {"F0371 warning"}});
+  }
 }
 
 }  // namespace

@@ -85,6 +85,7 @@ Answer FakeController::ask(NetFn function, std::uint8_t command, std::span<const
   ++asked_;
   const Command key{function, command};
   ++counts_[key];
+  if (before_answer) before_answer();
   if (refuses) throw ControllerRefuses(*refuses);
   if (gone) throw ControllerGone(*gone);
   if (gone_after && (*gone_after)-- <= 0) {
@@ -290,6 +291,12 @@ void FakeController::answer_always(NetFn function, std::uint8_t command, std::op
 int FakeController::asked(NetFn function, std::uint8_t command) const {
   const auto found = counts_.find({function, command});
   return found == counts_.end() ? 0 : found->second;
+}
+
+std::set<FakeController::Command> FakeController::commands() const {
+  std::set<Command> commands;
+  for (const auto& [command, count] : counts_) commands.insert(command);
+  return commands;
 }
 
 }  // namespace polaiga::ipmi

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -93,6 +94,8 @@ class FakeController : public Session {
   std::optional<std::string> gone;     // every request fails with this message
   std::optional<int> gone_after;       // so many requests are answered, and then it is gone
   std::optional<std::string> refuses;  // every request is refused with this message
+  // Is called before each answer, so that a controller can be slow.
+  std::function<void()> before_answer;
   // The next answers to a command, before those that are right.
   void answer_next(NetFn function, std::uint8_t command, Answer answer, int times = 1);
   // Every answer to a command, until it is told otherwise.
@@ -101,10 +104,12 @@ class FakeController : public Session {
   // --- What was asked.
   int asked() const { return asked_; }
   int asked(NetFn function, std::uint8_t command) const;
+  using Command = std::pair<NetFn, std::uint8_t>;
+  // The commands that were asked, each once.
+  std::set<Command> commands() const;
 
  private:
   using Bytes = std::span<const std::uint8_t>;
-  using Command = std::pair<NetFn, std::uint8_t>;
 
   struct Reading {
     bool is_available = false;

@@ -15,6 +15,9 @@ from simulator import PASSWORD, PATIENCE, USER, Simulator, until
 
 POLAIGA, POLAIGA_IPMI = "", ""  # the programs, which main() is told
 FOREIGN = "opensesspriv"  # the workaround that the simulator needs
+# Each event of these sensors has two states, of which one undoes the other.
+TO_AND_FRO = {"FAN1_TACH1", "FAN2_TACH1", "FAN3_TACH1", "FAN4_TACH1", "FAN4_TACH2", "PSU1_TEMP", "FP_TEMP_SENSOR", "PCI2_TEMP",
+              "ADAPTOR1_TEMP"}
 signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
 
 
@@ -71,6 +74,7 @@ class System:
         self.ledger, self.socket = self.file("ledger.db"), self.file("events.sock")
         self.state = self.file("state")
         self.password_file = self.write("password", PASSWORD + "\n")
+        self.user = USER
         self.engine = self.adapter = None
         self.simulator = simulator or Simulator(**more)
         self.start_engine()
@@ -90,7 +94,7 @@ class System:
         self.engine.wait_for("ready: ")
 
     def controller_options(self):
-        return ["--target", self.simulator.target, "--user", USER, "--password-file", self.password_file, "--cipher", "3",
+        return ["--target", self.simulator.target, "--user", self.user, "--password-file", self.password_file, "--cipher", "3",
                 "--workaround", FOREIGN]
 
     def options(self):
@@ -125,6 +129,27 @@ class System:
     def ids(self):
         """The ids of all events."""
         return self.ask("SELECT id FROM inputs ORDER BY seq")
+
+    def events(self):
+        """All events in order, as in "FAN1_TACH1 3/4"."""
+        return self.ask("SELECT sensor || ' ' || \"offset\" || '/' || \"state\" FROM inputs ORDER BY seq")
+
+    def told_twice(self):
+        """The events that say again what the one before of the same sensor and offset said, of those sensors whose events
+        go to and fro between two states. The ledger itself drops an event with an id that it knows, but not one that is
+        told again under another id."""
+        last, twice, seen = {}, [], set()
+        for event in self.events():
+            sensor, said = event.split()
+            offset, state = said.split("/")
+            if sensor not in TO_AND_FRO:
+                continue
+            seen.add(sensor)
+            if last.get((sensor, offset)) == state:
+                twice.append(event)
+            last[sensor, offset] = state
+        assert seen, "none of these sensors told anything"
+        return twice
 
     def wait_for(self, faults, patience=PATIENCE):
         """Until these faults are active, and no others."""

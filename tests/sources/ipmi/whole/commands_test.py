@@ -92,6 +92,7 @@ class CommandsTest(SystemTest):
 
     def test_it_changes_nothing_in_the_controller(self):
         server = self.system()
+        server.user = ADMINISTRATOR  # who might change something
         server.simulator.set_value("FAN1_TACH1", LOW[0])
         before = (server.simulator.ipmitool("sel", "list"), server.simulator.ipmitool("sdr", "info"),
                   server.simulator.ipmitool("sensor", "list"), server.simulator.ipmitool("mc", "getenables"))
@@ -100,6 +101,39 @@ class CommandsTest(SystemTest):
         after = (server.simulator.ipmitool("sel", "list"), server.simulator.ipmitool("sdr", "info"),
                  server.simulator.ipmitool("sensor", "list"), server.simulator.ipmitool("mc", "getenables"))
         self.assertEqual(after, before)
+
+    def test_check_of_saved_sensors(self):
+        server = self.system()
+        server.simulator.ipmitool("sdr", "dump", server.file("sdr.bin"))
+        server.simulator.kill()
+        listed, _ = run(system.POLAIGA_IPMI, "--check", "--sdr", server.file("sdr.bin"))
+        for name in server.simulator.sensors:
+            with self.subTest(name=name):
+                self.assertRegex(listed, rf"(?m)^{name}\t.*\t" + ("no row$" if name == "VENDOR_STATE" else "line [0-9]+, "))
+        self.assertRegex(listed, r"(?m)^FAN1_TACH1\t.*\bfan FAN1_TACH1 1\tits state cannot be read now$")
+
+    def test_options_that_do_not_go_together(self):
+        together = "--sel and --sdr are read in place of a controller"
+        for options, words in (
+                (("--sel", "F"), "--sel needs --print"),
+                (("--sel", "F", "--print", "--target", "192.0.2.7"), together),
+                (("--sel", "F", "--print", "--device", "/dev/ipmi0"), together),
+                (("--sdr", "F", "--check", "--target", "192.0.2.7"), together),
+                (("--sdr", "F"), "--sdr needs --sel or --check"),
+                (("--sdr", "F", "--print"), "--sdr needs --sel or --check"),
+                (("--target", "192.0.2.7"), "with --socket"),
+                (("--target", "192.0.2.7", "--state", "F"), "with --socket"),
+                (("--target", "192.0.2.7", "--socket", "F"), "with --state"),
+                (("--target", "192.0.2.7", "--socket", "F", "--once"), "with --state"),
+                (("--target", "192.0.2.7", "--device", "/dev/ipmi0", "--check"), "--target excludes --device"),
+                (("--target", "192.0.2.7", "--check", "--print"), "--check excludes --print"),
+                (("--target", "192.0.2.7", "--check", "--cipher", "4"), "--cipher"),
+                (("--target", "192.0.2.7", "--check", "--workaround", "magic"), "there is no workaround 'magic'"),
+                (("--target", "192.0.2.7", "--check", "--poll", "0"), "--poll")):
+            with self.subTest(options=options):
+                printed, said = run(system.POLAIGA_IPMI, *options, status=2)
+                self.assertEqual(printed, "")
+                self.assertIn(words, said)
 
     def test_a_log_and_sensors_that_ipmitool_saved(self):
         server = self.system()

@@ -4,6 +4,7 @@ import signal
 import socket
 import sys
 import threading
+import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "../support"))
 import system
@@ -17,11 +18,13 @@ LOG_LOW, LOG_VERY_LOW, LOG_FULL = (f"sys/rack-unit-1/mgmt/log-SEL-0/fault-{code}
 
 
 class Relay:
-    """Stands between polaiga-ipmi and a controller, and counts the sessions that are asked for."""
+    """Stands between polaiga-ipmi and a controller, and counts the sessions that are asked for. While it is cut, it swallows
+    what is asked, and counts that."""
     OPEN_SESSION = bytes([0x06, 0x10])  # RMCP+, and the type of the payload; they come after four bytes
 
     def __init__(self, port):
-        self.sessions = 0
+        self.sessions = self.swallowed = 0
+        self.is_cut = False
         self.front, self.back = (socket.socket(socket.AF_INET, socket.SOCK_DGRAM) for _ in range(2))
         self.front.bind(("127.0.0.1", 0))
         self.back.connect(("127.0.0.1", port))
@@ -33,6 +36,9 @@ class Relay:
     def ask(self):
         while True:
             packet, self.asker = self.front.recvfrom(4096)
+            if self.is_cut:
+                self.swallowed += 1
+                continue
             self.sessions += packet[4:6] == self.OPEN_SESSION
             self.back.send(packet)
 
@@ -102,13 +108,15 @@ class FailuresTest(SystemTest):
         server = self.started()
         server.simulator.set_value("FAN1_TACH1", LOW[0])
         server.wait_for({SLOW_FAN})
-        said = len(server.adapter.said)
         server.simulator.kill()
-        until("it is told", lambda: len(server.adapter.said) > said, patience=180)
+        server.adapter.wait_for("the controller cannot be asked")
         self.assertEqual(server.faults(), {SLOW_FAN})
         self.assertFalse(server.adapter.has_ended())
         server.simulator.start()
         server.wait_for(set(), patience=180)
+        # It tried several times, and said so once.
+        self.assertEqual(server.adapter.text().count("the controller cannot be asked"), 1)
+        self.assertIn("the controller answers again", server.adapter.text())
 
     def test_another_controller_in_its_place(self):
         server = self.started()
@@ -119,15 +127,18 @@ class FailuresTest(SystemTest):
         server.simulator = Simulator(port=port, guid="b123456789abcdefb123456789abcdef")
         server.simulator.set_value("FAN2_TACH1", LOW[0])
         server.wait_for({SLOW_FAN_2}, patience=180)
+        server.adapter.wait_for("another controller answers")
 
     def test_an_engine_that_is_away(self):
         server = self.started()
         server.engine.kill()
         server.simulator.set_value("FAN1_TACH1", LOW[0])
+        server.adapter.wait_for("the engine cannot be reached")
         server.simulator.heal("FAN1_TACH1")
         server.simulator.set_value("FAN2_TACH1", LOW[0])
         server.start_engine()
         server.wait_for({SLOW_FAN_2})
+        self.assertEqual(server.events(), ["FAN1_TACH1 3/4", "FAN1_TACH1 3/0", "FAN2_TACH1 3/4"])
         server.simulator.heal_all()
         server.wait_for(set())
 
@@ -272,9 +283,16 @@ workaround={FOREIGN}
         server.wait_for({"sys/rack-unit-1/fault-F0154"}, patience=180)
 
     def test_a_stop_while_the_controller_is_away(self):
-        server = self.started()
-        server.simulator.kill()
+        server = self.system()
+        relay = Relay(server.simulator.port)
+        server.simulator.target = relay.target
+        server.follow("--poll", "1")
+        relay.is_cut = True
+        until("a request waits", lambda: relay.swallowed > 0)
+        began = time.monotonic()
         self.assertEqual(server.adapter.end(), 0)
+        # A request is given up after some seconds, and the program ends itself after ten.
+        self.assertLess(time.monotonic() - began, 12)
 
 
 if __name__ == "__main__":

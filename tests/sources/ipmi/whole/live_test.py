@@ -5,6 +5,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import threading
 import urllib.request
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "../support"))
@@ -15,10 +16,14 @@ def main():
     example, programs = sys.argv[1:]
     with tempfile.TemporaryDirectory() as directory:
         live = subprocess.Popen([example, programs], stdout=subprocess.PIPE, text=True, env={**os.environ, "TMPDIR": directory})
+        # One that says nothing must not be waited for for ever.
+        silence = threading.Timer(PATIENCE, live.terminate)
+        silence.start()
         try:
             address = live.stdout.readline().split()[1]
             assert address.startswith("http://127.0.0.1:"), address
             lines = [live.stdout.readline() for _ in range(4)]
+            silence.cancel()
             stop, start = lines[1].split(), lines[3].split()
             assert stop[:2] == [example, "--stop-fan"] and start[:2] == [example, "--start-fan"], lines
 
@@ -36,6 +41,7 @@ def main():
             assert live.wait(PATIENCE) == 0, live.returncode
             assert os.listdir(directory) == [], os.listdir(directory)
         finally:
+            silence.cancel()
             if live.poll() is None:
                 live.terminate()
                 live.wait(PATIENCE)

@@ -44,7 +44,7 @@ void LogFollower::tell_loop(const Position& position, std::uint16_t to) {
 }
 
 // Nothing: the cursor's record is gone, or another one has its id.
-std::optional<LogFollower::Place> LogFollower::after_cursor(Controller& controller, const Position& position) const {
+std::optional<LogFollower::Place> LogFollower::after_cursor(Controller& controller, const Position& position) {
   if (position.trail.empty()) return Place{position};
   const ReadRecord& cursor = position.trail.back();
   const auto entry = controller.log_entry(cursor.id);

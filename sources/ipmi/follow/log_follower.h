@@ -57,7 +57,7 @@ class LogFollower {
 
   // Where to read on; sets what it finds out on the way in the batch.
   Place find_place(Controller& controller, const LogInfo& info, LogBatch& batch);
-  std::optional<Place> after_cursor(Controller& controller, const Position& position) const;
+  static std::optional<Place> after_cursor(Controller& controller, const Position& position);
   static std::optional<Place> find_again(Controller& controller, const Position& position);
   bool take(Controller& controller, Place& place, LogBatch& batch);
   std::optional<LogEntry> entry_zero(Controller& controller, const SelBytes& cursor);

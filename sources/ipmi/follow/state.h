@@ -2,12 +2,12 @@
 #pragma once
 
 #include <array>
-#include <compare>
 #include <cstdint>
 #include <deque>
 #include <map>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "controller/controller.h"
@@ -22,7 +22,10 @@ struct SensorId {
   SensorKey key;
   std::uint8_t reading_type = 0;
 
-  auto operator<=>(const SensorId&) const = default;
+  bool operator==(const SensorId&) const = default;
+  bool operator<(const SensorId& other) const {
+    return std::tie(key, reading_type) < std::tie(other.key, other.reading_type);
+  }
 };
 
 struct SensorMemory {
@@ -39,7 +42,8 @@ struct LadderId {
   SensorId sensor;
   std::string place;  // the ladder's name, and what it tells of
 
-  auto operator<=>(const LadderId&) const = default;
+  bool operator==(const LadderId&) const = default;
+  bool operator<(const LadderId& other) const { return std::tie(sensor, place) < std::tie(other.sensor, other.place); }
 };
 
 // What the engine was told of a sensor that is on a rung.

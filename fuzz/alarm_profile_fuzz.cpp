@@ -16,21 +16,6 @@ using engine::TableError;
 
 constexpr const char* kFile = "tables/alarms.tsv";
 
-// FILE:LINE:CHARACTER: what is wrong
-void check_complaint(std::string_view complaint) {
-  check(is_printable(complaint), "a complaint can be shown");
-  check(complaint.starts_with(kFile), "a complaint names the file");
-  complaint.remove_prefix(std::string_view(kFile).size());
-  for (int number = 0; number < 2; ++number) {
-    check(complaint.starts_with(':'), "a complaint names line and character");
-    complaint.remove_prefix(1);
-    const std::size_t digits = complaint.find_first_not_of("0123456789");
-    check(digits != 0 && digits != std::string_view::npos && complaint.front() != '0', "they are counted from 1");
-    complaint.remove_prefix(digits);
-  }
-  check(complaint.starts_with(": ") && complaint.size() > 2, "a complaint says what is wrong");
-}
-
 // Tries all that a star may stand for, one after the other. `steps` bounds the time.
 bool fits_level(std::string_view pattern, std::string_view level, int& steps) {
   if (--steps < 0) return false;
@@ -114,7 +99,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   try {
     profile = AlarmProfile(text, kFile);
   } catch (const TableError& error) {
-    check_complaint(error.what());
+    check_table_complaint(error.what(), kFile);
     return 0;
   }
   check(profile.text() == text, "the text is kept as it is");

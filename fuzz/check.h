@@ -23,4 +23,19 @@ inline bool is_printable(std::string_view text) {
          }) == text.end();
 }
 
+// A complaint about a table has the form FILE:LINE:CHARACTER: what is wrong.
+inline void check_table_complaint(std::string_view complaint, std::string_view file) {
+  check(is_printable(complaint), "a complaint can be shown");
+  check(complaint.starts_with(file), "a complaint names the file");
+  complaint.remove_prefix(file.size());
+  for (int number = 0; number < 2; ++number) {
+    check(complaint.starts_with(':'), "a complaint names line and character");
+    complaint.remove_prefix(1);
+    const std::size_t digits = complaint.find_first_not_of("0123456789");
+    check(digits != 0 && digits != std::string_view::npos && complaint.front() != '0', "they are counted from 1");
+    complaint.remove_prefix(digits);
+  }
+  check(complaint.starts_with(": ") && complaint.size() > 2, "a complaint says what is wrong");
+}
+
 }  // namespace polaiga::fuzz

@@ -87,21 +87,6 @@ void check_rows(const Row* rows, std::int32_t size) {
   for (std::int32_t i = 0; i < size; ++i) check_row(rows[i], i + 1);
 }
 
-// FILE:LINE:CHARACTER: COLUMN: what is wrong
-void check_complaint(std::string_view complaint, std::string_view file) {
-  check(is_printable(complaint), "a complaint can be shown");
-  check(complaint.starts_with(file), "a complaint names the file");
-  complaint.remove_prefix(file.size());
-  for (int number = 0; number < 2; ++number) {
-    check(complaint.starts_with(':'), "a complaint names line and character");
-    complaint.remove_prefix(1);
-    const std::size_t digits = complaint.find_first_not_of("0123456789");
-    check(digits != 0 && digits != std::string_view::npos && complaint.front() != '0', "they are counted from 1");
-    complaint.remove_prefix(digits);
-  }
-  check(complaint.starts_with(": ") && complaint.size() > 2, "a complaint says what is wrong");
-}
-
 }  // namespace
 }  // namespace polaiga::fuzz
 
@@ -125,7 +110,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   try {
     polaiga::engine::install_host_tables(tables, "tables");
   } catch (const TableError& error) {
-    check_complaint(error.what(), file);
+    check_table_complaint(error.what(), file);
     const Installed after;
     check(std::memcmp(&before, &after, sizeof after) == 0, "a table that is refused changes nothing");
     return 0;

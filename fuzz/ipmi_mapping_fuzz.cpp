@@ -17,21 +17,6 @@ using namespace polaiga::ipmi;
 
 const std::string kFile = "ipmi/site.tsv";
 
-// FILE:LINE:CHARACTER: what is wrong
-void check_complaint(std::string_view complaint) {
-  check(is_printable(complaint), "a complaint can be shown");
-  check(complaint.starts_with(kFile), "a complaint names the file");
-  complaint.remove_prefix(kFile.size());
-  for (int number = 0; number < 2; ++number) {
-    check(complaint.starts_with(':'), "a complaint names line and character");
-    complaint.remove_prefix(1);
-    const std::size_t digits = complaint.find_first_not_of("0123456789");
-    check(digits != 0 && digits != std::string_view::npos && complaint.front() != '0', "they are counted from 1");
-    complaint.remove_prefix(digits);
-  }
-  check(complaint.starts_with(": ") && complaint.size() > 2, "a complaint says what is wrong");
-}
-
 void check_target(const Target& target) {
   check(target.entity != nullptr, "a target has an entity");
   check(!target.sensor.empty() && target.sensor.size() <= 19, "a name has 1 to 19 bytes");
@@ -96,7 +81,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   try {
     mapping = Mapping::parse(text, kFile);
   } catch (const polaiga::engine::TableError& error) {
-    check_complaint(error.what());
+    check_table_complaint(error.what(), kFile);
     return 0;
   }
   std::set<std::string_view> names{"", "FAN3_TACH1", "SAS11_HDD3 of a long name", "\xFF\x01"};

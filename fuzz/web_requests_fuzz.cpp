@@ -203,7 +203,10 @@ class Laboratory {
     application_.add("redfish", redfish_);
     application_.add("restconf", restconf_);
     application_.add(".well-known", host_meta_);
-    live_.wait("", 0, std::chrono::seconds(30));
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!live_.view() && std::chrono::steady_clock::now() < end) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
     check(live_.view() != nullptr, "the ledger is read");
     log_in();
   }

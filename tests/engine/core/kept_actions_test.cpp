@@ -5,6 +5,7 @@
 
 #include "core/recorder.h"
 #include "intake/event_parser.h"
+#include "ledger/alarm_facts.h"
 #include "ledger/reader.h"
 #include "ledger/tables.h"
 #include "ledger/verification.h"
@@ -86,6 +87,25 @@ class KeptActionsTest : public ::testing::Test {
   std::optional<Ledger> ledger_;
   std::unique_ptr<Recorder> recorder_;
 };
+
+TEST_F(KeptActionsTest, WhoAcknowledgesOrClosesAnAlarmHasSeenIt) {
+  start({.events = 50, .days = 0, .bytes = 0});
+  for (const int fan : {1, 2, 3}) event(fan, 1);  // alarms 1, 2 and 3
+  clock_.pass(3);
+  for (const ChangeNumber alarm : {1, 2, 3}) act(ActionKind::kComment, alarm, "looking");
+  clock_.pass(2);
+  act(ActionKind::kAcknowledge, 1, "");
+  clock_.pass(4);
+  act(ActionKind::kClose, 2, "");
+  act(ActionKind::kUnacknowledge, 1, "");
+  act(ActionKind::kAcknowledge, 1, "");
+  write();
+  std::vector<std::string> seen;
+  LedgerReader(path_).alarm_facts("", [&](const AlarmFact& fact) {
+    seen.push_back(fact.acknowledged ? "after " + std::to_string(*fact.acknowledged - kToday) : "not yet");
+  });
+  EXPECT_EQ(seen, (std::vector<std::string>{"after 5", "after 9", "not yet"}));
+}
 
 TEST_F(KeptActionsTest, TheyGoWithTheirAlarm) {
   start({.events = 50, .days = 0, .bytes = 0});

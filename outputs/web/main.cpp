@@ -48,7 +48,7 @@ struct Options {
   std::string program = "polaiga";
   std::vector<std::string> hosts;
   std::size_t most_series = Metrics::kMostSeries;
-  // Of who may see alarms and act on them.
+  // These say who may see alarms, and who may act on them.
   AccessOptions access;
   std::string proxy_user;
   std::string certificate;

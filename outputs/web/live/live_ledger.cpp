@@ -150,7 +150,7 @@ void LiveLedger::show(std::shared_ptr<const View> view) {
     problem_.reset();
   }
   if (was_unreadable) tell_("The ledger can be read again.");
-  changes_.notify();  // who asks now finds no problem
+  changes_.notify();  // after the problem was reset, so that whoever asks now finds none
 }
 
 void LiveLedger::fail(const std::string& problem) {

@@ -59,7 +59,8 @@ class LiveLedger {
   // came last are in memory; others are read from the ledger. Throws LedgerError.
   LiveChanges after(engine::ChangeNumber number, std::size_t most);
 
-  // Is called, in the thread of this, each time when there is a new view or another problem, or none any more.
+  // `call` is called by the thread of this object when there is a new view, when the ledger cannot be read any more,
+  // and when it can be read again.
   void on_change(std::function<void()> call) { changes_.set(std::move(call)); }
 
  private:

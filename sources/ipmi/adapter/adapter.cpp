@@ -35,8 +35,8 @@ void Adapter::use_rows(const SensorLevels::Rows& rows) {
   is_changed_ = true;
 }
 
-// When nothing waits any more, the acknowledgements are saved, too. Before that the engine knows what is sent again by
-// its id.
+// When no event waits any more, the acknowledgements are saved, too. Until then a sudden end only has the events sent
+// again, and the engine recognises them by their ids.
 bool Adapter::must_save() const {
   const bool has_acknowledged_all = state_.pending.empty() && !saved_.pending.empty();
   return has_acknowledged_all || (is_changed_ && state_ != saved_);

@@ -14,8 +14,9 @@ class EventSink {
  public:
   virtual ~EventSink() = default;
 
-  // Sends on, and never waits. `lines` are all events that are not acknowledged, in order; only the first `sendable`
-  // of them may be sent. Returns how many of the first are done with since the last call: the caller drops these.
+  // Goes on sending, and never waits. `lines` are all events that are not acknowledged, in order; only the first
+  // `sendable` of them may be sent. Returns how many of the first lines were acknowledged or refused since the last
+  // call; the caller drops these.
   virtual std::size_t deliver(const std::deque<std::string>& lines, std::size_t sendable) = 0;
 
   // How many events were refused, and dropped.

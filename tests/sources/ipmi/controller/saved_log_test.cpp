@@ -112,7 +112,7 @@ std::vector<Sensor> board() {
 TEST(SavedLog, AsATable) {
   const auto sensors = board();
   const auto records = parse(
-      "Caching SDR repository information: /root/.freeipmi/sdr-cache/sdr-cache-vm.localhost\n"
+      "Caching SDR repository information: /home/anna/.freeipmi/sdr-cache/sdr-cache-bmc1.example\n"
       "ID | Date        | Time     | Name             | Type         | Event Direction   | Event\n"
       "258| Jan-01-2000 | 00:00:00 | FAN1_TACH1       | Fan          | Assertion Event   | Lower Critical - going low "
       "; "

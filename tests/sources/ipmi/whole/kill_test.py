@@ -91,7 +91,7 @@ def main():
                         server.simulator.start()
                 elif what == "disk":
                     disk.fill()
-                    time.sleep(chance.uniform(0, LONGEST))
+                    time.sleep(chance.uniform(0, LONGEST))  # the disk is full for a while
                     restart_adapter(server)
                     disk.make_room()
                 else:

@@ -1,5 +1,7 @@
 #include "ledger/change_feed.h"
 
+#include <algorithm>
+#include <map>
 #include <set>
 #include <utility>
 
@@ -14,6 +16,41 @@ namespace {
 bool is_left_out(const ActiveRow& row, const std::set<ChangeNumber>& shown) {
   const bool is_told_apart = row.standing.was_told && !shown.contains(row.fault.alarm);
   return row.chattering && !is_told_apart;
+}
+
+// The chattering faults by the alarms that outputs take for active.
+std::map<ChangeNumber, ChatteringFault> shown_alarms(StoredRows& rows) {
+  std::map<ChangeNumber, ChatteringFault> shown;
+  for (const ChatteringFault& fault : rows.chattering()) {
+    if (fault.shown_alarm != 0) shown.emplace(fault.shown_alarm, fault);
+  }
+  return shown;
+}
+
+FeedAlarm feed_alarm(ActiveRow&& row) {
+  const ChangeNumber number = row.fault.alarm;
+  return {.number = number,
+          .created = row.alarm_since,
+          .fault = std::move(row.fault),
+          .shown = std::move(row.shown),
+          .standing = row.standing,
+          .is_out_of_service = row.is_out_of_service,
+          .chattering = std::move(row.chattering)};
+}
+
+// Of an alarm that is over, though outputs take it for active because its fault is chattering.
+std::optional<FeedAlarm> feed_alarm_that_is_over(StoredRows& rows, const ChatteringFault& chattering) {
+  const auto alarm = rows.alarm(chattering.shown_alarm);
+  if (!alarm) return std::nullopt;
+  const auto step = std::ranges::find(alarm->steps, chattering.fault_dn, &StoredFault::fault_dn);
+  if (step == alarm->steps.end()) return std::nullopt;
+  return FeedAlarm{.number = alarm->number,
+                   .created = alarm->created,
+                   .fault = *step,
+                   .shown = rows.record(step->raised),
+                   .standing = alarm->standing,
+                   .is_out_of_service = alarm->is_out_of_service,
+                   .chattering = chattering};
 }
 
 }  // namespace
@@ -31,6 +68,14 @@ std::optional<ChangeNumber> ChangeFeed::cursor(const std::string& publisher) {
     Statement row(connection_->db(), "SELECT " + columns_sql<CursorRow>() + " FROM publisher_cursor WHERE name = ?");
     if (!row.with(publisher).step()) return std::nullopt;
     return read_row<CursorRow>(row).change;
+  });
+}
+
+ChangeNumber ChangeFeed::oldest_number() {
+  return connection_->ask([&] {
+    StoredRows rows(connection_->db());
+    const ChangeNumber oldest = rows.ledger().watermark_change + 1;
+    return oldest <= rows.last_change() ? oldest : 0;
   });
 }
 
@@ -55,6 +100,42 @@ Snapshot ChangeFeed::snapshot() {
     std::erase_if(snapshot.active, [&shown](const ActiveRow& row) { return is_left_out(row, shown); });
     snapshot.damage = std::move(rows.left_out);
     return snapshot;
+  });
+}
+
+FeedStart ChangeFeed::start() {
+  return connection_->ask([&] {
+    StoredRows rows(connection_->db());
+    FeedStart start{.number = rows.last_change(), .alarms = rows.active_alarms()};
+    for (const auto& shown : shown_alarms(rows)) start.alarms.push_back(shown.first);
+    std::ranges::sort(start.alarms);
+    const auto again = std::ranges::unique(start.alarms);
+    start.alarms.erase(again.begin(), again.end());
+    return start;
+  });
+}
+
+FeedAlarms ChangeFeed::alarms(std::span<const ChangeNumber> numbers) {
+  return connection_->ask([&] {
+    StoredRows rows(connection_->db());
+    const std::map<ChangeNumber, ChatteringFault> shown = shown_alarms(rows);
+    FeedAlarms found;
+    for (const ChangeNumber number : numbers) {
+      rows.leave_out_damage([&] {
+        const auto chattering = shown.find(number);
+        std::optional<ActiveRow> row = rows.active_of(number);
+        std::optional<FeedAlarm> alarm;
+        if (chattering == shown.end()) {
+          if (row && !(row->chattering && !row->standing.was_told)) alarm = feed_alarm(std::move(*row));
+        } else {
+          alarm = row ? feed_alarm(std::move(*row)) : feed_alarm_that_is_over(rows, chattering->second);
+          if (alarm) alarm->fault.severity = chattering->second.shown_severity;
+        }
+        if (alarm) found.alarms.push_back(std::move(*alarm));
+      });
+    }
+    found.damage = std::move(rows.left_out);
+    return found;
   });
 }
 

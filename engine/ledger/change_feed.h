@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,31 @@ struct Snapshot {
   std::vector<FeedChattering> chattering;       // by the DN of the fault
   std::shared_ptr<const AlarmProfile> profile;  // what the site says of alarms; never null
   std::vector<std::string> damage;              // what could not be read of the ledger; a sentence each
+};
+
+// An alarm that outputs take for active: one that is or, of a chattering fault, the one that they were told of last.
+struct FeedAlarm {
+  ChangeNumber number = 0;  // of its first raise; with the ledger's id it names the alarm for ever
+  Moment created = 0;
+  StoredFault fault;                          // with the severity that outputs take it to have
+  StoredRecord shown;                         // the record that it shows
+  AlarmStanding standing = {};
+  bool is_out_of_service = false;
+  std::optional<ChatteringFault> chattering;  // nothing: the fault is not chattering
+
+  // Whether operators have silenced it.
+  bool is_silenced() const { return is_out_of_service || standing.shelved != 0; }
+};
+
+// Where to begin: the alarms that outputs take for active right after change `number`.
+struct FeedStart {
+  ChangeNumber number = 0;
+  std::vector<ChangeNumber> alarms;  // ascending
+};
+
+struct FeedAlarms {
+  std::vector<FeedAlarm> alarms;    // in the order in which they were asked for
+  std::vector<std::string> damage;  // what could not be read of the ledger; a sentence each
 };
 
 struct Feed {
@@ -61,7 +87,18 @@ class ChangeFeed {
   // Where a publisher's cursor is; nothing when it has none.
   std::optional<ChangeNumber> cursor(const std::string& publisher);
 
+  // The number of the oldest change that is still there; 0: there is none.
+  ChangeNumber oldest_number();
+
   Snapshot snapshot();
+
+  // The same as a snapshot in parts, for those who want little memory, however many alarms there are: start() and then
+  // alarms() of all that it names. Whoever then follows the changes after start().number and asks for each alarm that
+  // they touch again has what a snapshot says.
+  FeedStart start();
+
+  // Those of the alarms that outputs take for active now, as they are now.
+  FeedAlarms alarms(std::span<const ChangeNumber> numbers);
 
   // The changes after `number`, at most `most`, without those that are folded because a fault is chattering. It reads
   // no more rows than that, whatever the size of the ledger; so there may be more also when it has none. Fails when the

@@ -40,6 +40,11 @@ Moment moment_of(const Statement& row, int column) {
   return at;
 }
 
+// A fault is active exactly when it is reported.
+constexpr const char* kActiveFaults =
+    "SELECT DISTINCT report.fault, coalesce(fault.later_alarm, fault.alarm) "
+    "FROM report LEFT JOIN fault ON fault.number = report.fault ORDER BY report.fault";
+
 }  // namespace
 
 StoredRows::StoredRows(const Database& db)
@@ -117,29 +122,49 @@ std::optional<HostTables> StoredRows::latest_tables() {
   return found;
 }
 
-// A fault is active exactly when it is reported.
+std::optional<StandingRow> StoredRows::standing_of(ChangeNumber fault, ChangeNumber alarm) {
+  const Reports reports = reports_of(fault);
+  if (reports.reporters == 0) return std::nullopt;  // they are left out
+  return StandingRow{.era = 0,
+                     .fault = fault,
+                     .alarm = alarm,
+                     .severity = Severity::kIndeterminate,
+                     .shown = reports.shown,
+                     .reporters = reports.reporters,
+                     .updated_at = 0,
+                     .count = 0};
+}
+
 std::vector<ActiveRow> StoredRows::active() {
-  Statement rows(db_,
-                 "SELECT DISTINCT report.fault, coalesce(fault.later_alarm, fault.alarm) "
-                 "FROM report LEFT JOIN fault ON fault.number = report.fault ORDER BY report.fault");
+  Statement rows(db_, kActiveFaults);
   std::vector<StandingRow> standing;
   leave_out_damage([&] {
     while (rows.step()) {
       leave_out_damage([&] {
-        const Reports reports = reports_of(rows.integer(0));
-        if (reports.reporters == 0) return;  // they are left out
-        standing.push_back({.era = 0,
-                            .fault = rows.integer(0),
-                            .alarm = rows.integer(1),
-                            .severity = Severity::kIndeterminate,
-                            .shown = reports.shown,
-                            .reporters = reports.reporters,
-                            .updated_at = 0,
-                            .count = 0});
+        if (const auto one = standing_of(rows.integer(0), rows.integer(1))) standing.push_back(*one);
       });
     }
   });
   return active_rows(standing, std::nullopt);
+}
+
+std::vector<ChangeNumber> StoredRows::active_alarms() {
+  Statement rows(db_, kActiveFaults);
+  std::vector<ChangeNumber> alarms;
+  leave_out_damage([&] {
+    while (rows.step()) alarms.push_back(rows.integer(1));
+  });
+  std::ranges::sort(alarms);
+  return alarms;
+}
+
+std::optional<ActiveRow> StoredRows::active_of(ChangeNumber alarm) {
+  if (!alarms_.with(alarm).step()) return std::nullopt;
+  const auto row = read_row<AlarmRow>(alarms_);
+  if (row.merged) return std::nullopt;
+  const auto standing = standing_of(row.fault, alarm);
+  if (!standing) return std::nullopt;
+  return active_row(*standing, std::nullopt);
 }
 
 std::vector<ActiveRow> StoredRows::active_at(Moment at) {

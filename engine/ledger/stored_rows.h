@@ -56,6 +56,10 @@ class StoredRows {
   std::vector<ActiveRow> active();
   std::vector<ActiveRow> active_at(Moment at);
 
+  // The alarms that have an active fault, by number, and the active fault of one; nothing: it is over.
+  std::vector<ChangeNumber> active_alarms();
+  std::optional<ActiveRow> active_of(ChangeNumber alarm);
+
   // The changes after a number, in their order, or those before it, backwards.
   // `take` answers whether to go on. Damaged ones are left out.
   enum class Direction { kForwards, kBackwards };
@@ -118,6 +122,8 @@ class StoredRows {
   };
 
   static ChangeOfFault change(const Statement& row);
+  // Nothing when nobody reports the fault.
+  std::optional<StandingRow> standing_of(ChangeNumber fault, ChangeNumber alarm);
   // As it was after change `through`; nothing: as it is.
   std::vector<ActiveRow> active_rows(const std::vector<StandingRow>& standing, std::optional<ChangeNumber> through);
   ActiveRow active_row(const StandingRow& one, std::optional<ChangeNumber> through);

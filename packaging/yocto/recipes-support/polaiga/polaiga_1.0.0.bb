@@ -27,7 +27,7 @@ PACKAGECONFIG[time64] = "-DPOLAIGA_TIME64=ON,-DPOLAIGA_TIME64=OFF"
 
 # The web server is left out, whatever libraries the image has: it needs five more of them, and nobody has tried it on a
 # controller. So is the source that reads IPMI, which asks controllers and does not run on one.
-EXTRA_OECMAKE = "-DCMAKE_SKIP_INSTALL_RPATH=ON -DPOLAIGA_WEB=OFF -DPOLAIGA_IPMI=OFF -DPOLAIGA_UNIT_DIR=${systemd_system_unitdir}"
+EXTRA_OECMAKE = "-DCMAKE_SKIP_INSTALL_RPATH=ON -DPOLAIGA_WEB=OFF -DPOLAIGA_IPMI=OFF -DPOLAIGA_SNMP=OFF -DPOLAIGA_MQTT=OFF -DPOLAIGA_ALERTMANAGER=OFF -DPOLAIGA_UNIT_DIR=${systemd_system_unitdir}"
 
 SYSTEMD_PACKAGES = "${@bb.utils.contains('PACKAGECONFIG', 'program', '${PN}', '', d)}"
 SYSTEMD_SERVICE:${PN} = "polaiga.service"

@@ -109,8 +109,9 @@ std::optional<Options> read_command_line(int argc, const char* const* argv, int&
   program.add_option("--page-url", texts.page, "Address of the page that shows this ledger, for links to alarms");
   program.add_option("--resend", texts.resend, "Time after which active alerts are told again, from 1s to 1h")
       ->capture_default_str();
-  program.add_option("--tls-ca", options.files.authorities,
-                     "File with the certificates of those who may sign the peers' certificates, in place of the system's");
+  program.add_option(
+      "--tls-ca", options.files.authorities,
+      "File with the certificates of those who may sign the peers' certificates, in place of the system's");
   program.add_option("--tls-cert", options.files.certificate, "File with the certificate of this program");
   program.add_option("--tls-key", options.files.key, "File with its key, which nobody else may read");
   program.add_option("--credentials-file", options.files.credentials,

@@ -22,8 +22,8 @@ class AlertBoard {
 
   // The alarm of this number is now so, or not there any more (null). An alert that begins comes before one that ends
   // for it, so that there is none of its object at no moment. At most three turns.
-  std::vector<AlertTurn> take(engine::ChangeNumber number, const output::OutputAlarm* alarm,
-                              std::string_view ledger_id, const engine::AlarmProfile& profile);
+  std::vector<AlertTurn> take(engine::ChangeNumber number, const output::OutputAlarm* alarm, std::string_view ledger_id,
+                              const engine::AlarmProfile& profile);
 
   // The numbers of the alarms that are alerts.
   std::vector<engine::ChangeNumber> alarms() const;
@@ -42,7 +42,7 @@ class AlertBoard {
   AlertTurn remove(const AlertPointer& alert, const Alert* as_it_ends);
 
   Identity identity_;
-  std::unordered_map<std::string, Holders> holders_;            // by their labels
+  std::unordered_map<std::string, Holders> holders_;  // by their labels
   std::map<engine::ChangeNumber, AlertPointer> by_alarm_;
 };
 

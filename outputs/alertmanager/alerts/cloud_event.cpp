@@ -83,8 +83,8 @@ std::string snapshot_event(const PicturePart& part, std::span<const output::Outp
                            const std::string& source) {
   JsonArray list;
   for (const output::OutputAlarm& alarm : alarms) list.add(output::output_alarm_form(alarm, ledger_id, profile));
-  const std::string id = std::string(ledger_id) + "-snapshot-" + std::to_string(part.number) + "-" +
-                         std::to_string(part.part);
+  const std::string id =
+      std::string(ledger_id) + "-snapshot-" + std::to_string(part.number) + "-" + std::to_string(part.part);
   return event(id, source, "polaiga.snapshot", now)
       .add("data", JsonObject()
                        .add("ledger_id", ledger_id)

@@ -28,8 +28,9 @@ void check_port(std::string_view port) {
 // What stands between "//" and the path.
 void check_authority(std::string_view authority) {
   if (authority.find('@') != std::string_view::npos) {
-    refuse("a URL must not hold a user or a password, since everybody on the machine can read it; put them into the "
-           "file that --credentials-file names");
+    refuse(
+        "a URL must not hold a user or a password, since everybody on the machine can read it; put them into the "
+        "file that --credentials-file names");
   }
   std::string_view port;
   bool has_port = false;
@@ -50,7 +51,8 @@ void check_authority(std::string_view authority) {
     has_port = colon != std::string_view::npos;
     if (has_port) port = authority.substr(colon + 1);
     if (host.empty()) refuse("there is no host");
-    if (!std::ranges::all_of(host, [](char c) { return is_digit(c) || is_letter(c) || c == '.' || c == '-' || c == '_'; })) {
+    if (!std::ranges::all_of(host,
+                             [](char c) { return is_digit(c) || is_letter(c) || c == '.' || c == '-' || c == '_'; })) {
       refuse("a host consists of letters, digits, dots and hyphens");
     }
   }

@@ -43,10 +43,10 @@ int CurlPost::note_socket(CURL* /*easy*/, curl_socket_t socket, int what, void* 
   return 0;
 }
 
-int CurlPost::note_time(CURLM* /*multi*/, long milliseconds, void* self) {
+int CurlPost::note_time(CURLM* /*multi*/, long after, void* self) {
   auto& post = *static_cast<CurlPost*>(self);
   post.due_.reset();
-  if (milliseconds >= 0) post.due_ = post.clock_.steady() + std::chrono::milliseconds(milliseconds);
+  if (after >= 0) post.due_ = post.clock_.steady() + milliseconds(after);
   return 0;
 }
 

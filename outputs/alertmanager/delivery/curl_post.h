@@ -39,7 +39,7 @@ class CurlPost final : public Post {
 
  private:
   static int note_socket(CURL* easy, curl_socket_t socket, int what, void* self, void* of_socket);
-  static int note_time(CURLM* multi, long milliseconds, void* self);
+  static int note_time(CURLM* multi, long after, void* self);
   void act(curl_socket_t socket, int events);
   void finish_all();
 
@@ -47,8 +47,8 @@ class CurlPost final : public Post {
   std::shared_ptr<const Access> access_ = std::make_shared<const Access>();
   std::set<std::string> known_;  // addresses that were asked with this access
   CURLM* multi_ = nullptr;
-  std::map<curl_socket_t, short> sockets_;              // what to poll each for
-  std::optional<engine::Clock::Steady> due_;            // when libcurl wants to be called
+  std::map<curl_socket_t, short> sockets_;    // what to poll each for
+  std::optional<engine::Clock::Steady> due_;  // when libcurl wants to be called
   std::map<CURL*, std::unique_ptr<Transfer>> transfers_;
 };
 

@@ -11,7 +11,8 @@ std::string excerpt(std::string_view body) {
   const bool is_cut = body.size() > kMostExcerpt;
   body = body.substr(0, kMostExcerpt);
   std::string text(body);
-  std::ranges::replace_if(text, [](char c) { return c == '\n' || c == '\r' || c == '\t'; }, ' ');
+  std::ranges::replace_if(
+      text, [](char c) { return c == '\n' || c == '\r' || c == '\t'; }, ' ');
   const std::size_t begin = text.find_first_not_of(" \"");
   if (begin == std::string::npos) return "";
   const std::size_t end = text.find_last_not_of(" \"");

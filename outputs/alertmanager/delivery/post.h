@@ -17,8 +17,8 @@ struct Request {
 };
 
 struct Answer {
-  long status = 0;      // of HTTP; 0: there was no answer
-  std::string problem;  // why the request was not taken, for people; "": it was
+  long status = 0;                                // of HTTP; 0: there was no answer
+  std::string problem;                            // why the request was not taken, for people; "": it was
   std::optional<std::chrono::seconds> try_after;  // what the peer asks for
 
   bool is_taken() const { return problem.empty(); }

@@ -14,7 +14,8 @@ std::size_t Transfer::take(char* data, std::size_t size, std::size_t count, void
   const std::size_t bytes = size * count;
   self.received_ += bytes;
   // One more than is shown tells that there is more.
-  if (self.begin_.size() <= kMostExcerpt) self.begin_.append(data, std::min(bytes, kMostExcerpt + 1 - self.begin_.size()));
+  if (self.begin_.size() <= kMostExcerpt)
+    self.begin_.append(data, std::min(bytes, kMostExcerpt + 1 - self.begin_.size()));
   return self.received_ > kMostAnswer ? 0 : bytes;  // 0 ends the transfer
 }
 

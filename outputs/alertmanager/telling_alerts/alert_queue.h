@@ -36,7 +36,8 @@ class AlertQueue {
   // How long an active alert is valid without being told again.
   std::chrono::seconds validity() const { return validity_; }
 
-  // The alert is active, or has ended at a time; of several ends of an alert the latest counts. `before` is a change up to which this has nothing to do with.
+  // The alert is active, or has ended at a time; of several ends of an alert the latest counts. `before` is a change up
+  // to which this has nothing to do with.
   void raise(const AlertPointer& alert, engine::ChangeNumber before);
   void end(const AlertPointer& alert, engine::Moment at, engine::ChangeNumber before);
 
@@ -61,19 +62,19 @@ class AlertQueue {
   std::size_t size() const { return entries_.size(); }
   std::size_t ended() const { return ended_; }
   std::uint64_t told() const { return told_count_; }  // alerts that the peer has taken, not those told again
-  std::uint64_t lost() const { return lost_; }  // that ended, and were never taken
+  std::uint64_t lost() const { return lost_; }        // that ended, and were never taken
 
  private:
   enum class Place : std::uint8_t { kWaiting, kOut, kTold, kRefused };
 
   struct Entry {
     AlertPointer alert;
-    std::optional<engine::Moment> ended;           // nothing: it is active
-    std::optional<engine::ChangeNumber> before;    // nothing: the peer has taken it as it is
-    std::optional<engine::ChangeNumber> changed;   // the same of what changed while it was on its way
+    std::optional<engine::Moment> ended;          // nothing: it is active
+    std::optional<engine::ChangeNumber> before;   // nothing: the peer has taken it as it is
+    std::optional<engine::ChangeNumber> changed;  // the same of what changed while it was on its way
     Place place = Place::kWaiting;
-    Steady told_at{};                   // the last time
-    std::optional<Steady> end_taken;    // when the peer took its end the first time
+    Steady told_at{};                 // the last time
+    std::optional<Steady> end_taken;  // when the peer took its end the first time
   };
   using Entries = std::list<Entry>;
 
@@ -91,11 +92,11 @@ class AlertQueue {
 
   std::chrono::seconds resend_;
   std::chrono::seconds validity_;
-  Entries waiting_;  // in the order in which they are to be told
-  Entries told_;     // in the order in which they were told
-  Entries refused_;  // the same
-  Entries out_;      // in the request that is on its way
-  std::vector<Entries> halves_;  // of requests that were refused
+  Entries waiting_;                                             // in the order in which they are to be told
+  Entries told_;                                                // in the order in which they were told
+  Entries refused_;                                             // the same
+  Entries out_;                                                 // in the request that is on its way
+  std::vector<Entries> halves_;                                 // of requests that were refused
   std::unordered_map<std::string, Entries::iterator> entries_;  // by their labels
   std::multiset<engine::ChangeNumber> befores_;                 // of what is not told
   Steady forgotten_{};

@@ -57,7 +57,8 @@ void HookPeer::take_gap(const engine::Feed::Gap& gap) {
   gap_ = gap;
   needs_picture_ = true;
   if (gap.first <= read_through_) {
-    health_.say(Priority::kWarning, "the ledger was put back to an earlier state. That is told as a gap, and then all alarms");
+    health_.say(Priority::kWarning,
+                "the ledger was put back to an earlier state. That is told as a gap, and then all alarms");
     return;
   }
   lost_ += static_cast<std::uint64_t>(gap.last - gap.first + 1);
@@ -159,8 +160,8 @@ void HookPeer::finish(const Answer& answer, std::uint64_t of) {
   }
   if (answer.is_refusal() && ++refusals_ >= kMostRefusals) {
     health_.answered(answer.problem);
-    health_.say(Priority::kWarning, events_.front().name + " is refused again and again, so it is passed over: " +
-                                        answer.problem);
+    health_.say(Priority::kWarning,
+                events_.front().name + " is refused again and again, so it is passed over: " + answer.problem);
     ++lost_;
     pass_front();
     return;

@@ -70,14 +70,14 @@ class HookPeer {
   engine::ChangeNumber read_through_ = 0;  // changes up to this one are told or in `events_`
   std::optional<engine::ChangeNumber> previous_;
   bool needs_picture_ = false;
-  std::optional<engine::Feed::Gap> gap_;     // to be told before the picture
+  std::optional<engine::Feed::Gap> gap_;      // to be told before the picture
   std::vector<output::OutputAlarm> picture_;  // that is being told
-  std::size_t part_ = 0;                     // how many parts of it are in `events_` or told
+  std::size_t part_ = 0;                      // how many parts of it are in `events_` or told
   std::size_t parts_ = 0;
   std::deque<Event> events_;
-  unsigned refusals_ = 0;  // of the first one
-  bool is_out_ = false;    // the first one is on its way
-  bool has_more_ = false;  // to read
+  unsigned refusals_ = 0;    // of the first one
+  bool is_out_ = false;      // the first one is on its way
+  bool has_more_ = false;    // to read
   std::uint64_t begun_ = 0;  // how often it began; answers to requests of before do not count
   std::uint64_t told_ = 0;
   std::uint64_t lost_ = 0;

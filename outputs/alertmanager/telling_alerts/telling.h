@@ -57,9 +57,9 @@ class Telling {
   std::vector<std::unique_ptr<AlertPeer>> alertmanagers_;
   std::vector<std::unique_ptr<HookPeer>> webhooks_;
   const engine::AlarmProfile* profile_ = nullptr;  // by which the board was made; only to be compared
-  bool is_new_ = false;       // the ledger is another one than the board's
-  bool must_begin_ = false;   // the peers do not know yet that it is
-  bool is_readable_ = false;  // what the peers read, too
+  bool is_new_ = false;                            // the ledger is another one than the board's
+  bool must_begin_ = false;                        // the peers do not know yet that it is
+  bool is_readable_ = false;                       // what the peers read, too
 };
 
 }  // namespace polaiga::alertmanager

@@ -1,0 +1,3 @@
+#include "telling_alerts/telling.h"
+
+#include <gtest/gtest.h>

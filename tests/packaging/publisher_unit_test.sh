@@ -85,14 +85,21 @@ chmod 755 "$work/bin/polaiga-$name"
 told() { [ "$1" = "$2" ] || fail "the service runs $1, not $2"; }
 common="polaiga-$name --ledger /var/lib/polaiga/ledger.db --control /run/polaiga/control.sock"
 told "$(start "$work/bin" "$work/none" --a b)" "$common --a b "
-case $name in mqtt) secrets='password:--password-file key:--tls-key' ;; alertmanager) secrets='credentials:--credentials-file key:--tls-key' ;; *) secrets= ;; esac
+# A secret, its option, and the option without which it is of no use.
+case $name in
+  mqtt) secrets='password:--password-file:--user key:--tls-key:--tls-cert' ;;
+  alertmanager) secrets='credentials:--credentials-file:--a key:--tls-key:--tls-cert' ;;
+  *) secrets= ;;
+esac
 for secret in $secrets; do
-  file=$work/store/polaiga-$name.${secret%%:*} option=${secret#*:}
-  grep -qxF "LoadCredential=polaiga-$name.${secret%%:*}" "$unit" || fail "the service does not load ${file##*/}"
+  IFS=: read -r stored option of <<<"$secret"
+  file=$work/store/polaiga-$name.$stored
+  grep -qxF "LoadCredential=polaiga-$name.$stored" "$unit" || fail "the service does not load ${file##*/}"
   : >"$file"
-  told "$(start "$work/bin" "$work/store" --a b)" "$common --a b $option $file "
-  told "$(start "$work/bin" "$work/store" "$option" other)" "$common $option other "
-  told "$(start "$work/bin" "$work/store" "$option=other")" "$common $option=other "
+  told "$(start "$work/bin" "$work/store" $of b)" "$common $of b $option $file "
+  told "$(start "$work/bin" "$work/store" $of b "$option" other)" "$common $of b $option other "
+  told "$(start "$work/bin" "$work/store" $of b "$option=other")" "$common $of b $option=other "
+  [ "$of" = --a ] || told "$(start "$work/bin" "$work/store" --a b)" "$common --a b "
   rm "$file"
 done
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "report/json_forms.h"
+
 namespace polaiga::alertmanager {
 
 using engine::ChangeNumber;
@@ -74,6 +76,7 @@ void AlertPeer::take(const AlertTurn& turn, engine::Moment at, ChangeNumber befo
 
 // What was told before the start is not known, only what can have been told after the cursor.
 void AlertPeer::catch_up(output::FollowedLedger& ledger) {
+  if (!caught_up_) return;
   const engine::Feed feed = ledger.changes_after(*caught_up_, output::FollowedLedger::kAtOnce);
   if (feed.gap) {
     gone_ += static_cast<std::uint64_t>(feed.gap->last - feed.gap->first + 1);
@@ -110,14 +113,8 @@ void AlertPeer::end_what_was(const engine::Change& change) {
   }
 }
 
-void AlertPeer::go_on(output::FollowedLedger& ledger) {
-  if (ledger_id_.empty()) return;
-  send();
-  if (caught_up_) catch_up(ledger);
-}
-
 void AlertPeer::send() {
-  if (is_out_ || !health_.may_send()) return;
+  if (ledger_id_.empty() || is_out_ || !health_.may_send()) return;
   std::string body = queue_.next(clock_.steady(), clock_.wall());
   if (body.empty()) return;
   is_out_ = true;

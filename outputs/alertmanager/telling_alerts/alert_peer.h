@@ -31,18 +31,18 @@ class AlertPeer {
   // All changes up to this one have been taken.
   void seen(engine::ChangeNumber number) { seen_ = number; }
 
-  // Does what there is to do now. Throws LedgerError when the ledger cannot be read.
-  void go_on(output::FollowedLedger& ledger);
-  // Until go_on() has something to do, unless an answer comes.
+  // Reads some of what happened after the cursor, before the program was started. Throws LedgerError.
+  void catch_up(output::FollowedLedger& ledger);
+  // Tells what there is to tell now.
+  void send();
+  // Until one of these two has something to do, unless an answer comes.
   std::chrono::milliseconds until_next() const;
 
   output::Report report() const;
   bool is_connected() const { return health_.is_connected(); }
 
  private:
-  void catch_up(output::FollowedLedger& ledger);
   void end_what_was(const engine::Change& change);
-  void send();
   void finish(const Answer& answer);
 
   const AlertBoard& board_;

@@ -91,19 +91,14 @@ void Telling::go_on() {
   try {
     look();
     if (is_readable_ && !is_new_) {
+      for (const auto& peer : alertmanagers_) peer->catch_up(ledger_);
       for (const auto& peer : webhooks_) peer->go_on(ledger_);
     }
   } catch (const engine::LedgerError&) {
     is_readable_ = false;  // the next look says what is wrong, and tries again
   }
   // They go on with the picture that was read last.
-  for (const auto& peer : alertmanagers_) {
-    try {
-      peer->go_on(ledger_);
-    } catch (const engine::LedgerError&) {
-      is_readable_ = false;
-    }
-  }
+  for (const auto& peer : alertmanagers_) peer->send();
 }
 
 milliseconds Telling::until_next() const {

@@ -36,7 +36,9 @@ TEST(CloudEventTest, AChangeIsAnEvent) {
                    .alarm = 40,
                    .before = engine::Severity::kMinor,
                    .after = engine::Severity::kMinor};
-  change.action = engine::StoredAction{.sequence = 7, .kind = engine::ActionKind::kAcknowledge, .person = "anna"};
+  change.action.emplace();
+  change.action->kind = engine::ActionKind::kAcknowledge;
+  change.action->person = "anna";
   const json event = json::parse(change_event(change, 40, "abc", "/polaiga/web1"));
   EXPECT_EQ(event.at("specversion"), "1.0");
   EXPECT_EQ(event.at("id"), "abc-42");

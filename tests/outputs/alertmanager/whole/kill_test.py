@@ -99,8 +99,12 @@ def main():
     expected = {level for level in stream.levels if level}
     assert {severity for _, _, severity in alertmanager.picture()} == {peers.SEVERITY[level] for level in expected}
     last = engine.number()
-    until("the webhook has the last change",
-          lambda: max(event["data"].get("number", 0) for event in list(receiver.taken)) == last)
+    try:
+        until("the webhook has the last change",
+              lambda: max(event["data"].get("number", 0) for event in list(receiver.taken)) == last)
+    except AssertionError:
+        print(last, receiver.ids()[-5:], engine.publishers(), publisher.text(), sep="\n")
+        raise
     repeats = check_webhook(receiver, last, kills)
     until("the cursors are there", lambda: {one["through"] for one in engine.publishers().values()} == {last})
     assert publisher.end() == 0, publisher.text()

@@ -65,15 +65,14 @@ TEST_F(OutputsCommand, ListsThem) {
   const auto lines = table();
   ASSERT_EQ(lines.size(), 4U);
   EXPECT_EQ(lines[0],
-            "OUTPUT  STATE                 BEHIND  THROUGH  LAST SUCCESS  LOST  CUT  PEER                LAST ERROR");
-  EXPECT_TRUE(
-      std::regex_match(lines[1], std::regex("gone    not heard for 1h 2m   2       1        -             -     "
-                                            "-    -                   -")))
+            "OUTPUT  STATE                BEHIND  THROUGH  LAST SUCCESS  LOST  CUT  PEER                LAST ERROR");
+  EXPECT_TRUE(std::regex_match(lines[1], std::regex("gone    not heard for 1h 2m  2       1        -             -     "
+                                                    "-    -                   -")))
       << lines[1];
-  EXPECT_TRUE(lines[2].starts_with("mqtt    connected             0       3        ~ ago ")) << lines[2];
+  EXPECT_TRUE(lines[2].starts_with("mqtt    connected            0       3        ~ ago ")) << lines[2];
   EXPECT_TRUE(lines[2].ends_with("  0     1    mqtt.example:8883   -")) << lines[2];
   EXPECT_TRUE(
-      lines[3].starts_with("snmp    not connected         1       2        -             7     0    "
+      lines[3].starts_with("snmp    not connected        1       2        -             7     0    "
                            "/var/agentx/master  ~ ago: connection refused"))
       << lines[3];
 }

@@ -49,6 +49,8 @@ Pdu make_pdu(PduType type) {
   Pdu pdu(snmp_pdu_create(static_cast<int>(type)));
   if (!pdu) throw std::bad_alloc();
   pdu->version = kAgentX1;
+  pdu->errstat = 0;
+  pdu->errindex = 0;
   return pdu;
 }
 

@@ -18,7 +18,18 @@ using namespace engine;
 
 std::string written(const StatusRequest& /*request*/) { return R"({"do":"status"})"; }
 std::string written(const CursorRequest& request) {
-  return nlohmann::json{{"do", "cursor"}, {"publisher", request.publisher}, {"through", request.through}}.dump();
+  nlohmann::json text{{"do", "cursor"}, {"publisher", request.publisher}, {"through", request.through}};
+  const PublisherReport& report = request.report;
+  if (request.ledger_id) text["ledger_id"] = *request.ledger_id;
+  if (report.peer) text["peer"] = *report.peer;
+  if (report.connected) text["connected"] = *report.connected;
+  if (report.told) text["told"] = *report.told;
+  if (report.lost) text["lost"] = *report.lost;
+  if (report.cut) text["cut"] = *report.cut;
+  if (report.last_success) text["last_success"] = format_moment(*report.last_success);
+  if (report.last_error) text["last_error"] = *report.last_error;
+  if (report.last_error_at) text["last_error_at"] = format_moment(*report.last_error_at);
+  return text.dump();
 }
 std::string written(const ForgetRequest& request) {
   return nlohmann::json{{"do", "forget"}, {"publisher", request.publisher}}.dump();
@@ -53,6 +64,13 @@ void check_request(const StatusRequest& /*request*/) {}
 void check_request(const CursorRequest& request) {
   check_name(request.publisher);
   check(request.through >= 0, "a change has no negative number");
+  const PublisherReport& report = request.report;
+  check(!report.peer || (report.peer->size() <= 256 && is_printable(*report.peer)), "a peer is short and can be shown");
+  check(!report.last_error || (report.last_error->size() <= 512 && is_printable(*report.last_error)),
+        "an error is short and can be shown");
+  for (const auto& count : {report.told, report.lost, report.cut}) {
+    check(!count || *count <= std::uint64_t{INT64_MAX}, "a count fits into 63 bits");
+  }
 }
 void check_request(const ForgetRequest& request) { check_name(request.publisher); }
 void check_request(const ActionRequest& request) {

@@ -13,6 +13,7 @@
 #include "commands/missed_command.h"
 #include "commands/operator_commands.h"
 #include "commands/options.h"
+#include "commands/outputs_command.h"
 #include "commands/replay_command.h"
 #include "commands/run_command.h"
 #include "commands/stats_command.h"
@@ -70,9 +71,9 @@ std::vector<Command> add_commands(CLI::App& program) {
                                 history_command(program), explain_command(program), tail_command(program),
                                 stats_command(program),   missed_command(program)};
   std::ranges::move(operator_commands(program), std::back_inserter(commands));
-  for (Command& command :
-       std::vector<Command>{maintain_command(program), maintenance_command(program), verify_command(program),
-                            catalog_command(program), diff_command(program), worker_command(program)}) {
+  for (Command& command : std::vector<Command>{
+           maintain_command(program), maintenance_command(program), outputs_command(program), verify_command(program),
+           catalog_command(program), diff_command(program), worker_command(program)}) {
     commands.push_back(std::move(command));
   }
   return commands;

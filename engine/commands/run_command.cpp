@@ -102,6 +102,17 @@ Command run_command(CLI::App& program) {
                      return options->gateway.has_value();
                    })
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+  add_value_option(*app,
+                   {"--publisher", "USER",
+                    "User who may move the cursors of publishers, and may not act on alarms; may be given repeatedly"},
+                   {"the name or the number of a user of this machine", "polaiga-snmp"},
+                   [options](const std::string& name) {
+                     const auto user = find_user(name);
+                     if (user) options->publishers.push_back(*user);
+                     return user.has_value();
+                   })
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->trigger_on_parse();
   add_switch(*app, "--renew-acknowledgements", "Take an acknowledgement back when the alarm gets worse",
              options->renew_acknowledgements);
   add_chattering_option(*app, options->chattering);

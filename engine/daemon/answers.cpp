@@ -9,15 +9,28 @@ namespace {
 constexpr const char* kNotTracked =
     "The event is recorded, but its fault is not tracked: the limit of active faults is reached (--max-active)";
 
+JsonObject publisher_of(const PublisherStatus& status, ChangeNumber last_change) {
+  const auto& [cursor, silent, report] = status;
+  JsonObject publisher;
+  publisher.add("publisher", cursor.publisher)
+      .add("through", cursor.through)
+      .add("behind", last_change - cursor.through)
+      .add("updated", format_moment(cursor.updated));
+  if (silent) publisher.add("silent_s", silent->count());
+  if (report.peer) publisher.add("peer", *report.peer);
+  if (report.connected) publisher.add("connected", *report.connected);
+  if (report.told) publisher.add("told", *report.told);
+  if (report.lost) publisher.add("lost", *report.lost);
+  if (report.cut) publisher.add("cut", *report.cut);
+  if (report.last_success) publisher.add("last_success", format_moment(*report.last_success));
+  if (report.last_error) publisher.add("last_error", *report.last_error);
+  if (report.last_error_at) publisher.add("last_error_at", format_moment(*report.last_error_at));
+  return publisher;
+}
+
 JsonArray publishers_of(const EngineStatus& status) {
   JsonArray publishers;
-  for (const PublisherCursor& cursor : status.publishers) {
-    publishers.add(JsonObject()
-                       .add("publisher", cursor.publisher)
-                       .add("through", cursor.through)
-                       .add("behind", status.last_change - cursor.through)
-                       .add("updated", format_moment(cursor.updated)));
-  }
+  for (const PublisherStatus& one : status.publishers) publishers.add(publisher_of(one, status.last_change));
   return publishers;
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/recorder.h"
+#include "daemon/publisher_reports.h"
 #include "filter/library_build.h"
 #include "ledger/ledger.h"
 
@@ -44,7 +45,7 @@ struct EngineStatus {
   InputCounts counts;  // since the start
   WriteTimes times;    // since the start
   Ledger::CheckProgress check;
-  std::vector<PublisherCursor> publishers;
+  std::vector<PublisherStatus> publishers;
   std::optional<std::string> problem;  // why the ledger cannot be read or written
 };
 

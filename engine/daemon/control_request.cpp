@@ -23,6 +23,8 @@ using nlohmann::json;
 constexpr std::size_t kLongestName = 32;  // of a publisher
 constexpr std::size_t kLongestLedgerId = 32;
 constexpr std::size_t kLongestPerson = 64;
+constexpr std::size_t kLongestPeer = 256;
+constexpr std::size_t kLongestError = 512;
 
 // A member of a request. Other values have no use in any request.
 struct Member {
@@ -180,6 +182,47 @@ std::optional<std::string> optional_text(const Request& request, const char* nam
   return visible_text(request, name, most);
 }
 
+std::optional<std::uint64_t> optional_count(const Request& request, const char* name) {
+  const Member* const found = find_member(request, name);
+  if (found == nullptr) return std::nullopt;
+  if (found->kind != Member::Kind::kNumber || found->number > std::uint64_t{INT64_MAX}) {
+    throw BadRequest("The member " + in_quotes(name) + " must be a whole number that is not negative");
+  }
+  return found->number;
+}
+
+Moment moment_member(const Request& request, const char* name) {
+  const auto moment = parse_moment(text_member(request, name));
+  if (!moment) {
+    throw BadRequest("The member " + in_quotes(name) + " must be a time of RFC 3339, as in '2025-03-12T09:12:20Z'");
+  }
+  return *moment;
+}
+
+std::optional<Moment> optional_moment(const Request& request, const char* name) {
+  if (find_member(request, name) == nullptr) return std::nullopt;
+  return moment_member(request, name);
+}
+
+CursorRequest cursor_of(const Request& request) {
+  expect_only(request, {"do", "publisher", "through", "ledger_id", "peer", "connected", "told", "lost", "cut",
+                        "last_success", "last_error", "last_error_at"});
+  CursorRequest found;
+  found.publisher = publisher_of(request);
+  found.through = through_of(request);
+  found.ledger_id = optional_text(request, "ledger_id", kLongestLedgerId);
+  PublisherReport& report = found.report;
+  report.peer = optional_text(request, "peer", kLongestPeer);
+  if (find_member(request, "connected") != nullptr) report.connected = flag_member(request, "connected");
+  report.told = optional_count(request, "told");
+  report.lost = optional_count(request, "lost");
+  report.cut = optional_count(request, "cut");
+  report.last_success = optional_moment(request, "last_success");
+  report.last_error = optional_text(request, "last_error", kLongestError);
+  report.last_error_at = optional_moment(request, "last_error_at");
+  return found;
+}
+
 std::vector<ChangeNumber> alarms_of(const Request& request) {
   const std::string text = text_member(request, "alarms");
   std::vector<ChangeNumber> alarms;
@@ -227,9 +270,7 @@ void read_end(const Request& request, OperatorAction& action) {
     action.lasts = static_cast<std::int64_t>(lasts->number);
     return;
   }
-  const auto moment = parse_moment(text_member(request, "until"));
-  if (!moment) throw BadRequest("The member 'until' must be a time of RFC 3339, as in '2025-03-12T09:12:20Z'");
-  action.until = *moment;
+  action.until = moment_member(request, "until");
 }
 
 ActionRequest action_of(const Request& request, ActionKind kind) {
@@ -276,10 +317,7 @@ ControlRequest parse_control_request(std::string_view line) {
     expect_only(request, {"do"});
     return StatusRequest{};
   }
-  if (what == "cursor") {
-    expect_only(request, {"do", "publisher", "through"});
-    return CursorRequest{publisher_of(request), through_of(request)};
-  }
+  if (what == "cursor") return cursor_of(request);
   if (what == "forget") {
     expect_only(request, {"do", "publisher"});
     return ForgetRequest{publisher_of(request)};

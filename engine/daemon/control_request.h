@@ -7,6 +7,7 @@
 #include <string_view>
 #include <variant>
 
+#include "daemon/publisher_report.h"
 #include "model/change.h"
 #include "model/operator_action.h"
 
@@ -15,11 +16,14 @@ namespace polaiga::engine {
 // {"do":"status"}: how the engine is.
 struct StatusRequest {};
 
-// {"do":"cursor","publisher":"NAME","through":N}: the publisher needs no change up
-// to number N again.
+// {"do":"cursor","publisher":"NAME","through":N}: the publisher needs no change up to number N again. "ledger_id" says
+// of which ledger the number is. The publisher may also say whom it tells ("peer") and how it goes: "connected",
+// "told", "lost", "cut", "last_success", "last_error" and "last_error_at".
 struct CursorRequest {
   std::string publisher;
   ChangeNumber through = 0;
+  std::optional<std::string> ledger_id;
+  PublisherReport report;
 };
 
 // {"do":"forget","publisher":"NAME"}: the publisher is given up, and its cursor ends.

@@ -26,6 +26,7 @@
 #include "daemon/library_text.h"
 #include "daemon/open_files.h"
 #include "daemon/poll_set.h"
+#include "daemon/publisher_reports.h"
 #include "filter/alarm_profile_file.h"
 #include "intake/event_line.h"
 #include "ledger/sqlite.h"
@@ -390,7 +391,7 @@ class Daemon {
     try {
       ControlRequest request = parse_control_request(line);
       if (!std::holds_alternative<StatusRequest>(request) && !std::holds_alternative<ActionRequest>(request)) {
-        must_be_trusted(sender.user);
+        must_move_cursors(sender.user);
       }
       const auto answer_it = [&](auto& one) {
         if constexpr (std::is_same_v<decltype(one), ActionRequest&>) {
@@ -410,22 +411,32 @@ class Daemon {
     }
   }
 
+  bool is_trusted(uid_t user) const { return user == 0 || user == ::geteuid() || options_.gateway == user; }
+
+  bool is_publisher(uid_t user) const {
+    return std::ranges::find(options_.publishers, user) != options_.publishers.end();
+  }
+
   // Whoever moves a cursor decides what retention may take. Operators may connect, too, but are not to do that.
-  void must_be_trusted(uid_t user) const {
-    if (user == 0 || user == ::geteuid() || options_.gateway == user) return;
+  void must_move_cursors(uid_t user) const {
+    if (is_trusted(user) || is_publisher(user)) return;
     throw BadRequest(user_name(user) +
                      " may not change the cursors of publishers; root, the engine's own user and the "
-                     "user of --gateway may");
+                     "users of --gateway and --publisher may");
+  }
+
+  // A program that tells changes to others has no business with what operators do.
+  void must_be_operator(uid_t user) const {
+    if (is_trusted(user) || !is_publisher(user)) return;
+    throw BadRequest(user_name(user) + " is the user of a publisher (--publisher) and may not act on alarms");
   }
 
   // The person is who has connected, or whom a gateway names.
   Receipt act(uid_t user, ActionRequest&& request) {
+    must_be_operator(user);
     must_be_usable();
     if (stopping_) throw BadRequest("The engine stops; send the request again when it runs");
-    if (request.ledger_id && *request.ledger_id != state_.ledger().id()) {
-      throw BadRequest("The request is for the ledger " + *request.ledger_id + ", but this one is " +
-                       state_.ledger().id());
-    }
+    must_be_of_this_ledger(request.ledger_id);
     request.action.person = user_name(user);
     if (request.action.on_behalf_of && options_.gateway != user) {
       throw BadRequest(request.action.person + " may not act on behalf of others; --gateway of the engine allows it");
@@ -442,21 +453,27 @@ class Daemon {
 
   std::string carry_out(const StatusRequest& /*request*/) { return status_answer(current_status()); }
 
-  std::string carry_out(const CursorRequest& request) {
-    must_be_usable();
-    const ChangeNumber last = state_.ledger().last_change();
-    if (request.through > last) {
+  std::string carry_out(CursorRequest& request) {
+    const Ledger& ledger = state_.ledger();
+    must_be_of_this_ledger(request.ledger_id);
+    if (request.through > ledger.last_change()) {
       throw BadRequest("The cursor is " + std::to_string(request.through) + ", but the last change is " +
-                       std::to_string(last));
+                       std::to_string(ledger.last_change()));
     }
-    const std::vector<PublisherCursor> cursors = state_.ledger().cursors();
-    const bool is_known = std::ranges::find(cursors, request.publisher, &PublisherCursor::publisher) != cursors.end();
-    if (!is_known && cursors.size() >= kMostPublishers) {
+    // How a publisher goes is of interest also while no cursor can be written.
+    if (reports_.knows(request.publisher)) reports_.keep(request.publisher, request.report, clock_);
+    must_be_usable();
+    const std::vector<PublisherCursor> cursors = ledger.cursors();
+    const auto known = std::ranges::find(cursors, request.publisher, &PublisherCursor::publisher);
+    if (known == cursors.end() && cursors.size() >= kMostPublishers) {
       throw BadRequest("There are " + std::to_string(kMostPublishers) +
                        " publishers, which is the limit; forget one that is not used");
     }
-    state_.ledger().set_cursor(request.publisher, request.through, clock_.wall());
-    tidy_in_ = kRest;
+    if (known == cursors.end() || !PublisherReports::is_written(*known, request.through, clock_.wall())) {
+      state_.ledger().set_cursor(request.publisher, request.through, clock_.wall());
+      tidy_in_ = kRest;
+    }
+    reports_.keep(request.publisher, std::move(request.report), clock_);
     return done();
   }
 
@@ -465,8 +482,14 @@ class Daemon {
     if (!state_.ledger().forget_cursor(request.publisher)) {
       throw BadRequest("There is no publisher '" + request.publisher + "'");
     }
+    reports_.forget(request.publisher);
     tidy_in_ = kRest;
     return done();
+  }
+
+  void must_be_of_this_ledger(const std::optional<std::string>& id) const {
+    if (!id || *id == state_.ledger().id()) return;
+    throw BadRequest("The request is for the ledger " + *id + ", but this one is " + state_.ledger().id());
   }
 
   // Each attempt to write may wait for a while. Control clients do not make the engine wait again and again.
@@ -618,7 +641,9 @@ class Daemon {
     try {
       now.size = state_.ledger().size();
       now.check = state_.ledger().check_progress();
-      now.publishers = state_.ledger().cursors();
+      for (PublisherCursor& cursor : state_.ledger().cursors()) {
+        now.publishers.push_back(reports_.status(std::move(cursor), clock_));
+      }
     } catch (const SqlError& error) {
       if (!now.problem) now.problem = options_.ledger + ": cannot read: " + error.what();
     }
@@ -671,6 +696,8 @@ class Daemon {
   Clients events_;
   Clients controls_;
   bool serves_sockets_ = false;
+
+  PublisherReports reports_;
 
   std::vector<Waiting> waiting_;                  // the answers to the lines of the batch
   bool ends_something_ = false;                   // the batch has inputs of the engine's own, which nobody waits for

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "base/clock.h"
 #include "base/standard_output.h"
@@ -23,6 +24,7 @@ struct RunOptions {
   std::string control;                  // path; empty: there is no control socket
   std::optional<gid_t> control_group;   // who may connect to the control socket beside the engine's own group
   std::optional<uid_t> gateway;         // the user who may act on behalf of others
+  std::vector<uid_t> publishers;        // users who may move cursors, and may not act on alarms
   bool renew_acknowledgements = false;  // take an acknowledgement back when the alarm gets worse
   std::optional<ChatteringLimit> chattering = ChatteringLimit{};  // when a fault is chattering; nothing: none is
   std::string tables;                                             // directory; empty: the program's own

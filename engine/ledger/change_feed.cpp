@@ -121,6 +121,7 @@ FeedAlarms ChangeFeed::alarms(std::span<const ChangeNumber> numbers) {
     const std::map<ChangeNumber, ChatteringFault> shown = shown_alarms(rows);
     FeedAlarms found;
     for (const ChangeNumber number : numbers) {
+      const std::size_t before = rows.left_out.size();
       rows.leave_out_damage([&] {
         const auto chattering = shown.find(number);
         std::optional<ActiveRow> row = rows.active_of(number);
@@ -133,6 +134,7 @@ FeedAlarms ChangeFeed::alarms(std::span<const ChangeNumber> numbers) {
         }
         if (alarm) found.alarms.push_back(std::move(*alarm));
       });
+      if (rows.left_out.size() > before) found.unread.push_back(number);
     }
     found.damage = std::move(rows.left_out);
     return found;

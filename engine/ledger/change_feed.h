@@ -36,8 +36,8 @@ struct Snapshot {
 struct FeedAlarm {
   ChangeNumber number = 0;  // of its first raise; with the ledger's id it names the alarm for ever
   Moment created = 0;
-  StoredFault fault;                          // with the severity that outputs take it to have
-  StoredRecord shown;                         // the record that it shows
+  StoredFault fault;   // with the severity that outputs take it to have
+  StoredRecord shown;  // the record that it shows
   AlarmStanding standing = {};
   bool is_out_of_service = false;
   std::optional<ChatteringFault> chattering;  // nothing: the fault is not chattering
@@ -53,8 +53,9 @@ struct FeedStart {
 };
 
 struct FeedAlarms {
-  std::vector<FeedAlarm> alarms;    // in the order in which they were asked for
-  std::vector<std::string> damage;  // what could not be read of the ledger; a sentence each
+  std::vector<FeedAlarm> alarms;     // in the order in which they were asked for
+  std::vector<ChangeNumber> unread;  // which could not be read, because something of them is damaged
+  std::vector<std::string> damage;   // what that is; a sentence each
 };
 
 struct Feed {

@@ -58,14 +58,15 @@ void FollowedLedger::open(Seen& seen) {
 // Reads all alarms. It takes as long as that takes: some 0.1 s for 10,000.
 void FollowedLedger::begin(Seen& seen) {
   const engine::FeedStart start = feed_->start();
+  std::map<ChangeNumber, OutputAlarm> alarms;
+  for (std::size_t i = 0; i < start.alarms.size(); i += kAtOnce) {
+    const auto part = start.alarms.begin() + static_cast<std::ptrdiff_t>(i);
+    read_alarms({part, part + static_cast<std::ptrdiff_t>(std::min(kAtOnce, start.alarms.size() - i))}, alarms);
+  }
   seen.is_new = true;
   ledger_id_ = feed_->ledger_id();
   number_ = start.number;
-  alarms_.clear();
-  for (std::size_t i = 0; i < start.alarms.size(); i += kAtOnce) {
-    read_alarms({start.alarms.begin() + static_cast<std::ptrdiff_t>(i),
-                 start.alarms.begin() + static_cast<std::ptrdiff_t>(std::min(i + kAtOnce, start.alarms.size()))});
-  }
+  alarms_ = std::move(alarms);
   has_picture_ = true;
   has_more_ = true;  // changes that came meanwhile, whose alarms may have been read before
 }
@@ -84,17 +85,20 @@ void FollowedLedger::read_on(Seen& seen) {
     if (one.change.other != 0) touched.insert(one.change.other);
   }
   seen.touched.assign(touched.begin(), touched.end());
-  read_alarms(seen.touched);
+  read_alarms(seen.touched, alarms_);
   has_more_ = found.through != number_;
   number_ = found.through;
 }
 
-void FollowedLedger::read_alarms(const std::vector<ChangeNumber>& numbers) {
+void FollowedLedger::read_alarms(const std::vector<ChangeNumber>& numbers, std::map<ChangeNumber, OutputAlarm>& into) {
   if (numbers.empty()) return;
-  engine::FeedAlarms found = feed_->alarms(numbers);
+  const engine::FeedAlarms found = feed_->alarms(numbers);
   note(found.damage);
-  for (const ChangeNumber number : numbers) alarms_.erase(number);
-  for (const engine::FeedAlarm& alarm : found.alarms) alarms_.insert_or_assign(alarm.number, output_alarm(alarm));
+  const std::set<ChangeNumber> unread(found.unread.begin(), found.unread.end());
+  for (const ChangeNumber number : numbers) {
+    if (!unread.contains(number)) into.erase(number);
+  }
+  for (const engine::FeedAlarm& alarm : found.alarms) into.insert_or_assign(alarm.number, output_alarm(alarm));
 }
 
 void FollowedLedger::note(const std::vector<std::string>& damage) {

@@ -48,8 +48,8 @@ class FollowedLedger {
   // Until look() has something to do.
   std::chrono::milliseconds until_next() const;
 
-  // Whether the picture is one: the ledger has been read since it was opened. While it cannot be read, the picture
-  // stays as it was last.
+  // Whether the picture is one: a ledger was read. While it cannot be read, the picture stays as it was last; and an
+  // alarm that cannot be read, because something of it is damaged, stays as it was last, too.
   bool has_picture() const { return has_picture_; }
   // Why the ledger cannot be read at the moment; nothing: it can.
   const std::optional<std::string>& problem() const { return problem_; }
@@ -61,7 +61,8 @@ class FollowedLedger {
   const std::map<engine::ChangeNumber, OutputAlarm>& alarms() const { return alarms_; }
   const engine::AlarmProfile& profile() const { return *profile_; }  // what the site says of alarms
 
-  // Reads for a publisher that has told all changes up to `number`. Throws LedgerError, and when the ledger is not open.
+  // Reads for a publisher that has told all changes up to `number`. Throws LedgerError, and when the ledger is not
+  // open.
   engine::Feed changes_after(engine::ChangeNumber number, std::size_t most);
   // Where the publisher's cursor is; nothing when it has none. Throws as that does.
   std::optional<engine::ChangeNumber> cursor(const std::string& publisher);
@@ -70,7 +71,7 @@ class FollowedLedger {
   void open(Seen& seen);
   void begin(Seen& seen);
   void read_on(Seen& seen);
-  void read_alarms(const std::vector<engine::ChangeNumber>& numbers);
+  void read_alarms(const std::vector<engine::ChangeNumber>& numbers, std::map<engine::ChangeNumber, OutputAlarm>& into);
   void fail(const std::string& problem);
   void note(const std::vector<std::string>& damage);
   engine::ChangeFeed& feed();

@@ -68,7 +68,8 @@ void EngineTeller::tell_all(std::unique_lock<std::mutex>& lock) {
   if (is_well_again) {
     tell_(engine::Priority::kNotice, control_ + ": the engine takes the cursor again");
   } else {
-    tell_(engine::Priority::kWarning, engine::printable(problem) + "; the changes are told all the same, and the cursor again");
+    tell_(engine::Priority::kWarning,
+          engine::printable(problem) + "; the changes are told all the same, and the cursor again");
   }
   lock.lock();
 }

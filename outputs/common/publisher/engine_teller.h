@@ -20,8 +20,8 @@ class EngineTeller {
   using Tell = std::function<void(engine::Priority, const std::string&)>;
 
   static constexpr std::chrono::milliseconds kAtMostEvery{500};  // a report that has changed
-  static constexpr std::chrono::seconds kAtLeastEvery{5};        // one that has not, since the engine may have forgotten
-  static constexpr std::chrono::seconds kPatience{2};            // for an answer
+  static constexpr std::chrono::seconds kAtLeastEvery{5};  // one that has not, since the engine may have forgotten
+  static constexpr std::chrono::seconds kPatience{2};      // for an answer
 
   // `control` is the path of the engine's control socket. `tell` is called in the thread of this object when the engine
   // does not take reports, and when it does again.

@@ -33,7 +33,8 @@ class Service {
   void reloading() { manager_.reloading(); }
   void stopping() { manager_.stopping(); }
 
-  // Waits for a signal, for one of the descriptors, or until the time has passed. Those of `polled` are polled in place.
+  // Waits for a signal, for one of the descriptors, or until the time has passed. Those of `polled` are polled in
+  // place.
   void wait(std::span<pollfd> polled, std::chrono::milliseconds until);
 
   // The program was asked to end, by SIGTERM or SIGINT. It has ten seconds for that.

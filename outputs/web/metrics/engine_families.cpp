@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "control/output_status.h"
 #include "model/moment.h"
 
 namespace polaiga::web {
@@ -95,24 +96,61 @@ void add_ledger_size(const json& status, Families& families) {
   families.push_back(std::move(size));
 }
 
+// A member of what the status tells of each output.
+struct OutputNumber {
+  const char* member;
+  prometheus::MetricFamily (*type)(const char* name, const char* help);
+  const char* name;
+  const char* help;
+};
+
+constexpr OutputNumber kOutputNumbers[] = {
+    {"through", &gauge, "polaiga_output_through_change", "The number of the last change that the output has told."},
+    {"behind", &gauge, "polaiga_output_behind_changes", "Changes that the output has not told yet."},
+    {"told", &counter, "polaiga_output_told_changes_total", "Changes that the output's peer has taken."},
+    {"lost", &counter, "polaiga_output_lost_changes_total",
+     "Changes that retention took before the output could tell them."},
+    {"cut", &counter, "polaiga_output_cut_messages_total",
+     "Messages of the output in which a text or a list had to be shortened."},
+};
+
+constexpr OutputNumber kOutputMoments[] = {
+    {"updated", &gauge, "polaiga_output_updated_timestamp_seconds",
+     "When the output last told the engine how far it has come."},
+    {"last_success", &gauge, "polaiga_output_last_success_timestamp_seconds",
+     "When the output's peer took something last."},
+};
+
+// 1 or 0; nothing when the output does not say it. One that was not heard for long tells nobody anything.
+std::optional<double> connected(const json& publisher) {
+  const auto silent = number(publisher, "silent_s");
+  if (!silent || *silent > engine::kSilentAfter) return 0;
+  return number(publisher, "connected");
+}
+
 void add_outputs(const json& status, Families& families) {
   const auto publishers = status.find("publishers");
   if (publishers == status.end() || !publishers->is_array()) return;
-  auto through = gauge("polaiga_output_through_change", "The number of the last change that the output has told.");
-  auto behind = gauge("polaiga_output_behind_changes", "Changes that the output has not told yet.");
-  auto updated =
-      gauge("polaiga_output_updated_timestamp_seconds", "When the output last told the engine how far it has come.");
-  for (const json& publisher : *publishers) {
-    const std::string name = text(publisher, "publisher");
-    if (const auto last = number(publisher, "through")) add(through, *last, {{"publisher", name}});
-    if (const auto changes = number(publisher, "behind")) add(behind, *changes, {{"publisher", name}});
-    if (const auto then = engine::parse_moment(text(publisher, "updated"))) {
-      add(updated, static_cast<double>(*then), {{"publisher", name}});
+  const auto add_all = [&](prometheus::MetricFamily&& family, const auto& value_of) {
+    for (const json& publisher : *publishers) {
+      const std::optional<double> value = value_of(publisher);
+      if (value) add(family, *value, {{"publisher", text(publisher, "publisher")}});
     }
+    families.push_back(std::move(family));
+  };
+  add_all(gauge("polaiga_output_connected",
+                "1 when the output can tell its peer something. 0 also when the output was not heard for 30 s."),
+          connected);
+  for (const OutputNumber& one : kOutputNumbers) {
+    add_all(one.type(one.name, one.help), [&](const json& publisher) { return number(publisher, one.member); });
   }
-  families.push_back(std::move(through));
-  families.push_back(std::move(behind));
-  families.push_back(std::move(updated));
+  for (const OutputNumber& one : kOutputMoments) {
+    add_all(one.type(one.name, one.help), [&](const json& publisher) -> std::optional<double> {
+      const auto then = engine::parse_moment(text(publisher, one.member));
+      if (!then) return std::nullopt;
+      return static_cast<double>(*then);
+    });
+  }
 }
 
 void add_status(const json& status, Families& families) {

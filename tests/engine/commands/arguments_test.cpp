@@ -17,7 +17,7 @@ namespace {
 const std::string kCommands =
     "replay, run, active, history, explain, tail, stats, missed, ack, unack, close, comment, shelve, unshelve, "
     "maintain, "
-    "maintenance, verify, catalog, diff";
+    "maintenance, outputs, verify, catalog, diff";
 
 // How the complaint goes on with the programs that were built beside this one, such as polaiga-web.
 std::string programs_beside() {
@@ -89,6 +89,7 @@ TEST_F(Arguments, TooManyOrTooFew) {
       {"diff", "diff", "A.so is missing; type: polaiga diff A.so B.so FILE"},
       {"diff a.so", "diff", "B.so is missing; type: polaiga diff A.so B.so FILE"},
       {"diff a.so b.so", "diff", "FILE is missing; type: polaiga diff A.so B.so FILE"},
+      {"outputs extra", "outputs", "'extra' is one argument too many; type: polaiga outputs"},
       {"history --limit 1 --limit 2", "history", "--limit is given twice; give it once"},
       {"active --ledger a --ledger b", "active", "--ledger is given twice; give it once"},
       {"active --severity major --severity minor", "active", "--severity is given twice; give it once"},
@@ -123,6 +124,11 @@ TEST_F(Arguments, ValuesThatAreMissingOrEmpty) {
        "--ledger is followed by '--json', which is no name; a name that begins with -- is typed with ./ before it"},
       {"active --ledger ''", "active", "--ledger is empty; give a name, as in: --ledger ledger.db"},
       {"run --socket ''", "run", "--socket is empty; give a name, as in: --socket events.sock"},
+      {"outputs --control ''", "outputs", "--control is empty; give a name, as in: --control control.sock"},
+      {"run --publisher ''", "run",
+       "--publisher is empty; give the name or the number of a user of this machine, as in: --publisher polaiga-snmp"},
+      {"run --publisher 0 --publisher -1", "run",
+       "--publisher is '-1'; give the name or the number of a user of this machine, as in: --publisher polaiga-snmp"},
       {"run --control ''", "run", "--control is empty; give a name, as in: --control control.sock"},
       {"catalog --tables ''", "catalog", "--tables is empty; give a name, as in: --tables /usr/share/polaiga/tables"},
       {"history --limit ''", "history",
@@ -261,9 +267,10 @@ TEST_F(Arguments, Numbers) {
 
 // What the help of each command tells of its options, beside those above.
 TEST_F(Arguments, NoOptionIsForgotten) {
-  const std::set<std::string> kTexts{
-      "--ledger",   "--tables",        "--socket",  "--control", "--under", "--log",          "--color", "--entity",
-      "--severity", "--control-group", "--gateway", "--comment", "--id",    "--on-behalf-of", "--state", "--end"};
+  const std::set<std::string> kTexts{"--ledger",  "--tables",   "--socket", "--control",      "--under",
+                                     "--log",     "--color",    "--entity", "--severity",     "--control-group",
+                                     "--gateway", "--comment",  "--id",     "--on-behalf-of", "--state",
+                                     "--end",     "--publisher"};
   std::set<std::pair<std::string, std::string>> numerics;
   for (const Numeric& one : kNumerics) numerics.emplace(one.command, one.option);
   std::istringstream commands(std::regex_replace(kCommands, std::regex(","), ""));

@@ -281,6 +281,21 @@ TEST_F(LedgerSchemasTest, Verify) {
   expect_described("verify", command("verify --json"));
 }
 
+TEST_F(SchemasTest, Outputs) {
+  TempDir dir;
+  const std::string control = dir.file("control.sock");
+  const Child engine("$POLAIGA run --ledger '" + dir.file("ledger.db") + "' --control '" + control + "'", dir);
+  ASSERT_TRUE(engine.has_complained("ready: "));
+  Client client(control);
+  client.send(R"({"do":"cursor","publisher":"a","through":0,"peer":"b","connected":true,"told":1,"lost":0,"cut":0,)"
+              R"("last_success":"2027-01-15T08:00:00Z","last_error":"c","last_error_at":"2027-01-15T08:00:00Z"})"
+              "\n"
+              R"({"do":"cursor","publisher":"b","through":0})"
+              "\n");
+  ASSERT_EQ(client.answers(2).back(), R"({"ok":true})");
+  expect_each_described("outputs", "$POLAIGA outputs --json --control '" + control + "'");
+}
+
 // The validator itself: a schema that lets unknown members pass is not taken.
 TEST_F(SchemasTest, ASchemaThatIsOpenIsRefused) {
   const std::string copy = shell_.dir().file("schemas");

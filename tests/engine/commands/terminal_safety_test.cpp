@@ -358,6 +358,31 @@ TEST_F(TerminalSafety, Arguments) {
   }
 }
 
+// The engine takes only texts that can be shown, so another program stands in for it.
+TEST_F(TerminalSafety, Outputs) {
+  for (const std::string& text : kHostile) {
+    const json output{{"publisher", "A" + text + "B"},
+                      {"through", 0},
+                      {"behind", 0},
+                      {"updated", "2027-01-15T08:00:00Z"},
+                      {"peer", "A" + text + "B"},
+                      {"last_error", "A" + text + "B"}};
+    shell_.dir().write("answer", json{{"publishers", json::array({output})}}.dump() + "\n");
+    for (const char* form : {"", " --json"}) {
+      constexpr const char* kListen =
+          "import os, socket; s = socket.socket(socket.AF_UNIX); s.bind(\"new\"); s.listen(); "
+          "os.rename(\"new\", \"control\"); c = s.accept()[0]; c.recv(99); "
+          "c.sendall(open(\"answer\", \"rb\").read()); c.recv(99)";
+      const Child engine("cd '" + shell_.dir().path().string() + "' && exec python3 -c '" + kListen + "'",
+                         shell_.dir());
+      ASSERT_TRUE(comes_true([&] { return run("--version && [ -S control ]").status == 0; }));
+      const Ended got = expect_safe_of("outputs --control control" + std::string(form));
+      EXPECT_EQ(lines_of(got.out).size(), *form == '\0' ? 2U : 1U) << got.out;
+      ASSERT_EQ(run("--version && rm control").status, 0);
+    }
+  }
+}
+
 // What is wrong with a ledger names what its rows say.
 TEST_F(TerminalSafety, Verify) {
   const std::string name = "ledger " + joined(kHostile) + joined(kNotUtf8) + ".db";

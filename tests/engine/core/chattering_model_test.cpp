@@ -108,6 +108,44 @@ struct Output {
   }
 };
 
+// The same by asking for the alarms that each change touches.
+struct Asking {
+  std::map<ChangeNumber, Severity> alarms;
+  ChangeNumber through = 0;
+  bool has_begun = false;
+
+  void ask(ChangeFeed& feed, const std::vector<ChangeNumber>& numbers) {
+    const FeedAlarms found = feed.alarms(numbers);
+    ASSERT_TRUE(found.damage.empty());
+    for (const ChangeNumber number : numbers) alarms.erase(number);
+    for (const FeedAlarm& alarm : found.alarms) {
+      EXPECT_TRUE(alarm.standing.was_told || alarm.chattering || alarm.is_silenced()) << alarm.fault.fault_dn;
+      if (alarm.standing.was_told || alarm.chattering) alarms[alarm.number] = alarm.fault.severity;
+    }
+  }
+
+  void read(const std::string& path, std::size_t at_once) {
+    ChangeFeed feed(path);
+    if (!has_begun) {
+      const FeedStart start = feed.start();
+      through = start.number;
+      ask(feed, start.alarms);
+      has_begun = true;
+    }
+    for (ChangeNumber before = -1; before != through;) {
+      before = through;
+      const Feed next = feed.next(through, at_once);
+      std::vector<ChangeNumber> touched;
+      for (const StoredChange& one : next.changes) {
+        if (one.change.alarm != 0) touched.push_back(one.change.alarm);
+        if (one.change.other != 0) touched.push_back(one.change.other);
+      }
+      ask(feed, touched);
+      through = next.through;
+    }
+  }
+};
+
 class ChatteringModelTest : public test::RandomWalk<Model> {
  protected:
   ChatteringModelTest() : RandomWalk({.chattering = ChatteringLimit{.times = kTimes, .within = kWithin}}) {}
@@ -171,6 +209,8 @@ class ChatteringModelTest : public test::RandomWalk<Model> {
     fresh.begin(snapshot);
     expect_same(late_, fresh);
     expect_same(follower_, fresh);
+    asking_.read(path_, static_cast<std::size_t>(pick(1, 9)));
+    EXPECT_EQ(asking_.alarms, fresh.alarms);
     if (pick(0, 3) == 0) late_ = fresh;
     // Nothing chatters: outputs know what is active, but for what was silent all the time.
     if (!got.empty()) return;
@@ -189,6 +229,7 @@ class ChatteringModelTest : public test::RandomWalk<Model> {
   }
 
   Output follower_;  // from the beginning
+  Asking asking_;    // begins at some time
   Output late_;      // that begins with a snapshot now and then
 };
 
@@ -197,6 +238,7 @@ TEST_F(ChatteringModelTest, RandomSequences) {
   for (unsigned seed = 1; seed <= kSequences && !HasFailure(); ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     follower_ = late_ = {};
+    asking_ = {};
     begin(seed);
     for (int steps = pick(20, 120); steps > 0 && !HasFailure(); --steps) {
       end_what_is_over();

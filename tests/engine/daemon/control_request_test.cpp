@@ -19,6 +19,38 @@ TEST(ControlRequest, Cursor) {
   EXPECT_EQ(most.through, 9223372036854775807);
 }
 
+TEST(ControlRequest, ACursorAloneReportsNothing) {
+  const auto request = std::get<CursorRequest>(parse_control_request(R"({"do":"cursor","publisher":"a","through":1})"));
+  EXPECT_EQ(request.ledger_id, std::nullopt);
+  EXPECT_EQ(request.report, PublisherReport{});
+}
+
+TEST(ControlRequest, ACursorWithAReport) {
+  const auto request = std::get<CursorRequest>(parse_control_request(
+      R"({"do":"cursor","publisher":"a","through":1,"ledger_id":"0f","peer":"mqtt.example:8883","connected":false,)"
+      R"("told":9223372036854775807,"lost":0,"cut":3,"last_success":"2027-01-15T08:00:00Z",)"
+      R"("last_error":"Zeitüberschreitung","last_error_at":"2027-01-15T08:00:01Z"})"));
+  EXPECT_EQ(request.ledger_id, "0f");
+  EXPECT_EQ(request.report.peer, "mqtt.example:8883");
+  EXPECT_EQ(request.report.connected, false);
+  EXPECT_EQ(request.report.told, 9223372036854775807U);
+  EXPECT_EQ(request.report.lost, 0U);
+  EXPECT_EQ(request.report.cut, 3U);
+  EXPECT_EQ(request.report.last_success, 1'800'000'000);
+  EXPECT_EQ(request.report.last_error, "Zeitüberschreitung");
+  EXPECT_EQ(request.report.last_error_at, 1'800'000'001);
+}
+
+TEST(ControlRequest, TheLongestTextsOfAReport) {
+  const std::string begin = R"({"do":"cursor","publisher":"a","through":1,)";
+  const auto peer =
+      std::get<CursorRequest>(parse_control_request(begin + R"("peer":")" + std::string(256, 'x') + "\"}"));
+  EXPECT_EQ(peer.report.peer->size(), 256U);
+  const auto error =
+      std::get<CursorRequest>(parse_control_request(begin + R"("last_error":")" + std::string(512, 'x') + "\"}"));
+  EXPECT_EQ(error.report.last_error->size(), 512U);
+}
+
 TEST(ControlRequest, Forget) {
   EXPECT_EQ(std::get<ForgetRequest>(parse_control_request(R"({"do":"forget","publisher":"snmp"})")).publisher, "snmp");
 }
@@ -111,6 +143,43 @@ INSTANTIATE_TEST_SUITE_P(
                       Bad{R"({"do":"forget","publisher":"a\n"})", std::string("The publisher is 'a?'") + kName},
                       Bad{R"({"do":"forget","publisher":"012345678901234567890123456789012"})",
                           std::string("The publisher is '012345678901234567890123456789012'") + kName}));
+
+std::string report_with(const std::string& member) {
+  return R"({"do":"cursor","publisher":"a","through":1,)" + member + "}";
+}
+
+constexpr const char* kMoment = " must be a time of RFC 3339, as in '2025-03-12T09:12:20Z'";
+constexpr const char* kCount = " must be a whole number that is not negative";
+
+INSTANTIATE_TEST_SUITE_P(
+    Reports, BadControlRequest,
+    ::testing::Values(
+        Bad{report_with(R"("peer":7)"), "The member 'peer' must be a text"},
+        Bad{report_with(R"("peer":"a\nb")"),
+            "The member 'peer' has a character that cannot be shown, such as a control character or the end of a line"},
+        Bad{report_with(R"("peer":")" + std::string(257, 'x') + "\""),
+            "The member 'peer' has 257 bytes; at most 256 are allowed"},
+        Bad{report_with(R"("last_error":"\u001b[2J")"),
+            "The member 'last_error' has a character that cannot be shown, such as a control character or the end of a "
+            "line"},
+        Bad{report_with(R"("last_error":")" + std::string(513, 'x') + "\""),
+            "The member 'last_error' has 513 bytes; at most 512 are allowed"},
+        Bad{report_with(R"("connected":1)"), "The member 'connected' must be true or false"},
+        Bad{report_with(R"("connected":"true")"), "The member 'connected' must be true or false"},
+        Bad{report_with(R"("told":-1)"), std::string("The member 'told'") + kCount},
+        Bad{report_with(R"("told":9223372036854775808)"), std::string("The member 'told'") + kCount},
+        Bad{report_with(R"("lost":1.5)"), std::string("The member 'lost'") + kCount},
+        Bad{report_with(R"("cut":"1")"), std::string("The member 'cut'") + kCount},
+        Bad{report_with(R"("cut":true)"), std::string("The member 'cut'") + kCount},
+        Bad{report_with(R"("last_success":"yesterday")"), std::string("The member 'last_success'") + kMoment},
+        Bad{report_with(R"("last_success":1800000000)"), "The member 'last_success' must be a text"},
+        Bad{report_with(R"("last_error_at":"2027-02-30T00:00:00Z")"),
+            std::string("The member 'last_error_at'") + kMoment},
+        Bad{report_with(R"("ledger_id":"")"), "The member 'ledger_id' is empty"},
+        Bad{report_with(R"("ledger_id":")" + std::string(33, '0') + "\""),
+            "The member 'ledger_id' has 33 bytes; at most 32 are allowed"},
+        Bad{report_with(R"("behind":1)"), "The member 'behind' is not known in this request"},
+        Bad{R"({"do":"forget","publisher":"a","peer":"b"})", "The member 'peer' is not known in this request"}));
 
 constexpr const char* kList = "The member 'alarms' is not a list of numbers of alarms, as in '17,18,+5'";
 constexpr const char* kShown =

@@ -276,6 +276,14 @@ class RunUsersTest : public RunActionsTest {
     return "nobody";
   }
   bool has_socket(Child& engine) const { return engine.has_complained("ready: "); }
+  // What the engine answers to a request of this user.
+  std::string answer_to(const std::string& user, const std::string& request) const {
+    constexpr const char* kAsk = R"('import socket, sys; s = socket.socket(socket.AF_UNIX); s.connect(sys.argv[1]); )"
+                                 R"(s.sendall(sys.argv[2].encode() + b"\n"); print(s.makefile().readline(), end="")')";
+    return shell_
+        .run(as(user, "65533") + "env PATH=/usr/bin:/bin python3 -c " + kAsk + " '" + control() + "' '" + request + "'")
+        .out;
+  }
 
   std::string name_;
 };
@@ -362,18 +370,11 @@ TEST_F(RunUsersTest, OfTwoGatewaysTheLastOneCounts) {
 TEST_F(RunUsersTest, OperatorsCannotMoveTheCursorsOfPublishers) {
   Child engine(with_control("--control-group 65533 --gateway 65533"), dir_);
   ASSERT_TRUE(has_socket(engine));
-  const auto answer_to = [&](const std::string& user, const std::string& request) {
-    constexpr const char* kAsk = R"('import socket, sys; s = socket.socket(socket.AF_UNIX); s.connect(sys.argv[1]); )"
-                                 R"(s.sendall(sys.argv[2].encode() + b"\n"); print(s.makefile().readline(), end="")')";
-    return shell_
-        .run(as(user, "65533") + "env PATH=/usr/bin:/bin python3 -c " + kAsk + " '" + control() + "' '" + request + "'")
-        .out;
-  };
   const std::string moves = R"({"do":"cursor","publisher":"snmp","through":0})";
   const std::string forgets = R"({"do":"forget","publisher":"snmp"})";
   const std::string refused = R"({"error":")" + name_ +
-                              " may not change the cursors of publishers; root, the engine's own user and the user of "
-                              "--gateway may\"}\n";
+                              " may not change the cursors of publishers; root, the engine's own user and the users "
+                              "of --gateway and --publisher may\"}\n";
   EXPECT_EQ(answer_to(kKnown, moves), refused);
   EXPECT_EQ(status().at("publishers").size(), 0U);
   EXPECT_EQ(answer_to("0", moves), "{\"ok\":true}\n");
@@ -381,6 +382,41 @@ TEST_F(RunUsersTest, OperatorsCannotMoveTheCursorsOfPublishers) {
   EXPECT_EQ(status().at("publishers").size(), 1U);
   EXPECT_EQ(answer_to(kUnknown, forgets), "{\"ok\":true}\n") << "the gateway's user may";
   EXPECT_EQ(status().at("publishers").size(), 0U);
+}
+
+// A publisher's program needs to say how far it has come, and nothing else.
+TEST_F(RunUsersTest, AUserOfAPublisherMovesCursorsAndDoesNotActOnAlarms) {
+  Child engine(with_control("--control-group 65533 --publisher 65532 --publisher " + std::string(kUnknown)), dir_);
+  ASSERT_TRUE(has_socket(engine));
+  for (const std::string& user : {std::string("65532"), std::string(kUnknown)}) {
+    EXPECT_EQ(answer_to(user, R"({"do":"cursor","publisher":"snmp","through":0})"), "{\"ok\":true}\n");
+    EXPECT_EQ(status().at("publishers").size(), 1U);
+    EXPECT_TRUE(answer_to(user, R"({"do":"status"})").starts_with("{\"ledger_id\":")) << user;
+    EXPECT_EQ(answer_to(user, R"({"do":"forget","publisher":"snmp"})"), "{\"ok\":true}\n");
+    EXPECT_EQ(answer_to(user, R"({"do":"maintain","dn":"sys/a","for":60,"comment":"x"})"),
+              R"({"error":"user )" + user + " is the user of a publisher (--publisher) and may not act on alarms\"}\n");
+    EXPECT_EQ(who("sys/a"), "nobody");
+  }
+  EXPECT_EQ(answer_to(kKnown, R"({"do":"maintain","dn":"sys/b","for":60,"comment":"x"})").substr(0, 7), "{\"seq\":")
+      << "operators act as before";
+}
+
+// Whoever may do everything loses nothing by being the user of a publisher, too.
+TEST_F(RunUsersTest, AGatewayThatIsAPublisherStaysAGateway) {
+  Child engine(with_control("--control-group 65533 --gateway 65533 --publisher 65533 --publisher 0"), dir_);
+  ASSERT_TRUE(has_socket(engine));
+  EXPECT_EQ(maintain(kUnknown, "65533", "sys/a --for 1h --comment x --on-behalf-of anna").status, 0);
+  EXPECT_EQ(maintain("0", "65533", "sys/b --for 1h --comment x").status, 0);
+}
+
+TEST_F(RunUsersTest, APublisherThatIsNoUserKeepsTheEngineFromItsStart) {
+  const Ended got = shell_.run(with_control("--publisher nobody-has-this-name"));
+  EXPECT_EQ(got.status, 2);
+  EXPECT_NE(
+      got.err.find("--publisher is 'nobody-has-this-name'; give the name or the number of a user of this machine, "
+                   "as in: --publisher polaiga-snmp"),
+      std::string::npos)
+      << got.err;
 }
 
 // Two operators act on one alarm, and both are told with what they did.

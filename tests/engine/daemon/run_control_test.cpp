@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <numeric>
 
+#include "model/moment.h"
 #include "support/client.h"
 #include "support/forked_engine.h"
 #include "support/shared_clock.h"
@@ -120,6 +121,92 @@ TEST_F(RunControlTest, ACursorIsWrittenByTheEngineAndOutlivesIt) {
   EXPECT_EQ(answer(client, R"({"do":"forget","publisher":"snmp"})"), R"({"ok":true})");
   EXPECT_EQ(answer(client, R"({"do":"forget","publisher":"snmp"})"), R"({"error":"There is no publisher 'snmp'"})");
   EXPECT_EQ(ask("SELECT count(*) FROM publisher_cursor"), Answers({"0"}));
+}
+
+// All that a publisher says of itself is told in the status, and nothing of it is in the ledger.
+TEST_F(RunControlTest, WhatAPublisherReportsIsTold) {
+  const std::string report =
+      R"("peer":"mqtt.example:8883","connected":true,"told":2,"lost":0,"cut":1,"last_success":"2027-01-15T08:00:00Z",)"
+      R"("last_error":"no route","last_error_at":"2027-01-15T07:00:00Z")";
+  {
+    Child engine(with_control(), dir_);
+    Client events(socket());
+    events.send(slow(1) + slow(2) + slow(3));
+    EXPECT_EQ(events.answers(3).back(), taken(3));
+    const std::string id = ask("SELECT id FROM ledger").at(0);
+    Client client(control());
+    EXPECT_EQ(
+        answer(client, R"({"do":"cursor","publisher":"mqtt","through":2,"ledger_id":")" + id + "\"," + report + "}"),
+        R"({"ok":true})");
+    json told = status().at("publishers").at(0);
+    EXPECT_LE(told.at("silent_s"), 30);
+    told.erase("silent_s");
+    const json wanted = json::parse(R"({"publisher":"mqtt","through":2,"behind":1,"updated":)" +
+                                    told.at("updated").dump() + "," + report + "}");
+    EXPECT_EQ(told, wanted);
+    // What it does not say again is not known any more.
+    EXPECT_EQ(answer(client, R"({"do":"cursor","publisher":"mqtt","through":2,"connected":false})"), R"({"ok":true})");
+    told = status().at("publishers").at(0);
+    EXPECT_EQ(told.at("connected"), false);
+    EXPECT_FALSE(told.contains("peer"));
+    EXPECT_EQ(stop(engine, SIGTERM).status, 0);
+  }
+  Child engine(with_control(), dir_);
+  const json told = status().at("publishers").at(0);
+  EXPECT_EQ(told.at("through"), 2);
+  EXPECT_FALSE(told.contains("connected"));
+  EXPECT_FALSE(told.contains("silent_s"));
+}
+
+TEST_F(RunControlTest, ACursorOfAnotherLedgerIsRefused) {
+  Child engine(with_control(), dir_);
+  Client client(control());
+  const std::string other(32, '0');
+  EXPECT_EQ(answer(client, R"({"do":"cursor","publisher":"mqtt","through":0,"ledger_id":")" + other + "\"}"),
+            R"({"error":"The request is for the ledger )" + other + ", but this one is " +
+                ask("SELECT id FROM ledger").at(0) + "\"}");
+  EXPECT_EQ(status().at("publishers"), json::array());
+}
+
+TEST_F(RunControlTest, AForgottenPublisherLeavesNoReport) {
+  Child engine(with_control(), dir_);
+  Client client(control());
+  EXPECT_EQ(answer(client, R"({"do":"cursor","publisher":"a","through":0,"peer":"b"})"), R"({"ok":true})");
+  EXPECT_EQ(answer(client, R"({"do":"forget","publisher":"a"})"), R"({"ok":true})");
+  EXPECT_EQ(status().at("publishers"), json::array());
+  EXPECT_EQ(answer(client, R"({"do":"cursor","publisher":"a","through":0})"), R"({"ok":true})");
+  EXPECT_FALSE(status().at("publishers").at(0).contains("peer"));
+}
+
+// A publisher says every few seconds how it goes. That alone is not worth a write to flash.
+TEST_F(RunControlTest, AReportThatMovesNothingIsSeldomWritten) {
+  SharedClock clock;
+  Child engine(forked_engine(options(), clock), dir_);
+  Client client(control());
+  const std::string report = R"({"do":"cursor","publisher":"a","through":0,"told":)";
+  const auto updated = [&] { return std::stoll(ask("SELECT updated FROM publisher_cursor").at(0)); };
+  EXPECT_EQ(answer(client, report + "0}"), R"({"ok":true})");
+  const auto begin = updated();
+  clock.pass(30);
+  EXPECT_EQ(answer(client, report + "1}"), R"({"ok":true})");
+  EXPECT_EQ(updated(), begin);
+  json told = status().at("publishers").at(0);
+  EXPECT_EQ(told.at("told"), 1);
+  EXPECT_GE(parse_moment(told.at("updated").get<std::string>()), begin + 30);
+  clock.pass(40);
+  told = status().at("publishers").at(0);
+  EXPECT_GE(told.at("silent_s"), 40);
+  EXPECT_EQ(answer(client, report + "2}"), R"({"ok":true})");
+  EXPECT_GE(updated(), begin + 70);
+  // A cursor that moves is written at once, and so is one when the clock has gone back.
+  Client events(socket());
+  events.send(slow(1));
+  EXPECT_EQ(events.answer(), taken(1));
+  EXPECT_EQ(answer(client, R"({"do":"cursor","publisher":"a","through":1})"), R"({"ok":true})");
+  EXPECT_EQ(ask("SELECT change FROM publisher_cursor"), Answers({"1"}));
+  clock.set(-100'000);
+  EXPECT_EQ(answer(client, R"({"do":"cursor","publisher":"a","through":1})"), R"({"ok":true})");
+  EXPECT_LT(updated(), begin);
 }
 
 TEST_F(RunControlTest, TheNumberOfPublishersIsLimited) {

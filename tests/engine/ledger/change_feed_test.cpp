@@ -74,6 +74,62 @@ TEST_F(ChangeFeedTest, BeginsWithASnapshot) {
   EXPECT_EQ(snapshot.active[0].fault.fault_dn, "p/fault-F0395");
 }
 
+// The same in parts, each of which is read when it is wanted.
+TEST_F(ChangeFeedTest, BeginsInParts) {
+  open(kAll);
+  ChangeFeed feed(path_);
+  EXPECT_EQ(feed.start().number, 0);
+  EXPECT_EQ(feed.start().alarms, std::vector<ChangeNumber>{});
+  engine_->write(raises("A", "o", 395, 1001));
+  engine_->write(raises("A", "p", 395, 1002));
+  engine_->write(raises("B", "p", 395, 1003));
+  engine_->write(moves("A", "o", 395, 396, 1004));
+  engine_->write(raises("A", "q", 395, 1005));
+  engine_->write(clears("A", "q", 395, 1006));
+  const FeedStart start = feed.start();
+  EXPECT_EQ(start.number, 7);
+  EXPECT_EQ(start.alarms, (std::vector<ChangeNumber>{1, 2}));
+  const FeedAlarms found = feed.alarms(std::vector<ChangeNumber>{2, 6, 99, 1});
+  EXPECT_TRUE(found.damage.empty());
+  ASSERT_EQ(found.alarms.size(), 2U);
+  EXPECT_EQ(found.alarms[0].number, 2);
+  EXPECT_EQ(found.alarms[0].fault.fault_dn, "p/fault-F0395");
+  EXPECT_EQ(found.alarms[0].fault.reporters, 2U);
+  EXPECT_EQ(found.alarms[1].number, 1);
+  EXPECT_EQ(found.alarms[1].created, 1001);
+  EXPECT_EQ(found.alarms[1].fault.since, 1004);
+  EXPECT_EQ(found.alarms[1].fault.severity, Severity::kMajor);
+  EXPECT_STREQ(found.alarms[1].shown.record.fault_dn, "o/fault-F0396");
+}
+
+// One of two reporters takes its report back: the alarm shows what the other one says.
+TEST_F(ChangeFeedTest, AnAlarmShowsTheRecordThatIsStillInForce) {
+  open(kAll);
+  engine_->write(raises("A", "o", 395, 1001));
+  engine_->write(raises("B", "o", 395, 1002));
+  engine_->write(clears("B", "o", 395, 1003));
+  const FeedAlarms found = ChangeFeed(path_).alarms(std::vector<ChangeNumber>{1});
+  ASSERT_EQ(found.alarms.size(), 1U);
+  EXPECT_STREQ(found.alarms[0].shown.event.event.event.sensor_name, "A");
+}
+
+TEST_F(ChangeFeedTest, TellsTheOldestChange) {
+  open({.events = 2, .days = 0, .bytes = 0});
+  ChangeFeed feed(path_);
+  EXPECT_EQ(feed.oldest_number(), 0);
+  engine_->write(raises("A", "o", 395));
+  EXPECT_EQ(feed.oldest_number(), 1);
+  for (int i = 0; i < 50; ++i) {
+    engine_->write(clears("A", "o", 395));
+    engine_->write(raises("A", "o", 395));
+  }
+  const ChangeNumber oldest = feed.oldest_number();
+  EXPECT_GT(oldest, 1);
+  EXPECT_TRUE(feed.next(oldest - 2, 10).gap);
+  ASSERT_FALSE(feed.next(oldest - 1, 10).gap);
+  EXPECT_EQ(feed.next(oldest - 1, 10).changes.at(0).change.number, oldest);
+}
+
 // Whoever begins with a snapshot and follows the changes has what is active.
 TEST_F(ChangeFeedTest, SnapshotsAndChangesGoTogether) {
   open({.events = 0, .days = 0, .bytes = 512 * 1024});

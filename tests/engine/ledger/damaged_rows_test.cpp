@@ -165,6 +165,16 @@ TEST_F(DamagedRowsTest, TheFeedHasAGap) {
   EXPECT_EQ(dns(feed.next(2, 10).changes), Texts{"third/fault-F0395"});
 }
 
+// Publishers are told which alarms they cannot read, so that they do not take them for ended.
+TEST_F(DamagedRowsTest, OutputsAreToldWhichAlarmsCannotBeRead) {
+  const FeedAlarms found = ChangeFeed(path_).alarms(std::vector<ChangeNumber>{1, 2, 3});
+  ASSERT_EQ(found.alarms.size(), 2U);
+  EXPECT_EQ(found.alarms[0].number, 1);
+  EXPECT_EQ(found.alarms[1].number, 3);
+  EXPECT_EQ(found.unread, std::vector<ChangeNumber>{2});
+  EXPECT_EQ(found.damage, Texts{kSubject});
+}
+
 // Retention takes damaged rows with the others.
 TEST_F(DamagedRowsTest, RetentionGoesOn) {
   for (const char* harm :

@@ -24,11 +24,19 @@ function lines(...pairs) {
   return h('dl', {}, pairs.filter(([, value]) => value !== undefined && value !== null).map(([name, ...value]) => [h('dt', {}, name), h('dd', {}, value)]));
 }
 
+// How an output goes: it says so every few seconds.
+function output_state(one) {
+  if (one.silent_s === undefined) return verdict(false, 'not heard yet');
+  if (one.silent_s > 30) return verdict(false, 'not heard any more');
+  if (one.connected === undefined) return '';
+  return one.connected ? verdict(true, 'connected') : h('span', { class: 'wrong', title: one.last_error }, 'not connected');
+}
+
 function outputs(publishers) {
   if (publishers.length === 0) return h('p', { class: 'dim' }, 'No output has told how far it has come.');
-  return h('div', { class: 'scroll', tabindex: 0, role: 'region', 'aria-label': 'Outputs' }, h('table', {}, h('thead', {}, h('tr', {}, h('th', {}, 'Output'), h('th', { class: 'num' }, 'Behind'), h('th', { class: 'num' }, 'Through change'), h('th', {}, 'Told'))),
+  return h('div', { class: 'scroll', tabindex: 0, role: 'region', 'aria-label': 'Outputs' }, h('table', {}, h('thead', {}, h('tr', {}, h('th', {}, 'Output'), h('th', { class: 'num' }, 'Behind'), h('th', { class: 'num' }, 'Through change'), h('th', {}, 'Told'), h('th', {}, 'State'), h('th', {}, 'Peer'))),
     h('tbody', {}, publishers.map((one) => h('tr', {}, h('td', {}, one.publisher), h('td', { class: 'num' }, one.behind > 1000 ? verdict(false, number(one.behind)) : number(one.behind)),
-      h('td', { class: 'num' }, number(one.through)), h('td', {}, one.updated ? ago_words(seconds_of(one.updated)) : ''))))));
+      h('td', { class: 'num' }, number(one.through)), h('td', {}, one.updated ? ago_words(seconds_of(one.updated)) : ''), h('td', {}, output_state(one)), h('td', {}, one.peer ?? ''))))));
 }
 
 function draw(status) {

@@ -98,7 +98,10 @@ TEST_F(MetricsTest, AKnownSequenceIsTold) {
   act(R"({"do":"acknowledge","alarms":"1"})");
   act(R"({"do":"shelve","alarms":"2","comment":"noise","for":7200})");
   act(R"({"do":"maintain","dn":"sys/rack-unit-1/fan-module-1-4","comment":"swap","for":7200})");
-  act(R"({"do":"cursor","publisher":"snmp","through":4})");
+  act(R"({"do":"cursor","publisher":"snmp","through":4,"connected":true,"told":4,"lost":3,"cut":2,)"
+      R"("last_success":"2027-01-15T08:00:00Z"})");
+  act(R"({"do":"cursor","publisher":"mqtt","through":0,"connected":false})");
+  act(R"({"do":"cursor","publisher":"plain","through":0})");
   when(alarm_of(4, R"(code="F0395",severity="minor",state="out_of_service")"), 1);
   const Samples now = when(R"(polaiga_output_through_change{publisher="snmp"})", 4);
   const std::pair<std::string, double> kRows[] = {
@@ -132,6 +135,12 @@ TEST_F(MetricsTest, AKnownSequenceIsTold) {
       {R"(polaiga_changes_total{kind="shelved"})", 1},
       {R"(polaiga_changes_total{kind="out_of_service"})", 2},
       {R"(polaiga_output_behind_changes{publisher="snmp"})", 9},
+      {R"(polaiga_output_connected{publisher="snmp"})", 1},
+      {R"(polaiga_output_told_changes_total{publisher="snmp"})", 4},
+      {R"(polaiga_output_lost_changes_total{publisher="snmp"})", 3},
+      {R"(polaiga_output_cut_messages_total{publisher="snmp"})", 2},
+      {R"(polaiga_output_last_success_timestamp_seconds{publisher="snmp"})", 1'800'000'000},
+      {R"(polaiga_output_connected{publisher="mqtt"})", 0},
       {"polaiga_engine_up", 1},
       {"polaiga_engine_ledger_usable", 1},
       {"polaiga_ledger_readable", 1},
@@ -139,6 +148,8 @@ TEST_F(MetricsTest, AKnownSequenceIsTold) {
       {"polaiga_web_streams", 0},
   };
   for (const auto& [series, wanted] : kRows) EXPECT_EQ(value(now, series), wanted) << series;
+  EXPECT_FALSE(now.contains(R"(polaiga_output_connected{publisher="plain"})")) << "it does not say";
+  EXPECT_FALSE(now.contains(R"(polaiga_output_last_success_timestamp_seconds{publisher="mqtt"})"));
   EXPECT_EQ(std::ranges::count_if(now, [](const auto& one) { return one.first.starts_with("polaiga_alarm_active{"); }),
             4);
   EXPECT_GE(value(now, "polaiga_web_connections"), 1);
@@ -151,6 +162,16 @@ TEST_F(MetricsTest, AKnownSequenceIsTold) {
   EXPECT_GE(value(now, "polaiga_sync_duration_seconds_count"), batches);
   EXPECT_GT(value(now, "polaiga_batch_duration_seconds_sum"), 0);
   EXPECT_GT(value(now, "polaiga_sync_duration_seconds_sum"), 0);
+}
+
+// After its start the engine knows of an output that does not run any more only the cursor.
+TEST_F(MetricsTest, AnOutputThatIsNotHeardIsNotConnected) {
+  start_engine();
+  act(R"({"do":"cursor","publisher":"snmp","through":0,"connected":true})");
+  stop_engine(SIGTERM);
+  start_engine();
+  start_web();
+  when(R"(polaiga_output_connected{publisher="snmp"})", 0);
 }
 
 TEST_F(MetricsTest, TheBuildsAreTold) {
@@ -224,8 +245,10 @@ TEST_F(MetricsTest, AllSeriesTogetherAreLimited) {
   constexpr int kOutputs = 32;
   start_engine();
   start_web("--metrics-max-series 5");
+  constexpr int kOfEach = 8;
   const auto output = [](int number) {
-    return R"({"do":"cursor","publisher":"output-)" + std::to_string(number) + R"(","through":0})";
+    return R"({"do":"cursor","publisher":"output-)" + std::to_string(number) +
+           R"(","through":0,"connected":true,"told":0,"lost":0,"cut":0,"last_success":"2027-01-15T08:00:00Z"})";
   };
   for (int i = 1; i <= kOutputs; ++i) act(output(i));
   Client client(control());
@@ -235,8 +258,8 @@ TEST_F(MetricsTest, AllSeriesTogetherAreLimited) {
   feed(events);
   when("polaiga_metrics_series_cut", 15);
   const Samples now = when("polaiga_output_behind_changes{publisher=\"output-" + std::to_string(kOutputs) + "\"}", 20);
-  EXPECT_LE(now.size(), kOthers + 3 * kOutputs + 5);
-  EXPECT_GT(now.size(), std::size_t{3 * kOutputs + 5});
+  EXPECT_LE(now.size(), kOthers + kOfEach * kOutputs + 5);
+  EXPECT_GT(now.size(), std::size_t{kOfEach * kOutputs + 5});
 }
 
 TEST_F(MetricsTest, PromtoolHasNothingAgainstIt) {

@@ -75,6 +75,18 @@ class OthersTest(PageTest):
         self.assertEqual(self.page.execute_script("return [...arguments[0].cells].slice(0, 3).map((one) => one.textContent)", row),
                          ["snmp", str(change - 9), "9"])
 
+    def test_how_outputs_go(self):
+        report = {"do": "cursor", "publisher": "mqtt", "through": 9, "peer": "mqtt.example", "last_error": "<b>no route"}
+        state = "return [...arguments[0].cells].slice(4).map((one) => one.textContent)"
+        self.site.tell({**report, "connected": True})
+        self.open_ready("/health")
+        row = self.wait_for("#main tbody tr", "connected")
+        self.assertEqual(self.page.execute_script(state, row), ["connected", "mqtt.example"])
+        self.site.tell({**report, "connected": False})
+        self.open_ready("/health")
+        row = self.wait_for("#main tbody tr", "not connected")
+        self.assertEqual(self.page.execute_script(state, row), ["not connected", "mqtt.example"])
+
 
 if __name__ == "__main__":
     in_browser.main()

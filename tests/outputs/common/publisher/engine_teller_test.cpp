@@ -1,0 +1,197 @@
+#include "publisher/engine_teller.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "base/descriptor.h"
+#include "support/program.h"
+#include "support/temp_dir.h"
+
+namespace polaiga::output {
+namespace {
+
+using engine::test::comes_true;
+using nlohmann::json;
+
+// A control socket whose answers the test gives.
+class FakeControl {
+ public:
+  explicit FakeControl(const std::string& path) : listener_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    if (::bind(listener_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+        ::listen(listener_.get(), 4) != 0) {
+      throw std::runtime_error("the fake control socket cannot listen");
+    }
+    thread_ = std::thread([this] { run(); });
+  }
+  ~FakeControl() {
+    is_over_ = true;
+    thread_.join();
+  }
+  FakeControl(const FakeControl&) = delete;
+  FakeControl& operator=(const FakeControl&) = delete;
+
+  void answer(const std::string& text) {
+    const std::lock_guard lock(mutex_);
+    answer_ = text;
+  }
+  std::vector<json> requests() const {
+    const std::lock_guard lock(mutex_);
+    return requests_;
+  }
+  // Whether the last request for a publisher has this number.
+  bool was_told(const std::string& publisher, int through) const {
+    const auto all = requests();
+    for (auto one = all.rbegin(); one != all.rend(); ++one) {
+      if ((*one)["publisher"] == publisher) return (*one)["through"] == through;
+    }
+    return false;
+  }
+
+ private:
+  static bool is_readable(int fd) {
+    pollfd waiting{.fd = fd, .events = POLLIN, .revents = 0};
+    return ::poll(&waiting, 1, 20) > 0;
+  }
+
+  void run() {
+    while (!is_over_) {
+      if (!is_readable(listener_.get())) continue;
+      const engine::Descriptor client(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+      serve(client.get());
+    }
+  }
+
+  void serve(int client) {
+    std::string received;
+    while (!is_over_) {
+      if (!is_readable(client)) continue;
+      char part[4096];
+      const ssize_t size = ::recv(client, part, sizeof part, 0);
+      if (size <= 0) return;
+      received.append(part, static_cast<std::size_t>(size));
+      for (std::size_t end = 0; (end = received.find('\n')) != std::string::npos;) {
+        const std::lock_guard lock(mutex_);
+        requests_.push_back(json::parse(received.substr(0, end)));
+        received.erase(0, end + 1);
+        if (!answer_.empty() && ::send(client, answer_.data(), answer_.size(), MSG_NOSIGNAL) < 0) return;
+      }
+    }
+  }
+
+  engine::Descriptor listener_;
+  mutable std::mutex mutex_;
+  std::string answer_ = "{\"ok\":true}\n";
+  std::vector<json> requests_;
+  std::atomic<bool> is_over_ = false;
+  std::thread thread_;
+};
+
+class EngineTellerTest : public ::testing::Test {
+ protected:
+  EngineTeller::Tell tell() {
+    return [this](engine::Priority, const std::string& text) {
+      const std::lock_guard lock(mutex_);
+      told_.push_back(text);
+    };
+  }
+  std::vector<std::string> told() const {
+    const std::lock_guard lock(mutex_);
+    return told_;
+  }
+  static Report of(const std::string& publisher, engine::ChangeNumber through) {
+    return {.publisher = publisher, .peer = "peer", .ledger_id = std::string(32, 'a'), .through = through};
+  }
+
+  engine::test::TempDir dir_;
+  const std::string path_ = dir_.file("control.sock");
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<std::string> told_;
+};
+
+TEST_F(EngineTellerTest, TellsTheLatestOfEachPublisher) {
+  const FakeControl control(path_);
+  EngineTeller teller(path_, tell());
+  EXPECT_FALSE(teller.is_engine_answering());
+  teller.report(of("one", 1));
+  teller.report(of("two", 2));
+  EXPECT_TRUE(comes_true([&] { return control.was_told("one", 1) && control.was_told("two", 2); }));
+  EXPECT_TRUE(comes_true([&] { return teller.is_engine_answering(); }));
+  for (int through = 3; through <= 400; ++through) teller.report(of("one", through));
+  EXPECT_TRUE(comes_true([&] { return control.was_told("one", 400); }));
+  EXPECT_LT(control.requests().size(), 30U) << "not each report is a request";
+  EXPECT_TRUE(told().empty());
+}
+
+TEST_F(EngineTellerTest, TellsTheLastOneAtTheEnd) {
+  const FakeControl control(path_);
+  {
+    EngineTeller teller(path_, tell());
+    teller.report(of("one", 1));
+    EXPECT_TRUE(comes_true([&] { return control.was_told("one", 1); }));
+    teller.report(of("one", 2));
+  }
+  EXPECT_TRUE(control.was_told("one", 2));
+}
+
+// An engine that was started again does not know how its publishers go.
+TEST_F(EngineTellerTest, TellsAgainWhatHasNotChanged) {
+  const FakeControl control(path_);
+  EngineTeller teller(path_, tell());
+  teller.report(of("one", 1));
+  EXPECT_TRUE(comes_true([&] { return control.requests().size() >= 2; }));
+}
+
+TEST_F(EngineTellerTest, ComplainsOnceWhileNoEngineListens) {
+  EngineTeller teller(path_, tell());
+  teller.report(of("one", 1));
+  EXPECT_TRUE(comes_true([&] { return told().size() == 1; }));
+  EXPECT_NE(told()[0].find("no engine listens here"), std::string::npos) << told()[0];
+  teller.report(of("one", 2));
+  const FakeControl control(path_);
+  EXPECT_TRUE(comes_true([&] { return control.was_told("one", 2); }));
+  EXPECT_TRUE(comes_true([&] { return told().size() == 2; }));
+  EXPECT_EQ(told()[1], path_ + ": the engine takes the cursor again");
+}
+
+TEST_F(EngineTellerTest, SaysWhyTheEngineRefuses) {
+  FakeControl control(path_);
+  control.answer("{\"error\":\"no\\u001b\"}\n");
+  EngineTeller teller(path_, tell());
+  teller.report(of("one", 1));
+  EXPECT_TRUE(comes_true([&] { return told().size() == 1; }));
+  EXPECT_EQ(told()[0], path_ +
+                           ": the engine refuses the cursor of one: {\"error\":\"no\\u001b\"}; the changes are told "
+                           "all the same, and the cursor again");
+  EXPECT_FALSE(teller.is_engine_answering());
+}
+
+// Whoever reports does not wait, and the end takes no longer than the patience.
+TEST_F(EngineTellerTest, AnEngineThatHangsHoldsNobodyUp) {
+  FakeControl control(path_);
+  control.answer("");
+  const auto begin = std::chrono::steady_clock::now();
+  {
+    EngineTeller teller(path_, tell());
+    teller.report(of("one", 1));
+    EXPECT_TRUE(comes_true([&] { return !control.requests().empty(); }));
+    teller.report(of("one", 2));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, EngineTeller::kPatience);
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 4 * EngineTeller::kPatience);
+}
+
+}  // namespace
+}  // namespace polaiga::output

@@ -4,6 +4,7 @@
 #include <mqtt_protocol.h>
 #include <poll.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -20,7 +21,6 @@ constexpr std::uint32_t kSessionExpiry = 7 * 24 * 60 * 60;  // seconds
 constexpr std::size_t kLongestArrived = std::size_t{64} * 1024;
 constexpr std::size_t kMostEvents = 100'000;
 constexpr int kQuality = 1;
-constexpr int kFirstBadReason = 128;
 
 struct Library {
   Library() { mosquitto_lib_init(); }

@@ -23,6 +23,9 @@ class ConnectionError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// A reason that is less says that all is well.
+inline constexpr int kFirstBadReason = 128;
+
 class Connection {
  public:
   // More messages than that are never on their way.
@@ -31,10 +34,10 @@ class Connection {
   struct Event {
     enum class Kind { kAnswered, kConfirmed, kArrived, kSubscribed, kEnded };
     Kind kind = Kind::kEnded;
-    int id = 0;           // of confirmed
-    int reason = 0;       // of answered, confirmed, subscribed and ended; below 128: it is well
-    std::string topic;    // of arrived
-    std::string payload;  // of arrived
+    int id = 0;                // of confirmed
+    int reason = 0;            // of answered, confirmed, subscribed and ended
+    std::string topic = {};    // of arrived
+    std::string payload = {};  // of arrived
     bool is_retained = false;
     std::size_t most_in_flight = kMostInFlight;  // of answered
   };
@@ -87,7 +90,7 @@ class Connection {
   std::string complaint_;
 };
 
-// Of a reason that is 128 or more.
+// Of one that is bad.
 std::string reason_text(int reason);
 
 }  // namespace polaiga::mqtt

@@ -12,7 +12,6 @@ using std::chrono::seconds;
 
 constexpr seconds kTick{1};
 constexpr milliseconds kSoon{200};
-constexpr int kFirstBadReason = 128;
 constexpr int kVersionRefused = 132;
 
 Protocol first_protocol(ProtocolChoice choice) {

@@ -1,10 +1,11 @@
 # The commands of the project. Each works from a bare clone and says what it does.
 
-.PHONY: help demo live live-ipmi build test check proof arm abi bench packages lint format clean
+.PHONY: help demo live live-outputs live-ipmi build test check proof arm abi bench packages lint format clean
 
 help:
 	@echo "make demo     build the program, replay a server's day and tell a night's story"
 	@echo "make live     run an engine with its page and a server's day at a thousand times its pace; Ctrl-C ends it"
+	@echo "make live-outputs  the same, and SNMP, MQTT and Alertmanager are told of the alarms, too; Ctrl-C ends it"
 	@echo "make live-ipmi  run a simulated server with IPMI, whose faults come to the page; Ctrl-C ends it"
 	@echo "make build    build the library and the program"
 	@echo "make test     build and run the tests of what the library and the program do"
@@ -41,6 +42,13 @@ live:
 	@cmake --preset release >/dev/null
 	@cmake --build --preset release
 	@examples/live build/release/bin
+
+live-outputs:
+	@tools/setup live-outputs
+	@echo "== Building"
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release
+	@examples/live --outputs build/release/bin
 
 live-ipmi:
 	@tools/setup live
@@ -172,7 +180,7 @@ cppcheck:
 	@cppcheck --quiet --std=c++20 --language=c++ --enable=warning,performance,portability \
 	  --suppress=duplicateAssignExpression \
 	  --inline-suppr --error-exitcode=1 \
-	  -I include -I src -I engine -I outputs/web -I sources/ipmi src engine outputs sources fuzz
+	  -I include -I src -I engine -I outputs/web -I outputs/common -I outputs/snmp -I outputs/mqtt -I outputs/alertmanager -I sources/ipmi src engine outputs sources fuzz
 
 valgrind: export GTEST_BRIEF = 1
 valgrind:

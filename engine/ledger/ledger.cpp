@@ -348,7 +348,7 @@ class Ledger::Writer {
       return log_.empty(kNoWait);
     } catch (const SqlError& error) {
       if (is_damage(error)) throw;
-      return false;
+      return false;  // the batch that was to be written fails for its own reason
     }
   }
 

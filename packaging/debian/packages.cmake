@@ -1,5 +1,5 @@
-# cpack makes libpolaiga1, libpolaiga-dev, polaiga, polaiga-web and polaiga-ipmi, for
-# the architecture that was built for.
+# cpack makes libpolaiga1, libpolaiga-dev, polaiga, polaiga-web, polaiga-ipmi and the publishers, polaiga-snmp,
+# polaiga-mqtt and polaiga-alertmanager, for the architecture that was built for.
 set(POLAIGA_MAINTAINER "polaiga maintainers <polaiga@localhost>" CACHE STRING "Who stands in the packages as maintainer")
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME polaiga)
@@ -16,6 +16,11 @@ endif()
 if(TARGET polaiga_ipmi_program)
   list(APPEND CPACK_COMPONENTS_ALL ipmi)
 endif()
+foreach(publisher snmp mqtt alertmanager)
+  if(TARGET polaiga_${publisher}_program)
+    list(APPEND CPACK_COMPONENTS_ALL ${publisher})
+  endif()
+endforeach()
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -59,6 +64,28 @@ set(CPACK_COMPONENT_IPMI_DESCRIPTION
 set(CPACK_DEBIAN_IPMI_PACKAGE_CONTROL_EXTRA
   ${CMAKE_CURRENT_SOURCE_DIR}/debian/ipmi/postinst ${CMAKE_CURRENT_SOURCE_DIR}/debian/ipmi/prerm
   ${CMAKE_CURRENT_SOURCE_DIR}/debian/ipmi/postrm)
+
+# The publishers, whose scripts differ in the name alone.
+foreach(publisher snmp mqtt alertmanager)
+  string(TOUPPER ${publisher} component)
+  set(scripts ${CMAKE_CURRENT_BINARY_DIR}/debian/${publisher})
+  foreach(script postinst prerm postrm)
+    configure_file(debian/publisher/${script}.in debian/${publisher}/${script} @ONLY FILE_PERMISSIONS
+      OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+  endforeach()
+  set(CPACK_DEBIAN_${component}_PACKAGE_NAME polaiga-${publisher})
+  set(CPACK_DEBIAN_${component}_PACKAGE_SECTION admin)
+  set(CPACK_DEBIAN_${component}_PACKAGE_CONTROL_EXTRA ${scripts}/postinst ${scripts}/prerm ${scripts}/postrm)
+endforeach()
+set(CPACK_DEBIAN_SNMP_PACKAGE_RECOMMENDS snmpd)
+set(CPACK_COMPONENT_SNMP_DESCRIPTION
+  "SNMP publisher of the fault engine\nA subagent of snmpd that tells alarms as traps and informs, and answers for\ntables of alarms, objects and changes: POLAIGA-MIB, ALARM-MIB, ITU-ALARM-MIB.")
+set(CPACK_DEBIAN_MQTT_PACKAGE_SUGGESTS mosquitto)
+set(CPACK_COMPONENT_MQTT_DESCRIPTION
+  "MQTT publisher of the fault engine\nIt tells each change of an alarm to a broker, and keeps the list of active\nalarms there as retained messages.")
+set(CPACK_DEBIAN_ALERTMANAGER_PACKAGE_SUGGESTS prometheus-alertmanager)
+set(CPACK_COMPONENT_ALERTMANAGER_DESCRIPTION
+  "Alertmanager and webhook publisher of the fault engine\nIt keeps active alarms as alerts in one or several Alertmanagers of\nPrometheus, and posts changes to webhooks as CloudEvents.")
 
 # Who links to the library depends on its package, and the loader's cache knows it.
 set(debian_control ${CMAKE_CURRENT_BINARY_DIR}/debian)

@@ -2,8 +2,8 @@
 # Makes the Debian packages of a build and installs them in a root of their own,
 # where the program must run: debian_test.sh SOURCE BUILD CPACK [EMULATOR...]
 # With an emulator the packages are those of another machine, so they are only unpacked. There the package polaiga is
-# expected only if the build was given the program's libraries (POLAIGA_SYSROOT). The packages polaiga-web and
-# polaiga-ipmi are expected wherever the build was not told to leave them out (POLAIGA_WEB=OFF, POLAIGA_IPMI=OFF).
+# expected only if the build was given the program's libraries (POLAIGA_SYSROOT). The packages of the other programs, such
+# as polaiga-web, are expected wherever the build was not told to leave them out (POLAIGA_WEB=OFF and so on).
 set -euo pipefail
 source=$1 build=$2 cpack=$3 emulator=("${@:4}")
 work=$(mktemp -d)
@@ -25,11 +25,11 @@ cached() { sed -n "s/^$1:[A-Z]*=//p" "$build/CMakeCache.txt"; }
 sysroot=$(cached POLAIGA_SYSROOT)
 packages=(libpolaiga1 libpolaiga-dev)
 if [ ${#emulator[@]} -eq 0 ] || [ -n "$sysroot" ]; then packages+=(polaiga); fi
-for name in web ipmi; do
+for name in web ipmi snmp mqtt alertmanager; do
   if [ "$(cached "POLAIGA_${name^^}")" != OFF ]; then
     packages+=("polaiga-$name")
     grep -q "^set(CPACK_COMPONENTS_ALL \"[^\"]*;$name[;\"]" "$build/CPackConfig.cmake" ||
-      fail "the build left out polaiga-$name because its libraries were not found; type: tools/setup live, or build with -DPOLAIGA_${name^^}=OFF"
+      fail "the build left out polaiga-$name because its libraries were not found; type: tools/setup live-outputs, or build with -DPOLAIGA_${name^^}=OFF"
   fi
 done
 has() { [[ " ${packages[*]} " == *" $1 "* ]]; }
@@ -64,6 +64,19 @@ if has polaiga-ipmi; then
   needed+=(libfreeipmi17)
 fi
 
+# The libraries of each publisher, beside those of the engine.
+declare -A own=([snmp]='libsnmp40' [mqtt]='libmosquitto1' [alertmanager]='libcurl4')
+publishers=()
+for name in snmp mqtt alertmanager; do
+  has "polaiga-$name" || continue
+  publishers+=("$name")
+  names=$(depends "polaiga-$name" | names_of)
+  wanted=$(xargs -n 1 <<<"libc6 libgcc-s1 libnettle8 libpolaiga1 libsimdjson14 libsqlite3-0 libstdc++6 libsystemd0 polaiga zlib1g ${own[$name]}" | LC_ALL=C sort | xargs)
+  [ "$names" = "$wanted" ] || fail "polaiga-$name depends on $names"
+  [[ $(depends "polaiga-$name") == *"polaiga (= $version)"* ]] || fail "polaiga-$name depends on $(depends "polaiga-$name")"
+  needed+=("${own[$name]}")
+done
+
 if [ ${#emulator[@]} -gt 0 ]; then
   for file in "${files[@]}"; do dpkg-deb -x "$file" "$root"; done
 else
@@ -81,7 +94,7 @@ else
     status=$(dpkg-query --admindir="$root/var/lib/dpkg" -W -f '${db:Status-Status}' "$package")
     [ "$status" = installed ] || fail "$package is $status"
   done
-  for user in polaiga polaiga-web polaiga-ipmi; do
+  for user in polaiga polaiga-web polaiga-ipmi polaiga-snmp polaiga-mqtt polaiga-alertmanager; do
     ! has $user || grep -q "^$user:" "$root/etc/passwd" || fail "the user $user of the service was not made"
   done
 fi
@@ -93,7 +106,7 @@ for file in "${files[@]}"; do
   for document in copyright changelog.gz; do
     grep -q " ./usr/share/doc/$package/$document\$" <<<"$listing" || fail "$package has no $document"
   done
-  wrong=$(awk '$1 !~ /^(drwxr-xr-x|-rw-r--r--|lrwxrwxrwx)$/ && $6 !~ "^./usr/bin/polaiga(-web|-ipmi)?$" || $2 != "root/root"' <<<"$listing")
+  wrong=$(awk '$1 !~ /^(drwxr-xr-x|-rw-r--r--|lrwxrwxrwx)$/ && $6 !~ "^./usr/bin/polaiga(-[a-z]+)?$" || $2 != "root/root"' <<<"$listing")
   [ -z "$wrong" ] || fail "$package: modes or owners: $wrong"
 done
 gzip -t "$root"/usr/share/man/man3/libpolaiga.3.gz
@@ -105,7 +118,7 @@ dpkg-deb --ctrl-tarfile "${files[0]}" | tar -xO ./triggers | grep -qx 'activate-
 libraries=$root/usr/lib/$triplet
 [ "$(readlink "$libraries/libpolaiga.so")" = libpolaiga.so.1 ] || fail "libpolaiga.so is no link to libpolaiga.so.1"
 binaries=("$libraries/libpolaiga.so.1")
-for name in polaiga polaiga-web polaiga-ipmi; do if has $name; then binaries+=("$root/usr/bin/$name"); fi; done
+for name in polaiga polaiga-web polaiga-ipmi polaiga-snmp polaiga-mqtt polaiga-alertmanager; do if has $name; then binaries+=("$root/usr/bin/$name"); fi; done
 for binary in "${binaries[@]}"; do
   [[ $(readelf -h "$binary") =~ Machine:\ +${machine:-.} ]] || fail "$binary is for another machine"
   ! readelf -S "$binary" | grep -q '\.symtab' || fail "$binary is not stripped"
@@ -131,12 +144,13 @@ done
 # A service that does not start again must not keep the package from being configured, nor may a device that is not there.
 # The script is run with programs that fail, and with a directory in place of the one that shows that systemd runs.
 declare -A advice=([web]='journalctl -u polaiga -n 20' [ipmi]="journalctl -u 'polaiga-ipmi*' -u 'polaiga@*' -n 20")
+for name in snmp mqtt alertmanager; do advice[$name]="journalctl -u polaiga -n 20; journalctl -u polaiga-$name -n 20"; done
 mkdir -p "$work/running" "$work/fake"
 printf '#!/bin/sh\n[ "$1" != try-restart ]\n' >"$work/fake/systemctl"
 printf '#!/bin/sh\n' >"$work/fake/systemd-sysusers"
 for name in modprobe udevadm; do printf '#!/bin/sh\nexit 1\n' >"$work/fake/$name"; done
 chmod 755 "$work"/fake/*
-for name in web ipmi; do
+for name in web ipmi snmp mqtt alertmanager; do
   has "polaiga-$name" || continue
   dpkg-deb --ctrl-tarfile "$work/polaiga-${name}_${version}_$architecture.deb" | tar -xO ./postinst | sed "s|/run/systemd/system|$work/running|" >"$work/postinst"
   grep -qF "$work/running" "$work/postinst" || fail "the postinst of polaiga-$name does not ask whether systemd runs"
@@ -161,6 +175,29 @@ grep -q '^550 events: 171 raised, 40 refreshed, 0 partly cleared, 119 cleared, 4
 [ "$(tail -n 1 "$work/answers")" = '{"seq":550}' ] || { tail -n 3 "$work/answers"; fail "the engine answers otherwise"; }
 codes=$("${run[@]}" active --ledger "$work/ledger.db" | grep -o ' F[0-9]* ' | xargs)
 [ "$codes" = 'F0424 F0371 F0184 F0395' ] || fail "active are $codes"
+
+declare -A files_of=([snmp]='share/snmp/mibs/POLAIGA-MIB.txt share/polaiga/snmp/polaiga-snmpd.conf' [mqtt]='share/polaiga/mqtt' \
+  [alertmanager]='share/polaiga/prometheus/polaiga-alertmanager.yml')
+for name in "${publishers[@]}"; do
+  gzip -t "$root/usr/share/man/man1/polaiga-$name.1.gz"
+  grep -q "/usr/bin/polaiga-$name --ledger /var/lib/polaiga/ledger.db " "$units/polaiga-$name.service" || fail "the service of polaiga-$name runs another program"
+  # shellcheck disable=SC2086
+  for file in lib/systemd/system/polaiga.service.d/polaiga-$name.conf lib/sysusers.d/polaiga-$name.conf share/doc/polaiga/$name.md \
+    share/bash-completion/completions/polaiga-$name ${files_of[$name]}; do
+    [ -e "$root/usr/$file" ] || fail "polaiga-$name has no $file"
+  done
+  [ "$("${run[@]/%\/polaiga/\/polaiga-$name}" --version)" = "polaiga-$name $version" ] || fail "another polaiga-$name runs"
+  "${run[@]/%\/polaiga/\/polaiga-$name}" --help >"$work/log" || fail "polaiga-$name does not run"
+  if [ ${#emulator[@]} -eq 0 ]; then
+    [ "$("${run[@]}" "$name" --version)" = "polaiga-$name $version" ] || fail "polaiga does not find polaiga-$name"
+    mkdir -p "$root/var/lib/polaiga"
+    : >"$root/var/lib/polaiga/ledger.db"
+    dpkg_in_root --purge "polaiga-$name"
+    left=$(find "$root" -path "$root/var/lib/dpkg" -prune -o -name "*polaiga-$name*" -print)
+    [ -z "$left" ] || fail "the purged polaiga-$name left $left"
+    [ -f "$root/var/lib/polaiga/ledger.db" ] || fail "the purged polaiga-$name took the ledger away"
+  fi
+done
 
 if has polaiga-ipmi; then
   gzip -t "$root"/usr/share/man/man1/polaiga-ipmi.1.gz

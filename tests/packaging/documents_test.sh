@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Every document tells the project's version, and the manual and the completion
-# tell the programs' options: documents_test.sh SOURCE PROGRAM [WEB [IPMI]]
+# tell the programs' options: documents_test.sh SOURCE PROGRAM [WEB [IPMI [PUBLISHER...]]]
 # Of WEB and IPMI, the programs polaiga-web and polaiga-ipmi, nothing is compared but the form of the manual, where they are
-# not given or empty.
+# not given or empty. Each PUBLISHER is a program such as polaiga-snmp.
 set -euo pipefail
-source=$1 program=$2 web=${3:-} ipmi=${4:-}
+source=$1 program=$2 web=${3:-} ipmi=${4:-} publishers=("${@:5}")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 failed=0
@@ -168,10 +168,52 @@ if [ -n "$ipmi" ]; then
   same 'cases of docs/ipmi.md without a test' "$without" ''
 fi
 
+# The same of each publisher. Its page tells of every option, and each line about what goes wrong names a test.
+for publisher in "${publishers[@]}"; do
+  name=${publisher##*/polaiga-} page=docs/${publisher##*/polaiga-}.md
+  documents+=("$page")
+  manual=$source/packaging/man/polaiga-$name.1
+  source "$source/packaging/bash-completion/polaiga-$name"
+  complete_publisher() {
+    COMP_WORDS=("polaiga-$name" "$@") COMP_CWORD=$# COMPREPLY=()
+    "_polaiga_$name"
+    printf '%s\n' "${COMPREPLY[@]}" | LC_ALL=C sort
+  }
+  options=$("$publisher" --help | options_in_help)
+  publisher_options+=" $(xargs <<<"$options")"
+  same "polaiga $name --help" "$("$program" "$name" --help)" "$("$publisher" --help)"
+  same "words of polaiga-$name" "$(complete_publisher '' | xargs)" "$(xargs <<<"$options")"
+  same "words of polaiga $name" "$(complete_words "$name" '' | xargs)" "$(xargs <<<"$options")"
+  same "--ledger of polaiga-$name" "$(complete_publisher --ledger "$source/packag")" "$source/packaging"
+  same "options of polaiga-$name.1" "$(sed -n 's/^\.It Fl Fl \([a-z0-9-]*\).*/--\1/p' "$manual" | LC_ALL=C sort -u | xargs)" "$(xargs <<<"$options")"
+  same "synopsis of polaiga-$name" \
+    "$({ sed -n '/^\.Sh SYNOPSIS/,/^\.Sh DESCRIPTION/p' "$manual" | options_in_manual; } | LC_ALL=C sort -u | xargs)" "$(xargs <<<"$options")"
+  for option in $options; do
+    [[ $option =~ ^--(help|version)$ ]] || grep -Eq -- "$option([^a-z0-9-]|\$)" "$source/$page" || { echo "$page does not tell of $option"; failed=1; }
+  done
+  for place in "/etc/default/polaiga-$name" "POLAIGA_${name^^}_OPTIONS"; do
+    for document in "packaging/man/polaiga-$name.1" "packaging/systemd/polaiga-$name.service.in" "$page"; do
+      grep -qF "$place" "$source/$document" || { echo "$document does not tell of $place"; failed=1; }
+    done
+  done
+  tests=$(grep -o "\`$name/[a-z0-9_]*/[a-z0-9_]*\.[A-Za-z0-9_]*\`" "$source/$page" | tr -d '`')
+  [ -n "$tests" ] || { echo "$page names no tests"; failed=1; }
+  for test in $tests; do
+    case_of=${test#*.} file=$source/tests/outputs/${test%%.*}_test
+    case $case_of in
+      test_*) grep -q "def $case_of(" "$file.py" ;;
+      *) grep -Eq "^TEST(_F|_P)?\([A-Za-z]+, $case_of\)" "$file.cpp" ;;
+    esac || { echo "$page names $test"; failed=1; }
+  done
+  without=$(sed -n '/^## When things go wrong/,/^## [^W]/p' "$source/$page" | grep '^|' | sed 1,2d | grep -v "\`$name/" || true)
+  same "cases of $page without a test" "$without" ''
+  [ "$(sed -n '/^## When things go wrong/,/^## [^W]/p' "$source/$page" | grep -c '^|')" -gt 3 ] || { echo "$page does not tell what happens when things go wrong"; failed=1; }
+done
+
 # Options and files that the documents name are there.
 {
   for command in '' $commands; do options_of $command; done
-  printf '%s\n' ${web_options:-} ${passwd_options:-} ${ipmi_options:-}
+  printf '%s\n' ${web_options:-} ${passwd_options:-} ${ipmi_options:-} ${publisher_options:-}
 } | LC_ALL=C sort -u >"$work/options"
 for document in "${documents[@]}"; do
   for option in $(grep -o '`--[a-z0-9-]*' "$source/$document" | tr -d '`'); do
@@ -204,6 +246,7 @@ same 'files' "$(complete_words replay "$work/a" | sed "s|$work/||" | xargs -d '\
 same 'builds' "$(complete_words diff "$work/a f")" "$work/a file"
 same '--ledger' "$(complete_words active --ledger "$work/a f")" "$work/a file"
 same '--control' "$(complete_words ack --control "$work/a f")" "$work/a file"
+same '--publisher' "$(complete_words run --publisher roo)" root
 same '--gateway' "$(complete_words run --gateway roo)" root
 same '--socket' "$(complete_words run --socket "$work/a f")" "$work/a file"
 same 'directories' "$(complete_words replay --tables "$work/a")" "$work/a directory"

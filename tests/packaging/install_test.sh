@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
 # Installs the tree in a directory of its own, moves that elsewhere, and builds
-# consumers with CMake and pkg-config: install_test.sh SOURCE BUILD LIBDIR CMAKE COMPILER [WEB [IPMI]]
-# WEB and IPMI are the programs polaiga-web and polaiga-ipmi, where they were built.
+# consumers with CMake and pkg-config: install_test.sh SOURCE BUILD LIBDIR CMAKE COMPILER [WEB [IPMI [PUBLISHER...]]]
+# WEB and IPMI are the programs polaiga-web and polaiga-ipmi, where they were built, and each PUBLISHER is a program such as
+# polaiga-snmp.
 set -euo pipefail
-source=$1 build=$2 libdir=$3 cmake=$4 compiler=$5 web=${6:-} ipmi=${7:-}
+source=$1 build=$2 libdir=$3 cmake=$4 compiler=$5 web=${6:-} ipmi=${7:-} publishers=("${@:8}")
+publishers=("${publishers[@]##*/polaiga-}")
 here=$(dirname "$0")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -22,14 +24,16 @@ if [ -n "$ipmi" ]; then
   done
   runs polaiga@.service "^ExecStart=$work/installed/bin/polaiga run --ledger /var/lib/polaiga/%i/ledger.db "
 fi
+for name in "${publishers[@]}"; do runs "polaiga-$name.service" "$work/installed/bin/polaiga-$name --ledger "; done
 mv "$work/installed" "$work/moved elsewhere"
 prefix="$work/moved elsewhere"
 
 # Everything is installed, and nothing else. All of docs/ is, but the web server's page and its pictures only where the
-# web server is, and the page of IPMI only where polaiga-ipmi is.
+# web server is, and the page of IPMI and those of the publishers only where their programs are.
 {
   sed "s|@LIBDIR@|$libdir|" "$here/installed.txt"
-  (cd "$source/docs" && find . -type f ! -name web.md ! -name page.png ! -name timeline.png ! -name ipmi.md -printf 'share/doc/polaiga/%P\n')
+  (cd "$source/docs" && find . -type f ! -name web.md ! -name page.png ! -name timeline.png ! -name ipmi.md \
+    ! -name snmp.md ! -name mqtt.md ! -name alertmanager.md -printf 'share/doc/polaiga/%P\n')
   if [ -n "$web" ]; then
     cat "$here/installed_web.txt"
     printf 'share/doc/polaiga/%s\n' web.md page.png timeline.png
@@ -38,6 +42,7 @@ prefix="$work/moved elsewhere"
     cat "$here/installed_ipmi.txt"
     echo share/doc/polaiga/ipmi.md
   fi
+  for name in "${publishers[@]}"; do cat "$here/installed_$name.txt"; done
 } | LC_ALL=C sort >"$work/expected"
 (cd "$prefix" && find . \( -type f -o -type l \) -printf '%P\n') | LC_ALL=C sort |
   sed 's/polaigaTargets-[a-z]*\.cmake/polaigaTargets-CONFIG.cmake/' >"$work/found"
@@ -85,4 +90,8 @@ if [ -n "$ipmi" ]; then
   env -u LD_LIBRARY_PATH "$prefix/bin/polaiga-ipmi" --sel "$work/sel" --print >"$work/log" 2>&1 ||
     { cat "$work/log"; exit 1; }
 fi
+for name in "${publishers[@]}"; do
+  [ "$(env -u LD_LIBRARY_PATH "$prefix/bin/polaiga" "$name" --version)" = "polaiga-$name $version" ] ||
+    { echo "the installed polaiga-$name does not run"; exit 1; }
+done
 echo "install: passed"

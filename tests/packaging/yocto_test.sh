@@ -30,8 +30,8 @@ grep -q '^option(POLAIGA_TIME64 .* ON)$' "$source/CMakeLists.txt" || fail "the b
 for asked in 'find_package(CLI11 ' 'find_package(nlohmann_json ' 'find_package(simdjson ' 'find_package(SQLite3 ' 'find_package(ZLIB ' 'pkg_check_modules(NETTLE QUIET IMPORTED_TARGET nettle)' 'pkg_check_modules(SYSTEMD QUIET IMPORTED_TARGET libsystemd)'; do
   grep -qF "$asked" "$source/CMakeLists.txt" || fail "the build does not ask with $asked"
 done
-# The web server and the source that reads IPMI are left out by options that the build knows.
-for option in POLAIGA_WEB POLAIGA_IPMI; do
+# All programs beside the engine are left out by options that the build knows.
+for option in POLAIGA_WEB POLAIGA_IPMI POLAIGA_SNMP POLAIGA_MQTT POLAIGA_ALERTMANAGER; do
   [[ " $(value EXTRA_OECMAKE) " == *" -D$option=OFF "* ]] || fail "EXTRA_OECMAKE: $(value EXTRA_OECMAKE), without $option=OFF"
   grep -q "^option($option " "$source/CMakeLists.txt" || fail "the build knows no $option"
 done

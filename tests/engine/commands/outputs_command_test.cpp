@@ -146,7 +146,7 @@ TEST_F(OutputsCommand, FitsTheTerminal) {
   report(R"("publisher":"alertmanager-0123456789ab","through":0,"peer":")" + std::string(256, 'p') +
          R"(","connected":true,"told":3,"lost":123456,"cut":1,"last_success":")" + before_now(5) +
          R"(","last_error":")" + std::string(512, 'e') + R"(","last_error_at":")" + before_now(61) + "\"");
-  for (const std::uint16_t columns : {80, 90, 100, 132}) {
+  for (const std::uint16_t columns : std::initializer_list<std::uint16_t>{80, 90, 100, 132}) {
     const Ended got = shell_.run_on_terminal(typed(), columns);
     EXPECT_EQ(got.status, 0) << got.out;
     const auto lines = lines_of(got.out);

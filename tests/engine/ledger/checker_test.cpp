@@ -130,6 +130,23 @@ TEST_F(CheckerTest, RowsThatAreMissing) {
             "the ledger ends with input 6, but inputs up to 7 were acknowledged [7, 7]");
 }
 
+// An event that retention keeps, because its fault is active, is in no batch that could be checked as a whole.
+TEST_F(CheckerTest, WhatAKeptEventRefersTo) {
+  {
+    LedgerWithAlarms engine(path_, {.events = 2, .days = 0, .bytes = 0});
+    engine.write(raises("A", "o", 395, 1001));
+    for (int i = 0; i < 200; ++i) {
+      engine.write(raises("B", "p", 395, 1002 + 2 * i));
+      engine.write(clears("B", "p", 395, 1003 + 2 * i));
+    }
+    ASSERT_EQ(test::rows(path_, "SELECT seq FROM event ORDER BY seq LIMIT 1"), Texts{"1"});
+    ASSERT_EQ(test::rows(path_, "SELECT count(*) FROM event WHERE seq = 2"), Texts{"0"});
+  }
+  EXPECT_EQ(found(), Texts{});
+  sql("DELETE FROM form WHERE seq = 1");
+  EXPECT_THAT(found(), testing::Contains("input 1: the form 1 that it refers to is missing [1, 1]"));
+}
+
 TEST_F(CheckerTest, StructureOfTheFile) {
   make();
   sql("UPDATE sqlite_schema SET sql = replace(sql, 'IS NOT NULL', 'IS NULL') WHERE name = 'event_id'");

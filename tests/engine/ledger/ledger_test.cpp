@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
@@ -10,6 +11,7 @@
 #include <optional>
 #include <random>
 
+#include "ledger/mark.h"
 #include "support/ledger_entries.h"
 #include "support/temp_dir.h"
 
@@ -288,6 +290,16 @@ TEST_F(LedgerTest, InputsAndChangesFollowTheLast) {
   EXPECT_THROW(engine_->ledger.write(batch), SqlError);
   engine_->write();
   EXPECT_EQ(engine_->ledger.last_change(), 2);
+}
+
+// So that a ledger that is gone before its first input is noticed, too.
+TEST_F(LedgerTest, IsMarkedBeforeTheFirstInput) {
+  const std::optional<Mark> mark = read_mark(path_);
+  ASSERT_TRUE(mark);
+  EXPECT_EQ(mark->ledger_id, engine_->ledger.id());
+  EXPECT_EQ(mark->process, ::getpid());
+  EXPECT_EQ(mark->last_sequence, 0);
+  EXPECT_FALSE(mark->is_damaged);
 }
 
 TEST_F(LedgerTest, CursorsOfPublishers) {

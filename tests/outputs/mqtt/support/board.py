@@ -275,6 +275,86 @@ class Picture:
         return found
 
 
+class Consumer:
+    """Takes the changes as docs/mqtt.md tells a consumer to: repeats are passed over, and what is missing is asked for."""
+
+    def __init__(self, board, name="collector", clean=True, acks=False):
+        self.board, self.name, self.clean, self.acks = board, name, clean, acks
+        self.have, self.ledger_id, self.numbers, self.repeats, self.gaps, self.holes = None, None, [], 0, [], []
+        self.replayed, self.answers, self.picture, self.client = {}, [], Picture(), None
+        self.lock = threading.Lock()
+
+    def connect(self):
+        """Again and again, until there is a broker."""
+        self.client = None
+
+        def connected():
+            try:
+                self.client = self.board.client("change", "replayed", "alarms", "alarms/+", "status", name=self.name,
+                                                clean=self.clean, on_message=self.take)
+            except (OSError, AssertionError):
+                return False
+            return True
+        until("the consumer is connected", connected)
+        return self
+
+    def take(self, message):
+        with self.lock:
+            topic = message.topic[len(BELOW):]
+            if topic == "replayed":
+                self.take_replayed(json.loads(message.payload))
+            elif topic == "change":
+                self.take_change(json.loads(message.payload))
+            else:
+                self.picture.take(message)
+
+    def take_replayed(self, value):
+        if "number" in value:
+            self.replayed[value["number"]] = value
+        else:
+            self.answers.append(value)
+
+    def take_change(self, value):
+        if value["ledger_id"] != self.ledger_id:
+            self.ledger_id, self.have = value["ledger_id"], value["previous"]
+        if "gap" in value:
+            self.gaps.append((value["gap"]["first"], value["gap"]["last"]))
+            self.have = max(self.have, value["gap"]["last"])
+            return
+        if value["number"] <= self.have:
+            self.repeats += 1
+            return
+        if value["previous"] > self.have:
+            self.holes.append((self.have + 1, value["previous"]))
+        self.numbers.append(value["number"])
+        self.have = value["number"]
+        if self.acks and self.have % 50 == 0:
+            self.ack()
+
+    def ack(self):
+        """From the thread that reads, so nothing waits for the broker's answer."""
+        from mqtt import PUBLISH, packet, text
+        import struct
+        payload = json.dumps({"ledger_id": self.ledger_id, "through": self.have}).encode()
+        self.client.send(packet(PUBLISH, 2, text(BELOW + "ack") + struct.pack("!H", self.client.new_id()) + payload))
+
+    def ask(self, first, last, name=None):
+        """Asks for a range again, and waits until it is told."""
+        name = name or f"{first} to {last} {time.monotonic()}"
+        request = {"ledger_id": self.ledger_id, "first": first, "last": last, "id": name}
+        self.client.publish(BELOW + "replay", json.dumps(request))
+        return until("the replay is done", lambda: next(
+            (one for one in list(self.answers) if one.get("replay") == name and ("done" in one or "refused" in one)), None))
+
+    def fill_holes(self):
+        for first, last in self.holes:
+            assert "done" in self.ask(first, last)
+        self.holes = []
+
+    def all_numbers(self):
+        return sorted(set(self.numbers) | set(self.replayed))
+
+
 def retained(board, patience=PATIENCE):
     """The picture of one who joins now, and how long it took to be whole."""
     picture, lock = Picture(), threading.Lock()

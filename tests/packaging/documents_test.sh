@@ -196,7 +196,7 @@ for publisher in "${publishers[@]}"; do
       grep -qF "$place" "$source/$document" || { echo "$document does not tell of $place"; failed=1; }
     done
   done
-  tests=$(grep -o "\`$name/[a-z0-9_]*/[a-z0-9_]*\.[A-Za-z0-9_]*\`" "$source/$page" | tr -d '`')
+  tests=$(grep -o "\`$name/[a-z0-9_]*/[a-z0-9_]*\.[A-Za-z0-9_]*\`" "$source/$page" | tr -d '`' || true)
   [ -n "$tests" ] || { echo "$page names no tests"; failed=1; }
   for test in $tests; do
     case_of=${test#*.} file=$source/tests/outputs/${test%%.*}_test

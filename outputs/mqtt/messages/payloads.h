@@ -8,15 +8,13 @@
 #include <vector>
 
 #include "ledger/change_feed.h"
+#include "messages/sizes.h"
 #include "model/alarm_profile.h"
 #include "picture/output_alarm.h"
 
 namespace polaiga::mqtt {
 
-// No message is longer.
-inline constexpr std::size_t kMostPayloadBytes = std::size_t{64} * 1024;
-
-// Whom messages are about. They stand in every message, so that one can be understood without its topic.
+// Whom messages are about. They stand in every message but a page, so that one can be understood without its topic.
 struct Origin {
   std::string site;
   std::string controller;

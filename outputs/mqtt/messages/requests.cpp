@@ -8,7 +8,7 @@
 
 #include "base/printable.h"
 #include "base/utf8.h"
-#include "messages/payloads.h"
+#include "messages/sizes.h"
 
 namespace polaiga::mqtt {
 namespace {

@@ -80,7 +80,8 @@ std::optional<Options> read_command_line(int argc, const char* const* argv, int&
       ->capture_default_str();
   program.footer(
       "SIGHUP lets it connect anew, with certificates and password read again.\n"
-      "Exit status: 0 it was asked to end; 2 wrong usage, or something that does not mend by itself.");
+      "Exit status: 0 it was asked to end; 1 it could not go on, and may be started again; 2 wrong usage, or something "
+      "that does not mend by itself.");
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

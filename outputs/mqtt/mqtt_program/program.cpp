@@ -28,6 +28,9 @@ using std::chrono::seconds;
 constexpr const char* kPublisher = "mqtt";
 constexpr seconds kGoodbyeWithin{2};
 
+// It could not go on. The unit starts it again after this status, and not after engine::kFailed.
+constexpr int kUndone = 1;
+
 void complete(Options& options) {
   const Topics topics(options.origin.site, options.origin.controller);
   Settings& settings = options.settings;
@@ -148,7 +151,7 @@ int run_program(int argc, const char* const* argv) {
   } catch (const std::exception& error) {
     engine::say(error.what());
   }
-  return engine::kFailed;
+  return kUndone;
 }
 
 }  // namespace polaiga::mqtt

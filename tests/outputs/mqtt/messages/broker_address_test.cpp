@@ -9,7 +9,7 @@ namespace {
 
 struct Case {
   std::string text;
-  std::string host;  // empty: it is none
+  std::string host;        // empty: it is none
   std::uint16_t port = 0;  // 0: none is given
 };
 

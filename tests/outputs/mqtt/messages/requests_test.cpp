@@ -34,14 +34,16 @@ TEST(Requests, WrongAcks) {
       {"[]", "The message is not a JSON object"},
       {"{" + kLedger + R"(,"through":17}x)", "The message is not JSON"},
       {"{}", "The member 'ledger_id' must be the id of a ledger, 32 digits of 0-9 and a-f"},
-      {R"({"ledger_id":"0123","through":1})", "The member 'ledger_id' must be the id of a ledger, 32 digits of 0-9 and a-f"},
+      {R"({"ledger_id":"0123","through":1})",
+       "The member 'ledger_id' must be the id of a ledger, 32 digits of 0-9 and a-f"},
       {R"({"ledger_id":"0123456789ABCDEF0123456789ABCDEF","through":1})",
        "The member 'ledger_id' must be the id of a ledger, 32 digits of 0-9 and a-f"},
       {"{" + kLedger + "}", "The member 'through' must be the number of a change, 0 or more"},
       {"{" + kLedger + R"(,"through":-1})", "The member 'through' must be the number of a change, 0 or more"},
       {"{" + kLedger + R"(,"through":1.0})", "The member 'through' must be the number of a change, 0 or more"},
       {"{" + kLedger + R"(,"through":"1"})", "The member 'through' must be the number of a change, 0 or more"},
-      {"{" + kLedger + R"(,"through":9223372036854775808})", "The member 'through' must be the number of a change, 0 or more"},
+      {"{" + kLedger + R"(,"through":9223372036854775808})",
+       "The member 'through' must be the number of a change, 0 or more"},
       {"{" + kLedger + R"(,"through":1,"through":2})", "The member 'through' comes twice"},
       {"{" + kLedger + R"(,"through":1,"x":2})", "The member 'x' is not known"},
       {std::string(1025, ' '), "The message has 1025 bytes; at most 1024 are allowed"},
@@ -85,7 +87,8 @@ TEST(Requests, KeptPages) {
   EXPECT_EQ(parse_kept_pages(R"({"pages":[]})"), Pages{});
   EXPECT_EQ(parse_kept_pages(R"({"count":3,"pages":[{"page":2,"number":7},{"page":0,"number":5},{"page":2}]})"),
             (Pages{0, 2}));
-  EXPECT_EQ(complaint(parse_kept_pages, R"({"pages":[{"page":4096}]})"), "The member 'page' must be a number below 4096");
+  EXPECT_EQ(complaint(parse_kept_pages, R"({"pages":[{"page":4096}]})"),
+            "The member 'page' must be a number below 4096");
   EXPECT_EQ(complaint(parse_kept_pages, R"({"pages":[{"page":-1}]})"), "The member 'page' must be a number below 4096");
   EXPECT_EQ(complaint(parse_kept_pages, R"({"pages":[7]})"), "The member 'page' must be a number below 4096");
   EXPECT_EQ(complaint(parse_kept_pages, R"({"pages":7})"), "The member 'pages' must be a list");

@@ -296,6 +296,9 @@ class Consumer:
                 return False
             return True
         until("the consumer is connected", connected)
+        with self.lock:
+            if self.acks and self.have is not None:
+                self.ack()
         return self
 
     def take(self, message):
@@ -323,6 +326,9 @@ class Consumer:
             return
         if value["number"] <= self.have:
             self.repeats += 1
+            # Its acknowledgement may have been lost.
+            if self.acks and self.repeats % 50 == 0:
+                self.ack()
             return
         if value["previous"] > self.have:
             self.holes.append((self.have + 1, value["previous"]))

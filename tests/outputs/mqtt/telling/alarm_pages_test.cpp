@@ -22,7 +22,12 @@ class AlarmPagesTest : public testing::Test {
  protected:
   // An alarm of so many bytes in a page, about.
   void set(ChangeNumber number, std::size_t bytes = 1000) {
-    OutputAlarm alarm{.number = number, .fault = number, .fault_dn = "o/fault-F0395", .dn = "o", .code = 395};
+    OutputAlarm alarm;
+    alarm.number = number;
+    alarm.fault = number;
+    alarm.fault_dn = "o/fault-F0395";
+    alarm.dn = "o";
+    alarm.code = 395;
     const std::size_t without = alarm_bytes(alarm, kLedger, profile_);
     if (bytes > without) alarm.description = std::string(bytes - without, 'd');
     alarms_[number] = alarm;

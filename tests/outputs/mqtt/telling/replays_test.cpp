@@ -35,7 +35,8 @@ class ReplaysTest : public engine::test::LedgerFixture {
     const std::string id = value.value("replay", "?") + " ";
     if (value.contains("refused")) return id + "refused: " + value.at("refused").get<std::string>();
     if (value.contains("done")) return id + "done " + value.at("through").dump();
-    if (value.contains("gap")) return id + "gap " + value.at("gap").at("first").dump() + " to " + value.at("gap").at("last").dump();
+    if (value.contains("gap"))
+      return id + "gap " + value.at("gap").at("first").dump() + " to " + value.at("gap").at("last").dump();
     return id + value.at("number").dump() + " after " + value.at("previous").dump();
   }
 

@@ -60,7 +60,7 @@ Alert alert_of(const output::OutputAlarm& alarm, std::string_view ledger_id, con
   add_text(annotations, "sensor", alarm.sensor);
   annotations.add("operator_state", engine::operator_state_word(alarm.operator_state));
   if (alarm.is_out_of_service) annotations.add("out_of_service", "true");
-  if (alarm.raises != 0) annotations.add("raises", std::to_string(alarm.raises));
+  if (alarm.raises != 0) annotations.add("chattering", "true");
   if (entry != nullptr) {
     if (!entry->notify) annotations.add("notify", "false");
     if (entry->respond_within) annotations.add("respond_within", std::to_string(*entry->respond_within));

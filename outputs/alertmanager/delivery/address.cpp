@@ -60,7 +60,7 @@ void check_authority(std::string_view authority) {
 }
 
 void check_path(std::string_view path) {
-  constexpr std::string_view kMarks = "-._~!$&'()*+,;=:@/%";
+  constexpr std::string_view kMarks = "-._~!$&'()*+,;=:/%";
   constexpr std::size_t kEscape = 3;
   for (std::size_t i = 0; i < path.size(); ++i) {
     const char c = path[i];

@@ -23,7 +23,8 @@ HookPeer::HookPeer(const Address& address, const Identity& identity, Post& post,
 
 void HookPeer::begin(output::FollowedLedger& ledger) {
   if (ledger_id_ == ledger.ledger_id()) return;  // its changes go on; a gap shows itself
-  const ChangeNumber cursor = ledger_id_.empty() ? ledger.cursor(name_).value_or(0) : 0;
+  const auto known = ledger_id_.empty() ? ledger.cursor(name_) : std::nullopt;
+  const ChangeNumber cursor = known.value_or(0);
   ++begun_;
   ledger_id_ = ledger.ledger_id();
   events_.clear();
@@ -34,7 +35,10 @@ void HookPeer::begin(output::FollowedLedger& ledger) {
   gap_.reset();
   previous_.reset();
   through_ = read_through_ = cursor;
-  needs_picture_ = cursor == 0;
+  // A cursor of 0 is that of a peer that took the picture of an empty ledger, or has taken nothing yet. While there are
+  // few changes, all of them are right for both.
+  const bool has_all = known && ledger.oldest_number() == 1 && ledger.number() <= kLookBack;
+  needs_picture_ = cursor == 0 && !has_all;
   if (!needs_picture_) find_previous(ledger);
 }
 

@@ -67,6 +67,7 @@ TEST(AddressTest, TheseAreRefused) {
       {"http://h/%2", "two hexadecimal digits"},
       {"http://h/%zz", "two hexadecimal digits"},
       {"http://h/{}", "a path consists of"},
+      {"http://h/a@b", "a path consists of"},
       {"http://" + std::string(2048, 'a'), "at most 2048 bytes"},
   };
   for (const Bad& one : all) {

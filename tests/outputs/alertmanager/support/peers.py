@@ -247,6 +247,7 @@ class Receiver:
 
         class Handler(http.server.BaseHTTPRequestHandler):
             protocol_version = "HTTP/1.1"
+            disable_nagle_algorithm = True
 
             def setup(self):
                 super().setup()

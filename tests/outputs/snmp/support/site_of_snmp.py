@@ -147,7 +147,7 @@ class Site:
         self.engine = self.snmpd = self.trapd = self.publisher = self.connection = None
         self.port, self.trap_port = free_port(), free_port()
         self.heartbeat = 0
-        self.log = self.file("traps")
+        self.logs = []  # one for each snmptrapd, since it empties its own at the start
         # The tools look for nothing outside the directory.
         self.environment = {**os.environ, "SNMPCONFPATH": self.place, "SNMP_PERSISTENT_DIR": self.file("persistent"),
                             "MIBDIRS": mib_directories(self.place) + ":" + MIBS, "MIBS": "POLAIGA-MIB"}
@@ -171,11 +171,14 @@ class Site:
             self.connection = Events(self.events_path)
         return self.connection.send(*events)
 
-    def kill_engine(self):
+    def hang_up(self):
         if self.connection is not None:
             self.connection.close()
             self.connection = None
-        self.engine.kill()
+
+    def end_engine(self, how=signal.SIGTERM):
+        self.hang_up()
+        self.engine.end(how)
 
     def start_snmpd(self, sink="", extra=""):
         """`sink` is a line for snmpd.conf that says where notifications go."""
@@ -183,6 +186,7 @@ class Site:
 agentXSocket unix:{self.master}
 agentaddress udp:127.0.0.1:{self.port}
 rocommunity public 127.0.0.1
+rwcommunity private 127.0.0.1
 {sink or f"trap2sink 127.0.0.1:{self.trap_port} public"}
 {extra}
 """)
@@ -201,7 +205,8 @@ rocommunity public 127.0.0.1
 {extra}
 format2 TRAP %W %N\\n%v\\nEND\\n
 """)
-        self.trapd = Process("/usr/sbin/snmptrapd", "-f", "-Lf", self.log, "-C", "-c", config, "-OnQUbe",
+        self.logs.append(self.file(f"traps.{len(self.logs)}"))
+        self.trapd = Process("/usr/sbin/snmptrapd", "-f", "-Lf", self.logs[-1], "-C", "-c", config, "-OnQUbe",
                              "-p", self.file("snmptrapd.pid"), f"udp:127.0.0.1:{self.trap_port}", env=self.environment)
         until("snmptrapd listens", lambda: self.listens(self.trap_port) or self.trapd.has_ended())
         assert not self.trapd.has_ended(), self.trapd.text()
@@ -262,17 +267,16 @@ format2 TRAP %W %N\\n%v\\nEND\\n
     def notifications(self):
         """All that snmptrapd has received: for each its type (1 raised, 2 cleared, 3 changed, 4 heartbeat, 5 lost) and its
         variables by the rest of their names."""
-        try:
-            with open(self.log, encoding="utf-8", errors="replace") as log:
-                text = log.read()
-        except FileNotFoundError:
-            return []
+        text = ""
+        for path in self.logs:
+            with contextlib.suppress(FileNotFoundError), open(path, encoding="utf-8", errors="replace") as log:
+                text += log.read()
         found = []
         for trap in re.findall(r"^TRAP.*?\n(.*?)\nEND$", text, re.M | re.S):
             variables = {}
             for pair in trap.split("\t"):
-                name, _, value = pair.strip().partition(" = ")
-                variables[name] = value.strip('"')
+                name, _, value = pair.strip("\n").partition(" =")
+                variables[name] = value.removeprefix(" ").strip('"')
             kind = variables.pop(".1.3.6.1.6.3.1.1.4.1.0", "")
             if kind.startswith(ROOT + ".0."):
                 prefix = ROOT + ".1."
@@ -291,9 +295,7 @@ format2 TRAP %W %N\\n%v\\nEND\\n
         return row[0] if row else None
 
     def close(self):
-        if self.connection is not None:
-            self.connection.close()
-            self.connection = None
+        self.hang_up()
         for process in (self.publisher, self.trapd, self.snmpd, self.engine):
             if process is not None and not process.has_ended():
                 process.go_on()

@@ -46,6 +46,7 @@ void Notifier::go_on(ChangeNumber last, ChangeNumber oldest) {
     }
     for (const engine::StoredChange& one : feed.changes) {
       if (one.change.number > last) break;
+      pass_to(one.change.number - 1);
       if (!one.change.is_quiet && !tell(change_row(one))) return;
       pass_to(one.change.number);
     }

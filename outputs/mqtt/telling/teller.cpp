@@ -63,14 +63,25 @@ void Teller::go_on() {
 void Teller::follow() {
   if (is_round_) return;
   const FollowedLedger::Seen seen = ledger_.look();
+  take(seen);
+  // What the site says of alarms is read with the changes that follow, and the list is to have it.
+  if (seen.is_new) take(ledger_.look());
+  if (ledger_.has_picture() && ledger_id_ != ledger_.ledger_id()) begin_ledger();
+}
+
+void Teller::take(const FollowedLedger::Seen& seen) {
   if (!ledger_.has_picture()) return;
-  if (seen.is_new || &ledger_.profile() != profile_) {
+  bool is_new = seen.is_new;
+  if (profile_ != &ledger_.profile()) {
+    profile_ = &ledger_.profile();
+    is_new = is_new || profile_text_ != profile_->text();
+    profile_text_ = profile_->text();
+  }
+  if (is_new) {
     pages_.take_all();
   } else {
     pages_.take(seen.touched);
   }
-  profile_ = &ledger_.profile();
-  if (ledger_id_ != ledger_.ledger_id()) begin_ledger();
 }
 
 void Teller::begin_ledger() {

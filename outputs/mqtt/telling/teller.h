@@ -92,6 +92,7 @@ class Teller final : public Listener {
 
   Picture picture() const;
   void follow();
+  void take(const output::FollowedLedger::Seen& seen);
   void begin_ledger();
   Number told_before(Number number);
   MessageId send(Kind kind, const Message& message);
@@ -118,6 +119,7 @@ class Teller final : public Listener {
   // Of the ledger that is followed.
   std::string ledger_id_;  // empty: none yet
   const engine::AlarmProfile* profile_ = nullptr;
+  std::string profile_text_;
   AlarmPages pages_;
   ChangeWindow window_;
   Replays replays_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <ranges>
 #include <utility>
 
 namespace polaiga::alertmanager {
@@ -166,7 +167,7 @@ void AlertQueue::taken(Steady now) {
 }
 
 void AlertQueue::failed() {
-  for (auto half = halves_.rbegin(); half != halves_.rend(); ++half) out_.splice(out_.end(), *half);
+  for (Entries& half : std::ranges::reverse_view(halves_)) out_.splice(out_.end(), half);
   halves_.clear();
   for (Entry& entry : out_) {
     entry.place = Place::kWaiting;

@@ -37,10 +37,11 @@ TEST(AlertTest, HasTheseAnnotations) {
   output::OutputAlarm alarm = slow_fan();
   alarm.operator_state = engine::OperatorState::kAcknowledged;
   alarm.raises = 9;
-  EXPECT_EQ(alert_of(alarm, "abc", &entry, kServer).annotations,
-            R"({"alarm":"abc-17","description":"the fan is slow","cause":"performance-problem","sensor":"FAN1_TACH1",)"
-            R"("operator_state":"acknowledged","chattering":"true","respond_within":"14400","consequence":"it gets hot",)"
-            R"("advice":"change the fan"})");
+  EXPECT_EQ(
+      alert_of(alarm, "abc", &entry, kServer).annotations,
+      R"({"alarm":"abc-17","description":"the fan is slow","cause":"performance-problem","sensor":"FAN1_TACH1",)"
+      R"("operator_state":"acknowledged","chattering":"true","respond_within":"14400","consequence":"it gets hot",)"
+      R"("advice":"change the fan"})");
   EXPECT_EQ(alert_of(alarm, "abc", nullptr, kServer).link, "https://web1.example:8443/alarm/17");
   EXPECT_EQ(alert_of(alarm, "abc", nullptr, {.controller = "c", .site = "", .page_url = ""}).link, "");
 }

@@ -172,9 +172,10 @@ class Engine:
                 if one["operator_state"] != "shelved" and not one["out_of_service"] and one.get("notify", True)}
 
     def publisher(self, *arguments, **more):
-        """A polaiga-alertmanager that follows the ledger."""
-        return Process(PUBLISHER, "--ledger", self.ledger, "--control", self.control, "--controller", "web1", "--resend", "1s",
-                       *arguments, **more)
+        """A polaiga-alertmanager that follows the ledger, and tells everything again each second."""
+        resend = [] if "--resend" in arguments else ["--resend", "1s"]
+        return Process(PUBLISHER, "--ledger", self.ledger, "--control", self.control, "--controller", "web1", *resend, *arguments,
+                       **more)
 
 
 CONFIGURATION = {"route": {"receiver": "test"}, "receivers": [{"name": "test"}]}

@@ -28,12 +28,12 @@ class TellingTest : public engine::test::LedgerFixture {
     if (!alertmanager.empty()) peers.alertmanagers.push_back(parse_address(alertmanager, Query::kRefused));
     if (!webhook.empty()) peers.webhooks.push_back(parse_address(webhook, Query::kAllowed));
     post_ = std::make_unique<test::FakePost>();
-    telling_ = std::make_unique<Telling>(path_, peers, Identity{.controller = "web1", .site = "", .page_url = ""},
-                                         std::chrono::seconds(60),
-                                         Surroundings{.post = *post_,
-                                                      .clock = clock_,
-                                                      .tell = [this](auto, const std::string& text) { said_ += text + "\n"; },
-                                                      .random = [] { return std::uint64_t{0}; }});
+    telling_ = std::make_unique<Telling>(
+        path_, peers, Identity{.controller = "web1", .site = "", .page_url = ""}, std::chrono::seconds(60),
+        Surroundings{.post = *post_,
+                     .clock = clock_,
+                     .tell = [this](auto, const std::string& text) { said_ += text + "\n"; },
+                     .random = [] { return std::uint64_t{0}; }});
     go_on();
   }
 

@@ -44,7 +44,7 @@ class Stream:
         self.thread.join()
 
 
-def check_webhook(receiver, last, kills):
+def check_webhook(receiver, last):
     """Each change comes, in order; a kill may bring back those of the last moment."""
     events = list(receiver.taken)
     assert events[0]["type"] == "polaiga.snapshot", events[0]
@@ -59,11 +59,7 @@ def check_webhook(receiver, last, kills):
     return repeats
 
 
-def main():
-    peers.POLAIGA, peers.PUBLISHER = sys.argv[1:3]
-    kills = int(sys.argv[4]) if len(sys.argv) > 4 else 16
-    seed = int(sys.argv[5]) if len(sys.argv) > 5 else random.randrange(10**6)
-    print("The seed is", seed, flush=True)
+def test_kills_at_random_moments(kills, seed):
     chance = random.Random(seed)
     engine = Engine("--chattering", "0")
     alertmanager, receiver = Alertmanager(engine), Receiver()
@@ -105,13 +101,21 @@ def main():
     except AssertionError:
         print(last, receiver.ids()[-5:], engine.publishers(), publisher.text(), sep="\n")
         raise
-    repeats = check_webhook(receiver, last, kills)
+    repeats = check_webhook(receiver, last)
     until("the cursors are there", lambda: {one["through"] for one in engine.publishers().values()} == {last})
     assert publisher.end() == 0, publisher.text()
     print(f"{kills} kills ({dict(counts)}) amid {last} changes; {repeats} changes came to the webhook a second time.")
     engine.kill()
     alertmanager.kill()
     receiver.stop()
+
+
+def main():
+    peers.POLAIGA, peers.PUBLISHER = sys.argv[1:3]
+    kills = int(sys.argv[4]) if len(sys.argv) > 4 else 16
+    seed = int(sys.argv[5]) if len(sys.argv) > 5 else random.randrange(10**6)
+    print("The seed is", seed, flush=True)
+    test_kills_at_random_moments(kills, seed)
     print("All is well.")
 
 

@@ -20,7 +20,7 @@
 namespace polaiga::engine {
 namespace {
 
-constexpr std::chrono::seconds kPatience{5};
+constexpr std::chrono::seconds kAnswerWithin{5};
 
 struct OutputsOptions {
   std::string control;
@@ -28,7 +28,7 @@ struct OutputsOptions {
 };
 
 std::vector<OutputStatus> ask_outputs(const std::string& control) {
-  const std::string answer = ControlClient(control, kPatience).ask("{\"do\":\"status\"}\n");
+  const std::string answer = ControlClient(control, kAnswerWithin).ask("{\"do\":\"status\"}\n");
   auto outputs = outputs_in(answer);
   if (!outputs) {
     throw std::runtime_error(printable(control) + ": the engine's answer is not understood: " + in_quotes(answer));

@@ -65,15 +65,14 @@ TEST_F(OutputsCommand, ListsThem) {
   const auto lines = table();
   ASSERT_EQ(lines.size(), 4U);
   EXPECT_EQ(lines[0],
-            "OUTPUT  STATE                 BEHIND  THROUGH  LAST SUCCESS  LOST  CUT  PEER                LAST ERROR");
-  EXPECT_TRUE(
-      std::regex_match(lines[1], std::regex("gone    not heard for 1h 2m   2       1        -             -     "
-                                            "-    -                   -")))
+            "OUTPUT  STATE                BEHIND  THROUGH  LAST SUCCESS  LOST  CUT  PEER                LAST ERROR");
+  EXPECT_TRUE(std::regex_match(lines[1], std::regex("gone    not heard for 1h 2m  2       1        -             -     "
+                                                    "-    -                   -")))
       << lines[1];
-  EXPECT_TRUE(lines[2].starts_with("mqtt    connected             0       3        ~ ago ")) << lines[2];
+  EXPECT_TRUE(lines[2].starts_with("mqtt    connected            0       3        ~ ago ")) << lines[2];
   EXPECT_TRUE(lines[2].ends_with("  0     1    mqtt.example:8883   -")) << lines[2];
   EXPECT_TRUE(
-      lines[3].starts_with("snmp    not connected         1       2        -             7     0    "
+      lines[3].starts_with("snmp    not connected        1       2        -             7     0    "
                            "/var/agentx/master  ~ ago: connection refused"))
       << lines[3];
 }
@@ -146,7 +145,7 @@ TEST_F(OutputsCommand, FitsTheTerminal) {
   report(R"("publisher":"alertmanager-0123456789ab","through":0,"peer":")" + std::string(256, 'p') +
          R"(","connected":true,"told":3,"lost":123456,"cut":1,"last_success":")" + before_now(5) +
          R"(","last_error":")" + std::string(512, 'e') + R"(","last_error_at":")" + before_now(61) + "\"");
-  for (const std::uint16_t columns : {80, 90, 100, 132}) {
+  for (const std::uint16_t columns : std::initializer_list<std::uint16_t>{80, 90, 100, 132}) {
     const Ended got = shell_.run_on_terminal(typed(), columns);
     EXPECT_EQ(got.status, 0) << got.out;
     const auto lines = lines_of(got.out);

@@ -37,7 +37,7 @@ class AlertsTest(WholeTest):
         number = alarm["alarm"].rpartition("-")[2]
         self.assertEqual(alert["annotations"], {
             "alarm": alarm["alarm"], "cause": "performance-problem", "operator_state": "none", "sensor": "FAN1_TACH1",
-            "description": alarm["record"]["descr"]})
+            "summary": f"minor alarm F0395 of {dn_of_fan(1)}", "description": alarm["record"]["descr"]})
         self.assertEqual(alert["generatorURL"], f"https://page.example:8443/alarm/{number}")
         self.assertEqual(moment(alert["startsAt"]), moment(alarm["created"]))
         # An alert of a publisher that is gone expires after five minutes.

@@ -173,7 +173,6 @@ class AlertsTest(WholeTest):
         engine.feed(*(fan(number) for number in range(1, 101)))
         alertmanager.wait_for_truth(engine)
         alertmanager.kill()
-        before = publisher.most_memory()
         # Each fan gets well and worse again and again.
         for _ in range(10):
             engine.feed(*(event for number in range(1, 101)
@@ -182,7 +181,7 @@ class AlertsTest(WholeTest):
         alertmanager.start()
         alertmanager.wait_for_truth(engine)
         self.assertEqual(len(alertmanager.picture()), 50)
-        self.assertLess(publisher.most_memory() - before, 10)
+        self.check_memory(publisher, 40)
 
     def test_an_engine_that_is_away(self):
         engine, alertmanager, _ = self.start()

@@ -68,7 +68,8 @@ void Program::warn_of_plain_addresses(const Access& access) {
   for (const auto* const list : {&options_.peers.alertmanagers, &options_.peers.webhooks}) {
     for (const Address& one : *list) {
       if (one.is_secure || access.credentials.of(one).is_empty()) continue;
-      service_.say(Priority::kWarning, one.peer + ": the credentials go over the network in plain text; use https");
+      service_.say(Priority::kWarning,
+                   one.peer + ": the credentials are sent in plain text; use https unless the peer is on this machine");
     }
   }
 }

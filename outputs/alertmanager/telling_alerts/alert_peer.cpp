@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "model/record_text.h"
 #include "report/json_forms.h"
+#include "report/json_object.h"
 
 namespace polaiga::alertmanager {
 
@@ -90,20 +92,24 @@ void AlertPeer::catch_up(output::FollowedLedger& ledger) {
     return;
   }
   for (const engine::StoredChange& one : feed.changes) {
-    if (!one.change.is_quiet && one.change.alarm != 0) end_what_was(one.change);
+    if (!one.change.is_quiet && one.change.alarm != 0) end_what_was(one);
   }
   const bool is_over = feed.through >= catch_up_to_ || feed.through == *caught_up_;
   caught_up_ = feed.through;
   if (is_over) caught_up_.reset();
 }
 
-void AlertPeer::end_what_was(const engine::Change& change) {
+void AlertPeer::end_what_was(const engine::StoredChange& stored) {
+  const engine::Change& change = stored.change;
+  engine::JsonObject annotations;
+  annotations.add("alarm", engine::alarm_id(ledger_id_, change.alarm));
+  if (stored.record) annotations.add("description", engine::field_text(stored.record->record.descr));
   const auto parts = fault_parts(change.fault_dn);
   if (!parts) return;
   for (const Severity severity : {before_of(change), after_of(change)}) {
     if (severity == Severity::kCleared) continue;
     Alert alert{.labels = alert_labels(parts->dn, parts->code, severity, board_.identity()),
-                .annotations = R"({"alarm":")" + engine::alarm_id(ledger_id_, change.alarm) + R"("})",
+                .annotations = annotations.text(),
                 .link = {},
                 .starts_at = change.at,
                 .alarm = change.alarm};

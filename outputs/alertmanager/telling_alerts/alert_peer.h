@@ -42,7 +42,7 @@ class AlertPeer {
   bool is_connected() const { return health_.is_connected(); }
 
  private:
-  void end_what_was(const engine::Change& change);
+  void end_what_was(const engine::StoredChange& stored);
   void finish(const Answer& answer);
 
   const AlertBoard& board_;

@@ -75,7 +75,8 @@ void Telling::look() {
   if (!is_readable_ || seen.is_new) return;  // with the next look the profile is known, too
   if (std::exchange(is_new_, false)) {
     profile_ = &ledger_.profile();
-    take_all(0);
+    const bool is_other = std::exchange(ledger_id_, ledger_.ledger_id()) != ledger_.ledger_id();
+    take_all(is_other ? 0 : std::min(before, ledger_.number()));
     must_begin_ = true;
   } else if (profile_ != &ledger_.profile()) {
     profile_ = &ledger_.profile();

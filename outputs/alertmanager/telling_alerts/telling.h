@@ -56,6 +56,7 @@ class Telling {
   AlertBoard board_;
   std::vector<std::unique_ptr<AlertPeer>> alertmanagers_;
   std::vector<std::unique_ptr<HookPeer>> webhooks_;
+  std::string ledger_id_;                          // of the ledger that the board was made of
   const engine::AlarmProfile* profile_ = nullptr;  // by which the board was made; only to be compared
   bool is_new_ = false;                            // the ledger is another one than the board's
   bool must_begin_ = false;                        // the peers do not know yet that it is

@@ -121,7 +121,7 @@ class FailuresTest(WholeTest):
         other.wait_for({FAN_1})
         self.assertEqual(self.authorization(one), "Basic " + base64.b64encode(b"anna:a=b").decode())
         self.assertEqual(self.authorization(other), "Bearer first")
-        publisher.wait_for("the credentials go over the network in plain text; use https")
+        publisher.wait_for("the credentials are sent in plain text; use https")
         engine.write("credentials", "token=second\n")
         os.kill(publisher.pid, signal.SIGHUP)
         until("the new one is used", lambda: self.authorization(one) == self.authorization(other) == "Bearer second")

@@ -109,8 +109,7 @@ FeedStart ChangeFeed::start() {
     FeedStart start{.number = rows.last_change(), .alarms = rows.active_alarms()};
     for (const auto& shown : shown_alarms(rows)) start.alarms.push_back(shown.first);
     std::ranges::sort(start.alarms);
-    const auto again = std::ranges::unique(start.alarms);
-    start.alarms.erase(again.begin(), again.end());
+    start.alarms.erase(std::unique(start.alarms.begin(), start.alarms.end()), start.alarms.end());
     return start;
   });
 }

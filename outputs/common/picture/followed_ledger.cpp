@@ -21,9 +21,7 @@ FollowedLedger::Seen FollowedLedger::look() {
   Seen seen;
   if (clock_.steady() < look_at_) return seen;
   try {
-    if (feed_ && feed_->is_replaced()) {
-      throw engine::LedgerError(path_ + ": the ledger is gone, or another one is in its place");
-    }
+    if (feed_ && feed_->is_replaced()) feed_.reset();
     if (!feed_) {
       open(seen);
     } else if (has_more_ || feed_->has_changed()) {

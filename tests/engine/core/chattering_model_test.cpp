@@ -209,7 +209,7 @@ class ChatteringModelTest : public test::RandomWalk<Model> {
     fresh.begin(snapshot);
     expect_same(late_, fresh);
     expect_same(follower_, fresh);
-    asking_.read(path_, static_cast<std::size_t>(pick(1, 9)));
+    asking_.read(path_, static_cast<std::size_t>(pick(10, 50)));
     EXPECT_EQ(asking_.alarms, fresh.alarms);
     if (pick(0, 3) == 0) late_ = fresh;
     // Nothing chatters: outputs know what is active, but for what was silent all the time.

@@ -107,6 +107,25 @@ TEST_F(KeptActionsTest, WhoAcknowledgesOrClosesAnAlarmHasSeenIt) {
   EXPECT_EQ(seen, (std::vector<std::string>{"after 5", "after 9", "not yet"}));
 }
 
+// In the words of RFC 8632.
+TEST_F(KeptActionsTest, EachGivesTheAlarmAState) {
+  start({.events = 50, .days = 0, .bytes = 0});
+  event(1, 1);
+  act(ActionKind::kComment, 1, "looking");
+  act(ActionKind::kAcknowledge, 1, "seen");
+  act(ActionKind::kClose, 1, "replaced");
+  act(ActionKind::kUnacknowledge, 1, "");
+  act(ActionKind::kShelve, 1, "noise", 60);
+  act(ActionKind::kUnshelve, 1, "");
+  write();
+  std::vector<std::string> states;
+  for (const OperatorStateChange& one : LedgerReader(path_).tell_active({}).alarms.at(0).operators) {
+    states.push_back(std::string(one.state) + " by " + one.person + ": " + one.text);
+  }
+  EXPECT_EQ(states, (std::vector<std::string>{"none by anna: looking", "ack by anna: seen", "closed by anna: replaced",
+                                              "none by anna: ", "shelved by anna: noise", "un-shelved by anna: "}));
+}
+
 TEST_F(KeptActionsTest, TheyGoWithTheirAlarm) {
   start({.events = 50, .days = 0, .bytes = 0});
   event(1, 1);

@@ -1,0 +1,71 @@
+// The publisher: follows a ledger, and has all that managers ask for and are told.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "agent/notifier.h"
+#include "agent/options.h"
+#include "agentx/master_session.h"
+#include "base/clock.h"
+#include "picture/followed_ledger.h"
+#include "publisher/report.h"
+#include "tables/object_tree.h"
+
+namespace polaiga::snmp {
+
+class Publisher {
+ public:
+  using Tell = std::function<void(engine::Priority, const std::string&)>;
+
+  static constexpr const char* kName = "snmp";
+
+  // The clock must outlive this.
+  Publisher(const Options& options, const engine::Clock& clock, Tell tell);
+
+  // Does all that can be done now. Throws std::runtime_error when it cannot go on.
+  void go_on();
+
+  int fd() const { return master_.fd(); }
+  short poll_events() const { return master_.poll_events(); }
+  std::chrono::milliseconds until_next() const;
+
+  // Nothing before a ledger was read.
+  std::optional<output::Report> report();
+  std::string status() const;
+
+ private:
+  static constexpr std::chrono::seconds kLookForMaintenance{1};
+
+  void follow();
+  void begin_ledger();
+  void read_maintenance();
+  LedgerFacts facts();
+
+  const Options& options_;
+  const engine::Clock& clock_;
+  Tell tell_;
+  Places places_;
+  output::FollowedLedger followed_;
+  AlarmView view_;
+  ChangeTable changes_;
+  ClearedAlarms cleared_;
+  ObjectTree objects_;
+  MasterSession master_;
+  Notifier notifier_;
+  std::string ledger_id_;  // of which the notifier tells
+  bool has_more_ = false;
+  std::optional<engine::LedgerReader> reader_;  // for the objects that are out of service
+  engine::ChangeNumber maintenance_of_ = -1;    // the change after which they were read last
+  engine::Clock::Steady maintenance_at_{};
+  std::uint64_t comings_and_goings_ = 0;
+  std::uint32_t last_changed_ = 0;  // sysUpTime
+  bool has_picture_ = false;
+  std::string last_error_;
+  std::string error_now_;
+  std::optional<engine::Moment> last_error_at_;
+};
+
+}  // namespace polaiga::snmp

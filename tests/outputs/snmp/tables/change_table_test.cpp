@@ -1,0 +1,111 @@
+#include "tables/change_table.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "ledger/ledger.h"
+
+namespace polaiga::snmp {
+namespace {
+
+using engine::ChangeNumber;
+
+// A ledger whose changes 1 to `last` are there, but for those up to `gone`; those in `folded` are left out.
+struct Ledger {
+  ChangeNumber last = 0;
+  ChangeNumber gone = 0;
+  std::set<ChangeNumber> folded = {};
+  int reads = 0;
+
+  engine::Feed next(ChangeNumber after, std::size_t most) {
+    ++reads;
+    engine::Feed feed;
+    feed.through = after;
+    if (after < gone) {
+      feed.gap = engine::Feed::Gap{after + 1, gone};
+      return feed;
+    }
+    for (std::size_t i = 0; i < most && feed.through < last; ++i) {
+      ++feed.through;
+      if (folded.contains(feed.through)) continue;
+      feed.changes.emplace_back();
+      feed.changes.back().change.number = feed.through;
+      feed.changes.back().change.alarm = feed.through * 10;
+    }
+    return feed;
+  }
+};
+
+class ChangeTableTest : public testing::Test {
+ protected:
+  std::vector<ChangeNumber> all() const {
+    std::vector<ChangeNumber> numbers;
+    Oid at;
+    for (;;) {
+      const auto cell = table_.next(kChangeAlarm, {.index = at, .is_inclusive = false});
+      if (!cell) return numbers;
+      EXPECT_EQ(cell->value.number, cell->index.at(0) * 10);
+      numbers.push_back(cell->index.at(0));
+      at = cell->index;
+    }
+  }
+
+  Ledger ledger_;
+  ChangeTable table_{[this](ChangeNumber after, std::size_t most) { return ledger_.next(after, most); }};
+};
+
+TEST_F(ChangeTableTest, WalksAll) {
+  ledger_.last = 1234;
+  table_.follow("a", 1234);
+  std::vector<ChangeNumber> expected(1234);
+  for (ChangeNumber i = 0; i < 1234; ++i) expected[static_cast<std::size_t>(i)] = i + 1;
+  EXPECT_EQ(all(), expected);
+  EXPECT_EQ(ledger_.reads, 3);  // 500 rows at once
+}
+
+TEST_F(ChangeTableTest, LeavesOutWhatIsFoldedAndGone) {
+  ledger_.last = 8;
+  ledger_.gone = 2;
+  ledger_.folded = {4, 5, 8};
+  table_.follow("a", 8);
+  EXPECT_EQ(all(), (std::vector<ChangeNumber>{3, 6, 7}));
+  EXPECT_TRUE(table_.get(kChangeAlarm, Oid{6}));
+  for (const std::uint32_t number : {0U, 1U, 2U, 4U, 8U, 9U, 4294967295U}) {
+    EXPECT_FALSE(table_.get(kChangeAlarm, Oid{number})) << number;
+  }
+}
+
+TEST_F(ChangeTableTest, EndsWhereThePictureEnds) {
+  ledger_.last = 10;
+  table_.follow("a", 7);
+  EXPECT_EQ(all().size(), 7U);
+  table_.follow("a", 10);
+  EXPECT_EQ(all().size(), 10U);
+  EXPECT_FALSE(table_.get(kChangeAlarm, Oid{11}));
+}
+
+TEST_F(ChangeTableTest, AnotherLedger) {
+  ledger_.last = 10;
+  table_.follow("a", 10);
+  EXPECT_EQ(all().size(), 10U);
+  ledger_.last = 3;
+  table_.follow("b", 3);
+  EXPECT_EQ(all(), (std::vector<ChangeNumber>{1, 2, 3}));
+}
+
+TEST_F(ChangeTableTest, AnEmptyLedger) {
+  EXPECT_FALSE(table_.next(kChangeAlarm, {}));
+  EXPECT_EQ(ledger_.reads, 0);
+}
+
+TEST_F(ChangeTableTest, GivesUpWhenTooManyAreLeftOut) {
+  ledger_.last = 30'000;
+  for (ChangeNumber i = 1; i < 30'000; ++i) ledger_.folded.insert(i);
+  table_.follow("a", 30'000);
+  EXPECT_THROW(table_.next(kChangeAlarm, {}), engine::LedgerError);
+  EXPECT_LE(ledger_.reads, 42);
+}
+
+}  // namespace
+}  // namespace polaiga::snmp

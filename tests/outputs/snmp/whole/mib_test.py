@@ -1,0 +1,68 @@
+"""POLAIGA-MIB and what the program answers are the same: mib_test.py POLAIGA POLAIGA_SNMP MIBS [TEST]..."""
+import os
+import re
+import subprocess
+import sys
+
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "../support"))
+import site_of_snmp
+from site_of_snmp import PATIENCE, ROOT, SiteTest, fan, run, until
+
+
+class MibTest(SiteTest):
+    def test_smilint_is_silent(self):
+        site = self.site()
+        # It ends with status 0 whatever it found, so nothing may be said.
+        done = subprocess.run(["smilint", "-l", "6", os.path.join(site_of_snmp.MIBS, "POLAIGA-MIB.txt")], text=True,
+                              capture_output=True, timeout=PATIENCE, env={**os.environ, "SMIPATH": site.file("mibs")})
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, "", ""))
+        # It finds what is wrong: the same module with one name that is not there.
+        with open(os.path.join(site_of_snmp.MIBS, "POLAIGA-MIB.txt"), encoding="ascii") as file:
+            wrong = site.write("POLAIGA-MIB.txt", file.read().replace("INDEX       { polaigaAlarmNumber }",
+                                                                      "INDEX       { polaigaAlarmNumbers }"))
+        done = subprocess.run(["smilint", "-l", "6", wrong], text=True, capture_output=True, timeout=PATIENCE,
+                              env={**os.environ, "SMIPATH": site.file("mibs")})
+        self.assertIn("polaigaAlarmNumbers", done.stdout + done.stderr)
+
+    def names(self):
+        with open(os.path.join(site_of_snmp.MIBS, "POLAIGA-MIB.txt"), encoding="ascii") as file:
+            return re.findall(r"^(polaiga\w+) +(?:OBJECT-TYPE|NOTIFICATION-TYPE|OBJECT IDENTIFIER|MODULE-IDENTITY|"
+                              r"OBJECT-GROUP|NOTIFICATION-GROUP|MODULE-COMPLIANCE)", file.read(), re.M)
+
+    def test_snmptranslate_knows_every_name(self):
+        site = self.site()
+        names = self.names()
+        self.assertGreater(len(names), 80)
+        numbers = run("snmptranslate", "-On", *("POLAIGA-MIB::" + name for name in names),
+                      env=site.environment).split()
+        self.assertEqual(len(numbers), len(names))
+        back = run("snmptranslate", "-OS", *numbers, env=site.environment).split()
+        self.assertEqual(back, ["POLAIGA-MIB::" + name for name in names])
+        for number in numbers:
+            self.assertTrue(number.startswith(".1.3.6.1.4.1.32473"), number)
+
+    def test_all_that_is_there_has_a_name_and_all_that_has_a_name_is_there(self):
+        site = self.site()
+        site.start()
+        site.events(fan(1, True))
+        until("the alarm is there", lambda: site.picture())
+        with open(os.path.join(site_of_snmp.MIBS, "POLAIGA-MIB.txt"), encoding="ascii") as file:
+            readable = re.findall(r"^(polaiga\w+) OBJECT-TYPE\n    SYNTAX .*\n    MAX-ACCESS  read-only", file.read(), re.M)
+        walked = site.ask("snmpbulkwalk", ROOT, output="-OsQU").splitlines()
+        found = list(dict.fromkeys(re.match(r"\w+", line)[0] for line in walked))
+        self.assertEqual(found, readable)
+        # Values have the types and ranges of the module: with it, the tools complain of those that have not.
+        self.assertNotIn("Wrong Type", site.ask("snmpbulkwalk", ROOT, output="-Os"))
+        self.assertIn("minor", site.ask("snmpbulkwalk", ROOT + ".1.3", output="-Os"))
+
+    def test_another_enterprise_number(self):
+        site = self.site()
+        site.start_snmpd()
+        site.start_publisher("--enterprise", "4294967295")
+        site.wait_until_connected()
+        self.assertEqual(len(site.walk(".1.3.6.1.4.1.4294967295.1.1.1")), 5)
+        self.assertEqual(site.walk(ROOT + ".1.1"), {})
+
+
+if __name__ == "__main__":
+    site_of_snmp.main()

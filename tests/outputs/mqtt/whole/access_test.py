@@ -1,4 +1,5 @@
 """Names, passwords, certificates, forbidden topics and wrong options: access_test.py POLAIGA POLAIGA_MQTT [TEST]..."""
+import json
 import os
 import shutil
 import signal
@@ -8,7 +9,9 @@ import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "../support"))
 import board
-from board import BELOW, CONTROLLER, SITE, BoardTest, Process, fan, supply, until
+from board import BELOW, CONTROLLER, SITE, BoardTest, Process, fan, retained, supply, until
+
+ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../../..")
 
 
 def openssl(*arguments):
@@ -157,6 +160,36 @@ class AccessTest(BoardTest):
                 done = subprocess.run([board.POLAIGA_MQTT, *arguments], capture_output=True, text=True, timeout=60, env=environment)
                 self.assertEqual(done.returncode, 2)
                 self.assertIn(words, done.stderr)
+
+    def test_the_example_of_an_acl(self):
+        server = self.board(broker=False)
+        passwords = server.file("passwords")
+        for number, user in enumerate(("rack-1", "viewer", "collector")):
+            subprocess.run(["mosquitto_passwd", "-b", *(["-c"] if number == 0 else []), passwords, user, "secret"], check=True,
+                           capture_output=True, timeout=60)
+        # The example's site is another one.
+        with open(os.path.join(ROOT, "packaging/mqtt/mosquitto.acl"), encoding="ascii") as file:
+            acl = server.write("acl", file.read().replace("berlin-1", SITE), 0o644)
+        server.broker = board.Broker(server.place, "acl_file " + acl, "password_file " + passwords)
+        server.start("--confirm", "collector", "--user", "rack-1", "--password-file", server.write("mine", "secret"))
+        until("it has begun", lambda: server.cursor() is not None)
+        came = {}
+        clients = {user: server.client("change", name=user, user=user, password="secret",
+                                       on_message=lambda message, user=user: came.setdefault(user, []).append(message))
+                   for user in ("viewer", "collector", "rack-1")}
+        server.send([fan(1, 1)])
+        until("they who may read it have the change", lambda: sorted(came) == ["collector", "viewer"])
+        ledger_id = server.ask_engine(do="status")["ledger_id"]
+        ack = json.dumps({"ledger_id": ledger_id, "through": 1})
+        clients["viewer"].publish(BELOW + "ack", ack)
+        # Nobody has acknowledged it, so it comes again with the next connection.
+        server.publisher.process.send_signal(signal.SIGHUP)
+        until("the change comes again", lambda: len(came["viewer"]) == 2)
+        clients["collector"].publish(BELOW + "ack", ack)
+        until("the collector is heard", lambda: server.cursor() == 1)
+        self.assertNotIn("refuses", server.publisher.text())
+        until("the viewer has the list",
+              lambda: retained(server, user="viewer", password="secret")[0].index["count"] == 1)
 
 
 if __name__ == "__main__":

@@ -12,14 +12,16 @@
 
 #include "base/private_file.h"
 #include "base/wipe.h"
+#include "messages/requests.h"
+#include "messages/sizes.h"
 
 namespace polaiga::mqtt {
 namespace {
 
 constexpr int kKeepAlive = 15;                              // seconds
 constexpr std::uint32_t kSessionExpiry = 7 * 24 * 60 * 60;  // seconds
-constexpr std::size_t kLongestArrived = std::size_t{64} * 1024;
-constexpr std::size_t kMostEvents = 100'000;
+constexpr std::uint32_t kMostPacket = std::uint32_t{128} * 1024;
+constexpr int kReadsAtOnce = 4;
 constexpr int kQuality = 1;
 
 struct Library {
@@ -48,10 +50,7 @@ std::string reason_text(int reason) {
 struct Connection::Callbacks {
   static Connection& of(void* object) { return *static_cast<Connection*>(object); }
 
-  static void add(void* object, Event event) {
-    auto& events = of(object).events_;
-    if (events.size() < kMostEvents) events.push_back(std::move(event));
-  }
+  static void add(void* object, Event event) { of(object).events_.push_back(std::move(event)); }
 
   static void on_connect(mosquitto* /*client*/, void* object, int reason, int /*flags*/,
                          const mosquitto_property* properties) {
@@ -91,7 +90,8 @@ struct Connection::Callbacks {
     const auto size = static_cast<std::size_t>(message->payloadlen);
     Event event{.kind = Event::Kind::kArrived, .topic = message->topic, .is_retained = message->retain};
     // What is longer is not for this program. One byte more says so to those who read it.
-    if (size > 0) event.payload.assign(static_cast<const char*>(message->payload), std::min(size, kLongestArrived + 1));
+    const std::size_t most = message->retain ? kMostPayloadBytes : kMostRequestBytes;
+    if (size > 0) event.payload.assign(static_cast<const char*>(message->payload), std::min(size, most + 1));
     add(object, std::move(event));
   }
 
@@ -102,7 +102,7 @@ struct Connection::Callbacks {
 
 void Connection::Destroy::operator()(mosquitto* client) const { mosquitto_destroy(client); }
 
-Connection::Connection(const Settings& settings, Protocol protocol) : settings_(settings), protocol_(protocol) {
+Connection::Connection(Settings settings, Protocol protocol) : settings_(std::move(settings)), protocol_(protocol) {
   use_library();
   client_.reset(mosquitto_new(settings_.client_id.c_str(), settings_.is_session_clean, this));
   if (!client_) throw ConnectionError("there is no memory for a connection");
@@ -172,6 +172,10 @@ void Connection::expect(int result, const char* what) const {
 
 void Connection::connect() {
   mosquitto_property* properties = nullptr;
+  if (protocol_ == Protocol::kMqtt5) {
+    expect(mosquitto_property_add_int32(&properties, MQTT_PROP_MAXIMUM_PACKET_SIZE, kMostPacket),
+           "limit what the broker sends");
+  }
   if (protocol_ == Protocol::kMqtt5 && !settings_.is_session_clean) {
     expect(mosquitto_property_add_int32(&properties, MQTT_PROP_SESSION_EXPIRY_INTERVAL, kSessionExpiry),
            "ask for a session that lasts");
@@ -192,19 +196,25 @@ short Connection::poll_events() const {
 
 bool Connection::has_to_write() const { return mosquitto_want_write(client_.get()); }
 
+// What encryption has read ahead is not seen by poll(2), so it is read until nothing comes; but not for ever, since
+// others may publish much.
+int Connection::read() {
+  for (int i = 0; i < kReadsAtOnce; ++i) {
+    const std::size_t before = events_.size();
+    const int result = mosquitto_loop_read(client_.get(), 1);
+    has_more_ = events_.size() != before;
+    if (result != MOSQ_ERR_SUCCESS || !has_more_) return result;
+  }
+  return MOSQ_ERR_SUCCESS;
+}
+
 void Connection::go_on(short happened) {
   int result = MOSQ_ERR_SUCCESS;
-  if ((happened & (POLLIN | POLLERR | POLLHUP)) != 0) {
-    // What encryption has read ahead is not seen by poll(2), so it is read until nothing comes.
-    std::size_t before = 0;
-    do {
-      before = events_.size();
-      result = mosquitto_loop_read(client_.get(), 1);
-    } while (result == MOSQ_ERR_SUCCESS && events_.size() != before && events_.size() < kMostEvents / 2);
-  }
+  if (has_more_ || (happened & (POLLIN | POLLERR | POLLHUP)) != 0) result = read();
   if (result == MOSQ_ERR_SUCCESS && mosquitto_want_write(client_.get())) {
     result = mosquitto_loop_write(client_.get(), 1);
   }
+  if (result == MOSQ_ERR_CONN_LOST) throw ConnectionClosed("the connection is lost: " + text_of(result));
   if (result != MOSQ_ERR_SUCCESS) throw ConnectionError("the connection is lost: " + text_of(result));
 }
 

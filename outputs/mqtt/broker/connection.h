@@ -23,6 +23,12 @@ class ConnectionError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// The other side has closed the connection, and did not say why.
+class ConnectionClosed : public ConnectionError {
+ public:
+  using ConnectionError::ConnectionError;
+};
+
 // A reason that is less says that all is well.
 inline constexpr int kFirstBadReason = 128;
 
@@ -43,7 +49,7 @@ class Connection {
   };
 
   // Reads the files with the certificates and the password. Throws ConnectionError.
-  Connection(const Settings& settings, Protocol protocol);
+  Connection(Settings settings, Protocol protocol);
   ~Connection();
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
@@ -58,6 +64,8 @@ class Connection {
 
   // Reads and writes what is possible. Throws ConnectionError when the connection is lost.
   void go_on(short happened);
+  // Whether there may be more to read that poll(2) does not see.
+  bool has_more() const { return has_more_; }
   // Keeps it alive; once a second. Throws as that does.
   void tick();
 
@@ -75,6 +83,7 @@ class Connection {
 
  private:
   struct Callbacks;
+  int read();
   void set_access(const Settings& settings);
   void set_encryption(const Settings& settings);
   void expect(int result, const char* what) const;
@@ -87,6 +96,7 @@ class Connection {
   };
   std::unique_ptr<mosquitto, Destroy> client_;
   std::vector<Event> events_;
+  bool has_more_ = false;
   std::string complaint_;
 };
 

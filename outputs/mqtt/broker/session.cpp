@@ -13,6 +13,7 @@ using std::chrono::seconds;
 constexpr seconds kTick{1};
 constexpr milliseconds kSoon{200};
 constexpr int kVersionRefused = 132;
+constexpr int kUnansweredRow = 3;
 
 Protocol first_protocol(ProtocolChoice choice) {
   return choice == ProtocolChoice::kMqtt311 ? Protocol::kMqtt311 : Protocol::kMqtt5;
@@ -69,14 +70,18 @@ void Session::go_on(const pollfd& polled) {
     }
     take_events();
   } catch (const ConnectionError& error) {
-    // What came before the end counts.
+    // What came before the end counts, and what the broker said of the reason.
     std::string why = error.what();
+    bool is_closed = dynamic_cast<const ConnectionClosed*>(&error) != nullptr;
     try {
       if (connection_) take_events();
-    } catch (const ConnectionError& of_event) {
-      why = of_event.what();
+    } catch (const ConnectionClosed&) {
+      // It is known already.
+    } catch (const ConnectionError& said) {
+      why = said.what();
+      is_closed = false;
     }
-    fail(why);
+    fail(why, is_closed);
   }
 }
 
@@ -112,8 +117,8 @@ void Session::take(const Connection::Event& event) {
       listener_->on_message(event.topic, event.payload, event.is_retained);
       break;
     case Kind::kEnded:
-      throw ConnectionError("the broker has closed the connection" +
-                            (event.reason >= kFirstBadReason ? ": " + reason_text(event.reason) : std::string()));
+      if (event.reason < kFirstBadReason) throw ConnectionClosed("the broker has closed the connection");
+      throw ConnectionError("the broker has closed the connection: " + reason_text(event.reason));
   }
   if (dropped_) throw ConnectionError(*std::exchange(dropped_, std::nullopt));
 }
@@ -153,22 +158,20 @@ void Session::close() {
   if (was_up) listener_->on_down(last_error_);
 }
 
-void Session::fail(const std::string& why) {
+// A broker that knows only the older version may just close the connection. So, now and then, that is tried, too.
+Protocol Session::next_protocol() const {
+  if (settings_.protocol != ProtocolChoice::kAny) return first_protocol(settings_.protocol);
+  const bool try_older = unanswered_ % kUnansweredRow == kUnansweredRow - 1;
+  return is_version_refused_ || try_older ? Protocol::kMqtt311 : Protocol::kMqtt5;
+}
+
+void Session::fail(const std::string& why, bool is_closed) {
   if (is_up_ && clock_.steady() - since_ > kGood) back_off_.reset();
-  const bool had_answer = is_up_;
-  const bool was_connected = connection_ != nullptr;
+  unanswered_ = is_closed && !is_up_ ? unanswered_ + 1 : 0;
   note(why);
   close();
   next_ = clock_.steady() + back_off_.next();
-  if (settings_.protocol != ProtocolChoice::kAny) return;
-  // A broker that knows only the older version may just close the connection.
-  if (is_version_refused_) {
-    protocol_ = Protocol::kMqtt311;
-  } else if (had_answer) {
-    protocol_ = Protocol::kMqtt5;
-  } else if (was_connected) {
-    protocol_ = protocol_ == Protocol::kMqtt5 ? Protocol::kMqtt311 : Protocol::kMqtt5;
-  }
+  protocol_ = next_protocol();
 }
 
 MessageId Session::send(const Message& message) {
@@ -229,7 +232,7 @@ pollfd Session::polled() const {
 }
 
 milliseconds Session::until_next() const {
-  if (dropped_) return milliseconds(0);
+  if (dropped_ || (connection_ && connection_->has_more())) return milliseconds(0);
   if (attempt_ || connection_) return kSoon;
   return std::max(milliseconds(0), std::chrono::ceil<milliseconds>(next_ - clock_.steady()));
 }

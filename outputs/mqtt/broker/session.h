@@ -65,7 +65,8 @@ class Session final : public Link {
   void take_events();
   void take(const Connection::Event& event);
   void answered(const Connection::Event& event);
-  void fail(const std::string& why);
+  void fail(const std::string& why, bool is_closed = false);
+  Protocol next_protocol() const;
   void close();
   void note(const std::string& why);
 
@@ -78,6 +79,7 @@ class Session final : public Link {
   std::unique_ptr<Connection> connection_;
   Protocol protocol_;
   bool is_version_refused_ = false;  // MQTT 5, by this broker
+  int unanswered_ = 0;               // connections in a row that the broker closed without a word
   bool is_up_ = false;
   std::optional<std::string> dropped_;  // why, while the listener is being told something
   std::optional<std::string> kept_topic_;

@@ -94,6 +94,7 @@ void Teller::begin_ledger() {
     ledger_id_ = ledger_.ledger_id();
     read_.clear();
     read_through_ = begin;
+    lost_through_ = 0;
     read_at_ = Steady{};
     replays_.forget();
     is_picture_told_ = false;
@@ -247,7 +248,11 @@ void Teller::tell_gap(const Feed::Gap& gap) {
       is_put_back ? gap.first - 1 : gap.last,
       send(Kind::kChange,
            {.topic = topics_.change, .payload = gap_payload(options_.origin, gap, told), .is_retained = false}));
-  report_.lost += is_put_back ? 0 : static_cast<std::uint64_t>(gap.last - gap.first + 1);
+  // A gap that has not arrived is told again, and counts once.
+  if (!is_put_back && gap.last > lost_through_) {
+    report_.lost += static_cast<std::uint64_t>(gap.last - std::max(gap.first - 1, lost_through_));
+    lost_through_ = gap.last;
+  }
   pages_.send_all_again();
   tools_.tell(Priority::kWarning, "The changes " + std::to_string(gap.first) + " to " + std::to_string(gap.last) +
                                       " are not in the ledger; this is told as a gap, and the alarms are told again");

@@ -125,7 +125,8 @@ class Teller final : public Listener {
   Replays replays_;
   std::deque<engine::StoredChange> read_;  // and not told yet
   Number read_through_ = 0;
-  Steady read_at_{};  // when to look for more
+  Number lost_through_ = 0;  // up to here losses were counted
+  Steady read_at_{};         // when to look for more
   bool has_more_ = false;
 
   // Of the connection.

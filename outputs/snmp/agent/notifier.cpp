@@ -10,12 +10,13 @@ using engine::Priority;
 using std::chrono::milliseconds;
 
 Notifier::Notifier(const Places& places, NotificationSink& sink, const AlarmView& view, const engine::Clock& clock,
-                   Read read, Tell tell, std::chrono::seconds heartbeat)
+                   Read read, Oldest oldest, Tell tell, std::chrono::seconds heartbeat)
     : places_(places),
       sink_(sink),
       view_(view),
       clock_(clock),
       read_changes_(std::move(read)),
+      oldest_(std::move(oldest)),
       tell_(std::move(tell)),
       heartbeat_(heartbeat) {}
 
@@ -26,7 +27,7 @@ void Notifier::begin(const std::string& ledger_id, ChangeNumber through) {
   heartbeat_at_ = {};
 }
 
-void Notifier::go_on(ChangeNumber last, ChangeNumber oldest) {
+void Notifier::go_on(ChangeNumber last) {
   take_answers();
   if (ledger_id_.empty()) return;
   if (sink_.generation() != generation_ || !sink_.is_open()) {
@@ -53,7 +54,7 @@ void Notifier::go_on(ChangeNumber last, ChangeNumber oldest) {
     if (feed.through == read_ || read_ >= last) break;
     pass_to(std::min(feed.through, last));
   }
-  send_heartbeat(last, oldest);
+  send_heartbeat(last);
 }
 
 milliseconds Notifier::until_next() const {
@@ -146,7 +147,7 @@ bool Notifier::send(NotificationType type, const std::vector<Variable>& variable
   return true;
 }
 
-void Notifier::send_heartbeat(ChangeNumber last, ChangeNumber oldest) {
+void Notifier::send_heartbeat(ChangeNumber last) {
   const auto now = clock_.steady();
   if (heartbeat_.count() == 0 || now < heartbeat_at_ || on_the_way_.size() >= kMostOnTheWay) return;
   const auto number = [](ChangeNumber of) { return unsigned_number(static_cast<std::uint64_t>(of)); };
@@ -154,7 +155,7 @@ void Notifier::send_heartbeat(ChangeNumber last, ChangeNumber oldest) {
       {places_.scalar(kLedgerArc, kLedgerId), text(ledger_id_)},
       {places_.scalar(kLedgerArc, kToldNumber), number(previous_)},
       {places_.scalar(kLedgerArc, kLastNumber), number(last)},
-      {places_.scalar(kLedgerArc, kOldestNumber), number(oldest)},
+      {places_.scalar(kLedgerArc, kOldestNumber), number(oldest_())},
       {places_.scalar(kCountsArc, kActiveAlarms), unsigned_number(view_.alarms().size())},
   };
   if (send(NotificationType::kHeartbeat, variables, {})) heartbeat_at_ = now + heartbeat_;

@@ -22,17 +22,18 @@ class Notifier {
   static constexpr std::size_t kMostOnTheWay = 16;
 
   using Read = std::function<engine::Feed(engine::ChangeNumber after, std::size_t most)>;
+  using Oldest = std::function<engine::ChangeNumber()>;  // of the changes that the ledger still has
   using Tell = std::function<void(engine::Priority, const std::string&)>;
 
   // All must outlive this. Without a `heartbeat` (0) none is sent.
   Notifier(const Places& places, NotificationSink& sink, const AlarmView& view, const engine::Clock& clock, Read read,
-           Tell tell, std::chrono::seconds heartbeat);
+           Oldest oldest, Tell tell, std::chrono::seconds heartbeat);
 
   // Goes on after change `through` of this ledger.
   void begin(const std::string& ledger_id, engine::ChangeNumber through);
 
   // Tells what there is up to change `last`, as far as there is room. Throws LedgerError.
-  void go_on(engine::ChangeNumber last, engine::ChangeNumber oldest);
+  void go_on(engine::ChangeNumber last);
   // Until the next heartbeat.
   std::chrono::milliseconds until_next() const;
 
@@ -64,13 +65,14 @@ class Notifier {
   bool tell(const ChangeRow& row);
   void pass_to(engine::ChangeNumber number);
   bool send(NotificationType type, const std::vector<Variable>& variables, OnTheWay one);
-  void send_heartbeat(engine::ChangeNumber last, engine::ChangeNumber oldest);
+  void send_heartbeat(engine::ChangeNumber last);
 
   const Places& places_;
   NotificationSink& sink_;
   const AlarmView& view_;
   const engine::Clock& clock_;
   Read read_changes_;
+  Oldest oldest_;
   Tell tell_;
   std::chrono::seconds heartbeat_;
   std::string ledger_id_;

@@ -29,8 +29,8 @@ Publisher::Publisher(const Options& options, const engine::Clock& clock, Tell te
               output::random_number),
       notifier_(
           places_, master_, view_, clock,
-          [this](ChangeNumber after, std::size_t most) { return followed_.changes_after(after, most); }, tell_,
-          std::chrono::seconds(options.heartbeat)) {}
+          [this](ChangeNumber after, std::size_t most) { return followed_.changes_after(after, most); },
+          [this] { return followed_.oldest_number(); }, tell_, std::chrono::seconds(options.heartbeat)) {}
 
 void Publisher::go_on() {
   try {
@@ -41,7 +41,7 @@ void Publisher::go_on() {
   }
   master_.go_on();
   try {
-    notifier_.go_on(followed_.number(), followed_.oldest_number());
+    notifier_.go_on(followed_.number());
   } catch (const engine::LedgerError&) {
     // The same.
   }

@@ -118,6 +118,25 @@ TEST_F(OutputsCommand, ThereMayBeNone) {
   EXPECT_EQ(ask("--json").out, "");
 }
 
+TEST_F(OutputsCommand, OneThatIsNotUsedIsForgotten) {
+  Child engine(with_control(), dir_);
+  report(R"("publisher":"a","through":0)");
+  report(R"("publisher":"b","through":0)");
+  const Ended got = ask("--forget a");
+  EXPECT_EQ(got.status, 0) << got.err;
+  EXPECT_EQ(got.out, "The output 'a' is forgotten. Retention waits for it no longer.\n");
+  const json now = status().at("publishers");
+  ASSERT_EQ(now.size(), 1U);
+  EXPECT_EQ(now.at(0).at("publisher"), "b");
+  const Ended again = ask("--forget a");
+  EXPECT_EQ(again.status, 2);
+  EXPECT_EQ(again.out, "");
+  EXPECT_EQ(again.err, "polaiga: There is no publisher 'a'\n");
+  const Ended wrong = ask("--forget 'A\"B'");
+  EXPECT_EQ(wrong.status, 2);
+  EXPECT_NE(wrong.err.find("The publisher is 'A\"B'; its name has 1 to 32"), std::string::npos) << wrong.err;
+}
+
 TEST_F(OutputsCommand, WithoutAnEngine) {
   const Ended got = ask();
   EXPECT_EQ(got.status, 2);

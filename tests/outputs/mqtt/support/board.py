@@ -361,7 +361,7 @@ class Consumer:
         return sorted(set(self.numbers) | set(self.replayed))
 
 
-def retained(board, patience=PATIENCE):
+def retained(board, patience=PATIENCE, **more):
     """The picture of one who joins now, and how long it took to be whole."""
     picture, lock = Picture(), threading.Lock()
 
@@ -369,7 +369,7 @@ def retained(board, patience=PATIENCE):
         with lock:
             picture.take(message)
     began = time.monotonic()
-    client = board.client("#", name=f"joiner-{began}", on_message=take)
+    client = board.client("#", name=f"joiner-{began}", on_message=take, **more)
 
     def whole():
         with lock:

@@ -187,7 +187,7 @@ TEST_F(AlarmPagesTest, APictureThatIsReadAnewTakesThePlaceOfTheOneBefore) {
 
 TEST_F(AlarmPagesTest, AtRandomAReaderHasWhatIsActive) {
   std::mt19937 chance(20250101);
-  for (int i = 0; i < 300; ++i) {
+  for (int i = 0; i < 60; ++i) {
     for (int changes = static_cast<int>(chance() % 40); changes > 0; --changes) {
       const auto number = static_cast<ChangeNumber>(chance() % 400 + 1);
       if (chance() % 3 == 0) {

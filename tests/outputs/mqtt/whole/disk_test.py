@@ -18,7 +18,7 @@ def fill(path):
             assert "No space left on device" in str(error), error
 
 
-def play():
+def test_full_disk():
     server = Board(engine_options=("--chattering", "0"), broker=False)
     disk = server.file("disk")
     os.mkdir(disk)
@@ -52,7 +52,7 @@ def main():
         os.environ["POLAIGA_OWN_MOUNTS"] = "yes"
         os.execvp("unshare", ["unshare", "--mount", "--propagation", "private", sys.executable, *sys.orig_argv[1:]])
     board.POLAIGA, board.POLAIGA_MQTT = sys.argv[1:3]
-    play()
+    test_full_disk()
 
 
 if __name__ == "__main__":

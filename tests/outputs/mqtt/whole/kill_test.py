@@ -38,7 +38,7 @@ class Stream:
             time.sleep(0.1)
 
 
-def play(changes, chance, options):
+def test_kills(changes, chance, options):
     server = Board(engine_options=("--chattering", "0"))
     counts = collections.Counter()
     consumer = Consumer(server, acks=bool(options)).connect()
@@ -97,7 +97,7 @@ def main():
     seed = int(sys.argv[4]) if len(sys.argv) > 4 else random.randrange(10**6)
     print("The seed is", seed, flush=True)
     for options in ((), ("--confirm", "collector")):
-        play(changes, random.Random(seed), options)
+        test_kills(changes, random.Random(seed), options)
 
 
 if __name__ == "__main__":

@@ -79,7 +79,7 @@ class NotifierTest : public testing::Test {
     return feed;
   }
 
-  void go_on() { notifier_.go_on(last_, gone_ + 1); }
+  void go_on() { notifier_.go_on(last_); }
 
   // The numbers that were told and those before them; a heartbeat is {0, the number told last}, lost ones are negative.
   std::vector<std::pair<ChangeNumber, ChangeNumber>> told() const {
@@ -114,6 +114,7 @@ class NotifierTest : public testing::Test {
                      view_,
                      clock_,
                      [this](ChangeNumber after, std::size_t most) { return read(after, most); },
+                     [this] { return gone_ + 1; },
                      [this](engine::Priority /*priority*/, const std::string& text) { said_.push_back(text); },
                      std::chrono::seconds(0)};
 };
@@ -269,27 +270,27 @@ TEST_F(NotifierTest, AnotherLedger) {
 TEST_F(NotifierTest, Heartbeats) {
   Notifier beating(
       places_, master_, view_, clock_, [this](ChangeNumber after, std::size_t most) { return read(after, most); },
-      [](engine::Priority /*priority*/, const std::string& /*text*/) {}, std::chrono::seconds(60));
+      [this] { return gone_ + 1; }, [](engine::Priority /*priority*/, const std::string& /*text*/) {}, std::chrono::seconds(60));
   clock_.pass(1);
   master_.open();
   beating.begin("ab", 4);
   last_ = 4;
-  beating.go_on(4, 1);
-  beating.go_on(4, 1);
+  beating.go_on(4);
+  beating.go_on(4);
   EXPECT_EQ(told(), (Told{{0, 4}}));
   EXPECT_EQ(beating.until_next(), std::chrono::seconds(60));
   clock_.pass(60);
-  beating.go_on(4, 1);
+  beating.go_on(4);
   EXPECT_EQ(told(), (Told{{0, 4}, {0, 4}}));
   // A heartbeat moves no cursor, whether it is answered or not.
   master_.answer(2);
-  beating.go_on(4, 1);
+  beating.go_on(4);
   EXPECT_EQ(beating.through(), 4);
   EXPECT_EQ(beating.told(), 0U);
   // A new session gets one at once.
   master_.lose();
   master_.open();
-  beating.go_on(4, 1);
+  beating.go_on(4);
   EXPECT_EQ(master_.sent.size(), 3U);
 }
 

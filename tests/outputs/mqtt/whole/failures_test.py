@@ -8,7 +8,7 @@ import time
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "../support"))
 import board
 from board import BELOW, BoardTest, Consumer, Process, fan, retained, same_as_ledger, supply, until
-from mqtt import CONNACK, CONNECT, OddBroker, PUBACK, PUBLISH, SUBACK, SUBSCRIBE, packet
+from mqtt import CONNACK, CONNECT, DISCONNECT, OddBroker, PUBACK, PUBLISH, SUBACK, SUBSCRIBE, packet
 
 NO_CHATTERING = ("--chattering", "0")
 
@@ -103,6 +103,19 @@ class FailuresTest(BoardTest):
         server = self.board(broker=False)
         server.start(port=broker.port)
         server.publisher.wait_for("connected by MQTT 3.1.1")
+
+    def test_two_programs_of_one_name(self):
+        def hands_over(kind, flags, body):
+            """As a broker does when another client of the same id comes."""
+            return packet(DISCONNECT, 0, bytes([0x8E, 0])) if kind == SUBSCRIBE else accepts(kind, flags, body)
+        broker = OddBroker(hands_over)
+        self.addCleanup(broker.close)
+        server = self.board(broker=False)
+        server.start(port=broker.port)
+        server.publisher.wait_for("another program has the same site and controller")
+        until("it has tried again", lambda: len(broker.times) >= 4)
+        # Each pause is between half and all of 0.5 s, 1 s and 2 s.
+        self.assertGreater(broker.times[3] - broker.times[0], 1.7)
 
     def test_only_mosquittos_older_version(self):
         server = self.board()

@@ -121,6 +121,10 @@ bench:
 	@python3 bench/alertmanager_bench.py build/check/bin/polaiga build/check/bin/polaiga-alertmanager
 	@echo "== Timing the publisher that tells an MQTT broker"
 	@python3 bench/mqtt_bench.py build/check/bin/polaiga build/check/bin/polaiga-mqtt
+	@echo "== Timing the subagent of snmpd"
+	@python3 bench/snmp_bench.py build/check/bin/polaiga build/check/bin/polaiga-snmp
+	@echo "== Timing the engine beside publishers whose peers hang"
+	@python3 bench/outputs_bench.py build/check/bin/polaiga examples/day.jsonl build/check/bin/polaiga-mqtt build/check/bin/polaiga-alertmanager
 
 packages:
 	@tools/setup proof

@@ -51,10 +51,15 @@ std::string alert_labels(std::string_view dn, std::uint32_t code, engine::Severi
   return labels.text();
 }
 
+std::string alert_summary(std::string_view dn, std::uint32_t code, engine::Severity severity) {
+  return std::string(engine::severity_word(severity)) + " alarm " + code_text(code) + " of " + std::string(dn);
+}
+
 Alert alert_of(const output::OutputAlarm& alarm, std::string_view ledger_id, const engine::ProfileEntry* entry,
                const Identity& identity) {
   JsonObject annotations;
-  annotations.add("alarm", engine::alarm_id(ledger_id, alarm.number));
+  annotations.add("alarm", engine::alarm_id(ledger_id, alarm.number))
+      .add("summary", alert_summary(alarm.dn, alarm.code, alarm.severity));
   add_text(annotations, "description", alarm.description);
   add_text(annotations, "cause", alarm.cause);
   add_text(annotations, "sensor", alarm.sensor);

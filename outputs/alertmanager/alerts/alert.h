@@ -38,6 +38,9 @@ std::optional<FaultParts> fault_parts(std::string_view fault_dn);
 // The labels of the alarm of a fault while it has this severity.
 std::string alert_labels(std::string_view dn, std::uint32_t code, engine::Severity severity, const Identity& identity);
 
+// One line for people.
+std::string alert_summary(std::string_view dn, std::uint32_t code, engine::Severity severity);
+
 // `entry` is what the site says of the alarm; null: nothing.
 Alert alert_of(const output::OutputAlarm& alarm, std::string_view ledger_id, const engine::ProfileEntry* entry,
                const Identity& identity);

@@ -101,13 +101,14 @@ void AlertPeer::catch_up(output::FollowedLedger& ledger) {
 
 void AlertPeer::end_what_was(const engine::StoredChange& stored) {
   const engine::Change& change = stored.change;
-  engine::JsonObject annotations;
-  annotations.add("alarm", engine::alarm_id(ledger_id_, change.alarm));
-  if (stored.record) annotations.add("description", engine::field_text(stored.record->record.descr));
   const auto parts = fault_parts(change.fault_dn);
   if (!parts) return;
   for (const Severity severity : {before_of(change), after_of(change)}) {
     if (severity == Severity::kCleared) continue;
+    engine::JsonObject annotations;
+    annotations.add("alarm", engine::alarm_id(ledger_id_, change.alarm))
+        .add("summary", alert_summary(parts->dn, parts->code, severity));
+    if (stored.record) annotations.add("description", engine::field_text(stored.record->record.descr));
     Alert alert{.labels = alert_labels(parts->dn, parts->code, severity, board_.identity()),
                 .annotations = annotations.text(),
                 .link = {},

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <ranges>
 #include <utility>
 
 namespace polaiga::alertmanager {
@@ -167,8 +166,10 @@ void AlertQueue::taken(Steady now) {
 }
 
 void AlertQueue::failed() {
-  for (Entries& half : std::ranges::reverse_view(halves_)) out_.splice(out_.end(), half);
-  halves_.clear();
+  while (!halves_.empty()) {
+    out_.splice(out_.end(), halves_.back());
+    halves_.pop_back();
+  }
   for (Entry& entry : out_) {
     entry.place = Place::kWaiting;
     if (!entry.changed) continue;

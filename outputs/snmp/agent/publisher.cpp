@@ -66,8 +66,13 @@ void Publisher::follow() {
     throw std::runtime_error(options_.ledger +
                              ": SNMP has no place for numbers of changes above 4294967295; begin a new ledger");
   }
-  changes_.follow(followed_.ledger_id(), followed_.number());
   if (followed_.ledger_id() != ledger_id_) begin_ledger();
+  // Retention goes on for a while after the last change.
+  if (followed_.number() != table_of_ || clock_.steady() >= table_at_) {
+    changes_.follow(followed_.ledger_id(), followed_.oldest_number(), followed_.number());
+    table_of_ = followed_.number();
+    table_at_ = clock_.steady() + kLookForOldest;
+  }
   read_maintenance();
   has_more_ = cleared_.read_on(followed_.number()) || has_more_;
 }
@@ -77,6 +82,7 @@ void Publisher::begin_ledger() {
   notifier_.begin(followed_.ledger_id(), cursor.value_or(followed_.number()));
   cleared_.begin(followed_.number());
   ledger_id_ = followed_.ledger_id();
+  table_of_ = -1;
   maintenance_of_ = -1;
   tell_(engine::Priority::kInfo, cursor ? "changes after " + std::to_string(*cursor) + " are told"
                                         : "changes after " + std::to_string(followed_.number()) +

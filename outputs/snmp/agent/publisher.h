@@ -38,6 +38,7 @@ class Publisher {
 
  private:
   static constexpr std::chrono::seconds kLookForMaintenance{1};
+  static constexpr std::chrono::seconds kLookForOldest{1};
 
   void follow();
   void begin_ledger();
@@ -57,6 +58,8 @@ class Publisher {
   Notifier notifier_;
   std::string ledger_id_;  // of which the notifier tells
   bool has_more_ = false;
+  engine::ChangeNumber table_of_ = -1;  // the change up to which the table of changes goes
+  engine::Clock::Steady table_at_{};
   std::optional<engine::LedgerReader> reader_;  // for the objects that are out of service
   engine::ChangeNumber maintenance_of_ = -1;    // the change after which they were read last
   engine::Clock::Steady maintenance_at_{};

@@ -149,11 +149,11 @@ void MasterSession::close() {
 // Answers whether the connection is there.
 bool MasterSession::exchange() {
   pollfd ready{.fd = wire_->fd(), .events = POLLIN, .revents = 0};
-  // The master asks for one value after the other, so the next question is waited for a moment. What comes after so many
-  // is read the next time, so that nothing else has to wait for long.
+  // The master asks for one value after the other, so the next question is waited for a moment. What comes after so
+  // many is read the next time, so that nothing else has to wait for long.
   constexpr int kMostReads = 256;
   constexpr int kMoment = 1;  // ms
-  for (int i = 0; i < kMostReads && ::poll(&ready, 1, i == 0 ? 0 : kMoment) > 0; ++i) {
+  for (int i = 0; i<kMostReads&& ::poll(&ready, 1, i == 0 ? 0 : kMoment)> 0; ++i) {
     if (!wire_->read() || !refusal_.empty() || !wire_->write()) return false;
   }
   return true;

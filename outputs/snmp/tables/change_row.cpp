@@ -138,6 +138,41 @@ Value change_cell(std::uint32_t column, const ChangeRow& row) {
   }
 }
 
+BriefRow brief_row(const ChangeRow& row) {
+  return {.number = static_cast<std::uint32_t>(row.number),
+          .alarm = static_cast<std::uint32_t>(row.alarm),
+          .other = static_cast<std::uint32_t>(row.other),
+          .code = row.code,
+          .reporters = row.reporters,
+          .kind = row.kind,
+          .before = row.before,
+          .after = row.after,
+          .is_quiet = row.is_quiet};
+}
+
+std::optional<Value> brief_cell(std::uint32_t column, const BriefRow& row) {
+  switch (column) {
+    case kChangeAlarm:
+      return unsigned_number(row.alarm);
+    case kChangeKind:
+      return integer(kind_number(row.kind));
+    case kChangeBefore:
+      return integer(severity_number(row.before));
+    case kChangeAfter:
+      return integer(severity_number(row.after));
+    case kChangeCode:
+      return unsigned_number(row.code);
+    case kChangeReporters:
+      return unsigned_number(row.reporters);
+    case kChangeOther:
+      return unsigned_number(row.other);
+    case kChangeQuiet:
+      return integer(truth_number(row.is_quiet));
+    default:
+      return std::nullopt;
+  }
+}
+
 NotificationType notification_of(const ChangeRow& row) {
   if (row.is_end()) return NotificationType::kCleared;
   if (row.kind == ChangeKind::kRaised && row.before == Severity::kCleared) return NotificationType::kRaised;

@@ -42,6 +42,24 @@ struct ChangeRow {
 
 ChangeRow change_row(const engine::StoredChange& stored);
 
+// The columns of a row that are numbers, in little memory.
+struct BriefRow {
+  std::uint32_t number = 0;
+  std::uint32_t alarm = 0;
+  std::uint32_t other = 0;
+  std::uint32_t code = 0;
+  std::uint32_t reporters = 0;
+  engine::ChangeKind kind = engine::ChangeKind::kRaised;
+  engine::Severity before = engine::Severity::kCleared;
+  engine::Severity after = engine::Severity::kCleared;
+  bool is_quiet = false;
+};
+
+BriefRow brief_row(const ChangeRow& row);
+
+// Nothing: the column is none of those.
+std::optional<Value> brief_cell(std::uint32_t column, const BriefRow& row);
+
 Value change_cell(std::uint32_t column, const ChangeRow& row);
 
 // Which notification tells it.

@@ -39,7 +39,7 @@ TEST(AlertTest, HasTheseAnnotations) {
   alarm.raises = 9;
   EXPECT_EQ(
       alert_of(alarm, "abc", &entry, kServer).annotations,
-      R"({"alarm":"abc-17","description":"the fan is slow","cause":"performance-problem","sensor":"FAN1_TACH1",)"
+      R"({"alarm":"abc-17","summary":"minor alarm F0395 of sys/fan-1","description":"the fan is slow","cause":"performance-problem","sensor":"FAN1_TACH1",)"
       R"("operator_state":"acknowledged","chattering":"true","respond_within":"14400","consequence":"it gets hot",)"
       R"("advice":"change the fan"})");
   EXPECT_EQ(alert_of(alarm, "abc", nullptr, kServer).link, "https://web1.example:8443/alarm/17");

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <map>
 #include <nlohmann/json.hpp>
+#include <random>
 
 namespace polaiga::alertmanager {
 namespace {
@@ -288,6 +291,74 @@ TEST_F(AlertQueueTest, AnotherLedgerBeginsAtItsFirstChange) {
   EXPECT_EQ(queue_.through(3), 0);
   tell();
   EXPECT_EQ(queue_.through(3), 3);
+}
+
+// Alerts begin and end at random, and requests are taken, refused or fail at random; of those that fail the peer has
+// taken some all the same. In the end the peer has what is active, and the cursor never passed what it has not heard
+// of.
+TEST_F(AlertQueueTest, WhateverHappensThePeerHasWhatIsActive) {
+  std::mt19937 chance(4711);  // NOLINT: the same walk each time
+  const auto one_of = [&](int most) { return static_cast<int>(chance() % static_cast<unsigned>(most)); };
+  constexpr int kAlerts = 200;
+  constexpr int kBad = 37;                      // the peer never takes this one
+  std::vector<bool> is_active(kAlerts, false);  // as it should be
+  std::map<std::string, bool> peer;             // as the peer knows it
+  std::vector<engine::ChangeNumber> changed(kAlerts, 0);
+  engine::ChangeNumber number = 0;
+  const auto apply = [&] {
+    for (const auto& one : last_) {
+      peer[one.at("labels").at("n")] = one.at("endsAt").get<std::string>() > engine::format_moment(kWall);
+    }
+  };
+  const auto check_cursor = [&] {
+    const auto through = queue_.through(number);
+    for (int i = 0; i < kAlerts; ++i) {
+      if (i == kBad || changed[static_cast<std::size_t>(i)] > through) continue;
+      const auto found = peer.find(std::to_string(i));
+      const bool is_told = found != peer.end() && found->second;
+      ASSERT_EQ(is_told, is_active[static_cast<std::size_t>(i)]) << i << " at " << through;
+    }
+  };
+  for (int step = 0; step < 20'000; ++step) {
+    now_ += std::chrono::milliseconds(one_of(200));
+    if (one_of(3) != 0) {
+      const int i = one_of(kAlerts);
+      const auto at = static_cast<std::size_t>(i);
+      is_active[at] = !is_active[at];
+      if (is_active[at]) {
+        queue_.raise(alert(std::to_string(i), number), number);
+      } else {
+        queue_.end(alert(std::to_string(i), number), kWall, number);
+      }
+      changed[at] = ++number;
+    }
+    const std::string names = next();
+    if (names.empty()) continue;
+    const bool has_bad =
+        std::ranges::any_of(last_, [](const auto& one) { return one.at("labels").at("n") == std::to_string(kBad); });
+    const int outcome = one_of(10);
+    if (outcome < 3) {
+      if (!has_bad && outcome == 0) apply();  // and its answer is lost
+      queue_.failed();
+    } else if (has_bad) {
+      queue_.refused(now_);
+    } else {
+      apply();
+      queue_.taken(now_);
+    }
+    check_cursor();
+    if (HasFatalFailure()) return;
+  }
+  while (!next().empty()) {
+    if (last_.dump().find("\"n\":\"" + std::to_string(kBad) + "\"") != std::string::npos) {
+      queue_.refused(now_);
+    } else {
+      apply();
+      queue_.taken(now_);
+    }
+  }
+  EXPECT_EQ(queue_.through(number), number);
+  check_cursor();
 }
 
 }  // namespace

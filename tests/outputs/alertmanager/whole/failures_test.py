@@ -8,7 +8,7 @@ import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "../support"))
 import peers
-from peers import PATIENCE, SEVERITY, WholeTest, dn_of_fan, fan, make_identity, until
+from peers import PATIENCE, WholeTest, dn_of_fan, fan, make_identity, until
 
 FAN_1, FAN_2 = (dn_of_fan(1), "F0395", "minor"), (dn_of_fan(2), "F0395", "minor")
 
@@ -54,7 +54,7 @@ class FailuresTest(WholeTest):
         engine.feed(fan(1))
         # It has answered with success, so it has taken it.
         until("the cursor follows", lambda: [one["through"] for one in engine.publishers().values()] == [1])
-        self.assertLess(publisher.most_memory(), 32)
+        self.check_memory(publisher, 32)
 
     def test_what_a_peer_says_is_shown_without_harm(self):
         engine, receiver, publisher = self.start()
@@ -199,7 +199,7 @@ class FailuresTest(WholeTest):
         publisher = self.publisher(engine, "--url", receiver.url)
         status = lambda: next(iter(engine.publishers().values()))
         until("the oldest are dropped", lambda: status()["lost"] == 2000)
-        self.assertLess(publisher.most_memory(), 64)
+        self.check_memory(publisher, 64)
         self.assertEqual(status()["through"], 1)
         receiver.taken.clear()
         receiver.start()

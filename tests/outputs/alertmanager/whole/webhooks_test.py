@@ -1,12 +1,12 @@
 """Changes of an engine as events for a webhook: webhooks_test.py POLAIGA PUBLISHER SOURCE [TEST]..."""
+import hashlib
 import json
 import os
-import subprocess
 import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "../support"))
 import peers
-from peers import PATIENCE, WholeTest, dn_of_fan, fan, until
+from peers import WholeTest, dn_of_fan, fan, until
 
 
 class WebhooksTest(WholeTest):
@@ -160,7 +160,6 @@ class WebhooksTest(WholeTest):
 
 
 def publisher_name(receiver):
-    import hashlib
     return "webhook-" + hashlib.sha256((receiver.url + "/hook").encode()).hexdigest()[:12]
 
 

@@ -270,7 +270,8 @@ TEST_F(NotifierTest, AnotherLedger) {
 TEST_F(NotifierTest, Heartbeats) {
   Notifier beating(
       places_, master_, view_, clock_, [this](ChangeNumber after, std::size_t most) { return read(after, most); },
-      [this] { return gone_ + 1; }, [](engine::Priority /*priority*/, const std::string& /*text*/) {}, std::chrono::seconds(60));
+      [this] { return gone_ + 1; }, [](engine::Priority /*priority*/, const std::string& /*text*/) {},
+      std::chrono::seconds(60));
   clock_.pass(1);
   master_.open();
   beating.begin("ab", 4);

@@ -57,7 +57,7 @@ class ChangeTableTest : public testing::Test {
 
 TEST_F(ChangeTableTest, WalksAll) {
   ledger_.last = 1234;
-  table_.follow("a", 1234);
+  table_.follow("a", 1, 1234);
   std::vector<ChangeNumber> expected(1234);
   for (ChangeNumber i = 0; i < 1234; ++i) expected[static_cast<std::size_t>(i)] = i + 1;
   EXPECT_EQ(all(), expected);
@@ -68,7 +68,7 @@ TEST_F(ChangeTableTest, LeavesOutWhatIsFoldedAndGone) {
   ledger_.last = 8;
   ledger_.gone = 2;
   ledger_.folded = {4, 5, 8};
-  table_.follow("a", 8);
+  table_.follow("a", 1, 8);
   EXPECT_EQ(all(), (std::vector<ChangeNumber>{3, 6, 7}));
   EXPECT_TRUE(table_.get(kChangeAlarm, Oid{6}));
   for (const std::uint32_t number : {0U, 1U, 2U, 4U, 8U, 9U, 4294967295U}) {
@@ -78,20 +78,48 @@ TEST_F(ChangeTableTest, LeavesOutWhatIsFoldedAndGone) {
 
 TEST_F(ChangeTableTest, EndsWhereThePictureEnds) {
   ledger_.last = 10;
-  table_.follow("a", 7);
+  table_.follow("a", 1, 7);
   EXPECT_EQ(all().size(), 7U);
-  table_.follow("a", 10);
+  table_.follow("a", 1, 10);
   EXPECT_EQ(all().size(), 10U);
   EXPECT_FALSE(table_.get(kChangeAlarm, Oid{11}));
 }
 
 TEST_F(ChangeTableTest, AnotherLedger) {
   ledger_.last = 10;
-  table_.follow("a", 10);
+  table_.follow("a", 1, 10);
   EXPECT_EQ(all().size(), 10U);
   ledger_.last = 3;
-  table_.follow("b", 3);
+  table_.follow("b", 1, 3);
   EXPECT_EQ(all(), (std::vector<ChangeNumber>{1, 2, 3}));
+}
+
+TEST_F(ChangeTableTest, ReadsTheLedgerOnceForColumnsOfNumbers) {
+  ledger_.last = 1000;
+  ledger_.folded = {500, 501, 1000};
+  table_.follow("a", 1, 1000);
+  EXPECT_EQ(all().size(), 997U);
+  const int reads = ledger_.reads;
+  for (int walk = 0; walk < 3; ++walk) EXPECT_EQ(all().size(), 997U);
+  // What lies beyond the last row is looked for again.
+  EXPECT_LE(ledger_.reads, reads + 3);
+  ledger_.last = 1001;
+  table_.follow("a", 1, 1001);
+  EXPECT_EQ(all().back(), 1001);
+  // A text is in no number.
+  const Oid fifth{5};
+  EXPECT_EQ(table_.next(kChangePerson, {.index = fifth, .is_inclusive = false})->index, Oid{6});
+  EXPECT_EQ(table_.next(kChangeQuiet, {.index = fifth, .is_inclusive = false})->value.number, 2U);
+}
+
+TEST_F(ChangeTableTest, WhatRetentionTakesHasNoRowAnyMore) {
+  ledger_.last = 10;
+  table_.follow("a", 1, 10);
+  EXPECT_EQ(all().size(), 10U);
+  ledger_.gone = 4;
+  table_.follow("a", 5, 10);
+  EXPECT_EQ(all(), (std::vector<ChangeNumber>{5, 6, 7, 8, 9, 10}));
+  EXPECT_FALSE(table_.get(kChangeAlarm, Oid{4}));
 }
 
 TEST_F(ChangeTableTest, AnEmptyLedger) {
@@ -102,7 +130,7 @@ TEST_F(ChangeTableTest, AnEmptyLedger) {
 TEST_F(ChangeTableTest, GivesUpWhenTooManyAreLeftOut) {
   ledger_.last = 30'000;
   for (ChangeNumber i = 1; i < 30'000; ++i) ledger_.folded.insert(i);
-  table_.follow("a", 30'000);
+  table_.follow("a", 1, 30'000);
   EXPECT_THROW(table_.next(kChangeAlarm, {}), engine::LedgerError);
   EXPECT_LE(ledger_.reads, 42);
 }

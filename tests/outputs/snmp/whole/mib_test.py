@@ -55,6 +55,32 @@ class MibTest(SiteTest):
         self.assertNotIn("Wrong Type", site.ask("snmpbulkwalk", ROOT, output="-Os"))
         self.assertIn("minor", site.ask("snmpbulkwalk", ROOT + ".1.3", output="-Os"))
 
+    def test_the_configuration_that_is_shipped(self):
+        """As it says: the "#" is taken out, and names and addresses are put in."""
+        site = self.site()
+        path = os.path.join(site_of_snmp.MIBS, "../../../packaging/snmp/polaiga-snmpd.conf")
+        with open(path, encoding="ascii") as file:
+            lines = re.sub(r"^#(?=[a-z]+User|ro|inform|trap)", "", file.read(), flags=re.M)
+        shipped = lines.replace("/var/agentx/master", "unix:" + site.master).replace("root polaiga-snmp", "root root") \
+            .replace("192.0.2.0/24", "127.0.0.1").replace("192.0.2.7", f"127.0.0.1:{site.trap_port}")
+        config = site.write("shipped.conf", f"agentaddress udp:127.0.0.1:{site.port}\n{shipped}")
+        site.snmpd = site_of_snmp.Process("/usr/sbin/snmpd", "-f", "-Le", "-C", "-c", config, "-p", site.file("snmpd.pid"),
+                                          "-I", "-smux,mteTrigger,mteTriggerConf", env=site.environment)
+        until("snmpd listens", lambda: os.path.exists(site.master) or site.snmpd.has_ended())
+        site.start_trapd(extra='createUser watcher SHA "a long secret" AES "another long secret"\nauthUser log watcher priv')
+        site.start_publisher()
+        site.wait_until_connected()
+        for complaint in ("Error", "Unknown token", "Warning: "):
+            self.assertNotIn(complaint, site.snmpd.text())
+        site.events(fan(1, True))
+        # Each of the three lines tells it.
+        until("it is told three times", lambda: site.told() == [1, 1, 1])
+        self.assertEqual(site.picture(), site.truth())
+        version3 = ("-v3", "-u", "watcher", "-l", "authPriv", "-a", "SHA", "-A", "a long secret", "-x", "AES", "-X",
+                    "another long secret")
+        self.assertEqual(site.walk(ROOT + ".1.3.1.7", options=version3), {"1": "4"})
+        self.assertEqual(site.walk(".1.3.6.1.2.1.25", options=version3), {})
+
     def test_another_enterprise_number(self):
         site = self.site()
         site.start_snmpd()

@@ -140,8 +140,10 @@ class FailuresTest(BoardTest):
     def test_another_ledger(self):
         server = self.board()
         server.start()
+        until("it has begun", lambda: server.cursor() is not None)
         consumer = Consumer(server).connect()
         server.send([fan(1, 1)])
+        until("the change came", lambda: consumer.have == 1)
         server.wait_for_cursor()
         first = consumer.ledger_id
         server.engine.end()
@@ -159,8 +161,10 @@ class FailuresTest(BoardTest):
     def test_changes_that_are_gone(self):
         server = self.board(engine_options=("--chattering", "0", "--keep-events", "50"))
         server.start()
+        until("it has begun", lambda: server.cursor() is not None)
         consumer = Consumer(server).connect()
         server.send([fan(1, 1)])
+        until("the change came", lambda: consumer.have == 1)
         server.wait_for_cursor()
         server.publisher.kill()
         server.ask_engine(do="forget", publisher="mqtt")
@@ -168,7 +172,7 @@ class FailuresTest(BoardTest):
             server.send([supply(1 + j % 30, 1 - (i + j // 30) % 2) for j in range(60)])
         until("changes are gone", lambda: server.ask_engine(do="status")["oldest_number"] > 100)
         # The cursor of before is told again, as after a power cut that took it back.
-        server.ask_engine(do="cursor", publisher="mqtt", through=1, ledger_id=consumer.ledger_id)
+        self.assertEqual(server.ask_engine(do="cursor", publisher="mqtt", through=1, ledger_id=consumer.ledger_id), {"ok": True})
         until("the engine has written it", lambda: server.cursor() == 1)
         server.start()
         until("the end came", lambda: consumer.have == server.last())

@@ -13,6 +13,7 @@ using std::chrono::seconds;
 constexpr seconds kTick{1};
 constexpr milliseconds kSoon{200};
 constexpr int kVersionRefused = 132;
+constexpr int kTakenOver = 142;
 constexpr int kUnansweredRow = 3;
 
 Protocol first_protocol(ProtocolChoice choice) {
@@ -118,7 +119,9 @@ void Session::take(const Connection::Event& event) {
       break;
     case Kind::kEnded:
       if (event.reason < kFirstBadReason) throw ConnectionClosed("the broker has closed the connection");
-      throw ConnectionError("the broker has closed the connection: " + reason_text(event.reason));
+      is_contested_ = event.reason == kTakenOver;
+      throw ConnectionError("the broker has closed the connection: " + reason_text(event.reason) +
+                            (is_contested_ ? "; another program has the same site and controller" : ""));
   }
   if (dropped_) throw ConnectionError(*std::exchange(dropped_, std::nullopt));
 }
@@ -166,7 +169,10 @@ Protocol Session::next_protocol() const {
 }
 
 void Session::fail(const std::string& why, bool is_closed) {
-  if (is_up_ && clock_.steady() - since_ > kGood) back_off_.reset();
+  if (is_up_ && clock_.steady() - since_ > kGood) {
+    back_off_.reset();
+    is_contested_ = false;
+  }
   unanswered_ = is_closed && !is_up_ ? unanswered_ + 1 : 0;
   note(why);
   close();

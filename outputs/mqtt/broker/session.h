@@ -43,7 +43,9 @@ class Session final : public Link {
   std::chrono::milliseconds until_next() const;
 
   // The connection is of use: after its end the next one is tried soon.
-  void is_of_use() { back_off_.reset(); }
+  void is_of_use() {
+    if (!is_contested_) back_off_.reset();
+  }
   // Connects anew, and reads certificates and password again.
   void reconnect();
   // Says goodbye, so that the broker does not publish the will. Takes a second at most.
@@ -81,6 +83,7 @@ class Session final : public Link {
   bool is_version_refused_ = false;  // MQTT 5, by this broker
   int unanswered_ = 0;               // connections in a row that the broker closed without a word
   bool is_up_ = false;
+  bool is_contested_ = false;           // another client of the same id took the connection over
   std::optional<std::string> dropped_;  // why, while the listener is being told something
   std::optional<std::string> kept_topic_;
   std::size_t most_in_flight_ = Connection::kMostInFlight;

@@ -8,7 +8,7 @@ import time
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "../support"))
 import board
 from board import BELOW, BoardTest, Consumer, Process, fan, retained, same_as_ledger, supply, until
-from mqtt import CONNACK, CONNECT, OddBroker, PUBACK, PUBLISH, SUBACK, SUBSCRIBE, packet
+from mqtt import CONNACK, CONNECT, DISCONNECT, OddBroker, PUBACK, PUBLISH, SUBACK, SUBSCRIBE, packet
 
 NO_CHATTERING = ("--chattering", "0")
 
@@ -104,6 +104,19 @@ class FailuresTest(BoardTest):
         server.start(port=broker.port)
         server.publisher.wait_for("connected by MQTT 3.1.1")
 
+    def test_two_programs_of_one_name(self):
+        def hands_over(kind, flags, body):
+            """As a broker does when another client of the same id comes."""
+            return packet(DISCONNECT, 0, bytes([0x8E, 0])) if kind == SUBSCRIBE else accepts(kind, flags, body)
+        broker = OddBroker(hands_over)
+        self.addCleanup(broker.close)
+        server = self.board(broker=False)
+        server.start(port=broker.port)
+        server.publisher.wait_for("another program has the same site and controller")
+        until("it has tried again", lambda: len(broker.times) >= 4)
+        # Each pause is between half and all of 0.5 s, 1 s and 2 s.
+        self.assertGreater(broker.times[3] - broker.times[0], 1.7)
+
     def test_only_mosquittos_older_version(self):
         server = self.board()
         server.start("--protocol", "3.1.1")
@@ -127,8 +140,10 @@ class FailuresTest(BoardTest):
     def test_another_ledger(self):
         server = self.board()
         server.start()
+        until("it has begun", lambda: server.cursor() is not None)
         consumer = Consumer(server).connect()
         server.send([fan(1, 1)])
+        until("the change came", lambda: consumer.have == 1)
         server.wait_for_cursor()
         first = consumer.ledger_id
         server.engine.end()
@@ -146,8 +161,10 @@ class FailuresTest(BoardTest):
     def test_changes_that_are_gone(self):
         server = self.board(engine_options=("--chattering", "0", "--keep-events", "50"))
         server.start()
+        until("it has begun", lambda: server.cursor() is not None)
         consumer = Consumer(server).connect()
         server.send([fan(1, 1)])
+        until("the change came", lambda: consumer.have == 1)
         server.wait_for_cursor()
         server.publisher.kill()
         server.ask_engine(do="forget", publisher="mqtt")
@@ -155,7 +172,7 @@ class FailuresTest(BoardTest):
             server.send([supply(1 + j % 30, 1 - (i + j // 30) % 2) for j in range(60)])
         until("changes are gone", lambda: server.ask_engine(do="status")["oldest_number"] > 100)
         # The cursor of before is told again, as after a power cut that took it back.
-        server.ask_engine(do="cursor", publisher="mqtt", through=1, ledger_id=consumer.ledger_id)
+        self.assertEqual(server.ask_engine(do="cursor", publisher="mqtt", through=1, ledger_id=consumer.ledger_id), {"ok": True})
         until("the engine has written it", lambda: server.cursor() == 1)
         server.start()
         until("the end came", lambda: consumer.have == server.last())

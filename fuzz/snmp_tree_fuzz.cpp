@@ -129,12 +129,6 @@ extern "C" const char* __asan_default_options() {
 }  // NOLINT(bugprone-reserved-identifier)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static polaiga::fuzz::Laboratory laboratory;
-  laboratory.try_edits({data, size});
-  return 0;
-}
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const polaiga::fuzz::Pictured kPictured;
   polaiga::fuzz::Questions questions({data, size});
   for (std::size_t i = 0; i < polaiga::fuzz::kMostAsked && !questions.is_over(); ++i) {

@@ -23,7 +23,10 @@ Value text(std::string_view text) {
     text.remove_prefix(character.size);
     if (whole.size() <= kMostTextBytes - kDots.size()) end = whole.size();
   }
-  if (whole.size() > kMostTextBytes) whole = whole.substr(0, end) + std::string(kDots);
+  if (whole.size() > kMostTextBytes) {
+    whole.resize(end);
+    whole += kDots;
+  }
   return {.type = Value::Type::kText, .number = 0, .text = std::move(whole)};
 }
 

@@ -117,6 +117,8 @@ bench:
 	@build/check/bench/web_bench
 	@echo "== Timing the source that reads IPMI"
 	@python3 bench/ipmi_bench.py build/check/bin/polaiga build/check/bin/polaiga-ipmi
+	@echo "== Timing the SNMP publisher"
+	@python3 bench/snmp_bench.py build/check/bin/polaiga build/check/bin/polaiga-snmp
 
 packages:
 	@tools/setup proof

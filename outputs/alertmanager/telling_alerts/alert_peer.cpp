@@ -16,6 +16,9 @@ using std::chrono::milliseconds;
 
 namespace {
 
+// A pause that the peer asks for takes at most this part of the time that alerts are valid.
+constexpr int kPausesOfValidity = 5;
+
 // The severity that the alert of the change's fault had after it; cleared: there was none.
 Severity after_of(const engine::Change& change) {
   switch (change.kind) {
@@ -50,10 +53,12 @@ void AlertPeer::begin(output::FollowedLedger& ledger) {
   const bool is_first = ledger_id_.empty();
   ChangeNumber before = 0;
   if (is_first) {
-    const ChangeNumber cursor = ledger.cursor(name_).value_or(0);
-    if (cursor > 0 && cursor <= ledger.number()) {
-      before = cursor;
-      caught_up_ = cursor;
+    const auto cursor = ledger.cursor(name_);
+    // A cursor of 0 is noted when the first alert is still on its way. While there are few changes, all are read.
+    const bool is_begin = cursor == 0 && ledger.oldest_number() == 1 && ledger.number() <= kLookBack;
+    if (cursor && *cursor <= ledger.number() && (*cursor > 0 || is_begin)) {
+      before = *cursor;
+      caught_up_ = *cursor;
       catch_up_to_ = ledger.number();
     }
   } else if (ledger_id_ == ledger.ledger_id()) {
@@ -80,6 +85,11 @@ void AlertPeer::take(const AlertTurn& turn, engine::Moment at, ChangeNumber befo
 void AlertPeer::catch_up(output::FollowedLedger& ledger) {
   if (!caught_up_) return;
   const engine::Feed feed = ledger.changes_after(*caught_up_, output::FollowedLedger::kAtOnce);
+  if (feed.gap && feed.gap->first <= *caught_up_) {
+    // The ledger was put back to an earlier state. What was after it is not known any more.
+    caught_up_.reset();
+    return;
+  }
   if (feed.gap) {
     gone_ += static_cast<std::uint64_t>(feed.gap->last - feed.gap->first + 1);
     health_.say(Priority::kWarning, "the changes " + std::to_string(feed.gap->first) + " to " +
@@ -145,7 +155,10 @@ void AlertPeer::finish(const Answer& answer) {
     }
   } else {
     queue_.failed();
-    health_.failed(answer.problem, answer.try_after);
+    // Whatever pause the peer asks for, active alerts must be told again before they expire.
+    const auto longest = queue_.validity() / kPausesOfValidity;
+    health_.failed(answer.problem,
+                   answer.try_after ? std::optional(std::min(*answer.try_after, longest)) : std::nullopt);
   }
 }
 

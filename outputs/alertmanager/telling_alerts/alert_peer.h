@@ -16,6 +16,9 @@ namespace polaiga::alertmanager {
 
 class AlertPeer {
  public:
+  // If there are no more changes than this, a cursor of 0 is taken for one.
+  static constexpr engine::ChangeNumber kLookBack = 1000;
+
   // All that is given by reference must outlive this.
   AlertPeer(const Address& address, std::chrono::seconds resend, const AlertBoard& board, Post& post,
             const engine::Clock& clock, PeerHealth::Tell tell, output::BackOff::Random random);
@@ -39,6 +42,8 @@ class AlertPeer {
   std::chrono::milliseconds until_next() const;
 
   output::Report report() const;
+  // What messages call it.
+  const std::string& name() const { return address_.peer; }
   bool is_connected() const { return health_.is_connected(); }
 
  private:

@@ -50,6 +50,7 @@ void AlertQueue::put(const AlertPointer& alert, std::optional<Moment> ended, Cha
     return;
   }
   const auto entry = found->second;
+  entry->is_refused = false;
   if (entry->ended.has_value() != ended.has_value()) ended_ += ended ? 1U : ~std::size_t{0};
   entry->alert = alert;
   entry->ended = ended;
@@ -150,6 +151,7 @@ void AlertQueue::take(Entries::iterator entry, Steady now) {
   if (entry->before) ++told_count_;
   settle(entry->before);
   entry->told_at = now;
+  entry->is_refused = false;
   if (entry->changed) {
     entry->before = std::exchange(entry->changed, std::nullopt);
     entry->place = Place::kWaiting;
@@ -199,7 +201,7 @@ AlertPointer AlertQueue::refused(Steady now) {
     entry->before = std::exchange(entry->changed, std::nullopt);
     entry->place = Place::kWaiting;
     waiting_.splice(waiting_.end(), out_, entry);
-    return alert;
+    return nullptr;  // it is told as it is now, and may be taken then
   }
   if (entry->ended) {
     if (!entry->end_taken) ++lost_;
@@ -210,7 +212,7 @@ AlertPointer AlertQueue::refused(Steady now) {
   entry->told_at = now;
   entry->place = Place::kRefused;
   refused_.splice(refused_.end(), out_, entry);
-  return alert;
+  return std::exchange(entry->is_refused, true) ? nullptr : alert;
 }
 
 std::optional<AlertQueue::Steady> AlertQueue::due() const {

@@ -46,7 +46,7 @@ class AlertQueue {
   void taken(Steady now);
   void failed();
   // The peer does not take these alerts. They are told again in halves, until it is known which one it refuses. That
-  // one is returned.
+  // one is returned, once until it changes or is taken.
   AlertPointer refused(Steady now);
   // How long it is until next() has something; nothing: it never has.
   std::optional<Steady> due() const;
@@ -73,6 +73,7 @@ class AlertQueue {
     std::optional<engine::ChangeNumber> before;   // nothing: the peer has taken it as it is
     std::optional<engine::ChangeNumber> changed;  // the same of what changed while it was on its way
     Place place = Place::kWaiting;
+    bool is_refused = false;          // as it is; it was returned as the one that is refused
     Steady told_at{};                 // the last time
     std::optional<Steady> end_taken;  // when the peer took its end the first time
   };

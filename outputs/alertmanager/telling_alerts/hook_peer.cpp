@@ -26,7 +26,6 @@ void HookPeer::begin(output::FollowedLedger& ledger) {
   const auto known = ledger_id_.empty() ? ledger.cursor(name_) : std::nullopt;
   const ChangeNumber cursor = known.value_or(0);
   ++begun_;
-  ledger_id_ = ledger.ledger_id();
   events_.clear();
   picture_.clear();
   part_ = parts_ = 0;
@@ -40,6 +39,7 @@ void HookPeer::begin(output::FollowedLedger& ledger) {
   const bool has_all = known && ledger.oldest_number() == 1 && ledger.number() <= kLookBack;
   needs_picture_ = cursor == 0 && !has_all;
   if (!needs_picture_) find_previous(ledger);
+  ledger_id_ = ledger.ledger_id();  // at the end, since what is before it may throw
 }
 
 // The cursor may be at a change that was passed over, since it was not to be told.

@@ -41,6 +41,8 @@ class HookPeer {
   std::chrono::milliseconds until_next() const;
 
   output::Report report() const;
+  // What messages call it.
+  const std::string& name() const { return address_.peer; }
   bool is_connected() const { return health_.is_connected(); }
 
  private:

@@ -15,7 +15,7 @@ PeerHealth::PeerHealth(std::string peer, const engine::Clock& clock, Tell tell, 
 
 bool PeerHealth::succeeded() {
   const bool had_failed = std::exchange(has_failed_, false);
-  if (!is_connected_) {
+  if (!is_connected_ || had_failed) {
     say(Priority::kNotice, had_failed ? "it takes what it is told again" : "it takes what it is told");
   }
   is_connected_ = true;
@@ -40,7 +40,7 @@ void PeerHealth::failed(const std::string& problem, std::optional<std::chrono::s
   is_connected_ = false;
   last_error_ = problem;
   last_error_at_ = clock_.wall();
-  const Steady asked = std::min<Steady>(try_after.value_or(std::chrono::seconds(0)), kLongestAsked);
+  const std::chrono::seconds asked = std::min(try_after.value_or(std::chrono::seconds(0)), kLongestAsked);
   next_ = clock_.steady() + std::max<Steady>(back_off_.next(), asked);
 }
 

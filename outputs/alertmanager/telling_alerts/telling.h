@@ -11,6 +11,7 @@
 #include "picture/followed_ledger.h"
 #include "telling_alerts/alert_peer.h"
 #include "telling_alerts/hook_peer.h"
+#include "telling_alerts/reading.h"
 
 namespace polaiga::alertmanager {
 
@@ -45,22 +46,35 @@ class Telling {
   std::string status() const;
 
  private:
+  // A peer, and how it goes when its part reads the ledger.
+  template <class Peer>
+  struct Member {
+    std::unique_ptr<Peer> peer;
+    Reading reading;
+    bool must_begin = false;  // it does not know yet that the ledger is another one
+  };
+
+  // Lets the peer begin if it must, and does its `work`.
+  template <class Peer, class Work>
+  void attempt(Member<Peer>& member, const Work& work);
+  template <class Peer>
+  static std::chrono::milliseconds until_next(const Member<Peer>& member);
   void look();
   void take_all(engine::ChangeNumber before);
   void take(const std::vector<engine::ChangeNumber>& alarms, engine::ChangeNumber before);
-  void begin_peers();
+  void must_begin();
   std::map<engine::ChangeNumber, engine::Moment> latest_changes(engine::ChangeNumber before);
 
   const engine::Clock& clock_;
   output::FollowedLedger ledger_;
   AlertBoard board_;
-  std::vector<std::unique_ptr<AlertPeer>> alertmanagers_;
-  std::vector<std::unique_ptr<HookPeer>> webhooks_;
+  std::vector<Member<AlertPeer>> alertmanagers_;
+  std::vector<Member<HookPeer>> webhooks_;
   std::string ledger_id_;                          // of the ledger that the board was made of
   const engine::AlarmProfile* profile_ = nullptr;  // by which the board was made; only to be compared
   bool is_new_ = false;                            // the ledger is another one than the board's
-  bool must_begin_ = false;                        // the peers do not know yet that it is
-  bool is_readable_ = false;                       // what the peers read, too
+  engine::ChangeNumber before_new_ = 0;            // the number of the board's changes, then
+  bool is_readable_ = false;
 };
 
 }  // namespace polaiga::alertmanager

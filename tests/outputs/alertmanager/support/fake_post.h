@@ -1,8 +1,10 @@
 // A way to peers that a test answers by itself.
 #pragma once
 
+#include <chrono>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -25,11 +27,12 @@ class FakePost final : public Post {
     waiting_.erase(waiting_.begin());
     last_url = request.url;
     const bool is_taken = status >= 200 && status < 300;
-    done({.status = status, .problem = is_taken ? "" : "the status " + std::to_string(status), .try_after = {}});
+    done({.status = status, .problem = is_taken ? "" : "the status " + std::to_string(status), .try_after = try_after});
     return nlohmann::json::parse(request.body);
   }
 
   std::string last_url;
+  std::optional<std::chrono::seconds> try_after;  // what each answer asks for
 
  private:
   std::vector<std::pair<Request, Done>> waiting_;

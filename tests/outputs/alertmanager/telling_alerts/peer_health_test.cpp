@@ -45,6 +45,20 @@ TEST_F(PeerHealthTest, APeerMayAskForALongerPause) {
   health_.failed("status 429", seconds(1'000'000));
   clock_.pass(300);
   EXPECT_TRUE(health_.may_send());
+  health_.failed("status 429", seconds::max());
+  clock_.pass(299);
+  EXPECT_FALSE(health_.may_send());
+  clock_.pass(1);
+  EXPECT_TRUE(health_.may_send());
+}
+
+// It may have answered between, without taking what it was told.
+TEST_F(PeerHealthTest, ThatItIsWellAgainIsTold) {
+  health_.failed("no route", {});
+  health_.answered("status 400");
+  EXPECT_TRUE(health_.succeeded());
+  ASSERT_EQ(said_.size(), 2U);
+  EXPECT_EQ(said_.back(), "http://h: it takes what it is told again");
 }
 
 TEST_F(PeerHealthTest, AReportTellsIt) {

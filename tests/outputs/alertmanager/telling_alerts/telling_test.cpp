@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <memory>
 
 #include "support/fake_post.h"
@@ -82,6 +83,9 @@ class TellingTest : public engine::test::LedgerFixture {
     }
   }
 
+  // Changes the file as a fault of the disk does.
+  void change(const std::string& sql) const { engine::Database(path_, engine::Access::kReadWrite).exec(sql); }
+
   engine::ChangeNumber through() const { return telling_->reports().at(0).through; }
 
   // Notes the cursor as the engine does, and begins anew.
@@ -146,6 +150,79 @@ TEST_F(TellingTest, WhatEndedWhileTheProgramWasAwayEnds) {
   restart("http://h", "");
   EXPECT_EQ(alerts(), "stays minor, new minor, o minor over, o major over, short critical over");
   EXPECT_EQ(through(), 8);
+}
+
+// The alert was on its way when the program was killed, and the Alertmanager took it.
+TEST_F(TellingTest, ACursorOfZeroEndsWhatMayHaveBeenTold) {
+  open(kAll);
+  start("http://h", "");
+  engine_->write(raises("A", "o", 395));
+  go_on();
+  ASSERT_TRUE(post_->has_requests());
+  ASSERT_EQ(through(), 0);
+  engine_->write(clears("A", "o", 395));
+  restart("http://h", "");
+  EXPECT_EQ(alerts(), "o minor over");
+  EXPECT_EQ(through(), 2);
+}
+
+// Or the alerts would expire meanwhile, and look like ones that have ended. They are valid for 300 seconds.
+TEST_F(TellingTest, ALongPauseThatAnAlertmanagerAsksForIsCutShort) {
+  open(kAll);
+  engine_->write(raises("A", "o", 395));
+  start("http://h", "http://h/hook");
+  post_->try_after = std::chrono::seconds(300);
+  post_->answer(503);
+  post_->answer(503);
+  clock_.pass(59);
+  go_on();
+  EXPECT_FALSE(post_->has_requests());
+  clock_.pass(1);
+  go_on();
+  ASSERT_TRUE(post_->has_requests());
+  post_->answer();
+  EXPECT_EQ(post_->last_url, "http://h/api/v2/alerts");
+  clock_.pass(58);
+  go_on();
+  EXPECT_FALSE(post_->has_requests());  // the webhook has the pause that it asked for
+}
+
+TEST_F(TellingTest, WhatCannotBeReadForOnePeerIsToldAndHoldsUpNoOther) {
+  open(kAll);
+  engine_->write(raises("A", "o", 395));
+  const std::string name = publisher_name("alertmanager", parse_address("http://h", Query::kRefused));
+  engine_->ledger.set_cursor(name, 1, kNow);
+  change("UPDATE publisher_cursor SET change = -1");
+  start("http://h", "http://h/hook");
+  EXPECT_EQ(events(), "snapshot-1-1");
+  for (int i = 0; i < 5; ++i, clock_.pass(1)) go_on();
+  const std::string what = "http://h: what it is to be told cannot be read: " + path_ + ": ";
+  EXPECT_NE(said_.find(what), std::string::npos) << said_;
+  EXPECT_EQ(said_.find(what), said_.rfind(what)) << said_;
+  go_on();
+  EXPECT_GE(telling_->until_next(), milliseconds(1));
+  EXPECT_EQ(telling_->reports().size(), 1U);
+  engine_->write(clears("A", "o", 395));
+  EXPECT_EQ(events(), "2 after 1");
+  change("UPDATE publisher_cursor SET change = 1");
+  EXPECT_EQ(alerts(), "o minor over");
+  EXPECT_NE(said_.find("http://h: the ledger can be read again for it"), std::string::npos) << said_;
+}
+
+// The changes by which they ended are gone before the program has read them.
+TEST_F(TellingTest, TheCursorWaitsForWhatEndedInAGap) {
+  open({.events = 1, .days = 0, .bytes = 0});
+  engine_->write(raises("A", "o", 395));
+  start("http://h", "");
+  EXPECT_EQ(alerts(), "o minor");
+  engine_->write(clears("A", "o", 395));
+  pass_until_changes_are_gone();
+  engine_->write(raises("A", "p", 395));
+  go_on();
+  ASSERT_TRUE(post_->has_requests());
+  EXPECT_EQ(through(), 1);
+  EXPECT_EQ(alerts(), "o minor over, p minor");
+  EXPECT_EQ(through(), 3);
 }
 
 TEST_F(TellingTest, ACursorOfAGoneChangeIsAGap) {
@@ -248,6 +325,33 @@ TEST_F(TellingTest, ALedgerThatWasPutBackIsBegunWithItsPicture) {
   EXPECT_EQ(through(), 1);
   EXPECT_EQ(telling_->reports().at(0).lost, 0U);
   EXPECT_NE(said_.find("put back to an earlier state"), std::string::npos) << said_;
+}
+
+// While the program still reads what happened before it was started.
+TEST_F(TellingTest, ALedgerThatIsPutBackAmidTheCatchingUpEndsIt) {
+  open(kAll);
+  engine_->write(raises("A", "o", 395));
+  engine_.reset();
+  const std::string copy = dir_.file("copy");
+  std::filesystem::copy_file(path_, copy);
+  open(kAll);
+  for (int i = 0; i < 6 * static_cast<int>(output::FollowedLedger::kAtOnce); ++i) {
+    engine_->add(raises("A", ("o" + std::to_string(i)).c_str(), 395));
+  }
+  engine_->write();
+  engine_->ledger.set_cursor(publisher_name("alertmanager", parse_address("http://h", Query::kRefused)), 1, kNow);
+  engine_.reset();
+  start("http://h", "");
+  ASSERT_EQ(telling_->until_next(), milliseconds(0));
+  for (const char* const end : {"", "-wal", "-shm", "-mark"}) std::filesystem::remove(path_ + end);
+  std::filesystem::copy_file(copy, path_);
+  for (int i = 0; i < 5; ++i, clock_.pass(1)) go_on();
+  while (post_->has_requests()) {
+    post_->answer();
+    go_on();
+  }
+  EXPECT_GT(telling_->until_next(), milliseconds(0));
+  EXPECT_EQ(through(), 1);
 }
 
 // The cursor of an empty ledger's picture is 0, as that of a peer that has taken nothing.

@@ -167,6 +167,35 @@ class AlertsTest(WholeTest):
         alertmanager.wait_for({key(2, 2), key(3), key(4)})
         until("the cursor follows", lambda: [one["through"] for one in engine.publishers().values()] == [engine.number()])
 
+    def test_what_was_silenced_while_nobody_told_it(self):
+        engine, alertmanager, publisher = self.start()
+        engine.feed(fan(1), fan(2), fan(3))
+        alertmanager.wait_for({key(1), key(2), key(3)})
+        until("the engine has the cursor", lambda: [one["through"] for one in engine.publishers().values()] == [3])
+        publisher.kill()
+        number = engine.alarm_of(dn_of_fan(1))["alarm"].rpartition("-")[2]
+        engine.ask(do="shelve", alarms=number, comment="test", **{"for": 3600})
+        engine.ask(do="maintain", dn=dn_of_fan(2), comment="test", **{"for": 3600})
+        engine.feed(fan(2, 4, 1))  # nobody hears of it
+        self.assertEqual(alertmanager.picture(), {key(1), key(2), key(3)})
+        self.publisher(engine, "--url", alertmanager.url)
+        alertmanager.wait_for({key(3)})
+        until("the cursor follows", lambda: [one["through"] for one in engine.publishers().values()] == [engine.number()])
+
+    def test_what_settled_while_nobody_told_it(self):
+        engine, alertmanager, publisher = self.start(engine_arguments=("--chattering", "2/3s"))
+        engine.feed(fan(2))
+        for _ in range(6):
+            engine.feed(fan(1), fan(1, 3, 0))
+        alertmanager.wait_for({key(1), key(2)})
+        before = engine.number()
+        until("the engine has the cursor", lambda: [one["through"] for one in engine.publishers().values()] == [before])
+        publisher.kill()
+        until("it settles", lambda: engine.number() > before)
+        self.assertEqual(alertmanager.picture(), {key(1), key(2)})
+        self.publisher(engine, "--url", alertmanager.url)
+        alertmanager.wait_for({key(2)})
+
     # As long as an hour would be for a publisher that tells everything again after a minute.
     def test_a_long_absence(self):
         engine, alertmanager, publisher = self.start(engine_arguments=("--chattering", "0"))
@@ -287,6 +316,13 @@ class ConfigurationTest(WholeTest):
             return {one["labels"]["severity"]: one["status"]["state"] for one in alertmanager.alerts()}
 
         until("one is inhibited", lambda: states() == {"critical": "active", "warning": "suppressed"})
+
+    def test_a_minor_alarm_of_an_object_inhibits_a_warning(self):
+        engine, alertmanager, _ = self.start()
+        engine.feed(fan(1), fan(1, 1, 1))
+        alertmanager.wait_for_truth(engine)
+        until("one is inhibited", lambda: {one["labels"]["severity"]: one["status"]["state"]
+                                           for one in alertmanager.alerts()} == {"minor": "active", "warning": "suppressed"})
 
     def test_a_silence_by_our_labels(self):
         engine, alertmanager, receiver = self.start()

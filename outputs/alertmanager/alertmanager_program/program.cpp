@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "alertmanager_program/command_line.h"
 #include "base/messages.h"
@@ -44,6 +45,7 @@ class Program {
   }
   void use_files();
   void warn_of_plain_addresses(const Access& access);
+  void warn_of_strangers(const Access& access);
   void reload();
   void wait(std::chrono::milliseconds longest);
   void report();
@@ -61,6 +63,7 @@ void Program::use_files() {
   auto access = std::make_shared<Access>();
   read_access(options_.files, *access);
   warn_of_plain_addresses(*access);
+  warn_of_strangers(*access);
   post_.use(std::move(access));
 }
 
@@ -71,6 +74,16 @@ void Program::warn_of_plain_addresses(const Access& access) {
       service_.say(Priority::kWarning,
                    one.peer + ": the credentials are sent in plain text; use https unless the peer is on this machine");
     }
+  }
+}
+
+void Program::warn_of_strangers(const Access& access) {
+  std::vector<Address> peers = options_.peers.alertmanagers;
+  peers.insert(peers.end(), options_.peers.webhooks.begin(), options_.peers.webhooks.end());
+  for (const std::string& one : access.credentials.strangers(peers)) {
+    service_.say(Priority::kWarning, one +
+                                         ": the credentials file has a line for this URL, and no option has the URL. "
+                                         "Write there what --url or --webhook says");
   }
 }
 

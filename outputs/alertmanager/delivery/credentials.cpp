@@ -93,4 +93,13 @@ const Credential& Credentials::of(const Address& address) const {
   return found == of_url_.end() ? all_ : found->second;
 }
 
+std::vector<std::string> Credentials::strangers(const std::vector<Address>& peers) const {
+  std::vector<std::string> found;
+  for (const auto& one : of_url_) {
+    const auto is_it = [&](const Address& peer) { return peer.url == one.first; };
+    if (std::ranges::none_of(peers, is_it)) found.push_back(parse_address(one.first, Query::kAllowed).peer);
+  }
+  return found;
+}
+
 }  // namespace polaiga::alertmanager

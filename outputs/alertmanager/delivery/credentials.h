@@ -4,6 +4,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/wipe.h"
 #include "delivery/address.h"
@@ -37,6 +38,8 @@ class Credentials {
   Credentials(std::string_view text, const std::string& name);
 
   const Credential& of(const Address& address) const;
+  // The URLs of the lines url=URL that are none of these peers', for people.
+  std::vector<std::string> strangers(const std::vector<Address>& peers) const;
 
  private:
   Credential all_;

@@ -34,7 +34,7 @@ void PeerHealth::answered(const std::string& problem) {
 
 void PeerHealth::failed(const std::string& problem, std::optional<std::chrono::seconds> try_after) {
   if (!has_failed_) {
-    say(Priority::kWarning, problem + ". What it does not take is kept, and tried again until it does");
+    say(Priority::kWarning, problem + ". What it does not take is kept, and tried again");
   }
   has_failed_ = true;
   is_connected_ = false;

@@ -25,6 +25,15 @@ TEST(CredentialsTest, APeerHasItsOwn) {
   EXPECT_TRUE(all.of(at("https://open")).is_empty());
 }
 
+TEST(CredentialsTest, LinesThatAreForNoPeerAreFound) {
+  const Credentials all("url=https://h/\ntoken=two\nurl=https://other/hook?key=s3cret\ntoken=three", "file");
+  EXPECT_EQ(all.strangers({at("https://h"), at("https://other/hook?key=s3cret")}), std::vector<std::string>{});
+  const std::vector<std::string> found = all.strangers({at("https://h")});
+  ASSERT_EQ(found.size(), 1U);
+  EXPECT_TRUE(found[0].starts_with("https://other")) << found[0];
+  EXPECT_EQ(found[0].find("s3cret"), std::string::npos) << found[0];
+}
+
 TEST(CredentialsTest, WrongLinesAreNotRepeated) {
   struct Bad {
     const char* text;

@@ -125,6 +125,10 @@ class FailuresTest(WholeTest):
         engine.write("credentials", "token=second\n")
         os.kill(publisher.pid, signal.SIGHUP)
         until("the new one is used", lambda: self.authorization(one) == self.authorization(other) == "Bearer second")
+        # A URL that nobody is told at is a slip.
+        engine.write("credentials", "token=second\nurl=https://elsewhere.example\ntoken=third\n")
+        os.kill(publisher.pid, signal.SIGHUP)
+        publisher.wait_for("https://elsewhere.example: the credentials file has a line for this URL, and no option has")
         # A wrong file changes nothing.
         engine.write("credentials", "s3cret\n")
         os.kill(publisher.pid, signal.SIGHUP)

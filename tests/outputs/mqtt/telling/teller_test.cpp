@@ -237,7 +237,7 @@ TEST_F(TellerTest, AfterAnHourOfAbsenceAllChangesAreTold) {
   EXPECT_EQ(report_.through, 60);
 }
 
-// As one does who restores a copy of yesterday.
+// As when the whole machine is put back to yesterday.
 TEST_F(TellerTest, ACollectorIsToldThatTheLedgerWasPutBack) {
   open(kAll);
   engine_->write(raises("A", "o1", 395));
@@ -256,7 +256,7 @@ TEST_F(TellerTest, ACollectorIsToldThatTheLedgerWasPutBack) {
   EXPECT_EQ(report_.through, 6);
 
   engine_.reset();
-  for (const char* const more : {"-wal", "-shm"}) std::filesystem::remove(path_ + more);
+  for (const char* const more : {"-wal", "-shm", "-mark"}) std::filesystem::remove(path_ + more);
   std::filesystem::rename(copy, path_);
   open(kAll);
   EXPECT_EQ(changes(), Texts{"gap 3 to 6"});
@@ -284,7 +284,7 @@ TEST_F(TellerTest, NothingIsToldOfALedgerWhoseCursorCannotBeRead) {
   told();
   const std::string before = engine_->ledger.id();
   engine_.reset();
-  for (const char* const more : {"", "-wal", "-shm"}) std::filesystem::remove(path_ + more);
+  for (const char* const more : {"", "-wal", "-shm", "-mark"}) std::filesystem::remove(path_ + more);
   open(kAll);
   engine_->write(raises("A", "o1", 395));
   engine_->write(raises("A", "o2", 395));

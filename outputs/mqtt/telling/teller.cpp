@@ -274,7 +274,8 @@ void Teller::tell_gap(const Feed::Gap& gap) {
 // The ledger was put back to an earlier state, and goes on before the gap.
 void Teller::tell_put_back() {
   ack_at_ = tools_.clock.steady();
-  const Told told{.ledger_id = ledger_id_, .previous = window_.previous()};
+  // By this number it differs from a gap that is told twice, and from one of changes that are gone.
+  const Told told{.ledger_id = ledger_id_, .previous = put_back_.last};
   window_.put_back(put_back_.first - 1, send(Kind::kChange, {.topic = topics_.change,
                                                              .payload = gap_payload(options_.origin, put_back_, told),
                                                              .is_retained = false}));

@@ -48,7 +48,8 @@ class TellerTest : public engine::test::LedgerFixture {
     if (part != "change") return part;
     const json value = json_of(message);
     if (value.contains("gap")) {
-      return "gap " + value.at("gap").at("first").dump() + " to " + value.at("gap").at("last").dump();
+      return "gap " + value.at("gap").at("first").dump() + " to " + value.at("gap").at("last").dump() + " after " +
+             value.at("previous").dump();
     }
     return value.at("number").dump() + " after " + value.at("previous").dump();
   }
@@ -259,12 +260,12 @@ TEST_F(TellerTest, ACollectorIsToldThatTheLedgerWasPutBack) {
   for (const char* const more : {"-wal", "-shm", "-mark"}) std::filesystem::remove(path_ + more);
   std::filesystem::rename(copy, path_);
   open(kAll);
-  EXPECT_EQ(changes(), Texts{"gap 3 to 6"});
+  EXPECT_EQ(changes(), Texts{"gap 3 to 6 after 6"});
   // The gap is told again, too, even if the ledger has those numbers again.
   link_.go_down(*teller_);
   for (int i = 3; i <= 7; ++i) engine_->write(raises("B", ("p" + std::to_string(i)).c_str(), 395));
   link_.come_up(*teller_);
-  const Texts want{"gap 3 to 6", "3 after 2", "4 after 3", "5 after 4", "6 after 5", "7 after 6"};
+  const Texts want{"gap 3 to 6 after 6", "3 after 2", "4 after 3", "5 after 4", "6 after 5", "7 after 6"};
   EXPECT_EQ(changes(), want);
   acknowledge(2);
   acknowledge(4);
@@ -350,7 +351,7 @@ TEST_F(TellerTest, AGapIsToldAndTheAlarmsAgain) {
   const ChangeNumber oldest = feed.oldest_number();
   ASSERT_GT(oldest, 2);
   link_.come_up(*teller_);
-  Texts want{"gap 2 to " + std::to_string(oldest - 1)};
+  Texts want{"gap 2 to " + std::to_string(oldest - 1) + " after 1"};
   for (ChangeNumber i = oldest; i <= 41; ++i) want.push_back(std::to_string(i) + " after " + std::to_string(i - 1));
   const Texts got = told();
   Texts only_changes = got;

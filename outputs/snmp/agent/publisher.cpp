@@ -115,11 +115,12 @@ LedgerFacts Publisher::facts() {
 
 milliseconds Publisher::until_next() const {
   if (has_more_) return milliseconds(0);
-  milliseconds until = std::min({followed_.until_next(), master_.until_next(), notifier_.until_next()});
-  // Changes that no notification had room for follow with the answers of the master, which wake the program.
+  milliseconds until = std::min(followed_.until_next(), master_.until_next());
+  // What is due and cannot be done, since the ledger cannot be read or the master hangs, is not tried all the time.
+  const auto soon = [&until](milliseconds due) { until = std::min(until, std::max(due, kNotMoreOften)); };
+  soon(notifier_.until_next());
   if (maintenance_of_ != followed_.number() && followed_.has_picture()) {
-    until =
-        std::min(until, std::max(milliseconds(0), std::chrono::ceil<milliseconds>(maintenance_at_ - clock_.steady())));
+    soon(std::chrono::ceil<milliseconds>(maintenance_at_ - clock_.steady()));
   }
   return until;
 }

@@ -39,6 +39,7 @@ class Publisher {
  private:
   static constexpr std::chrono::seconds kLookForMaintenance{1};
   static constexpr std::chrono::seconds kLookForOldest{1};
+  static constexpr std::chrono::milliseconds kNotMoreOften{50};
 
   void follow();
   void begin_ledger();

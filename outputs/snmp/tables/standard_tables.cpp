@@ -14,16 +14,16 @@ namespace {
 using engine::Severity;
 
 // The arcs below alarmObjects and ituAlarmObjects.
-const Oid kModelLastChanged{1, 1, 1};
-const Oid kModelEntry{1, 1, 2, 1};
-const Oid kActiveLastChanged{1, 2, 1};
-const Oid kActiveEntry{1, 2, 2, 1};
-const Oid kActiveOverflow{1, 2, 5};
-const Oid kClearMaximum{1, 3, 1};
-const Oid kClearEntry{1, 3, 2, 1};
-const Oid kItuModelEntry{1, 1, 1, 1};
-const Oid kItuActiveEntry{1, 2, 1, 1};
-const Oid kItuCountsEntry{1, 2, 2, 1};
+constexpr auto kModelLastChanged = std::to_array<std::uint32_t>({1, 1, 1});
+constexpr auto kModelEntry = std::to_array<std::uint32_t>({1, 1, 2, 1});
+constexpr auto kActiveLastChanged = std::to_array<std::uint32_t>({1, 2, 1});
+constexpr auto kActiveEntry = std::to_array<std::uint32_t>({1, 2, 2, 1});
+constexpr auto kActiveOverflow = std::to_array<std::uint32_t>({1, 2, 5});
+constexpr auto kClearMaximum = std::to_array<std::uint32_t>({1, 3, 1});
+constexpr auto kClearEntry = std::to_array<std::uint32_t>({1, 3, 2, 1});
+constexpr auto kItuModelEntry = std::to_array<std::uint32_t>({1, 1, 1, 1});
+constexpr auto kItuActiveEntry = std::to_array<std::uint32_t>({1, 2, 1, 1});
+constexpr auto kItuCountsEntry = std::to_array<std::uint32_t>({1, 2, 2, 1});
 
 enum ModelColumn : std::uint32_t {
   kNotificationId = 3,

@@ -90,6 +90,12 @@ class Process:
     def go_on(self):
         self.process.send_signal(signal.SIGCONT)
 
+    def processor_time(self):
+        """Seconds of a processor that it has taken."""
+        with open(f"/proc/{self.pid}/stat", encoding="ascii") as stat:
+            user, kernel = stat.read().rsplit(")", 1)[1].split()[11:13]
+        return (int(user) + int(kernel)) / os.sysconf("SC_CLK_TCK")
+
     def memory(self):
         """Bytes that are in memory now."""
         with open(f"/proc/{self.pid}/status", encoding="ascii") as status:

@@ -12,6 +12,15 @@ namespace {
 
 std::atomic<int> threads{0};
 
+// One of them, from before it begins until it has ended; or until it could not begin.
+class Counted {
+ public:
+  Counted() { ++threads; }
+  ~Counted() { --threads; }
+  Counted(const Counted&) = delete;
+  Counted& operator=(const Counted&) = delete;
+};
+
 }  // namespace
 
 struct Attempt::Shared {
@@ -27,8 +36,7 @@ Attempt::Attempt(const Settings& settings, Protocol protocol) {
   try {
     shared_ = std::make_shared<Shared>();
     shared_->connection = std::make_unique<Connection>(settings, protocol);
-    ++threads;
-    std::thread([shared = shared_] {
+    std::thread([shared = shared_, counted = std::make_unique<Counted>()] {
       try {
         shared->connection->connect();
       } catch (const std::exception& error) {
@@ -36,7 +44,6 @@ Attempt::Attempt(const Settings& settings, Protocol protocol) {
       }
       shared->is_over = true;
       engine::write_all(shared->wakes.in.get(), "", 1);
-      --threads;
     }).detach();
   } catch (const std::system_error& error) {
     throw ConnectionError("cannot begin to connect: " + std::string(error.what()));

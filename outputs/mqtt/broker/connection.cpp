@@ -36,9 +36,11 @@ int no_passphrase(char* /*buffer*/, int /*size*/, int /*is_writing*/, void* /*da
 
 std::string password_of(const std::string& path) {
   std::string password = engine::read_private_file(path, "the password file");
-  if (password.ends_with('\n')) password.pop_back();
-  if (password.ends_with('\r')) password.pop_back();
-  return password;
+  std::size_t end = std::min(password.find('\n'), password.size());
+  if (end > 0 && end < password.size() && password[end - 1] == '\r') --end;
+  std::string line = password.substr(0, end);
+  engine::wipe(password);
+  return line;
 }
 
 }  // namespace
@@ -88,9 +90,17 @@ struct Connection::Callbacks {
                          const mosquitto_property* /*properties*/) {
     if (message->payloadlen < 0) return;
     const auto size = static_cast<std::size_t>(message->payloadlen);
+    Connection& connection = of(object);
+    // A broker may send what nobody has asked for.
+    const auto found = std::ranges::find(connection.wanted_, std::string_view(message->topic), &Wanted::topic);
+    if (found == connection.wanted_.end()) return;
+    const std::size_t most = found->most;
+    if (found->is_kept_only) {
+      if (!message->retain) return;
+      connection.wanted_.erase(found);
+    }
     Event event{.kind = Event::Kind::kArrived, .topic = message->topic, .is_retained = message->retain};
     // What is longer is not for this program. One byte more says so to those who read it.
-    const std::size_t most = message->retain ? kMostPayloadBytes : kMostRequestBytes;
     if (size > 0) event.payload.assign(static_cast<const char*>(message->payload), std::min(size, most + 1));
     add(object, std::move(event));
   }
@@ -104,6 +114,10 @@ void Connection::Destroy::operator()(mosquitto* client) const { mosquitto_destro
 
 Connection::Connection(Settings settings, Protocol protocol) : settings_(std::move(settings)), protocol_(protocol) {
   use_library();
+  // What came while the program was away may come before it subscribes again.
+  for (const std::string& topic : settings_.subscriptions) {
+    wanted_.push_back({.topic = topic, .most = kMostRequestBytes, .is_kept_only = false});
+  }
   client_.reset(mosquitto_new(settings_.client_id.c_str(), settings_.is_session_clean, this));
   if (!client_) throw ConnectionError("there is no memory for a connection");
   mosquitto* const client = client_.get();
@@ -236,8 +250,13 @@ MessageId Connection::send(const Message& message) {
   return id;
 }
 
-void Connection::subscribe(const std::string& topic, int quality) {
-  expect(mosquitto_subscribe_v5(client_.get(), nullptr, topic.c_str(), quality, 0, nullptr), "subscribe");
+void Connection::subscribe(const std::string& topic) {
+  expect(mosquitto_subscribe_v5(client_.get(), nullptr, topic.c_str(), kQuality, 0, nullptr), "subscribe");
+}
+
+void Connection::ask_for_kept(const std::string& topic) {
+  wanted_.push_back({.topic = topic, .most = kMostPayloadBytes, .is_kept_only = true});
+  expect(mosquitto_subscribe_v5(client_.get(), nullptr, topic.c_str(), 0, 0, nullptr), "subscribe");
 }
 
 void Connection::unsubscribe(const std::string& topic) {

@@ -70,7 +70,10 @@ class Connection {
   void tick();
 
   MessageId send(const Message& message);
-  void subscribe(const std::string& topic, int quality);
+  // To one of the settings' topics. Of a message only so many bytes are taken as a request may have, and one more.
+  void subscribe(const std::string& topic);
+  // To the one message that the broker has kept of a topic.
+  void ask_for_kept(const std::string& topic);
   void unsubscribe(const std::string& topic);
   void say_goodbye();
   bool has_to_write() const;
@@ -95,6 +98,12 @@ class Connection {
     void operator()(mosquitto* client) const;
   };
   std::unique_ptr<mosquitto, Destroy> client_;
+  struct Wanted {
+    std::string topic;
+    std::size_t most = 0;  // bytes of a message
+    bool is_kept_only = false;
+  };
+  std::vector<Wanted> wanted_;
   std::vector<Event> events_;
   bool has_more_ = false;
   std::string complaint_;

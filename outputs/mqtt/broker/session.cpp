@@ -137,7 +137,7 @@ void Session::answered(const Connection::Event& event) {
   is_up_ = true;
   since_ = clock_.steady();
   most_in_flight_ = event.most_in_flight;
-  for (const std::string& topic : settings_.subscriptions) connection_->subscribe(topic, 1);
+  for (const std::string& topic : settings_.subscriptions) connection_->subscribe(topic);
   tell_(told_error_.empty() ? Priority::kInfo : Priority::kNotice,
         settings_.peer() + ": connected by MQTT " + (protocol_ == Protocol::kMqtt5 ? "5" : "3.1.1"));
   told_error_.clear();
@@ -198,7 +198,7 @@ void Session::drop(const std::string& why) {
 void Session::ask_for_kept(const std::string& topic) {
   kept_topic_ = topic;
   try {
-    connection_->subscribe(topic, 0);
+    connection_->ask_for_kept(topic);
   } catch (const ConnectionError& error) {
     drop(error.what());
   }

@@ -125,7 +125,7 @@ int Program::run() {
     service_.say(Priority::kError, error.what());
     return engine::kFailed;
   }
-  if (!settings.user.empty() && !settings.is_encrypted()) {
+  if (!settings.password_file.empty() && !settings.is_encrypted()) {
     service_.say(Priority::kWarning, "The password goes to " + settings.peer() + " without encryption; give --tls-ca");
   }
   service_.ready(teller_.summary());

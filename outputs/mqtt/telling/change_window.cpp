@@ -4,9 +4,12 @@
 
 namespace polaiga::mqtt {
 
+using engine::ChangeNumber;
+
 void ChangeWindow::begin(Number through, Number told) {
   through_ = through;
   told_ = told;
+  is_put_back_ = false;
   again();
 }
 
@@ -24,6 +27,18 @@ void ChangeWindow::sent(Number number, MessageId id) {
   previous_ = number;
 }
 
+void ChangeWindow::put_back(Number number, MessageId id) {
+  open_.clear();
+  unconfirmed_ = 0;
+  is_put_back_ = true;
+  sent(number, id);
+}
+
+// After the ledger was put back, what is open may have smaller numbers than what has arrived.
+ChangeNumber ChangeWindow::acknowledged_through() const {
+  return open_.empty() ? through_ : std::min(through_, open_.front().number - 1);
+}
+
 void ChangeWindow::passed(Number number) {
   read_ = number;
   if (open_.empty()) {
@@ -36,6 +51,7 @@ void ChangeWindow::passed(Number number) {
 void ChangeWindow::pop() {
   told_ = open_.front().number;
   through_ = open_.front().through;
+  is_put_back_ = false;  // since the gap is the first one that is open
   if (!open_.front().is_confirmed) --unconfirmed_;
   open_.pop_front();
 }
@@ -53,7 +69,7 @@ std::size_t ChangeWindow::confirmed(MessageId id) {
 }
 
 std::size_t ChangeWindow::acknowledged(Number number) {
-  if (by_ == ConfirmedBy::kBroker || number <= through_) return 0;
+  if (by_ == ConfirmedBy::kBroker || number <= acknowledged_through()) return 0;
   std::size_t count = 0;
   for (; !open_.empty() && open_.front().number <= number; ++count) pop();
   through_ = std::max(through_, number);

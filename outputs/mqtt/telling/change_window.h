@@ -25,6 +25,10 @@ class ChangeWindow {
 
   // The change was sent. A gap counts as its last change.
   void sent(Number number, MessageId id);
+  // The ledger was put back to this change, and a gap that says so was sent. What was on its way before it does not
+  // count any more. A gap that has not arrived is to be sent again: is_put_back() and open() is 0.
+  void put_back(Number number, MessageId id);
+  bool is_put_back() const { return is_put_back_; }
   // The change need not be told; nor need those before it that were not sent.
   void passed(Number number);
 
@@ -34,6 +38,7 @@ class ChangeWindow {
   std::size_t acknowledged(Number number);
 
   Number through() const { return through_; }               // nothing up to here is needed again
+  Number acknowledged_through() const;                      // acknowledgements up to here say nothing new
   Number next_after() const { return read_; }               // go on after this one
   Number previous() const { return previous_; }             // the last one that was sent
   std::size_t unconfirmed() const { return unconfirmed_; }  // by the broker
@@ -56,6 +61,7 @@ class ChangeWindow {
   Number told_ = 0;
   Number read_ = 0;
   Number previous_ = 0;
+  bool is_put_back_ = false;  // and the gap that says so has not arrived
 };
 
 }  // namespace polaiga::mqtt

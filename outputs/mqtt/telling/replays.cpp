@@ -7,6 +7,12 @@ namespace polaiga::mqtt {
 
 using engine::ChangeNumber;
 
+namespace {
+
+constexpr const char* kAnotherLedger = "The ledger is another one; read its id in 'status'";
+
+}  // namespace
+
 void Replays::take(std::string_view payload, std::string_view ledger_id) {
   Replay request;
   try {
@@ -15,8 +21,10 @@ void Replays::take(std::string_view payload, std::string_view ledger_id) {
     refuse(error.replay_id(), error.what());
     return;
   }
-  if (request.ledger_id != ledger_id) {
-    refuse(request.id, "The ledger is another one; read its id in 'status'");
+  if (ledger_id.empty()) {
+    refuse(request.id, "No ledger could be read yet; ask again when 'status' has its id");
+  } else if (request.ledger_id != ledger_id) {
+    refuse(request.id, kAnotherLedger);
   } else if (requests_.size() > kMostWaiting) {
     refuse(request.id, std::to_string(kMostWaiting) + " requests wait already; ask again when one of them is done");
   } else {
@@ -66,6 +74,7 @@ void Replays::tell(const engine::Feed& feed) {
 }
 
 bool Replays::go_on(std::size_t most) {
+  for (const std::string& id : std::exchange(forgotten_, {})) refuse(id, kAnotherLedger);
   if (requests_.empty() || is_told_) return false;
   const std::size_t limit = std::min(most, kMostInFlight);
   if (in_flight_.size() >= limit) return false;
@@ -97,15 +106,28 @@ bool Replays::confirmed(MessageId id) {
   if (found == in_flight_.end()) return false;
   if (found->second == Kind::kRefusal) --refusals_;
   in_flight_.erase(found);
-  if (is_told_ && in_flight_.size() == refusals_) drop_first();
+  if (is_told_ && has_arrived()) drop_first();
   return true;
 }
 
+bool Replays::has_arrived() const {
+  return std::ranges::none_of(in_flight_, [](const auto& one) { return one.second == Kind::kOfRequest; });
+}
+
+// What is on its way of the request that is under way is not waited for.
+void Replays::give_up() {
+  for (auto& [id, kind] : in_flight_) {
+    if (kind == Kind::kOfRequest) kind = Kind::kGivenUp;
+  }
+}
+
 bool Replays::refused(MessageId id) {
-  const bool is_of_request = in_flight_.contains(id) && in_flight_.at(id) == Kind::kOfRequest;
-  if (!confirmed(id)) return false;
-  if (is_of_request) drop_first();
-  return true;
+  const auto found = in_flight_.find(id);
+  if (found != in_flight_.end() && found->second == Kind::kOfRequest) {
+    give_up();
+    drop_first();
+  }
+  return confirmed(id);
 }
 
 void Replays::again() {
@@ -116,7 +138,8 @@ void Replays::again() {
 }
 
 void Replays::forget() {
-  requests_.clear();
+  give_up();
+  for (Replay& one : std::exchange(requests_, {})) forgotten_.push_back(std::move(one.id));
   is_begun_ = false;
   is_told_ = false;
 }

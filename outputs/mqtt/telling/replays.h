@@ -43,30 +43,34 @@ class Replays {
 
   // It answers whether the message was one of its own.
   bool confirmed(MessageId id);
-  // The broker refuses a message: what was asked for is given up.
+  // The broker refuses a message: the request that it belongs to is given up.
   bool refused(MessageId id);
 
   // The connection was lost. What was under way is told again from its beginning.
   void again();
-  // Another ledger is followed, which does not have what was asked for.
+  // Another ledger is followed, which does not have what was asked for. The next go_on() refuses it.
   void forget();
 
-  bool is_idle() const { return requests_.empty() && in_flight_.empty(); }
+  bool is_idle() const { return requests_.empty() && forgotten_.empty() && in_flight_.empty(); }
 
  private:
-  enum class Kind { kOfRequest, kRefusal };
+  // Of the request that is under way, of one that was given up, and an answer that refuses one.
+  enum class Kind { kOfRequest, kGivenUp, kRefusal };
 
   void refuse(std::string_view id, std::string_view why);
   void send(Kind kind, std::string payload);
   void begin();
   void finish();
+  void give_up();
   void drop_first();
+  bool has_arrived() const;
   void tell(const engine::Feed& feed);
 
   Origin origin_;
   std::string topic_;
   Tools tools_;
-  std::deque<Replay> requests_;  // the first is under way
+  std::deque<Replay> requests_;        // the first is under way
+  std::deque<std::string> forgotten_;  // ids of requests that are to be refused
   bool is_begun_ = false;
   bool is_told_ = false;  // all of it was sent, and not all of that has arrived
   engine::ChangeNumber after_ = 0;

@@ -38,7 +38,7 @@ Teller::Teller(Options options, Tools tools)
       replays_(options_.origin, topics_.replayed,
                {.read = [this](Number after, std::size_t most) { return ledger_.changes_after(after, most); },
                 .told_before = [this](Number number) { return told_before(number); },
-                .send = [this](const Message& message) { return link_.send(message); }}) {
+                .send = [this](const Message& message) { return send(Kind::kReplayed, message); }}) {
   report_.publisher = options_.publisher;
   report_.peer = options_.peer;
 }
@@ -47,6 +47,9 @@ Picture Teller::picture() const {
   return {
       .ledger_id = ledger_id_, .number = ledger_.number(), .alarms = ledger_.alarms(), .profile = ledger_.profile()};
 }
+
+// Whether what is known of the ledger is of the one that is there.
+bool Teller::is_begun() const { return !ledger_id_.empty() && ledger_id_ == ledger_.ledger_id(); }
 
 void Teller::go_on() {
   follow();
@@ -131,17 +134,19 @@ ChangeNumber Teller::told_before(Number number) {
 }
 
 MessageId Teller::send(Kind kind, const Message& message) {
-  if (in_flight_.empty()) confirmed_at_ = tools_.clock.steady();
+  if (order_.empty()) confirmed_at_ = tools_.clock.steady();
   const MessageId id = link_.send(message);
   in_flight_.insert_or_assign(id, kind);
+  order_.push_back(id);
   return id;
 }
 
 void Teller::tell_status() {
   was_engine_answering_ = tools_.is_engine_answering();
   next_status_ = tools_.clock.steady() + options_.heartbeat;
-  Status status{.ledger_id = ledger_id_, .is_engine_answering = was_engine_answering_, .at = tools_.clock.wall()};
-  if (!ledger_id_.empty()) {
+  Status status{.ledger_id = {}, .is_engine_answering = was_engine_answering_, .at = tools_.clock.wall()};
+  if (is_begun()) {
+    status.ledger_id = ledger_id_;
     status.number = ledger_.number();
     status.told = window_.previous();
     try {
@@ -155,7 +160,7 @@ void Teller::tell_status() {
 }
 
 void Teller::tell_alarms() {
-  if (ledger_id_.empty() || ledger_id_ != ledger_.ledger_id()) return;
+  if (!is_begun()) return;
   const auto now = tools_.clock.steady();
   if (!is_round_) {
     if (is_picture_told_ && !pages_.has_changed()) return;
@@ -187,13 +192,14 @@ void Teller::end_round() {
 }
 
 bool Teller::has_room() const {
-  return window_.unconfirmed() < link_.most_in_flight() &&
+  // When the first message is not confirmed, those after it may be, so they are limited, too.
+  return window_.unconfirmed() < link_.most_in_flight() && order_.size() < 2 * link_.most_in_flight() &&
          (options_.confirmed_by == ConfirmedBy::kBroker || window_.open() < kMostUnacknowledged);
 }
 
 void Teller::tell_changes() {
   has_more_ = false;
-  if (!is_picture_told_ || ledger_id_.empty()) return;
+  if (!is_picture_told_ || !is_begun()) return;
   try {
     for (std::size_t i = 0; i < kMostAtOnce && link_.is_up() && has_room(); ++i) {
       if (read_.empty() && !read_more()) return;
@@ -222,12 +228,21 @@ void Teller::tell_changes() {
 // Whether there may be something to tell now.
 bool Teller::read_more() {
   const auto now = tools_.clock.steady();
-  // While the alarms are being sent, nobody else looks at the ledger.
-  const bool may_be_there = window_.next_after() < ledger_.number() || is_round_;
+  if (window_.is_put_back() && window_.open() == 0) {
+    tell_put_back();
+    return true;
+  }
+  // While the alarms are being sent, nobody else looks at the ledger. One that was put back has a smaller number.
+  const bool may_be_there = window_.next_after() != ledger_.number() || is_round_;
   if (!may_be_there || now < read_at_) return false;
   Feed feed = ledger_.changes_after(window_.next_after(), FollowedLedger::kAtOnce);
   if (feed.gap) {
-    tell_gap(*feed.gap);
+    if (feed.gap->last <= window_.next_after()) {
+      put_back_ = *feed.gap;
+      tell_put_back();
+    } else {
+      tell_gap(*feed.gap);
+    }
     return true;
   }
   read_.assign(std::make_move_iterator(feed.changes.begin()), std::make_move_iterator(feed.changes.end()));
@@ -241,15 +256,13 @@ bool Teller::read_more() {
 }
 
 void Teller::tell_gap(const Feed::Gap& gap) {
-  const bool is_put_back = gap.last <= window_.next_after();
   const Told told{.ledger_id = ledger_id_, .previous = window_.previous()};
   if (window_.open() == 0) ack_at_ = tools_.clock.steady();
-  window_.sent(
-      is_put_back ? gap.first - 1 : gap.last,
-      send(Kind::kChange,
-           {.topic = topics_.change, .payload = gap_payload(options_.origin, gap, told), .is_retained = false}));
+  window_.sent(gap.last, send(Kind::kChange, {.topic = topics_.change,
+                                              .payload = gap_payload(options_.origin, gap, told),
+                                              .is_retained = false}));
   // A gap that has not arrived is told again, and counts once.
-  if (!is_put_back && gap.last > lost_through_) {
+  if (gap.last > lost_through_) {
     report_.lost += static_cast<std::uint64_t>(gap.last - std::max(gap.first - 1, lost_through_));
     lost_through_ = gap.last;
   }
@@ -258,8 +271,23 @@ void Teller::tell_gap(const Feed::Gap& gap) {
                                       " are not in the ledger; this is told as a gap, and the alarms are told again");
 }
 
+// The ledger was put back to an earlier state, and goes on before the gap.
+void Teller::tell_put_back() {
+  ack_at_ = tools_.clock.steady();
+  // By this number it differs from a gap that is told twice, and from one of changes that are gone.
+  const Told told{.ledger_id = ledger_id_, .previous = put_back_.last};
+  window_.put_back(put_back_.first - 1, send(Kind::kChange, {.topic = topics_.change,
+                                                             .payload = gap_payload(options_.origin, put_back_, told),
+                                                             .is_retained = false}));
+  lost_through_ = std::min(lost_through_, put_back_.first - 1);
+  read_.clear();
+  pages_.send_all_again();
+  tools_.tell(Priority::kWarning, "The ledger was put back to change " + std::to_string(put_back_.first - 1) +
+                                      "; this is told as a gap, and the alarms are told again");
+}
+
 void Teller::tell_replays() {
-  if (replays_.is_idle() || !is_picture_told_ || !link_.is_up()) return;
+  if (!is_begun() || replays_.is_idle() || !is_picture_told_ || !link_.is_up()) return;
   try {
     const std::size_t most = std::max<std::size_t>(1, link_.most_in_flight() / 4);
     has_more_ = replays_.go_on(most) || has_more_;
@@ -270,8 +298,8 @@ void Teller::tell_replays() {
 
 void Teller::look_at_time() {
   const auto now = tools_.clock.steady();
-  if (!in_flight_.empty() && now - confirmed_at_ > kConfirmWithin) {
-    link_.drop("the broker has confirmed nothing for " + std::to_string(kConfirmWithin.count()) + " s");
+  if (!order_.empty() && now - confirmed_at_ > kConfirmWithin) {
+    link_.drop("the broker has not confirmed a message for " + std::to_string(kConfirmWithin.count()) + " s");
     return;
   }
   if (options_.confirmed_by == ConfirmedBy::kBroker || window_.open() == 0 || window_.unconfirmed() != 0) return;
@@ -294,6 +322,7 @@ void Teller::arrived(std::size_t changes) {
 
 void Teller::on_up() {
   in_flight_.clear();
+  order_.clear();
   is_round_ = false;
   is_picture_told_ = false;
   next_status_ = Steady{};
@@ -308,21 +337,30 @@ void Teller::on_up() {
 
 void Teller::on_down(const std::string& /*why*/) {
   in_flight_.clear();
+  order_.clear();
   is_round_ = false;
 }
 
-void Teller::on_confirmed(MessageId id) {
-  confirmed_at_ = tools_.clock.steady();
-  if (replays_.confirmed(id)) return;
+// The broker has answered to a message.
+void Teller::settled(MessageId id) {
   in_flight_.erase(id);
+  for (; !order_.empty() && !in_flight_.contains(order_.front()); order_.pop_front()) {
+    confirmed_at_ = tools_.clock.steady();
+  }
+}
+
+void Teller::on_confirmed(MessageId id) {
+  settled(id);
+  if (replays_.confirmed(id)) return;
   arrived(window_.confirmed(id));
 }
 
 void Teller::on_refused(MessageId id, const std::string& why) {
   const auto found = in_flight_.find(id);
   if (replays_.refused(id)) {
-    warn_once(options_.peer + ": the broker refuses a message of '" + topics_.replayed + "': " + why +
-              "; the replay is given up");
+    settled(id);
+    warn(topics_.replayed, options_.peer + ": the broker refuses a message of '" + topics_.replayed + "': " + why +
+                               "; the replay is given up");
     return;
   }
   if (found == in_flight_.end()) return;
@@ -342,10 +380,11 @@ void Teller::on_message(std::string_view topic, std::string_view payload, bool i
     }
   } else if (is_retained) {
     // What is asked for is asked for now; a message that the broker keeps would come with each connection.
-    warn_once("A message of '" + std::string(topic) + "' is retained, and is ignored; publish it without that");
+    warn(std::string(topic),
+         "A message of '" + std::string(topic) + "' is retained, and is ignored; publish it without that");
   } else if (topic == topics_.ack) {
     take_ack(payload);
-  } else if (topic == topics_.replay && !ledger_id_.empty()) {
+  } else if (topic == topics_.replay) {
     replays_.take(payload, ledger_id_);
   }
 }
@@ -359,19 +398,24 @@ void Teller::take_ack(std::string_view payload) {
     if (ack.through > std::max(ledger_.number(), window_.next_after())) {
       throw BadMessage("The ledger has no change of the number " + std::to_string(ack.through));
     }
-    if (ack.through <= window_.through()) return;
-    ack_at_ = tools_.clock.steady();
+    // Whatever it has, it is there, so what it has not is soon told again.
     ack_pause_ = kAckWithin;
+    if (ack.through <= window_.acknowledged_through()) return;
+    ack_at_ = tools_.clock.steady();
     const Number before = window_.next_after();
     arrived(window_.acknowledged(ack.through));
     if (window_.next_after() != before) read_.clear();
   } catch (const BadMessage& error) {
-    warn_once("A message of '" + topics_.ack + "' is ignored: " + std::string(error.what()));
+    warn(topics_.ack, "A message of '" + topics_.ack + "' is ignored: " + std::string(error.what()));
   }
 }
 
-void Teller::warn_once(const std::string& text) {
-  if (std::exchange(warned_, text) != text) tools_.tell(Priority::kWarning, text);
+void Teller::warn(const std::string& topic, const std::string& text) {
+  const auto now = tools_.clock.steady();
+  const auto found = warned_.find(topic);
+  if (found != warned_.end() && now - found->second < kWarnEvery) return;
+  warned_.insert_or_assign(topic, now);
+  tools_.tell(Priority::kWarning, text);
 }
 
 void Teller::set_last_error(const std::string& error, std::optional<engine::Moment> at) {
@@ -418,8 +462,7 @@ milliseconds Teller::until_next() const {
   milliseconds next = is_round_ ? milliseconds(FollowedLedger::kLook) : ledger_.until_next();
   if (link_.is_up()) {
     next = std::min(next, until(next_status_, now));
-    const bool has_round = !is_round_ && !ledger_id_.empty() && ledger_id_ == ledger_.ledger_id() &&
-                           (!is_picture_told_ || pages_.has_changed());
+    const bool has_round = !is_round_ && is_begun() && (!is_picture_told_ || pages_.has_changed());
     if (has_round) next = std::min(next, is_picture_told_ ? until(next_round_, now) : milliseconds(0));
   }
   return next;

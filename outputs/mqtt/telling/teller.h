@@ -32,13 +32,15 @@ class Teller final : public Listener {
   static constexpr std::size_t kMostUnacknowledged = 2000;
   static constexpr std::chrono::seconds kAckWithin{30};
   static constexpr std::chrono::seconds kLongestAckPause{3600};
-  // When the broker has confirmed nothing for so long of what was sent, the connection is given up.
+  // When the broker has not confirmed for so long the first message that is on its way, the connection is given up.
   static constexpr std::chrono::seconds kConfirmWithin{30};
   // A round of the alarms begins so long after the last one, or nine times as long as that took.
   static constexpr std::chrono::seconds kRoundPause{1};
   static constexpr int kRoundShare = 9;
   static constexpr std::size_t kMostPagesInFlight = 4;
   static constexpr std::chrono::milliseconds kReportEvery{200};
+  // Of the messages of a topic people are warned so often, at most.
+  static constexpr std::chrono::seconds kWarnEvery{60};
   // A change that is told names the one before it, which is looked for among so many.
   static constexpr engine::ChangeNumber kLookBack = 8000;
 
@@ -88,7 +90,7 @@ class Teller final : public Listener {
  private:
   using Number = engine::ChangeNumber;
   using Steady = engine::Clock::Steady;
-  enum class Kind { kChange, kAlarms, kStatus };
+  enum class Kind { kChange, kAlarms, kStatus, kReplayed };
 
   Picture picture() const;
   void follow();
@@ -103,12 +105,15 @@ class Teller final : public Listener {
   bool has_room() const;
   bool read_more();
   void tell_gap(const engine::Feed::Gap& gap);
+  void tell_put_back();
+  void settled(MessageId id);
+  bool is_begun() const;
   void tell_replays();
   void look_at_time();
   void take_ack(std::string_view payload);
   void arrived(std::size_t changes);
   void report();
-  void warn_once(const std::string& text);
+  void warn(const std::string& topic, const std::string& text);
 
   Options options_;
   Tools tools_;
@@ -125,27 +130,29 @@ class Teller final : public Listener {
   Replays replays_;
   std::deque<engine::StoredChange> read_;  // and not told yet
   Number read_through_ = 0;
-  Number lost_through_ = 0;  // up to here losses were counted
-  Steady read_at_{};         // when to look for more
+  Number lost_through_ = 0;     // up to here losses were counted
+  engine::Feed::Gap put_back_;  // the last gap of a ledger that was put back
+  Steady read_at_{};            // when to look for more
   bool has_more_ = false;
 
   // Of the connection.
-  std::map<MessageId, Kind> in_flight_;  // all but what is replayed
-  bool is_round_ = false;                // the alarms are being sent, and the picture stands still
-  bool is_picture_told_ = false;         // since the connection came up
+  std::map<MessageId, Kind> in_flight_;
+  std::deque<MessageId> order_;   // in which they were sent; the first one is in flight, later ones may not be
+  bool is_round_ = false;         // the alarms are being sent, and the picture stands still
+  bool is_picture_told_ = false;  // since the connection came up
   Steady round_began_{};
   Steady next_round_{};
   Steady next_status_{};
   bool was_engine_answering_ = false;
   bool goodbye_ = false;
-  Steady confirmed_at_{};  // the last time, or when there was nothing to confirm
+  Steady confirmed_at_{};  // when another message became the first one that is in flight
   Steady ack_at_{};        // the same of acknowledgements
   std::chrono::seconds ack_pause_{kAckWithin};
 
   output::Report report_;
   output::Report reported_;
   Steady report_at_{};
-  std::string warned_;
+  std::map<std::string, Steady> warned_;  // when, by the topic
 };
 
 }  // namespace polaiga::mqtt

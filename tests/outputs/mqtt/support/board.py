@@ -321,8 +321,12 @@ class Consumer:
         if value["ledger_id"] != self.ledger_id:
             self.ledger_id, self.have = value["ledger_id"], value["previous"]
         if "gap" in value:
-            self.gaps.append((value["gap"]["first"], value["gap"]["last"]))
-            self.have = max(self.have, value["gap"]["last"])
+            first, last = value["gap"]["first"], value["gap"]["last"]
+            self.gaps.append((first, last))
+            is_put_back = value["previous"] == last
+            self.have = min(self.have, first - 1) if is_put_back else max(self.have, last)
+            if self.acks:
+                self.ack()
             return
         if value["number"] <= self.have:
             self.repeats += 1

@@ -105,15 +105,39 @@ TEST(ChangeWindow, AnAcknowledgementMeansNothingWhenTheBrokersWordCounts) {
   EXPECT_EQ(window.through(), 0);
 }
 
-// A gap of a ledger that was put back leads backwards.
-TEST(ChangeWindow, AGapMayLeadBack) {
+TEST(ChangeWindow, TheLedgerMayBePutBack) {
   ChangeWindow window(ConfirmedBy::kBroker);
-  window.begin(100, 100);
-  window.sent(60, 101);
+  window.begin(98, 98);
+  window.sent(99, 99);
+  window.sent(100, 100);
+  window.put_back(60, 101);
   EXPECT_EQ(window.next_after(), 60);
-  EXPECT_EQ(window.through(), 100);
-  window.confirmed(101);
+  EXPECT_EQ(window.through(), 98);
+  EXPECT_EQ(window.confirmed(99), 0U);
+  EXPECT_EQ(window.through(), 98);
+  EXPECT_EQ(window.unconfirmed(), 1U);
+  EXPECT_EQ(window.confirmed(101), 1U);
   EXPECT_EQ(window.through(), 60);
+  EXPECT_FALSE(window.is_put_back());
+}
+
+TEST(ChangeWindow, ACollectorAcknowledgesThatTheLedgerWasPutBack) {
+  ChangeWindow window(ConfirmedBy::kCollector);
+  window.begin(100, 100);
+  window.put_back(60, 101);
+  EXPECT_EQ(window.acknowledged_through(), 59);
+  EXPECT_EQ(window.acknowledged(59), 0U);
+  EXPECT_EQ(window.through(), 100);
+  window.again();
+  EXPECT_TRUE(window.is_put_back());
+  EXPECT_EQ(window.open(), 0U);
+  window.put_back(60, 102);
+  window.sent(61, 103);
+  EXPECT_EQ(window.acknowledged(60), 1U);
+  EXPECT_EQ(window.through(), 60);
+  EXPECT_FALSE(window.is_put_back());
+  EXPECT_EQ(window.acknowledged(61), 1U);
+  EXPECT_EQ(window.through(), 61);
 }
 
 }  // namespace

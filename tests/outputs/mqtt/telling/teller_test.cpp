@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <deque>
+#include <filesystem>
 #include <optional>
 
+#include "ledger/sqlite.h"
 #include "support/fake_link.h"
 #include "support/ledger_fixture.h"
 #include "support/manual_clock.h"
@@ -45,7 +48,8 @@ class TellerTest : public engine::test::LedgerFixture {
     if (part != "change") return part;
     const json value = json_of(message);
     if (value.contains("gap")) {
-      return "gap " + value.at("gap").at("first").dump() + " to " + value.at("gap").at("last").dump();
+      return "gap " + value.at("gap").at("first").dump() + " to " + value.at("gap").at("last").dump() + " after " +
+             value.at("previous").dump();
     }
     return value.at("number").dump() + " after " + value.at("previous").dump();
   }
@@ -149,7 +153,145 @@ TEST_F(TellerTest, ABrokerThatConfirmsNothingIsGivenUp) {
   told(false, 10s);
   EXPECT_EQ(link_.dropped, "");
   told(false, 30s);
-  EXPECT_EQ(link_.dropped, "the broker has confirmed nothing for 30 s");
+  EXPECT_EQ(link_.dropped, "the broker has not confirmed a message for 30 s");
+}
+
+TEST_F(TellerTest, ABrokerThatLeavesOneChangeUnconfirmedIsGivenUp) {
+  open(kAll);
+  follow();
+  link_.most = 10;
+  link_.come_up(*teller_);
+  told();
+  std::size_t sent = 0;
+  MessageId first = 0;
+  for (int i = 1; i <= 120 && link_.is_up(); ++i) {  // 36 s
+    engine_->write(raises("A", ("o" + std::to_string(i)).c_str(), 395));
+    clock_.pass(300ms);
+    teller_->go_on();
+    for (const auto& one : std::exchange(link_.sent, {})) {
+      const bool is_change = part_of(one.message) == "change";
+      sent += is_change ? 1 : 0;
+      if (is_change && first == 0) first = one.id;
+      if (one.id != first) teller_->on_confirmed(one.id);
+    }
+  }
+  EXPECT_EQ(link_.dropped, "the broker has not confirmed a message for 30 s");
+  EXPECT_LE(sent, 2 * link_.most);
+  EXPECT_EQ(report_.through, 0);
+}
+
+TEST_F(TellerTest, ABrokerThatConfirmsSlowlyIsKept) {
+  open(kAll);
+  follow();
+  link_.come_up(*teller_);
+  told();
+  for (int i = 1; i <= 20; ++i) engine_->write(raises("A", ("o" + std::to_string(i)).c_str(), 395));
+  std::deque<MessageId> sent;
+  for (int i = 0; i < 80; ++i) {
+    clock_.pass(1s);
+    teller_->go_on();
+    for (const auto& one : std::exchange(link_.sent, {})) sent.push_back(one.id);
+    if (i % 20 == 19 && !sent.empty()) {
+      teller_->on_confirmed(sent.front());
+      sent.pop_front();
+    }
+  }
+  EXPECT_EQ(link_.dropped, "");
+}
+
+TEST_F(TellerTest, ABrokerThatDoesNotConfirmAReplayIsGivenUp) {
+  open(kAll);
+  engine_->write(raises("A", "o", 395));
+  follow();
+  link_.come_up(*teller_);
+  told();
+  teller_->on_message("polaiga/v1/lab/rack-1/replay",
+                      R"({"ledger_id":")" + engine_->ledger.id() + R"(","first":1,"last":1})", false);
+  teller_->go_on();
+  EXPECT_EQ(link_.sent.size(), 2U);
+  for (int i = 0; i < 40 && link_.is_up(); ++i) {
+    clock_.pass(1s);
+    teller_->go_on();
+    for (const auto& one : std::exchange(link_.sent, {})) {
+      if (part_of(one.message) != "replayed") teller_->on_confirmed(one.id);
+    }
+  }
+  EXPECT_EQ(link_.dropped, "the broker has not confirmed a message for 30 s");
+}
+
+TEST_F(TellerTest, AfterAnHourOfAbsenceAllChangesAreTold) {
+  open(kAll);
+  follow();
+  link_.come_up(*teller_);
+  told();
+  link_.go_down(*teller_);
+  Texts want;
+  for (int i = 1; i <= 60; ++i) {
+    engine_->write(raises("A", ("o" + std::to_string(i)).c_str(), 395));
+    clock_.pass(1min);
+    teller_->go_on();
+    want.push_back(std::to_string(i) + " after " + std::to_string(i - 1));
+  }
+  EXPECT_EQ(report_.through, 0);
+  link_.come_up(*teller_);
+  EXPECT_EQ(changes(), want);
+  EXPECT_EQ(report_.through, 60);
+}
+
+// As when the whole machine is put back to yesterday.
+TEST_F(TellerTest, ACollectorIsToldThatTheLedgerWasPutBack) {
+  open(kAll);
+  engine_->write(raises("A", "o1", 395));
+  engine_->write(raises("A", "o2", 395));
+  engine_.reset();
+  const std::string copy = dir_.file("copy.db");
+  std::filesystem::copy_file(path_, copy);
+  open(kAll);
+  follow(ConfirmedBy::kCollector);
+  link_.come_up(*teller_);
+  told();
+  for (int i = 3; i <= 6; ++i) engine_->write(raises("A", ("o" + std::to_string(i)).c_str(), 395));
+  EXPECT_EQ(changes(), (Texts{"3 after 2", "4 after 3", "5 after 4", "6 after 5"}));
+  acknowledge(6);
+  told();
+  EXPECT_EQ(report_.through, 6);
+
+  engine_.reset();
+  for (const char* const more : {"-wal", "-shm", "-mark"}) std::filesystem::remove(path_ + more);
+  std::filesystem::rename(copy, path_);
+  open(kAll);
+  EXPECT_EQ(changes(), Texts{"gap 3 to 6 after 6"});
+  // The gap is told again, too, even if the ledger has those numbers again.
+  link_.go_down(*teller_);
+  for (int i = 3; i <= 7; ++i) engine_->write(raises("B", ("p" + std::to_string(i)).c_str(), 395));
+  link_.come_up(*teller_);
+  const Texts want{"gap 3 to 6 after 6", "3 after 2", "4 after 3", "5 after 4", "6 after 5", "7 after 6"};
+  EXPECT_EQ(changes(), want);
+  acknowledge(2);
+  acknowledge(4);
+  told();
+  EXPECT_EQ(report_.through, 4);
+  acknowledge(7);
+  told();
+  EXPECT_EQ(report_.through, 7);
+  EXPECT_EQ(changes(true, 3600s), Texts{});
+}
+
+TEST_F(TellerTest, NothingIsToldOfALedgerWhoseCursorCannotBeRead) {
+  open(kAll);
+  engine_->write(raises("A", "o1", 395));
+  follow();
+  link_.come_up(*teller_);
+  told();
+  const std::string before = engine_->ledger.id();
+  engine_.reset();
+  for (const char* const more : {"", "-wal", "-shm", "-mark"}) std::filesystem::remove(path_ + more);
+  open(kAll);
+  engine_->write(raises("A", "o1", 395));
+  engine_->write(raises("A", "o2", 395));
+  engine::Database(path_, engine::Access::kReadWrite).exec("ALTER TABLE publisher_cursor RENAME TO cursor_away");
+  EXPECT_EQ(changes(), Texts{});
+  EXPECT_EQ(report_.ledger_id, before);
 }
 
 TEST_F(TellerTest, WhatTheBrokerRefusesIsAnError) {
@@ -209,7 +351,7 @@ TEST_F(TellerTest, AGapIsToldAndTheAlarmsAgain) {
   const ChangeNumber oldest = feed.oldest_number();
   ASSERT_GT(oldest, 2);
   link_.come_up(*teller_);
-  Texts want{"gap 2 to " + std::to_string(oldest - 1)};
+  Texts want{"gap 2 to " + std::to_string(oldest - 1) + " after 1"};
   for (ChangeNumber i = oldest; i <= 41; ++i) want.push_back(std::to_string(i) + " after " + std::to_string(i - 1));
   const Texts got = told();
   Texts only_changes = got;
@@ -248,6 +390,10 @@ TEST_F(TellerTest, WhatACollectorDoesNotAcknowledgeIsToldAgainAfterEverLongerPau
   EXPECT_EQ(changes(true, 10s), Texts{"1 after 0"});
   EXPECT_EQ(changes(true, 30s), Texts{});
   EXPECT_EQ(changes(true, 30s), Texts{"1 after 0"});
+  // One that comes back acknowledges what it has had before, and gets the rest soon.
+  EXPECT_EQ(changes(true, 40s), Texts{});
+  acknowledge(0);
+  EXPECT_EQ(changes(), Texts{"1 after 0"});
   acknowledge(1);
   EXPECT_EQ(changes(true, 3600s), Texts{});
 }

@@ -108,7 +108,7 @@ abi: build/check/compile_commands.json
 bench:
 	@tools/setup check
 	@cmake --preset check >/dev/null
-	@cmake --build --preset check --target filters_bench engine_bench web_bench polaiga_ipmi_program
+	@cmake --build --preset check --target filters_bench engine_bench web_bench polaiga_ipmi_program polaiga_snmp_program polaiga_mqtt_program polaiga_alertmanager_program
 	@echo "== Timing every filter beside the bare time stamp"
 	@build/check/bench/filters_bench
 	@echo "== Timing the engine and its ledger; takes some minutes"
@@ -117,8 +117,14 @@ bench:
 	@build/check/bench/web_bench
 	@echo "== Timing the source that reads IPMI"
 	@python3 bench/ipmi_bench.py build/check/bin/polaiga build/check/bin/polaiga-ipmi
-	@echo "== Timing the SNMP publisher"
+	@echo "== Timing the publisher for Alertmanagers"
+	@python3 bench/alertmanager_bench.py build/check/bin/polaiga build/check/bin/polaiga-alertmanager
+	@echo "== Timing the publisher that tells an MQTT broker"
+	@python3 bench/mqtt_bench.py build/check/bin/polaiga build/check/bin/polaiga-mqtt
+	@echo "== Timing the subagent of snmpd"
 	@python3 bench/snmp_bench.py build/check/bin/polaiga build/check/bin/polaiga-snmp
+	@echo "== Timing the engine beside publishers whose peers hang"
+	@python3 bench/outputs_bench.py build/check/bin/polaiga examples/day.jsonl build/check/bin/polaiga-mqtt build/check/bin/polaiga-alertmanager
 
 packages:
 	@tools/setup proof

@@ -18,6 +18,8 @@ set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
 set(CMAKE_FIND_ROOT_PATH /usr/arm-linux-gnueabihf)
 if(POLAIGA_SYSROOT)
   list(APPEND CMAKE_FIND_ROOT_PATH ${POLAIGA_SYSROOT})
+  # Headers of one machine alone, which headers of libraries ask for by themselves.
+  string(APPEND CMAKE_CXX_FLAGS_INIT " -isystem ${POLAIGA_SYSROOT}/usr/include/arm-linux-gnueabihf")
   # Where the linker looks for what these libraries need themselves. So does the
   # loader, when a program of the build tree runs: the older tag holds for them, too.
   set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,-rpath-link,${sysroot_libraries} -Wl,--disable-new-dtags")

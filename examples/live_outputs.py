@@ -54,7 +54,7 @@ class Outputs:
     def __init__(self, place, programs, started):
         check(programs)
         self.place = place
-        self.programs = programs
+        self.programs = programs.resolve()
         self.started = started
         self.mqtt_port = free_port(socket.SOCK_STREAM)
         self.snmp_port = free_port(socket.SOCK_DGRAM)

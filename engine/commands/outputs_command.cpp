@@ -24,16 +24,30 @@ constexpr std::chrono::seconds kAnswerWithin{5};
 
 struct OutputsOptions {
   std::string control;
+  std::string forget;  // empty: they are listed
   bool json = false;
 };
+
+[[noreturn]] void reject_answer(const std::string& control, const std::string& answer) {
+  throw std::runtime_error(printable(control) + ": the engine's answer is not understood: " + in_quotes(answer));
+}
 
 std::vector<OutputStatus> ask_outputs(const std::string& control) {
   const std::string answer = ControlClient(control, kAnswerWithin).ask("{\"do\":\"status\"}\n");
   auto outputs = outputs_in(answer);
-  if (!outputs) {
-    throw std::runtime_error(printable(control) + ": the engine's answer is not understood: " + in_quotes(answer));
-  }
+  if (!outputs) reject_answer(control, answer);
   return std::move(*outputs);
+}
+
+Status forget(const OutputsOptions& options, StandardOutput& output) {
+  const std::string request = JsonObject().add("do", "forget").add("publisher", options.forget).line();
+  const std::string answer = ControlClient(options.control, kAnswerWithin).ask(request);
+  const auto complaint = complaint_in(answer);
+  if (!complaint) reject_answer(options.control, answer);
+  if (!complaint->empty()) throw std::runtime_error(printable(*complaint));
+  output.write("The output " + in_quotes(options.forget) + " is forgotten. Retention waits for it no longer.\n");
+  output.flush();
+  return kDone;
 }
 
 // The clock may have jumped since.
@@ -73,6 +87,7 @@ std::string outputs_text(const std::vector<OutputStatus>& outputs, Moment now, R
 }
 
 Status outputs(const OutputsOptions& options, StandardOutput& output) {
+  if (!options.forget.empty()) return forget(options, output);
   const std::vector<OutputStatus> found = ask_outputs(options.control);
   if (options.json) {
     for (const OutputStatus& one : found) output.write(output_form(one).line());
@@ -91,10 +106,13 @@ Command outputs_command(CLI::App& program) {
       program.add_subcommand("outputs", "List the outputs: whom they tell of alarms, and how it goes");
   app->footer(
       "An output is a program that tells other systems of alarms, such as polaiga-snmp. It says to the engine\n"
-      "how far it has come. One that was not heard for over 30 s is silent; look whether it runs.\n\n"
-      "Exit status: 0 when the engine has answered, 2 when it cannot be reached.");
+      "how far it has come. One that was not heard for over 30 s is silent; look whether it runs. One that is\n"
+      "not used any more is to be forgotten, since retention keeps changes for it. That is for root.\n\n"
+      "Exit status: 0 when the engine has answered, 2 when it cannot be reached or refuses.");
   add_control_option(*app, options->control);
-  add_switch(*app, "--json", "Print JSON Lines, one output a line", options->json);
+  CLI::Option* const json = add_switch(*app, "--json", "Print JSON Lines, one output a line", options->json);
+  add_name_option(*app, {"--forget", "NAME", "Forget how far this output has come"}, "snmp", options->forget)
+      ->excludes(json);
   return {app, [options](StandardOutput& output) { return outputs(*options, output); }};
 }
 

@@ -70,6 +70,15 @@ std::optional<std::vector<OutputStatus>> outputs_in(std::string_view status) {
   return outputs;
 }
 
+std::optional<std::string> complaint_in(std::string_view answer) {
+  const json told = json::parse(answer, nullptr, false);
+  if (!told.is_object()) return std::nullopt;
+  if (told == json{{"ok", true}}) return "";
+  auto error = text(told, "error");
+  if (!error || error->empty()) return std::nullopt;
+  return error;
+}
+
 JsonObject output_form(const OutputStatus& output) {
   JsonObject form;
   form.add("publisher", output.publisher)

@@ -36,6 +36,9 @@ struct OutputStatus {
 // Reads the engine's answer to a request for its status. Nothing: it is none.
 std::optional<std::vector<OutputStatus>> outputs_in(std::string_view status);
 
+// What the engine says is wrong with a request; "" when its answer is that it has done it. Nothing: it is no answer.
+std::optional<std::string> complaint_in(std::string_view answer);
+
 // In the members of the engine's status.
 JsonObject output_form(const OutputStatus& output);
 

@@ -24,6 +24,7 @@ def until(what, condition):
 
 def main():
     example, programs = sys.argv[1:]
+    programs = os.path.relpath(programs)  # as `make live-outputs` names it
     with tempfile.TemporaryDirectory() as directory:
         live = subprocess.Popen([example, "--outputs", "--pace", "20000", programs], stdout=subprocess.PIPE, text=True,
                                 env={**os.environ, "TMPDIR": directory})

@@ -176,7 +176,7 @@ grep -q '^550 events: 171 raised, 40 refreshed, 0 partly cleared, 119 cleared, 4
 codes=$("${run[@]}" active --ledger "$work/ledger.db" | grep -o ' F[0-9]* ' | xargs)
 [ "$codes" = 'F0424 F0371 F0184 F0395' ] || fail "active are $codes"
 
-declare -A files_of=([snmp]='share/snmp/mibs/POLAIGA-MIB.txt share/polaiga/snmp/polaiga-snmpd.conf' [mqtt]='share/polaiga/mqtt' \
+declare -A files_of=([snmp]='share/snmp/mibs/POLAIGA-MIB.txt share/polaiga/snmp/polaiga-snmpd.conf' [mqtt]='share/polaiga/mqtt/mosquitto.acl' \
   [alertmanager]='share/polaiga/prometheus/polaiga-alertmanager.yml')
 for name in "${publishers[@]}"; do
   gzip -t "$root/usr/share/man/man1/polaiga-$name.1.gz"

@@ -7,7 +7,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 case $what in
   library) options=(-DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON) results=(libpolaiga.so) ;;
-  program) options=() results=(libpolaiga.so bin/polaiga bin/polaiga-web bin/polaiga-ipmi) ;;
+  program) options=() results=(libpolaiga.so bin/polaiga bin/polaiga-{web,ipmi,snmp,mqtt,alertmanager}) ;;
   *) echo "library or program, not $what"; exit 2 ;;
 esac
 

@@ -61,6 +61,7 @@ void FollowedLedger::begin(Seen& seen) {
     const auto part = start.alarms.begin() + static_cast<std::ptrdiff_t>(i);
     read_alarms({part, part + static_cast<std::ptrdiff_t>(std::min(kAtOnce, start.alarms.size() - i))}, alarms);
   }
+  profile_ = feed_->next(start.number, 0).profile;
   seen.is_new = true;
   ledger_id_ = feed_->ledger_id();
   number_ = start.number;

@@ -53,6 +53,7 @@ std::optional<double> number(const json& object, const char* member) {
   return found->get<double>();
 }
 
+// Absent or of another type: "".
 std::string text(const json& object, const char* member) {
   const auto found = object.find(member);
   return found != object.end() && found->is_string() ? found->get<std::string>() : std::string();
@@ -133,8 +134,9 @@ void add_outputs(const json& status, Families& families) {
   if (publishers == status.end() || !publishers->is_array()) return;
   const auto add_all = [&](prometheus::MetricFamily&& family, const auto& value_of) {
     for (const json& publisher : *publishers) {
-      const std::optional<double> value = value_of(publisher);
-      if (value) add(family, *value, {{"publisher", text(publisher, "publisher")}});
+      const std::string name = text(publisher, "publisher");
+      const std::optional<double> value = name.empty() ? std::nullopt : value_of(publisher);
+      if (value) add(family, *value, {{"publisher", name}});
     }
     families.push_back(std::move(family));
   };

@@ -96,6 +96,7 @@ TEST_F(Arguments, TooManyOrTooFew) {
       {"tail --after 1 -n 1", "tail", "--lines and --after do not go together; leave one of them out"},
       {"active --rfc8632 --json", "active", "--json and --rfc8632 do not go together; leave one of them out"},
       {"active --rfc8632 --at 5", "active", "--rfc8632 and --at do not go together; leave one of them out"},
+      {"outputs --forget a --json", "outputs", "--json and --forget do not go together; leave one of them out"},
       {"history --rfc8632 --json", "history", "--json and --rfc8632 do not go together; leave one of them out"},
       {"stats --rfc8632 --json", "stats", "--json and --rfc8632 do not go together; leave one of them out"},
       {"stats --rfc8632 --newer-than 1h", "stats",
@@ -124,6 +125,7 @@ TEST_F(Arguments, ValuesThatAreMissingOrEmpty) {
        "--ledger is followed by '--json', which is no name; a name that begins with -- is typed with ./ before it"},
       {"active --ledger ''", "active", "--ledger is empty; give a name, as in: --ledger ledger.db"},
       {"run --socket ''", "run", "--socket is empty; give a name, as in: --socket events.sock"},
+      {"outputs --forget ''", "outputs", "--forget is empty; give a name, as in: --forget snmp"},
       {"outputs --control ''", "outputs", "--control is empty; give a name, as in: --control control.sock"},
       {"run --publisher ''", "run",
        "--publisher is empty; give the name or the number of a user of this machine, as in: --publisher polaiga-snmp"},
@@ -267,10 +269,10 @@ TEST_F(Arguments, Numbers) {
 
 // What the help of each command tells of its options, beside those above.
 TEST_F(Arguments, NoOptionIsForgotten) {
-  const std::set<std::string> kTexts{"--ledger",  "--tables",   "--socket", "--control",      "--under",
-                                     "--log",     "--color",    "--entity", "--severity",     "--control-group",
-                                     "--gateway", "--comment",  "--id",     "--on-behalf-of", "--state",
-                                     "--end",     "--publisher"};
+  const std::set<std::string> kTexts{"--ledger",  "--tables",    "--socket", "--control",      "--under",
+                                     "--log",     "--color",     "--entity", "--severity",     "--control-group",
+                                     "--gateway", "--comment",   "--id",     "--on-behalf-of", "--state",
+                                     "--end",     "--publisher", "--forget"};
   std::set<std::pair<std::string, std::string>> numerics;
   for (const Numeric& one : kNumerics) numerics.emplace(one.command, one.option);
   std::istringstream commands(std::regex_replace(kCommands, std::regex(","), ""));

@@ -40,10 +40,11 @@ class ExternalCommand : public ::testing::Test {
     const Ended got = polaiga(arguments);
     EXPECT_EQ(got.status, 2) << arguments;
     EXPECT_EQ(got.out, "") << arguments;
-    EXPECT_EQ(got.err, "polaiga: there is no command '" + name +
-                           "'; the commands are replay, run, active, history, explain, tail, stats, missed, ack, "
-                           "unack, close, comment, shelve, unshelve, maintain, maintenance, verify, catalog, diff" +
-                           programs + "\nAll about it: polaiga --help\n")
+    EXPECT_EQ(got.err,
+              "polaiga: there is no command '" + name +
+                  "'; the commands are replay, run, active, history, explain, tail, stats, missed, ack, "
+                  "unack, close, comment, shelve, unshelve, maintain, maintenance, outputs, verify, catalog, diff" +
+                  programs + "\nAll about it: polaiga --help\n")
         << arguments;
   }
 

@@ -65,15 +65,14 @@ TEST_F(OutputsCommand, ListsThem) {
   const auto lines = table();
   ASSERT_EQ(lines.size(), 4U);
   EXPECT_EQ(lines[0],
-            "OUTPUT  STATE                 BEHIND  THROUGH  LAST SUCCESS  LOST  CUT  PEER                LAST ERROR");
-  EXPECT_TRUE(
-      std::regex_match(lines[1], std::regex("gone    not heard for 1h 2m   2       1        -             -     "
-                                            "-    -                   -")))
+            "OUTPUT  STATE                BEHIND  THROUGH  LAST SUCCESS  LOST  CUT  PEER                LAST ERROR");
+  EXPECT_TRUE(std::regex_match(lines[1], std::regex("gone    not heard for 1h 2m  2       1        -             -     "
+                                                    "-    -                   -")))
       << lines[1];
-  EXPECT_TRUE(lines[2].starts_with("mqtt    connected             0       3        ~ ago ")) << lines[2];
+  EXPECT_TRUE(lines[2].starts_with("mqtt    connected            0       3        ~ ago ")) << lines[2];
   EXPECT_TRUE(lines[2].ends_with("  0     1    mqtt.example:8883   -")) << lines[2];
   EXPECT_TRUE(
-      lines[3].starts_with("snmp    not connected         1       2        -             7     0    "
+      lines[3].starts_with("snmp    not connected        1       2        -             7     0    "
                            "/var/agentx/master  ~ ago: connection refused"))
       << lines[3];
 }
@@ -117,6 +116,25 @@ TEST_F(OutputsCommand, ThereMayBeNone) {
   EXPECT_EQ(got.status, 0);
   EXPECT_EQ(got.out, "No output has told the engine how far it has come.\n");
   EXPECT_EQ(ask("--json").out, "");
+}
+
+TEST_F(OutputsCommand, OneThatIsNotUsedIsForgotten) {
+  Child engine(with_control(), dir_);
+  report(R"("publisher":"a","through":0)");
+  report(R"("publisher":"b","through":0)");
+  const Ended got = ask("--forget a");
+  EXPECT_EQ(got.status, 0) << got.err;
+  EXPECT_EQ(got.out, "The output 'a' is forgotten. Retention waits for it no longer.\n");
+  const json now = status().at("publishers");
+  ASSERT_EQ(now.size(), 1U);
+  EXPECT_EQ(now.at(0).at("publisher"), "b");
+  const Ended again = ask("--forget a");
+  EXPECT_EQ(again.status, 2);
+  EXPECT_EQ(again.out, "");
+  EXPECT_EQ(again.err, "polaiga: There is no publisher 'a'\n");
+  const Ended wrong = ask("--forget 'A\"B'");
+  EXPECT_EQ(wrong.status, 2);
+  EXPECT_NE(wrong.err.find("The publisher is 'A\"B'; its name has 1 to 32"), std::string::npos) << wrong.err;
 }
 
 TEST_F(OutputsCommand, WithoutAnEngine) {

@@ -360,26 +360,31 @@ TEST_F(TerminalSafety, Arguments) {
 
 // The engine takes only texts that can be shown, so another program stands in for it.
 TEST_F(TerminalSafety, Outputs) {
-  for (const std::string& text : kHostile) {
-    const json output{{"publisher", "A" + text + "B"},
-                      {"through", 0},
-                      {"behind", 0},
-                      {"updated", "2027-01-15T08:00:00Z"},
-                      {"peer", "A" + text + "B"},
-                      {"last_error", "A" + text + "B"}};
-    shell_.dir().write("answer", json{{"publishers", json::array({output})}}.dump() + "\n");
-    for (const char* form : {"", " --json"}) {
-      constexpr const char* kListen =
-          "import os, socket; s = socket.socket(socket.AF_UNIX); s.bind(\"new\"); s.listen(); "
-          "os.rename(\"new\", \"control\"); c = s.accept()[0]; c.recv(99); "
-          "c.sendall(open(\"answer\", \"rb\").read()); c.recv(99)";
-      const Child engine("cd '" + shell_.dir().path().string() + "' && exec python3 -c '" + kListen + "'",
-                         shell_.dir());
-      ASSERT_TRUE(comes_true([&] { return run("--version && [ -S control ]").status == 0; }));
-      const Ended got = expect_safe_of("outputs --control control" + std::string(form));
-      EXPECT_EQ(lines_of(got.out).size(), *form == '\0' ? 2U : 1U) << got.out;
-      ASSERT_EQ(run("--version && rm control").status, 0);
-    }
+  json outputs = json::array();
+  for (const std::string& hostile : kHostile) {
+    const std::string text = "A" + hostile + "B";
+    outputs.push_back({{"publisher", text},
+                       {"through", 0},
+                       {"behind", 0},
+                       {"updated", "2027-01-15T08:00:00Z"},
+                       {"peer", text},
+                       {"last_error", text}});
+  }
+  shell_.dir().write("answer", json{{"publishers", outputs}}.dump() + "\n");
+  constexpr const char* kEngine =
+      "python3 -c 'import os, socket, sys; os.chdir(sys.argv[1]); s = socket.socket(socket.AF_UNIX); s.bind(\"new\"); "
+      "s.listen(); os.rename(\"new\", \"control\")\n"
+      "for _ in range(2): c = s.accept()[0]; c.recv(99); c.sendall(open(\"answer\", \"rb\").read()); c.recv(99)' '";
+  const TempDir dir;  // for what the program says
+  const Child engine(kEngine + shell_.dir().path().string() + "'", dir);
+  ASSERT_TRUE(comes_true([&] { return run("--version && [ -S control ]").status == 0; })) << dir.read("err");
+  const Ended table = expect_safe_of("outputs --control control");
+  EXPECT_EQ(lines_of(table.out).size(), kHostile.size() + 1) << table.out;
+  EXPECT_NE(table.out.find("A?B"), std::string::npos) << table.out;
+  const auto lines = lines_of(expect_safe_of("outputs --json --control control").out);
+  ASSERT_EQ(lines.size(), kHostile.size());
+  for (std::size_t i = 0; i < kHostile.size(); ++i) {
+    EXPECT_EQ(json::parse(lines[i])["peer"], "A" + kHostile[i] + "B");
   }
 }
 

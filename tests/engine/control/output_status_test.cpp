@@ -54,6 +54,15 @@ TEST(OutputStatus, WhatIsOfAnotherKindIsLeftOut) {
             R"({"publisher":"a","through":0,"behind":0,"updated":"2027-01-15T08:00:00Z"})");
 }
 
+TEST(OutputStatus, Complaints) {
+  EXPECT_EQ(complaint_in(R"({"ok":true})"), "");
+  EXPECT_EQ(complaint_in(R"({"error":"There is no publisher 'a'"})"), "There is no publisher 'a'");
+  for (const char* line :
+       {"", "7", "{}", R"({"ok":false})", R"({"ok":true,"x":1})", R"({"error":""})", R"({"error":7})"}) {
+    EXPECT_EQ(complaint_in(line), std::nullopt) << line;
+  }
+}
+
 TEST(OutputStatus, State) {
   struct Row {
     std::optional<std::int64_t> silent;

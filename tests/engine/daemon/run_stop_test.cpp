@@ -108,6 +108,29 @@ TEST_F(RunStopTest, AnotherProgramsTransactionIsWaitedForAndTold) {
   EXPECT_EQ(stop(engine, SIGTERM).status, 0);
 }
 
+// How a publisher goes is of interest also while no cursor can be written.
+TEST_F(RunStopTest, APublisherThatIsKnownIsHeardWhileAnotherProgramWrites) {
+  Child engine(with_time_to_end(), dir_);
+  Client client(socket());
+  client.send(slow());
+  ASSERT_EQ(client.answer(), taken(1));
+  Client publisher(control());
+  ASSERT_EQ(answer(publisher, R"({"do":"cursor","publisher":"a","through":0,"connected":true})"), R"({"ok":true})");
+  Holder holder(writer());
+  ASSERT_TRUE(holder.holds());
+  client.send(slow());
+  ASSERT_TRUE(comes_true([this] { return !problem().empty(); }));
+  const std::string moved = R"({"do":"cursor","publisher":"a","through":1,"connected":false})";
+  EXPECT_TRUE(answer(publisher, moved).starts_with(R"({"error":"The ledger cannot be used: )"));
+  EXPECT_EQ(status().at("publishers").at(0).at("connected"), false);
+  EXPECT_EQ(status().at("publishers").at(0).at("through"), 0);
+  holder.end();
+  ASSERT_TRUE(comes_true([this] { return problem().empty(); }));
+  EXPECT_EQ(answer(publisher, moved), R"({"ok":true})");
+  EXPECT_EQ(status().at("publishers").at(0).at("through"), 1);
+  EXPECT_EQ(stop(engine, SIGTERM).status, 0);
+}
+
 TEST_F(RunStopTest, AStopDoesNotWaitForAnotherProgramsTransaction) {
   Child engine(with_time_to_end(), dir_);
   Client client(socket());

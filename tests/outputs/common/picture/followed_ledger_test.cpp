@@ -71,6 +71,18 @@ TEST_F(FollowedLedgerTest, BeginsWithAllThatIsActiveAndFollows) {
   EXPECT_EQ(told_, Texts{});
 }
 
+TEST_F(FollowedLedgerTest, HasTheSitesWordsWithTheFirstPicture) {
+  open(kAll);
+  engine_->write(raises("A", "o", 395));
+  engine_->ledger.set_profile(
+      "code\tdn\tseverity\tnotify\trespond_within\tconsequence\tadvice\nF0395\t*\t-\tno\t-\t-\t-\n");
+  clock_.pass(1);
+  EXPECT_TRUE(followed_.look().is_new);
+  const engine::ProfileEntry* const entry = followed_.profile().find(395, "o");
+  ASSERT_NE(entry, nullptr);
+  EXPECT_FALSE(entry->notify);
+}
+
 TEST_F(FollowedLedgerTest, LooksOnlyWhenItIsTime) {
   open(kAll);
   look();

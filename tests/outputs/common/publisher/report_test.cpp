@@ -33,5 +33,24 @@ TEST(ReportRequest, WhatIsNotKnownIsLeftOut) {
                 "\n");
 }
 
+// The engine refuses texts that cannot be shown or are too long, and a cursor must not stand because of a long error.
+TEST(ReportRequest, TextsAreSuchAsTheEngineTakes) {
+  const auto request = [](const std::string& peer, const std::string& error) {
+    return report_request({.publisher = "snmp", .peer = peer, .ledger_id = kId, .last_error = error});
+  };
+  const std::string begin = R"({"do":"cursor","publisher":"snmp","through":0,"ledger_id":")" + kId + "\"";
+  const std::string counts = R"(,"connected":false,"told":0,"lost":0,"cut":0)";
+  EXPECT_EQ(request("a\nb\x1b[2J", "\xFF"), begin + R"(,"peer":"a?b?[2J")" + counts +
+                                                R"(,"last_error":"?"})"
+                                                "\n");
+  EXPECT_EQ(request("", "  "), begin + counts + "}\n");
+  EXPECT_EQ(request(std::string(256, 'p'), std::string(512, 'e')), begin + R"(,"peer":")" + std::string(256, 'p') +
+                                                                       "\"" + counts + R"(,"last_error":")" +
+                                                                       std::string(512, 'e') + "\"}\n");
+  EXPECT_EQ(request(std::string(300, 'p'), std::string(511, 'e') + "\u00e4"),
+            begin + R"(,"peer":")" + std::string(256, 'p') + "\"" + counts + R"(,"last_error":")" +
+                std::string(511, 'e') + "\"}\n");
+}
+
 }  // namespace
 }  // namespace polaiga::output

@@ -149,14 +149,33 @@ TEST(EngineFamiliesTest, OutputsAndTheStateOfTheLedgerAreTold) {
                       R"("damage_found":2,"over_limit":true,"log_held_by_reader":false,"publishers":)"
                       R"([{"publisher":"snmp","through":9,"behind":3,"updated":"1970-01-01T00:01:40Z"}]})",
                       families);
-  EXPECT_EQ(series(families),
-            Lines({"polaiga_engine_up 1", R"(polaiga_engine_build_info{version="",build_id=""} 1)",
-                   "polaiga_engine_ledger_usable 0", "polaiga_ledger_checked_ratio 0.37",
-                   "polaiga_ledger_damage_found 2", "polaiga_ledger_over_limit 1", "polaiga_ledger_log_held 0",
-                   R"(polaiga_ledger_size_bytes{part="file"} 4096)", R"(polaiga_ledger_size_bytes{part="log"} 0)",
-                   R"(polaiga_output_through_change{publisher="snmp"} 9)",
-                   R"(polaiga_output_behind_changes{publisher="snmp"} 3)",
-                   R"(polaiga_output_updated_timestamp_seconds{publisher="snmp"} 100)"}));
+  EXPECT_EQ(
+      series(families),
+      Lines({"polaiga_engine_up 1", R"(polaiga_engine_build_info{version="",build_id=""} 1)",
+             "polaiga_engine_ledger_usable 0", "polaiga_ledger_checked_ratio 0.37", "polaiga_ledger_damage_found 2",
+             "polaiga_ledger_over_limit 1", "polaiga_ledger_log_held 0",
+             R"(polaiga_ledger_size_bytes{part="file"} 4096)", R"(polaiga_ledger_size_bytes{part="log"} 0)",
+             R"(polaiga_output_connected{publisher="snmp"} 0)", R"(polaiga_output_through_change{publisher="snmp"} 9)",
+             R"(polaiga_output_behind_changes{publisher="snmp"} 3)",
+             R"(polaiga_output_updated_timestamp_seconds{publisher="snmp"} 100)"}));
+}
+
+TEST(EngineFamiliesTest, AnOutputIsConnectedAsLongAsItSaysSo) {
+  struct Row {
+    const char* said;
+    Lines series;
+  };
+  const std::string name = "polaiga_output_connected{publisher=\"a\"} ";
+  for (const Row& row :
+       {Row{R"("silent_s":0,"connected":true)", {name + "1"}}, Row{R"("silent_s":30,"connected":true)", {name + "1"}},
+        Row{R"("silent_s":31,"connected":true)", {name + "0"}}, Row{R"("silent_s":0,"connected":false)", {name + "0"}},
+        Row{R"("silent_s":0)", {}}, Row{R"("connected":true)", {name + "0"}}}) {
+    Families families;
+    add_engine_families(R"({"publishers":[{"publisher":"a",)" + std::string(row.said) + "}]}", families);
+    Lines found = series(families);
+    std::erase_if(found, [](const std::string& line) { return !line.starts_with("polaiga_output_"); });
+    EXPECT_EQ(found, row.series) << row.said;
+  }
 }
 
 }  // namespace

@@ -480,7 +480,7 @@ TEST_F(MetricsTest, PrometheusScrapesItAndTheRulesFire) {
                                             R"("dn":"sys/rack-unit-1/fan-module-1-1/fan-1","instance":")" +
                                             address() + R"(","job":"polaiga","severity":"critical"}])"));
   EXPECT_EQ(found.at("pending"), json::parse(R"(["PolaigaMajorAlarm"])"));
-  EXPECT_EQ(found.at("rules"), 20);
+  EXPECT_EQ(found.at("rules"), 22);
   EXPECT_EQ(found.at("questions"), 18);
 }
 

@@ -86,6 +86,7 @@ class OthersTest(PageTest):
         self.open_ready("/health")
         row = self.wait_for("#main tbody tr", "not connected")
         self.assertEqual(self.page.execute_script(state, row), ["not connected", "mqtt.example"])
+        self.site.tell({"do": "forget", "publisher": "mqtt"})
 
 
 if __name__ == "__main__":

@@ -1,0 +1,21 @@
+// What the command line says.
+#pragma once
+
+#include <string>
+
+#include "broker/settings.h"
+#include "messages/payloads.h"
+#include "telling/change_window.h"
+
+namespace polaiga::mqtt {
+
+struct Options {
+  std::string ledger;
+  std::string control;
+  Settings settings;
+  Origin origin;
+  ConfirmedBy confirmed_by = ConfirmedBy::kBroker;
+  int heartbeat = 30;  // seconds
+};
+
+}  // namespace polaiga::mqtt

@@ -1,0 +1,124 @@
+#include "telling/replays.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace polaiga::mqtt {
+
+using engine::ChangeNumber;
+
+void Replays::take(std::string_view payload, std::string_view ledger_id) {
+  Replay request;
+  try {
+    request = parse_replay(payload);
+  } catch (const BadMessage& error) {
+    refuse(error.replay_id(), error.what());
+    return;
+  }
+  if (request.ledger_id != ledger_id) {
+    refuse(request.id, "The ledger is another one; read its id in 'status'");
+  } else if (requests_.size() > kMostWaiting) {
+    refuse(request.id, std::to_string(kMostWaiting) + " requests wait already; ask again when one of them is done");
+  } else {
+    requests_.push_back(std::move(request));
+  }
+}
+
+void Replays::refuse(std::string_view id, std::string_view why) {
+  if (refusals_ >= kMostAnswers) return;
+  ++refusals_;
+  send(Kind::kRefusal, replay_refused_payload(origin_, id, why));
+}
+
+void Replays::send(Kind kind, std::string payload) {
+  const MessageId id = tools_.send({.topic = topic_, .payload = std::move(payload), .is_retained = false});
+  in_flight_.insert_or_assign(id, kind);
+}
+
+void Replays::begin() {
+  after_ = requests_.front().first - 1;
+  previous_ = after_ == 0 ? 0 : tools_.told_before(after_);
+  is_begun_ = true;
+}
+
+void Replays::finish() {
+  const Replay& request = requests_.front();
+  send(Kind::kOfRequest, replay_done_payload(origin_, request.ledger_id, request.id, after_));
+  is_told_ = true;
+}
+
+void Replays::drop_first() {
+  if (!requests_.empty()) requests_.pop_front();
+  is_begun_ = false;
+  is_told_ = false;
+}
+
+void Replays::tell(const engine::Feed& feed) {
+  const Replay& request = requests_.front();
+  for (const engine::StoredChange& one : feed.changes) {
+    if (one.change.number > request.last) break;
+    if (one.change.is_quiet) continue;
+    const Told told{.ledger_id = request.ledger_id, .previous = previous_, .replay = request.id};
+    send(Kind::kOfRequest, change_payload(origin_, one, told));
+    previous_ = one.change.number;
+  }
+  after_ = std::min(feed.through, request.last);
+}
+
+bool Replays::go_on(std::size_t most) {
+  if (requests_.empty() || is_told_) return false;
+  const std::size_t limit = std::min(most, kMostInFlight);
+  if (in_flight_.size() >= limit) return false;
+  if (!is_begun_) begin();
+  const Replay& request = requests_.front();
+  const engine::Feed feed = tools_.read(after_, limit - in_flight_.size());
+  const bool is_beyond_end = feed.gap && feed.gap->last <= after_;
+  if (is_beyond_end) {
+    // The ledger ends before what was asked for.
+    after_ = std::min(after_, feed.gap->first - 1);
+    finish();
+  } else if (feed.gap) {
+    const engine::Feed::Gap gap{.first = feed.gap->first, .last = std::min(feed.gap->last, request.last)};
+    const Told told{.ledger_id = request.ledger_id, .previous = previous_, .replay = request.id};
+    send(Kind::kOfRequest, gap_payload(origin_, gap, told));
+    after_ = gap.last;
+    previous_ = gap.last;
+    if (after_ == request.last) finish();
+  } else {
+    const bool is_all = feed.through == after_;
+    tell(feed);
+    if (is_all || after_ >= request.last) finish();
+  }
+  return !is_told_ && in_flight_.size() < limit;
+}
+
+bool Replays::confirmed(MessageId id) {
+  const auto found = in_flight_.find(id);
+  if (found == in_flight_.end()) return false;
+  if (found->second == Kind::kRefusal) --refusals_;
+  in_flight_.erase(found);
+  if (is_told_ && in_flight_.size() == refusals_) drop_first();
+  return true;
+}
+
+bool Replays::refused(MessageId id) {
+  const bool is_of_request = in_flight_.contains(id) && in_flight_.at(id) == Kind::kOfRequest;
+  if (!confirmed(id)) return false;
+  if (is_of_request) drop_first();
+  return true;
+}
+
+void Replays::again() {
+  in_flight_.clear();
+  refusals_ = 0;
+  is_begun_ = false;
+  is_told_ = false;
+}
+
+void Replays::forget() {
+  requests_.clear();
+  is_begun_ = false;
+  is_told_ = false;
+}
+
+}  // namespace polaiga::mqtt

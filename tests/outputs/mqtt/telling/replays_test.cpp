@@ -1,0 +1,147 @@
+#include "telling/replays.h"
+
+#include <gtest/gtest.h>
+
+#include "support/fake_link.h"
+#include "support/ledger_fixture.h"
+
+namespace polaiga::mqtt {
+namespace {
+
+using engine::ChangeNumber;
+using engine::test::kAll;
+using engine::test::raises;
+using nlohmann::json;
+using test::json_of;
+using Texts = std::vector<std::string>;
+
+class ReplaysTest : public engine::test::LedgerFixture {
+ protected:
+  void SetUp() override {
+    open(kAll);
+    for (int i = 1; i <= 10; ++i) engine_->write(raises("A", ("o" + std::to_string(i)).c_str(), 395));
+    feed_.emplace(path_);
+  }
+
+  void ask(ChangeNumber first, ChangeNumber last, const std::string& id) {
+    replays_.take(R"({"ledger_id":")" + feed_->ledger_id() + R"(","first":)" + std::to_string(first) + R"(,"last":)" +
+                      std::to_string(last) + R"(,"id":")" + id + "\"}",
+                  feed_->ledger_id());
+  }
+
+  // What the messages say, in short.
+  static std::string text(const Message& message) {
+    const json value = json_of(message);
+    const std::string id = value.value("replay", "?") + " ";
+    if (value.contains("refused")) return id + "refused: " + value.at("refused").get<std::string>();
+    if (value.contains("done")) return id + "done " + value.at("through").dump();
+    if (value.contains("gap"))
+      return id + "gap " + value.at("gap").at("first").dump() + " to " + value.at("gap").at("last").dump();
+    return id + value.at("number").dump() + " after " + value.at("previous").dump();
+  }
+
+  // All that is told, of a broker that confirms.
+  Texts told(std::size_t most = 1000) {
+    Texts texts;
+    for (int i = 0; i < 50; ++i) {
+      while (replays_.go_on(most)) {
+      }
+      for (const auto& one : std::exchange(link_.sent, {})) {
+        texts.push_back(text(one.message));
+        EXPECT_TRUE(replays_.confirmed(one.id));
+      }
+    }
+    EXPECT_TRUE(replays_.is_idle());
+    return texts;
+  }
+
+  std::optional<engine::ChangeFeed> feed_;
+  test::FakeLink link_;
+  Replays replays_{{.site = "lab", .controller = "rack-1"},
+                   "polaiga/v1/lab/rack-1/replayed",
+                   {.read = [this](ChangeNumber after, std::size_t most) { return feed_->next(after, most); },
+                    .told_before = [](ChangeNumber number) { return number; },
+                    .send = [this](const Message& message) { return link_.send(message); }}};
+};
+
+TEST_F(ReplaysTest, ARange) {
+  ask(3, 5, "x");
+  EXPECT_EQ(told(), (Texts{"x 3 after 2", "x 4 after 3", "x 5 after 4", "x done 5"}));
+}
+
+TEST_F(ReplaysTest, AllThatThereIs) {
+  ask(9, 9'000'000'000'000, "x");
+  EXPECT_EQ(told(), (Texts{"x 9 after 8", "x 10 after 9", "x done 10"}));
+}
+
+TEST_F(ReplaysTest, NothingIsThereYet) {
+  ask(12, 15, "x");
+  EXPECT_EQ(told(), (Texts{"x done 10"}));
+  ask(11, 15, "y");
+  EXPECT_EQ(told(), (Texts{"y done 10"}));
+}
+
+TEST_F(ReplaysTest, AGap) {
+  open({.events = 3, .days = 0, .bytes = 0});
+  // Active faults keep their records, not their changes.
+  for (int i = 11; i <= 20; ++i) engine_->write(raises("A", ("o" + std::to_string(i)).c_str(), 395));
+  const ChangeNumber oldest = feed_->oldest_number();
+  ASSERT_GT(oldest, 4);
+  ask(2, oldest, "x");
+  EXPECT_EQ(told(), (Texts{"x gap 2 to " + std::to_string(oldest - 1),
+                           "x " + std::to_string(oldest) + " after " + std::to_string(oldest - 1),
+                           "x done " + std::to_string(oldest)}));
+  ask(2, 3, "y");
+  EXPECT_EQ(told(), (Texts{"y gap 2 to 3", "y done 3"}));
+}
+
+TEST_F(ReplaysTest, OneAfterTheOtherAndNotTooMany) {
+  for (const char* id : {"a", "b", "c", "d", "e", "f"}) ask(1, 1, id);
+  const std::string refused = "f refused: 4 requests wait already; ask again when one of them is done";
+  EXPECT_EQ(told(), (Texts{refused, "a 1 after 0", "a done 1", "b 1 after 0", "b done 1", "c 1 after 0", "c done 1",
+                           "d 1 after 0", "d done 1", "e 1 after 0", "e done 1"}));
+}
+
+TEST_F(ReplaysTest, RefusalsAreFew) {
+  for (int i = 0; i < 100; ++i) replays_.take("nonsense", feed_->ledger_id());
+  EXPECT_EQ(link_.sent.size(), Replays::kMostAnswers);
+  EXPECT_EQ(told().front(), "? refused: The message is not JSON");
+}
+
+TEST_F(ReplaysTest, AnotherLedger) {
+  replays_.take(R"({"ledger_id":"ffffffffffffffffffffffffffffffff","first":1,"last":2,"id":"x"})", feed_->ledger_id());
+  EXPECT_EQ(told(), (Texts{"x refused: The ledger is another one; read its id in 'status'"}));
+}
+
+TEST_F(ReplaysTest, FewAreOnTheirWayAtOnce) {
+  ask(1, 10, "x");
+  while (replays_.go_on(3)) {
+  }
+  EXPECT_EQ(link_.sent.size(), 3U);
+  EXPECT_FALSE(replays_.go_on(3));
+  EXPECT_EQ(told(3).size(), 11U);
+}
+
+TEST_F(ReplaysTest, AfterALossItBeginsAgain) {
+  ask(1, 3, "x");
+  while (replays_.go_on(1000)) {
+  }
+  EXPECT_EQ(link_.sent.size(), 4U);
+  EXPECT_TRUE(replays_.confirmed(link_.sent.front().id));
+  link_.sent.clear();
+  replays_.again();
+  EXPECT_EQ(told(), (Texts{"x 1 after 0", "x 2 after 1", "x 3 after 2", "x done 3"}));
+}
+
+TEST_F(ReplaysTest, WhatTheBrokerRefusesIsGivenUp) {
+  ask(1, 3, "x");
+  ask(4, 4, "y");
+  EXPECT_TRUE(replays_.go_on(1) || true);
+  const MessageId first = link_.sent.front().id;
+  link_.sent.clear();
+  EXPECT_TRUE(replays_.refused(first));
+  EXPECT_EQ(told(), (Texts{"y 4 after 3", "y done 4"}));
+}
+
+}  // namespace
+}  // namespace polaiga::mqtt

@@ -1,0 +1,308 @@
+#include "telling/teller.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+
+#include "support/fake_link.h"
+#include "support/ledger_fixture.h"
+#include "support/manual_clock.h"
+
+namespace polaiga::mqtt {
+namespace {
+
+using namespace std::chrono_literals;
+using engine::ChangeNumber;
+using engine::test::clears;
+using engine::test::kAll;
+using engine::test::raises;
+using nlohmann::json;
+using test::json_of;
+using test::part_of;
+using Texts = std::vector<std::string>;
+
+class TellerTest : public engine::test::LedgerFixture {
+ protected:
+  void follow(ConfirmedBy by = ConfirmedBy::kBroker) {
+    ledger_.emplace(path_, clock_, [this](engine::Priority, const std::string& text) { said_.push_back(text); });
+    teller_.emplace(Teller::Options{.publisher = "mqtt",
+                                    .peer = "broker:1883",
+                                    .origin = {.site = "lab", .controller = "rack-1"},
+                                    .confirmed_by = by},
+                    Teller::Tools{.ledger = *ledger_,
+                                  .link = link_,
+                                  .clock = clock_,
+                                  .tell = [this](engine::Priority, const std::string& text) { said_.push_back(text); },
+                                  .report = [this](const output::Report& report) { report_ = report; },
+                                  .is_engine_answering = [] { return true; },
+                                  .is_of_use = [this] { ++uses_; },
+                                  .ask_for_kept = [this](const std::string& topic) { asked_ = topic; }});
+  }
+
+  // What a message says, in short: the topic, and of a change its number and the one before it.
+  static std::string text(const Message& message) {
+    const std::string part = part_of(message);
+    if (part != "change") return part;
+    const json value = json_of(message);
+    if (value.contains("gap")) {
+      return "gap " + value.at("gap").at("first").dump() + " to " + value.at("gap").at("last").dump();
+    }
+    return value.at("number").dump() + " after " + value.at("previous").dump();
+  }
+
+  // Lets a second pass, and goes on until there is nothing more to do. What was sent; it is confirmed, too.
+  Texts told(bool confirm = true, std::chrono::seconds pass = 1s) {
+    clock_.pass(pass.count());
+    Texts texts;
+    for (int i = 0; i < 30; ++i) {
+      teller_->go_on();
+      clock_.pass(50ms);
+      for (const Message& message : link_.take(confirm ? &*teller_ : nullptr)) texts.push_back(text(message));
+    }
+    return texts;
+  }
+  // The same without status and alarms.
+  Texts changes(bool confirm = true, std::chrono::seconds pass = 1s) {
+    Texts texts = told(confirm, pass);
+    std::erase_if(texts, [](const std::string& one) { return one == "status" || one.starts_with("alarms"); });
+    return texts;
+  }
+
+  void acknowledge(ChangeNumber through) {
+    teller_->on_message("polaiga/v1/lab/rack-1/ack",
+                        R"({"ledger_id":")" + engine_->ledger.id() + R"(","through":)" + std::to_string(through) + "}",
+                        false);
+  }
+
+  engine::test::ManualClock clock_{1'800'000'000};
+  test::FakeLink link_;
+  Texts said_;
+  output::Report report_;
+  int uses_ = 0;
+  std::string asked_;
+  std::optional<output::FollowedLedger> ledger_;
+  std::optional<Teller> teller_;
+};
+
+TEST_F(TellerTest, StatusThenAlarmsThenChanges) {
+  open(kAll);
+  engine_->write(raises("A", "o", 395));
+  follow();
+  EXPECT_EQ(told(), Texts{});
+  link_.come_up(*teller_);
+  EXPECT_EQ(asked_, "polaiga/v1/lab/rack-1/alarms");
+  EXPECT_EQ(told(), (Texts{"status", "alarms/0", "alarms"}));
+  engine_->write(raises("B", "p", 395));
+  engine_->write(clears("A", "o", 395));
+  EXPECT_EQ(changes(), (Texts{"2 after 1", "3 after 2"}));
+  EXPECT_EQ(report_.through, 3);
+  EXPECT_EQ(report_.told, 2U);
+  EXPECT_EQ(report_.lost, 0U);
+  EXPECT_EQ(report_.ledger_id, engine_->ledger.id());
+  EXPECT_TRUE(report_.is_connected);
+  EXPECT_EQ(uses_, 2);
+}
+
+TEST_F(TellerTest, ACursorTellsWhereToGoOn) {
+  open(kAll);
+  for (int i = 1; i <= 5; ++i) engine_->write(raises("A", ("o" + std::to_string(i)).c_str(), 395));
+  engine_->ledger.set_cursor("mqtt", 3, 1000);
+  engine_->ledger.write({});
+  follow();
+  link_.come_up(*teller_);
+  EXPECT_EQ(changes(), (Texts{"4 after 3", "5 after 4"}));
+}
+
+TEST_F(TellerTest, TheCursorWaitsForTheBroker) {
+  open(kAll);
+  follow();
+  link_.come_up(*teller_);
+  told();
+  engine_->write(raises("A", "o", 395));
+  EXPECT_EQ(changes(false), (Texts{"1 after 0"}));
+  EXPECT_EQ(report_.through, 0);
+  link_.go_down(*teller_);
+  told();
+  EXPECT_FALSE(report_.is_connected);
+  link_.come_up(*teller_);
+  EXPECT_EQ(changes(), (Texts{"1 after 0"}));
+  EXPECT_EQ(report_.through, 1);
+}
+
+TEST_F(TellerTest, NoMoreIsOnItsWayThanTheBrokerAllows) {
+  open(kAll);
+  follow();
+  link_.most = 3;
+  link_.come_up(*teller_);
+  told();
+  for (int i = 1; i <= 9; ++i) engine_->write(raises("A", ("o" + std::to_string(i)).c_str(), 395));
+  EXPECT_EQ(changes(false).size(), 3U);
+  EXPECT_EQ(changes(false).size(), 0U);
+}
+
+TEST_F(TellerTest, ABrokerThatConfirmsNothingIsGivenUp) {
+  open(kAll);
+  follow();
+  link_.come_up(*teller_);
+  told();
+  engine_->write(raises("A", "o", 395));
+  told(false, 10s);
+  EXPECT_EQ(link_.dropped, "");
+  told(false, 30s);
+  EXPECT_EQ(link_.dropped, "the broker has confirmed nothing for 30 s");
+}
+
+TEST_F(TellerTest, WhatTheBrokerRefusesIsAnError) {
+  open(kAll);
+  follow();
+  link_.come_up(*teller_);
+  told();
+  engine_->write(raises("A", "o", 395));
+  clock_.pass(1);
+  teller_->go_on();
+  const auto change =
+      std::ranges::find_if(link_.sent, [](const auto& one) { return part_of(one.message) == "change"; });
+  ASSERT_NE(change, link_.sent.end());
+  teller_->on_refused(change->id, "Not authorized (reason 135)");
+  EXPECT_EQ(link_.dropped,
+            "the broker refuses a message of 'polaiga/v1/lab/rack-1/change': Not authorized (reason 135)");
+  EXPECT_EQ(report_.through, 0);
+}
+
+TEST_F(TellerTest, TheAlarmsAreToldAtMostOnceASecond) {
+  open(kAll);
+  follow();
+  link_.come_up(*teller_);
+  told();
+  int rounds = 0;
+  for (int i = 1; i <= 100; ++i) {  // 5 s
+    engine_->write(raises("A", ("o" + std::to_string(i)).c_str(), 395));
+    clock_.pass(50ms);
+    teller_->go_on();
+    for (const Message& message : link_.take(&*teller_)) rounds += part_of(message) == "alarms" ? 1 : 0;
+  }
+  EXPECT_GE(rounds, 4);
+  EXPECT_LE(rounds, 6);
+}
+
+TEST_F(TellerTest, TheStatusIsRenewed) {
+  open(kAll);
+  follow();
+  link_.come_up(*teller_);
+  EXPECT_EQ(told(), (Texts{"status", "status", "alarms"}));  // once more, when there is a ledger
+  EXPECT_EQ(told(true, 20s), Texts{});
+  EXPECT_EQ(told(true, 10s), Texts{"status"});
+}
+
+TEST_F(TellerTest, AGapIsToldAndTheAlarmsAgain) {
+  open({.events = 3, .days = 0, .bytes = 0});
+  engine_->write(raises("A", "o", 395));
+  follow();
+  link_.come_up(*teller_);
+  told();
+  link_.go_down(*teller_);
+  for (int i = 1; i <= 20; ++i) {
+    engine_->write(raises("A", "p", 395));
+    engine_->write(clears("A", "p", 395));
+  }
+  engine::ChangeFeed feed(path_);
+  const ChangeNumber oldest = feed.oldest_number();
+  ASSERT_GT(oldest, 2);
+  link_.come_up(*teller_);
+  Texts want{"gap 2 to " + std::to_string(oldest - 1)};
+  for (ChangeNumber i = oldest; i <= 41; ++i) want.push_back(std::to_string(i) + " after " + std::to_string(i - 1));
+  const Texts got = told();
+  Texts only_changes = got;
+  std::erase_if(only_changes, [](const std::string& one) { return one == "status" || one.starts_with("alarms"); });
+  EXPECT_EQ(only_changes, want);
+  EXPECT_EQ(std::ranges::count(got, "alarms"), 2);
+  EXPECT_EQ(report_.lost, static_cast<std::uint64_t>(oldest - 2));
+  EXPECT_EQ(report_.through, 41);
+}
+
+TEST_F(TellerTest, ACollectorConfirms) {
+  open(kAll);
+  follow(ConfirmedBy::kCollector);
+  link_.come_up(*teller_);
+  told();
+  for (int i = 1; i <= 3; ++i) engine_->write(raises("A", ("o" + std::to_string(i)).c_str(), 395));
+  EXPECT_EQ(changes(), (Texts{"1 after 0", "2 after 1", "3 after 2"}));
+  EXPECT_EQ(report_.through, 0);
+  acknowledge(2);
+  told();
+  EXPECT_EQ(report_.through, 2);
+  EXPECT_EQ(report_.told, 2U);
+  link_.go_down(*teller_);
+  link_.come_up(*teller_);
+  EXPECT_EQ(changes(), (Texts{"3 after 2"}));
+}
+
+TEST_F(TellerTest, WhatACollectorDoesNotAcknowledgeIsToldAgainAfterEverLongerPauses) {
+  open(kAll);
+  follow(ConfirmedBy::kCollector);
+  link_.come_up(*teller_);
+  told();
+  engine_->write(raises("A", "o", 395));
+  EXPECT_EQ(changes(), Texts{"1 after 0"});
+  EXPECT_EQ(changes(true, 20s), Texts{});
+  EXPECT_EQ(changes(true, 10s), Texts{"1 after 0"});
+  EXPECT_EQ(changes(true, 30s), Texts{});
+  EXPECT_EQ(changes(true, 30s), Texts{"1 after 0"});
+  acknowledge(1);
+  EXPECT_EQ(changes(true, 3600s), Texts{});
+}
+
+TEST_F(TellerTest, AcknowledgementsAreChecked) {
+  open(kAll);
+  follow(ConfirmedBy::kCollector);
+  link_.come_up(*teller_);
+  told();
+  engine_->write(raises("A", "o", 395));
+  told();
+  acknowledge(2);
+  told();
+  EXPECT_EQ(report_.through, 0);
+  EXPECT_EQ(said_.back(),
+            "A message of 'polaiga/v1/lab/rack-1/ack' is ignored: The ledger has no change of the number 2");
+  teller_->on_message("polaiga/v1/lab/rack-1/ack", R"({"ledger_id":"00000000000000000000000000000000","through":1})",
+                      false);
+  told();
+  EXPECT_EQ(report_.through, 0);
+  acknowledge(1);
+  told();
+  EXPECT_EQ(report_.through, 1);
+}
+
+TEST_F(TellerTest, WithTheBrokersWordAnAcknowledgementMeansNothing) {
+  open(kAll);
+  follow();
+  link_.come_up(*teller_);
+  told();
+  engine_->write(raises("A", "o", 395));
+  changes(false);
+  acknowledge(1);
+  told(false);
+  EXPECT_EQ(report_.through, 0);
+}
+
+TEST_F(TellerTest, TheGoodbye) {
+  open(kAll);
+  follow();
+  link_.come_up(*teller_);
+  told();
+  teller_->say_goodbye();
+  EXPECT_FALSE(teller_->is_goodbye_confirmed());
+  const auto sent = link_.take(&*teller_);
+  ASSERT_EQ(sent.size(), 1U);
+  EXPECT_TRUE(sent[0].is_retained);
+  EXPECT_EQ(json_of(sent[0]), (json{{"state", "offline"},
+                                    {"site", "lab"},
+                                    {"controller", "rack-1"},
+                                    {"version", POLAIGA_VERSION},
+                                    {"reason", "stopped"},
+                                    {"at", engine::format_moment(clock_.wall())}}));
+  EXPECT_TRUE(teller_->is_goodbye_confirmed());
+}
+
+}  // namespace
+}  // namespace polaiga::mqtt

@@ -27,6 +27,13 @@ void Notifier::begin(const std::string& ledger_id, ChangeNumber through) {
   heartbeat_at_ = {};
 }
 
+void Notifier::look_for_told() {
+  if (settled_ == 0 || !read_changes_(settled_ - 1, 1).gap) return;
+  on_the_way_.clear();
+  --settled_;
+  through_ = read_ = previous_ = settled_;
+}
+
 void Notifier::go_on(ChangeNumber last) {
   take_answers();
   if (ledger_id_.empty()) return;

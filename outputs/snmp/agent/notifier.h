@@ -32,6 +32,10 @@ class Notifier {
   // Goes on after change `through` of this ledger.
   void begin(const std::string& ledger_id, engine::ChangeNumber through);
 
+  // The ledger was opened anew. If it does not have the change any more that was told last, it was put back, and has
+  // passed the numbers that it lost: managers are told that changes are missing. Throws LedgerError.
+  void look_for_told();
+
   // Tells what there is up to change `last`, as far as there is room. Throws LedgerError.
   void go_on(engine::ChangeNumber last);
   // Until the next heartbeat.

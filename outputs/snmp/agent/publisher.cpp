@@ -67,8 +67,12 @@ void Publisher::follow() {
     throw LedgerIsFull(options_.ledger +
                        ": SNMP has no place for numbers of changes above 4294967295; begin a new ledger");
   }
-  if (!has_begun()) begin_ledger();
-  if (is_new_) forget();
+  const bool had_begun = has_begun();
+  if (!had_begun) begin_ledger();
+  if (is_new_) {
+    if (had_begun) notifier_.look_for_told();
+    forget();
+  }
   // Retention goes on for a while after the last change.
   if (followed_.number() != table_of_ || clock_.steady() >= table_at_) {
     changes_.follow(followed_.ledger_id(), followed_.oldest_number(), followed_.number());

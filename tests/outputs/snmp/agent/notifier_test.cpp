@@ -290,6 +290,26 @@ TEST_F(NotifierTest, ASessionLostAfterARefusedNotificationGoesOnFromIt) {
   EXPECT_EQ(told(), (Told{{1, 0}, {2, 1}, {3, 2}}));
 }
 
+TEST_F(NotifierTest, ALedgerThatWasPutBackAndHasPassedTheNumbersThatItLost) {
+  master_.open();
+  notifier_.begin("ab", 5);
+  last_ = 6;
+  go_on();
+  master_.answer(1);
+  go_on();
+  notifier_.look_for_told();
+  go_on();
+  EXPECT_EQ(told(), (Told{{6, 5}}));  // nothing is missing
+  gone_ = 6;
+  notifier_.look_for_told();
+  last_ = 7;
+  go_on();
+  EXPECT_EQ(told(), (Told{{6, 5}, {-6, -6}, {7, 6}}));
+  master_.answer(2);
+  go_on();
+  EXPECT_EQ(notifier_.through(), 7);
+}
+
 TEST_F(NotifierTest, AnotherLedger) {
   master_.open();
   notifier_.begin("ab", 0);

@@ -21,7 +21,10 @@ FollowedLedger::Seen FollowedLedger::look() {
   Seen seen;
   if (clock_.steady() < look_at_) return seen;
   try {
-    if (feed_ && feed_->is_replaced()) feed_.reset();
+    if (feed_ && feed_->is_replaced()) {
+      feed_.reset();
+      must_begin_ = true;
+    }
     if (!feed_) {
       open(seen);
     } else if (has_more_ || feed_->has_changed()) {
@@ -46,7 +49,8 @@ void FollowedLedger::open(Seen& seen) {
   feed_.emplace(path_);
   // What has come up to now is read here. The answer does not matter: from now on it tells what comes after that.
   feed_->has_changed();
-  if (has_picture_ && feed_->ledger_id() == ledger_id_) {
+  // Another file of the same name and with as high a number may be one that was put back.
+  if (has_picture_ && !must_begin_ && feed_->ledger_id() == ledger_id_) {
     read_on(seen);
   } else {
     begin(seen);
@@ -67,6 +71,7 @@ void FollowedLedger::begin(Seen& seen) {
   number_ = start.number;
   alarms_ = std::move(alarms);
   has_picture_ = true;
+  must_begin_ = false;
   has_more_ = true;  // changes that came meanwhile, whose alarms may have been read before
 }
 

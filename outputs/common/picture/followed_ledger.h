@@ -82,6 +82,7 @@ class FollowedLedger {
   std::optional<engine::ChangeFeed> feed_;
   std::optional<std::string> problem_;
   bool has_picture_ = false;
+  bool must_begin_ = false;  // the file was replaced
   bool has_more_ = false;
   std::string ledger_id_;
   engine::ChangeNumber number_ = 0;

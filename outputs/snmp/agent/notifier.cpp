@@ -22,9 +22,16 @@ Notifier::Notifier(const Places& places, NotificationSink& sink, const AlarmView
 
 void Notifier::begin(const std::string& ledger_id, ChangeNumber through) {
   ledger_id_ = ledger_id;
-  through_ = taken_ = read_ = previous_ = through;
+  through_ = settled_ = read_ = previous_ = through;
   on_the_way_.clear();
   heartbeat_at_ = {};
+}
+
+void Notifier::look_for_told() {
+  if (settled_ == 0 || !read_changes_(settled_ - 1, 1).gap) return;
+  on_the_way_.clear();
+  --settled_;
+  through_ = read_ = previous_ = settled_;
 }
 
 void Notifier::go_on(ChangeNumber last) {
@@ -34,7 +41,7 @@ void Notifier::go_on(ChangeNumber last) {
     // What was on its way may have been lost, so it is told again.
     on_the_way_.clear();
     read_ = through_;
-    previous_ = taken_;
+    previous_ = settled_;
     if (sink_.generation() != generation_) heartbeat_at_ = {};
     generation_ = sink_.generation();
   }
@@ -90,8 +97,8 @@ void Notifier::settle(const OnTheWay& one) {
   if (one.through != 0) through_ = one.through;
   lost_ += one.lost;
   cut_ += one.is_cut ? 1 : 0;
+  if (one.previous >= 0) settled_ = one.previous;
   if (one.number == 0) return;
-  taken_ = one.number;
   ++told_;
 }
 
@@ -107,11 +114,15 @@ bool Notifier::tell_gap(const engine::Feed::Gap& gap) {
   const auto lost = is_put_back ? 0 : static_cast<std::uint64_t>(gap.last - gap.first + 1);
   OnTheWay one;
   one.through = next;
+  one.previous = next;
   one.lost = lost;
   if (!send(NotificationType::kChangesLost, variables, one)) return false;
-  tell_(Priority::kWarning, "the changes " + std::to_string(gap.first) + " to " + std::to_string(gap.last) +
-                                " are not in the ledger any more, so managers were not told of them; they were told to "
-                                "read the active alarms");
+  tell_(Priority::kWarning,
+        is_put_back ? "the ledger was put back to change " + std::to_string(next) +
+                          "; managers were told to read the active alarms"
+                    : "the changes " + std::to_string(gap.first) + " to " + std::to_string(gap.last) +
+                          " are not in the ledger any more, so managers were not told of them; they were told to read "
+                          "the active alarms");
   read_ = next;
   previous_ = next;
   return true;
@@ -121,6 +132,7 @@ bool Notifier::tell(const ChangeRow& row) {
   OnTheWay one;
   one.through = row.number;
   one.number = row.number;
+  one.previous = row.number;
   one.is_cut = is_cut(row);
   if (!send(notification_of(row), change_variables(places_, ledger_id_, row, previous_, view_.worst_of(row.dn)), one)) {
     return false;
@@ -153,7 +165,7 @@ void Notifier::send_heartbeat(ChangeNumber last) {
   const auto number = [](ChangeNumber of) { return unsigned_number(static_cast<std::uint64_t>(of)); };
   const std::vector<Variable> variables{
       {places_.scalar(kLedgerArc, kLedgerId), text(ledger_id_)},
-      {places_.scalar(kLedgerArc, kToldNumber), number(previous_)},
+      {places_.scalar(kLedgerArc, kToldNumber), number(settled_)},
       {places_.scalar(kLedgerArc, kLastNumber), number(last)},
       {places_.scalar(kLedgerArc, kOldestNumber), number(oldest_())},
       {places_.scalar(kCountsArc, kActiveAlarms), unsigned_number(view_.alarms().size())},

@@ -32,6 +32,10 @@ class Notifier {
   // Goes on after change `through` of this ledger.
   void begin(const std::string& ledger_id, engine::ChangeNumber through);
 
+  // The ledger was opened anew. If it does not have the change any more that was told last, it was put back, and has
+  // passed the numbers that it lost: managers are told that changes are missing. Throws LedgerError.
+  void look_for_told();
+
   // Tells what there is up to change `last`, as far as there is room. Throws LedgerError.
   void go_on(engine::ChangeNumber last);
   // Until the next heartbeat.
@@ -39,8 +43,9 @@ class Notifier {
 
   // No change up to this one is needed again.
   engine::ChangeNumber through() const { return through_; }
-  // The change that was told last and that the master has taken.
-  engine::ChangeNumber told_number() const { return taken_; }
+  // The change that was told last and that the master has taken, or the last of those that it was told are lost. It is
+  // what the next notification names as the one before it after a new session was opened.
+  engine::ChangeNumber told_number() const { return settled_; }
   std::uint64_t told() const { return told_; }
   std::uint64_t lost() const { return lost_; }
   std::uint64_t cut() const { return cut_; }
@@ -52,8 +57,9 @@ class Notifier {
  private:
   struct OnTheWay {
     long id = 0;
-    engine::ChangeNumber through = 0;  // 0: no change
-    engine::ChangeNumber number = 0;   // of the change that it tells; 0: none
+    engine::ChangeNumber through = 0;    // 0: no change
+    engine::ChangeNumber number = 0;     // of the change that it tells; 0: none
+    engine::ChangeNumber previous = -1;  // what the notification after it names as the one before; -1: as it does
     std::uint64_t lost = 0;
     bool is_cut = false;
     bool is_answered = false;
@@ -77,8 +83,8 @@ class Notifier {
   std::chrono::seconds heartbeat_;
   std::string ledger_id_;
   engine::ChangeNumber through_ = 0;
-  engine::ChangeNumber taken_ = 0;
-  engine::ChangeNumber read_ = 0;  // how far the changes were read; those after `through_` are on their way
+  engine::ChangeNumber settled_ = 0;  // the previous number for what follows the last notification that was answered
+  engine::ChangeNumber read_ = 0;     // how far the changes were read; those after `through_` are on their way
   engine::ChangeNumber previous_ = 0;
   std::deque<OnTheWay> on_the_way_;
   std::uint64_t generation_ = 0;

@@ -20,6 +20,9 @@ namespace {
 
 using engine::Priority;
 
+// The program could not go on; another start may help.
+constexpr int kUndone = 1;
+
 void run(output::Service& service, const Options& options) {
   const auto tell = [&service](Priority priority, const std::string& text) { service.say(priority, text); };
   prepare_library([&service](const std::string& text) { service.say(Priority::kDebug, text); });
@@ -54,13 +57,16 @@ int run_program(int argc, const char* const* argv) {
     try {
       run(service, *options);
       return engine::kDone;
+    } catch (const LedgerIsFull& error) {
+      service.say(Priority::kError, error.what());
+      return engine::kFailed;
     } catch (const std::exception& error) {
       service.say(Priority::kError, error.what());
     }
   } catch (const std::exception& error) {
     engine::say(error.what());
   }
-  return engine::kFailed;
+  return kUndone;
 }
 
 }  // namespace polaiga::snmp

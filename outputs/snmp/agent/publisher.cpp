@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <stdexcept>
 #include <utility>
 
 #include "ledger/ledger.h"
@@ -41,7 +40,8 @@ void Publisher::go_on() {
   }
   master_.go_on();
   try {
-    notifier_.go_on(followed_.number());
+    // Another ledger whose cursor could not be read yet has changes of its own.
+    if (has_begun()) notifier_.go_on(followed_.number());
   } catch (const engine::LedgerError&) {
     // The same.
   }
@@ -52,6 +52,7 @@ void Publisher::follow() {
   const auto seen = followed_.look();
   has_more_ = seen.has_more;
   if (!followed_.has_picture()) return;
+  is_new_ = is_new_ || seen.is_new;
   if (seen.is_new) {
     view_.read_all();
   } else {
@@ -63,10 +64,15 @@ void Publisher::follow() {
     has_picture_ = true;
   }
   if (followed_.number() > std::numeric_limits<std::uint32_t>::max()) {
-    throw std::runtime_error(options_.ledger +
-                             ": SNMP has no place for numbers of changes above 4294967295; begin a new ledger");
+    throw LedgerIsFull(options_.ledger +
+                       ": SNMP has no place for numbers of changes above 4294967295; begin a new ledger");
   }
-  if (followed_.ledger_id() != ledger_id_) begin_ledger();
+  const bool had_begun = has_begun();
+  if (!had_begun) begin_ledger();
+  if (is_new_) {
+    if (had_begun) notifier_.look_for_told();
+    forget();
+  }
   // Retention goes on for a while after the last change.
   if (followed_.number() != table_of_ || clock_.steady() >= table_at_) {
     changes_.follow(followed_.ledger_id(), followed_.oldest_number(), followed_.number());
@@ -80,13 +86,19 @@ void Publisher::follow() {
 void Publisher::begin_ledger() {
   const auto cursor = followed_.cursor(kName);
   notifier_.begin(followed_.ledger_id(), cursor.value_or(followed_.number()));
-  cleared_.begin(followed_.number());
   ledger_id_ = followed_.ledger_id();
-  table_of_ = -1;
-  maintenance_of_ = -1;
   tell_(engine::Priority::kInfo, cursor ? "changes after " + std::to_string(*cursor) + " are told"
                                         : "changes after " + std::to_string(followed_.number()) +
                                               " are told; what is active up to then, managers read in the tables");
+}
+
+// A ledger that was put back has the same name, and other changes under the numbers that were read before.
+void Publisher::forget() {
+  cleared_.begin(followed_.number());
+  changes_.forget();
+  table_of_ = -1;
+  maintenance_of_ = -1;
+  is_new_ = false;
 }
 
 void Publisher::read_maintenance() {
@@ -114,7 +126,7 @@ LedgerFacts Publisher::facts() {
 }
 
 milliseconds Publisher::until_next() const {
-  if (has_more_) return milliseconds(0);
+  if (has_more_ || (has_begun() && master_.has_answers())) return milliseconds(0);
   milliseconds until = std::min(followed_.until_next(), master_.until_next());
   // What is due and cannot be done, since the ledger cannot be read or the master hangs, is not tried all the time.
   const auto soon = [&until](milliseconds due) { until = std::min(until, std::max(due, kNotMoreOften)); };
@@ -127,7 +139,7 @@ milliseconds Publisher::until_next() const {
 
 std::optional<output::Report> Publisher::report() {
   std::string error = master_.problem();
-  if (error.empty() && master_.is_open() && !master_.is_answering()) error = "the master agent does not answer";
+  if (error.empty() && master_.is_hanging()) error = "the master agent does not answer";
   if (error.empty() && followed_.problem()) error = *followed_.problem();
   if (error.empty() && notifier_.refused() != 0) {
     error = "the master agent refused a notification (error " + std::to_string(notifier_.refusal()) + ")";

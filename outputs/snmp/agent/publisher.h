@@ -4,6 +4,7 @@
 #include <chrono>
 #include <optional>
 #include <set>
+#include <stdexcept>
 #include <string>
 
 #include "agent/notifier.h"
@@ -16,6 +17,12 @@
 
 namespace polaiga::snmp {
 
+// What another start does not mend.
+class LedgerIsFull : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
 class Publisher {
  public:
   using Tell = std::function<void(engine::Priority, const std::string&)>;
@@ -25,7 +32,7 @@ class Publisher {
   // The clock must outlive this.
   Publisher(const Options& options, const engine::Clock& clock, Tell tell);
 
-  // Does all that can be done now. Throws std::runtime_error when it cannot go on.
+  // Does all that can be done now. Throws LedgerIsFull when SNMP has no numbers for further changes.
   void go_on();
 
   int fd() const { return master_.fd(); }
@@ -43,6 +50,9 @@ class Publisher {
 
   void follow();
   void begin_ledger();
+  void forget();
+  // Whether the notifier tells of the ledger that is followed.
+  bool has_begun() const { return followed_.ledger_id() == ledger_id_; }
   void read_maintenance();
   LedgerFacts facts();
 
@@ -59,6 +69,7 @@ class Publisher {
   Notifier notifier_;
   std::string ledger_id_;  // of which the notifier tells
   bool has_more_ = false;
+  bool is_new_ = false;                 // the picture was read anew, and not everything that is made of it was
   engine::ChangeNumber table_of_ = -1;  // the change up to which the table of changes goes
   engine::Clock::Steady table_at_{};
   std::optional<engine::LedgerReader> reader_;  // for the objects that are out of service

@@ -20,6 +20,7 @@ using std::chrono::milliseconds;
 
 namespace {
 
+constexpr int kSessionNotOpen = 257;
 constexpr int kDuplicateRegistration = 263;
 
 // A socket of Unix is connected at once, or not at all. One whose listener takes no more connections answers EAGAIN.
@@ -72,7 +73,8 @@ milliseconds MasterSession::until_next() const {
     return std::max(milliseconds(0), std::chrono::ceil<milliseconds>(until - now));
   };
   if (!wire_) return left(connect_at_);
-  return asked_at_ ? milliseconds(kPingAfter) : left(heard_at_ + kPingAfter);
+  // While the session is not open, an answer is always waited for.
+  return asked_at_ || !is_open() ? milliseconds(kPingAfter) : left(heard_at_ + kPingAfter);
 }
 
 void MasterSession::go_on() {
@@ -90,8 +92,9 @@ void MasterSession::go_on() {
   }
 }
 
-bool MasterSession::is_answering() const {
-  return is_open() && (!asked_at_ || clock_.steady() - *asked_at_ < kPatience);
+bool MasterSession::is_hanging() const {
+  if (!wire_ || (is_open() && !asked_at_)) return false;
+  return clock_.steady() - asked_at_.value_or(heard_at_) >= kPatience;
 }
 
 std::optional<long> MasterSession::notify(const Oid& type, const std::vector<Variable>& variables) {
@@ -188,6 +191,11 @@ void MasterSession::take(long id, int error, long session, std::uint32_t uptime)
       register_next();
       break;
     case State::kOpen:
+      if (error == kSessionNotOpen) {
+        // All is opened, and what was not taken is told, again.
+        refusal_ = "it does not know the session any more";
+        return;
+      }
       answers_.push_back({.id = id, .error = error});
       break;
     case State::kAway:

@@ -48,8 +48,11 @@ class MasterSession final : public NotificationSink {
   void go_on();
 
   bool is_open() const override { return state_ == State::kOpen; }
-  // Whether it also answered in time what it was asked last.
-  bool is_answering() const;
+  // Whether it was asked something, and has not answered for longer than it may take.
+  bool is_hanging() const;
+  bool is_answering() const { return is_open() && !is_hanging(); }
+  // Whether there is something that take_answers() would return.
+  bool has_answers() const { return !answers_.empty(); }
   std::uint64_t generation() const override { return generation_; }
   std::optional<long> notify(const Oid& type, const std::vector<Variable>& variables) override;
   std::vector<Answer> take_answers() override;

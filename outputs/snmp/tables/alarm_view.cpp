@@ -76,7 +76,9 @@ void AlarmView::take(ChangeNumber number) {
   const Counted& counted = found->second;
   --counts_.at(static_cast<std::size_t>(counted.severity));
   silenced_ -= counted.is_silenced ? 1 : 0;
-  by_time_.erase(counted.by_time);
+  // Another alarm of the same time and number of fault may stand there by now.
+  const auto listed = by_time_.find(counted.by_time);
+  if (listed != by_time_.end() && listed->second == number) by_time_.erase(listed);
   const auto object = objects_.find(object_index(counted.dn));
   if (object != objects_.end()) {
     --object->second.alarms.at(static_cast<std::size_t>(counted.severity));

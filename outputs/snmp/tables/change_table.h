@@ -33,6 +33,9 @@ class ChangeTable final : public Table {
   std::optional<Value> get(std::uint32_t column, OidView index) const override;
   std::optional<Cell> next(std::uint32_t column, const RowStart& start) const override;
 
+  // What was read is read again: under the same numbers there may be other changes.
+  void forget();
+
  private:
   // The first row with this number or a higher one; null: there is none.
   const ChangeRow* row_from(engine::ChangeNumber number) const;
@@ -40,7 +43,6 @@ class ChangeTable final : public Table {
   const BriefRow* brief_from(engine::ChangeNumber number) const;
   void read_after(engine::ChangeNumber number) const;
   void keep_brief(engine::ChangeNumber from, engine::ChangeNumber through) const;
-  void forget();
 
   Read read_;
   std::string ledger_id_;

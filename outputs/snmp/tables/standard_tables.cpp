@@ -179,7 +179,7 @@ class Cleared final : public RowTable<ClearedAlarm> {
       case kClearResourceId:
         return oid_value(places_.object_column(kObjectSeverity, alarm.dn));
       case kClearLogIndex:
-        return unsigned_number(static_cast<std::uint64_t>(alarm.change));
+        return unsigned_number(0);  // an index in NOTIFICATION-LOG-MIB, which has no entry of it
       case kClearModelPointer:
         return oid_value(model_pointer(alarm.code, Severity::kCleared));
       default:

@@ -248,9 +248,66 @@ TEST_F(NotifierTest, ALedgerThatWasPutBack) {
   go_on();
   EXPECT_EQ(notifier_.through(), 15);
   EXPECT_EQ(notifier_.lost(), 0U);
+  EXPECT_EQ(notifier_.told_number(), 15);
+  ASSERT_EQ(said_.size(), 1U);
+  EXPECT_EQ(said_[0], "the ledger was put back to change 15; managers were told to read the active alarms");
   last_ = 16;
   go_on();
   EXPECT_EQ(told().back(), (std::pair<ChangeNumber, ChangeNumber>{16, 15}));
+}
+
+TEST_F(NotifierTest, ASessionLostAfterAGapGoesOnFromIt) {
+  master_.open();
+  notifier_.begin("ab", 2);
+  last_ = 10;
+  gone_ = 10;
+  go_on();
+  EXPECT_EQ(told(), (Told{{-3, -10}}));
+  EXPECT_EQ(notifier_.told_number(), 2);
+  master_.answer(1);
+  go_on();
+  EXPECT_EQ(notifier_.told_number(), 10);
+  master_.lose();
+  master_.open();
+  last_ = 11;
+  go_on();
+  EXPECT_EQ(told(), (Told{{-3, -10}, {11, 10}}));
+}
+
+TEST_F(NotifierTest, ASessionLostAfterARefusedNotificationGoesOnFromIt) {
+  master_.open();
+  notifier_.begin("ab", 0);
+  last_ = 2;
+  go_on();
+  master_.answer(1);
+  master_.answer(1, 268);
+  go_on();
+  EXPECT_EQ(notifier_.told_number(), 2);
+  master_.lose();
+  master_.open();
+  last_ = 3;
+  go_on();
+  EXPECT_EQ(told(), (Told{{1, 0}, {2, 1}, {3, 2}}));
+}
+
+TEST_F(NotifierTest, ALedgerThatWasPutBackAndHasPassedTheNumbersThatItLost) {
+  master_.open();
+  notifier_.begin("ab", 5);
+  last_ = 6;
+  go_on();
+  master_.answer(1);
+  go_on();
+  notifier_.look_for_told();
+  go_on();
+  EXPECT_EQ(told(), (Told{{6, 5}}));  // nothing is missing
+  gone_ = 6;
+  notifier_.look_for_told();
+  last_ = 7;
+  go_on();
+  EXPECT_EQ(told(), (Told{{6, 5}, {-6, -6}, {7, 6}}));
+  master_.answer(2);
+  go_on();
+  EXPECT_EQ(notifier_.through(), 7);
 }
 
 TEST_F(NotifierTest, AnotherLedger) {
@@ -288,11 +345,19 @@ TEST_F(NotifierTest, Heartbeats) {
   beating.go_on(4);
   EXPECT_EQ(beating.through(), 4);
   EXPECT_EQ(beating.told(), 0U);
+  // It says what the master has taken, and not what is on its way.
+  clock_.pass(60);
+  last_ = 5;
+  beating.go_on(5);
+  master_.answer(2);
+  clock_.pass(60);
+  beating.go_on(5);
+  EXPECT_EQ(told(), (Told{{0, 4}, {0, 4}, {5, 4}, {0, 4}, {0, 5}}));
   // A new session gets one at once.
   master_.lose();
   master_.open();
   beating.go_on(4);
-  EXPECT_EQ(master_.sent.size(), 3U);
+  EXPECT_EQ(master_.sent.size(), 6U);
 }
 
 }  // namespace

@@ -68,6 +68,8 @@ class Manager:
         if variables["1.1.0"] != self.ledger or kind == LOST:
             return self.begin()
         if kind == HEARTBEAT:
+            if int(variables["1.2.0"]) < self.number:
+                return self.begin()  # the ledger was put back
             return self.fill(int(variables["1.4.0"]))
         number, previous = int(variables["1.6.0"]), int(variables["1.7.0"])
         if number <= self.number:

@@ -31,6 +31,19 @@ class AlarmViewTest : public testing::Test {
   AlarmView view_{alarms_};
 };
 
+TEST_F(AlarmViewTest, TheEndOfAnAlarmLeavesAnotherOneOfTheSameTimeAndFault) {
+  set(1, "psu", Severity::kMinor);
+  set(2, "psu", Severity::kMajor);
+  alarms_.at(2).fault = alarms_.at(1).fault;
+  alarms_.at(2).since = alarms_.at(1).since;
+  view_.read_all();
+  ASSERT_EQ(view_.by_time().size(), 1U);
+  alarms_.erase(1);
+  view_.read({1});
+  ASSERT_EQ(view_.by_time().size(), 1U);
+  EXPECT_EQ(view_.by_time().begin()->second, 2);
+}
+
 TEST_F(AlarmViewTest, CountsAndObjects) {
   set(1, "psu", Severity::kMinor);
   set(2, "psu", Severity::kCritical);

@@ -17,6 +17,7 @@ struct Ledger {
   ChangeNumber gone = 0;
   std::set<ChangeNumber> folded = {};
   int reads = 0;
+  ChangeNumber alarm = 10;  // of change 1; twice that of change 2, and so on
 
   engine::Feed next(ChangeNumber after, std::size_t most) {
     ++reads;
@@ -31,7 +32,7 @@ struct Ledger {
       if (folded.contains(feed.through)) continue;
       feed.changes.emplace_back();
       feed.changes.back().change.number = feed.through;
-      feed.changes.back().change.alarm = feed.through * 10;
+      feed.changes.back().change.alarm = feed.through * alarm;
     }
     return feed;
   }
@@ -45,7 +46,7 @@ class ChangeTableTest : public testing::Test {
     for (;;) {
       const auto cell = table_.next(kChangeAlarm, {.index = at, .is_inclusive = false});
       if (!cell) return numbers;
-      EXPECT_EQ(cell->value.number, cell->index.at(0) * 10);
+      EXPECT_EQ(cell->value.number, cell->index.at(0) * ledger_.alarm);
       numbers.push_back(cell->index.at(0));
       at = cell->index;
     }
@@ -92,6 +93,17 @@ TEST_F(ChangeTableTest, AnotherLedger) {
   ledger_.last = 3;
   table_.follow("b", 1, 3);
   EXPECT_EQ(all(), (std::vector<ChangeNumber>{1, 2, 3}));
+}
+
+TEST_F(ChangeTableTest, WhatIsForgottenIsReadAgain) {
+  ledger_.last = 10;
+  table_.follow("a", 1, 10);
+  EXPECT_EQ(all().size(), 10U);
+  // The same ledger, put back, has other changes under these numbers.
+  ledger_.alarm = 7;
+  table_.forget();
+  table_.follow("a", 1, 10);
+  EXPECT_EQ(all().size(), 10U);
 }
 
 TEST_F(ChangeTableTest, ReadsTheLedgerOnceForColumnsOfNumbers) {

@@ -2,9 +2,12 @@
 import contextlib
 import os
 import signal
+import socket
 import sqlite3
+import struct
 import subprocess
 import sys
+import threading
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "../support"))
@@ -17,6 +20,43 @@ FANS = range(1, 7)
 
 def both(number):
     return fan(number, True), fan(number, False)
+
+
+class FakeMaster:
+    """A master agent that takes every session and all objects, and answers notifications with the error `refuse`."""
+
+    OPEN, NOTIFY, RESPONSE = 1, 12, 18
+
+    def __init__(self, path, refuse):
+        self.refuse, self.sessions = refuse, 0
+        self.socket = socket.socket(socket.AF_UNIX)
+        self.socket.bind(path)
+        self.socket.listen()
+        self.thread = threading.Thread(target=self.run, daemon=True)
+        self.thread.start()
+
+    def run(self):
+        with contextlib.suppress(OSError):
+            while True:
+                connection, _ = self.socket.accept()
+                with connection, connection.makefile("rb") as requests, contextlib.suppress(OSError):
+                    self.serve(connection, requests)
+
+    def serve(self, connection, requests):
+        while len(header := requests.read(20)) == 20:
+            order = ">" if header[2] & 0x10 else "<"
+            session, transaction, packet, length = struct.unpack(order + "4L", header[4:])
+            requests.read(length)
+            if header[1] == self.OPEN:
+                self.sessions += 1
+                session = self.sessions
+            error = self.refuse if header[1] == self.NOTIFY else 0
+            connection.sendall(struct.pack(order + "4B4LLHH", 1, self.RESPONSE, header[2] & 0x10, 0, session, transaction,
+                                           packet, 8, 1, error, 0))
+
+    def close(self):
+        self.socket.shutdown(socket.SHUT_RDWR)
+        self.socket.close()
 
 
 class FaultsTest(SiteTest):
@@ -225,6 +265,72 @@ class FaultsTest(SiteTest):
         self.assertEqual(site.told(), [1, 2, 1])
         self.check(site, manager)
 
+    @staticmethod
+    def rows(site):
+        """The objects of the changes, as the ledger has them."""
+        with contextlib.closing(sqlite3.connect(f"file:{site.ledger}?mode=ro", uri=True)) as ledger:
+            return {str(number): dn for number, dn in ledger.execute("SELECT number, fault_dn FROM changes")}
+
+    def test_a_ledger_that_is_put_back(self):
+        site = self.started()
+        manager = Manager(site)
+        site.events(fan(1, True))
+        self.wait_until_told(site)
+        site.end_engine()
+        with contextlib.closing(sqlite3.connect(site.ledger)) as ledger:
+            with contextlib.closing(sqlite3.connect(site.file("copy"))) as copy:
+                ledger.backup(copy)
+        site.start_engine()
+        site.events(*both(2), *both(3), fan(4, True))
+        self.wait_until_told(site)
+        self.check(site, manager)
+        cleared = ".1.3.6.1.2.1.118.1.3.2.1.9"  # alarmClearLogIndex
+        until("two are cleared", lambda: site.walk(cleared) and set(site.walk(cleared).values()) == {"0"}
+              and len(site.walk(cleared)) == 2)
+        self.assertEqual(site.walk(ROOT + ".1.5.1.7"), self.rows(site))
+        site.end_engine()
+        for name in ("ledger.db-wal", "ledger.db-shm"):
+            with contextlib.suppress(FileNotFoundError):
+                os.remove(site.file(name))
+        os.replace(site.file("copy"), site.ledger)
+        site.start_engine()
+        until("it is told", lambda: [one for one in site.notifications() if one[0] == 5])
+        self.assertIn("told to read the active alarms", site.publisher.text())
+        until("nothing is cleared", lambda: site.walk(cleared) == {})
+        before = len(site.told())
+        site.events(fan(5, True), *both(6))
+        # The engine does not give numbers again that it has acknowledged.
+        until("what comes then is told", lambda: site.told()[before:] == [7, 8, 9])
+        until("the tables have all", lambda: site.walk(ROOT + ".1.5.1.7") == self.rows(site))
+        until("the one that ended is cleared", lambda: len(site.walk(cleared)) == 1)
+        manager.follow()
+        self.assertGreater(manager.begun, 1)
+        self.assertEqual(manager.alarms, site.truth())
+        self.check(site, manager)
+
+    def test_a_master_that_has_forgotten_the_session(self):
+        site = self.site("--chattering", "0")
+        master = FakeMaster(site.master, refuse=257)
+        self.addCleanup(master.close)
+        site.start_publisher()
+        site.wait_until_connected()
+        site.events(fan(1, True))
+        site.publisher.wait_for("it does not know the session any more")
+        master.refuse = 0
+        until("the change is taken", lambda: site.cursor() == 1)
+        self.assertEqual(site.publisher.text().count("is left out"), 0)
+        self.assertGreater(master.sessions, 1)
+
+    def test_a_master_that_never_answers(self):
+        site = self.site("--chattering", "0")
+        with contextlib.closing(socket.socket(socket.AF_UNIX)) as master:
+            master.bind(site.master)
+            master.listen()
+            site.start_publisher()
+            until("it is told", lambda: "the master agent does not answer" in site_of_snmp.run(
+                site_of_snmp.POLAIGA, "outputs", "--control", site.control, "--json"))
+            self.check_idle(site)
+
     def test_a_ledger_that_is_not_there_yet(self):
         site = self.started()
         site.publisher.end()
@@ -237,6 +343,14 @@ class FaultsTest(SiteTest):
         self.assertNotEqual(site.get(ROOT + ".1.1.5.0"), [""])
         self.assertFalse(site.publisher.has_ended())
         self.assertTrue(os.path.exists(path))
+        # It appears.
+        site.end_engine()
+        site.start_engine()
+        site.wait_until_connected()
+        site.events(fan(1, True))
+        self.wait_until_told(site)
+        self.assertEqual(site.get(ROOT + ".1.1.5.0"), [""])
+        self.assertEqual(site.picture(), site.truth())
 
     def test_two_publishers_at_once(self):
         site = self.started()

@@ -53,7 +53,9 @@ void EngineTeller::tell_all(std::unique_lock<std::mutex>& lock) {
     engine::ControlClient client(control_, kPatience);
     for (const auto& [name, report] : reports) {
       const std::string answer = client.ask(report_request(report));
-      if (answer != R"({"ok":true})") problem = control_ + ": the engine refuses the cursor of " + name + ": " + answer;
+      if (answer == R"({"ok":true})") continue;
+      problem = control_;
+      problem.append(": the engine refuses the cursor of ").append(name).append(": ").append(answer);
     }
   } catch (const std::exception& error) {
     problem = error.what();

@@ -119,7 +119,8 @@ TEST_F(KeptActionsTest, EachGivesTheAlarmAState) {
   act(ActionKind::kUnshelve, 1, "");
   write();
   std::vector<std::string> states;
-  for (const OperatorStateChange& one : LedgerReader(path_).tell_active({}).alarms.at(0).operators) {
+  const ToldAlarms told = LedgerReader(path_).tell_active({});
+  for (const OperatorStateChange& one : told.alarms.at(0).operators) {
     states.push_back(std::string(one.state) + " by " + one.person + ": " + one.text);
   }
   EXPECT_EQ(states, (std::vector<std::string>{"none by anna: looking", "ack by anna: seen", "closed by anna: replaced",

@@ -174,7 +174,7 @@ TEST_F(EngineTellerTest, SaysWhyTheEngineRefuses) {
   EXPECT_TRUE(comes_true([&] { return told().size() == 1; }));
   EXPECT_EQ(told()[0], path_ +
                            ": the engine refuses the cursor of one: {\"error\":\"no\\u001b\"}; the changes are told "
-                           "all the same, and the cursor again");
+                           "all the same, and the cursor is sent again");
   EXPECT_FALSE(teller.is_engine_answering());
 }
 

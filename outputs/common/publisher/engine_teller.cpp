@@ -71,7 +71,7 @@ void EngineTeller::tell_all(std::unique_lock<std::mutex>& lock) {
     tell_(engine::Priority::kNotice, control_ + ": the engine takes the cursor again");
   } else {
     tell_(engine::Priority::kWarning,
-          engine::printable(problem) + "; changes are told all the same, and the cursor is sent again");
+          engine::printable(problem) + "; the changes are told all the same, and the cursor is sent again");
   }
   lock.lock();
 }

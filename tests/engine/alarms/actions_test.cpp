@@ -6,7 +6,7 @@
 #include "support/record.h"
 
 namespace polaiga::engine {
-namespace {
+namespace actions_test {
 
 using test::make_record;
 using Texts = std::vector<std::string>;
@@ -320,5 +320,5 @@ TEST_F(ActionsTest, TakesUpWhatAnEarlierRunLeft) {
   EXPECT_EQ(alarms.find(fault.fault_dn)->standing.state(), OperatorState::kAcknowledged);
 }
 
-}  // namespace
+}  // namespace actions_test
 }  // namespace polaiga::engine

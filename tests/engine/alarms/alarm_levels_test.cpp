@@ -2,7 +2,7 @@
 #include "support/alarm_scripts.h"
 
 namespace polaiga::engine {
-namespace {
+namespace alarm_levels_test {
 
 using test::AlarmsTest;
 using test::clear;
@@ -70,5 +70,5 @@ A: o move 395 396 -> raised
 )");
 }
 
-}  // namespace
+}  // namespace alarm_levels_test
 }  // namespace polaiga::engine

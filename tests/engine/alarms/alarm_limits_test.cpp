@@ -2,7 +2,7 @@
 #include "support/alarm_scripts.h"
 
 namespace polaiga::engine {
-namespace {
+namespace alarm_limits_test {
 
 using test::active_texts;
 using test::AlarmsTest;
@@ -214,5 +214,5 @@ C: q raise 395 -> not_tracked
 )");
 }
 
-}  // namespace
+}  // namespace alarm_limits_test
 }  // namespace polaiga::engine

@@ -16,7 +16,7 @@
 #include "support/shared_faults.h"
 
 namespace polaiga::engine {
-namespace {
+namespace alarms_model_test {
 
 using test::make_record;
 
@@ -476,5 +476,5 @@ TEST(AlarmsAndTheirModel, RecordsOfTheFilters) {
   EXPECT_EQ(tally.kinds.size(), 7U);
 }
 
-}  // namespace
+}  // namespace alarms_model_test
 }  // namespace polaiga::engine

@@ -2,7 +2,7 @@
 #include "support/alarm_scripts.h"
 
 namespace polaiga::engine {
-namespace {
+namespace alarms_test {
 
 using test::active_texts;
 using test::AlarmsTest;
@@ -135,5 +135,5 @@ A: xx clear 396 -> cleared
   expect(std::regex_replace(script, std::regex("xx"), std::string(75, 'x')));
 }
 
-}  // namespace
+}  // namespace alarms_test
 }  // namespace polaiga::engine

@@ -9,7 +9,7 @@
 #include "support/record.h"
 
 namespace polaiga::engine {
-namespace {
+namespace chattering_test {
 
 using test::make_record;
 using Texts = std::vector<std::string>;
@@ -428,5 +428,5 @@ TEST(ChatteringWatchTest, GoesOnWithWhatAnEarlierRunLeft) {
   EXPECT_EQ(watch.over(0, 10), (Texts{"a", "b"}));  // nothing chatters without a limit
 }
 
-}  // namespace
+}  // namespace chattering_test
 }  // namespace polaiga::engine

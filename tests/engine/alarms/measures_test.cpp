@@ -6,7 +6,7 @@
 #include <utility>
 
 namespace polaiga::engine {
-namespace {
+namespace measures_test {
 
 using Moments = std::vector<Moment>;
 
@@ -283,5 +283,5 @@ TEST(Measures, OfTheTimeLookedAt) {
   EXPECT_EQ(found.in_hour, 3U);
 }
 
-}  // namespace
+}  // namespace measures_test
 }  // namespace polaiga::engine

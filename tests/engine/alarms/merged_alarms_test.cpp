@@ -2,7 +2,7 @@
 #include "support/alarm_scripts.h"
 
 namespace polaiga::engine {
-namespace {
+namespace merged_alarms_test {
 
 using test::AlarmsTest;
 using test::move;
@@ -110,5 +110,5 @@ B: o move 395 396 -> refreshed
   expect_counts({.raised = 2, .refreshed = 2, .partly_cleared = 1});
 }
 
-}  // namespace
+}  // namespace merged_alarms_test
 }  // namespace polaiga::engine

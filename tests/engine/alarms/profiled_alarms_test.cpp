@@ -2,7 +2,7 @@
 #include "support/alarm_scripts.h"
 
 namespace polaiga::engine {
-namespace {
+namespace profiled_alarms_test {
 
 using test::active_texts;
 using test::AlarmsTest;
@@ -117,5 +117,5 @@ A: o move 395 396 -> refreshed
 )");
 }
 
-}  // namespace
+}  // namespace profiled_alarms_test
 }  // namespace polaiga::engine

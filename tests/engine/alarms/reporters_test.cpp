@@ -12,7 +12,7 @@
 #include "support/shared_faults.h"
 
 namespace polaiga::engine {
-namespace {
+namespace reporters_test {
 
 using test::EventOf;
 using test::Filtered;
@@ -439,5 +439,5 @@ TEST_F(ReportersTest, ADayOfAServer) {
   EXPECT_EQ(alarms_.counts().partly_cleared, 0U);
 }
 
-}  // namespace
+}  // namespace reporters_test
 }  // namespace polaiga::engine

@@ -2,7 +2,7 @@
 #include "support/alarm_scripts.h"
 
 namespace polaiga::engine {
-namespace {
+namespace shared_faults_test {
 
 using test::active_texts;
 using test::AlarmsTest;
@@ -186,5 +186,5 @@ TEST_F(AlarmsTest, EachReportHasItsTimes) {
   EXPECT_EQ(fault.since, 1001);
 }
 
-}  // namespace
+}  // namespace shared_faults_test
 }  // namespace polaiga::engine

@@ -6,7 +6,7 @@
 #include <numeric>
 
 namespace polaiga::engine::test {
-namespace {
+namespace histogram_test {
 
 using namespace std::chrono_literals;
 
@@ -42,5 +42,5 @@ TEST(HistogramTest, AllSpansAreCountedAndAddedUp) {
 
 TEST(HistogramTest, BoundsAscend) { EXPECT_TRUE(std::ranges::is_sorted(Histogram::kBounds, std::less_equal<>())); }
 
-}  // namespace
+}  // namespace histogram_test
 }  // namespace polaiga::engine::test

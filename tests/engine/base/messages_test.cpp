@@ -15,7 +15,7 @@
 #include "support/manual_clock.h"
 
 namespace polaiga::engine {
-namespace {
+namespace messages_test {
 
 using namespace std::chrono_literals;
 
@@ -183,5 +183,5 @@ TEST_F(MessagesTest, WhatWasLeftOutIsToldAtTheEnd) {
   EXPECT_EQ(told(), "polaiga: 1 messages were left out, because more than 100 of a kind came within 10 s\n");
 }
 
-}  // namespace
+}  // namespace messages_test
 }  // namespace polaiga::engine

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::engine {
-namespace {
+namespace printable_test {
 
 struct Shown {
   std::string_view text;
@@ -126,5 +126,5 @@ TEST(InQuotes, ACutIsNotAmidACharacter) {
   EXPECT_EQ(in_quotes(std::string(50, '\x80')), "'" + std::string(36, '?') + "...'");  // no characters at all
 }
 
-}  // namespace
+}  // namespace printable_test
 }  // namespace polaiga::engine

@@ -11,7 +11,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::engine {
-namespace {
+namespace private_file_test {
 
 using test::TempDir;
 
@@ -150,5 +150,5 @@ TEST_F(PrivateFileTest, ALockKeepsOthersOut) {
   EXPECT_THROW(FileLock(dir_.file("none/users")), std::runtime_error);
 }
 
-}  // namespace
+}  // namespace private_file_test
 }  // namespace polaiga::engine

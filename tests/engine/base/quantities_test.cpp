@@ -5,7 +5,7 @@
 #include <limits>
 
 namespace polaiga::engine {
-namespace {
+namespace quantities_test {
 
 constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
 
@@ -64,5 +64,5 @@ TEST(Quantity, AnythingElseIsNone) {
   EXPECT_EQ(parse_quantity("5", std::span(kUnits).subspan(1)), std::nullopt);  // the unit is needed
 }
 
-}  // namespace
+}  // namespace quantities_test
 }  // namespace polaiga::engine

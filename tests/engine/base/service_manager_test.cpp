@@ -11,7 +11,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::engine {
-namespace {
+namespace service_manager_test {
 
 using namespace std::chrono_literals;
 
@@ -113,5 +113,5 @@ TEST_F(ServiceManagerTest, WithoutAServiceManagerNobodyIsTold) {
   EXPECT_FALSE(socket_.has_message());
 }
 
-}  // namespace
+}  // namespace service_manager_test
 }  // namespace polaiga::engine

@@ -11,7 +11,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::engine {
-namespace {
+namespace standard_output_test {
 
 class OutputTest : public ::testing::Test {
  protected:
@@ -84,5 +84,5 @@ TEST_F(OutputTest, MuchIsWrittenBeforeTheFlush) {
   EXPECT_LT(out_.size(), 100000U);
 }
 
-}  // namespace
+}  // namespace standard_output_test
 }  // namespace polaiga::engine

@@ -8,7 +8,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::engine {
-namespace {
+namespace tab_separated_test {
 
 constexpr std::array<std::string_view, 2> kColumns{"name", "value"};
 
@@ -78,5 +78,5 @@ TEST(TabSeparated, Files) {
   EXPECT_EQ(complaint("none.tsv", 1), dir.file("none.tsv") + ": cannot open: No such file or directory");
 }
 
-}  // namespace
+}  // namespace tab_separated_test
 }  // namespace polaiga::engine

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::engine {
-namespace {
+namespace text_width_test {
 
 const std::string kAccent = "\xCC\x81";      // U+0301, stands on the character before it
 const std::string kMiddle = "\xE4\xB8\xAD";  // U+4E2D, two columns
@@ -57,5 +57,5 @@ TEST(CutFrontToWidth, TheEndStays) {
   EXPECT_EQ(cut_front_to_width("1234e" + kAccent + "6", 4), "...6");
 }
 
-}  // namespace
+}  // namespace text_width_test
 }  // namespace polaiga::engine

@@ -4,7 +4,7 @@
 #include "support/queries.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace active_command_test {
 
 using nlohmann::json;
 
@@ -142,5 +142,5 @@ TEST_F(Queries, BeforeWhatIsKept) {
                  "polaiga: " + path + ": the ledger reaches back to 2025-01-01T00:");
 }
 
-}  // namespace
+}  // namespace active_command_test
 }  // namespace polaiga::engine::test

@@ -12,7 +12,7 @@
 #include "support/program.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace arguments_test {
 
 const std::string kCommands =
     "replay, run, active, history, explain, tail, stats, missed, ack, unack, close, comment, shelve, unshelve, "
@@ -355,5 +355,5 @@ TEST_F(Arguments, HelpNeedsNothingElse) {
   }
 }
 
-}  // namespace
+}  // namespace arguments_test
 }  // namespace polaiga::engine::test

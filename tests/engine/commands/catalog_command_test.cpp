@@ -6,7 +6,7 @@
 #include "support/program.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace catalog_command_test {
 
 using nlohmann::json;
 
@@ -91,5 +91,5 @@ TEST(CatalogCommand, NoTables) {
   EXPECT_EQ(got.err, "polaiga: /nowhere/nm.tsv: cannot open: No such file or directory\n");
 }
 
-}  // namespace
+}  // namespace catalog_command_test
 }  // namespace polaiga::engine::test

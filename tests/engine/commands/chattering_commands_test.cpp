@@ -4,7 +4,7 @@
 #include "support/queries.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace chattering_commands_test {
 
 using nlohmann::json;
 
@@ -81,5 +81,5 @@ TEST_F(ChatteringCommands, StatsWithOtherNumbers) {
 
 TEST_F(ChatteringCommands, TheLedgerIsSound) { EXPECT_EQ(ask("verify").status, 0) << ask("verify").out; }
 
-}  // namespace
+}  // namespace chattering_commands_test
 }  // namespace polaiga::engine::test

@@ -4,7 +4,7 @@
 #include "support/queries.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace explain_command_test {
 
 using nlohmann::json;
 
@@ -224,5 +224,5 @@ TEST_F(RiserQueries, ExplainTellsWhoReports) {
   EXPECT_EQ(reports[1]["record"]["descr"], warm_text(2));
 }
 
-}  // namespace
+}  // namespace explain_command_test
 }  // namespace polaiga::engine::test

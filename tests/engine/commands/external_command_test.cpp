@@ -7,7 +7,7 @@
 #include "support/program.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace external_command_test {
 
 // A copy of the program, in a directory of its own where it finds its library, beside programs that a test makes.
 class ExternalCommand : public ::testing::Test {
@@ -164,5 +164,5 @@ TEST_F(ExternalCommand, OneThatCannotBeRunIsTold) {
             "polaiga: cannot run '" + shell_.dir().path().string() + "/bin/polaiga-plain': Exec format error\n");
 }
 
-}  // namespace
+}  // namespace external_command_test
 }  // namespace polaiga::engine::test

@@ -4,7 +4,7 @@
 #include "support/queries.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace history_command_test {
 
 using nlohmann::json;
 
@@ -99,5 +99,5 @@ TEST_F(RiserQueries, RelatedAndMergedAlarms) {
   EXPECT_TRUE(contains(history, "  2        goes on in alarm 1\n"));
 }
 
-}  // namespace
+}  // namespace history_command_test
 }  // namespace polaiga::engine::test

@@ -9,7 +9,7 @@
 #include "support/client.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace operator_commands_test {
 
 using nlohmann::json;
 using Words = std::vector<std::string>;
@@ -605,5 +605,5 @@ TEST_F(OperatorCommands, AnAcknowledgementLastsUntilTheAlarmIsOver) {
   EXPECT_TRUE(now[0].ends_with(" none")) << now[0];
 }
 
-}  // namespace
+}  // namespace operator_commands_test
 }  // namespace polaiga::engine::test

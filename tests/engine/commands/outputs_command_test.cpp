@@ -12,17 +12,9 @@
 #include "support/shared_clock.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace outputs_command_test {
 
 using nlohmann::json;
-
-std::vector<std::string> lines_of(std::string text) {
-  std::erase(text, '\r');  // a terminal gets both
-  std::vector<std::string> lines;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) lines.push_back(line);
-  return lines;
-}
 
 class OutputsCommand : public RunTest {
  protected:
@@ -175,5 +167,5 @@ TEST_F(OutputsCommand, FitsTheTerminal) {
   EXPECT_NE(ask().out.find(std::string(512, 'e')), std::string::npos) << "whole where there is no terminal";
 }
 
-}  // namespace
+}  // namespace outputs_command_test
 }  // namespace polaiga::engine::test

@@ -4,7 +4,7 @@
 #include "support/queries.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace queries_test {
 
 TEST_F(Queries, WhatNeverWas) {
   for (const char* command : {"history", "history --json", "explain", "explain --json"}) {
@@ -49,5 +49,5 @@ TEST_F(Queries, NoLedger) {
   EXPECT_FALSE(std::filesystem::exists(missing));
 }
 
-}  // namespace
+}  // namespace queries_test
 }  // namespace polaiga::engine::test

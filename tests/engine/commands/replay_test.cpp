@@ -10,7 +10,7 @@
 #include "support/program.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace replay_test {
 
 using nlohmann::json;
 
@@ -503,5 +503,5 @@ TEST_F(ReplayTest, TheDayIsInOrder) {
   EXPECT_EQ(entities.size(), 16U);
 }
 
-}  // namespace
+}  // namespace replay_test
 }  // namespace polaiga::engine::test

@@ -16,17 +16,10 @@
 #include "support/program.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace schemas_test {
 
 using nlohmann::json;
 using Lines = std::vector<std::string>;
-
-Lines lines_of(const std::string& text) {
-  Lines lines;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) lines.push_back(line);
-  return lines;
-}
 
 // Calls `visit` with every object in a value, the value itself included. Of a list it
 // takes the first element: the others are of the same kind.
@@ -308,5 +301,5 @@ TEST_F(SchemasTest, ASchemaThatIsOpenIsRefused) {
   EXPECT_EQ(got.err, "active.schema.json: additionalProperties is not false\n");
 }
 
-}  // namespace
+}  // namespace schemas_test
 }  // namespace polaiga::engine::test

@@ -8,7 +8,7 @@
 #include "support/queries.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace stats_command_test {
 
 using nlohmann::json;
 
@@ -204,5 +204,5 @@ TEST_F(StatsQueries, ALedgerThatCannotBeRead) {
   expect_failure("stats --newer-than -5s", "--newer-than is '-5s'");
 }
 
-}  // namespace
+}  // namespace stats_command_test
 }  // namespace polaiga::engine::test

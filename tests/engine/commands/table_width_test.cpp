@@ -5,15 +5,7 @@
 #include "support/queries.h"
 
 namespace polaiga::engine::test {
-namespace {
-
-std::vector<std::string> lines_of(std::string text) {
-  std::erase(text, '\r');  // a terminal gets both
-  std::vector<std::string> lines;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) lines.push_back(line);
-  return lines;
-}
+namespace table_width_test {
 
 class TableWidth : public Queries {
  protected:
@@ -104,5 +96,5 @@ TEST_F(TableWidth, WholeWhereThereIsNoTerminal) {
   }
 }
 
-}  // namespace
+}  // namespace table_width_test
 }  // namespace polaiga::engine::test

@@ -11,7 +11,7 @@
 #include "support/queries.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace tail_command_test {
 
 using nlohmann::json;
 
@@ -242,5 +242,5 @@ TEST_F(TailCommand, ThroughALink) {
   EXPECT_TRUE(contains(got.out, "sys/later")) << got.out;
 }
 
-}  // namespace
+}  // namespace tail_command_test
 }  // namespace polaiga::engine::test

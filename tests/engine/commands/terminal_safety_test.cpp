@@ -13,7 +13,7 @@
 #include "support/program.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace terminal_safety_test {
 
 using nlohmann::json;
 
@@ -413,5 +413,5 @@ TEST_F(TerminalSafety, UnknownFaults) {
   }
 }
 
-}  // namespace
+}  // namespace terminal_safety_test
 }  // namespace polaiga::engine::test

@@ -4,7 +4,7 @@
 #include "support/queries.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace verify_command_test {
 
 class VerifyCommand : public Queries {};
 
@@ -38,5 +38,5 @@ TEST_F(VerifyCommand, NoLedger) {
   EXPECT_TRUE(contains(got.err, "polaiga: " + missing + ": there is no such ledger; ")) << got.err;
 }
 
-}  // namespace
+}  // namespace verify_command_test
 }  // namespace polaiga::engine::test

@@ -7,7 +7,7 @@
 #include "support/queries.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace yang_test {
 
 using nlohmann::json;
 
@@ -291,5 +291,5 @@ TEST_F(Yang, ASpoiledDocumentIsRefused) {
   }
 }
 
-}  // namespace
+}  // namespace yang_test
 }  // namespace polaiga::engine::test

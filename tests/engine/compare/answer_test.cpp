@@ -7,7 +7,7 @@
 #include "support/record.h"
 
 namespace polaiga::engine {
-namespace {
+namespace answer_test {
 
 using test::fill;
 
@@ -150,5 +150,5 @@ TEST(LibraryAnswer, RejectionsAreComparedLikeReports) {
   EXPECT_EQ(differences(rejected, otherwise), std::vector<Difference>({{"code", 0, 517}}));
 }
 
-}  // namespace
+}  // namespace answer_test
 }  // namespace polaiga::engine

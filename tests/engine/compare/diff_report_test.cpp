@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 
 namespace polaiga::engine {
-namespace {
+namespace diff_report_test {
 
 using nlohmann::json;
 
@@ -82,5 +82,5 @@ TEST(JsonDiffReport, Summary) {
             "\n");
 }
 
-}  // namespace
+}  // namespace diff_report_test
 }  // namespace polaiga::engine

@@ -10,7 +10,7 @@
 #include "support/program.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace diff_test {
 
 using nlohmann::json;
 
@@ -347,5 +347,5 @@ TEST_F(DiffTest, TheWorkerIsHidden) {
   }
 }
 
-}  // namespace
+}  // namespace diff_test
 }  // namespace polaiga::engine::test

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::engine {
-namespace {
+namespace output_status_test {
 
 const std::string kAll =
     R"({"publisher":"mqtt","through":15,"behind":2,"updated":"2027-01-15T08:00:00Z","silent_s":3,)"
@@ -80,5 +80,5 @@ TEST(OutputStatus, State) {
   }
 }
 
-}  // namespace
+}  // namespace output_status_test
 }  // namespace polaiga::engine

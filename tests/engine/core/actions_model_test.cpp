@@ -13,7 +13,7 @@
 #include "support/random_walk.h"
 
 namespace polaiga::engine {
-namespace {
+namespace actions_model_test {
 
 #ifdef POLAIGA_SHORT_WALK
 constexpr unsigned kSequences = 50;
@@ -317,5 +317,5 @@ TEST_F(ActionsModelTest, RandomSequences) {
   }
 }
 
-}  // namespace
+}  // namespace actions_model_test
 }  // namespace polaiga::engine

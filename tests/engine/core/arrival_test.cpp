@@ -5,11 +5,11 @@
 #include "support/manual_clock.h"
 
 namespace polaiga::engine {
-namespace {
+namespace arrival_test {
 
+using test::kToday;
 using test::ManualClock;
 
-constexpr Moment kToday = 1'800'000'000;
 constexpr std::int64_t kDay = 86'400;
 
 void expect(const Arrival& arrival, Moment received, Moment arrived, std::int64_t age) {
@@ -86,5 +86,5 @@ TEST(Arrivals, PartsOfASecondAddUp) {
   for (int i = 1; i <= 10; ++i) EXPECT_EQ(arrivals.now().age, i / 2);
 }
 
-}  // namespace
+}  // namespace arrival_test
 }  // namespace polaiga::engine

@@ -12,7 +12,7 @@
 #include "support/random_walk.h"
 
 namespace polaiga::engine {
-namespace {
+namespace chattering_model_test {
 
 #ifdef POLAIGA_SHORT_WALK
 constexpr unsigned kSequences = 12;
@@ -273,5 +273,5 @@ TEST_F(ChatteringModelTest, RandomSequences) {
   EXPECT_GT(begun, kSequences) << "faults did chatter";
 }
 
-}  // namespace
+}  // namespace chattering_model_test
 }  // namespace polaiga::engine

@@ -13,9 +13,9 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::engine {
-namespace {
+namespace kept_actions_test {
 
-constexpr Moment kToday = 1'800'000'000;
+using test::kToday;
 
 class KeptActionsTest : public ::testing::Test {
  protected:
@@ -383,5 +383,5 @@ TEST_F(KeptActionsTest, AnActionThatIsGoneIsFound) {
   EXPECT_EQ(findings[0].what, "input 2: the action 2 that it refers to is missing");
 }
 
-}  // namespace
+}  // namespace kept_actions_test
 }  // namespace polaiga::engine

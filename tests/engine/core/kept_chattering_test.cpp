@@ -12,9 +12,10 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::engine {
-namespace {
+namespace kept_chattering_test {
 
-constexpr Moment kToday = 1'800'000'000;
+using test::kToday;
+
 const std::string kFan = "sys/rack-unit-1/fan-module-1-1/fan-1/fault-F0395";
 
 using Texts = std::vector<std::string>;
@@ -351,5 +352,5 @@ TEST_F(KeptChatteringTest, VerifyFindsWhatWasChanged) {
   EXPECT_EQ(findings(), Texts{});
 }
 
-}  // namespace
+}  // namespace kept_chattering_test
 }  // namespace polaiga::engine

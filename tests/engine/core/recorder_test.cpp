@@ -9,11 +9,10 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::engine {
-namespace {
+namespace recorder_test {
 
+using test::kToday;
 using test::ManualClock;
-
-constexpr Moment kToday = 1'800'000'000;
 
 class RecorderTest : public ::testing::Test {
  protected:
@@ -206,5 +205,5 @@ TEST_F(RecorderTest, TablesThatAreNotTakenAnyMore) {
   EXPECT_EQ(recorder->record(slow(1)).sequence, 3);
 }
 
-}  // namespace
+}  // namespace recorder_test
 }  // namespace polaiga::engine

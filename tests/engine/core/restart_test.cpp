@@ -20,7 +20,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::engine {
-namespace {
+namespace restart_test {
 
 #ifdef POLAIGA_SHORT_WALK
 constexpr int kSequences = 25;
@@ -290,5 +290,5 @@ TEST(Restart, ChangesNoLaterRecord) {
   }
 }
 
-}  // namespace
+}  // namespace restart_test
 }  // namespace polaiga::engine

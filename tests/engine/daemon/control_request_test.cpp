@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::engine {
-namespace {
+namespace control_request_test {
 
 TEST(ControlRequest, Status) {
   EXPECT_TRUE(std::holds_alternative<StatusRequest>(parse_control_request(R"({"do":"status"})")));
@@ -230,5 +230,5 @@ INSTANTIATE_TEST_SUITE_P(
         Bad{R"({"do":"maintain","dn":")" + std::string(400, 'x') + R"(","for":1,"comment":"c"})",
             "The member 'dn' has 400 bytes; at most 79 are allowed"}));
 
-}  // namespace
+}  // namespace control_request_test
 }  // namespace polaiga::engine

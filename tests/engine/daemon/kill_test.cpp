@@ -16,7 +16,7 @@
 #include "support/program.h"
 
 namespace polaiga::engine {
-namespace {
+namespace kill_test {
 
 using namespace std::chrono_literals;
 using nlohmann::json;
@@ -156,5 +156,5 @@ TEST_F(Killing, LosesNothingAndAppliesNothingTwice) {
   std::printf("%zu kills; %d events had been written but not acknowledged\n", kills, duplicates_);
 }
 
-}  // namespace
+}  // namespace kill_test
 }  // namespace polaiga::engine

@@ -7,7 +7,7 @@
 #include <vector>
 
 namespace polaiga::engine {
-namespace {
+namespace places_test {
 
 using namespace std::chrono_literals;
 
@@ -82,5 +82,5 @@ TEST(TurnedAway, IsTheLastOfTheUserWhoHasTheMost) {
   EXPECT_EQ(turned_away(std::vector<uid_t>{kAda}), 0U);
 }
 
-}  // namespace
+}  // namespace places_test
 }  // namespace polaiga::engine

@@ -5,7 +5,7 @@
 #include "support/manual_clock.h"
 
 namespace polaiga::engine {
-namespace {
+namespace publisher_reports_test {
 
 using namespace std::chrono_literals;
 
@@ -57,5 +57,5 @@ TEST(PublisherReports, TheClockOfTheDayMayJump) {
   EXPECT_EQ(reports.status({.publisher = "a", .through = 0, .updated = 0}, clock).silent, 0s);
 }
 
-}  // namespace
+}  // namespace publisher_reports_test
 }  // namespace polaiga::engine

@@ -15,7 +15,7 @@
 #include "support/shared_clock.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace run_actions_test {
 
 using namespace std::chrono_literals;
 using Answers = std::vector<std::string>;
@@ -471,5 +471,5 @@ TEST_F(RunActionsTest, AGroupAndAUserMustExist) {
   }
 }
 
-}  // namespace
+}  // namespace run_actions_test
 }  // namespace polaiga::engine::test

@@ -10,7 +10,7 @@
 #include "support/client.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace run_bad_input_test {
 
 constexpr std::size_t kLongest = 65536;
 const std::string kTooLong = R"({"error":"the line is over 64 KiB long"})";
@@ -202,5 +202,5 @@ TEST_F(RunBadInputTest, TheSixtyFifthClientWaits) {
   EXPECT_EQ(late.answer(), taken(101));
 }
 
-}  // namespace
+}  // namespace run_bad_input_test
 }  // namespace polaiga::engine::test

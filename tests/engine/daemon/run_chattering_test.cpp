@@ -18,7 +18,7 @@
 #include "support/client.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace run_chattering_test {
 
 using Answers = std::vector<std::string>;
 
@@ -163,5 +163,5 @@ TEST_F(RunChatteringTest, TheProgram) {
   EXPECT_EQ(stop(engine, SIGTERM).status, 0);
 }
 
-}  // namespace
+}  // namespace run_chattering_test
 }  // namespace polaiga::engine::test

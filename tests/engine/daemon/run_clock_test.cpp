@@ -13,7 +13,7 @@
 #include "support/shared_clock.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace run_clock_test {
 
 using Answers = std::vector<std::string>;
 using nlohmann::json;
@@ -173,5 +173,5 @@ TEST_F(RunClockTest, WhatEndsWhileTheEngineIsDownEndsAtItsNextStart) {
   }
 }
 
-}  // namespace
+}  // namespace run_clock_test
 }  // namespace polaiga::engine::test

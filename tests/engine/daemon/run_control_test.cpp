@@ -14,7 +14,7 @@
 #include "support/shared_clock.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace run_control_test {
 
 using namespace std::chrono_literals;
 using Answers = std::vector<std::string>;
@@ -393,5 +393,5 @@ TEST_F(RunControlTest, TablesThatAreLoadedWhileEventsWait) {
             Answers({std::to_string(nm.size()), std::to_string(dir_.read("tables/nm.tsv").size())}));
 }
 
-}  // namespace
+}  // namespace run_control_test
 }  // namespace polaiga::engine::test

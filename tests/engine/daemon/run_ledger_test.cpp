@@ -16,7 +16,7 @@
 #include "support/forked_engine.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace run_ledger_test {
 
 using Answers = std::vector<std::string>;
 
@@ -308,5 +308,5 @@ TEST_F(FullDiskTest, AStopMeanwhileLosesNothingThatWasAcknowledged) {
   expect_events(sent_);
 }
 
-}  // namespace
+}  // namespace run_ledger_test
 }  // namespace polaiga::engine::test

@@ -14,7 +14,7 @@
 #include "support/usage.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace run_limits_test {
 
 using namespace std::chrono_literals;
 using Time = std::chrono::steady_clock;
@@ -300,5 +300,5 @@ TEST_F(RunLimitsTest, WhatSomeoneSentWhoHasToLeaveCounts) {
   EXPECT_EQ(late.answer(), taken(++taken_));
 }
 
-}  // namespace
+}  // namespace run_limits_test
 }  // namespace polaiga::engine::test

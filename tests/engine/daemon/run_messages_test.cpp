@@ -16,7 +16,7 @@
 #include "support/client.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace run_messages_test {
 
 constexpr int kInherited = 9;  // by the engine, from the test
 
@@ -222,5 +222,5 @@ TEST_F(RunMessagesTest, AStandardOutputThatNobodyReadsDoesNotStopTheEngine) {
   EXPECT_EQ(stop(engine, SIGTERM).status, 0);
 }
 
-}  // namespace
+}  // namespace run_messages_test
 }  // namespace polaiga::engine::test

@@ -11,7 +11,7 @@
 #include "support/client.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace run_profile_test {
 
 using Answers = std::vector<std::string>;
 using nlohmann::json;
@@ -230,5 +230,5 @@ TEST_F(RunProfileTest, TheLargestProfile) {
   EXPECT_EQ(stop(engine, SIGTERM).status, 0);
 }
 
-}  // namespace
+}  // namespace run_profile_test
 }  // namespace polaiga::engine::test

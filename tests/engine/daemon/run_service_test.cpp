@@ -8,7 +8,7 @@
 #include "support/client.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace run_service_test {
 
 using Answers = std::vector<std::string>;
 
@@ -204,5 +204,5 @@ TEST_F(RunPlaceTest, TheSocketIsForItsOwnerAndGroup) {
   EXPECT_EQ(made.st_mode & 07777U, 0660U);
 }
 
-}  // namespace
+}  // namespace run_service_test
 }  // namespace polaiga::engine::test

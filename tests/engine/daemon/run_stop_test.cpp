@@ -15,7 +15,7 @@
 #include "support/forked_engine.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace run_stop_test {
 
 using namespace std::chrono_literals;
 using Time = std::chrono::steady_clock;
@@ -183,5 +183,5 @@ TEST_F(RunStopTest, NorForLocksThatNobodyGivesBack) {
   EXPECT_EQ(events(), 2);
 }
 
-}  // namespace
+}  // namespace run_stop_test
 }  // namespace polaiga::engine::test

@@ -11,7 +11,7 @@
 #include "support/forked_engine.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace run_test {
 
 using Answers = std::vector<std::string>;
 
@@ -226,5 +226,5 @@ TEST_F(RunTest, OneWhoNeverReadsDoesNotHoldTheStopUp) {
   EXPECT_FALSE(std::filesystem::exists(socket()));
 }
 
-}  // namespace
+}  // namespace run_test
 }  // namespace polaiga::engine::test

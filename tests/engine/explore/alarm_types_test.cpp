@@ -5,7 +5,7 @@
 #include "filter/host_tables.h"
 
 namespace polaiga::engine {
-namespace {
+namespace alarm_types_test {
 
 FoundFault found(std::uint32_t code, Severity severity, const char* cause = "performance-problem") {
   return {.code = code,
@@ -149,5 +149,5 @@ TEST(AlarmTypes, AreFoundWithFewEventsInOtherTables) {
   expect_same(few, alarm_types(find_faults()));
 }
 
-}  // namespace
+}  // namespace alarm_types_test
 }  // namespace polaiga::engine

@@ -5,7 +5,7 @@
 #include <nlohmann/json.hpp>
 
 namespace polaiga::engine {
-namespace {
+namespace catalog_forms_test {
 
 Events discrete(std::int32_t first, std::int32_t last, std::initializer_list<std::int32_t> states) {
   Events events;
@@ -162,5 +162,5 @@ TEST(CatalogForms, Markdown) {
             "| `sys/fan-7` | `SENSOR` | `SENSOR: slow` | `SENSOR: Cleared` |\n");
 }
 
-}  // namespace
+}  // namespace catalog_forms_test
 }  // namespace polaiga::engine

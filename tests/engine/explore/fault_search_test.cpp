@@ -13,7 +13,7 @@
 #include "model/fault.h"
 
 namespace polaiga::engine {
-namespace {
+namespace fault_search_test {
 
 const std::vector<FoundFilter>& found() {
   static const std::vector<FoundFilter> filters = [] {
@@ -256,5 +256,5 @@ TEST(FaultSearch, OffsetsBetweenAreOfNoInterest) {
   }
 }
 
-}  // namespace
+}  // namespace fault_search_test
 }  // namespace polaiga::engine

@@ -12,7 +12,7 @@
 #include "support/usage.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace clock_jump_test {
 
 using namespace std::chrono_literals;
 using Answers = std::vector<std::string>;
@@ -103,5 +103,5 @@ TEST_F(ClockJumpTest, StartsAtAnyTime) {
             Answers({"sys/rack-unit-1/fan-module-1-1/fan-1/fault-F0395"}));
 }
 
-}  // namespace
+}  // namespace clock_jump_test
 }  // namespace polaiga::engine::test

@@ -13,7 +13,7 @@
 #include "support/small_disk.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace disk_test {
 
 using Answers = std::vector<std::string>;
 
@@ -263,5 +263,5 @@ TEST_F(DiskTest, ALogWithoutItsIndexOnAReadOnlyMountCanBeAsked) {
   EXPECT_EQ(Shell().run(run("ledger.db"), slow(3)).out, taken(3) + "\n");
 }
 
-}  // namespace
+}  // namespace disk_test
 }  // namespace polaiga::engine::test

@@ -8,7 +8,7 @@
 #include "support/forked_engine.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace kill_while_waiting_test {
 
 using Answers = std::vector<std::string>;
 
@@ -67,5 +67,5 @@ TEST_F(KillWhileWaitingTest, TheAcknowledgedStaysAndTheWaitingIsFreeToGoElsewher
   EXPECT_EQ(other.answers(3), Answers({taken(2), taken(3), known(1)}));
 }
 
-}  // namespace
+}  // namespace kill_while_waiting_test
 }  // namespace polaiga::engine::test

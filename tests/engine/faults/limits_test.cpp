@@ -12,7 +12,7 @@
 #include "support/usage.h"
 
 namespace polaiga::engine::test {
-namespace {
+namespace limits_test {
 
 using namespace std::chrono_literals;
 using Answers = std::vector<std::string>;
@@ -164,5 +164,5 @@ TEST_F(LimitsTest, WithTooLittleMemoryNothingThatWasAcknowledgedIsLost) {
   EXPECT_EQ(got.out, taken(acknowledged + 1) + "\n");
 }
 
-}  // namespace
+}  // namespace limits_test
 }  // namespace polaiga::engine::test

@@ -8,7 +8,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::engine {
-namespace {
+namespace alarm_profile_file_test {
 
 const std::string kHeader = "code\tdn\tseverity\tnotify\trespond_within\tconsequence\tadvice\n";
 
@@ -73,5 +73,5 @@ TEST_F(AlarmProfileFile, ALinkThatLeadsNowhere) {
   EXPECT_EQ(complaint(), ": cannot open: No such file or directory");
 }
 
-}  // namespace
+}  // namespace alarm_profile_file_test
 }  // namespace polaiga::engine

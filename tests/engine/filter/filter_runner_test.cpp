@@ -9,7 +9,7 @@
 #include "support/program.h"
 
 namespace polaiga::engine {
-namespace {
+namespace filter_runner_test {
 
 SensorEvent event_of(const char* entity, std::int32_t offset, std::int32_t state) {
   SensorEvent event;
@@ -60,5 +60,5 @@ TEST(LibraryBuildTest, IsThatOfTheLoadedFile) {
   EXPECT_EQ(build.version, POLAIGA_VERSION);
 }
 
-}  // namespace
+}  // namespace filter_runner_test
 }  // namespace polaiga::engine

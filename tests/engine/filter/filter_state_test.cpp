@@ -6,7 +6,7 @@
 #include "filter/host_tables.h"
 
 namespace polaiga::engine {
-namespace {
+namespace filter_state_test {
 
 using Events = std::set<Sequence>;
 using Changes = std::map<Slot, std::vector<Sequence>>;
@@ -135,5 +135,5 @@ TEST_F(FilterStateTest, EventsThatDoNotChangeTheLog) {
   EXPECT_FALSE(filter_state_.take_changes().contains("sys_board log"));
 }
 
-}  // namespace
+}  // namespace filter_state_test
 }  // namespace polaiga::engine

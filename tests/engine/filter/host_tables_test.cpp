@@ -10,7 +10,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::engine {
-namespace {
+namespace host_tables_test {
 
 const std::string kSensorHeader =
     "sensor_name\tentity_id\tsubtype\tsensor_class\tbase_code\tlower_critical\tlower_non_recoverable\t"
@@ -298,5 +298,5 @@ TEST_F(ShippedTables, CodesAndCausesAreInTheDictionaries) {
   for (int i = 0; i < ent_drive_bp_map_sz; ++i) check(ent_drive_bp_map[i]);
 }
 
-}  // namespace
+}  // namespace host_tables_test
 }  // namespace polaiga::engine

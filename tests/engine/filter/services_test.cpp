@@ -10,7 +10,7 @@
 #include "support/record.h"
 
 namespace polaiga::engine {
-namespace {
+namespace services_test {
 
 TEST(Services, FeItoa) {
   const std::pair<std::int32_t, const char*> kRows[] = {{0, "0"},
@@ -92,5 +92,5 @@ TEST(Services, Logger) {
   EXPECT_EQ(logged(Log::kDebug), "fan 3 of six\nno newline\n?[2J" + std::string(1019, 'x') + "\n");
 }
 
-}  // namespace
+}  // namespace services_test
 }  // namespace polaiga::engine

@@ -5,7 +5,7 @@
 #include <string>
 
 namespace polaiga::engine {
-namespace {
+namespace event_line_test {
 
 using Result = LineBuffer::Result;
 
@@ -38,5 +38,5 @@ TEST(EventLineTest, ComplaintsWithTheirPlace) {
   EXPECT_EQ(too_long->complaint_in("<stdin>"), "<stdin>:18446744073709551615: the line is over 64 KiB long");
 }
 
-}  // namespace
+}  // namespace event_line_test
 }  // namespace polaiga::engine

@@ -7,7 +7,7 @@
 #include <set>
 
 namespace polaiga::engine {
-namespace {
+namespace event_parser_test {
 
 std::string complaint_about(const std::string& line) {
   try {
@@ -242,5 +242,5 @@ TEST(SensorEvent, TheSchemaHasTheSameBounds) {
   check("time", schema["properties"]["time"]["oneOf"][1]);
 }
 
-}  // namespace
+}  // namespace event_parser_test
 }  // namespace polaiga::engine

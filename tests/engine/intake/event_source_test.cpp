@@ -13,7 +13,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::engine {
-namespace {
+namespace event_source_test {
 
 using Lines = std::vector<std::string>;
 using Result = EventSource::Result;
@@ -147,5 +147,5 @@ TEST_F(EventSourcePipeTest, AFailureNamesTheInput) {
   EXPECT_EQ(source.failure(), "<stdin>: cannot read: Bad file descriptor");
 }
 
-}  // namespace
+}  // namespace event_source_test
 }  // namespace polaiga::engine

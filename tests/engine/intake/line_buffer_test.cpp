@@ -7,7 +7,7 @@
 #include <vector>
 
 namespace polaiga::engine {
-namespace {
+namespace line_buffer_test {
 
 using Result = LineBuffer::Result;
 using Lines = std::vector<std::string>;
@@ -124,5 +124,5 @@ TEST_F(LineBufferTest, ALongRest) {
   EXPECT_EQ(lines_of("a\n", 2), Lines({"=a"}));
 }
 
-}  // namespace
+}  // namespace line_buffer_test
 }  // namespace polaiga::engine

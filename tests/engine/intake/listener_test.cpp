@@ -13,7 +13,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::engine {
-namespace {
+namespace listener_test {
 
 class ListenerTest : public ::testing::Test {
  protected:
@@ -112,5 +112,5 @@ TEST_F(ListenerTest, Paths) {
   EXPECT_EQ(complaint(nowhere), nowhere + ": cannot make the socket: No such file or directory");
 }
 
-}  // namespace
+}  // namespace listener_test
 }  // namespace polaiga::engine

@@ -13,7 +13,7 @@
 #include <vector>
 
 namespace polaiga::engine {
-namespace {
+namespace sender_test {
 
 using Lines = std::vector<std::string>;
 
@@ -197,5 +197,5 @@ TEST(StandardInputTest, APipeOfAnswersDoesNotBlock) {
   ::close(writer);
 }
 
-}  // namespace
+}  // namespace sender_test
 }  // namespace polaiga::engine

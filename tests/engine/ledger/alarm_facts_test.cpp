@@ -5,7 +5,7 @@
 #include "support/ledger_fixture.h"
 
 namespace polaiga::engine {
-namespace {
+namespace alarm_facts_test {
 
 using Texts = std::vector<std::string>;
 using test::clears;
@@ -133,5 +133,5 @@ TEST_F(AlarmFactsTest, OfWhatRetentionHasLeft) {
   EXPECT_EQ(gone_until(), 2000);
 }
 
-}  // namespace
+}  // namespace alarm_facts_test
 }  // namespace polaiga::engine

@@ -9,7 +9,7 @@
 #include "support/ledger_fixture.h"
 
 namespace polaiga::engine {
-namespace {
+namespace change_feed_test {
 
 using test::clears;
 using test::kAll;
@@ -254,5 +254,5 @@ TEST_F(ChangeFeedTest, RowsThatNoEngineWrites) {
   EXPECT_EQ(damage("DELETE FROM change WHERE number = 2"), Rows{});
 }
 
-}  // namespace
+}  // namespace change_feed_test
 }  // namespace polaiga::engine

@@ -14,15 +14,14 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::engine {
-namespace {
+namespace checker_test {
 
 using test::clears;
+using test::kAll;
 using test::LedgerWithAlarms;
 using test::moves;
 using test::raises;
 using Texts = std::vector<std::string>;
-
-constexpr Retention kAll{.events = 0, .days = 0, .bytes = 0};
 
 #ifdef POLAIGA_SHORT_WALK
 constexpr int kFlippedBits = 150;
@@ -284,5 +283,5 @@ TEST_F(CheckerTest, ALedgerThatCameOfADamagedOne) {
   EXPECT_EQ(test::rows(path_, "SELECT count(*) FROM report"), Texts{"3"});
 }
 
-}  // namespace
+}  // namespace checker_test
 }  // namespace polaiga::engine

@@ -14,18 +14,16 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::engine {
-namespace {
+namespace damaged_rows_test {
 
 using Texts = std::vector<std::string>;
-
-constexpr Retention kAll{.events = 0, .days = 0, .bytes = 0};
 
 // Three faults, each raised by a sensor of its own.
 class DamagedRowsTest : public testing::Test {
  protected:
   void SetUp() override {
     {
-      test::LedgerWithAlarms engine(path_, kAll);
+      test::LedgerWithAlarms engine(path_, test::kAll);
       engine.write(test::raises("FIRST", "first", 395, 1001));
       engine.write(test::raises("SECOND", "second", 395, 1002));
       engine.write(test::raises("THIRD", "third", 395, 1003));
@@ -203,5 +201,5 @@ TEST_F(DamagedRowsTest, RetentionGoesOn) {
   }
 }
 
-}  // namespace
+}  // namespace damaged_rows_test
 }  // namespace polaiga::engine

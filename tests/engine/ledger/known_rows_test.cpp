@@ -5,7 +5,7 @@
 #include <string>
 
 namespace polaiga::engine {
-namespace {
+namespace known_rows_test {
 
 TEST(KnownRows, AreFoundByWhatTheySay) {
   KnownRows known(100);
@@ -37,5 +37,5 @@ TEST(KnownRows, SipHashIsTheOneThatOthersKnow) {
   EXPECT_EQ(sip_hash(std::string(100, 'x'), 0, 0), 0x12DE6D6E12E5750CU);
 }
 
-}  // namespace
+}  // namespace known_rows_test
 }  // namespace polaiga::engine

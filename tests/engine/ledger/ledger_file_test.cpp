@@ -3,27 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <functional>
 
 #include "ledger/mark.h"
 #include "support/ledger_entries.h"
 #include "support/temp_dir.h"
 
 namespace polaiga::engine {
-namespace {
+namespace ledger_file_test {
 
 using Rows = std::vector<std::string>;
 
 constexpr Moment kNow = 1700000000;
-
-std::string complaint(const std::function<void()>& work) {
-  try {
-    work();
-  } catch (const LedgerError& error) {
-    return error.what();
-  }
-  return "none";
-}
 
 class LedgerFile : public testing::Test {
  protected:
@@ -51,7 +41,7 @@ TEST_F(LedgerFile, ALaterOneIsLeftAlone) {
   open();
   Database(path_, Access::kReadWrite).exec("PRAGMA user_version = 99");
   for (const bool was_ledger : {false, true}) {
-    EXPECT_EQ(complaint([&] { open(was_ledger); }),
+    EXPECT_EQ(test::complaint_of([&] { open(was_ledger); }),
               path_ + ": this ledger is of version 99, of a later program; this one knows versions up to 1");
   }
   EXPECT_EQ(test::rows(path_, "PRAGMA user_version"), Rows{"99"});
@@ -59,13 +49,14 @@ TEST_F(LedgerFile, ALaterOneIsLeftAlone) {
 
 TEST_F(LedgerFile, WhatWasNeverALedgerIsLeftAlone) {
   Database(path_, Access::kReadWriteCreate).exec("CREATE TABLE mine (a)");
-  EXPECT_EQ(complaint([&] { open(); }),
+  EXPECT_EQ(test::complaint_of([&] { open(); }),
             path_ + ": this is no ledger, but another database; it is left as it is. Name another file");
-  EXPECT_EQ(complaint([&] { read_ledger(path_); }), path_ + ": this is no ledger");
+  EXPECT_EQ(test::complaint_of([&] { read_ledger(path_); }), path_ + ": this is no ledger");
   EXPECT_EQ(test::rows(path_, "SELECT count(*) FROM mine"), Rows{"0"});
   for (const std::string& text : {std::string("milk, bread\n"), std::string(10'000, 'x')}) {
     dir_.write("ledger.db", text);
-    EXPECT_EQ(complaint([&] { open(); }), path_ + ": this is no ledger; it is left as it is. Name another file");
+    EXPECT_EQ(test::complaint_of([&] { open(); }),
+              path_ + ": this is no ledger; it is left as it is. Name another file");
     EXPECT_EQ(dir_.read("ledger.db"), text);
   }
 }
@@ -144,7 +135,7 @@ TEST_F(LedgerFile, AReplacementThatWasKilledIsSettled) {
   std::filesystem::create_directory(path_ + "-wal-gone");
   dir_.write("ledger.db-wal-gone/file", "");
   EXPECT_EQ(
-      complaint([&] { settle_replacement(path_); }),
+      test::complaint_of([&] { settle_replacement(path_); }),
       path_ + ": the log " + path_ + "-wal-gone, which a killed engine left, cannot be moved: Directory not empty");
 }
 
@@ -154,20 +145,20 @@ TEST_F(LedgerFile, OneEngineAtATime) {
     const LedgerLock lock(path_);
     std::filesystem::create_symlink(path_, link);
     const std::string refused = path_ + ": another engine is using this ledger";
-    EXPECT_EQ(complaint([&] { const LedgerLock second(path_); }), refused);
-    EXPECT_EQ(complaint([&] { const LedgerLock second(resolve_ledger(link)); }), refused);
+    EXPECT_EQ(test::complaint_of([&] { const LedgerLock second(path_); }), refused);
+    EXPECT_EQ(test::complaint_of([&] { const LedgerLock second(resolve_ledger(link)); }), refused);
     MarkFile(path_).write({.ledger_id = std::string(32, '0'), .process = 4711});
-    EXPECT_EQ(complaint([&] { const LedgerLock second(path_); }), refused + ": process 4711");
+    EXPECT_EQ(test::complaint_of([&] { const LedgerLock second(path_); }), refused + ": process 4711");
     EXPECT_TRUE(lock.is_in_place(path_));
     std::filesystem::rename(path_, dir_.file("elsewhere.db"));
     EXPECT_FALSE(lock.is_in_place(path_));
-    EXPECT_EQ(complaint([&] { const LedgerLock second(dir_.file("elsewhere.db")); }),
+    EXPECT_EQ(test::complaint_of([&] { const LedgerLock second(dir_.file("elsewhere.db")); }),
               dir_.file("elsewhere.db") + ": another engine is using this ledger");
     dir_.write("ledger.db", "");
     EXPECT_FALSE(lock.is_in_place(path_));
   }
-  EXPECT_EQ(complaint([&] { const LedgerLock second(path_); }), "none");
-  EXPECT_EQ(complaint([&] { const LedgerLock none(dir_.file("no/where.db")); }),
+  EXPECT_EQ(test::complaint_of([&] { const LedgerLock second(path_); }), "none");
+  EXPECT_EQ(test::complaint_of([&] { const LedgerLock none(dir_.file("no/where.db")); }),
             dir_.file("no/where.db") +
                 ": cannot open the ledger: No such file or directory; is there a directory, and may "
                 "this user write to it and to the file?");
@@ -178,32 +169,32 @@ TEST_F(LedgerFile, NamesLeadToOneFile) {
   EXPECT_EQ(resolve_ledger(path_), file);
   std::filesystem::create_symlink(path_, dir_.file("link.db"));
   EXPECT_EQ(
-      complaint([&] { resolve_ledger(dir_.file("link.db")); }),
+      test::complaint_of([&] { resolve_ledger(dir_.file("link.db")); }),
       dir_.file("link.db") +
           ": cannot be followed to a file: No such file or directory; if it is a symbolic link, it must lead to a "
           "file");
   dir_.write("ledger.db", "");
   EXPECT_EQ(resolve_ledger(dir_.file("link.db")), file);
   EXPECT_EQ(resolve_ledger(dir_.path() / "." / "ledger.db"), file);
-  EXPECT_EQ(complaint([] { resolve_ledger(""); }), "the name of the ledger is empty; --ledger names a file");
+  EXPECT_EQ(test::complaint_of([] { resolve_ledger(""); }), "the name of the ledger is empty; --ledger names a file");
   for (const char* name : {":memory:", "file:ledger.db", "file:/tmp/x?mode=memory"}) {
-    EXPECT_EQ(complaint([&] { resolve_ledger(name); }),
+    EXPECT_EQ(test::complaint_of([&] { resolve_ledger(name); }),
               "'" + std::string(name) +
                   "' is no name of a file, and a ledger must be one; to mean a file of that name, put ./ before it");
   }
-  EXPECT_EQ(complaint([&] { resolve_ledger(dir_.path()); }),
+  EXPECT_EQ(test::complaint_of([&] { resolve_ledger(dir_.path()); }),
             dir_.path().string() + ": this is a directory; --ledger names a file");
-  EXPECT_EQ(complaint([&] { const LedgerLock device("/dev/null"); }),
+  EXPECT_EQ(test::complaint_of([&] { const LedgerLock device("/dev/null"); }),
             "/dev/null: this is no regular file; --ledger names a file");
 }
 
 TEST_F(LedgerFile, QuestionsNeedALedger) {
-  EXPECT_EQ(complaint([&] { read_ledger(path_); }),
+  EXPECT_EQ(test::complaint_of([&] { read_ledger(path_); }),
             path_ +
                 ": cannot open the ledger: unable to open database file; is there a ledger, and may this user read "
                 "it?");
   EXPECT_FALSE(std::filesystem::exists(path_));
 }
 
-}  // namespace
+}  // namespace ledger_file_test
 }  // namespace polaiga::engine

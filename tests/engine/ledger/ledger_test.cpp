@@ -16,15 +16,14 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::engine {
-namespace {
+namespace ledger_test {
 
 using Rows = std::vector<std::string>;
 using test::clears;
+using test::kAll;
 using test::LedgerWithAlarms;
 using test::moves;
 using test::raises;
-
-constexpr Retention kAll{.events = 0, .days = 0, .bytes = 0};
 
 // "raised 1 2": what the changes of the last input say.
 constexpr const char* kChanges =
@@ -277,35 +276,6 @@ TEST_F(LedgerTest, AFullDiskLosesNothing) {
   EXPECT_EQ(rows("SELECT count(*), count(DISTINCT subject), min(seq), max(seq) FROM event"), Rows{"101 1 1 101"});
   open(kAll);
   EXPECT_EQ(engine_->alarms.size(), 101U);
-}
-
-// The end of the file goes away under the engine. All that it writes meanwhile is in its memory and in the log, so that
-// nothing but bringing in the log can find it.
-TEST_F(LedgerTest, DamageThatIsFoundWhenTheLogIsBroughtInIsMarked) {
-  constexpr std::int64_t kMiB = 1024 * 1024;
-  constexpr int kEnough = 200;  // batches, far more than the log may have
-  open({.events = 0, .days = 0, .bytes = 8 * kMiB});
-  const auto write_some = [this] {
-    for (int i = 0; i < 100; ++i) engine_->add(raises("A", ("unit " + std::to_string(i)).c_str(), 395));
-    engine_->write();
-  };
-  for (int i = 0; i < kEnough && std::filesystem::file_size(path_) < 3 * kMiB; ++i) write_some();
-  ASSERT_GE(std::filesystem::file_size(path_), 3 * kMiB);
-  std::filesystem::resize_file(path_, kMiB / 4);
-  Sequence last = 0;
-  std::string complaint;
-  try {
-    for (int i = 0; i < kEnough; ++i) {
-      last = engine_->ledger.last_sequence();
-      write_some();
-    }
-  } catch (const LedgerError& error) {
-    complaint = error.what();
-  }
-  EXPECT_THAT(complaint, testing::HasSubstr(path_ + ": the ledger is damaged: "));
-  EXPECT_TRUE(read_mark(path_)->is_damaged);
-  // The batch itself was durable in the log.
-  EXPECT_EQ(engine_->ledger.last_sequence(), last + 100);
 }
 
 TEST_F(LedgerTest, InputsAndChangesFollowTheLast) {
@@ -623,5 +593,5 @@ TEST_F(DamagedLedgerTest, FilesThatGoAwayStopIt) {
   }
 }
 
-}  // namespace
+}  // namespace ledger_test
 }  // namespace polaiga::engine

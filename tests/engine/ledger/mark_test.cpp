@@ -3,25 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <functional>
 #include <string>
 
 #include "ledger/columns.h"
+#include "support/ledger_entries.h"
 #include "support/temp_dir.h"
 
 namespace polaiga::engine {
-namespace {
+namespace mark_test {
 
 const std::string kId = "00112233445566778899aabbccddeeff";
-
-std::string complaint(const std::function<void()>& work) {
-  try {
-    work();
-  } catch (const LedgerError& error) {
-    return error.what();
-  }
-  return "none";
-}
 
 class MarkTest : public testing::Test {
  protected:
@@ -70,10 +61,10 @@ TEST_F(MarkTest, NeverFollowsALink) {
   dir_.write("notes.txt", "mine");
   std::filesystem::create_symlink(dir_.file("notes.txt"), ledger_ + "-mark");
   const std::string refused = "the ledger's mark: it is a symbolic link, which is never followed; remove it";
-  EXPECT_EQ(complaint([&] { MarkFile file(ledger_); }), ledger_ + "-mark: cannot open " + refused);
-  EXPECT_EQ(complaint([&] { read_mark(ledger_); }), ledger_ + "-mark: cannot open " + refused);
+  EXPECT_EQ(test::complaint_of([&] { MarkFile file(ledger_); }), ledger_ + "-mark: cannot open " + refused);
+  EXPECT_EQ(test::complaint_of([&] { read_mark(ledger_); }), ledger_ + "-mark: cannot open " + refused);
   EXPECT_EQ(dir_.read("notes.txt"), "mine");
 }
 
-}  // namespace
+}  // namespace mark_test
 }  // namespace polaiga::engine

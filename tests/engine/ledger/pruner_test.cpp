@@ -16,7 +16,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::engine {
-namespace {
+namespace pruner_test {
 
 using Rows = std::vector<std::string>;
 using test::clears;
@@ -484,5 +484,5 @@ TEST_F(ManyReaders, DoNotKeepTheLogLongWhenNothingComes) {
   EXPECT_LE(bytes(), kLimit);
 }
 
-}  // namespace
+}  // namespace pruner_test
 }  // namespace polaiga::engine

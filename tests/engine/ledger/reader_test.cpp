@@ -8,7 +8,7 @@
 #include "support/ledger_fixture.h"
 
 namespace polaiga::engine {
-namespace {
+namespace reader_test {
 
 using Rows = std::vector<std::string>;
 using test::clears;
@@ -66,7 +66,7 @@ class ReaderTest : public test::LedgerFixture {
     return texts(LedgerReader(path_).history(fault_dn, limit));
   }
   std::string complaint(Moment at) const {
-    return complaint_of([&] { LedgerReader(path_).active({}, at); });
+    return test::complaint_of([&] { LedgerReader(path_).active({}, at); });
   }
 };
 
@@ -396,5 +396,5 @@ TEST_F(ReaderTest, ATimeThatRetentionHasTaken) {
   EXPECT_EQ(active(1030), active());
 }
 
-}  // namespace
+}  // namespace reader_test
 }  // namespace polaiga::engine

@@ -11,7 +11,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::engine {
-namespace {
+namespace row_check_test {
 
 // The numbers are CRC-32 of the bytes that the comments show, made with Python's zlib.
 TEST(RowCheckTest, IsTheCrcOfTypesSizesAndValues) {
@@ -75,5 +75,5 @@ TEST(RowCheckTest, AChangedByteIsFoundWhenTheRowIsRead) {
   EXPECT_EQ(read_row<FaultRow>(fault).number, 1);
 }
 
-}  // namespace
+}  // namespace row_check_test
 }  // namespace polaiga::engine

@@ -12,7 +12,7 @@
 #include "support/ledger_fixture.h"
 
 namespace polaiga::engine {
-namespace {
+namespace stored_profile_test {
 
 using test::clears;
 using test::kAll;
@@ -243,5 +243,5 @@ TEST_F(StoredProfileTest, RetentionKeepsTheSeverityOfThatTime) {
   EXPECT_EQ(findings(), Rows{});
 }
 
-}  // namespace
+}  // namespace stored_profile_test
 }  // namespace polaiga::engine

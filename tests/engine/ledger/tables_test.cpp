@@ -6,7 +6,7 @@
 #include <string_view>
 
 namespace polaiga::engine {
-namespace {
+namespace tables_test {
 
 // Ledgers keep these numbers, so they may never change. The hashes are those that the authors of FNV-1a published for
 // 64 bits; the ledger leaves out the lowest bit.
@@ -24,5 +24,5 @@ TEST(TablesTest, NamesOfFaultsHaveTheHashesOfFnv1a) {
   }
 }
 
-}  // namespace
+}  // namespace tables_test
 }  // namespace polaiga::engine

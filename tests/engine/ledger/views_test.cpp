@@ -10,7 +10,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::engine {
-namespace {
+namespace views_test {
 
 using Rows = std::vector<std::string>;
 
@@ -76,5 +76,5 @@ TEST_F(ViewsTest, Alarms) {
                   "3 " + test::kTenth + " warning warning 1", "7 " + test::kHot + " critical critical 1"}));
 }
 
-}  // namespace
+}  // namespace views_test
 }  // namespace polaiga::engine

@@ -10,7 +10,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::engine {
-namespace {
+namespace write_ahead_log_test {
 
 // A database in write-ahead mode with a table of texts, and another connection that reads it.
 class WriteAheadLogTest : public testing::Test {
@@ -131,5 +131,5 @@ TEST_F(WriteAheadLogTest, ATransactionThatWouldPassTheLimitFails) {
   EXPECT_GT(log.used(), 100'000);
 }
 
-}  // namespace
+}  // namespace write_ahead_log_test
 }  // namespace polaiga::engine

@@ -8,7 +8,7 @@
 #include "support/record.h"
 
 namespace polaiga::engine {
-namespace {
+namespace alarm_profile_test {
 
 const std::string kHeader = "code\tdn\tseverity\tnotify\trespond_within\tconsequence\tadvice\n";
 
@@ -272,5 +272,5 @@ TEST(AlarmProfile, SeverityOfARecord) {
   EXPECT_EQ(word(profile, {.dn = "o/a", .code = 395, .clear_code = 395, .state = 0}), "cleared");
 }
 
-}  // namespace
+}  // namespace alarm_profile_test
 }  // namespace polaiga::engine

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::engine {
-namespace {
+namespace change_test {
 
 TEST(ChangeKinds, WordsBothWays) {
   const std::pair<ChangeKind, const char*> kRows[] = {
@@ -82,5 +82,5 @@ TEST(Change, ComparesAllMembers) {
   EXPECT_NE(change, with(&Change::reporters, 1U));
 }
 
-}  // namespace
+}  // namespace change_test
 }  // namespace polaiga::engine

@@ -14,7 +14,7 @@
 #include "support/record.h"
 
 namespace polaiga::engine {
-namespace {
+namespace dictionary_test {
 
 using test::make_record;
 
@@ -222,5 +222,5 @@ TEST(Catalog, SeveritiesAreAsDocumented) {
   EXPECT_EQ(used.size(), documented.size());
 }
 
-}  // namespace
+}  // namespace dictionary_test
 }  // namespace polaiga::engine

@@ -7,7 +7,7 @@
 #include <set>
 
 namespace polaiga::engine {
-namespace {
+namespace entities_test {
 
 // In the order of polaiga/filters.h.
 TEST(Entities, EachHasItsFilterAndId) {
@@ -57,5 +57,5 @@ TEST(Entities, TheSchemaHasTheSameNames) {
   EXPECT_EQ(known, names);
 }
 
-}  // namespace
+}  // namespace entities_test
 }  // namespace polaiga::engine

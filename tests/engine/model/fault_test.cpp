@@ -5,7 +5,7 @@
 #include "support/record.h"
 
 namespace polaiga::engine {
-namespace {
+namespace fault_test {
 
 using test::make_record;
 
@@ -34,5 +34,5 @@ TEST(FaultDn, IsCutToItsField) {
   EXPECT_EQ(fault_dn(std::string(79, 'x'), 395), std::string(79, 'x'));
 }
 
-}  // namespace
+}  // namespace fault_test
 }  // namespace polaiga::engine

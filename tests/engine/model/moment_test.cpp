@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::engine {
-namespace {
+namespace moment_test {
 
 TEST(Moment, Parse) {
   const std::pair<const char*, Moment> kRows[] = {
@@ -58,5 +58,5 @@ TEST(Moment, Format) {
   EXPECT_EQ(format_moment(kLastMoment), "9999-12-31T23:59:59Z");
 }
 
-}  // namespace
+}  // namespace moment_test
 }  // namespace polaiga::engine

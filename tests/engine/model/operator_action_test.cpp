@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::engine {
-namespace {
+namespace operator_action_test {
 
 struct Words {
   ActionKind kind;
@@ -48,5 +48,5 @@ TEST(OperatorState, Words) {
   EXPECT_EQ(find_operator_state("un-shelved"), std::nullopt);
 }
 
-}  // namespace
+}  // namespace operator_action_test
 }  // namespace polaiga::engine

@@ -7,7 +7,7 @@
 #include "support/record.h"
 
 namespace polaiga::engine {
-namespace {
+namespace reporter_test {
 
 SensorEvent event_of(const char* entity, const char* sensor, std::int32_t instance) {
   SensorEvent event;
@@ -50,5 +50,5 @@ TEST(Reporter, TheRestDoesNotCount) {
   EXPECT_EQ(reporter_of(event), reporter);
 }
 
-}  // namespace
+}  // namespace reporter_test
 }  // namespace polaiga::engine

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::engine {
-namespace {
+namespace bar_test {
 
 const std::string kWhole = "\xE2\x96\x88";
 const std::string kHalf = "\xE2\x96\x8C";
@@ -35,5 +35,5 @@ TEST(Bar, OfBlocks) {
   EXPECT_EQ(bar(~std::uint64_t{0}, ~std::uint64_t{0}, 1, BarStyle::kBlocks), kWhole);
 }
 
-}  // namespace
+}  // namespace bar_test
 }  // namespace polaiga::engine

@@ -5,7 +5,7 @@
 #include "support/record.h"
 
 namespace polaiga::engine {
-namespace {
+namespace change_text_test {
 
 const std::string kOwn = "sys/a/fault-F0396";
 const std::string kOther = "sys/a/fault-F0395";
@@ -95,5 +95,5 @@ TEST(FaultDnParts, DnAndCode) {
   EXPECT_EQ(parts_of("sys/a").code, "");
 }
 
-}  // namespace
+}  // namespace change_text_test
 }  // namespace polaiga::engine

@@ -6,7 +6,7 @@
 #include "support/record.h"
 
 namespace polaiga::engine {
-namespace {
+namespace json_forms_test {
 
 const std::string kLedger = "0123456789abcdef0123456789abcdef";
 
@@ -295,5 +295,5 @@ TEST(JsonForms, ActiveFault) {
                 R"("since_seq":7,"last":"2024-02-01T00:01:00Z","last_seq":9,"count":2}]})");
 }
 
-}  // namespace
+}  // namespace json_forms_test
 }  // namespace polaiga::engine

@@ -9,7 +9,7 @@
 #include "support/record.h"
 
 namespace polaiga::engine {
-namespace {
+namespace json_replay_report_test {
 
 using nlohmann::json;
 
@@ -66,5 +66,5 @@ TEST(JsonReplayReport, Summary) {
   EXPECT_EQ(JsonReplayReport().summary(Alarms(), KeptRecords(), {}).substr(0, 13), R"({"active":[],)");
 }
 
-}  // namespace
+}  // namespace json_replay_report_test
 }  // namespace polaiga::engine

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::engine {
-namespace {
+namespace json_text_test {
 
 std::string added(std::string_view text) {
   std::string line = ":";
@@ -36,5 +36,5 @@ TEST(JsonText, OfValues) {
   EXPECT_EQ(json_text({{"a\x7f", "b\xC2\x85"}, {"c", {1, nullptr}}}), R"({"a\u007f":"b\u0085","c":[1,null]})");
 }
 
-}  // namespace
+}  // namespace json_text_test
 }  // namespace polaiga::engine

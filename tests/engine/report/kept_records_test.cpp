@@ -5,7 +5,7 @@
 #include "support/record.h"
 
 namespace polaiga::engine {
-namespace {
+namespace kept_records_test {
 
 // Inputs as a recorder makes them, of records that no filter made.
 class Inputs {
@@ -47,5 +47,5 @@ TEST(KeptRecords, WhatNoReportNamesIsDropped) {
   EXPECT_EQ(inputs.shown("sys/b/fault-F0395"), "again");
 }
 
-}  // namespace
+}  // namespace kept_records_test
 }  // namespace polaiga::engine

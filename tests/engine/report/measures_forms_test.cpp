@@ -9,7 +9,7 @@
 #include "base/text_width.h"
 
 namespace polaiga::engine {
-namespace {
+namespace measures_forms_test {
 
 constexpr Moment kNewYear = 1735689600;  // 2025-01-01T00:00:00Z
 const std::string kFan = "sys/rack-unit-1/fan-module-1-1/fan-1";
@@ -217,5 +217,5 @@ TEST(MeasuresForm, OfASubtreeWithNothing) {
             R"("floods":[],"chattering":[],"stale":[],"worst_offenders":[]})");
 }
 
-}  // namespace
+}  // namespace measures_forms_test
 }  // namespace polaiga::engine

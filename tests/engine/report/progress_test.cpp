@@ -7,7 +7,7 @@
 #include "support/manual_clock.h"
 
 namespace polaiga::engine {
-namespace {
+namespace progress_test {
 
 using namespace std::chrono_literals;
 
@@ -55,5 +55,5 @@ TEST(Progress, IsShownAnewTenTimesASecond) {
             "\r\x1b[K[####################] 100%  10 events/s  0 s left\r\x1b[K");
 }
 
-}  // namespace
+}  // namespace progress_test
 }  // namespace polaiga::engine

@@ -5,7 +5,7 @@
 #include <nlohmann/json.hpp>
 
 namespace polaiga::engine {
-namespace {
+namespace rfc8632_test {
 
 using nlohmann::json;
 
@@ -384,5 +384,5 @@ TEST(Rfc8632, TheSummaryAlone) {
                               {"not-cleared-not-closed", 1}}));
 }
 
-}  // namespace
+}  // namespace rfc8632_test
 }  // namespace polaiga::engine

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::engine {
-namespace {
+namespace shown_test {
 
 TEST(Shown, Durations) {
   const std::pair<Moment, const char*> kRows[] = {{0, "0s"},       {59, "59s"},     {60, "1m"},    {3600, "1h"},
@@ -32,5 +32,5 @@ TEST(Shown, Codes) {
 
 TEST(Shown, Descriptions) { EXPECT_EQ(shown_description("a\x1b[2J  b "), "a?[2J  b"); }
 
-}  // namespace
+}  // namespace shown_test
 }  // namespace polaiga::engine

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::engine {
-namespace {
+namespace steps_test {
 
 StoredFault step(ChangeNumber number, Sequence raised, std::optional<Sequence> ended = std::nullopt,
                  ChangeKind ending = ChangeKind::kSuperseded) {
@@ -43,5 +43,5 @@ TEST(Steps, ClearedAndUnknown) {
   EXPECT_EQ(superseded_by(alarm, alarm.steps[0]), nullptr);
 }
 
-}  // namespace
+}  // namespace steps_test
 }  // namespace polaiga::engine

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::engine {
-namespace {
+namespace table_test {
 
 const std::string kRed = "\x1b[31mred\x1b[0m";
 const std::string kMiddle = "\xE4\xB8\xAD";  // U+4E2D, two columns
@@ -106,5 +106,5 @@ TEST(AddFitted, ColoursTakeNoRoom) {
   EXPECT_EQ(line, kRed + " sys/a  hot  (raised)\n");
 }
 
-}  // namespace
+}  // namespace table_test
 }  // namespace polaiga::engine

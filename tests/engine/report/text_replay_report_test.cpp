@@ -5,7 +5,7 @@
 #include "support/record.h"
 
 namespace polaiga::engine {
-namespace {
+namespace text_replay_report_test {
 
 using test::make_record;
 
@@ -134,5 +134,5 @@ TEST(TextReplayReport, SummaryOfNothing) {
             "0 already clear, 0 not tracked, 0 of no interest, 0 bad lines\n");
 }
 
-}  // namespace
+}  // namespace text_replay_report_test
 }  // namespace polaiga::engine

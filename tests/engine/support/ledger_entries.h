@@ -12,6 +12,20 @@
 
 namespace polaiga::engine::test {
 
+// Nothing is pruned.
+inline constexpr Retention kAll{.events = 0, .days = 0, .bytes = 0};
+
+// What the work complains of; "none" when it does not.
+template <class Work>
+std::string complaint_of(Work work) {
+  try {
+    work();
+  } catch (const LedgerError& error) {
+    return error.what();
+  }
+  return "none";
+}
+
 struct InputOf {
   RecordOf record = {};
   bool reported = true;

@@ -11,25 +11,12 @@
 
 namespace polaiga::engine::test {
 
-inline constexpr Retention kAll{.events = 0, .days = 0, .bytes = 0};
-
 class LedgerFixture : public testing::Test {
  protected:
   // Begins the ledger, or goes on with it as after a restart.
   void open(const Retention& retention) {
     engine_.reset();
     engine_.emplace(path_, retention);
-  }
-
-  // What the reading complains of; "none" when it does not.
-  template <class Read>
-  static std::string complaint_of(Read read) {
-    try {
-      read();
-    } catch (const LedgerError& error) {
-      return error.what();
-    }
-    return "none";
   }
 
   TempDir dir_;

@@ -8,6 +8,9 @@
 
 namespace polaiga::engine::test {
 
+// A day at which such a clock may begin: in January 2027.
+inline constexpr std::int64_t kToday = 1'800'000'000;
+
 class ManualClock final : public Clock {
  public:
   explicit ManualClock(std::int64_t wall) : wall_(wall) {}

@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <sstream>
 #include <stdexcept>
 #include <thread>
 
@@ -59,6 +60,14 @@ Ended wait_for(int pid, const TempDir& dir) {
 }
 
 }  // namespace
+
+std::vector<std::string> lines_of(std::string text) {
+  std::erase(text, '\r');
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
 
 bool comes_true(const std::function<bool()>& condition, std::chrono::seconds patience) {
   for (const auto end = std::chrono::steady_clock::now() + patience; std::chrono::steady_clock::now() < end;) {

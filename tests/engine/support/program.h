@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "support/patience.h"
 #include "support/temp_dir.h"
@@ -19,6 +20,9 @@ struct Ended {
 
 // Waits, and gives up after some time, until it holds.
 bool comes_true(const std::function<bool()>& condition, std::chrono::seconds patience = kPatience);
+
+// What was printed, a line each. A terminal's carriage returns are left out.
+std::vector<std::string> lines_of(std::string text);
 
 // A program in the midst of its run, with a pipe at its standard input.
 class Child {

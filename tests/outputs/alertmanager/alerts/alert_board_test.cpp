@@ -5,7 +5,7 @@
 #include "support/alarms.h"
 
 namespace polaiga::alertmanager {
-namespace {
+namespace alert_board_test {
 
 using output::OutputAlarm;
 using test::slow_fan;
@@ -98,5 +98,5 @@ TEST_F(AlertBoardTest, AnAlarmThatTakesAnothersLabelsIsOneWithIt) {
   EXPECT_EQ(take(17, nullptr), "minor 30 active");
 }
 
-}  // namespace
+}  // namespace alert_board_test
 }  // namespace polaiga::alertmanager

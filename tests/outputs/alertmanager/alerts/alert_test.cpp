@@ -7,7 +7,7 @@
 #include "support/alarms.h"
 
 namespace polaiga::alertmanager {
-namespace {
+namespace alert_test {
 
 using engine::ProfileEntry;
 using engine::Severity;
@@ -107,5 +107,5 @@ TEST(AlertTest, NamesAreTextsThatCanBeSeen) {
   EXPECT_EQ(why_no_name(std::string(129, 'a')), "a name has at most 128 bytes");
 }
 
-}  // namespace
+}  // namespace alert_test
 }  // namespace polaiga::alertmanager

@@ -7,7 +7,7 @@
 #include "support/alarms.h"
 
 namespace polaiga::alertmanager {
-namespace {
+namespace cloud_event_test {
 
 using engine::Change;
 using engine::ChangeKind;
@@ -82,5 +82,5 @@ TEST(CloudEventTest, AGapAndThePictureAreEvents) {
   EXPECT_EQ(part.at("data").at("alarms").at(1).at("dn"), "sys/fan-2");
 }
 
-}  // namespace
+}  // namespace cloud_event_test
 }  // namespace polaiga::alertmanager

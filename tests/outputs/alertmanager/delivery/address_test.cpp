@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 namespace polaiga::alertmanager {
-namespace {
+namespace address_test {
 
 struct Good {
   const char* text;
@@ -90,5 +90,5 @@ TEST(AddressTest, ThePublisherIsNamedByTheUrl) {
   EXPECT_EQ(publisher_name("webhook", parse_address("https://h/hook?a=b", Query::kAllowed)), "webhook-37f22d84d39f");
 }
 
-}  // namespace
+}  // namespace address_test
 }  // namespace polaiga::alertmanager

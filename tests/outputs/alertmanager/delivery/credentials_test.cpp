@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 namespace polaiga::alertmanager {
-namespace {
+namespace credentials_test {
 
 Address at(const char* url) { return parse_address(url, Query::kAllowed); }
 
@@ -65,5 +65,5 @@ TEST(CredentialsTest, WrongLinesAreNotRepeated) {
   EXPECT_THROW(Credentials("token=" + std::string(5000, 'a'), "file"), std::runtime_error);
 }
 
-}  // namespace
+}  // namespace credentials_test
 }  // namespace polaiga::alertmanager

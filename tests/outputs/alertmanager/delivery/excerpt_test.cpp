@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::alertmanager {
-namespace {
+namespace excerpt_test {
 
 TEST(ExcerptTest, IsALineThatATerminalMayHave) {
   EXPECT_EQ(excerpt(""), "");
@@ -22,5 +22,5 @@ TEST(ExcerptTest, IsBounded) {
   EXPECT_EQ(excerpt(wide), wide.substr(0, 400) + "...");
 }
 
-}  // namespace
+}  // namespace excerpt_test
 }  // namespace polaiga::alertmanager

@@ -8,7 +8,7 @@
 #include <random>
 
 namespace polaiga::alertmanager {
-namespace {
+namespace alert_queue_test {
 
 using std::chrono::minutes;
 using std::chrono::seconds;
@@ -380,5 +380,5 @@ TEST_F(AlertQueueTest, WhateverHappensThePeerHasWhatIsActive) {
   check_cursor();
 }
 
-}  // namespace
+}  // namespace alert_queue_test
 }  // namespace polaiga::alertmanager

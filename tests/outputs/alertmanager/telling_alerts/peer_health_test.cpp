@@ -5,7 +5,7 @@
 #include "support/manual_clock.h"
 
 namespace polaiga::alertmanager {
-namespace {
+namespace peer_health_test {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
@@ -76,5 +76,5 @@ TEST_F(PeerHealthTest, AReportTellsIt) {
   EXPECT_EQ(report.last_error_at, 1005);
 }
 
-}  // namespace
+}  // namespace peer_health_test
 }  // namespace polaiga::alertmanager

@@ -8,7 +8,7 @@
 #include "support/manual_clock.h"
 
 namespace polaiga::alertmanager {
-namespace {
+namespace reading_test {
 
 class ReadingTest : public testing::Test {
  protected:
@@ -57,5 +57,5 @@ TEST_F(ReadingTest, TroubleThatIsShortIsNotTold) {
   EXPECT_TRUE(said_.empty());
 }
 
-}  // namespace
+}  // namespace reading_test
 }  // namespace polaiga::alertmanager

@@ -10,7 +10,7 @@
 #include "support/manual_clock.h"
 
 namespace polaiga::alertmanager {
-namespace {
+namespace telling_test {
 
 using engine::test::clears;
 using engine::test::kAll;
@@ -417,5 +417,5 @@ TEST_F(TellingTest, ALedgerThatIsNotThereIsWaitedFor) {
   EXPECT_TRUE(post_->has_requests());
 }
 
-}  // namespace
+}  // namespace telling_test
 }  // namespace polaiga::alertmanager

@@ -9,7 +9,7 @@
 #include "support/manual_clock.h"
 
 namespace polaiga::output {
-namespace {
+namespace followed_ledger_test {
 
 using namespace std::chrono_literals;
 using engine::ChangeNumber;
@@ -230,5 +230,5 @@ TEST_F(FollowedLedgerTest, IsTheSameAsAFreshOne) {
   EXPECT_EQ(told_, Texts{});
 }
 
-}  // namespace
+}  // namespace followed_ledger_test
 }  // namespace polaiga::output

@@ -7,7 +7,7 @@
 #include "support/ledger_fixture.h"
 
 namespace polaiga::output {
-namespace {
+namespace output_alarm_test {
 
 using engine::test::kAll;
 using engine::test::raises;
@@ -87,5 +87,5 @@ TEST(OutputAlarm, IsSilencedWhenItIsShelvedOrItsObjectIsOutOfService) {
   EXPECT_TRUE((OutputAlarm{.is_out_of_service = true}).is_silenced());
 }
 
-}  // namespace
+}  // namespace output_alarm_test
 }  // namespace polaiga::output

@@ -5,7 +5,7 @@
 #include <vector>
 
 namespace polaiga::output {
-namespace {
+namespace back_off_test {
 
 using std::chrono::milliseconds;
 
@@ -46,5 +46,5 @@ TEST(BackOff, ALongestThatIsShorterThanTheFirstIsTheFirst) {
 
 TEST(RandomNumber, Differs) { EXPECT_NE(random_number(), random_number()); }
 
-}  // namespace
+}  // namespace back_off_test
 }  // namespace polaiga::output

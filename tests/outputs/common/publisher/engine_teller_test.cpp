@@ -16,7 +16,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::output {
-namespace {
+namespace engine_teller_test {
 
 using engine::test::comes_true;
 using nlohmann::json;
@@ -193,5 +193,5 @@ TEST_F(EngineTellerTest, AnEngineThatHangsHoldsNobodyUp) {
   EXPECT_LT(std::chrono::steady_clock::now() - begin, 4 * EngineTeller::kPatience);
 }
 
-}  // namespace
+}  // namespace engine_teller_test
 }  // namespace polaiga::output

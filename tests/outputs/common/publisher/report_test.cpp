@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::output {
-namespace {
+namespace report_test {
 
 const std::string kId(32, 'a');
 
@@ -52,5 +52,5 @@ TEST(ReportRequest, TextsAreSuchAsTheEngineTakes) {
                 std::string(511, 'e') + "\"}\n");
 }
 
-}  // namespace
+}  // namespace report_test
 }  // namespace polaiga::output

@@ -10,7 +10,7 @@
 #include "support/program.h"
 
 namespace polaiga::output {
-namespace {
+namespace service_test {
 
 using namespace std::chrono_literals;
 using engine::test::Child;
@@ -75,5 +75,5 @@ TEST(Service, EndsThoughItHangs) {
   EXPECT_LT(std::chrono::steady_clock::now() - begin, 60s);
 }
 
-}  // namespace
+}  // namespace service_test
 }  // namespace polaiga::output

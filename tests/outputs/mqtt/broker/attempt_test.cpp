@@ -5,7 +5,7 @@
 #include <pthread.h>
 
 namespace polaiga::mqtt {
-namespace {
+namespace attempt_test {
 
 // While it lives, no thread can begin: none has room for its stack.
 class NoThreads {
@@ -55,5 +55,5 @@ TEST(Attempt, ABrokerThatIsNotThere) {
   EXPECT_THROW(attempt.take(), ConnectionError);
 }
 
-}  // namespace
+}  // namespace attempt_test
 }  // namespace polaiga::mqtt

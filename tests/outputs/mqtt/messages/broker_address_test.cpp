@@ -5,7 +5,7 @@
 #include <vector>
 
 namespace polaiga::mqtt {
-namespace {
+namespace broker_address_test {
 
 struct Case {
   std::string text;
@@ -57,5 +57,5 @@ TEST(BrokerAddress, IsShownWithItsPort) {
   EXPECT_EQ(parse_broker_address("::1")->text(8883), "[::1]:8883");
 }
 
-}  // namespace
+}  // namespace broker_address_test
 }  // namespace polaiga::mqtt

@@ -6,7 +6,7 @@
 #include <vector>
 
 namespace polaiga::mqtt {
-namespace {
+namespace requests_test {
 
 const std::string kId = "0123456789abcdef0123456789abcdef";
 const std::string kLedger = R"("ledger_id":")" + kId + R"(")";
@@ -95,5 +95,5 @@ TEST(Requests, KeptPages) {
   EXPECT_EQ(complaint(parse_kept_pages, "\xFF"), "The message is not JSON");
 }
 
-}  // namespace
+}  // namespace requests_test
 }  // namespace polaiga::mqtt

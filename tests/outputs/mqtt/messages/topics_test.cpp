@@ -6,7 +6,7 @@
 #include <vector>
 
 namespace polaiga::mqtt {
-namespace {
+namespace topics_test {
 
 TEST(Topics, AreBelowSiteAndController) {
   const Topics topics("lab", "rack-1");
@@ -33,5 +33,5 @@ TEST(Topics, PartsAreChecked) {
   for (const auto& [text, fits] : cases) EXPECT_EQ(is_topic_part(text), fits) << text;
 }
 
-}  // namespace
+}  // namespace topics_test
 }  // namespace polaiga::mqtt

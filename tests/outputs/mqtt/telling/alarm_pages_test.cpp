@@ -7,7 +7,7 @@
 #include "support/fake_link.h"
 
 namespace polaiga::mqtt {
-namespace {
+namespace alarm_pages_test {
 
 using engine::ChangeNumber;
 using nlohmann::json;
@@ -204,5 +204,5 @@ TEST_F(AlarmPagesTest, AtRandomAReaderHasWhatIsActive) {
   }
 }
 
-}  // namespace
+}  // namespace alarm_pages_test
 }  // namespace polaiga::mqtt

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::mqtt {
-namespace {
+namespace change_window_test {
 
 TEST(ChangeWindow, BeginsWhereItIsTold) {
   ChangeWindow window(ConfirmedBy::kBroker);
@@ -140,5 +140,5 @@ TEST(ChangeWindow, ACollectorAcknowledgesThatTheLedgerWasPutBack) {
   EXPECT_EQ(window.through(), 61);
 }
 
-}  // namespace
+}  // namespace change_window_test
 }  // namespace polaiga::mqtt

@@ -6,7 +6,7 @@
 #include "support/ledger_fixture.h"
 
 namespace polaiga::mqtt {
-namespace {
+namespace replays_test {
 
 using engine::ChangeNumber;
 using engine::test::kAll;
@@ -186,5 +186,5 @@ TEST_F(ReplaysTest, NoLedgerYet) {
   EXPECT_EQ(told(), (Texts{"x refused: No ledger could be read yet; ask again when 'status' has its id"}));
 }
 
-}  // namespace
+}  // namespace replays_test
 }  // namespace polaiga::mqtt

@@ -12,7 +12,7 @@
 #include "support/manual_clock.h"
 
 namespace polaiga::mqtt {
-namespace {
+namespace teller_test {
 
 using namespace std::chrono_literals;
 using engine::ChangeNumber;
@@ -450,5 +450,5 @@ TEST_F(TellerTest, TheGoodbye) {
   EXPECT_TRUE(teller_->is_goodbye_confirmed());
 }
 
-}  // namespace
+}  // namespace teller_test
 }  // namespace polaiga::mqtt

@@ -10,7 +10,7 @@
 #include "support/manual_clock.h"
 
 namespace polaiga::snmp {
-namespace {
+namespace notifier_test {
 
 using engine::ChangeNumber;
 
@@ -360,5 +360,5 @@ TEST_F(NotifierTest, Heartbeats) {
   EXPECT_EQ(master_.sent.size(), 6U);
 }
 
-}  // namespace
+}  // namespace notifier_test
 }  // namespace polaiga::snmp

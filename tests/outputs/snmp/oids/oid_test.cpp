@@ -5,7 +5,7 @@
 #include "oids/numbers.h"
 
 namespace polaiga::snmp {
-namespace {
+namespace oid_test {
 
 TEST(OidTest, OrdersAsSnmpDoes) {
   const std::vector<Oid> ordered{{}, {0}, {0, 0}, {0, 4294967295}, {1}, {1, 1}, {2}, {4294967295}};
@@ -93,5 +93,5 @@ TEST(NumbersTest, Places) {
   EXPECT_EQ(Places(7).module(), (Oid{1, 3, 6, 1, 4, 1, 7, 1}));
 }
 
-}  // namespace
+}  // namespace oid_test
 }  // namespace polaiga::snmp

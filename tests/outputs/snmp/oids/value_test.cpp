@@ -5,7 +5,7 @@
 #include <string>
 
 namespace polaiga::snmp {
-namespace {
+namespace value_test {
 
 std::string repeated(const std::string& text, int times) {
   std::string all;
@@ -48,5 +48,5 @@ TEST(ValueTest, NoIdentifierIsNought) {
 
 TEST(ValueTest, Times) { EXPECT_EQ(time_value(0).text, std::string("\x07\xB2\x01\x01\0\0\0\0+\0\0", 11)); }
 
-}  // namespace
+}  // namespace value_test
 }  // namespace polaiga::snmp

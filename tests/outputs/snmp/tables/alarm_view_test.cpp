@@ -6,7 +6,7 @@
 #include "tables/alarm_tables.h"
 
 namespace polaiga::snmp {
-namespace {
+namespace alarm_view_test {
 
 using engine::Severity;
 
@@ -117,5 +117,5 @@ TEST_F(AlarmViewTest, RowsByNumber) {
   EXPECT_FALSE(table.next(kAlarmObjectDn, {.index = nine, .is_inclusive = true}));
 }
 
-}  // namespace
+}  // namespace alarm_view_test
 }  // namespace polaiga::snmp

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::snmp {
-namespace {
+namespace change_row_test {
 
 using engine::ChangeKind;
 using enum engine::Severity;
@@ -93,5 +93,5 @@ TEST(ChangeRowTest, VariablesOfANotification) {
   EXPECT_EQ(all[4].value.number, 6U);
 }
 
-}  // namespace
+}  // namespace change_row_test
 }  // namespace polaiga::snmp

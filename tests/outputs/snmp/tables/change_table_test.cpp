@@ -7,7 +7,7 @@
 #include "ledger/ledger.h"
 
 namespace polaiga::snmp {
-namespace {
+namespace change_table_test {
 
 using engine::ChangeNumber;
 
@@ -147,5 +147,5 @@ TEST_F(ChangeTableTest, GivesUpWhenTooManyAreLeftOut) {
   EXPECT_LE(ledger_.reads, 42);
 }
 
-}  // namespace
+}  // namespace change_table_test
 }  // namespace polaiga::snmp

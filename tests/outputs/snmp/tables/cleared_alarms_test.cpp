@@ -5,7 +5,7 @@
 #include "tables/alarm_view.h"
 
 namespace polaiga::snmp {
-namespace {
+namespace cleared_alarms_test {
 
 using engine::ChangeNumber;
 
@@ -76,5 +76,5 @@ TEST_F(ClearedAlarmsTest, WhatIsGoneIsPassed) {
   EXPECT_EQ(cleared_.rows().size(), 2U);
 }
 
-}  // namespace
+}  // namespace cleared_alarms_test
 }  // namespace polaiga::snmp

@@ -8,7 +8,7 @@
 #include "tables/scalar.h"
 
 namespace polaiga::snmp {
-namespace {
+namespace tree_test {
 
 // The value of a cell says where it is.
 class Named final : public RowTable<int> {
@@ -107,5 +107,5 @@ TEST_F(TreeTest, Next) {
   }
 }
 
-}  // namespace
+}  // namespace tree_test
 }  // namespace polaiga::snmp

@@ -15,7 +15,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::web {
-namespace {
+namespace access_test {
 
 constexpr const char* kPassword = "correct horse";
 constexpr uid_t kProxy = 50033;
@@ -568,5 +568,5 @@ TEST_F(AccessTest, GuessesThroughTheProxyDoNotKeepOthersOut) {
   EXPECT_EQ(caller(get("/").by_unix(kProxy).with("authorization", basic("anna", kPassword))).name, "anna");
 }
 
-}  // namespace
+}  // namespace access_test
 }  // namespace polaiga::web

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::web {
-namespace {
+namespace basic_credentials_test {
 
 TEST(BasicCredentialsTest, NameAndPasswordAreRead) {
   const struct {
@@ -47,5 +47,5 @@ TEST(BasicCredentialsTest, WhatIsWrongIsNothing) {
   for (const auto& [what, header] : kRows) EXPECT_FALSE(parse_basic(header)) << what;
 }
 
-}  // namespace
+}  // namespace basic_credentials_test
 }  // namespace polaiga::web

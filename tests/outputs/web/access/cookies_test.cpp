@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::web {
-namespace {
+namespace cookies_test {
 
 TEST(CookiesTest, ACookieIsFoundByItsName) {
   const struct {
@@ -32,5 +32,5 @@ TEST(CookiesTest, WhatCannotBeTrustedIsNothing) {
   }
 }
 
-}  // namespace
+}  // namespace cookies_test
 }  // namespace polaiga::web

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::web {
-namespace {
+namespace forwarded_test {
 
 TEST(ForwardedTest, TheLastAddressIsTheOneThatTheProxyHasSeen) {
   const std::pair<std::string_view, const char*> kRows[] = {
@@ -22,5 +22,5 @@ TEST(ForwardedTest, TheLastAddressIsTheOneThatTheProxyHasSeen) {
   for (const auto& [header, address] : kRows) EXPECT_EQ(forwarded_address(header), address) << header;
 }
 
-}  // namespace
+}  // namespace forwarded_test
 }  // namespace polaiga::web

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::web {
-namespace {
+namespace guarded_stream_test {
 
 class Numbers final : public Stream {
  public:
@@ -56,5 +56,5 @@ TEST(GuardedStreamTest, TheGateIsAskedNowAndThen) {
   EXPECT_EQ(gate.asked_for, "");
 }
 
-}  // namespace
+}  // namespace guarded_stream_test
 }  // namespace polaiga::web

@@ -5,7 +5,7 @@
 #include "support/manual_clock.h"
 
 namespace polaiga::web {
-namespace {
+namespace login_delays_test {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
@@ -90,5 +90,5 @@ TEST_F(LoginDelaysTest, WhatIsRememberedIsBounded) {
   EXPECT_EQ(failures.wait("d", now), seconds(1));
 }
 
-}  // namespace
+}  // namespace login_delays_test
 }  // namespace polaiga::web

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::web {
-namespace {
+namespace login_page_test {
 
 TEST(LoginPageTest, TextIsNeverMarkup) {
   const std::string hostile = "\"><script>alert(1)</script>";
@@ -37,5 +37,5 @@ TEST(LoginPageTest, NothingIsInlineThatThePolicyForbids) {
   EXPECT_EQ(login_style().find("url("), std::string_view::npos);
 }
 
-}  // namespace
+}  // namespace login_page_test
 }  // namespace polaiga::web

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::web {
-namespace {
+namespace login_request_test {
 
 constexpr const char* kForm = "application/x-www-form-urlencoded";
 constexpr const char* kJson = "application/json";
@@ -94,5 +94,5 @@ TEST(LoginRequestTest, AfterALoginTheBrowserStaysHere) {
   for (const auto& [next, address] : kRows) EXPECT_EQ(return_address(next), address) << next;
 }
 
-}  // namespace
+}  // namespace login_request_test
 }  // namespace polaiga::web

@@ -9,7 +9,7 @@
 #include "support/web.h"
 
 namespace polaiga::web::test {
-namespace {
+namespace login_test {
 
 using engine::test::comes_true;
 using engine::test::Ended;
@@ -275,5 +275,5 @@ TEST_F(UnixLoginTest, TheHeaderOfTheProxyIsBelieved) {
   EXPECT_EQ(status_as_other(at_socket()), " 401");
 }
 
-}  // namespace
+}  // namespace login_test
 }  // namespace polaiga::web::test

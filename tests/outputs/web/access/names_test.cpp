@@ -5,7 +5,7 @@
 #include <string>
 
 namespace polaiga::web {
-namespace {
+namespace names_test {
 
 TEST(NamesTest, WhatIsAUserName) {
   const struct {
@@ -50,5 +50,5 @@ TEST(NamesTest, WhatIsAPassword) {
   for (const auto& [password, is_one] : kRows) EXPECT_EQ(is_password(password), is_one) << password;
 }
 
-}  // namespace
+}  // namespace names_test
 }  // namespace polaiga::web

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::web {
-namespace {
+namespace origin_test {
 
 TEST(OriginTest, RequestsOfOtherSitesAreTold) {
   const struct {
@@ -40,5 +40,5 @@ TEST(OriginTest, RequestsOfOtherSitesAreTold) {
   }
 }
 
-}  // namespace
+}  // namespace origin_test
 }  // namespace polaiga::web

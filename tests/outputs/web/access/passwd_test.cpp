@@ -8,7 +8,7 @@
 #include "support/web.h"
 
 namespace polaiga::web::test {
-namespace {
+namespace passwd_test {
 
 using engine::test::Ended;
 
@@ -155,5 +155,5 @@ TEST_F(PasswdTest, AnInterruptLeavesATerminalThatShowsWhatIsTyped) {
   EXPECT_FALSE(std::filesystem::exists(users()));
 }
 
-}  // namespace
+}  // namespace passwd_test
 }  // namespace polaiga::web::test

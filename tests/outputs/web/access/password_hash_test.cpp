@@ -8,7 +8,7 @@
 #include <thread>
 
 namespace polaiga::web {
-namespace {
+namespace password_hash_test {
 
 using Verdict = PasswordChecker::Verdict;
 
@@ -88,5 +88,5 @@ TEST(PasswordHashTest, OnlyTwoAreCheckedAtOnce) {
   EXPECT_EQ(checker.check("correct horse", hash), Verdict::kRight) << "the places are free again";
 }
 
-}  // namespace
+}  // namespace password_hash_test
 }  // namespace polaiga::web

@@ -5,7 +5,7 @@
 #include <set>
 
 namespace polaiga::web {
-namespace {
+namespace secrets_test {
 
 TEST(SecretsTest, DigestsAreThoseOfTheStandard) {
   // The first two examples of FIPS 180-2.
@@ -53,5 +53,5 @@ TEST(SecretsTest, ASecretLeavesNothingWhereItWas) {
   EXPECT_EQ(third.view(), "short");
 }
 
-}  // namespace
+}  // namespace secrets_test
 }  // namespace polaiga::web

@@ -5,7 +5,7 @@
 #include "support/manual_clock.h"
 
 namespace polaiga::web {
-namespace {
+namespace sessions_test {
 
 class SessionsTest : public ::testing::Test {
  protected:
@@ -106,5 +106,5 @@ TEST_F(SessionsTest, SessionsAreListedInTheirOrder) {
   EXPECT_EQ(all[1].kind, TokenKind::kHeader);
 }
 
-}  // namespace
+}  // namespace sessions_test
 }  // namespace polaiga::web

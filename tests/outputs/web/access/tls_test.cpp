@@ -7,7 +7,7 @@
 #include "support/web.h"
 
 namespace polaiga::web::test {
-namespace {
+namespace tls_test {
 
 using engine::test::Ended;
 
@@ -183,5 +183,5 @@ TEST_F(TlsTest, WhatIsWrongWithTheFilesIsTold) {
             "polaiga: Without users the server listens at this machine alone; give --users\n");
 }
 
-}  // namespace
+}  // namespace tls_test
 }  // namespace polaiga::web::test

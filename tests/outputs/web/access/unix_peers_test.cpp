@@ -8,7 +8,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::web {
-namespace {
+namespace unix_peers_test {
 
 class UnixPeersTest : public ::testing::Test {
  protected:
@@ -96,5 +96,5 @@ TEST_F(UnixPeersTest, AListThatIsNotThereIsEmptyAndOneThatCannotBeReadIsAFailure
   EXPECT_EQ(known.caller(50003).role, Role::kNobody);
 }
 
-}  // namespace
+}  // namespace unix_peers_test
 }  // namespace polaiga::web

@@ -9,7 +9,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::web {
-namespace {
+namespace users_test {
 
 class UsersTest : public ::testing::Test {
  protected:
@@ -81,5 +81,5 @@ TEST_F(UsersTest, RolesHaveNames) {
   EXPECT_EQ(find_role(""), std::nullopt);
 }
 
-}  // namespace
+}  // namespace users_test
 }  // namespace polaiga::web

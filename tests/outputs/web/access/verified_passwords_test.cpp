@@ -5,7 +5,7 @@
 #include "support/manual_clock.h"
 
 namespace polaiga::web {
-namespace {
+namespace verified_passwords_test {
 
 class VerifiedPasswordsTest : public ::testing::Test {
  protected:
@@ -41,5 +41,5 @@ TEST_F(VerifiedPasswordsTest, TheirNumberIsBounded) {
   EXPECT_TRUE(verified_.has(anna_, "password 0"));
 }
 
-}  // namespace
+}  // namespace verified_passwords_test
 }  // namespace polaiga::web

@@ -10,7 +10,7 @@
 #include "support/web.h"
 
 namespace polaiga::web::test {
-namespace {
+namespace actions_test {
 
 using nlohmann::json;
 
@@ -144,5 +144,5 @@ TEST_F(ActionsTest, AnAnswerThatIsNotUnderstoodIsTold) {
   }
 }
 
-}  // namespace
+}  // namespace actions_test
 }  // namespace polaiga::web::test

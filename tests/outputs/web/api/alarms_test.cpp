@@ -5,7 +5,7 @@
 #include "support/web.h"
 
 namespace polaiga::web::test {
-namespace {
+namespace alarms_test {
 
 using nlohmann::json;
 
@@ -83,5 +83,5 @@ TEST_F(AlarmsTest, ATimeThatIsNotKeptIsRefused) {
   EXPECT_EQ(get("/api/v1/alarms?at=2100-01-01T00:00:00Z").status, 200);
 }
 
-}  // namespace
+}  // namespace alarms_test
 }  // namespace polaiga::web::test

@@ -7,7 +7,7 @@
 #include "support/web.h"
 
 namespace polaiga::web::test {
-namespace {
+namespace api_test {
 
 using nlohmann::json;
 
@@ -132,5 +132,5 @@ TEST_F(ApiTest, UnknownParametersAreRefused) {
   }
 }
 
-}  // namespace
+}  // namespace api_test
 }  // namespace polaiga::web::test

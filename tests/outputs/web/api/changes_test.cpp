@@ -6,7 +6,7 @@
 #include "support/web.h"
 
 namespace polaiga::web::test {
-namespace {
+namespace changes_test {
 
 using nlohmann::json;
 
@@ -188,5 +188,5 @@ TEST_F(ChangesTest, ManyFollowAtOnce) {
   for (const auto& one : all) EXPECT_TRUE(one->is_ended());
 }
 
-}  // namespace
+}  // namespace changes_test
 }  // namespace polaiga::web::test

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 namespace polaiga::web {
-namespace {
+namespace application_test {
 
 class Endless final : public Stream {
  public:
@@ -95,5 +95,5 @@ TEST_F(ApplicationTest, AStreamEndsWithTheRightToReadIt) {
   EXPECT_TRUE(closed.stream->is_over());
 }
 
-}  // namespace
+}  // namespace application_test
 }  // namespace polaiga::web

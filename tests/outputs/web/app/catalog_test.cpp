@@ -9,7 +9,7 @@
 #include "app/program.h"
 
 namespace polaiga::web {
-namespace {
+namespace catalog_test {
 
 TEST(CatalogTest, ItIsMadeBeforeAnybodyAsks) {
   std::promise<bool> begun;
@@ -99,5 +99,5 @@ TEST(CatalogTest, WhoWaitsForItIsAnsweredWhenItIsStopped) {
   EXPECT_THROW(reader.get(), ProgramFailed);
 }
 
-}  // namespace
+}  // namespace catalog_test
 }  // namespace polaiga::web

@@ -9,7 +9,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::web {
-namespace {
+namespace program_test {
 
 ProgramAnswer shell(const std::string& command) { return run_program({"sh", "-c", command}); }
 
@@ -55,5 +55,5 @@ TEST(ProgramTest, ItIsKilledWhenItIsToStop) {
   EXPECT_EQ(run_program({"sleep", "1000"}, {.in_background = true, .stop = stop.get_token()}).status, -1);
 }
 
-}  // namespace
+}  // namespace program_test
 }  // namespace polaiga::web

@@ -5,7 +5,7 @@
 #include "http/answers.h"
 
 namespace polaiga::web {
-namespace {
+namespace response_cache_test {
 
 class ResponseCacheTest : public ::testing::Test {
  protected:
@@ -71,5 +71,5 @@ TEST_F(ResponseCacheTest, WhatIsWrongOrLargeOrManyIsNotRemembered) {
   EXPECT_EQ(made_, made + 1);
 }
 
-}  // namespace
+}  // namespace response_cache_test
 }  // namespace polaiga::web

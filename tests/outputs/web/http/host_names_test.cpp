@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 namespace polaiga::web {
-namespace {
+namespace host_names_test {
 
 TEST(HostOfTest, TheHostIsReadFromTheHeader) {
   const struct {
@@ -122,5 +122,5 @@ TEST_F(HostNamesTest, ANameWithAPortOrNoNameIsNoOption) {
   }
 }
 
-}  // namespace
+}  // namespace host_names_test
 }  // namespace polaiga::web

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::web {
-namespace {
+namespace html_text_test {
 
 struct TextCase {
   const char* text;
@@ -28,5 +28,5 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(EscapedTest, ShowsAByteOfZeroAsItsCode) { EXPECT_EQ(escaped(std::string_view("a\0b", 3)), "a[U+0000]b"); }
 
-}  // namespace
+}  // namespace html_text_test
 }  // namespace polaiga::web

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::web {
-namespace {
+namespace letters_test {
 
 TEST(LettersTest, OnlyThoseOfAsciiBecomeSmall) {
   EXPECT_EQ(small_letters("Content-Type @[`{ AZaz09"), "content-type @[`{ azaz09");
@@ -23,5 +23,5 @@ TEST(LettersTest, ATextIsFoundInAnyCase) {
   }
 }
 
-}  // namespace
+}  // namespace letters_test
 }  // namespace polaiga::web

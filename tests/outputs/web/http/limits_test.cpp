@@ -18,7 +18,7 @@
 #include "support/web.h"
 
 namespace polaiga::web::test {
-namespace {
+namespace limits_test {
 
 using engine::test::comes_true;
 using std::chrono::milliseconds;
@@ -357,5 +357,5 @@ TEST_F(LimitsTest, WhereStreamsTakeAllPlacesOthersAreTurnedAway) {
   EXPECT_EQ(plain(), 503);
 }
 
-}  // namespace
+}  // namespace limits_test
 }  // namespace polaiga::web::test

@@ -9,7 +9,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::web {
-namespace {
+namespace listener_test {
 
 TEST(ListenAddressTest, WhatIsOneIsRead) {
   const struct {
@@ -110,5 +110,5 @@ TEST_F(ListenerTest, OnlyASocketThatNobodyListensAtIsReplaced) {
   EXPECT_EQ(complaint("unix:" + path_), "");
 }
 
-}  // namespace
+}  // namespace listener_test
 }  // namespace polaiga::web

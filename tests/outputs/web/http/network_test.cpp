@@ -5,7 +5,7 @@
 #include <utility>
 
 namespace polaiga::web {
-namespace {
+namespace network_test {
 
 TEST(NetworkTest, OnePersonHasAllAddressesOfANetwork) {
   const std::pair<const char*, const char*> kRows[] = {
@@ -22,5 +22,5 @@ TEST(NetworkTest, OnePersonHasAllAddressesOfANetwork) {
   for (const auto& [address, network] : kRows) EXPECT_EQ(network_of(address), network) << address;
 }
 
-}  // namespace
+}  // namespace network_test
 }  // namespace polaiga::web

@@ -8,7 +8,7 @@
 #include "support/web.h"
 
 namespace polaiga::web::test {
-namespace {
+namespace server_test {
 
 class ServerTest : public WebTest {
  protected:
@@ -171,5 +171,5 @@ TEST_F(ServerTest, NoFileDescriptorsLeftIsToldAndPassesBy) {
 
 TEST_F(ServerTest, ATermSignalEndsIt) { stop_web(SIGTERM); }
 
-}  // namespace
+}  // namespace server_test
 }  // namespace polaiga::web::test

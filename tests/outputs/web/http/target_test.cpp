@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::web {
-namespace {
+namespace target_test {
 
 using Path = std::vector<std::string>;
 using Query = std::vector<std::pair<std::string, std::string>>;
@@ -86,5 +86,5 @@ TEST(TargetTest, AnythingCanBeEncoded) {
   EXPECT_EQ(percent_encoded("\u00e4+&=%"), "%C3%A4%2B%26%3D%25");
 }
 
-}  // namespace
+}  // namespace target_test
 }  // namespace polaiga::web

@@ -5,7 +5,7 @@
 #include "support/web.h"
 
 namespace polaiga::web::test {
-namespace {
+namespace full_disk_test {
 
 using engine::test::comes_true;
 using engine::test::SmallDisk;
@@ -75,5 +75,5 @@ TEST_F(FullDiskTest, ASubscriptionThatCannotBeKeptIsRefused) {
   EXPECT_EQ(kept.json().at("Members@odata.count"), 1) << kept.body;
 }
 
-}  // namespace
+}  // namespace full_disk_test
 }  // namespace polaiga::web::test

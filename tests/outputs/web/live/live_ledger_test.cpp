@@ -10,7 +10,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::web {
-namespace {
+namespace live_ledger_test {
 
 using engine::test::comes_true;
 using engine::test::EventAt;
@@ -107,5 +107,5 @@ TEST_F(LiveLedgerTest, ALedgerThatComesLaterIsFollowed) {
   EXPECT_TRUE(is_at(live, 1));
 }
 
-}  // namespace
+}  // namespace live_ledger_test
 }  // namespace polaiga::web

@@ -11,7 +11,7 @@
 #include "metrics/engine_families.h"
 
 namespace polaiga::web::test {
-namespace {
+namespace families_test {
 
 using engine::ActiveRow;
 using engine::Severity;
@@ -178,5 +178,5 @@ TEST(EngineFamiliesTest, AnOutputIsConnectedAsLongAsItSaysSo) {
   }
 }
 
-}  // namespace
+}  // namespace families_test
 }  // namespace polaiga::web::test

@@ -14,7 +14,7 @@
 #include "support/web.h"
 
 namespace polaiga::web::test {
-namespace {
+namespace metrics_test {
 
 using nlohmann::json;
 using Samples = std::map<std::string, double>;  // by the series, with its labels
@@ -484,5 +484,5 @@ TEST_F(MetricsTest, PrometheusScrapesItAndTheRulesFire) {
   EXPECT_EQ(found.at("questions"), 18);
 }
 
-}  // namespace
+}  // namespace metrics_test
 }  // namespace polaiga::web::test

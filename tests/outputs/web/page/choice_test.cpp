@@ -8,7 +8,7 @@
 #include "page/files.h"
 
 namespace polaiga::web {
-namespace {
+namespace choice_test {
 
 using engine::ActiveRow;
 using engine::Severity;
@@ -110,5 +110,5 @@ TEST(ChoiceTest, ReadsHowManyToSkip) {
   EXPECT_EQ(read_choice(parse_target("/?skip=-1")).skip, 0U);
 }
 
-}  // namespace
+}  // namespace choice_test
 }  // namespace polaiga::web

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::web {
-namespace {
+namespace markup_test {
 
 TEST(MarkupTest, KeepsTagsAndEscapesTexts) {
   Markup markup;
@@ -17,5 +17,5 @@ TEST(MarkupTest, WritesNumbersWithThousandsApart) {
   for (const auto& [number, text] : cases) EXPECT_EQ(Markup().number(number).html(), text);
 }
 
-}  // namespace
+}  // namespace markup_test
 }  // namespace polaiga::web

@@ -10,7 +10,7 @@
 #include "support/web.h"
 
 namespace polaiga::web::test {
-namespace {
+namespace page_test {
 
 using engine::test::comes_true;
 using nlohmann::json;
@@ -217,5 +217,5 @@ TEST(PageFilesTest, AllTogetherAreSmallAndAskNoOtherHost) {
   EXPECT_LT(bytes, 150U * 1024);
 }
 
-}  // namespace
+}  // namespace page_test
 }  // namespace polaiga::web::test

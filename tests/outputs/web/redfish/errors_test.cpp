@@ -8,7 +8,7 @@
 #include "redfish/messages.h"
 
 namespace polaiga::web {
-namespace {
+namespace errors_test {
 
 using nlohmann::json;
 
@@ -126,5 +126,5 @@ TEST(ErrorsTest, ArgumentsAreFilledInOnce) {
   EXPECT_EQ(with_arguments("%2 and %1, 5 % and %3", {"%2", "b"}), "b and %2, 5 % and %3");
 }
 
-}  // namespace
+}  // namespace errors_test
 }  // namespace polaiga::web

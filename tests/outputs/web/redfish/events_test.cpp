@@ -6,7 +6,7 @@
 #include "redfish/messages.h"
 
 namespace polaiga::web {
-namespace {
+namespace events_test {
 
 using nlohmann::ordered_json;
 
@@ -119,5 +119,5 @@ TEST(EventsTest, TestsAreToldOnce) {
   EXPECT_TRUE(tests.after(seen).empty());
 }
 
-}  // namespace
+}  // namespace events_test
 }  // namespace polaiga::web

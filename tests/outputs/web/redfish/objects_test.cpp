@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::web {
-namespace {
+namespace objects_test {
 
 TEST(ObjectsTest, AnIdStandsForOneDn) {
   const std::pair<const char*, const char*> kRows[] = {
@@ -44,5 +44,5 @@ TEST(ObjectsTest, SeveritiesBecomeHealth) {
   EXPECT_EQ(health_of(Severity::kCritical), "Critical");
 }
 
-}  // namespace
+}  // namespace objects_test
 }  // namespace polaiga::web

@@ -9,7 +9,7 @@
 #include <cstring>
 
 namespace polaiga::web {
-namespace {
+namespace push_addresses_test {
 
 TEST(PushAddressesTest, AddressesThatAreMeantForThisMachineAloneAreRefused) {
   const std::pair<const char*, const char*> kRows[] = {
@@ -78,5 +78,5 @@ TEST(PushAddressesTest, WhatIsNoInternetAddressIsRefused) {
   EXPECT_EQ(why_not_pushed_to(address), "It is no internet address");
 }
 
-}  // namespace
+}  // namespace push_addresses_test
 }  // namespace polaiga::web

@@ -10,7 +10,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::web {
-namespace {
+namespace pusher_test {
 
 using engine::test::comes_true;
 
@@ -45,5 +45,5 @@ TEST(PusherTest, TheTroubleOfALedgerIsOverWhenItCanBeReadThoughNothingIsDelivere
   EXPECT_TRUE(comes_true([&] { return pusher.trouble_of(id).empty(); })) << pusher.trouble_of(id);
 }
 
-}  // namespace
+}  // namespace pusher_test
 }  // namespace polaiga::web

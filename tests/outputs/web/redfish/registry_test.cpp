@@ -5,7 +5,7 @@
 #include "redfish/errors.h"
 
 namespace polaiga::web {
-namespace {
+namespace registry_test {
 
 using nlohmann::json;
 
@@ -53,5 +53,5 @@ TEST(RegistryTest, ACatalogThatCannotBeMadeIsAskedForAgain) {
   EXPECT_EQ(calls, 2);
 }
 
-}  // namespace
+}  // namespace registry_test
 }  // namespace polaiga::web

@@ -5,7 +5,7 @@
 #include "redfish/errors.h"
 
 namespace polaiga::web {
-namespace {
+namespace request_body_test {
 
 // The id of the message with which something is refused; "" when it is not.
 template <class Act>
@@ -67,5 +67,5 @@ TEST(RequestBodyTest, LongValuesAreToldInBrief) {
   EXPECT_EQ(brief(nlohmann::json::parse(R"({"a":[1]})")), R"({"a":[1]})");
 }
 
-}  // namespace
+}  // namespace request_body_test
 }  // namespace polaiga::web

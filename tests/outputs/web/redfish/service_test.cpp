@@ -7,7 +7,7 @@
 #include "support/web.h"
 
 namespace polaiga::web::test {
-namespace {
+namespace service_test {
 
 using nlohmann::json;
 
@@ -280,5 +280,5 @@ TEST_F(RedfishTest, WithoutALedgerItSaysSo) {
   EXPECT_EQ(answer.header("retry-after"), "5");
 }
 
-}  // namespace
+}  // namespace service_test
 }  // namespace polaiga::web::test

@@ -9,7 +9,7 @@
 #include "redfish/errors.h"
 
 namespace polaiga::web {
-namespace {
+namespace session_service_test {
 
 using nlohmann::json;
 
@@ -125,5 +125,5 @@ TEST_F(SessionServiceTest, WithoutUsersNobodyLogsIn) {
   EXPECT_EQ(json::parse(service_.service().line()).at("SessionTimeout"), 90);
 }
 
-}  // namespace
+}  // namespace session_service_test
 }  // namespace polaiga::web

@@ -10,7 +10,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::web {
-namespace {
+namespace subscription_store_test {
 
 using engine::test::TempDir;
 
@@ -122,5 +122,5 @@ TEST(SubscriptionStoreTest, WithoutADirectoryThereAreNone) {
   EXPECT_THROW(SubscriptionStore("/does/not/exist"), std::runtime_error);
 }
 
-}  // namespace
+}  // namespace subscription_store_test
 }  // namespace polaiga::web

@@ -8,7 +8,7 @@
 #include "redfish/request_body.h"
 
 namespace polaiga::web {
-namespace {
+namespace subscription_test {
 
 using nlohmann::json;
 
@@ -141,5 +141,5 @@ TEST(SubscriptionTest, EventsAreChosen) {
   }
 }
 
-}  // namespace
+}  // namespace subscription_test
 }  // namespace polaiga::web

@@ -5,7 +5,7 @@
 #include "redfish/errors.h"
 
 namespace polaiga::web {
-namespace {
+namespace test_event_test {
 
 using nlohmann::ordered_json;
 
@@ -52,5 +52,5 @@ TEST(TestEventTest, WhatIsNotRightIsRefused) {
   }
 }
 
-}  // namespace
+}  // namespace test_event_test
 }  // namespace polaiga::web

@@ -7,7 +7,7 @@
 #include "support/web.h"
 
 namespace polaiga::web::test {
-namespace {
+namespace restconf_test {
 
 using nlohmann::json;
 
@@ -205,5 +205,5 @@ TEST_F(RestconfTest, RefusalsHaveItsForm) {
   EXPECT_EQ(tag_of(other), "invalid-value");
 }
 
-}  // namespace
+}  // namespace restconf_test
 }  // namespace polaiga::web::test

@@ -16,7 +16,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::ipmi {
-namespace {
+namespace adapter_test {
 
 using test::Texts;
 using namespace std::chrono_literals;
@@ -654,5 +654,5 @@ TEST_F(AdapterTest, IdleItAsksLittleAndSavesNothing) {
   EXPECT_EQ(opened_, 1) << "one session is for all of it";
 }
 
-}  // namespace
+}  // namespace adapter_test
 }  // namespace polaiga::ipmi

@@ -5,7 +5,7 @@
 #include "support/rows.h"
 
 namespace polaiga::ipmi {
-namespace {
+namespace check_report_test {
 
 using test::Texts;
 
@@ -43,5 +43,5 @@ TEST(CheckReportTest, EachSensorWithItsRows) {
           "6 sensors, 1 without a row"}));
 }
 
-}  // namespace
+}  // namespace check_report_test
 }  // namespace polaiga::ipmi

@@ -8,7 +8,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::ipmi {
-namespace {
+namespace credentials_test {
 
 class CredentialsTest : public ::testing::Test {
  protected:
@@ -107,5 +107,5 @@ TEST_F(CredentialsTest, FilesThatOthersMayReadAreRefused) {
   EXPECT_NE(complaint().find("cannot read the password file"), std::string::npos);
 }
 
-}  // namespace
+}  // namespace credentials_test
 }  // namespace polaiga::ipmi

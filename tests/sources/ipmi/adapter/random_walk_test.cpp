@@ -19,7 +19,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::ipmi {
-namespace {
+namespace random_walk_test {
 
 using namespace std::chrono_literals;
 
@@ -359,5 +359,5 @@ TEST(RandomWalkTest, InTheEndTheEngineKnowsWhatIsTrueAndEachStepCameOnce) {
   EXPECT_GT(events, std::size_t{50} * kWalks);
 }
 
-}  // namespace
+}  // namespace random_walk_test
 }  // namespace polaiga::ipmi

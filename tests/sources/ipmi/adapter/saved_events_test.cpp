@@ -6,7 +6,7 @@
 #include "support/rows.h"
 
 namespace polaiga::ipmi {
-namespace {
+namespace saved_events_test {
 
 TEST(SavedEventsTest, TheEventsOfALog) {
   FakeController fake;
@@ -37,5 +37,5 @@ TEST(SavedEventsTest, TheEventsOfALog) {
   EXPECT_EQ(told.size(), 1U);
 }
 
-}  // namespace
+}  // namespace saved_events_test
 }  // namespace polaiga::ipmi

@@ -5,7 +5,7 @@
 #include "support/fake_controller.h"
 
 namespace polaiga::ipmi {
-namespace {
+namespace controller_test {
 
 // A session that expects requests byte by byte, and answers them so.
 struct Exchange {
@@ -348,5 +348,5 @@ TEST(Controller, MayBeGone) {
   EXPECT_THROW(controller.log_info(), ControllerGone);
 }
 
-}  // namespace
+}  // namespace controller_test
 }  // namespace polaiga::ipmi

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::ipmi {
-namespace {
+namespace event_texts_test {
 
 std::optional<std::uint8_t> offset(std::uint8_t sensor_type, std::uint8_t reading_type, std::string_view text) {
   Sensor sensor;
@@ -42,5 +42,5 @@ TEST(EventTexts, WithoutNamesTellTheOffset) {
   }
 }
 
-}  // namespace
+}  // namespace event_texts_test
 }  // namespace polaiga::ipmi

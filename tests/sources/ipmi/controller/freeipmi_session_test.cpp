@@ -18,7 +18,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::ipmi {
-namespace {
+namespace freeipmi_session_test {
 
 class FreeIpmi : public testing::Test {
  protected:
@@ -224,5 +224,5 @@ TEST(FreeIpmiInBand, SaysWhatIsWrongWithTheDevice) {
             "controller /dev/null: this is no device of the kernel's IPMI driver; give one as /dev/ipmi0");
 }
 
-}  // namespace
+}  // namespace freeipmi_session_test
 }  // namespace polaiga::ipmi

@@ -9,7 +9,7 @@
 #include "support/simulator.h"
 
 namespace polaiga::ipmi {
-namespace {
+namespace saved_log_test {
 
 using engine::test::TempDir;
 
@@ -329,5 +329,5 @@ TEST_F(SavedByPrograms, Sensors) {
   }
 }
 
-}  // namespace
+}  // namespace saved_log_test
 }  // namespace polaiga::ipmi

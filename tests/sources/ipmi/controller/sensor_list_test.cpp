@@ -5,7 +5,7 @@
 #include "support/fake_controller.h"
 
 namespace polaiga::ipmi {
-namespace {
+namespace sensor_list_test {
 
 TEST(SensorList, TakesEachSensorOnce) {
   std::vector<std::string> complaints;
@@ -28,5 +28,5 @@ TEST(SensorList, TakesEachSensorOnce) {
                                                   "the fourth is left out: sensor number 1 has a record already"}));
 }
 
-}  // namespace
+}  // namespace sensor_list_test
 }  // namespace polaiga::ipmi

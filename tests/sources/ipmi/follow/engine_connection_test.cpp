@@ -8,7 +8,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::ipmi {
-namespace {
+namespace engine_connection_test {
 
 using test::Texts;
 using namespace std::chrono_literals;
@@ -225,5 +225,5 @@ TEST_F(EngineConnectionTest, APathThatIsTooLongIsRefused) {
   EXPECT_THROW(EngineConnection(std::string(200, 'x'), clock_, {}), std::runtime_error);
 }
 
-}  // namespace
+}  // namespace engine_connection_test
 }  // namespace polaiga::ipmi

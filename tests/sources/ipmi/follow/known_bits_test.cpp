@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::ipmi {
-namespace {
+namespace known_bits_test {
 
 struct Case {
   const char* what;
@@ -55,5 +55,5 @@ TEST(KnownBitsTest, ARecordTellsOfItsOwnOffset) {
   EXPECT_EQ(bits.asserted, 0x0011);
 }
 
-}  // namespace
+}  // namespace known_bits_test
 }  // namespace polaiga::ipmi

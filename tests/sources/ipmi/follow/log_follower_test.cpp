@@ -6,7 +6,7 @@
 #include "support/rows.h"
 
 namespace polaiga::ipmi {
-namespace {
+namespace log_follower_test {
 
 using test::Texts;
 
@@ -435,5 +435,5 @@ TEST_F(LogFollowerTest, RecordsOfOtherTypesArePassedBy) {
   EXPECT_EQ(read(), (Texts{"1:1"}));
 }
 
-}  // namespace
+}  // namespace log_follower_test
 }  // namespace polaiga::ipmi

@@ -7,7 +7,7 @@
 #include "model/entities.h"
 
 namespace polaiga::ipmi {
-namespace {
+namespace log_fullness_test {
 
 LogInfo log_of(unsigned entries, unsigned capacity) {
   LogInfo info;
@@ -44,5 +44,5 @@ TEST(LogFullnessTest, ItsSensorHasARow) {
   EXPECT_EQ(found[0].ladder->steps(3, 0), (std::vector<Step>{{119, 1}, {118, 1}, {117, 0}}));
 }
 
-}  // namespace
+}  // namespace log_fullness_test
 }  // namespace polaiga::ipmi

@@ -6,7 +6,7 @@
 #include "model/entities.h"
 
 namespace polaiga::ipmi {
-namespace {
+namespace outgoing_event_test {
 
 const Target kTarget{
     .entity = engine::find_entity("ps"), .sensor = "PS1_TEMP", .instance = 1, .group = 0, .entity_id = 10};
@@ -37,5 +37,5 @@ TEST(OutgoingEventTest, TheLongestIdsAndNamesAreThoseOfAnEvent) {
   EXPECT_EQ(engine::parse_sensor_event(event_line(now, kTarget, {1, 1}, std::nullopt)).id, now);
 }
 
-}  // namespace
+}  // namespace outgoing_event_test
 }  // namespace polaiga::ipmi

@@ -5,7 +5,7 @@
 #include "support/rows.h"
 
 namespace polaiga::ipmi {
-namespace {
+namespace sensor_levels_test {
 
 using test::Texts;
 
@@ -299,5 +299,5 @@ TEST_F(SensorLevelsTest, OneSensorOnTheSameLadderForTwoTargets) {
   EXPECT_EQ(reading(kTemp, {}), (Texts{"TEMP1 117/0", "SECOND 117/0"}));
 }
 
-}  // namespace
+}  // namespace sensor_levels_test
 }  // namespace polaiga::ipmi

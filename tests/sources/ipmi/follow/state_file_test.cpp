@@ -11,7 +11,7 @@
 #include "support/temp_dir.h"
 
 namespace polaiga::ipmi {
-namespace {
+namespace state_file_test {
 
 using engine::test::TempDir;
 using test::Texts;
@@ -132,5 +132,5 @@ TEST_F(StateFileTest, AFullDiskLeavesTheStateAsItIs) {
   EXPECT_EQ(load(file), large);
 }
 
-}  // namespace
+}  // namespace state_file_test
 }  // namespace polaiga::ipmi

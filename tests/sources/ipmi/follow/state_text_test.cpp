@@ -5,7 +5,7 @@
 #include "support/full_state.h"
 
 namespace polaiga::ipmi {
-namespace {
+namespace state_text_test {
 
 std::string complaint(const std::string& text) {
   try {
@@ -52,5 +52,5 @@ TEST(StateTextTest, OtherTextsWithARightChecksumAreRefused) {
       "a number is too large");
 }
 
-}  // namespace
+}  // namespace state_text_test
 }  // namespace polaiga::ipmi

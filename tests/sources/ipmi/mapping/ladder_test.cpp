@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::ipmi {
-namespace {
+namespace ladder_test {
 
 using Steps = std::vector<Step>;
 
@@ -73,5 +73,5 @@ TEST(LadderTest, ARungMayBeForSeveralOffsetsAndForEventData3) {
   EXPECT_EQ(by_data.level({.asserted = 0, .event_data_3 = std::uint8_t{4}}), 0);
 }
 
-}  // namespace
+}  // namespace ladder_test
 }  // namespace polaiga::ipmi

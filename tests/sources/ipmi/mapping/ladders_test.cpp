@@ -23,7 +23,7 @@
 #include "support/manual_clock.h"
 
 namespace polaiga::ipmi {
-namespace {
+namespace ladders_test {
 
 using engine::test::ManualClock;
 using Texts = std::vector<std::string>;
@@ -686,5 +686,5 @@ TEST(LaddersTest, AMissingUnitTellsNothingElse) {
   }
 }
 
-}  // namespace
+}  // namespace ladders_test
 }  // namespace polaiga::ipmi

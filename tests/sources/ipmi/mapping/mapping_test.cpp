@@ -6,7 +6,7 @@
 #include <string>
 
 namespace polaiga::ipmi {
-namespace {
+namespace mapping_test {
 
 const std::string kLadders = "ladder\theld\toffset\tup\tdown\n";
 const std::string kSensors = "sensor\ttype\treading\tof\tentity\tname\tinstance\tgroup\tentity_id\tladders\n";
@@ -292,5 +292,5 @@ INSTANTIATE_TEST_SUITE_P(
         Bad{kSlowSensors + "FAN*\t04h\t01h\t*\t-\t-\t-\t-\t-\t-\n" + kRow,
             "m.tsv:5:1: sensor: the row in line 4 takes the same sensors; rows that share them follow each other"}));
 
-}  // namespace
+}  // namespace mapping_test
 }  // namespace polaiga::ipmi

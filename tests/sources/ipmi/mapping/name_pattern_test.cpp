@@ -5,7 +5,7 @@
 #include <string>
 
 namespace polaiga::ipmi {
-namespace {
+namespace name_pattern_test {
 
 // "UNIT GROUP", or "no".
 std::string match(const char* pattern, const std::string& name) {
@@ -68,5 +68,5 @@ TEST(NamePatternTest, Complaints) {
   EXPECT_EQ(complaint("{group}-{group}"), "8 has this number twice");
 }
 
-}  // namespace
+}  // namespace name_pattern_test
 }  // namespace polaiga::ipmi

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::ipmi {
-namespace {
+namespace hexadecimal_test {
 
 TEST(Hexadecimal, HasAllDigitsOfItsNumber) {
   EXPECT_EQ(hex(std::uint8_t{0x00}), "00h");
@@ -12,5 +12,5 @@ TEST(Hexadecimal, HasAllDigitsOfItsNumber) {
   EXPECT_EQ(hex(std::uint16_t{0xFEDC}), "FEDCh");
 }
 
-}  // namespace
+}  // namespace hexadecimal_test
 }  // namespace polaiga::ipmi

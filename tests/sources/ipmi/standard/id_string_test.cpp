@@ -10,7 +10,7 @@
 #include "standard/sensor.h"
 
 namespace polaiga::ipmi {
-namespace {
+namespace id_string_test {
 
 std::string parse(std::uint8_t type_length, std::initializer_list<std::uint8_t> bytes) {
   return parse_id_string(type_length, std::vector<std::uint8_t>(bytes));
@@ -64,5 +64,5 @@ TEST(IdString, MustFitIntoItsRecord) {
   EXPECT_THROW(parse(0x45, {0x12, 0x34}), BadRecord);
 }
 
-}  // namespace
+}  // namespace id_string_test
 }  // namespace polaiga::ipmi

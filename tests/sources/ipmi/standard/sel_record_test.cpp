@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga::ipmi {
-namespace {
+namespace sel_record_test {
 
 TEST(SelRecord, TellsOfASensor) {
   const SelBytes bytes = {0x34, 0x12, 0x02, 0x80, 0x43, 0x6D, 0x38, 0x20,
@@ -87,5 +87,5 @@ TEST(SelRecord, IsWrittenInHexadecimal) {
       "04043181571aff");
 }
 
-}  // namespace
+}  // namespace sel_record_test
 }  // namespace polaiga::ipmi

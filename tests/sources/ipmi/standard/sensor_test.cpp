@@ -7,7 +7,7 @@
 #include <string>
 
 namespace polaiga::ipmi {
-namespace {
+namespace sensor_test {
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -233,5 +233,5 @@ TEST(SensorState, MustHaveItsFlags) {
   EXPECT_THROW(state(kThresholdReading, {0x55}), BadRecord);
 }
 
-}  // namespace
+}  // namespace sensor_test
 }  // namespace polaiga::ipmi

@@ -1,0 +1,77 @@
+# Tests that are compiled together. What a test includes takes a compiler far longer than the test itself, so the tests
+# of a room are one program, and few sources for the compiler. `ctest` still runs the tests of each source by
+# themselves, under the name of that source.
+option(POLAIGA_UNITY_TESTS "Compile the tests of each room as few sources, in one program" ON)
+
+# Answers in `result` with the filter of GoogleTest that lets the tests of a source run, and no others.
+function(polaiga_tests_in result source)
+  file(STRINGS ${source} tests REGEX "^(TEST|TEST_F|TEST_P)\\(")
+  set(names "")
+  foreach(test IN LISTS tests)
+    if(NOT test MATCHES "^TEST[_FP]*\\(([A-Za-z0-9_]+), ([A-Za-z0-9_]+)\\)")
+      message(FATAL_ERROR "${source}: the name of a test must stand in one line with TEST: ${test}")
+    endif()
+    list(APPEND names "${CMAKE_MATCH_1}.${CMAKE_MATCH_2}" "*/${CMAKE_MATCH_1}.${CMAKE_MATCH_2}/*")
+  endforeach()
+  if(NOT names)
+    message(FATAL_ERROR "${source} has no tests")
+  endif()
+  list(JOIN names ":" names)
+  set(${result} "${names}" PARENT_SCOPE)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${source})
+endfunction()
+
+# polaiga_tests(PREFIX [ALONE] [HEADERS TARGET] [LIBRARIES ...] [DEFINITIONS ...] SOURCES alarms/reporters ...): tests of
+# rooms of PREFIX, as the sources alarms/reporters_test.cpp. ctest knows them as PREFIX/alarms/reporters.
+#   ALONE        each is a program of its own, because it replaces functions of the C library or needs other options. Its
+#                target is PREFIX_alarms_reporters_test.
+#   HEADERS      the target whose precompiled headers they use; test_headers without it.
+#   LIBRARIES    what they are linked with.
+#   DEFINITIONS  what the preprocessor is to know.
+# Those in POLAIGA_TESTS_LEFT_OUT are left out: they prove in this build what they prove everywhere.
+set(POLAIGA_TESTS_LEFT_OUT "" CACHE STRING "Tests that are not built, as commands/arguments")
+function(polaiga_tests prefix)
+  cmake_parse_arguments(PARSE_ARGV 1 tests "ALONE" "HEADERS" "LIBRARIES;DEFINITIONS;SOURCES")
+  list(REMOVE_ITEM tests_SOURCES ${POLAIGA_TESTS_LEFT_OUT})
+  if(NOT tests_HEADERS)
+    set(tests_HEADERS test_headers)
+  endif()
+  foreach(path IN LISTS tests_SOURCES)
+    get_filename_component(room ${path} DIRECTORY)
+    if(tests_ALONE OR NOT POLAIGA_UNITY_TESTS)
+      string(REPLACE / _ program ${prefix}_${path}_test)
+    else()
+      string(REPLACE / _ program ${prefix}_${room}_tests)
+      # Tests of a room that need something else are another program.
+      set(needs "${tests_HEADERS} ${tests_LIBRARIES} ${tests_DEFINITIONS}")
+      foreach(number "" _2 _3)
+        set(numbered ${program}${number})
+        get_property(known GLOBAL PROPERTY polaiga_${numbered}_needs)
+        if(NOT known OR known STREQUAL needs)
+          break()
+        endif()
+      endforeach()
+      set(program ${numbered})
+      set_property(GLOBAL PROPERTY polaiga_${program}_needs "${needs}")
+    endif()
+    if(NOT TARGET ${program})
+      add_executable(${program})
+      target_link_libraries(${program} PRIVATE ${tests_LIBRARIES} GTest::gtest_main)
+      target_compile_definitions(${program} PRIVATE ${tests_DEFINITIONS})
+      target_precompile_headers(${program} REUSE_FROM ${tests_HEADERS})
+      set_target_properties(${program} PROPERTIES UNITY_BUILD_BATCH_SIZE 8)
+      if(NOT tests_ALONE AND POLAIGA_UNITY_TESTS)
+        set_target_properties(${program} PROPERTIES UNITY_BUILD ON)
+      endif()
+    endif()
+    target_sources(${program} PRIVATE ${path}_test.cpp)
+    if(tests_ALONE OR NOT POLAIGA_UNITY_TESTS)
+      add_test(NAME ${prefix}/${path} COMMAND ${program})
+    else()
+      polaiga_tests_in(filter ${CMAKE_CURRENT_SOURCE_DIR}/${path}_test.cpp)
+      add_test(NAME ${prefix}/${path} COMMAND ${program} --gtest_filter=${filter})
+    endif()
+    # A filter that fits nothing would pass for a success.
+    set_tests_properties(${prefix}/${path} PROPERTIES FAIL_REGULAR_EXPRESSION "Running 0 tests")
+  endforeach()
+endfunction()

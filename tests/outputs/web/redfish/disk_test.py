@@ -3,10 +3,9 @@ It needs root, to mount a small disk where this process and its children alone s
 import json
 import os
 import signal
-import subprocess
 import sys
 
-from service import PATIENCE, SUBSCRIPTIONS, Directory, Engine, Receiver, Web, make_users, slow, subscribe, until
+from service import SUBSCRIPTIONS, Directory, Engine, Receiver, Web, make_users, run, slow, subscribe, until
 
 FULL = "No space left on device"
 
@@ -38,11 +37,11 @@ def main():
     with Directory() as directory:
         state = directory + "/state"
         os.mkdir(state)
-        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "none", state], check=True, timeout=PATIENCE)
+        run("mount", "-t", "tmpfs", "-o", "size=64k", "none", state)
         try:
             test(polaiga, polaiga_web, directory, state)
         finally:
-            subprocess.run(["umount", "--lazy", state], check=True, timeout=PATIENCE)
+            run("umount", "--lazy", state)
     print("All is well.")
 
 

@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
 """How fast polaiga-alertmanager tells, and what it costs, with limits: alertmanager_bench.py POLAIGA PUBLISHER
 It tells a real Alertmanager on this machine, and a webhook that does nothing."""
-import os
 import sys
 import time
 from pathlib import Path
@@ -9,25 +8,12 @@ from pathlib import Path
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests/outputs/alertmanager/support"))
 sys.dont_write_bytecode = True
 import peers
+from figures import Figures
 from peers import Alertmanager, Engine, Receiver, fan, until
 
 ALARMS = 10000
 IDLE = 20  # seconds
 CHANGES = 2000
-missed = 0
-
-
-def tell(what, value, limit):
-    global missed
-    holds = value <= limit
-    missed += not holds
-    print(f"{what:<58} {value:10.2f}   <= {limit:.2f}{'' if holds else '  MISSED'}", flush=True)
-
-
-def processor_time(pid):
-    with open(f"/proc/{pid}/stat", encoding="ascii") as file:
-        program, kernel = file.read().rsplit(")", 1)[1].split()[11:13]
-    return (int(program) + int(kernel)) / os.sysconf("SC_CLK_TCK")
 
 
 def cursor(engine):
@@ -36,6 +22,7 @@ def cursor(engine):
 
 def main():
     peers.POLAIGA, peers.PUBLISHER = sys.argv[1:]
+    figures = Figures()
     engine = Engine("--chattering", "0", "--max-active", str(2 * ALARMS))
     engine.feed(*(fan(number) for number in range(1, ALARMS + 1)))
     alertmanager = Alertmanager(engine)
@@ -43,7 +30,7 @@ def main():
     began = time.monotonic()
     publisher = engine.publisher("--url", alertmanager.url, "--resend", "10s")
     until("all are told", lambda: cursor(engine) == ALARMS)
-    tell(f"{ALARMS} active alarms until Alertmanager has them, s", time.monotonic() - began, 15)
+    figures.at_most(f"{ALARMS} active alarms until Alertmanager has them, s", time.monotonic() - began, 15)
     assert len(alertmanager.picture()) == ALARMS
 
     slowest = 0.0
@@ -52,12 +39,13 @@ def main():
         engine.feed(fan(ALARMS + 1, 3, 1 - number % 2))
         until("it is told", lambda: (alertmanager.alert(peers.dn_of_fan(ALARMS + 1)) is None) == (number % 2 == 1))
         slowest = max(slowest, time.monotonic() - began)
-    tell("an event until Alertmanager shows it among them, s", slowest, 2)
+    figures.at_most("an event until Alertmanager shows it among them, s", slowest, 2)
 
-    before = processor_time(publisher.pid)
+    before = publisher.processor_time()
     time.sleep(IDLE)  # this is what is measured
-    tell("telling all again each 10 s, per cent of a processor", 100 * (processor_time(publisher.pid) - before) / IDLE, 10)
-    tell("memory, MiB", publisher.most_memory(), 64)
+    figures.at_most("telling all again each 10 s, per cent of a processor",
+                    100 * (publisher.processor_time() - before) / IDLE, 10)
+    figures.at_most("memory, MiB", publisher.most_memory() / 2**20, 64)
     assert publisher.end() == 0
 
     receiver = Receiver()
@@ -68,13 +56,13 @@ def main():
     began = time.monotonic()
     engine.feed(*(fan(number, 4, 1) for number in range(1, CHANGES // 2 + 1)))
     until("all changes came", lambda: len(receiver.taken) == taken + CHANGES)
-    tell(f"{CHANGES} changes until the webhook has them, s", time.monotonic() - began, 15)
-    tell("memory with a webhook, MiB", publisher.most_memory(), 64)
+    figures.at_most(f"{CHANGES} changes until the webhook has them, s", time.monotonic() - began, 15)
+    figures.at_most("memory with a webhook, MiB", publisher.most_memory() / 2**20, 64)
     assert publisher.end() == 0
     for one in (alertmanager, engine):
         one.kill()
     receiver.stop()
-    sys.exit(1 if missed else 0)
+    sys.exit(1 if figures.missed else 0)
 
 
 if __name__ == "__main__":

@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
 """What polaiga-ipmi costs, and how soon it tells, with limits: ipmi_bench.py POLAIGA POLAIGA_IPMI
 It asks a simulated controller on this machine."""
-import os
 import sys
 import time
 from pathlib import Path
@@ -10,31 +9,12 @@ sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests/sources/i
 sys.dont_write_bytecode = True
 import system
 from board import BOARD, CONTROLLER, LOW, THRESHOLDS
+from figures import Figures
 from system import System
 
 IDLE = 70  # seconds; the sensors are read once a minute
 EVENTS = 10
 RECORDS = 4000
-missed = 0
-
-
-def tell(what, value, limit):
-    global missed
-    holds = value <= limit
-    missed += not holds
-    print(f"{what:<46} {value:10.2f}   <= {limit:.2f}{'' if holds else '  MISSED'}", flush=True)
-
-
-def processor_time(pid):
-    with open(f"/proc/{pid}/stat", encoding="ascii") as file:
-        program, kernel = file.read().rsplit(")", 1)[1].split()[11:13]
-    return (int(program) + int(kernel)) / os.sysconf("SC_CLK_TCK")
-
-
-def most_memory(pid):
-    """In MiB."""
-    with open(f"/proc/{pid}/status", encoding="ascii") as file:
-        return next(int(line.split()[1]) for line in file if line.startswith("VmHWM:")) / 1024
 
 
 def long_log():
@@ -48,9 +28,9 @@ def long_log():
 
 def main():
     system.POLAIGA, system.POLAIGA_IPMI = sys.argv[1:]
+    figures = Figures()
     server = System()
     server.follow()
-    pid = server.adapter.process.pid
 
     # The longest of several: what happens just after a look waits for the next one.
     slowest = 0.0
@@ -62,24 +42,24 @@ def main():
             server.simulator.heal("FAN1_TACH1")
         server.wait_for_truth()
         slowest = max(slowest, time.monotonic() - began)
-    tell("an event until it is in the ledger, seconds", slowest, 3)
+    figures.at_most("an event until it is in the ledger, seconds", slowest, 3)
 
-    before = processor_time(pid)
+    before = server.adapter.processor_time()
     time.sleep(IDLE)  # this is what is measured
-    tell("idle, per cent of a processor", 100 * (processor_time(pid) - before) / IDLE, 1)
-    tell("memory, MiB", most_memory(pid), 16)
+    figures.at_most("idle, per cent of a processor", 100 * (server.adapter.processor_time() - before) / IDLE, 1)
+    figures.at_most("memory, MiB", server.adapter.most_memory() / 2**20, 16)
     server.close()
 
     server = System(log=list(long_log()), log_entries=RECORDS + 1000)
     began = time.monotonic()
-    printed, _ = system.run(system.POLAIGA_IPMI, *server.controller_options(), "--state", server.state, "--once",
-                            "--history", "--print")
-    tell(f"{RECORDS} records of a log, seconds", time.monotonic() - began, 2)
+    printed = system.run(system.POLAIGA_IPMI, *server.controller_options(), "--state", server.state, "--once",
+                         "--history", "--print").stdout
+    figures.at_most(f"{RECORDS} records of a log, seconds", time.monotonic() - began, 2)
     events = len(printed.splitlines())
     if events < RECORDS:
         sys.exit(f"only {events} events came of {RECORDS} records")
     server.close()
-    sys.exit(1 if missed else 0)
+    sys.exit(1 if figures.missed else 0)
 
 
 if __name__ == "__main__":

@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
 """How fast polaiga-mqtt tells, and in how much memory, with limits: mqtt_bench.py POLAIGA POLAIGA_MQTT [CHANGES]
 It tells a mosquitto on this machine."""
-import os
 import sys
 import threading
 import time
@@ -11,24 +10,11 @@ sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests/outputs/m
 sys.dont_write_bytecode = True
 import board
 from board import Board, fan, retained, supply, until
+from figures import Figures
 
 PART = 10_000  # events that are sent at once
 EVENTS = 20
-missed = 0
-
-
-def tell(what, value, limit, at_least=False):
-    global missed
-    holds = value >= limit if at_least else value <= limit
-    missed += not holds
-    sign = ">=" if at_least else "<="
-    print(f"{what:<58} {value:10.2f}   {sign} {limit:.2f}{'' if holds else '  MISSED'}", flush=True)
-
-
-def most_memory(pid):
-    """In MiB."""
-    with open(f"/proc/{pid}/status", encoding="ascii") as file:
-        return next(int(line.split()[1]) for line in file if line.startswith("VmHWM:")) / 1024
+figures = Figures()
 
 
 def make_changes(server, count):
@@ -50,8 +36,8 @@ def speed(changes, *options):
         began = time.monotonic()
         server.start(*options)
         until("all is confirmed", lambda: server.cursor() == last, 300)
-        tell(f"changes a second, confirmed {' '.join(options)}", last / (time.monotonic() - began), 5000, at_least=True)
-        tell(f"memory for {last} changes, MiB", most_memory(server.publisher.process.pid), 40)
+        figures.at_least(f"changes a second, confirmed {' '.join(options)}", last / (time.monotonic() - began), 5000)
+        figures.at_most(f"memory for {last} changes, MiB", server.publisher.most_memory() / 2**20, 40)
     finally:
         server.close()
 
@@ -70,7 +56,7 @@ def promptness():
             server.send([fan(1, 1 - i % 2)])
             assert came.wait(10)
             longest = max(longest, time.monotonic() - began)
-        tell("from an event to its message, the longest, s", longest, 0.25)
+        figures.at_most("from an event to its message, the longest, s", longest, 0.25)
     finally:
         server.close()
 
@@ -86,8 +72,8 @@ def many_alarms():
         until("the list is whole", lambda: retained(server)[0].index["count"] == count)
         picture, took = retained(server)
         assert len(picture.alarms()) == count
-        tell(f"until one who joins has the list of {count} alarms, s", took, 1)
-        tell("memory with it, MiB", most_memory(server.publisher.process.pid), 60)
+        figures.at_most(f"until one who joins has the list of {count} alarms, s", took, 1)
+        figures.at_most("memory with it, MiB", server.publisher.most_memory() / 2**20, 60)
     finally:
         server.close()
 
@@ -99,7 +85,7 @@ def main():
     speed(changes, "--protocol", "3.1.1")
     promptness()
     many_alarms()
-    return 1 if missed else 0
+    return 1 if figures.missed else 0
 
 
 if __name__ == "__main__":

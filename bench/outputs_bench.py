@@ -4,15 +4,18 @@ Each of their peers takes the connection and never answers. The engine's rate be
 without them, in turns, so that a machine that does other things meanwhile disturbs both alike. polaiga-snmp has no
 network peer that could hang: it speaks to the agent of its own machine."""
 import json
-import os
 import socket
 import statistics
-import subprocess
 import sys
 import tempfile
 import threading
 import time
 from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests/support"))
+sys.dont_write_bytecode = True
+from figures import Figures
+from processes import Process, until
 
 ROUNDS = 5
 EVENTS = 30_000  # in a round
@@ -41,12 +44,8 @@ class SilentPeer:
 class Engine:
     def __init__(self, program, directory):
         self.ledger, self.events, self.control = (str(directory / name) for name in ("ledger.db", "events", "control"))
-        self.process = subprocess.Popen([program, "run", "--ledger", self.ledger, "--socket", self.events, "--control",
-                                         self.control], stdin=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
-        for line in self.process.stderr:
-            if "ready" in line:
-                break
-        threading.Thread(target=self.process.stderr.read, daemon=True).start()
+        self.process = Process(program, "run", "--ledger", self.ledger, "--socket", self.events, "--control", self.control)
+        self.process.wait_for("ready: ")
         self.socket = socket.socket(socket.AF_UNIX)
         self.socket.connect(self.events)
 
@@ -72,11 +71,6 @@ class Engine:
             return {one["publisher"] for one in json.loads(control.makefile().readline())["publishers"]}
 
 
-def end(process):
-    process.terminate()
-    process.wait(30)
-
-
 def main():
     program, day, mqtt, alertmanager = sys.argv[1:]
     cycle = Path(day).read_bytes().splitlines(keepends=True)
@@ -89,25 +83,16 @@ def main():
         common = ["--ledger", engine.ledger, "--control", engine.control]
         for _ in range(ROUNDS):
             alone.append(engine.rate(lines))
-            with open(os.devnull, "w", encoding="ascii") as nowhere:
-                publishers = [
-                    subprocess.Popen([mqtt, *common, "--broker", f"127.0.0.1:{peer.port}", "--site", "bench",
-                                      "--controller", "one"], stderr=nowhere),
-                    subprocess.Popen([alertmanager, *common, "--url", f"http://127.0.0.1:{peer.port}"], stderr=nowhere)]
-                began = time.monotonic()
-                while len(engine.publishers()) < 2:
-                    if time.monotonic() - began > 30:
-                        sys.exit("the publishers do not report to the engine")
-                    time.sleep(0.05)
+            with (Process(mqtt, *common, "--broker", f"127.0.0.1:{peer.port}", "--site", "bench", "--controller", "one"),
+                  Process(alertmanager, *common, "--url", f"http://127.0.0.1:{peer.port}")):
+                until("the publishers report to the engine", lambda: len(engine.publishers()) >= 2)
                 beside.append(engine.rate(lines))
-                for publisher in publishers:
-                    end(publisher)
-        end(engine.process)
-    ratio = statistics.median(beside) / statistics.median(alone)
-    holds = ratio >= LEAST
-    print(f"events a second alone {statistics.median(alone):,.0f}, beside publishers whose peers hang "
-          f"{statistics.median(beside):,.0f}: ratio {ratio:.2f}   >= {LEAST:.2f}{'' if holds else '  MISSED'}")
-    sys.exit(0 if holds else 1)
+        engine.process.end()
+    figures = Figures()
+    figures.note("events a second alone", statistics.median(alone))
+    figures.note("events a second beside publishers whose peers hang", statistics.median(beside))
+    figures.at_least("their ratio", statistics.median(beside) / statistics.median(alone), LEAST)
+    sys.exit(1 if figures.missed else 0)
 
 
 main()

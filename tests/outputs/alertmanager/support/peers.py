@@ -3,15 +3,14 @@ are told to."""
 import atexit
 import calendar
 import contextlib
+import functools
 import http.server
 import json
 import os
 import re
 import shutil
-import signal
 import socket
 import ssl
-import subprocess
 import sys
 import tempfile
 import threading
@@ -20,78 +19,15 @@ import unittest
 import urllib.error
 import urllib.parse
 import urllib.request
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parents[3] / "support"))
+import processes
+from processes import PATIENCE, Process, free_port, run
 
 POLAIGA, PUBLISHER = "", ""  # the programs, which main() is told
-PATIENCE = float(os.environ.get("POLAIGA_PATIENCE", 60))  # seconds, for what must come
-signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
-
-
-def until(what, condition, patience=PATIENCE):
-    end = time.monotonic() + patience
-    while True:
-        with contextlib.suppress(OSError):
-            value = condition()
-            if value:
-                return value
-        assert time.monotonic() < end, "it did not come about: " + what
-        time.sleep(0.02)
-
-
-def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
-
-
-def run(*command, text="", status=0):
-    done = subprocess.run(command, input=text, capture_output=True, text=True, timeout=PATIENCE)
-    assert done.returncode == status, (command, done.returncode, done.stdout, done.stderr)
-    return done.stdout
-
-
-class Process:
-    """A program whose messages are kept."""
-
-    def __init__(self, *command, **more):
-        self.process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                                        stderr=subprocess.PIPE, text=True, errors="replace", **more)
-        self.pid = self.process.pid
-        self.said = []
-        self.reader = threading.Thread(target=lambda: self.said.extend(self.process.stderr), daemon=True)
-        self.reader.start()
-        atexit.register(self.kill)
-
-    def text(self):
-        return "".join(list(self.said))
-
-    def wait_for(self, words):
-        until(f"'{words}' is said", lambda: words in self.text() or self.process.poll() is not None)
-        assert words in self.text(), self.text()
-
-    def wait(self):
-        status = self.process.wait(PATIENCE)
-        self.reader.join(PATIENCE)
-        return status
-
-    def end(self, how=signal.SIGTERM):
-        if self.process.poll() is None:
-            self.process.send_signal(how)
-        return self.wait()
-
-    def kill(self):
-        self.end(signal.SIGKILL)
-
-    def most_memory(self):
-        """In MiB."""
-        return self.memory("VmHWM:")
-
-    def is_sanitised(self):
-        """A sanitiser reserves terabytes, and its memory says nothing of the program's."""
-        return self.memory("VmPeak:") > 2**20
-
-    def memory(self, name):
-        with open(f"/proc/{self.pid}/status", encoding="ascii") as file:
-            return next(int(line.split()[1]) for line in file if line.startswith(name)) / 1024
+# Who is asked may not be there yet, or have been killed.
+until = functools.partial(processes.until, not_yet=OSError)
 
 
 def fan(number, offset=3, state=1):
@@ -169,7 +105,8 @@ class Engine:
 
     def active(self):
         """The active alarms, as objects."""
-        return [json.loads(line) for line in run(POLAIGA, "active", "--all", "--json", "--ledger", self.ledger).splitlines()]
+        listed = run(POLAIGA, "active", "--all", "--json", "--ledger", self.ledger).stdout
+        return [json.loads(line) for line in listed.splitlines()]
 
     def alarm_of(self, dn):
         return next(one for one in self.active() if one["dn"] == dn)
@@ -381,7 +318,7 @@ class WholeTest(unittest.TestCase):
     def check_memory(self, process, most):
         """In MiB."""
         if not process.is_sanitised():
-            self.assertLess(process.most_memory(), most)
+            self.assertLess(process.most_memory(), most << 20)
 
     def engine(self, *arguments):
         engine = Engine(*arguments)

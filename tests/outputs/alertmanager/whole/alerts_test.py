@@ -1,6 +1,7 @@
 """Alarms of an engine as alerts of a real Alertmanager: alerts_test.py POLAIGA PUBLISHER SOURCE [TEST]..."""
 import json
 import os
+import signal
 import sys
 import time
 import urllib.error
@@ -112,7 +113,7 @@ class AlertsTest(WholeTest):
                          ("14400", "it gets hot", "change it"))
         # Another profile holds at once, also for what is active.
         write(("*", dn_of_fan(2), "-", "no", "-", "-", "-"))
-        os.kill(engine.process.pid, peers.signal.SIGHUP)
+        engine.process.send_signal(signal.SIGHUP)
         alertmanager.wait_for({key(1)})
 
     def test_a_fault_that_chatters_stays_told_until_it_has_settled(self):

@@ -2,13 +2,12 @@
 import base64
 import os
 import signal
-import subprocess
 import sys
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "../support"))
 import peers
-from peers import PATIENCE, WholeTest, dn_of_fan, fan, make_identity, until
+from peers import WholeTest, dn_of_fan, fan, make_identity, run, until
 
 FAN_1, FAN_2 = (dn_of_fan(1), "F0395", "minor"), (dn_of_fan(2), "F0395", "minor")
 
@@ -123,15 +122,15 @@ class FailuresTest(WholeTest):
         self.assertEqual(self.authorization(other), "Bearer first")
         publisher.wait_for("the credentials are sent in plain text; use https")
         engine.write("credentials", "token=second\n")
-        os.kill(publisher.pid, signal.SIGHUP)
+        publisher.send_signal(signal.SIGHUP)
         until("the new one is used", lambda: self.authorization(one) == self.authorization(other) == "Bearer second")
         # A URL that nobody is told at is a slip.
         engine.write("credentials", "token=second\nurl=https://elsewhere.example\ntoken=third\n")
-        os.kill(publisher.pid, signal.SIGHUP)
+        publisher.send_signal(signal.SIGHUP)
         publisher.wait_for("https://elsewhere.example: the credentials file has a line for this URL, and no option has")
         # A wrong file changes nothing.
         engine.write("credentials", "s3cret\n")
-        os.kill(publisher.pid, signal.SIGHUP)
+        publisher.send_signal(signal.SIGHUP)
         publisher.wait_for("what was read before goes on. Mend the file, and send SIGHUP again")
         requests = len(one.headers)
         until("it goes on", lambda: len(one.headers) > requests)
@@ -140,8 +139,7 @@ class FailuresTest(WholeTest):
 
     def refused(self, *arguments, status=2):
         engine = "--ledger", "/nowhere/ledger.db", "--control", "/nowhere/control.sock"
-        done = subprocess.run([peers.PUBLISHER, *engine, *arguments], capture_output=True, text=True, timeout=PATIENCE)
-        self.assertEqual(done.returncode, status, done)
+        done = run(peers.PUBLISHER, *engine, *arguments, status=status)
         return done.stdout + done.stderr
 
     def test_files_that_are_not_right(self):

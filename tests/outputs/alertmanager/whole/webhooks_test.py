@@ -6,7 +6,7 @@ import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "../support"))
 import peers
-from peers import WholeTest, dn_of_fan, fan, until
+from peers import WholeTest, dn_of_fan, fan, run, until
 
 
 class WebhooksTest(WholeTest):
@@ -26,8 +26,8 @@ class WebhooksTest(WholeTest):
     def check_schema(self, events):
         """Every event is what docs/schemas describes."""
         text = "".join(json.dumps(event) + "\n" for event in events)
-        answers = peers.run("/usr/bin/python3", os.path.join(self.source, "tests/engine/support/validate_json.py"),
-                            os.path.join(self.source, "docs/schemas/cloudevent.schema.json"), text=text).splitlines()
+        answers = run("/usr/bin/python3", os.path.join(self.source, "tests/engine/support/validate_json.py"),
+                      os.path.join(self.source, "docs/schemas/cloudevent.schema.json"), text=text).stdout.splitlines()
         self.assertEqual(len(answers), len(events))
         for answer, event in zip(answers, events):
             self.assertEqual(answer, "accepted", event)
@@ -48,8 +48,8 @@ class WebhooksTest(WholeTest):
         self.assertEqual(receiver.headers[-1]["Content-Type"], "application/cloudevents+json")
         self.assertEqual(receiver.paths[-1], "/hook")
         # The data is what the engine's own commands print.
-        printed = [json.loads(line) for line in peers.run(
-            peers.POLAIGA, "tail", "--json", "--ledger", engine.ledger, "--after", "0", "--no-follow").splitlines()]
+        told = run(peers.POLAIGA, "tail", "--json", "--ledger", engine.ledger, "--after", "0", "--no-follow").stdout
+        printed = [json.loads(line) for line in told.splitlines()]
         self.assertEqual([{name: value for name, value in event["data"].items() if name != "previous"} for event in events],
                          printed)
         self.check_schema(receiver.taken)

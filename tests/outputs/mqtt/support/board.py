@@ -7,76 +7,21 @@ import shutil
 import signal
 import socket
 import sqlite3
-import subprocess
 import sys
 import tempfile
 import threading
 import time
 import unittest
+from pathlib import Path
 
 from mqtt import Client
 
+sys.path.insert(0, str(Path(__file__).resolve().parents[3] / "support"))
+from processes import PATIENCE, Process, free_port, run, until
+
 POLAIGA, POLAIGA_MQTT = "", ""  # the programs, which main() is told
-PATIENCE = float(os.environ.get("POLAIGA_PATIENCE", 60))  # seconds, for what must come
 SITE, CONTROLLER = "lab", "rack-1"
 BELOW = f"polaiga/v1/{SITE}/{CONTROLLER}/"
-signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
-
-
-def until(what, condition, patience=PATIENCE):
-    end = time.monotonic() + patience
-    while time.monotonic() < end:
-        value = condition()
-        if value:
-            return value
-        time.sleep(0.02)
-    raise AssertionError("it did not come about: " + what)
-
-
-def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
-
-
-class Process:
-    """A program whose messages are kept in `said`."""
-
-    def __init__(self, *command, **more):
-        self.process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                                        stderr=subprocess.PIPE, text=True, errors="replace", **more)
-        self.said = []
-        self.reader = threading.Thread(target=lambda: self.said.extend(self.process.stderr), daemon=True)
-        self.reader.start()
-
-    def text(self):
-        return "".join(list(self.said))
-
-    def wait_for(self, words, patience=PATIENCE):
-        until(f"'{words}' is said: {self.text()}", lambda: words in self.text() or self.has_ended(), patience)
-        assert words in self.text(), self.text()
-
-    def has_ended(self):
-        return self.process.poll() is not None
-
-    def wait(self):
-        status = self.process.wait(PATIENCE)
-        self.reader.join()
-        self.process.stderr.close()
-        return status
-
-    def end(self, how=signal.SIGTERM):
-        if self.process.poll() is None:
-            self.process.send_signal(how)
-        return self.wait()
-
-    def kill(self):
-        self.end(signal.SIGKILL)
-
-    def memory(self):
-        """Bytes that it holds."""
-        with open(f"/proc/{self.process.pid}/statm", encoding="ascii") as file:
-            return int(file.read().split()[1]) * os.sysconf("SC_PAGE_SIZE")
 
 
 class Broker:
@@ -107,8 +52,7 @@ class Broker:
         self.start()
 
     def close(self):
-        if self.process is not None and not self.process.has_ended():
-            self.process.process.send_signal(signal.SIGCONT)
+        if self.process is not None:
             self.process.kill()
 
 
@@ -194,15 +138,13 @@ class Board:
 
     def tail(self, after=0):
         """The changes that outputs are told, as the program itself lists them."""
-        done = subprocess.run([POLAIGA, "tail", "--ledger", self.ledger, "--json", "--after", str(after), "--no-follow"],
-                              capture_output=True, text=True, timeout=PATIENCE, check=True)
-        changes = [json.loads(line) for line in done.stdout.splitlines()]
+        told = run(POLAIGA, "tail", "--ledger", self.ledger, "--json", "--after", str(after), "--no-follow").stdout
+        changes = [json.loads(line) for line in told.splitlines()]
         return [change for change in changes if not change["quiet"] and not change["folded"]]
 
     def active(self):
-        done = subprocess.run([POLAIGA, "active", "--ledger", self.ledger, "--json", "--all"], capture_output=True, text=True,
-                              timeout=PATIENCE, check=True)
-        return [json.loads(line) for line in done.stdout.splitlines()]
+        listed = run(POLAIGA, "active", "--ledger", self.ledger, "--json", "--all").stdout
+        return [json.loads(line) for line in listed.splitlines()]
 
     def wait_for_cursor(self, patience=PATIENCE):
         """Until the engine knows that all has been told."""
@@ -214,8 +156,7 @@ class Board:
             client.close()
         self.clients = []
         for process in (self.publisher, self.engine):
-            if process is not None and not process.has_ended():
-                process.process.send_signal(signal.SIGCONT)
+            if process is not None:
                 process.kill()
         if self.broker is not None:
             self.broker.close()

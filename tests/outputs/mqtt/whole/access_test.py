@@ -3,19 +3,18 @@ import json
 import os
 import shutil
 import signal
-import subprocess
 import sys
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "../support"))
 import board
-from board import BELOW, CONTROLLER, SITE, BoardTest, Process, fan, retained, supply, until
+from board import BELOW, CONTROLLER, SITE, BoardTest, Process, fan, retained, run, supply, until
 
 ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../../..")
 
 
 def openssl(*arguments):
-    subprocess.run(["openssl", *arguments], check=True, capture_output=True, timeout=60)
+    run("openssl", *arguments)
 
 
 class Certificates:
@@ -62,20 +61,20 @@ class AccessTest(BoardTest):
         self.assertIn("refuses a message", outputs[0]["last_error"])
         # It tries again when that was mended.
         server.write("acl", "topic readwrite #\n", 0o644)
-        server.broker.process.process.send_signal(signal.SIGHUP)
+        server.broker.process.send_signal(signal.SIGHUP)
         server.wait_for_cursor()
 
     def test_passwords(self):
         server = self.board(broker=False)
         passwords = server.file("passwords")
-        subprocess.run(["mosquitto_passwd", "-b", "-c", passwords, "teller", "right"], check=True, capture_output=True, timeout=60)
+        run("mosquitto_passwd", "-b", "-c", passwords, "teller", "right")
         server.broker = board.Broker(server.place, "password_file " + passwords, "allow_anonymous false")
         mine = server.write("mine", "wrong\n")
         server.start("--user", "teller", "--password-file", mine)
         server.publisher.wait_for("the broker refuses the connection: Not authorized")
         self.assertNotIn("wrong", server.publisher.text())
         server.write("mine", "right\n")
-        server.publisher.process.send_signal(signal.SIGHUP)
+        server.publisher.send_signal(signal.SIGHUP)
         server.publisher.wait_for("connected by MQTT 5")
         self.assertIn("without encryption", server.publisher.text())
         self.assertEqual(server.publisher.end(), 0)
@@ -114,7 +113,7 @@ class AccessTest(BoardTest):
         server.publisher.wait_for("it is tried again")
         shutil.copy(mine, used)
         shutil.copy(my_key, used_key)
-        server.publisher.process.send_signal(signal.SIGHUP)
+        server.publisher.send_signal(signal.SIGHUP)
         server.publisher.wait_for("connected by MQTT 5")
         self.assertEqual(server.publisher.end(), 0)
         # Of another host.
@@ -157,16 +156,13 @@ class AccessTest(BoardTest):
         environment = {name: value for name, value in os.environ.items() if not name.startswith("POLAIGA_")}
         for arguments, words in rows:
             with self.subTest(arguments=arguments):
-                done = subprocess.run([board.POLAIGA_MQTT, *arguments], capture_output=True, text=True, timeout=60, env=environment)
-                self.assertEqual(done.returncode, 2)
-                self.assertIn(words, done.stderr)
+                self.assertIn(words, run(board.POLAIGA_MQTT, *arguments, status=2, env=environment).stderr)
 
     def test_the_example_of_an_acl(self):
         server = self.board(broker=False)
         passwords = server.file("passwords")
         for number, user in enumerate(("rack-1", "viewer", "collector")):
-            subprocess.run(["mosquitto_passwd", "-b", *(["-c"] if number == 0 else []), passwords, user, "secret"], check=True,
-                           capture_output=True, timeout=60)
+            run("mosquitto_passwd", "-b", *(["-c"] if number == 0 else []), passwords, user, "secret")
         # The example's site is another one.
         with open(os.path.join(ROOT, "packaging/mqtt/mosquitto.acl"), encoding="ascii") as file:
             acl = server.write("acl", file.read().replace("berlin-1", SITE), 0o644)
@@ -183,7 +179,7 @@ class AccessTest(BoardTest):
         ack = json.dumps({"ledger_id": ledger_id, "through": 1})
         clients["viewer"].publish(BELOW + "ack", ack)  # some brokers end the connection of who does what is forbidden
         # Nobody has acknowledged it, so it comes again with the next connection.
-        server.publisher.process.send_signal(signal.SIGHUP)
+        server.publisher.send_signal(signal.SIGHUP)
         until("the change comes again", lambda: len(came["collector"]) == 2)
         clients["collector"].publish(BELOW + "ack", ack)
         until("the collector is heard", lambda: server.cursor() == 1)

@@ -1,13 +1,12 @@
 """What consumers get, and what they may ask for: telling_test.py POLAIGA POLAIGA_MQTT [TEST]..."""
 import json
 import os
-import subprocess
 import sys
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "../support"))
 import board
-from board import BELOW, BoardTest, Consumer, fan, retained, same_as_ledger, supply, until
+from board import BELOW, BoardTest, Consumer, fan, retained, run, same_as_ledger, supply, until
 
 ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../../..")
 NO_CHATTERING = ("--chattering", "0")
@@ -17,11 +16,9 @@ def described(schema, values):
     """Every one of the messages is as docs/schemas says, and none would be with a member that is not known."""
     assert values, schema
     lines = [json.dumps(value) for value in values] + [json.dumps(dict(value, Unknown=1)) for value in values]
-    done = subprocess.run(["/usr/bin/python3", os.path.join(ROOT, "tests/engine/support/validate_json.py"),
-                           os.path.join(ROOT, f"docs/schemas/{schema}.schema.json")],
-                          input="\n".join(lines) + "\n", capture_output=True, text=True, timeout=60, check=True)
-    verdicts = done.stdout.splitlines()
-    assert len(verdicts) == len(lines), done
+    verdicts = run("/usr/bin/python3", os.path.join(ROOT, "tests/engine/support/validate_json.py"),
+                   os.path.join(ROOT, f"docs/schemas/{schema}.schema.json"), text="\n".join(lines) + "\n").stdout.splitlines()
+    assert len(verdicts) == len(lines), verdicts
     for line, verdict, want in zip(lines, verdicts, ["accepted"] * len(values) + ["refused"] * len(values)):
         assert verdict.startswith(want), (schema, verdict, line)
 

@@ -9,97 +9,17 @@ import shutil
 import signal
 import socket
 import sqlite3
-import subprocess
 import sys
 import tempfile
-import threading
-import time
 import unittest
+from pathlib import Path
 
-PATIENCE = 60
+sys.path.insert(0, str(Path(__file__).resolve().parents[3] / "support"))
+from processes import PATIENCE, Process, free_port, run, until
+
 POLAIGA, POLAIGA_SNMP, MIBS = "", "", ""  # the programs and the directory of POLAIGA-MIB.txt, which main() is told
 ROOT = ".1.3.6.1.4.1.32473.1"
 USER, SECRET = "watcher", "long-enough-secret"
-signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
-
-
-def until(what, condition, patience=PATIENCE):
-    """Waits until it holds, and answers with what it was."""
-    end = time.monotonic() + patience
-    while True:
-        found = condition()
-        if found:
-            return found
-        assert time.monotonic() < end, f"in vain: {what}"
-        time.sleep(0.02)
-
-
-def free_port():
-    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
-
-
-def run(*command, text="", status=0, **more):
-    done = subprocess.run(command, input=text, capture_output=True, text=True, timeout=PATIENCE, **more)
-    assert done.returncode == status, (command, done.returncode, done.stdout, done.stderr)
-    return done.stdout
-
-
-class Process:
-    """A program whose standard error is kept in `said`."""
-
-    def __init__(self, *command, **more):
-        self.process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                                        stderr=subprocess.PIPE, text=True, errors="replace", **more)
-        self.said = []
-        self.reader = threading.Thread(target=lambda: self.said.extend(self.process.stderr), daemon=True)
-        self.reader.start()
-
-    @property
-    def pid(self):
-        return self.process.pid
-
-    def text(self):
-        return "".join(list(self.said))
-
-    def wait_for(self, words):
-        until(f"'{words}' is said", lambda: words in self.text() or self.has_ended())
-        assert words in self.text(), self.text()
-
-    def has_ended(self):
-        return self.process.poll() is not None
-
-    def wait(self):
-        status = self.process.wait(PATIENCE)
-        self.reader.join()
-        self.process.stderr.close()
-        return status
-
-    def end(self, how=signal.SIGTERM):
-        if self.process.poll() is None:
-            self.process.send_signal(how)
-        return self.wait()
-
-    def kill(self):
-        return self.end(signal.SIGKILL)
-
-    def stop(self):
-        self.process.send_signal(signal.SIGSTOP)
-
-    def go_on(self):
-        self.process.send_signal(signal.SIGCONT)
-
-    def processor_time(self):
-        """Seconds of a processor that it has taken."""
-        with open(f"/proc/{self.pid}/stat", encoding="ascii") as stat:
-            user, kernel = stat.read().rsplit(")", 1)[1].split()[11:13]
-        return (int(user) + int(kernel)) / os.sysconf("SC_CLK_TCK")
-
-    def memory(self):
-        """Bytes that are in memory now."""
-        with open(f"/proc/{self.pid}/status", encoding="ascii") as status:
-            return int(re.search(r"VmRSS:\s+(\d+) kB", status.read())[1]) * 1024
 
 
 def mib_directories(place):
@@ -151,7 +71,7 @@ class Site:
         self.control, self.master = self.file("control.sock"), self.file("master")
         self.engine_options = engine_options
         self.engine = self.snmpd = self.trapd = self.publisher = self.connection = None
-        self.port, self.trap_port = free_port(), free_port()
+        self.port, self.trap_port = free_port(socket.SOCK_DGRAM), free_port(socket.SOCK_DGRAM)
         self.heartbeat = 0
         self.logs = []  # one for each snmptrapd, since it empties its own at the start
         # The tools look for nothing outside the directory.
@@ -241,7 +161,7 @@ format2 TRAP %W %N\\n%v\\nEND\\n
 
     def ask(self, command, *oids, options=("-v2c", "-c", "public"), output="-OnQUbe", status=0):
         return run(command, *options, output, "-t", "5", "-r", "1", f"127.0.0.1:{self.port}", *oids, env=self.environment,
-                   status=status)
+                   status=status).stdout
 
     def get(self, *oids):
         return [line.split(" = ", 1)[1] for line in self.ask("snmpget", *oids).splitlines()]
@@ -303,8 +223,7 @@ format2 TRAP %W %N\\n%v\\nEND\\n
     def close(self):
         self.hang_up()
         for process in (self.publisher, self.trapd, self.snmpd, self.engine):
-            if process is not None and not process.has_ended():
-                process.go_on()
+            if process is not None:
                 process.kill()
         shutil.rmtree(self.place, ignore_errors=True)
 

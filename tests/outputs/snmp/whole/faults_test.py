@@ -5,7 +5,6 @@ import signal
 import socket
 import sqlite3
 import struct
-import subprocess
 import sys
 import threading
 import time
@@ -13,7 +12,7 @@ import time
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "../support"))
 import site_of_snmp
 from manager import Manager
-from site_of_snmp import ROOT, SiteTest, fan, until
+from site_of_snmp import ROOT, SiteTest, fan, run, until
 
 FANS = range(1, 7)
 
@@ -141,12 +140,11 @@ class FaultsTest(SiteTest):
         manager = Manager(site)
         site.events(fan(1, True))
         self.wait_until_told(site)
-        site.snmpd.stop()
+        site.snmpd.send_signal(signal.SIGSTOP)
         for _ in range(10):
             for number in FANS:
                 site.events(*both(number))
-        status = lambda: subprocess.run([site_of_snmp.POLAIGA, "outputs", "--control", site.control, "--json"],
-                                        capture_output=True, text=True, timeout=site_of_snmp.PATIENCE).stdout
+        status = lambda: run(site_of_snmp.POLAIGA, "outputs", "--control", site.control, "--json").stdout
         until("the engine knows that it does not answer", lambda: '"connected":false' in status().replace(" ", ""))
         # The engine was not held up: it has taken all. Neither does the publisher's memory grow.
         self.assertGreaterEqual(site.last_change(), 120)
@@ -157,7 +155,7 @@ class FaultsTest(SiteTest):
         self.assertEqual(site.publisher.end(), 0)
         self.assertLess(time.monotonic() - begin, 5)
         site.start_publisher()
-        site.snmpd.go_on()
+        site.snmpd.send_signal(signal.SIGCONT)
         self.wait_until_told(site)
         self.assertEqual(sorted(set(site.told())), list(range(1, site.last_change() + 1)))
         self.check(site, manager)
@@ -219,7 +217,7 @@ class FaultsTest(SiteTest):
         site.end_engine()
         # Nobody waits for a publisher that the engine was told to forget.
         site.start_engine()
-        site_of_snmp.run(sys.executable, "-c", FORGET, site.control)
+        run(sys.executable, "-c", FORGET, site.control)
         for _ in range(60):
             for number in FANS:
                 site.events(*both(number))
@@ -243,7 +241,7 @@ class FaultsTest(SiteTest):
 
     @staticmethod
     def set_cursor(site, through):
-        site_of_snmp.run(sys.executable, "-c", SET_CURSOR, site.control, str(through))
+        run(sys.executable, "-c", SET_CURSOR, site.control, str(through))
         until("the cursor is there", lambda: site.cursor() == through)
 
     def test_another_ledger(self):
@@ -327,8 +325,8 @@ class FaultsTest(SiteTest):
             master.bind(site.master)
             master.listen()
             site.start_publisher()
-            until("it is told", lambda: "the master agent does not answer" in site_of_snmp.run(
-                site_of_snmp.POLAIGA, "outputs", "--control", site.control, "--json"))
+            until("it is told", lambda: "the master agent does not answer" in run(
+                site_of_snmp.POLAIGA, "outputs", "--control", site.control, "--json").stdout)
             self.check_idle(site)
 
     def test_a_ledger_that_is_not_there_yet(self):
@@ -372,11 +370,9 @@ class FaultsTest(SiteTest):
         for arguments in ([], ["--ledger", "x", "--agentx", "tcp:localhost:705"], ["--ledger", "x", "--agentx", "unix:"],
                           ["--ledger", "x", "--enterprise", "0"], ["--ledger", "x", "--heartbeat", "-1"], ["--what"]):
             environment = {name: value for name, value in os.environ.items() if not name.startswith("POLAIGA")}
-            done = subprocess.run([site_of_snmp.POLAIGA_SNMP, *arguments], capture_output=True, text=True, env=environment,
-                                  timeout=site_of_snmp.PATIENCE)
-            self.assertEqual(done.returncode, 2, arguments)
+            done = run(site_of_snmp.POLAIGA_SNMP, *arguments, status=2, env=environment)
             self.assertNotEqual(done.stderr, "", arguments)
-        self.assertIn("polaiga-snmp ", site_of_snmp.run(site_of_snmp.POLAIGA_SNMP, "--version"))
+        self.assertIn("polaiga-snmp ", run(site_of_snmp.POLAIGA_SNMP, "--version").stdout)
 
 
 ASK = """

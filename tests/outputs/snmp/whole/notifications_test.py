@@ -1,13 +1,12 @@
 """What managers are told, as they get it: notifications_test.py POLAIGA POLAIGA_SNMP MIBS [TEST]..."""
 import json
 import os
-import subprocess
+import socket
 import sys
-import threading
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "../support"))
 import site_of_snmp
-from site_of_snmp import ROOT, SECRET, USER, SiteTest, fan, free_port, run, until
+from site_of_snmp import ROOT, SECRET, USER, Process, SiteTest, fan, free_port, run, until
 
 DN = "sys/rack-unit-1/fan-module-1-1/fan-1"
 INDEX = f"{len(DN)}." + ".".join(str(ord(letter)) for letter in DN)
@@ -19,37 +18,27 @@ COLUMNS = (2, 3, 4, 5, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21)
 
 def polaiga(site, *arguments):
     return run(site_of_snmp.POLAIGA, *arguments, env={**os.environ, "POLAIGA_LEDGER": site.ledger,
-                                                      "POLAIGA_CONTROL": site.control})
+                                                      "POLAIGA_CONTROL": site.control}).stdout
 
 
-class SecondManager:
+class SecondManager(Process):
     def __init__(self, test):
-        self.port = free_port()
+        self.port = free_port(socket.SOCK_DGRAM)
         script = os.path.join(os.path.dirname(__file__), "../support/second_manager.py")
-        self.process = subprocess.Popen([sys.executable, "-B", script, str(self.port), ENGINE_ID], stdout=subprocess.PIPE,
-                                        stdin=subprocess.DEVNULL, text=True)
-        test.addCleanup(self.close)
-        self.lines = []
-        self.reader = threading.Thread(target=lambda: self.lines.extend(self.process.stdout), daemon=True)
-        self.reader.start()
-        until("the second manager is ready", lambda: "ready\n" in self.lines)
+        super().__init__(sys.executable, "-B", script, str(self.port), ENGINE_ID)
+        test.addCleanup(self.kill)
+        self.wait_for("ready\n")
 
     def seen(self):
         """Types and variables of ours."""
         found = []
-        for line in self.lines:
+        for line in list(self.said):
             if line.startswith("{"):
                 said = json.loads(line)
                 kind = said["variables"].get("1.3.6.1.6.3.1.1.4.1.0", "")
                 if kind.startswith(ROOT[1:]):
                     found.append((said["level"], int(kind.rsplit(".", 1)[1]), said["variables"]))
         return found
-
-    def close(self):
-        self.process.kill()
-        self.process.wait()
-        self.reader.join()
-        self.process.stdout.close()
 
 
 class NotificationsTest(SiteTest):

@@ -14,7 +14,7 @@ import sys
 import warnings
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "redfish"))
-from service import PASSWORD, PATIENCE, Directory, Engine, Web, make_users, slow, start, until
+from service import PASSWORD, PATIENCE, Directory, Engine, Process, Web, make_users, slow, until
 
 warnings.simplefilter("ignore", DeprecationWarning)  # newer versions of jsonschema have another way to find schemas
 import jsonschema
@@ -35,21 +35,13 @@ class UnixConnection(http.client.HTTPConnection):
         self.sock.connect(self.path)
 
 
-class UnixWeb:
+class UnixWeb(Process):
     """A server at a Unix socket; see Web."""
 
     def __init__(self, program, path, *arguments):
+        super().__init__(program, "--listen", "unix:" + path, *arguments)
         self.path = path
-        self.process = start(program, "--listen", "unix:" + path, *arguments, stderr=sys.stderr)
-        until("the server listens", self.listens)
-
-    def listens(self):
-        assert self.process.poll() is None, "the server did not start"
-        try:
-            self.connection().connect()
-            return True
-        except OSError:
-            return False
+        self.wait_for("ready: ")
 
     def connection(self):
         return UnixConnection(self.path)

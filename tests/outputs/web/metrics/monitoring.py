@@ -2,27 +2,19 @@
 import json
 import pathlib
 import re
-import subprocess
 import sys
-import time
 import urllib.error
 import urllib.parse
 import urllib.request
 
-PATIENCE = 110  # seconds
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[3] / "support"))
+from processes import Process, until
+
+PATIENCE = 110  # seconds; Prometheus looks each second, and an alert may fire only after a minute
 
 
 def wait_for(what, condition):
-    end = time.monotonic() + PATIENCE
-    while time.monotonic() < end:
-        try:
-            found = condition()
-            if found:
-                return found
-        except (urllib.error.URLError, ConnectionError):
-            pass  # it is not up yet
-        time.sleep(0.1)
-    sys.exit(f"within {PATIENCE} s there was no {what}")
+    return until(what, condition, PATIENCE, not_yet=(urllib.error.URLError, ConnectionError))
 
 
 def read_json(address):
@@ -30,29 +22,18 @@ def read_json(address):
         return json.load(answer)
 
 
-class Program:
+class Program(Process):
     """A program that tells in its log where it listens. What it said is shown when the test fails."""
 
-    def __init__(self, directory, *command):
-        self.log = pathlib.Path(directory) / (command[0] + ".log")
-        with open(self.log, "wb") as output:
-            self.process = subprocess.Popen([*command, "--web.listen-address=127.0.0.1:0"], stdout=output, stderr=output)
-        self.base = "http://" + wait_for(command[0], self.address)
-
-    def address(self):
-        if self.process.poll() is not None:
-            sys.exit(f"{self.process.args[0]} has ended:\n{self.log.read_text()}")
-        found = re.search(r'msg="Listening on" address=(\S+)', self.log.read_text())
-        return found and found[1]
-
-    def __enter__(self):
-        return self
+    def __init__(self, *command):
+        super().__init__(*command, "--web.listen-address=127.0.0.1:0")
+        self.wait_for('msg="Listening on"', PATIENCE)
+        self.base = "http://" + re.search(r'msg="Listening on" address=(\S+)', self.text())[1]
 
     def __exit__(self, failure, *_):
-        self.process.terminate()
-        self.process.wait()
+        self.end()
         if failure:
-            sys.stderr.write(self.log.read_text())
+            sys.stderr.write(self.text())
 
 
 class Prometheus(Program):
@@ -67,7 +48,7 @@ class Prometheus(Program):
         }
         file = pathlib.Path(directory) / "prometheus.yml"
         file.write_text(json.dumps(configuration))  # JSON is YAML, too
-        super().__init__(directory, "prometheus", f"--config.file={file}", f"--storage.tsdb.path={directory}/data")
+        super().__init__("prometheus", f"--config.file={file}", f"--storage.tsdb.path={directory}/data")
         wait_for("Prometheus that is ready", lambda: self.ask("/api/v1/status/runtimeinfo"))
 
     def ask(self, path, **query):
@@ -87,7 +68,7 @@ class Alertmanager(Program):
         }
         file = pathlib.Path(directory) / "alertmanager.yml"
         file.write_text(json.dumps(configuration))
-        super().__init__(directory, "prometheus-alertmanager", f"--config.file={file}", f"--storage.path={directory}/alerts",
+        super().__init__("prometheus-alertmanager", f"--config.file={file}", f"--storage.path={directory}/alerts",
                          "--cluster.listen-address=")
 
     def alerts(self):

@@ -3,11 +3,10 @@ clients_test.py POLAIGA POLAIGA_WEB"""
 import json
 import os
 import shutil
-import subprocess
 import sys
 import warnings
 
-from service import PASSWORD, Directory, Engine, Receiver, Web, make_identity, make_users, slow, until
+from service import PASSWORD, Directory, Engine, Receiver, Web, make_identity, make_users, run, slow, until
 
 warnings.simplefilter("ignore")  # of what the clients' own libraries say
 import sushy
@@ -21,10 +20,8 @@ FAN = "sys.rack-unit-1.fan-module-1-2.fan-1"
 def redfishtool(web, *arguments, user=None, login="Session"):
     scheme, host = web.url.split("://")
     who = ["-A", login, "-u", user, "-p", PASSWORD] if user else ["-A", "None"]
-    command = ["redfishtool", "-r", host, "-S", "Always" if scheme == "https" else "Never", *who, *arguments]
-    done = subprocess.run(command, capture_output=True, text=True, timeout=60)
-    assert done.returncode == 0, (command, done.stdout, done.stderr)
-    return json.loads(done.stdout) if done.stdout.strip() else None
+    answer = run("redfishtool", "-r", host, "-S", "Always" if scheme == "https" else "Never", *who, *arguments).stdout
+    return json.loads(answer) if answer.strip() else None
 
 
 def look(web, **who):

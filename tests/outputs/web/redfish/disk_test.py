@@ -3,25 +3,10 @@ It needs root, to mount a small disk where this process and its children alone s
 import json
 import os
 import signal
-import subprocess
 import sys
 
-from service import PATIENCE, SUBSCRIPTIONS, Directory, Engine, Receiver, Web, make_users, slow, subscribe, until
-
-FULL = "No space left on device"
-
-
-def fill(disk):
-    with open(disk + "/filler", "ab", buffering=0) as filler:
-        try:
-            while filler.write(b"x" * 4096) > 0:
-                pass
-        except OSError as error:
-            assert FULL in str(error), error
-
-
-def make_room(disk):
-    os.remove(disk + "/filler")
+from service import SUBSCRIPTIONS, Directory, Engine, Receiver, Web, make_users, slow, subscribe, until
+from small_disk import FULL, SmallDisk, in_own_mounts
 
 
 def times_said(web, text):
@@ -30,26 +15,20 @@ def times_said(web, text):
 
 def main():
     polaiga, polaiga_web = sys.argv[1:]
-    if os.environ.get("POLAIGA_OWN_MOUNTS") != "yes":
-        if os.geteuid() != 0:
-            sys.exit("this test needs root, to mount a small disk")
-        os.environ["POLAIGA_OWN_MOUNTS"] = "yes"
-        os.execvp("unshare", ["unshare", "--mount", "--propagation", "private", sys.executable, *sys.orig_argv[1:]])
+    in_own_mounts()
     with Directory() as directory:
-        state = directory + "/state"
-        os.mkdir(state)
-        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "none", state], check=True, timeout=PATIENCE)
+        disk = SmallDisk(directory + "/state", "64k")
         try:
-            test(polaiga, polaiga_web, directory, state)
+            test(polaiga, polaiga_web, directory, disk)
         finally:
-            subprocess.run(["umount", "--lazy", state], check=True, timeout=PATIENCE)
+            disk.close()
     print("All is well.")
 
 
-def test(polaiga, polaiga_web, directory, state):
+def test(polaiga, polaiga_web, directory, disk):
     engine = Engine(polaiga, directory)
     users = make_users(polaiga_web, directory)
-    file = state + "/redfish-subscriptions.json"
+    state, file = disk.path, disk.file("redfish-subscriptions.json")
 
     def start():
         web = Web(polaiga_web, polaiga, engine, "--listen", "127.0.0.1:0", "--users", users, "--state", state,
@@ -68,7 +47,7 @@ def test(polaiga, polaiga_web, directory, state):
     until("how far it is was written", lambda: stored_number() == 1)
 
     # What a client asks for is refused, and nothing has changed.
-    fill(state)
+    disk.fill()
     status, _, body = web.ask(SUBSCRIPTIONS, "POST", {"Destination": receiver.url(), "Protocol": "Redfish"})
     assert status == 507 and body["error"]["code"] == "Base.1.18.InsufficientStorage", (status, body)
     assert "The disk that subscriptions are kept on is full." in body["error"]["message"], body
@@ -96,7 +75,7 @@ def test(polaiga, polaiga_web, directory, state):
 
     # When there is room again, the file is written by itself.
     until("it is told", lambda: times_said(web, said) == 1)
-    make_room(state)
+    disk.make_room()
     until("the file is written", lambda: stored_number() == 8)
     until("that is told", lambda: times_said(web, "can be written again") == 1)
     receiver.taken.clear()

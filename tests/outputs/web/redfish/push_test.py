@@ -6,7 +6,7 @@ import signal
 import stat
 import sys
 
-from service import PATIENCE, SUBSCRIPTIONS, Directory, Engine, Receiver, Web, make_identity, make_users, slow, subscribe, until
+from service import SUBSCRIPTIONS, Directory, Engine, Receiver, Web, make_identity, make_users, slow, subscribe, until
 
 
 def main():
@@ -168,9 +168,9 @@ def main():
         rare = subscribe(web, receiver, Severities=["Critical"], MessageIds=["Polaiga.1.0.F0001"])
         engine.feed(slow(3))
         until("the receiver has it", lambda: len(receiver.numbers()) == 1)
-        web.process.send_signal(signal.SIGTERM)
+        web.send_signal(signal.SIGTERM)
         receiver.woken.set()
-        web.process.wait(PATIENCE)
+        web.wait()
         # How far those are that got nothing is kept, too.
         with open(file) as stored:
             cursors = {one["id"]: one["number"] for one in json.load(stored)["subscriptions"]}

@@ -1,59 +1,27 @@
 # What the tests of Redfish share: an engine beside a server, plain requests, and a receiver of events.
-import atexit
 import base64
 import http.server
 import json
-import os
 import re
 import shutil
-import signal
 import socket
 import ssl
-import subprocess
 import sys
 import tempfile
 import threading
-import time
 import urllib.error
 import urllib.request
+from pathlib import Path
 
-PATIENCE = 60  # seconds, for what must come
+sys.path.insert(0, str(Path(__file__).resolve().parents[3] / "support"))
+from processes import PATIENCE, Process, run, until
+
 PASSWORD = "secret-1"  # of all users
 SUBSCRIPTIONS = "/redfish/v1/EventService/Subscriptions"
-STARTED = []  # processes
-signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
-
-
-@atexit.register
-def end_all():
-    for process in STARTED:
-        if process.poll() is None:
-            process.kill()
-            process.wait()
-
-
-def start(*arguments, **more):
-    STARTED.append(subprocess.Popen(arguments, **more))
-    return STARTED[-1]
-
-
-def until(what, condition):
-    end = time.monotonic() + PATIENCE
-    while time.monotonic() < end:
-        value = condition()
-        if value:
-            return value
-        time.sleep(0.02)
-    raise AssertionError("it did not come about: " + what)
 
 
 def slow(fan, state=1):
     return {"entity": "fan", "sensor": "FAN1_TACH1", "instance": fan, "offset": 3, "state": state}
-
-
-def run(*command, text=""):
-    done = subprocess.run(command, input=text, capture_output=True, text=True, timeout=PATIENCE)
-    assert done.returncode == 0, (command, done.stderr)
 
 
 def make_identity(directory):
@@ -78,21 +46,12 @@ class Engine:
     def __init__(self, polaiga, directory, *arguments):
         self.ledger, self.control = directory + "/ledger.db", directory + "/control.sock"
         events = directory + "/events.sock"
-        self.process = start(polaiga, "run", "--ledger", self.ledger, "--socket", events, "--control", self.control,
-                             *arguments, stderr=subprocess.DEVNULL)
+        self.process = Process(polaiga, "run", "--ledger", self.ledger, "--socket", events, "--control", self.control,
+                               *arguments)
+        self.process.wait_for("ready: ")
         self.socket = socket.socket(socket.AF_UNIX)
         self.socket.settimeout(PATIENCE)
-
-        def connect():
-            try:
-                self.socket.connect(events)
-                return True
-            except OSError:
-                assert self.process.poll() is None, "the engine has ended"
-                return False
-
-        until("the engine listens", connect)
-        until("the engine has a control socket", lambda: os.path.exists(self.control))
+        self.socket.connect(events)
         self.answers = self.socket.makefile("r")
 
     def feed(self, *events):
@@ -101,28 +60,20 @@ class Engine:
             assert "seq" in json.loads(self.answers.readline()), event
 
     def end(self):
-        self.process.terminate()
-        self.process.wait(PATIENCE)
+        self.process.end()
         self.answers.close()
         self.socket.close()
 
 
-class Web:
+class Web(Process):
     """A server; `arguments` are those beside the engine's. `authority` signed its certificate, if it has one."""
 
     def __init__(self, program, polaiga, engine, *arguments, authority=None):
         self.authority = authority
         self.context = ssl.create_default_context(cafile=authority) if authority else None
-        self.process = start(program, "--ledger", engine.ledger, "--control", engine.control, "--program", polaiga,
-                             *arguments, stderr=subprocess.PIPE, text=True)
-        for line in self.process.stderr:
-            found = re.search(r"ready: (https?://\S+?)/?$", line)
-            if found:
-                break
-        else:
-            raise AssertionError("the server did not start")
-        self.url, self.said = found.group(1), []
-        threading.Thread(target=lambda: self.said.extend(self.process.stderr), daemon=True).start()
+        super().__init__(program, "--ledger", engine.ledger, "--control", engine.control, "--program", polaiga, *arguments)
+        self.wait_for("ready: ")
+        self.url = re.search(r"ready: (https?://\S+?)/?$", self.text(), re.MULTILINE)[1]
 
     def ask(self, path, method="GET", body=None, user="operator", headers=None):
         """Status, headers and body of an answer; a body that is JSON is read."""
@@ -146,10 +97,6 @@ class Web:
         status, _, body = self.ask(path)
         assert status == 200, (path, status, body)
         return body
-
-    def end(self, how=signal.SIGTERM):
-        self.process.send_signal(how)
-        self.process.wait(PATIENCE)
 
 
 class Receiver:

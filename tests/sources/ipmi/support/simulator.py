@@ -5,35 +5,21 @@ import re
 import shutil
 import signal
 import socket
-import subprocess
+import sys
 import tempfile
-import time
+from pathlib import Path
 
 from board import BOARD, CONTROLLER, emulator_commands, faults_of, sdr_source
 
-PATIENCE = float(os.environ.get("POLAIGA_PATIENCE", 60))  # seconds, for what must come
+sys.path.insert(0, str(Path(__file__).resolve().parents[3] / "support"))
+from processes import Process, free_port, run, until
+
 CONSOLE_WITHIN = 5  # seconds, in which the console answers
 USER, PASSWORD = "watcher", "not-a-secret"  # reads, and no more
 ADMINISTRATOR = "keeper"  # of the same password
 GUID = "a123456789abcdefa123456789abcdef"
 # Get Channel Authentication Capabilities, which is answered without a session.
 IS_THERE = bytes.fromhex("0600ff07 000000000000000000 09 2018c8 810038 8e04b5")
-
-
-def until(what, condition, patience=PATIENCE):
-    end = time.monotonic() + patience
-    while time.monotonic() < end:
-        value = condition()
-        if value:
-            return value
-        time.sleep(0.02)
-    raise AssertionError("it did not come about: " + what)
-
-
-def free_port(kind):
-    with socket.socket(socket.AF_INET, kind) as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
 
 
 class Console:
@@ -94,8 +80,7 @@ class Simulator:
         os.makedirs(self.kept)
         self.write("board.sdrs", sdr_source(sensors))
         self.write("board.emu", emulator_commands(log_entries, sensors))
-        subprocess.run(["sdrcomp", "-8", "-o", self.kept + f"sdr.{CONTROLLER:x}.main", self.file("board.sdrs")],
-                       check=True, timeout=PATIENCE)
+        run("sdrcomp", "-8", "-o", self.kept + f"sdr.{CONTROLLER:x}.main", self.file("board.sdrs"))
         if log:
             self.write_log(log)
         self.start()
@@ -118,7 +103,7 @@ class Simulator:
         """All sensors are healthy then; the log is what it was."""
         assert self.process is None
         # Not that of the last time, which the system may keep for a while.
-        self.console_port = free_port(socket.SOCK_STREAM)
+        self.console_port = free_port()
         self.write("lan.conf", f"""name "board"
 set_working_mc {CONTROLLER:#x}
   startlan 1
@@ -132,26 +117,20 @@ set_working_mc {CONTROLLER:#x}
   user 3 true "{ADMINISTRATOR}" "{PASSWORD}" admin 10 md5
   console 127.0.0.1 {self.console_port}
 """)
-        with open(self.file("said"), "ab") as said:
-            # A console client that goes early would end it by SIGPIPE. Python ignores that signal, and passes it on.
-            self.process = subprocess.Popen(
-                ["ipmi_sim", "-n", "-c", self.file("lan.conf"), "-f", self.file("board.emu"), "-s", self.file("state")],
-                stdin=subprocess.DEVNULL, stdout=said, stderr=said, restore_signals=False)
+        # A console client that goes early would end it by SIGPIPE. Python ignores that signal, and passes it on.
+        self.process = Process("ipmi_sim", "-n", "-c", self.file("lan.conf"), "-f", self.file("board.emu"), "-s",
+                               self.file("state"), restore_signals=False)
         self.asserted = {sensor.name: sensor.healthy for sensor in self.sensors.values()}
         until("the simulator has a console", self.connect)
         until("the simulator answers", self.is_there)
 
     def connect(self):
-        assert self.process.poll() is None, "the simulator has ended: " + self.said()
+        assert not self.process.has_ended(), "the simulator has ended: " + self.process.text()
         try:
             self.console = Console(self.console_port, self.sensors.values())
         except OSError:
             return False
         return True
-
-    def said(self):
-        with open(self.file("said"), encoding="utf-8", errors="replace") as file:
-            return file.read()
 
     def is_there(self):
         with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
@@ -195,11 +174,8 @@ set_working_mc {CONTROLLER:#x}
         return faults_of(self.sensors.values(), self.asserted)
 
     def ipmitool(self, *arguments, user=ADMINISTRATOR):
-        done = subprocess.run(
-            ["ipmitool", "-I", "lanplus", "-C", "3", "-H", "127.0.0.1", "-p", str(self.port), "-U", user, "-P", PASSWORD,
-             *arguments], capture_output=True, text=True, timeout=PATIENCE)
-        assert done.returncode == 0, (arguments, done.stdout, done.stderr)
-        return done.stdout
+        return run("ipmitool", "-I", "lanplus", "-C", "3", "-H", "127.0.0.1", "-p", str(self.port), "-U", user, "-P", PASSWORD,
+                   *arguments).stdout
 
     def add_entry(self, record):
         """Adds a record of 16 bytes to the log, from outside; its id becomes the log's own."""
@@ -221,8 +197,7 @@ set_working_mc {CONTROLLER:#x}
 
     def stop(self, how=signal.SIGTERM):
         if self.process is not None:
-            self.process.send_signal(how)
-            self.process.wait(PATIENCE)
+            self.process.end(how)
             self.process = None
         if self.console is not None:
             self.console.close()

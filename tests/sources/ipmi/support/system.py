@@ -3,66 +3,22 @@ import atexit
 import contextlib
 import os
 import shutil
-import signal
 import sqlite3
-import subprocess
 import sys
 import tempfile
-import threading
 import unittest
+from pathlib import Path
 
-from simulator import PASSWORD, PATIENCE, USER, Simulator, until
+from simulator import PASSWORD, USER, Simulator
+
+sys.path.insert(0, str(Path(__file__).resolve().parents[3] / "support"))
+from processes import PATIENCE, Process, run, until
 
 POLAIGA, POLAIGA_IPMI = "", ""  # the programs, which main() is told
 FOREIGN = "opensesspriv"  # the workaround that the simulator needs
 # Each event of these sensors has two states, of which one undoes the other.
 TO_AND_FRO = {"FAN1_TACH1", "FAN2_TACH1", "FAN3_TACH1", "FAN4_TACH1", "FAN4_TACH2", "PSU1_TEMP", "FP_TEMP_SENSOR", "PCI2_TEMP",
               "ADAPTOR1_TEMP"}
-signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
-
-
-def run(*command, text="", status=0, **more):
-    """Standard output and standard error of a command."""
-    done = subprocess.run(command, input=text, capture_output=True, text=True, timeout=PATIENCE, **more)
-    assert done.returncode == status, (command, done.returncode, done.stdout, done.stderr)
-    return done.stdout, done.stderr
-
-
-class Process:
-    """A program whose messages are kept in `said`."""
-
-    def __init__(self, *command, **more):
-        # Standard output does not matter to those who keep running.
-        self.process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                                        stderr=subprocess.PIPE, text=True, **more)
-        self.said = []
-        self.reader = threading.Thread(target=lambda: self.said.extend(self.process.stderr), daemon=True)
-        self.reader.start()
-
-    def text(self):
-        return "".join(list(self.said))
-
-    def wait_for(self, words):
-        until(f"'{words}' is said", lambda: words in self.text() or self.has_ended())
-        assert words in self.text(), self.text()
-
-    def has_ended(self):
-        return self.process.poll() is not None
-
-    def wait(self):
-        """The status with which it ends by itself."""
-        status = self.process.wait(PATIENCE)
-        self.reader.join()
-        self.process.stderr.close()
-        return status
-
-    def end(self, how=signal.SIGTERM):
-        if self.process.poll() is None:
-            self.process.send_signal(how)
-        return self.wait()
-
-    def kill(self):
-        self.end(signal.SIGKILL)
 
 
 class System:
@@ -115,7 +71,7 @@ class System:
 
     def once(self, *arguments, status=0):
         """What polaiga-ipmi says when it looks once."""
-        return run(POLAIGA_IPMI, *self.options(), "--once", *arguments, status=status)[1]
+        return run(POLAIGA_IPMI, *self.options(), "--once", *arguments, status=status).stderr
 
     def ask(self, question):
         """The first column of what the ledger answers."""
@@ -166,48 +122,10 @@ class System:
 
     def close(self):
         for process in (self.adapter, self.engine):
-            if process is not None and not process.has_ended():
+            if process is not None:
                 process.kill()
         self.simulator.close()
         shutil.rmtree(self.place, ignore_errors=True)
-
-
-FULL = "No space left on device"
-
-
-class SmallDisk:
-    """A disk that is soon full, where this process and its children alone see it; see in_own_mounts()."""
-
-    def __init__(self, path, size="256k"):
-        self.path = path
-        os.mkdir(path)
-        run("mount", "-t", "tmpfs", "-o", "size=" + size, "none", path)
-
-    def file(self, name):
-        return os.path.join(self.path, name)
-
-    def fill(self):
-        with open(self.file("filler"), "ab", buffering=0) as filler:
-            try:
-                while filler.write(b"x" * 4096) > 0:
-                    pass
-            except OSError as error:
-                assert FULL in str(error), error
-
-    def make_room(self):
-        os.remove(self.file("filler"))
-
-    def close(self):
-        run("umount", "--lazy", self.path)
-
-
-def in_own_mounts():
-    """Starts the script again where its mounts are nobody else's; that needs root."""
-    if os.environ.get("POLAIGA_OWN_MOUNTS") != "yes":
-        if os.geteuid() != 0:
-            sys.exit("this test needs root, to mount a small disk")
-        os.environ["POLAIGA_OWN_MOUNTS"] = "yes"
-        os.execvp("unshare", ["unshare", "--mount", "--propagation", "private", sys.executable, *sys.orig_argv[1:]])
 
 
 class SystemTest(unittest.TestCase):

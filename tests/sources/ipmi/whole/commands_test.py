@@ -17,7 +17,7 @@ HOT_PANEL = "sys/rack-unit-1/fault-F0154"
 
 def replayed(events):
     """The faults that are active after these lines, and the result in whole."""
-    printed, _ = run(system.POLAIGA, "replay", "-", "--json", "--log", "off", text=events)
+    printed = run(system.POLAIGA, "replay", "-", "--json", "--log", "off", text=events).stdout
     summary = json.loads(printed.splitlines()[-1])
     return {fault["fault_dn"] for fault in summary["active"]}, summary
 
@@ -70,7 +70,7 @@ class CommandsTest(SystemTest):
     def test_print(self):
         server = self.system()
         server.simulator.set_value("FAN1_TACH1", LOW[0])
-        printed, _ = run(system.POLAIGA_IPMI, *server.controller_options(), "--state", server.state, "--once", "--print")
+        printed = run(system.POLAIGA_IPMI, *server.controller_options(), "--state", server.state, "--once", "--print").stdout
         events = [json.loads(line) for line in printed.splitlines()]
         self.assertEqual([(event["entity"], event["sensor"], event["offset"]) for event in events], [("fan", "FAN1_TACH1", 3)])
         self.assertEqual(replayed(printed)[0], {SLOW_FAN})
@@ -79,7 +79,7 @@ class CommandsTest(SystemTest):
     def test_check(self):
         server = self.system()
         server.simulator.set_value("FAN1_TACH1", LOW[0])
-        listed, _ = run(system.POLAIGA_IPMI, *server.controller_options(), "--check")
+        listed = run(system.POLAIGA_IPMI, *server.controller_options(), "--check").stdout
         lines = {name: [line for line in listed.splitlines() if name in line.split()] for name in server.simulator.sensors}
         # Each sensor has the line of the mapping that takes it; one has none.
         for name, found in lines.items():
@@ -106,7 +106,7 @@ class CommandsTest(SystemTest):
         server = self.system()
         server.simulator.ipmitool("sdr", "dump", server.file("sdr.bin"))
         server.simulator.kill()
-        listed, _ = run(system.POLAIGA_IPMI, "--check", "--sdr", server.file("sdr.bin"))
+        listed = run(system.POLAIGA_IPMI, "--check", "--sdr", server.file("sdr.bin")).stdout
         for name in server.simulator.sensors:
             with self.subTest(name=name):
                 self.assertRegex(listed, rf"(?m)^{name}\t.*\t" + ("no row$" if name == "VENDOR_STATE" else "line [0-9]+, "))
@@ -131,9 +131,9 @@ class CommandsTest(SystemTest):
                 (("--target", "192.0.2.7", "--check", "--workaround", "magic"), "there is no workaround 'magic'"),
                 (("--target", "192.0.2.7", "--check", "--poll", "0"), "--poll")):
             with self.subTest(options=options):
-                printed, said = run(system.POLAIGA_IPMI, *options, status=2)
-                self.assertEqual(printed, "")
-                self.assertIn(words, said)
+                done = run(system.POLAIGA_IPMI, *options, status=2)
+                self.assertEqual(done.stdout, "")
+                self.assertIn(words, done.stderr)
 
     def test_a_log_and_sensors_that_ipmitool_saved(self):
         server = self.system()
@@ -143,21 +143,21 @@ class CommandsTest(SystemTest):
         server.simulator.set_bits("PSU1_STATUS", {0, 3})
         server.simulator.ipmitool("sel", "writeraw", server.file("sel.raw"))
         server.simulator.ipmitool("sdr", "dump", server.file("sdr.bin"))
-        printed, _ = run(system.POLAIGA_IPMI, "--sel", server.file("sel.raw"), "--sdr", server.file("sdr.bin"), "--print")
+        printed = run(system.POLAIGA_IPMI, "--sel", server.file("sel.raw"), "--sdr", server.file("sdr.bin"), "--print").stdout
         active, _ = replayed(printed)
         self.assertEqual(active, {SLOWER_FAN, LOST_INPUT})
-        self.assertIn(HOT_PANEL.rsplit("-", 1)[1], run(system.POLAIGA, "replay", "-", text=printed)[0])
+        self.assertIn(HOT_PANEL.rsplit("-", 1)[1], run(system.POLAIGA, "replay", "-", text=printed).stdout)
 
     def test_a_log_that_freeipmi_saved(self):
         server = self.system()
         server.simulator.set_value("FAN1_TACH1", LOW[1])
         server.simulator.set_bits("PSU1_STATUS", {0, 3})
         server.simulator.ipmitool("sdr", "dump", server.file("sdr.bin"))
-        text, _ = run("ipmi-sel", "-h", server.simulator.target, "-u", ADMINISTRATOR, "-P", "-D", "LAN_2_0", "-I", "3",
-                      "-W", "opensesspriv", "--output-event-state", "--hex-dump", "--sdr-cache-directory", server.place,
-                      "--quiet-cache", text=system.PASSWORD + "\n")
-        saved = server.write("sel.txt", text)
-        printed, _ = run(system.POLAIGA_IPMI, "--sel", saved, "--sdr", server.file("sdr.bin"), "--print")
+        done = run("ipmi-sel", "-h", server.simulator.target, "-u", ADMINISTRATOR, "-P", "-D", "LAN_2_0", "-I", "3",
+                   "-W", "opensesspriv", "--output-event-state", "--hex-dump", "--sdr-cache-directory", server.place,
+                   "--quiet-cache", text=system.PASSWORD + "\n")
+        saved = server.write("sel.txt", done.stdout)
+        printed = run(system.POLAIGA_IPMI, "--sel", saved, "--sdr", server.file("sdr.bin"), "--print").stdout
         self.assertEqual(replayed(printed)[0], {SLOWER_FAN, LOST_INPUT})
 
     def test_files_that_are_not_what_they_should_be(self):
@@ -165,9 +165,9 @@ class CommandsTest(SystemTest):
         for text in ("", "no log\n", "0x04 0x09\n"):
             path = server.write("strange", text)
             with self.subTest(text=text):
-                printed, said = run(system.POLAIGA_IPMI, "--sel", path, "--print", status=2)
-                self.assertEqual(printed, "")
-                self.assertIn(path, said)
+                done = run(system.POLAIGA_IPMI, "--sel", path, "--print", status=2)
+                self.assertEqual(done.stdout, "")
+                self.assertIn(path, done.stderr)
         run(system.POLAIGA_IPMI, "--sel", server.file("not-there"), "--print", status=2)
 
 

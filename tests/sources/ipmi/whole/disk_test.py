@@ -7,7 +7,8 @@ sys.path.insert(0, os.path.join(os.path.dirname(__file__), "../support"))
 import system
 from board import LOW
 from simulator import until
-from system import FULL, SmallDisk, SystemTest
+from small_disk import FULL, SmallDisk, in_own_mounts
+from system import SystemTest
 
 SLOW_FAN = "sys/rack-unit-1/fan-module-1-1/fan-1/fault-F0395"
 
@@ -54,5 +55,5 @@ class DiskTest(SystemTest):
 
 
 if __name__ == "__main__":
-    system.in_own_mounts()
+    in_own_mounts()
     system.main()

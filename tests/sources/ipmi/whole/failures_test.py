@@ -226,8 +226,7 @@ workaround={FOREIGN}
         for text, mode in ((f"password={PASSWORD}\n", 0o644), (f"pasword={PASSWORD}\n", 0o600), (PASSWORD, 0o600)):
             os.remove(credential)
             server.write("credentials/server", text, mode)
-            _, said = run(*command, status=2, env=environment)
-            self.assertNotIn(PASSWORD, said)
+            self.assertNotIn(PASSWORD, run(*command, status=2, env=environment).stderr)
 
     def test_a_damaged_state_file(self):
         server = self.started()
@@ -269,7 +268,7 @@ workaround={FOREIGN}
         server.wait_for({SLOW_FAN})
         # One that is wrong is told with its place, and changes nothing.
         server.write("map.tsv", rows + "nonsense\n")
-        server.adapter.process.send_signal(signal.SIGHUP)
+        server.adapter.send_signal(signal.SIGHUP)
         server.adapter.wait_for(f"map.tsv:{len(rows.splitlines()) + 1}")
         server.simulator.set_value("FAN2_TACH1", LOW[0])
         server.wait_for({SLOW_FAN, SLOW_FAN_2})
@@ -277,7 +276,7 @@ workaround={FOREIGN}
         kept = [line for line in rows.splitlines() if line.split("\t")[4:5] != ["fan"]]
         self.assertLess(len(kept), len(rows.splitlines()))
         server.write("map.tsv", "\n".join(kept) + "\n")
-        server.adapter.process.send_signal(signal.SIGHUP)
+        server.adapter.send_signal(signal.SIGHUP)
         server.wait_for(set())
         server.simulator.set_value("FP_TEMP_SENSOR", UP[0])
         server.wait_for({"sys/rack-unit-1/fault-F0154"}, patience=180)

@@ -12,7 +12,8 @@ import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "../support"))
 import system
-from system import SmallDisk, System
+from small_disk import FULL, SmallDisk, in_own_mounts
+from system import System
 
 LONGEST = 0.4  # seconds of events between two kills
 OFTEN = 10  # the alarms are compared after so many kills
@@ -58,7 +59,7 @@ def compare(server):
 def restart_adapter(server):
     """It may have ended by itself only when it could not start because the disk was full, and it said so."""
     status = server.adapter.end(signal.SIGKILL)
-    assert status == -signal.SIGKILL or system.FULL in server.adapter.text(), (status, server.adapter.text())
+    assert status == -signal.SIGKILL or FULL in server.adapter.text(), (status, server.adapter.text())
     server.start_adapter("--poll", "1")
 
 
@@ -120,5 +121,5 @@ def main():
 
 
 if __name__ == "__main__":
-    system.in_own_mounts()
+    in_own_mounts()
     main()

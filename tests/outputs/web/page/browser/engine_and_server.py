@@ -3,29 +3,18 @@ import json
 import os
 import pwd
 import shutil
-import signal
 import socket
-import subprocess
+import sys
 import tempfile
 import threading
 import time
 from pathlib import Path
 
-PATIENCE = 60  # seconds
+sys.path.insert(0, str(Path(__file__).resolve().parents[4] / "support"))
+from processes import Process, run
+
 HOUR = 3600
 TABLES = Path(__file__).resolve().parents[5] / "engine/tables"
-
-
-def until(condition, what):
-    """Waits until it holds, and returns what it returned then."""
-    end = time.monotonic() + PATIENCE
-    while True:
-        got = condition()
-        if got:
-            return got
-        if time.monotonic() > end:
-            raise AssertionError(f"it did not happen: {what}")
-        time.sleep(0.02)
 
 
 def password(name):
@@ -75,8 +64,7 @@ class Site:
                 table.writelines("\t".join(row) + "\n" for row in profile)
             self.engine_more += ["--tables", self.path("tables")]
         for name, role in users:
-            subprocess.run([self.programs.web, "passwd", "--users", self.path("users"), "--role", role, name], input=f"{password(name)}\n",
-                           text=True, check=True, stdout=subprocess.DEVNULL)
+            run(self.programs.web, "passwd", "--users", self.path("users"), "--role", role, name, text=f"{password(name)}\n")
         self.engine = self.web = None
         try:
             self.start_engine()
@@ -88,30 +76,16 @@ class Site:
     def path(self, name):
         return os.path.join(self.place, name)
 
-    def start(self, name, command):
-        """Starts a program and waits until it says that it is ready; returns it and what it said."""
-        said = self.path(name + ".err")
-        with open(said, "w", encoding="utf-8") as errors:
-            child = subprocess.Popen(command, stderr=errors, stdout=subprocess.DEVNULL)
-
-        def is_ready():
-            with open(said, encoding="utf-8") as lines:
-                text = lines.read()
-            if child.poll() is not None:
-                raise AssertionError(f"{name} did not start: {text}")
-            return text if "ready: " in text and text.endswith("\n") else None
-
-        return child, until(is_ready, f"{name} is ready")
-
     def start_engine(self):
-        self.engine, _ = self.start("engine", [self.programs.engine, "run", "--ledger", self.path("ledger.db"), "--socket",
-                                               self.path("events.sock"), "--control", self.path("control.sock"),
-                                               *self.engine_more])
+        self.engine = Process(self.programs.engine, "run", "--ledger", self.path("ledger.db"), "--socket",
+                              self.path("events.sock"), "--control", self.path("control.sock"), *self.engine_more)
+        self.engine.wait_for("ready: ")
 
     def start_web(self):
-        self.web, said = self.start("web", [self.programs.web, "--ledger", self.path("ledger.db"), "--control", self.path("control.sock"),
-                                            "--listen", f"127.0.0.1:{self.port}", "--program", self.programs.engine, *self.web_more])
-        self.port = int(said.split("ready: http://127.0.0.1:")[1].split("/")[0])
+        self.web = Process(self.programs.web, "--ledger", self.path("ledger.db"), "--control", self.path("control.sock"),
+                           "--listen", f"127.0.0.1:{self.port}", "--program", self.programs.engine, *self.web_more)
+        self.web.wait_for("ready: ")
+        self.port = int(self.web.text().split("ready: http://127.0.0.1:")[1].split("/")[0])
 
     def address(self, path="/"):
         return f"http://127.0.0.1:{self.port}{path}"
@@ -144,12 +118,8 @@ class Site:
     def act(self, request):
         assert "seq" in self.tell(request)
 
-    def end(self, child):
-        if child and child.poll() is None:
-            child.send_signal(signal.SIGTERM)
-            child.wait(PATIENCE)
-
     def close(self):
-        self.end(self.web)
-        self.end(self.engine)
+        for process in (self.web, self.engine):
+            if process is not None:
+                process.end()
         shutil.rmtree(self.place)

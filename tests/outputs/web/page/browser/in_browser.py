@@ -3,13 +3,14 @@
 The interpreter is Debian's, whose selenium this uses.
 """
 import argparse
+import functools
 import os
 import shutil
 import subprocess
 import sys
 import unittest
+from pathlib import Path
 
-import engine_and_server
 from engine_and_server import Site, night, password
 from selenium import webdriver
 from selenium.common.exceptions import StaleElementReferenceException
@@ -18,20 +19,15 @@ from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 
+sys.path.insert(0, str(Path(__file__).resolve().parents[4] / "support"))
+import processes
+
 VIEWS = ["/", "/objects", "/timeline", "/missed", "/statistics", "/catalog", "/health", "/history", "/maintenance"]
 
 options = None
 
-
-def until(condition, what):
-    """The same as for programs; the page may draw anew while it is asked."""
-    def holds():
-        try:
-            return condition()
-        except StaleElementReferenceException:
-            return None
-
-    return engine_and_server.until(holds, what)
+# The page may draw anew while it is asked.
+until = functools.partial(processes.until, not_yet=StaleElementReferenceException)
 
 
 def browser(with_scripts=True):
@@ -84,8 +80,8 @@ class PageTest(unittest.TestCase):
         return self.page.find_elements(By.CSS_SELECTOR, selector)
 
     def wait_for(self, selector, text=""):
-        return until(lambda: next((one for one in self.find(selector) if text in one.get_attribute("textContent")), None),
-                     f"{selector} with '{text}'")
+        return until(f"{selector} with '{text}'", lambda: next(
+            (one for one in self.find(selector) if text in one.get_attribute("textContent")), None))
 
     def text_of(self, selector):
         """All at one moment: the page may change while it is asked."""
@@ -154,12 +150,12 @@ class OperatorsPageTest(PageTest):
         page.find_element(By.NAME, "name").send_keys(name)
         page.find_element(By.NAME, "password").send_keys(password(name))
         page.find_element(By.CSS_SELECTOR, "form button").click()
-        until(lambda: any(name in one.text for one in page.find_elements(By.ID, "me")), f"{name} is logged in")
+        until(f"{name} is logged in", lambda: any(name in one.text for one in page.find_elements(By.ID, "me")))
 
     def fill(self, comment):
         self.wait_for("dialog textarea").send_keys(comment)
         self.find("dialog button.first")[0].click()
-        until(lambda: not self.find("dialog"), "it is done")
+        until("it is done", lambda: not self.find("dialog"))
 
 
 def main():

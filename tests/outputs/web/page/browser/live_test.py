@@ -4,8 +4,9 @@ import os
 import time
 
 import in_browser
-from engine_and_server import PATIENCE, fan
+from engine_and_server import fan
 from in_browser import PageTest, until
+from processes import PATIENCE
 from selenium.webdriver.common.action_chains import ActionChains
 
 
@@ -18,7 +19,7 @@ class LiveTest(PageTest):
             }).observe(document.body, {subtree: true, childList: true});""")
         begun = time.time() * 1000
         self.site.feed([fan(21)])  # its text tells of fan-41
-        seen = until(lambda: self.page.execute_script("return window.seen"), "the alarm appears")
+        seen = until("the alarm appears", lambda: self.page.execute_script("return window.seen"))
         self.assertTrue(self.page.execute_script("return window.stays"), "the page was loaded again")
         print(f"live raise: {seen - begun:.0f} ms from the event to the page", flush=True)
         # The machine may do much else; an idle one needs less than a second.
@@ -45,7 +46,7 @@ class LiveTest(PageTest):
         self.page.execute_script("document.activeElement.blur()")
         ActionChains(self.page).move_to_element(self.find("header")[0]).perform()
         self.site.feed([fan(22, offset=5, state=0)])
-        until(lambda: not any("fan-module-1-23" in text for text in self.text_of("#list .obj")), "it goes")
+        until("it goes", lambda: not any("fan-module-1-23" in text for text in self.text_of("#list .obj")))
 
     def test_c_what_others_do_is_seen(self):
         self.open_ready("/?text=psu-1")
@@ -64,7 +65,6 @@ class LiveTest(PageTest):
         self.open_ready("/")
         self.page.execute_script("window.stays = true")
         self.site.web.kill()
-        self.site.web.wait()
         self.wait_for("#banner", "Not live since")
         self.assertTrue(self.find("body.stale"))
         self.assertTrue(self.find("#list a"), "what was known is still there")
@@ -81,10 +81,10 @@ class LiveTest(PageTest):
 
     def test_e_the_page_says_that_the_engine_does_not_run(self):
         self.open_ready("/")
-        self.site.end(self.site.engine)
+        self.site.engine.end()
         self.wait_for("#banner", "The engine is not running")
         self.site.start_engine()
-        until(lambda: not self.find("#banner")[0].is_displayed(), "the banner goes")
+        until("the banner goes", lambda: not self.find("#banner")[0].is_displayed())
 
     def test_f_an_address_with_nothing_is_loaded_once(self):
         self.may_fail = True  # the browser tells of an answer that is none
@@ -94,7 +94,7 @@ class LiveTest(PageTest):
                 self.page.execute_script("window.stays = true")
                 # As long as it takes the page to ask the server again.
                 asked = "return performance.getEntriesByType('resource').some((one) => one.initiatorType === 'fetch')"
-                until(lambda: self.page.execute_script(asked), "it is asked for again")
+                until("it is asked for again", lambda: self.page.execute_script(asked))
                 self.assertTrue(self.page.execute_script("return window.stays"), "it is loaded again and again")
                 self.assertRegex(self.find("h1")[0].text, "There is (nothing|no such alarm)")
 
@@ -103,8 +103,8 @@ class LiveTest(PageTest):
 
     def test_g_the_page_comes_when_the_ledger_does(self):
         self.may_fail = True
-        self.site.end(self.site.web)
-        self.site.end(self.site.engine)
+        self.site.web.end()
+        self.site.engine.end()
         self.remove_ledger()
         self.site.start_web()
         self.page.get(self.site.address())
@@ -118,7 +118,7 @@ class LiveTest(PageTest):
         self.find("#list a")[0].click()
         self.wait_for("#alarm", "Raw record")
         self.page.execute_script("window.stays = true")
-        self.site.end(self.site.engine)
+        self.site.engine.end()
         self.remove_ledger()
         self.site.start_engine()
         self.site.feed([fan(2)])
@@ -133,7 +133,7 @@ class LiveTest(PageTest):
         self.open_ready("/")
         self.wait_for("#live.on")
         self.page.execute_script("window.stays = true")
-        self.site.end(self.site.engine)
+        self.site.engine.end()
         self.remove_ledger()
         self.wait_for("#banner", "The server cannot read the ledger: what you see is what it read last.")
         self.wait_for("#live", "not live")
@@ -142,7 +142,7 @@ class LiveTest(PageTest):
         self.site.feed([fan(3)])
         self.wait_for("#list .obj", "fan-module-1-3")
         self.wait_for("#live.on")
-        until(lambda: not self.find("#banner")[0].is_displayed(), "the banner goes")
+        until("the banner goes", lambda: not self.find("#banner")[0].is_displayed())
         self.assertTrue(self.page.execute_script("return window.stays"))
 
     def remove_ledger(self):

@@ -37,7 +37,7 @@ class ManyTest(OperatorsPageTest):
         # More rows come as the reader comes near them.
         before = len(self.find("#list a"))
         self.page.execute_script("scrollTo(0, document.body.scrollHeight)")
-        until(lambda: len(self.find("#list a")) > before, "more rows")
+        until("more rows", lambda: len(self.find("#list a")) > before)
 
     def test_other_views_of_ten_thousand(self):
         for path in ["/objects", "/timeline?span=2592000", "/statistics", "/history"]:

@@ -29,24 +29,24 @@ class OperatorTest(OperatorsPageTest):
             self.wait_for(f'#alarm [data-act="{kind}"]').click()
             return True
 
-        until(press, kind)
+        until(kind, press)
 
     def test_an_acknowledgement_is_seen_by_another(self):
         other = browser()
         self.addCleanup(other.quit)
         self.log_in(other, "bob")
         other.get(self.site.address("/?text=PSU1_TEMP"))
-        until(lambda: other.find_elements(By.CSS_SELECTOR, "#list .new"), "bob sees that it is new")
+        until("bob sees that it is new", lambda: other.find_elements(By.CSS_SELECTOR, "#list .new"))
         other.find_element(By.CSS_SELECTOR, "#list a").click()
         self.open_alarm("PSU1_TEMP")
         self.act("acknowledge", "on my <b>way</b>")
         self.wait_for("#list .words", "acknowledged by anna")
         self.wait_for("#actions q", "on my <b>way</b>")
-        until(lambda: "acknowledged by anna" in other.find_element(By.ID, "list").text, "bob sees it")
-        until(lambda: "on my <b>way</b>" in other.find_element(By.ID, "alarm").text, "bob reads the comment")
+        until("bob sees it", lambda: "acknowledged by anna" in other.find_element(By.ID, "list").text)
+        until("bob reads the comment", lambda: "on my <b>way</b>" in other.find_element(By.ID, "alarm").text)
         self.assertEqual(other.find_elements(By.CSS_SELECTOR, "#alarm .acts"), [])
         self.act("unacknowledge")
-        until(lambda: other.find_elements(By.CSS_SELECTOR, "#list .new"), "bob sees that it is new again")
+        until("bob sees that it is new again", lambda: other.find_elements(By.CSS_SELECTOR, "#list .new"))
 
     def test_shelving_by_keys_and_unshelving(self):
         self.open_ready("/")
@@ -54,7 +54,7 @@ class OperatorTest(OperatorsPageTest):
         self.wait_for("dialog select")
         row = self.text_of("#list .obj")[0]
         self.fill("noise")
-        until(lambda: "1 shelved" in " ".join(self.text_of("#counts")), "it is counted")
+        until("it is counted", lambda: "1 shelved" in " ".join(self.text_of("#counts")))
         self.open_ready("/?state=shelved")
         self.assertEqual(self.text_of("#list .obj"), [row])
         self.find("#list a")[0].click()
@@ -110,7 +110,7 @@ class OperatorTest(OperatorsPageTest):
         self.find("dialog button.first")[0].click()
         self.wait_for("dialog .wrong", "30 days")
         self.press(Keys.ESCAPE)
-        until(lambda: not self.find("dialog"), "closed")
+        until("closed", lambda: not self.find("dialog"))
         self.may_fail = True  # the browser tells of an answer that refuses
 
     def boxes(self):
@@ -125,7 +125,7 @@ class OperatorTest(OperatorsPageTest):
         others = [fan(number, offset=4) for number in (61, 62, 63, 64)]
         self.site.feed(others)
         self.open_ready("/?text=fan-module-1-6&order=object")
-        until(lambda: len(self.boxes()) == 4, "four boxes")
+        until("four boxes", lambda: len(self.boxes()) == 4)
         self.wait_for("#selection", "Select all")
         self.assertEqual(self.find("#selection button"), [], "nothing is selected, so there is nothing to do")
         # A range by the mouse: the first, and with shift the third.
@@ -136,7 +136,7 @@ class OperatorTest(OperatorsPageTest):
         self.wait_for('#selection [data-act="acknowledge"]').click()
         self.wait_for("dialog", "3 alarms:")
         self.fill("one air filter for all")
-        until(lambda: len(self.find("#list .new")) == 1, "three are acknowledged")
+        until("three are acknowledged", lambda: len(self.find("#list .new")) == 1)
         self.wait_for("#said", "Acknowledged: 3 alarms.")
         self.wait_for("#selection", "Select all")
         states = self.states()
@@ -148,7 +148,7 @@ class OperatorTest(OperatorsPageTest):
         self.press_in_line("acknowledge")
         self.wait_for("dialog", "1 alarm; it does not apply to the 3 others:")
         self.fill("")
-        until(lambda: self.find("#list .new") == [], "all are acknowledged")
+        until("all are acknowledged", lambda: self.find("#list .new") == [])
         # By keys: two with x, all up to the last with X, and a comment on all.
         self.page.execute_script("document.activeElement.blur()")
         self.press("j", "x", "j", "x")
@@ -167,7 +167,7 @@ class OperatorTest(OperatorsPageTest):
         self.fill("noise")
         self.wait_for("#main .quiet")
         self.open_ready("/?text=fan-module-1-6&state=shelved")
-        until(lambda: len(self.boxes()) == 4, "all are shelved")
+        until("all are shelved", lambda: len(self.boxes()) == 4)
         self.find("#selection label input")[0].click()
         self.press_in_line("unshelve")
         self.fill("")
@@ -179,14 +179,14 @@ class OperatorTest(OperatorsPageTest):
             self.wait_for(f'#selection [data-act="{kind}"]').click()
             return True
 
-        until(press, kind)
+        until(kind, press)
 
     def test_selecting_moves_nothing(self):
         for width in [1280, 768, 360]:
             with self.subTest(width=width):
                 self.size(width)
                 self.open_ready("/")
-                until(self.boxes, "boxes")
+                until("boxes", self.boxes)
                 top = "return document.querySelector('#list').getBoundingClientRect().top"
                 before = self.page.execute_script(top)
                 self.boxes()[0].click()
@@ -201,7 +201,7 @@ class OperatorTest(OperatorsPageTest):
             self.addCleanup(self.media)
             with self.subTest(scheme=scheme):
                 self.open_alarm("PSU1_TEMP")
-                until(self.boxes, "boxes")
+                until("boxes", self.boxes)
                 self.boxes()[0].click()
                 self.wait_for("#selection button")
                 self.check_no_barriers()
@@ -212,7 +212,7 @@ class OperatorTest(OperatorsPageTest):
     def test_nobody_acts_on_what_is_not_shown(self):
         self.site.feed([fan(71), fan(72)])
         self.open_ready("/?text=fan-module-1-7")
-        until(lambda: len(self.boxes()) >= 2, "boxes")
+        until("boxes", lambda: len(self.boxes()) >= 2)
         self.find("#selection label input")[0].click()
         field = self.find("#filter [name=text]")[0]
         field.clear()
@@ -222,12 +222,12 @@ class OperatorTest(OperatorsPageTest):
         ActionChains(self.page).move_to_element(self.find("#list a")[0]).perform()
         self.site.feed([fan(71, state=0)])
         self.wait_for("#list a.over", "fan-module-1-71")
-        until(lambda: not self.find("#selection")[0].is_displayed(), "there is nothing to select")
+        until("there is nothing to select", lambda: not self.find("#selection")[0].is_displayed())
         self.site.feed([fan(72, state=0)])
 
     def test_a_selection_keeps_new_alarms_from_moving_the_list(self):
         self.open_ready("/")
-        until(self.boxes, "boxes")
+        until("boxes", self.boxes)
         self.boxes()[0].click()
         ActionChains(self.page).move_to_element(self.find("header")[0]).perform()
         self.page.execute_script("document.activeElement.blur()")
@@ -238,18 +238,19 @@ class OperatorTest(OperatorsPageTest):
         self.wait_for("#selection", f"1 of {len(before)} selected")
         self.site.feed([fan(81, offset=5, state=0)])
         self.press(Keys.ESCAPE)
-        until(lambda: self.find(".news button") == [], "it is over")
+        until("it is over", lambda: self.find(".news button") == [])
 
     def test_who_may_not_act_selects_nothing(self):
         other = browser()
         self.addCleanup(other.quit)
         self.log_in(other, "bob")
-        until(lambda: other.find_elements(By.CSS_SELECTOR, "#list a"), "the list is there")
-        until(lambda: "viewer" in other.find_element(By.ID, "me").text, "the page knows who looks")
+        until("the list is there", lambda: other.find_elements(By.CSS_SELECTOR, "#list a"))
+        until("the page knows who looks", lambda: "viewer" in other.find_element(By.ID, "me").text)
         self.assertEqual(other.find_elements(By.CSS_SELECTOR, "#list .box"), [])
         self.assertFalse(other.find_element(By.ID, "selection").is_displayed())
         ActionChains(other).send_keys("j", "x", "a").perform()
-        until(lambda: "Only operators may do that." in other.find_element(By.ID, "said").get_attribute("textContent"), "it is told")
+        until("it is told",
+              lambda: "Only operators may do that." in other.find_element(By.ID, "said").get_attribute("textContent"))
 
     def test_an_action_whose_answer_was_lost_is_done_once(self):
         self.open_alarm("equipped-slot-2")
@@ -265,9 +266,9 @@ class OperatorTest(OperatorsPageTest):
         self.find("dialog button.first")[0].click()
         self.wait_for("dialog .wrong", "The server does not answer, so it is not known whether this was done. Try again: it is done only once.")
         self.find("dialog button.first")[0].click()
-        until(lambda: not self.find("dialog"), "it is done")
+        until("it is done", lambda: not self.find("dialog"))
         self.wait_for("#actions q", "ticket 4713")
-        until(lambda: self.text_of("#actions q").count("ticket 4713") == 1, "there is one comment")
+        until("there is one comment", lambda: self.text_of("#actions q").count("ticket 4713") == 1)
         number = self.page.execute_script("return new URLSearchParams(location.search).get('open')")
         actions = self.page.execute_async_script("""const [number, done] = arguments;
             fetch(`/api/v1/alarms/${number}`).then((got) => got.json()).then((got) => done(got.actions.map((one) => one.comment)));""", number)

@@ -24,7 +24,7 @@ class OthersTest(PageTest):
     def test_the_catalog_is_searched(self):
         self.open_ready("/catalog")
         self.press("/", "psu thermal F0385")
-        until(lambda: len(self.find(".catalog details")) == 1, "one fault is left")
+        until("one fault is left", lambda: len(self.find(".catalog details")) == 1)
         self.find(".catalog summary")[0].click()
         self.wait_for(".catalog dd", "offset 58")
 

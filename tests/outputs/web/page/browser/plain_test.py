@@ -20,10 +20,10 @@ class PlainTest(PageTest):
 
     def wait_for_rows(self, count):
         """A click answers before the next page is there."""
-        return until(lambda: len(self.rows()) == count and self.rows(), f"there are {count} rows")
+        return until(f"there are {count} rows", lambda: len(self.rows()) == count and self.rows())
 
     def wait_for_text(self, text):
-        until(lambda: text in self.plain.find_element(By.TAG_NAME, "main").text, text)
+        until(text, lambda: text in self.plain.find_element(By.TAG_NAME, "main").text)
 
     def test_lists_are_there_without_scripts(self):
         self.plain.get(self.site.address())

@@ -185,7 +185,7 @@ musl:
 cppcheck:
 	@tools/setup check
 	@echo "== Analysing with cppcheck"
-	@cppcheck --quiet --std=c++20 --language=c++ --enable=warning,performance,portability \
+	@cppcheck --quiet -j "$$(nproc)" --std=c++20 --language=c++ --enable=warning,performance,portability \
 	  --suppress=duplicateAssignExpression \
 	  --inline-suppr --error-exitcode=1 \
 	  -I include -I src -I engine -I outputs/web -I outputs/common -I outputs/snmp -I outputs/mqtt -I outputs/alertmanager -I sources/ipmi src engine outputs sources fuzz

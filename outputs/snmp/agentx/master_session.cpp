@@ -40,6 +40,23 @@ int connected_socket(const std::string& path) {
   return fd;
 }
 
+bool has_input(int fd, milliseconds wait = {}) {
+  pollfd ready{.fd = fd, .events = POLLIN, .revents = 0};
+  return ::poll(&ready, 1, static_cast<int>(wait.count())) > 0;
+}
+
+// The master asks for one value after the other, so the next question is waited for a moment. At first this looks again
+// and again: on another processor, the master needs less time to ask than it takes to fall asleep and to be woken.
+bool has_input_soon(int fd) {
+  constexpr std::chrono::microseconds kAwake{100};
+  constexpr milliseconds kMoment{1};
+  const auto end = std::chrono::steady_clock::now() + kAwake;
+  do {
+    if (has_input(fd)) return true;
+  } while (std::chrono::steady_clock::now() < end);
+  return has_input(fd, kMoment);
+}
+
 }  // namespace
 
 MasterSession::MasterSession(std::string path, std::vector<Oid> subtrees, const Tree& tree, const engine::Clock& clock,
@@ -151,12 +168,9 @@ void MasterSession::close() {
 
 // Answers whether the connection is there.
 bool MasterSession::exchange() {
-  pollfd ready{.fd = wire_->fd(), .events = POLLIN, .revents = 0};
-  // The master asks for one value after the other, so the next question is waited for a moment. What comes after so
-  // many is read the next time, so that nothing else has to wait for long.
+  // What comes after so many is read the next time, so that nothing else has to wait for long.
   constexpr int kMostReads = 256;
-  constexpr int kMoment = 1;  // ms
-  for (int i = 0; i<kMostReads&& ::poll(&ready, 1, i == 0 ? 0 : kMoment)> 0; ++i) {
+  for (int i = 0; i < kMostReads && (i == 0 ? has_input(wire_->fd()) : has_input_soon(wire_->fd())); ++i) {
     if (!wire_->read() || !refusal_.empty() || !wire_->write()) return false;
   }
   return true;

@@ -18,7 +18,7 @@ namespace actions_model_test {
 #ifdef POLAIGA_SHORT_WALK
 constexpr unsigned kSequences = 50;
 #else
-constexpr unsigned kSequences = 1000;
+constexpr unsigned kSequences = 500;
 #endif
 
 // What the model knows of an alarm that is active.

@@ -17,7 +17,7 @@ namespace chattering_model_test {
 #ifdef POLAIGA_SHORT_WALK
 constexpr unsigned kSequences = 12;
 #else
-constexpr unsigned kSequences = 300;
+constexpr unsigned kSequences = 150;
 #endif
 
 constexpr std::uint64_t kTimes = 2;

@@ -25,7 +25,7 @@ namespace restart_test {
 #ifdef POLAIGA_SHORT_WALK
 constexpr int kSequences = 25;
 #else
-constexpr int kSequences = 1000;
+constexpr int kSequences = 500;
 #endif
 
 // What `work` answers, in a process whose library has seen nothing yet.

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <future>
 #include <semaphore>
 
@@ -20,6 +21,37 @@ TEST(CatalogTest, ItIsMadeBeforeAnybodyAsks) {
   EXPECT_FALSE(begun.get_future().get()) << "nobody has asked yet";
   EXPECT_EQ(*catalog.lines(), "{}\n");
   EXPECT_EQ(catalog.lines(), catalog.lines()) << "it is made once";
+}
+
+TEST(CatalogTest, ThePauseEndsWhenSomebodyAsks) {
+  std::promise<bool> begun;
+  Catalog catalog(
+      [&](bool is_awaited, const std::stop_token& /*stop*/) {
+        begun.set_value(is_awaited);
+        return std::string("{}\n");
+      },
+      std::chrono::hours(1));
+  EXPECT_EQ(*catalog.lines(), "{}\n");
+  EXPECT_TRUE(begun.get_future().get()) << "somebody waits for it";
+}
+
+TEST(CatalogTest, AfterThePauseItIsMadeThoughNobodyAsks) {
+  std::promise<bool> begun;
+  const Catalog catalog(
+      [&](bool is_awaited, const std::stop_token& /*stop*/) {
+        begun.set_value(is_awaited);
+        return std::string("{}\n");
+      },
+      std::chrono::milliseconds(1));
+  EXPECT_FALSE(begun.get_future().get()) << "nobody has asked yet";
+}
+
+TEST(CatalogTest, TheEndDoesNotWaitForThePause) {
+  const auto begin = std::chrono::steady_clock::now();
+  {
+    const Catalog catalog([](bool, const std::stop_token&) { return std::string(); }, std::chrono::hours(1));
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::minutes(1));
 }
 
 TEST(CatalogTest, WhatFailedIsMadeAnewWhenItIsAskedFor) {

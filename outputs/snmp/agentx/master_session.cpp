@@ -11,6 +11,7 @@
 #include <cstring>
 #include <exception>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 namespace polaiga::snmp {
@@ -46,14 +47,16 @@ bool has_input(int fd, milliseconds wait = {}) {
 }
 
 // The master asks for one value after the other, so the next question is waited for a moment. At first this looks again
-// and again: on another processor, the master needs less time to ask than it takes to fall asleep and to be woken.
+// and again: a master on another processor needs less time to ask than it takes to fall asleep and to be woken. Where
+// there is no other processor, the master can only ask while this sleeps.
 bool has_input_soon(int fd) {
   constexpr std::chrono::microseconds kAwake{100};
   constexpr milliseconds kMoment{1};
+  static const bool is_alone = std::thread::hardware_concurrency() < 2;
   const auto end = std::chrono::steady_clock::now() + kAwake;
-  do {
+  while (!is_alone && std::chrono::steady_clock::now() < end) {
     if (has_input(fd)) return true;
-  } while (std::chrono::steady_clock::now() < end);
+  }
   return has_input(fd, kMoment);
 }
 

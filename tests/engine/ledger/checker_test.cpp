@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -238,6 +239,19 @@ TEST_F(CheckerTest, ALedgerThatIsInUse) {
     }
     EXPECT_EQ(found(), Texts{});
   }
+}
+
+// In hundredths of the inputs, of which there are seven.
+TEST_F(CheckerTest, TellsHowFarItIs) {
+  make();
+  const Database db(path_, Access::kRead);
+  Checker checker(db);
+  std::set<int> told;
+  while (checker.step(1)) told.insert(checker.percent());
+  const std::set<int> sevenths = {0, 14, 28, 42, 57, 71, 85, 100};
+  for (const int percent : told) EXPECT_TRUE(sevenths.contains(percent)) << percent;
+  EXPECT_TRUE(told.contains(42));
+  EXPECT_TRUE(told.contains(85));
 }
 
 TEST_F(CheckerTest, TheLastBatchesAlone) {

@@ -227,7 +227,10 @@ TEST_F(PrunerTest, ByAge) {
   engine_->pass(3, {.at = 2 * kDay});
   engine_->pass(1, {.at = 3 * kDay});
   EXPECT_EQ(rows("SELECT min(seq) FROM event"), Rows{"1"});
-  engine_->pass(1, {.at = 3 * kDay + 300});
+  // They go when they are older by a 1024th of the retention, and not before.
+  engine_->pass(1, {.at = 3 * kDay + 168});
+  EXPECT_EQ(rows("SELECT min(seq) FROM event"), Rows{"1"});
+  engine_->pass(1, {.at = 3 * kDay + 169});
   EXPECT_EQ(rows("SELECT min(seq) FROM event"), Rows{"4"});
   EXPECT_EQ(rows("SELECT watermark_at FROM ledger"), Rows{std::to_string(kDay)});
 }

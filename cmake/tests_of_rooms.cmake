@@ -1,17 +1,26 @@
 # Tests that are compiled together. What a test includes takes a compiler far longer than the test itself, so the tests
 # of a room are one program, and few sources for the compiler. `ctest` still runs the tests of each source by
 # themselves, under the name of that source.
+#
+# The tests of a source stand in a namespace that has its name. An unnamed one would be the same for all sources that are
+# compiled together, so that a source could mean a neighbour's constant without anybody noticing.
 option(POLAIGA_UNITY_TESTS "Compile the tests of each room as few sources, in one program" ON)
 
 # Answers in `result` with the filter of GoogleTest that lets the tests of a source run, and no others.
 function(polaiga_tests_in result source)
-  file(STRINGS ${source} tests REGEX "^(TEST|TEST_F|TEST_P)\\(")
+  file(STRINGS ${source} unnamed LIMIT_COUNT 1 REGEX "^namespace {")
+  if(unnamed)
+    get_filename_component(name ${source} NAME_WE)
+    message(FATAL_ERROR "${source}: sources that are compiled together would share its unnamed namespace; call it ${name}")
+  endif()
+  file(STRINGS ${source} tests REGEX "^ *(TYPED_)?TEST(_F|_P)?\\(")
   set(names "")
   foreach(test IN LISTS tests)
-    if(NOT test MATCHES "^TEST[_FP]*\\(([A-Za-z0-9_]+), ([A-Za-z0-9_]+)\\)")
-      message(FATAL_ERROR "${source}: the name of a test must stand in one line with TEST: ${test}")
+    if(NOT test MATCHES "^TEST(_F|_P)?\\(([A-Za-z0-9_]+), ([A-Za-z0-9_]+)\\)")
+      message(FATAL_ERROR "${source}: a test must be a TEST, TEST_F or TEST_P at the beginning of a line, with its name in that line, "
+        "or it would not be run: ${test}")
     endif()
-    list(APPEND names "${CMAKE_MATCH_1}.${CMAKE_MATCH_2}" "*/${CMAKE_MATCH_1}.${CMAKE_MATCH_2}/*")
+    list(APPEND names "${CMAKE_MATCH_2}.${CMAKE_MATCH_3}" "*/${CMAKE_MATCH_2}.${CMAKE_MATCH_3}/*")
   endforeach()
   if(NOT names)
     message(FATAL_ERROR "${source} has no tests")
@@ -23,8 +32,8 @@ endfunction()
 
 # polaiga_tests(PREFIX [ALONE] [HEADERS TARGET] [LIBRARIES ...] [DEFINITIONS ...] SOURCES alarms/reporters ...): tests of
 # rooms of PREFIX, as the sources alarms/reporters_test.cpp. ctest knows them as PREFIX/alarms/reporters.
-#   ALONE        each is a program of its own, because it replaces functions of the C library or needs other options. Its
-#                target is PREFIX_alarms_reporters_test.
+#   ALONE        each is a program of its own, because it replaces functions of the C library, needs other options or is
+#                in no room. Its target is PREFIX_alarms_reporters_test.
 #   HEADERS      the target whose precompiled headers they use; test_headers without it.
 #   LIBRARIES    what they are linked with.
 #   DEFINITIONS  what the preprocessor is to know.
@@ -51,6 +60,9 @@ function(polaiga_tests prefix)
           break()
         endif()
       endforeach()
+      if(known AND NOT known STREQUAL needs)
+        message(FATAL_ERROR "${prefix}/${path}: the tests of this room need too many different things; link them with the same libraries")
+      endif()
       set(program ${numbered})
       set_property(GLOBAL PROPERTY polaiga_${program}_needs "${needs}")
     endif()

@@ -357,6 +357,7 @@ TEST_F(FoldingTest, NothingIsLost) {
       settle(wire);
       compare();
     }
+    for (const auto& [number, alarm] : receiver_.alarms) EXPECT_NE(alarm.end, kMissing) << number;
     early += receiver_.early;
     lists += receiver_.lists;
     stop();

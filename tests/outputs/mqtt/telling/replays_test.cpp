@@ -69,22 +69,6 @@ TEST_F(ReplaysTest, ARange) {
   EXPECT_EQ(told(), (Texts{"x 3 after 2", "x 4 after 3", "x 5 after 4", "x done 5"}));
 }
 
-// By this a receiver sees whether a change before the end was lost.
-TEST_F(ReplaysTest, TheEndSaysWhichChangeWasToldLast) {
-  const auto previous_at_end = [this](ChangeNumber first, ChangeNumber last) {
-    ask(first, last, "x");
-    while (replays_.go_on(1000)) {
-    }
-    const json done = json_of(link_.sent.back().message);
-    told();
-    EXPECT_EQ(done.at("done"), true);
-    return done.at("previous").get<ChangeNumber>();
-  };
-  EXPECT_EQ(previous_at_end(3, 5), 5);
-  EXPECT_EQ(previous_at_end(9, 20), 10);
-  EXPECT_EQ(previous_at_end(12, 15), 10) << "nothing is there yet";
-}
-
 TEST_F(ReplaysTest, AllThatThereIs) {
   ask(9, 9'000'000'000'000, "x");
   EXPECT_EQ(told(), (Texts{"x 9 after 8", "x 10 after 9", "x done 10"}));

@@ -58,7 +58,8 @@ class Node:
             lines += [f"cluster_formation.classic_config.nodes.{i} = {node.name}" for i, node in enumerate(self.broker.nodes, 1)]
         (self.place / "rabbitmq.conf").write_text("\n".join(lines) + "\n")
         (self.place / "enabled_plugins").write_text(f"[{','.join(self.broker.plugins)}].\n")
-        self.process = Process(str(RABBITMQ / "rabbitmq-server"), env=self.environment(), cwd=self.place)
+        # Ctrl-C is for who started all this, who ends it in its order.
+        self.process = Process(str(RABBITMQ / "rabbitmq-server"), env=self.environment(), cwd=self.place, start_new_session=True)
 
     def is_there(self):
         assert not self.process.has_ended(), f"{self.name} has ended: {self.process.text()}"
@@ -91,7 +92,8 @@ class Broker:
         cookie.chmod(0o400)
         self.names_port = free_port()
         self.environment = {"HOME": str(self.place), "ERL_EPMD_PORT": str(self.names_port), "ERL_EPMD_ADDRESS": "127.0.0.1"}
-        self.names = Process("epmd", "-port", str(self.names_port), "-address", "127.0.0.1")
+        self.names = Process("epmd", "-port", str(self.names_port), "-address", "127.0.0.1",
+                             start_new_session=True)
         until("the node names are told", lambda: listens(self.names_port))
         self.nodes = []
         self.nodes += [Node(self, number) for number in range(1, count + 1)]
@@ -164,7 +166,7 @@ class Server:
     def start(self):
         settings = [word for one in self.settings for word in ("-c", one)]
         self.process = Process(str(POSTGRESQL / "postgres"), "-D", str(self.place), "-p", str(self.port), "-h", "127.0.0.1", "-k",
-                               "", *settings, cwd="/", **as_postgres())
+                               "", *settings, cwd="/", start_new_session=True, **as_postgres())
 
     def wait(self):
         def answers():

@@ -69,20 +69,20 @@ bool begins_with_one_of(std::string_view text, std::initializer_list<std::string
 
 // Whether a later attempt may go better, by the error's SQLSTATE.
 bool is_for_a_while(std::string_view state) {
-  return state.empty() ||
-         begins_with_one_of(state, {"08",       // of the connection
-                                    "25006",    // a standby writes nothing
-                                    "25P03",    // the session was idle for too long
-                                    "40",       // rolled back: a deadlock, or two at once
-                                    "53",       // no memory, disk or connections left
-                                    "55P03",    // a lock was not to be had in time
-                                    "55006",    // in use
-                                    "57"});     // ended by somebody, or starting, or shutting down
+  return state.empty() || begins_with_one_of(state, {"08",     // of the connection
+                                                     "25006",  // a standby writes nothing
+                                                     "25P03",  // the session was idle for too long
+                                                     "40",     // rolled back: a deadlock, or two at once
+                                                     "53",     // no memory, disk or connections left
+                                                     "55P03",  // a lock was not to be had in time
+                                                     "55006",  // in use
+                                                     "57"});   // ended by somebody, or starting, or shutting down
 }
 
 std::string what_to_do(std::string_view state) {
   if (state == "42501") {
-    return "give the role that right; `polaiga-collector migrate` gives the roles polaiga_collector, polaiga_viewer and "
+    return "give the role that right; `polaiga-collector migrate` gives the roles polaiga_collector, polaiga_viewer "
+           "and "
            "polaiga_operator what they need";
   }
   if (begins_with_one_of(state, {"42P01", "42703", "42883", "3F000"})) {
@@ -109,7 +109,8 @@ Database::Database(const std::string& url, const std::string& application_name) 
     const std::string_view keyword = one->keyword;
     if (keyword == "password") {
       throw std::invalid_argument(
-          "The database's URL has a password, which others could read; put it into a file and name that with passfile=");
+          "The database's URL has a password, which others could read; put it into a file and name that with "
+          "passfile=");
     }
     if (keyword == "host" || (keyword == "hostaddr" && hosts.empty())) hosts = one->val;
     if (keyword == "dbname") name = one->val;

@@ -111,9 +111,9 @@ std::string schema_problem(Database& database) {
     const bool is_there = question.exec1("select to_regclass('polaiga.migration') is not null")[0].as<bool>();
     if (!is_there) return "The database has no schema of a fleet yet; run `polaiga-collector migrate`";
     const int known = migrations().back().version;
-    const pqxx::row row = question.exec1(
-        "select coalesce(max(version), 0), coalesce(max(compatible_with) filter (where version > " +
-        std::to_string(known) + "), 0) from migration");
+    const pqxx::row row =
+        question.exec1("select coalesce(max(version), 0), coalesce(max(compatible_with) filter (where version > " +
+                       std::to_string(known) + "), 0) from migration");
     const int has = row[0].as<int>();
     if (has < known) {
       return "The database's schema has version " + std::to_string(has) + ", and this program needs " +

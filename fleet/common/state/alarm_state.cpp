@@ -120,8 +120,6 @@ void take_faults_part(const ChangeMessage& change, AlarmState& alarm) {
   switch (change.kind) {
     case ChangeKind::kRefreshed:
       ++alarm.count;
-      [[fallthrough]];
-    case ChangeKind::kPartlyCleared:
       alarm.updated = change.at;
       break;
     case ChangeKind::kChattering:

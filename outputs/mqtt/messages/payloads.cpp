@@ -44,9 +44,9 @@ std::string gap_payload(const Origin& origin, const engine::Feed::Gap& gap, cons
 }
 
 std::string replay_done_payload(const Origin& origin, std::string_view ledger_id, std::string_view replay,
-                                ChangeNumber through) {
+                                ChangeNumber through, ChangeNumber previous) {
   JsonObject object;
-  object.add("ledger_id", ledger_id).add("done", true).add("through", through);
+  object.add("ledger_id", ledger_id).add("done", true).add("through", through).add("previous", previous);
   add_origin(object, origin);
   return object.add("replay", replay).text();
 }

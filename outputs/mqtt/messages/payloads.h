@@ -30,9 +30,10 @@ struct Told {
 std::string change_payload(const Origin& origin, const engine::StoredChange& change, const Told& told);
 std::string gap_payload(const Origin& origin, const engine::Feed::Gap& gap, const Told& told);
 
-// The last message that answers a request for a replay: all that there is up to `through` was told.
+// The last message that answers a request for a replay: all that there is up to `through` was told. `previous` is the
+// last change that was told, by which a receiver sees whether one before this message was lost.
 std::string replay_done_payload(const Origin& origin, std::string_view ledger_id, std::string_view replay,
-                                engine::ChangeNumber through);
+                                engine::ChangeNumber through, engine::ChangeNumber previous);
 // The only one, when nothing is replayed. `replay` may be empty, when the request has no id that could be read.
 std::string replay_refused_payload(const Origin& origin, std::string_view replay, std::string_view why);
 

@@ -51,7 +51,8 @@ void Replays::begin() {
 
 void Replays::finish() {
   const Replay& request = requests_.front();
-  send(Kind::kOfRequest, replay_done_payload(origin_, request.ledger_id, request.id, after_));
+  send(Kind::kOfRequest,
+       replay_done_payload(origin_, request.ledger_id, request.id, after_, std::min(previous_, after_)));
   is_told_ = true;
 }
 

@@ -5,6 +5,7 @@
 #include <array>
 #include <chrono>
 #include <exception>
+#include <stdexcept>
 #include <string>
 
 #include "base/messages.h"
@@ -69,6 +70,7 @@ void Program::failed(const std::string& what, bool may_mend) {
 
 int Program::run() {
   service_.ready("begins");
+  service_.say(Priority::kInfo, "ready: taking what controllers send into the database");
   while (!service_.must_stop() && !must_end_) {
     try {
       if (!collector_.has_begun()) collector_.begin();
@@ -83,9 +85,7 @@ int Program::run() {
       failed(error.what(), true);
     } catch (const NotHere& error) {
       failed(error.what(), true);
-    } catch (const DatabaseRefuses& error) {
-      failed(error.what(), false);
-    } catch (const BrokerRefuses& error) {
+    } catch (const std::runtime_error& error) {  // it is refused, or a file with a secret cannot be used
       failed(error.what(), false);
     }
   }

@@ -124,6 +124,9 @@ class Board:
                 answer += connection.recv(1 << 16)
         return json.loads(answer)
 
+    def ask_ledger_id(self):
+        return self.ask_engine(do="status")["ledger_id"]
+
     def ask(self, question):
         with contextlib.closing(sqlite3.connect(f"file:{self.ledger}?mode=ro", uri=True, timeout=PATIENCE)) as ledger:
             return list(ledger.execute(question))

@@ -8,7 +8,7 @@ from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "support"))
 import board
-from board import BELOW, BoardTest, fan, supply, until
+from board import BELOW, BoardTest, described, fan, supply, until
 from processes import Process, free_port
 
 GATEWAY = ("--gateway", str(os.geteuid()))
@@ -152,6 +152,7 @@ class FleetTest(BoardTest):
         server = self.begun()
         operator = Operator(server)
         server.send([supply(number, 1) for number in range(1, 256)])
+        server.wait_for_cursor()
         parts = self.ask(server, operator, "list")
         self.assertGreater(len(parts), 1)
         self.assertLessEqual(max(operator.sizes), 64 * 1024)
@@ -161,6 +162,20 @@ class FleetTest(BoardTest):
         told = [alarm["alarm"] for part in parts for alarm in part["alarms"]]
         self.assertEqual(told, [f"{server.ask_ledger_id()}-{number}" for number in range(1, 256)])
         self.assertEqual(sorted(told), sorted(alarm["alarm"] for alarm in server.active()))
+
+    def test_schemas(self):
+        server = self.begun("--accept-actions", engine_options=GATEWAY)
+        operator, sent = Operator(server), []
+        server.client("action", "replay", name="listener", on_message=lambda message: sent.append((message.topic, json.loads(message.payload))))
+        server.send([fan(1, 1)])
+        operator.act("a", do="acknowledge", alarms="1")
+        operator.act("b", do="acknowledge", alarms="9")
+        acted = until("both are answered", lambda: list(operator.acted) if len(operator.acted) == 2 else None)
+        self.ask(server, operator, "list")
+        described("mqtt_acted", acted)
+        described("mqtt_replayed", operator.replayed)
+        described("mqtt_action", [value for topic, value in sent if topic == BELOW + "action"])
+        described("mqtt_replay", [value for topic, value in sent if topic == BELOW + "replay"])
 
     def test_names_with_a_dot(self):
         server = self.board(broker=False)

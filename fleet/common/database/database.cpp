@@ -79,6 +79,12 @@ bool is_for_a_while(std::string_view state) {
                                                      "57"});   // ended by somebody, or starting, or shutting down
 }
 
+// libpqxx 6 leaves the SQLSTATE of a missing right out.
+std::string state_of(const pqxx::sql_error& error) {
+  if (dynamic_cast<const pqxx::insufficient_privilege*>(&error) != nullptr) return "42501";
+  return error.sqlstate();
+}
+
 std::string what_to_do(std::string_view state) {
   if (state == "42501") {
     return "give the role that right; `polaiga-collector migrate` gives the roles polaiga_collector, polaiga_viewer "
@@ -156,7 +162,7 @@ void Database::translate() {
   } catch (const pqxx::in_doubt_error& lost) {
     away(std::string("the connection was lost amid a commit, so the transaction may have been done: ") + lost.what());
   } catch (const pqxx::sql_error& error) {
-    const std::string& state = error.sqlstate();
+    const std::string state = state_of(error);
     const std::string why = first_line(error.what());
     if (!connection_ || !connection_->is_open()) away(why);
     if (is_for_a_while(state)) away(why);

@@ -90,13 +90,8 @@ class Server {
                   "-c", "max_connections=50", "-c", "shared_buffers=64MB"},
                  log, user);
     wait_until_it_answers(log);
-    pqxx::connection connection(url("postgres", "postgres"));
-    pqxx::nontransaction work(connection);
-    work.exec("create role polaiga_collector login");
-    work.exec("create role polaiga_viewer login");
-    work.exec("create role polaiga_operator login");
-    work.exec("create database fleet_template");
-    Database database(url("fleet_template", "postgres"), "tests");
+    make_roles(log, user);
+    Database database(url("polaiga", "polaiga_owner"), "tests");
     migrate(database);
   }
 
@@ -121,6 +116,17 @@ class Server {
     }
   }
 
+  // As whoever sets up a fleet does. The database that is made with them is the template of all others.
+  void make_roles(const std::string& log, const passwd* user) const {
+    const std::string copy = directory_ + "/roles.sql";  // the user postgres may not be allowed to read ours
+    std::filesystem::copy_file(POLAIGA_ROLES, copy);
+    int status = 0;
+    const pid_t psql = start({std::string(kPrograms) + "psql", "--host", directory_, "--username", "postgres",
+                              "--dbname", "postgres", "--no-psqlrc", "--set", "ON_ERROR_STOP=1", "--file", copy},
+                             log, user);
+    if (waitpid(psql, &status, 0) != psql || status != 0) fail("the roles cannot be made: " + content_of(log));
+  }
+
   std::string directory_;
   pid_t pid_ = -1;
   int databases_ = 0;
@@ -131,7 +137,7 @@ class Server {
 TestDatabase::TestDatabase(Content content) : name_(Server::get().next_name()) {
   pqxx::connection connection(Server::get().url("postgres", "postgres"));
   pqxx::nontransaction(connection)
-      .exec("create database " + name_ + (content == Content::kSchema ? " template fleet_template" : ""));
+      .exec("create database " + name_ + (content == Content::kSchema ? " template polaiga" : ""));
   connection_ = std::make_unique<pqxx::connection>(url());
   pqxx::nontransaction(*connection_)
       .exec("set search_path = polaiga; set timezone = 'UTC'; set client_min_messages = warning");

@@ -236,10 +236,10 @@ TEST_F(IntakeTest, APuttingBack) {
 // All of that in one batch.
 TEST_F(IntakeTest, APuttingBackAmidABatch) {
   take(intake_, sender(), raised(1), raised(2));
-  take(intake_, sender(), raised(3), raised(4), GapMessage{.ledger_id = kLedger, .first = 2, .last = 4, .previous = 4},
-       cleared(2, 1), raised(3));
+  take(intake_, sender(), raised(3), change(4, ChangeKind::kRefreshed, 1),
+       GapMessage{.ledger_id = kLedger, .first = 2, .last = 4, .previous = 4}, cleared(2, 1), raised(3));
   EXPECT_EQ(changes(), "1|raised|1\n2|cleared|1\n3|raised|3\n");
-  EXPECT_EQ(alarms(), "1|2|4|4|1|cleared\n3|3|4|4|1|\n");
+  EXPECT_EQ(alarms(), "1|2|4|4|2|cleared\n3|3|4|4|1|\n");
   EXPECT_EQ(progress(), "aa|3|0|t|0|f\n");
 }
 

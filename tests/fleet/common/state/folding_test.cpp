@@ -27,7 +27,7 @@ using output::OutputAlarm;
 #ifdef POLAIGA_SHORT_WALK
 constexpr unsigned kSequences = 10;
 #else
-constexpr unsigned kSequences = 40;
+constexpr unsigned kSequences = 25;
 #endif
 
 const mqtt::Origin kOrigin{.site = "lab", .controller = "rack-1"};
@@ -217,7 +217,12 @@ class FoldingTest : public engine::test::RandomWalk<NoModel> {
     if (!request.is_for_list) {
       const ChangeNumber last = std::min(request.last, followed_->number());
       const ChangeNumber previous = tell_changes(request.first - 1, last, id, request.first - 1, into);
-      into.push_back(mqtt::replay_done_payload(kOrigin, followed_->ledger_id(), id, last, previous));
+      into.push_back(from_rack(engine::JsonObject()
+                                   .add("ledger_id", followed_->ledger_id())
+                                   .add("done", true)
+                                   .add("through", last)
+                                   .add("previous", previous)
+                                   .add("replay", id)));
       return;
     }
     constexpr std::size_t kInPart = 2;
@@ -234,21 +239,21 @@ class FoldingTest : public engine::test::RandomWalk<NoModel> {
         array.add(output::output_alarm_form(*alarms[one], followed_->ledger_id(), followed_->profile()));
       }
       const ChangeNumber through = is_last ? std::max(after, followed_->number()) : alarms[end - 1]->number;
-      into.push_back(engine::JsonObject()
-                         .add("ledger_id", followed_->ledger_id())
-                         .add("replay", id)
-                         .add("number", followed_->number())
-                         .add("after", after)
-                         .add("through", through)
-                         .add("last", is_last)
-                         .add("alarms", array)
-                         .add("site", "lab")
-                         .add("controller", "rack-1")
-                         .add("version", "1.0.0")
-                         .text());
+      into.push_back(from_rack(engine::JsonObject()
+                                   .add("ledger_id", followed_->ledger_id())
+                                   .add("replay", id)
+                                   .add("number", followed_->number())
+                                   .add("after", after)
+                                   .add("through", through)
+                                   .add("last", is_last)
+                                   .add("alarms", array)));
       after = through;
       if (is_last) return;
     }
+  }
+
+  static std::string from_rack(engine::JsonObject message) {
+    return message.add("site", "lab").add("controller", "rack-1").add("version", "1.0.0").text();
   }
 
   std::string status() const {
@@ -357,6 +362,7 @@ TEST_F(FoldingTest, NothingIsLost) {
       settle(wire);
       compare();
     }
+    for (const auto& [number, alarm] : receiver_.alarms) EXPECT_NE(alarm.end, kMissing) << number;
     early += receiver_.early;
     lists += receiver_.lists;
     stop();

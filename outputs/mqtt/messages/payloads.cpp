@@ -77,6 +77,8 @@ AlarmsPart alarms_part(const Origin& origin, const Picture& picture, ChangeNumbe
   std::size_t bytes = kPartBytes;
   auto at = picture.alarms.upper_bound(after);
   for (; at != picture.alarms.end(); ++at) {
+    // Who would be told of such an alarm here would not be told of its end.
+    if (!at->second.was_told) continue;
     const JsonObject form = output::output_alarm_form(at->second, picture.ledger_id, picture.profile);
     const std::size_t more = form.text().size() + 1;  // and a comma
     const bool is_first = part.through == after;

@@ -72,7 +72,8 @@ class ReplaysTest : public engine::test::LedgerFixture {
   }
   // An alarm of some 1,000 bytes or more.
   void add_alarm(ChangeNumber number, std::size_t bytes = 1000) {
-    alarms_.insert_or_assign(number, output::OutputAlarm{.number = number, .description = std::string(bytes, 'd')});
+    alarms_.insert_or_assign(
+        number, output::OutputAlarm{.number = number, .description = std::string(bytes, 'd'), .was_told = true});
   }
 
   std::optional<engine::ChangeFeed> feed_;
@@ -220,6 +221,16 @@ TEST_F(ReplaysTest, AlarmsInOnePart) {
                            "y alarms at 10 after 3 through 10 last: 5 9", "z alarms at 10 after 9 through 10 last:"}));
   ask_for_alarms(12, "x");
   EXPECT_EQ(told(), (Texts{"x alarms at 10 after 12 through 12 last:"})) << "no number goes back";
+}
+
+// They were silenced from their beginning, and their end is not told either.
+TEST_F(ReplaysTest, AlarmsThatOutputsWereNotToldOfAreLeftOut) {
+  for (const ChangeNumber number : {3, 5, 9}) {
+    add_alarm(number);
+    alarms_.at(number).was_told = number == 5;
+  }
+  ask_for_alarms(0, "x");
+  EXPECT_EQ(told(), (Texts{"x alarms at 10 after 0 through 10 last: 5"}));
 }
 
 TEST_F(ReplaysTest, APartHasWhatFitsIntoAMessage) {

@@ -351,6 +351,8 @@ TEST_F(LedgerTest, RowsThatNoEngineWrites) {
             "subject 1: entity names an entity that this program does not know: 'toaster'");
   EXPECT_EQ(damage("UPDATE form SET descr = '" + long_text + "'"), "form 1: descr is longer than its field: " + shown);
   EXPECT_EQ(damage("UPDATE form SET oid = '1.2.x'"), "form 1: oid is no object identifier: '1.2.x'");
+  EXPECT_EQ(damage("UPDATE form SET oid = '1x2'"), "form 1: oid is no object identifier: '1x2'");
+  EXPECT_EQ(damage("UPDATE form SET oid = '1.2.'"), "form 1: oid is no object identifier: '1.2.'");
   EXPECT_EQ(damage("UPDATE change SET kind = 17"), "change 1: kind is out of range: 17");
   EXPECT_EQ(damage("DROP TABLE step"), "no such table: step");
   EXPECT_EQ(damage("DELETE FROM event"), "events that shaped what the library remembers are gone");

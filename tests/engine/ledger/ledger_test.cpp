@@ -278,6 +278,18 @@ TEST_F(LedgerTest, AFullDiskLosesNothing) {
   EXPECT_EQ(engine_->alarms.size(), 101U);
 }
 
+// Damage that a write meets is noted beside the file, and the next start replaces it.
+TEST_F(LedgerTest, DamageThatAWriteMeetsIsTold) {
+  engine_->write(raises("A", "o", 395));
+  engine_->write(raises("B", "o", 395));
+  Database(path_, Access::kReadWrite).exec("DELETE FROM report");
+  EXPECT_EQ(test::complaint_of([&] { engine_->write(clears("A", "o", 395)); }),
+            path_ +
+                ": the ledger is damaged: the ledger has no such report of fault 1. The next start begins a new one "
+                "and carries over what proves right");
+  EXPECT_TRUE(read_mark(path_)->is_damaged);
+}
+
 TEST_F(LedgerTest, InputsAndChangesFollowTheLast) {
   engine_->write(raises("A", "o", 395));
   engine_->add(raises("A", "p", 395));

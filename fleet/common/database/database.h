@@ -3,10 +3,11 @@
 
 #include <chrono>
 #include <memory>
+#include <pqxx/connection>
 #include <stdexcept>
 #include <string>
 
-#include <pqxx/connection>
+#include "database/answer_deadline.h"
 
 namespace polaiga::fleet {
 
@@ -27,31 +28,35 @@ class DatabaseRefuses : public std::runtime_error {
 // A connection that is made when it is needed, and anew after it was lost. It is for one thread.
 class Database {
  public:
-  // After this time an answer is given up, and the connection with it.
+  // After this time the answers of one use are given up, and the connection with them.
   static constexpr std::chrono::seconds kAnswerWithin{20};
 
   // `url` is what libpq takes: "postgresql://host1,host2/name?target_session_attrs=read-write", without a password;
-  // that is in a file: passfile=, or PGPASSFILE. A URL with a password is refused with std::invalid_argument.
-  explicit Database(std::string url, std::string application_name);
+  // that is in a file: passfile=, or PGPASSFILE. A URL with a password, and one that is wrong, is refused with
+  // std::invalid_argument.
+  explicit Database(const std::string& url, const std::string& application_name);
 
-  // Runs `work` with a connection whose search_path is `polaiga`. pqxx's exceptions become those above; after DatabaseAway
-  // the next use connects anew.
+  // Runs `work` with a connection whose search_path is `polaiga`. pqxx's exceptions become those above; after
+  // DatabaseAway the next use connects anew.
   template <typename Work>
-  auto use(Work work);
+  auto use(Work work, std::chrono::seconds within = kAnswerWithin);
 
  private:
   pqxx::connection& connection();
   [[noreturn]] void translate();  // rethrows the exception that is being handled
 
-  std::string url_;
-  std::string application_name_;
+  std::string settings_;  // of the connection, as libpq takes them
+  std::string place_;     // where the database is, for messages
   std::unique_ptr<pqxx::connection> connection_;
+  AnswerDeadline deadline_;
 };
 
 template <typename Work>
-auto Database::use(Work work) {
+auto Database::use(Work work, std::chrono::seconds within) {
   try {
-    return work(connection());
+    pqxx::connection& usable = connection();
+    const AnswerDeadline::Watch watch(deadline_, usable.sock(), within);
+    return work(usable);
   } catch (...) {
     translate();
   }

@@ -1,5 +1,5 @@
-// What some collector has to do from time to time, whichever that is. Each duty is one transaction under an advisory lock of
-// its own; a collector that does not get the lock leaves it to the one that has it.
+// What some collector has to do from time to time, whichever that is. Each duty is one transaction under an advisory
+// lock of its own; a collector that does not get the lock leaves it to the one that has it.
 #pragma once
 
 #include <chrono>
@@ -28,8 +28,8 @@ class Duties {
   static constexpr int kFewestControllers = 3;
   std::uint64_t find_groups(std::chrono::seconds window);
 
-  // Actions that are to go down now: those of controllers that are online, when they are new or were sent more than 30 s
-  // ago and nothing came back. Those whose end has come are marked as expired.
+  // Actions that are to go down now: those of controllers that are online, when they are new or were sent more than 30
+  // s ago and nothing came back. Those whose end has come are marked as expired.
   std::vector<Answer> due_actions();
 
   // Requests that were not answered, of controllers that are online: they are made again.
@@ -42,16 +42,16 @@ class Duties {
 
   // What a collector says of itself.
   struct Collector {
-    std::string name;
+    std::string name = {};
     std::int64_t begun = 0;
-    std::string version;
+    std::string version = {};
     int queues = 0;
     std::uint64_t messages = 0;
     std::uint64_t changes = 0;
     std::uint64_t repeats = 0;
     std::uint64_t early = 0;
     std::uint64_t dead_letters = 0;
-    std::string last_problem;
+    std::string last_problem = {};
     std::int64_t last_problem_at = 0;
   };
   void report(const Collector& collector);
@@ -60,8 +60,8 @@ class Duties {
   Database& database_;
 };
 
-// The fault of a controller that is silent, in the table of alarms. Its severity is major, its code 0, its DN that of the
-// controller: site/SITE/controller/CONTROLLER.
+// The fault of a controller that is silent, in the table of alarms. Its severity is major, its code 0, its DN that of
+// the controller: site/SITE/controller/CONTROLLER.
 inline constexpr const char* kSilentName = "fltFleetControllerSilent";
 
 }  // namespace polaiga::fleet

@@ -38,8 +38,8 @@ class Intake {
 
   explicit Intake(Database& database) : database_(database) {}
 
-  // All of them in one transaction, in which the rows of their controllers are locked, in the order of their ids. So any
-  // number of collectors may take messages of one controller at once, and each change is there once. Messages may
+  // All of them in one transaction, in which the rows of their controllers are locked, in the order of their ids. So
+  // any number of collectors may take messages of one controller at once, and each change is there once. Messages may
   // come again, and in any order. When this throws, nothing was taken.
   Taken take(std::span<const Received> messages);
 

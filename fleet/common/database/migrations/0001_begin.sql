@@ -9,7 +9,7 @@ create table controller (
   site_id integer not null references site,
   name text not null check (name ~ '^[A-Za-z0-9_-]{1,64}$'),
   ledger_no bigint,                       -- the ledger that it has now; null: none is known yet
-  is_online boolean not null default false,  -- by its own latest word
+  is_online boolean not null default true,  -- by its own latest word
   is_engine_answering boolean not null default false,
   version text not null default '',
   heard timestamptz not null default now(),  -- when the latest message of it was taken
@@ -18,8 +18,7 @@ create table controller (
   asked_for text not null default '',     -- the id of that request
   first_heard timestamptz not null default now(),
   unique (site_id, name)
-);
-create index controller_heard on controller (heard) where silent_since is null;
+) with (fillfactor = 70);                 -- each batch updates rows here, which takes least when they stay in their page
 
 -- The ledgers that a controller has had. How far its changes are here stands with each.
 create table ledger (
@@ -34,7 +33,7 @@ create table ledger (
   begun timestamptz not null default now(),
   ended timestamptz,                      -- another one took its place
   unique (controller_id, ledger_id)
-);
+) with (fillfactor = 70);
 alter table controller add foreign key (ledger_no) references ledger deferrable initially deferred;
 
 -- Every change once. Uniqueness comes from ledger.through, under the lock of the controller's row: a partitioned table
@@ -71,7 +70,7 @@ create index gap_ledger on gap (ledger_no, first);
 create table alarm_group (
   group_no bigint generated always as identity primary key,
   site_id integer not null references site,
-  code integer not null,
+  code bigint not null,                   -- of 32 bits without a sign
   name text not null,
   description text not null,              -- of the first alarm
   first_created timestamptz not null,
@@ -95,7 +94,7 @@ create table alarm (
   last_change bigint not null default 0,  -- that was taken into this row
   fault_dn text not null,
   dn text not null,
-  code integer not null,
+  code bigint not null,                   -- of 32 bits without a sign
   name text not null,
   sensor text not null default '',
   description text not null,
@@ -109,7 +108,7 @@ create table alarm (
   cleared timestamptz,
   ended text not null default '',         -- how; empty: it is active
   count bigint not null default 1,
-  reporters integer not null default 1,
+  reporters bigint not null default 1,
   is_acknowledged boolean not null default false,
   is_closed boolean not null default false,
   is_shelved boolean not null default false,
@@ -170,11 +169,19 @@ create table collector (
 
 -- Partitions of changes, one a day by UTC, are made ahead and dropped by whoever collects. He owns no table, so these
 -- functions act for him.
+-- A table that is attached stops nobody who reads or writes changes; one that is made as a partition does.
 create function make_change_partition(of_day date) returns void
 language plpgsql security definer set search_path = polaiga, pg_temp as $$
+declare
+  partition text := 'change_' || to_char(of_day, 'YYYYMMDD');
 begin
-  execute format('create table if not exists polaiga.change_%s partition of polaiga.change for values from (%L) to (%L)',
-                 to_char(of_day, 'YYYYMMDD'), of_day::text || ' 00:00:00+00', (of_day + 1)::text || ' 00:00:00+00');
+  perform pg_advisory_xact_lock(7305804403);
+  if to_regclass('polaiga.' || partition) is not null then
+    return;
+  end if;
+  execute format('create table polaiga.%I (like polaiga.change including defaults)', partition);
+  execute format('alter table polaiga.change attach partition polaiga.%I for values from (%L) to (%L)', partition,
+                 of_day::text || ' 00:00:00+00', (of_day + 1)::text || ' 00:00:00+00');
 end $$;
 
 -- Drops the partitions of days before `day`. Answers how many.

@@ -28,7 +28,7 @@ using output::OutputAlarm;
 #ifdef POLAIGA_SHORT_WALK
 constexpr unsigned kSequences = 10;
 #else
-constexpr unsigned kSequences = 40;
+constexpr unsigned kSequences = 25;
 #endif
 
 const mqtt::Origin kOrigin{.site = "lab", .controller = "rack-1"};

@@ -4,16 +4,14 @@ recovery_test.py PROGRAMS"""
 import random
 import shutil
 import signal
-import subprocess
 import sys
 import tempfile
 import time
 import unittest
-from pathlib import Path
 
-from collected import LEDGER, ROOT, Collected, change
+import collected  # noqa: F401: it makes the modules below known
 from fleet import POSTGRESQL
-from processes import free_port, run, until
+from processes import Process, run, until
 from whole_fleet import Fleet
 
 PROGRAMS = ""
@@ -28,14 +26,12 @@ class RecoveryTest(unittest.TestCase):
         self.addCleanup(directory.cleanup)
         self.fleet = Fleet(directory.name, PROGRAMS, nodes=1, with_standby=False, collectors=0)
         self.addCleanup(self.fleet.close)
-        self.started = 0
 
     def collect(self, *more):
         """A collector, that is connected."""
         fleet = self.fleet
         words = [fleet.programs / "polaiga-collector", "--amqp", fleet.broker.amqp_urls()[0], "--user", "guest", "--password-file",
                  fleet.password_file(), "--database", fleet.database.url("polaiga_collector"), *more]
-        from processes import Process
         collector = Process(*map(str, words), start_new_session=True)
         fleet.collectors.append(collector)
         collector.wait_for("connected")

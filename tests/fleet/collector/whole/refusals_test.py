@@ -72,6 +72,17 @@ class RefusalsTest(unittest.TestCase):
         self.assertEqual(headers["reason"], "The message is not JSON in UTF-8")
         self.assertEqual(collector.end(), 0)
 
+    def test_inboxes_that_nobody_reads_are_told(self):
+        self.node.control("add_vhost", "few")
+        self.node.control("set_permissions", "-p", "few", "guest", ".*", ".*", ".*")
+        urls = [f"amqp://127.0.0.1:{self.node.amqp_port}/few"]
+        collector = self.all.begin("--queues", "3", urls=urls)
+        self.assertNotIn("but --queues is", collector.text())
+        self.assertEqual(collector.end(), 0)
+        collector = self.all.begin("--queues", "2", urls=urls)
+        collector.wait_for("there is a queue polaiga.inbox.2, but --queues is 2")
+        self.assertEqual(collector.end(), 0)
+
     def test_a_role_of_the_database_without_rights(self):
         self.must_end("polaiga-collector migrate", database=self.all.database.url("polaiga_viewer"))
 

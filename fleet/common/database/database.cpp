@@ -29,7 +29,10 @@ constexpr std::array<std::pair<const char*, const char*>, 6> kDefaults{{{"connec
 constexpr const char* kPrepareSession =
     "set search_path = polaiga; set lock_timeout = '15s'; set idle_in_transaction_session_timeout = '60s'; "
     "set client_connection_check_interval = '2s'; set datestyle = 'ISO'; set timezone = 'UTC'; "
-    "set client_min_messages = warning";
+    "set client_min_messages = warning; "
+    // What was acknowledged is never told again, so it must be on the disk, and on the standby if there is one.
+    "select set_config('synchronous_commit', 'on', false) where current_setting('synchronous_commit') in "
+    "('off', 'local')";
 
 struct FreeOptions {
   void operator()(PQconninfoOption* options) const { PQconninfoFree(options); }
@@ -77,6 +80,12 @@ bool is_for_a_while(std::string_view state) {
                                                      "55P03",  // a lock was not to be had in time
                                                      "55006",  // in use
                                                      "57"});   // ended by somebody, or starting, or shutting down
+}
+
+// libpqxx 6 leaves the SQLSTATE of a missing right out.
+std::string state_of(const pqxx::sql_error& error) {
+  if (dynamic_cast<const pqxx::insufficient_privilege*>(&error) != nullptr) return "42501";
+  return error.sqlstate();
 }
 
 std::string what_to_do(std::string_view state) {
@@ -156,7 +165,7 @@ void Database::translate() {
   } catch (const pqxx::in_doubt_error& lost) {
     away(std::string("the connection was lost amid a commit, so the transaction may have been done: ") + lost.what());
   } catch (const pqxx::sql_error& error) {
-    const std::string& state = error.sqlstate();
+    const std::string state = state_of(error);
     const std::string why = first_line(error.what());
     if (!connection_ || !connection_->is_open()) away(why);
     if (is_for_a_while(state)) away(why);

@@ -42,16 +42,16 @@ class Duties {
 
   // What a collector says of itself.
   struct Collector {
-    std::string name;
+    std::string name = {};
     std::int64_t begun = 0;
-    std::string version;
+    std::string version = {};
     int queues = 0;
     std::uint64_t messages = 0;
     std::uint64_t changes = 0;
     std::uint64_t repeats = 0;
     std::uint64_t early = 0;
     std::uint64_t dead_letters = 0;
-    std::string last_problem;
+    std::string last_problem = {};
     std::int64_t last_problem_at = 0;
   };
   void report(const Collector& collector);

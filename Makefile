@@ -1,12 +1,13 @@
 # The commands of the project. Each works from a bare clone and says what it does.
 
-.PHONY: help demo live live-outputs live-ipmi build test check proof arm abi bench packages lint format clean
+.PHONY: help demo live live-outputs live-ipmi fleet fleet-bench build test check proof arm abi bench packages lint format clean
 
 help:
 	@echo "make demo     build the program, replay a server's day and tell a night's story"
 	@echo "make live     run an engine with its page and a server's day at a thousand times its pace; Ctrl-C ends it"
 	@echo "make live-outputs  the same, and SNMP, MQTT and Alertmanager are told of the alarms, too; Ctrl-C ends it"
 	@echo "make live-ipmi  run a simulated server with IPMI, whose faults come to the page; Ctrl-C ends it"
+	@echo "make fleet    run a fleet: a broker of three nodes, a database with a standby, collectors, the page, and 50 simulated controllers; Ctrl-C ends it"
 	@echo "make build    build the library and the program"
 	@echo "make test     build and run the tests of what the library and the program do"
 	@echo "make check    the same, and check formatting, documents, packages, ABI and instruction counts, and run cppcheck"
@@ -16,6 +17,7 @@ help:
 	@echo "make arm      build library and program for the controller, test under qemu, measure the footprint"
 	@echo "make abi      record the ABI anew, after a change that is meant"
 	@echo "make bench    time every filter beside the bare time stamp, the engine with its ledger, the web server and IPMI"
+	@echo "make fleet-bench  time a fleet of 2,000 simulated controllers while its parts are killed"
 	@echo "make packages make Debian packages for this machine and the controller, in build/packages"
 	@echo "make lint     check formatting and run clang-tidy"
 	@echo "make cppcheck run cppcheck"
@@ -56,6 +58,13 @@ live-ipmi:
 	@cmake --preset release >/dev/null
 	@cmake --build --preset release
 	@examples/live-ipmi build/release/bin
+
+fleet:
+	@tools/setup fleet
+	@echo "== Building"
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release
+	@examples/fleet build/release/bin
 
 build:
 	@tools/setup demo
@@ -125,6 +134,15 @@ bench:
 	@python3 bench/snmp_bench.py build/check/bin/polaiga build/check/bin/polaiga-snmp
 	@echo "== Timing the engine beside publishers whose peers hang"
 	@python3 bench/outputs_bench.py build/check/bin/polaiga examples/day.jsonl build/check/bin/polaiga-mqtt build/check/bin/polaiga-alertmanager
+
+# Takes half an hour; shorter with: make fleet-bench CONTROLLERS=200
+CONTROLLERS = 2000
+fleet-bench:
+	@tools/setup fleet
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release
+	@echo "== Timing a fleet of $(CONTROLLERS) controllers while its broker, a collector and its database are killed"
+	@/usr/bin/python3 -B bench/fleet_bench.py --controllers $(CONTROLLERS) build/release/bin
 
 packages:
 	@tools/setup proof

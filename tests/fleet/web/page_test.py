@@ -88,7 +88,12 @@ class PageTest(unittest.TestCase):
     def drawn(self):
         """How many pixels of the picture are not of its ground."""
         return self.page.execute_script("""const canvas = document.querySelector('#grid canvas');
-            const data = canvas.getContext('2d').getImageData(0, 0, canvas.width, canvas.height).data;
+            const copy = document.createElement('canvas');
+            copy.width = canvas.width;
+            copy.height = canvas.height;
+            const to = copy.getContext('2d', {willReadFrequently: true});
+            to.drawImage(canvas, 0, 0);
+            const data = to.getImageData(0, 0, copy.width, copy.height).data;
             let drawn = 0;
             for (let i = 3; i < data.length; i += 4) if (data[i] > 0) ++drawn;
             return drawn""")
@@ -132,6 +137,7 @@ class PageTest(unittest.TestCase):
 
     def test_an_operator_acknowledges_a_group_and_what_is_ticked(self):
         self.open("/")
+        self.wait_for(".group button", "Acknowledge")
         self.picture("groups")
         self.wait_for(".group button", "Acknowledge").click()
         self.wait_for("dialog textarea").send_keys("power is back soon")

@@ -61,14 +61,12 @@ function show(fresh) {
   for (const old of document.querySelectorAll('[data-live]')) {
     const now_ = fresh.querySelector(`[data-live="${old.dataset.live}"]`);
     if (!now_) continue;
-    old.replaceChildren(...Array.from(now_.childNodes, (node) => document.adoptNode(node)));
+    old.replaceChildren(...now_.childNodes);
   }
   tell_times(document);
   offer_actions();
   restore_boxes();
-  if (way && !document.activeElement?.isConnected || document.activeElement === document.body) {
-    if (way) document.querySelector(way)?.focus({ preventScroll: true });
-  }
+  if (way && document.activeElement === document.body) document.querySelector(way)?.focus({ preventScroll: true });
 }
 
 function tell_live(problem) {

@@ -52,7 +52,7 @@ class Node:
         self.place.mkdir(exist_ok=True)
         kind = "ssl" if self.broker.is_encrypted else "tcp"
         lines = [f"listeners.{kind}.1 = 127.0.0.1:{self.amqp_port}", f"mqtt.listeners.{kind}.1 = 127.0.0.1:{self.mqtt_port}",
-                 "disk_free_limit.absolute = 50MB", *self.broker.lines]
+                 "disk_free_limit.absolute = 50MB", "queue_leader_locator = balanced", *self.broker.lines]
         if len(self.broker.nodes) > 1:
             lines.append("cluster_formation.peer_discovery_backend = classic_config")
             lines += [f"cluster_formation.classic_config.nodes.{i} = {node.name}" for i, node in enumerate(self.broker.nodes, 1)]
@@ -107,6 +107,10 @@ class Broker:
 
     def start(self):
         """Starts the nodes that do not run, and waits until they are there."""
+        if not self.nodes[0].place.exists():
+            # A new cluster is made by one node, which the others join: all at once, each may begin one of its own.
+            self.nodes[0].start()
+            self.wait()
         for node in self.nodes:
             if node.process is None:
                 node.start()
@@ -233,14 +237,20 @@ class Postgres:
         hosts = ",".join(f"127.0.0.1:{server.port}" for server in servers)
         return f"postgresql://{role}@{hosts}/polaiga?target_session_attrs=read-write&connect_timeout=5"
 
+    def psql(self, *arguments, database="polaiga", server=None):
+        server = server or self.primary
+        return [POSTGRESQL / "psql", "-h", "127.0.0.1", "-p", str(server.port), "-U", "postgres", "-d", database, "-X", "-A", "-t",
+                "-q", "-v", "ON_ERROR_STOP=1", *arguments]
+
     def query(self, sql, database="polaiga", server=None):
         """The rows, as texts with '|' between the columns."""
-        server = server or self.primary
-        done = run(POSTGRESQL / "psql", "-h", "127.0.0.1", "-p", str(server.port), "-U", "postgres", "-d", database, "-X", "-A", "-t",
-                   "-q", "-v", "ON_ERROR_STOP=1", "-c", sql)
-        return done.stdout.splitlines()
+        return run(*self.psql("-c", sql, database=database, server=server)).stdout.splitlines()
 
     execute = query
+
+    def execute_long(self, sql):
+        """Statements that may take many minutes."""
+        subprocess.run(self.psql(), input=sql, text=True, check=True, stdout=subprocess.DEVNULL)
 
     def promote(self):
         """Makes the standby the primary. The one before must not run any more."""

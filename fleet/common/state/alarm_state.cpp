@@ -177,15 +177,16 @@ bool apply(const ChangeMessage& change, AlarmState& alarm) {
     begin_fault(change, alarm);
     set_severity(change.before, alarm);
   }
+  const bool may_end = alarm.is_active() || alarm.end == kMissing;
   if (!is_own) {
-    if (alarm.is_active()) end(change_word(change.kind), change.at, alarm);
+    if (may_end) end(change_word(change.kind), change.at, alarm);
     return false;
   }
   const bool is_other_fault = !is_unknown && change.fault != 0 && change.fault != alarm.fault;
   // The fault of a merged change is the one that goes on with the other alarm.
   if (is_other_fault && change.kind != ChangeKind::kMerged) begin_fault(change, alarm);
   if (ends) {
-    if (alarm.is_active()) end(change_word(change.kind), change.at, alarm);
+    if (may_end) end(change_word(change.kind), change.at, alarm);
     return false;
   }
   begin_again(alarm);

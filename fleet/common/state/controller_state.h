@@ -94,7 +94,8 @@ enum class Verdict {
 
 // All that follow are of the ledger whose progress it is.
 
-// Whether a change is the next one. If it is, or is early, the progress says so afterwards.
+// Whether a change is the next one. If it is, or is early, the progress says so afterwards. When an object is back in
+// service, the list is wanted.
 Verdict take(const ChangeMessage& change, LedgerProgress& progress);
 // The same of a gap. When one is taken, the list is wanted afterwards. A putting back is always taken: then the changes
 // and the alarms with `first` and greater numbers are to be deleted, and alarms that stay and whose last_change is

@@ -29,12 +29,17 @@ std::string ledger_id(std::mt19937_64& random) {
   return text.data();
 }
 
+// Of a message that comes down: an action is the longest.
+constexpr std::size_t kMostDownBytes = 8192;
+
 mqtt::Settings settings_of(mqtt::Settings settings, const SimulatedTeller::Name& name) {
   const std::string below = "polaiga/v1/" + name.site + "/" + name.controller + "/";
   settings.client_id = "polaiga-" + name.site + "-" + name.controller;
   settings.will_topic = below + "status";
   settings.will_payload = SimulatedTeller::will(name);
-  settings.subscriptions = {below + "ack", below + "replay", below + "action"};
+  for (const char* const topic : {"ack", "replay", "action"}) {
+    settings.subscriptions.push_back({.topic = below + topic, .most = kMostDownBytes});
+  }
   return settings;
 }
 

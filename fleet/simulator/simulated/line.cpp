@@ -89,7 +89,7 @@ void Line::take(const Event& event) {
   switch (event.kind) {
     case Event::Kind::kAnswered:
       if (event.reason != 0) return drop("the broker refuses the connection: " + mqtt::reason_text(event.reason));
-      for (const std::string& topic : settings_.subscriptions) connection_->subscribe(topic);
+      for (const mqtt::Subscription& one : settings_.subscriptions) connection_->subscribe(one.topic);
       is_up_ = true;
       pause_ = kShortestPause;
       ++times_up_;

@@ -15,7 +15,8 @@ struct Options {
   Settings settings;
   Origin origin;
   ConfirmedBy confirmed_by = ConfirmedBy::kBroker;
-  int heartbeat = 30;  // seconds
+  int heartbeat = 30;            // seconds
+  bool accepts_actions = false;  // of operators of the fleet
 };
 
 }  // namespace polaiga::mqtt

@@ -24,13 +24,6 @@
 
 namespace polaiga::mqtt {
 
-struct Picture {
-  std::string_view ledger_id;
-  engine::ChangeNumber number = 0;
-  const std::map<engine::ChangeNumber, output::OutputAlarm>& alarms;
-  const engine::AlarmProfile& profile;
-};
-
 class AlarmPages {
  public:
   // A page is filled up to this, so that its alarms may grow a little where they are.

@@ -447,6 +447,23 @@ TEST(AlarmState, IsMissingInAList) {
   EXPECT_EQ(alarm.end, "cleared") << "it is over already";
 }
 
+// A list may know of an end before the change that tells it has come.
+TEST(AlarmState, IsMissingBeforeItsEndIsTold) {
+  AlarmState alarm = active();
+  miss(20, 2000, alarm);
+  ChangeMessage cleared = change(ChangeKind::kCleared, 22);
+  cleared.after = Severity::kCleared;
+  EXPECT_FALSE(apply(cleared, alarm));
+  EXPECT_EQ(alarm.end, "cleared");
+  EXPECT_EQ(alarm.cleared, 1220);
+  EXPECT_EQ(alarm.last_change, 22);
+  ChangeMessage again = change(ChangeKind::kSettled, 23);
+  again.after = Severity::kCleared;
+  again.fault = 0;
+  apply(again, alarm);
+  EXPECT_EQ(alarm.end, "cleared") << "the first end counts";
+}
+
 TEST(AlarmState, IsThereAgain) {
   AlarmState alarm = active();
   miss(20, 2000, alarm);

@@ -407,7 +407,9 @@ std::string FleetPaint::alarm(const fleet::Overview& overview, const AlarmRow& a
     main.tag(R"(<dt>Group</dt><dd><a href="/group/)").text(std::to_string(*alarm.group));
     main.tag(R"(">began together with others</a></dd>)");
   }
-  main.tag(R"(</dl><h2>Its changes, the latest first</h2><ol class="plain">)");
+  main.tag(R"(</dl><h2>Its changes, the latest first</h2>)");
+  if (steps.empty()) main.tag(R"(<p class="quiet">None is kept.</p>)");
+  main.tag(R"(<ol class="plain">)");
   for (const fleet::AlarmStep& step : steps) {
     main.tag("<li>").add(exact_time(step.at)).tag(" ").text(step.kind);
     if (step.after != step.before && step.after != Severity::kCleared) main.tag(" ").add(severity_mark(step.after));

@@ -1,6 +1,7 @@
 #include "fleet_picture/fleet_site.h"
 
 #include "http/answers.h"
+#include "model/moment.h"
 
 namespace polaiga::web {
 
@@ -9,7 +10,9 @@ std::string database_problem_text(const fleet::Asking& asking) {
     throw;
   } catch (const fleet::DatabaseAway& error) {
     const auto away = asking.away();
-    return error.what() + (away ? " (since " + engine::format_moment(away->since) + ")." : std::string("."));
+    std::string text = error.what();
+    if (text.ends_with('.')) text.pop_back();
+    return text + (away ? " (since " + engine::format_moment(away->since) + ")." : std::string("."));
   } catch (const fleet::DatabaseRefuses& error) {
     return std::string(error.what()) + ".";
   } catch (const fleet::TooSlow& error) {

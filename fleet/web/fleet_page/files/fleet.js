@@ -1,7 +1,7 @@
 // Brings the page of a fleet to life: it asks every two seconds what has changed, and draws that.
 import { offer_actions, restore_boxes } from './fleet_acts.js';
 import { draw_grid } from './grid.js';
-import { learn_who } from './fleet_server.js';
+import { learn_who, log_out, me } from './fleet_server.js';
 import { clock_of, exact, h, note_clock, now, seconds_of, tick, zone } from './text.js';
 
 const every = 2000;
@@ -116,6 +116,7 @@ document.addEventListener('keydown', (event) => {
 });
 tell_times(document);
 learn_who().then(() => {
+  if (me.csrf) at('me')?.append(h('button', { type: 'button', onclick: () => log_out().finally(() => location.assign('/')) }, 'Log out'));
   offer_actions();
   return refresh_now();
 });

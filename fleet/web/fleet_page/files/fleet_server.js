@@ -48,3 +48,7 @@ export async function act(action) {
   if (!response.ok) throw new Refused(await detail_of(response));
   return response.json();
 }
+
+export function log_out() {
+  return fetch('/logout', { method: 'POST', headers: { 'X-CSRF-Token': me.csrf, Accept: 'application/json' } });
+}

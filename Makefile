@@ -150,7 +150,7 @@ packages:
 	@tools/sysroot build/sysroot
 	@echo "== Building for the controller"
 	@cmake -S . -B build/armhf -G Ninja -DCMAKE_BUILD_TYPE=Release --toolchain cmake/arm-linux-gnueabihf.cmake \
-	  -DPOLAIGA_SYSROOT=$(CURDIR)/build/sysroot -DPOLAIGA_WEB=OFF >/dev/null
+	  -DPOLAIGA_SYSROOT=$(CURDIR)/build/sysroot -DPOLAIGA_WEB=OFF -DPOLAIGA_FLEET=OFF >/dev/null
 	@cmake --build build/armhf
 	@echo "== Packing"
 	@rm -rf build/packages

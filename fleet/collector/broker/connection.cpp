@@ -285,6 +285,9 @@ void Connection::read_frame(milliseconds most) {
     unconfirmed_.erase(first, unconfirmed_.upper_bound(ack->delivery_tag));
   } else if (method.id == AMQP_BASIC_NACK_METHOD) {
     away("the broker did not take a message");
+  } else if (method.id == AMQP_BASIC_RETURN_METHOD) {
+    const auto* const returned = static_cast<const amqp_basic_return_t*>(method.decoded);
+    away("there is no queue " + engine::printable(text_of(returned->routing_key)) + ", which is made anew");
   } else if (method.id == AMQP_BASIC_CANCEL_METHOD) {
     ended_.push_back(text_of(static_cast<const amqp_basic_cancel_t*>(method.decoded)->consumer_tag));
   } else if (method.id == AMQP_CHANNEL_CLOSE_METHOD || method.id == AMQP_CONNECTION_CLOSE_METHOD) {
@@ -324,7 +327,11 @@ void Connection::publish(const std::string& exchange, const std::string& routing
   properties._flags = AMQP_BASIC_DELIVERY_MODE_FLAG | AMQP_BASIC_HEADERS_FLAG;
   properties.delivery_mode = kPersistent;
   properties.headers = {.num_entries = static_cast<int>(entries.size()), .entries = entries.data()};
-  must(::amqp_basic_publish(state_, kPublishing, bytes(exchange), bytes(routing_key), 0, 0, &properties, bytes(body)),
+  // Without an exchange the key names a queue. A message for a queue that is not there comes back, instead of being
+  // lost.
+  const amqp_boolean_t is_mandatory = exchange.empty() ? 1 : 0;
+  must(::amqp_basic_publish(state_, kPublishing, bytes(exchange), bytes(routing_key), is_mandatory, 0, &properties,
+                            bytes(body)),
        "publishing");
   ++published_;
   if (is_confirming_) unconfirmed_.insert(published_);

@@ -102,12 +102,14 @@ class Connection {
   // All deliveries up to this one.
   void acknowledge(std::uint64_t tag);
 
-  // Publishes a message that outlives a restart of the broker.
+  // Publishes a message that outlives a restart of the broker. With an empty exchange `routing_key` names a queue; when
+  // that is not there, wait_for_confirms() says so.
   void publish(const std::string& exchange, const std::string& routing_key, const std::string& body,
                const std::vector<Header>& headers = {});
   // From then on the broker confirms what is published.
   void expect_confirms();
-  // Waits until the broker has confirmed all that was published. Throws BrokerAway also when it has not taken it.
+  // Waits until the broker has confirmed all that was published. Throws BrokerAway also when it has not taken it, or
+  // has no such queue.
   void wait_for_confirms();
   // Reads what the broker says to a connection that only publishes, as its heartbeats. Throws BrokerRefuses.
   void look();

@@ -64,4 +64,13 @@ void make_topology(Connection& connection, int inboxes) {
   }
 }
 
+bool has_more_inboxes(Connection& connection, int inboxes) {
+  try {
+    connection.queue_state(inbox_name(inboxes));
+    return true;
+  } catch (const NotHere&) {
+    return false;
+  }
+}
+
 }  // namespace polaiga::fleet

@@ -26,4 +26,8 @@ std::string holder_name(int inbox);
 // which says what is missing.
 void make_topology(Connection& connection, int inboxes);
 
+// Whether there are more inboxes than that. Messages would go into them, and nobody would read them. Throws BrokerAway
+// and BrokerRefuses.
+bool has_more_inboxes(Connection& connection, int inboxes);
+
 }  // namespace polaiga::fleet

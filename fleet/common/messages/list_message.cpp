@@ -53,6 +53,8 @@ ListMessage parse_list(const Members& message) {
     last = listed.number;
     list.alarms.push_back(std::move(listed));
   }
+  // Before the first change there is no alarm.
+  if (!list.alarms.empty() && list.number == 0) message.refuse("number", "1 or more when there are alarms");
   if (!list.is_last && list.through == list.after) message.refuse("through", "greater than 'after'");
   return list;
 }

@@ -78,6 +78,7 @@ TEST(ListMessages, WrongMembers) {
       {"/replay", "", "The member 'replay' must be a text of at most 64 bytes, in UTF-8 and without NUL"},
       {"/replay", R"("")", "The member 'replay' must be a text that is not empty"},
       {"/number", "-1", "The member 'number' must be a whole number, 0 or more"},
+      {"/number", "0", "The member 'number' must be 1 or more when there are alarms"},
       {"/after", "", "The member 'after' must be a whole number, 0 or more"},
       {"/after", "5", order},
       {"/through", "2", "The member 'through' must be a whole number, 3 or more"},

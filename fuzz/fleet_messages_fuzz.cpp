@@ -11,7 +11,7 @@
 
 #include "base/utf8.h"
 #include "check.h"
-#include "messages/message.h"
+#include "wire/message.h"
 #include "state/controller_state.h"
 
 namespace polaiga::fuzz {

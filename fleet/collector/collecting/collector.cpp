@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "broker/topology.h"
+#include "amqp/topology.h"
 #include "database/schema.h"
 #include "model/moment.h"
 #include "publisher/back_off.h"

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "messages/message.h"
+#include "wire/message.h"
 
 namespace polaiga::fleet {
 

@@ -4,7 +4,7 @@
 
 #include "base/printable.h"
 #include "base/quantities.h"
-#include "messages/names.h"
+#include "wire/names.h"
 #include "model/operator_action.h"
 
 namespace polaiga::web {

@@ -8,7 +8,7 @@
 #include "fleet_page/grid.h"
 #include "fleet_page/list_query.h"
 #include "http/answers.h"
-#include "messages/names.h"
+#include "wire/names.h"
 #include "questions/asked_actions.h"
 
 namespace polaiga::web {

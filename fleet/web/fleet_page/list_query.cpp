@@ -1,7 +1,7 @@
 #include "fleet_page/list_query.h"
 
 #include "base/quantities.h"
-#include "messages/names.h"
+#include "wire/names.h"
 
 namespace polaiga::web {
 namespace {

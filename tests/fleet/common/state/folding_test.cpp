@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "intake/event_parser.h"
-#include "messages/message.h"
+#include "wire/message.h"
 #include "messages/payloads.h"
 #include "picture/followed_ledger.h"
 #include "report/json_object.h"

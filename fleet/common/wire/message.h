@@ -12,7 +12,7 @@
 #include <variant>
 #include <vector>
 
-#include "messages/names.h"
+#include "wire/names.h"
 #include "model/change.h"
 #include "model/dictionary.h"
 #include "model/moment.h"

@@ -1,4 +1,4 @@
-#include "messages/names.h"
+#include "wire/names.h"
 
 #include <gtest/gtest.h>
 

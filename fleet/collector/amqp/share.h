@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "broker/connection.h"
+#include "amqp/connection.h"
 
 namespace polaiga::fleet {
 

@@ -1,4 +1,4 @@
-#include "messages/parts.h"
+#include "wire/parts.h"
 
 namespace polaiga::fleet {
 namespace {

@@ -1,4 +1,4 @@
-#include "broker/topology.h"
+#include "amqp/topology.h"
 
 #include <gtest/gtest.h>
 

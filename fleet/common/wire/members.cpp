@@ -1,4 +1,4 @@
-#include "messages/members.h"
+#include "wire/members.h"
 
 #include <algorithm>
 #include <charconv>

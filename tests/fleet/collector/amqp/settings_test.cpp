@@ -1,4 +1,4 @@
-#include "broker/settings.h"
+#include "amqp/settings.h"
 
 #include <gtest/gtest.h>
 

@@ -9,7 +9,7 @@
 
 #include <simdjson.h>
 
-#include "messages/message.h"
+#include "wire/message.h"
 
 namespace polaiga::fleet {
 

@@ -1,4 +1,4 @@
-#include "broker/connection.h"
+#include "amqp/connection.h"
 
 #include <amqp.h>
 #include <amqp_framing.h>

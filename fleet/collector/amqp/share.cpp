@@ -1,9 +1,9 @@
-#include "broker/share.h"
+#include "amqp/share.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "broker/topology.h"
+#include "amqp/topology.h"
 
 namespace polaiga::fleet {
 

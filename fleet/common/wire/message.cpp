@@ -1,7 +1,7 @@
-#include "messages/message.h"
+#include "wire/message.h"
 
 #include "base/printable.h"
-#include "messages/parts.h"
+#include "wire/parts.h"
 
 namespace polaiga::fleet {
 namespace {

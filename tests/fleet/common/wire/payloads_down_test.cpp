@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "messages/message.h"
+#include "wire/message.h"
 
 namespace polaiga::fleet {
 namespace payloads_down_test {

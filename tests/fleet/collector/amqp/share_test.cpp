@@ -1,4 +1,4 @@
-#include "broker/share.h"
+#include "amqp/share.h"
 
 #include <gtest/gtest.h>
 

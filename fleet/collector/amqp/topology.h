@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "broker/connection.h"
+#include "amqp/connection.h"
 
 namespace polaiga::fleet {
 

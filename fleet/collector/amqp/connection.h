@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "broker/settings.h"
+#include "amqp/settings.h"
 
 struct amqp_connection_state_t_;
 struct amqp_method_t_;

@@ -3,8 +3,8 @@
 
 #include <string_view>
 
-#include "messages/members.h"
-#include "messages/message.h"
+#include "wire/members.h"
+#include "wire/message.h"
 
 namespace polaiga::fleet {
 

@@ -1,4 +1,4 @@
-#include "messages/message.h"
+#include "wire/message.h"
 #include "report/json_object.h"
 
 namespace polaiga::fleet {

@@ -58,7 +58,7 @@ struct Header {
 
 class Connection {
  public:
-  static constexpr std::chrono::seconds kConnectWithin{10};
+  static constexpr std::chrono::seconds kConnectWithin{4};
   static constexpr std::chrono::seconds kAnswerWithin{30};
   static constexpr int kHeartbeat = 15;  // seconds
 

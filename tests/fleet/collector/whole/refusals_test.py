@@ -118,7 +118,7 @@ class RefusalsTest(unittest.TestCase):
             collector = self.all.start(urls=[f"amqp://127.0.0.1:{mute.getsockname()[1]}"])
             connection, _ = mute.accept()
             with connection:
-                self.must_end_soon(collector, 12)
+                self.must_end_soon(collector, 8)
 
     def test_it_ends_soon_while_the_database_is_away(self):
         collector = self.all.start(database=f"postgresql://x@127.0.0.1:{free_port()}/polaiga")

@@ -15,10 +15,14 @@ void Batch::add(const Delivery& delivery) {
   }
   try {
     received.push_back({.sender = route->sender, .message = parse_message(*route, delivery.body)});
+    originals.push_back({.routing_key = delivery.routing_key, .body = delivery.body, .reason = {}});
   } catch (const BadMessage& error) {
     dead_letters.push_back({.routing_key = delivery.routing_key, .body = delivery.body, .reason = error.what()});
     // The changes that follow are to be taken all the same.
-    if (error.gap()) received.push_back({.sender = route->sender, .message = *error.gap()});
+    if (error.gap()) {
+      received.push_back({.sender = route->sender, .message = *error.gap()});
+      originals.push_back({.routing_key = delivery.routing_key, .body = delivery.body, .reason = {}});
+    }
   }
 }
 

@@ -19,6 +19,8 @@ struct DeadLetter {
 
 struct Batch {
   std::vector<Received> received;
+  std::vector<DeadLetter>
+      originals;  // of each of them, without a reason: what becomes of it if the database refuses it
   std::vector<DeadLetter> dead_letters;
   std::uint64_t messages = 0;
   std::uint64_t passed_over = 0;

@@ -1,7 +1,9 @@
 #include "collecting/collector.h"
 
 #include <algorithm>
+#include <span>
 #include <utility>
+#include <variant>
 
 #include "amqp/topology.h"
 #include "database/schema.h"
@@ -110,9 +112,41 @@ void Collector::bury(const std::vector<DeadLetter>& letters) {
   counts_.dead_letters += letters.size();
 }
 
+// When the database refuses what one message says, the others are taken without it.
+Taken Collector::take(const Batch& batch, std::size_t first, std::size_t count) {
+  try {
+    return intake_.take(std::span(batch.received).subspan(first, count));
+  } catch (const RowRefused& error) {
+    if (count == 1) return take_in_place_of(batch, first, error.what());
+  }
+  Taken taken = take(batch, first, count / 2);
+  Taken more = take(batch, first + count / 2, count - count / 2);
+  taken.answers.insert(taken.answers.end(), more.answers.begin(), more.answers.end());
+  taken.changes += more.changes;
+  taken.repeats += more.repeats;
+  taken.early += more.early;
+  return taken;
+}
+
+// The message is a dead letter. In the place of a change a gap is noted, so that those that follow are taken.
+Taken Collector::take_in_place_of(const Batch& batch, std::size_t refused, const std::string& reason) {
+  DeadLetter letter = batch.originals.at(refused);
+  letter.reason = reason;
+  bury({letter});
+  const Received& message = batch.received.at(refused);
+  const auto* const change = std::get_if<ChangeMessage>(&message.message);
+  if (change == nullptr) return {};
+  const Received gap{.sender = message.sender,
+                     .message = GapMessage{.ledger_id = change->ledger_id,
+                                           .first = change->number,
+                                           .last = change->number,
+                                           .previous = change->previous}};
+  return intake_.take(std::span(&gap, 1));
+}
+
 void Collector::keep(const Batch& batch) {
   bury(batch.dead_letters);
-  const Taken taken = intake_.take(batch.received);
+  const Taken taken = batch.received.empty() ? Taken{} : take(batch, 0, batch.received.size());
   publish(taken.answers);
   reading_->acknowledge(batch.last_tag);
   counts_.messages += batch.messages;

@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "base/clock.h"
-#include "base/messages.h"
 #include "amqp/connection.h"
 #include "amqp/settings.h"
 #include "amqp/share.h"
+#include "base/clock.h"
+#include "base/messages.h"
 #include "collecting/batch.h"
 #include "collecting/pace.h"
 #include "database/database.h"
@@ -78,6 +78,8 @@ class Collector {
 
   Batch gather();
   void keep(const Batch& batch);
+  Taken take(const Batch& batch, std::size_t first, std::size_t count);
+  Taken take_in_place_of(const Batch& batch, std::size_t refused, const std::string& reason);
   void publish(const std::vector<Answer>& answers);
   void bury(const std::vector<DeadLetter>& letters);
   void do_duties();

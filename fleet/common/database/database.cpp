@@ -172,9 +172,12 @@ void Database::translate() {
     const std::string role = connection_->username() != nullptr ? connection_->username() : "";
     const std::string advice = what_to_do(state);
     const std::string statement = engine::in_quotes(error.query().substr(0, kMostOfStatement));
-    throw DatabaseRefuses(place_ + " refuses the role " + engine::in_quotes(role) + ": " + why + " (SQLSTATE " + state +
-                          ", in the statement that begins with " + statement + ")" +
-                          (advice.empty() ? "" : "; " + advice));
+    const std::string text = place_ + " refuses the role " + engine::in_quotes(role) + ": " + why + " (SQLSTATE " +
+                             state + ", in the statement that begins with " + statement + ")" +
+                             (advice.empty() ? "" : "; " + advice);
+    // Data exceptions and violated constraints.
+    if (state.starts_with("22") || state.starts_with("23")) throw RowRefused(text);
+    throw DatabaseRefuses(text);
   } catch (const pqxx::failure& failure) {
     // Such as a transaction that was rolled back.
     away(failure.what());

@@ -25,6 +25,12 @@ class DatabaseRefuses : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// It refuses what one row says, such as a number that is too great for its column. Others may be written without it.
+class RowRefused : public DatabaseRefuses {
+ public:
+  using DatabaseRefuses::DatabaseRefuses;
+};
+
 // A connection that is made when it is needed, and anew after it was lost. It is for one thread.
 class Database {
  public:

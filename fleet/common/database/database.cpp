@@ -29,7 +29,10 @@ constexpr std::array<std::pair<const char*, const char*>, 6> kDefaults{{{"connec
 constexpr const char* kPrepareSession =
     "set search_path = polaiga; set lock_timeout = '15s'; set idle_in_transaction_session_timeout = '60s'; "
     "set client_connection_check_interval = '2s'; set datestyle = 'ISO'; set timezone = 'UTC'; "
-    "set client_min_messages = warning";
+    "set client_min_messages = warning; "
+    // What was acknowledged is never told again, so it must be on the disk, and on the standby if there is one.
+    "select set_config('synchronous_commit', 'on', false) where current_setting('synchronous_commit') in "
+    "('off', 'local')";
 
 struct FreeOptions {
   void operator()(PQconninfoOption* options) const { PQconninfoFree(options); }

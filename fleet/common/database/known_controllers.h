@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "database/intake.h"
-#include "messages/message.h"
+#include "wire/message.h"
 #include "state/controller_state.h"
 
 namespace polaiga::fleet {

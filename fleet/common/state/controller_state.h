@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "messages/message.h"
+#include "wire/message.h"
 
 namespace polaiga::fleet {
 
@@ -59,7 +59,9 @@ std::vector<ChangeNumber> alarms_of(const ChangeMessage& change);
 // Changes are told neither while an alarm is silenced, nor while its fault is chattering, and some that are told have
 // no record. So the answer is whether not all of the alarm is known: then want_list().
 bool apply(const ChangeMessage& change, AlarmState& alarm);
-// The alarm as a list has it that is right after change `number`. Does nothing when the alarm has taken a later change.
+// The alarm as a list has it that is right after change `number`. An alarm that has taken a later change takes of it
+// only what does not change: when the alarm and its fault began, how often the fault came at least, and its words if it
+// has none.
 void apply(const ListedAlarm& listed, ChangeNumber number, AlarmState& alarm);
 // The fault's words by another record of it, such as the one that it shows since a reporter took its report back.
 void show(const FaultWords& record, AlarmState& alarm);
@@ -94,7 +96,8 @@ enum class Verdict {
 
 // All that follow are of the ledger whose progress it is.
 
-// Whether a change is the next one. If it is, or is early, the progress says so afterwards.
+// Whether a change is the next one. If it is, or is early, the progress says so afterwards. When an object is back in
+// service, the list is wanted.
 Verdict take(const ChangeMessage& change, LedgerProgress& progress);
 // The same of a gap. When one is taken, the list is wanted afterwards. A putting back is always taken: then the changes
 // and the alarms with `first` and greater numbers are to be deleted, and alarms that stay and whose last_change is

@@ -17,6 +17,9 @@ Verdict take(const ChangeMessage& change, LedgerProgress& progress) {
     return Verdict::kEarly;
   }
   progress.through = change.number;
+  // Alarms of the object that are shelved, too, are not told that it is back.
+  const bool is_of_object = change.alarm == 0;
+  if (is_of_object && change.kind == engine::ChangeKind::kBackInService) want_list(progress);
   return Verdict::kTaken;
 }
 

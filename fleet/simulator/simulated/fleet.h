@@ -21,7 +21,7 @@ class SimulatedFleet {
  public:
   struct Shape {
     std::vector<mqtt::BrokerAddress> brokers;
-    mqtt::Settings settings;  // user and certificates
+    mqtt::Settings settings;  // user, certificates and the kind of session
     std::size_t controllers = 0;
     std::size_t sites = 1;
     std::chrono::seconds heartbeat{30};

@@ -63,6 +63,12 @@ std::string text_of_file(const std::string& path) {
   return text;
 }
 
+mqtt::Settings settings_of(const SimulatorOptions& options) {
+  mqtt::Settings settings = options.settings;
+  settings.is_session_clean = !options.is_session_lasting;
+  return settings;
+}
+
 class Program {
  public:
   explicit Program(const SimulatorOptions& options)
@@ -72,7 +78,7 @@ class Program {
         pace_(options.controllers, options.rate, options.has_bursts, seed_),
         fleet_(recording_, clock_,
                {.brokers = options.brokers,
-                .settings = options.settings,
+                .settings = settings_of(options),
                 .controllers = options.controllers,
                 .sites = options.sites,
                 .heartbeat = seconds(options.heartbeat),

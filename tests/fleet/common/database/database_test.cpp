@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <pqxx/transaction>
+#include <thread>
 
 #include "database/intake.h"
 #include "support/sent.h"
@@ -113,6 +114,39 @@ TEST(Database, TheIntakeGoesOnAfterItsConnectionWasEnded) {
   EXPECT_THROW(sent::take(intake, sent::sender(), sent::raised(2)), DatabaseAway);
   EXPECT_EQ(sent::take(intake, sent::sender(), sent::raised(2)).changes, 1);
   EXPECT_EQ(test.sql("select count(*) from change"), "2\n");
+}
+
+// A process of the server that is killed takes all others with it, and what was not written yet.
+TEST(Database, WhatWasTakenOutlivesACrash) {
+  TestDatabase test;
+  Database database(test.url("polaiga_collector"), "test");
+  Intake intake(database);
+  for (ChangeNumber number = 1; number <= 20; ++number) {
+    ASSERT_EQ(sent::take(intake, sent::sender(), sent::raised(number)).changes, 1);
+  }
+  const auto pid = static_cast<pid_t>(ask(database, "select pg_backend_pid()"));
+  ASSERT_EQ(kill(pid, SIGKILL), 0);
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  std::int64_t changes = -1;
+  while (changes == -1 && std::chrono::steady_clock::now() < end) {
+    try {
+      changes = ask(database, "select count(*) from change");
+    } catch (const DatabaseAway&) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));  // it is starting again
+    }
+  }
+  EXPECT_EQ(changes, 20);
+  EXPECT_EQ(sent::take(intake, sent::sender(), sent::raised(21)).changes, 1);
+}
+
+TEST(Database, ACommitWaitsForTheDisk) {
+  const TestDatabase test;
+  for (const std::string setting : {"off", "local", "on", "remote_apply"}) {
+    Database database(test.url() + " options='-c synchronous_commit=" + setting + "'", "test");
+    const std::string is_safe = setting == "remote_apply" ? "remote_apply" : "on";
+    EXPECT_EQ(ask(database, "select (current_setting('synchronous_commit') = '" + is_safe + "')::integer"), 1)
+        << setting;
+  }
 }
 
 TEST(Database, AServerThatIsStuckIsGivenUp) {

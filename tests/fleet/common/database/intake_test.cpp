@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <pqxx/transaction>
+#include <thread>
+
 #include "support/sent.h"
 #include "support/test_postgres.h"
 
@@ -236,10 +240,10 @@ TEST_F(IntakeTest, APuttingBack) {
 // All of that in one batch.
 TEST_F(IntakeTest, APuttingBackAmidABatch) {
   take(intake_, sender(), raised(1), raised(2));
-  take(intake_, sender(), raised(3), raised(4), GapMessage{.ledger_id = kLedger, .first = 2, .last = 4, .previous = 4},
-       cleared(2, 1), raised(3));
+  take(intake_, sender(), raised(3), change(4, ChangeKind::kRefreshed, 1),
+       GapMessage{.ledger_id = kLedger, .first = 2, .last = 4, .previous = 4}, cleared(2, 1), raised(3));
   EXPECT_EQ(changes(), "1|raised|1\n2|cleared|1\n3|raised|3\n");
-  EXPECT_EQ(alarms(), "1|2|4|4|1|cleared\n3|3|4|4|1|\n");
+  EXPECT_EQ(alarms(), "1|2|4|4|2|cleared\n3|3|4|4|1|\n");
   EXPECT_EQ(progress(), "aa|3|0|t|0|f\n");
 }
 
@@ -435,6 +439,52 @@ TEST_F(IntakeTest, WhenItThrowsNothingIsTaken) {
   EXPECT_EQ(test_.sql("select count(*) from controller"), "0\n");
   EXPECT_EQ(changes(), "");
   EXPECT_EQ(take(intake_, sender(), raised(1)).changes, 1) << "the connection goes on";
+}
+
+// Somebody who locks rows in another order, as no program of ours does.
+TEST_F(IntakeTest, AfterADeadlockItIsTriedOnceMore) {
+  take(intake_, sender("rack-1"), raised(1));
+  take(intake_, sender("rack-2"), raised(1));
+  test_.sql("alter role polaiga_collector set deadlock_timeout = '200ms'");
+  pqxx::connection connection(test_.url());
+  pqxx::work other(connection);
+  other.exec("set local deadlock_timeout = '60s'");
+  other.exec("select 1 from polaiga.controller where name = 'rack-2' for update");
+  std::uint64_t changes = 0;
+  std::thread taking([this, &changes] {
+    Database database(test_.url("polaiga_collector"), "deadlocked");
+    Intake intake(database);
+    const Received messages[] = {{sender("rack-1"), raised(2)}, {sender("rack-2"), raised(2)}};
+    changes = intake.take(messages).changes;
+  });
+  while (test_.sql("select 1 from pg_stat_activity where application_name = 'deadlocked' and wait_event_type = 'Lock'")
+             .empty()) {
+    std::this_thread::yield();
+  }
+  other.exec("select 1 from polaiga.controller where name = 'rack-1' for update");
+  other.commit();
+  taking.join();
+  EXPECT_EQ(changes, 2);
+  // The server counts it when the connection ends.
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  std::string deadlocks;
+  while (deadlocks != "1\n" && std::chrono::steady_clock::now() < end) {
+    deadlocks = test_.sql("select pg_stat_get_db_deadlocks(oid) from pg_database where datname = current_database()");
+  }
+  EXPECT_EQ(deadlocks, "1\n");
+  test_.sql("alter role polaiga_collector reset deadlock_timeout");
+}
+
+// As its owner does when a controller is gone for good.
+TEST_F(IntakeTest, AControllerThatIsDeletedBeginsAnew) {
+  take(intake_, sender("rack-1"), raised(1), raised(2));
+  take(intake_, sender("rack-2"), raised(1));
+  test_.sql(
+      "delete from controller c using site s where s.site_id = c.site_id and s.name = 'lab' and c.name = 'rack-1'");
+  EXPECT_EQ(alarms(), "1|1|4|4|1|\n");
+  EXPECT_EQ(test_.sql("select count(*) from ledger"), "1\n");
+  EXPECT_EQ(take(intake_, sender("rack-1"), raised(3)).early, 1);
+  EXPECT_EQ(test_.sql("select count(*) from controller"), "2\n");
 }
 
 }  // namespace intake_test

@@ -11,12 +11,13 @@
 #include <vector>
 
 #include "intake/event_parser.h"
-#include "messages/message.h"
+#include "wire/message.h"
 #include "messages/payloads.h"
 #include "picture/followed_ledger.h"
 #include "report/json_object.h"
 #include "state/controller_state.h"
 #include "support/random_walk.h"
+#include "telling/replays.h"
 
 namespace polaiga::fleet {
 namespace folding_test {
@@ -183,29 +184,20 @@ class FoldingTest : public engine::test::RandomWalk<NoModel> {
     clock_.pass(std::chrono::milliseconds(500));
     while (followed_->look().has_more) {
     }
-    tell_changes(told_through_, followed_->number(), {}, told_through_, wire.changes);
-    told_through_ = followed_->number();
-  }
-
-  // Tells the changes after `after` and up to `last`, and answers with the last one that was told.
-  ChangeNumber tell_changes(ChangeNumber after, ChangeNumber last, const std::string& replay, ChangeNumber previous,
-                            std::deque<std::string>& into) {
-    const bool is_first_time = replay.empty();
-    previous = told_before(previous);
-    for (ChangeNumber before = -1; before != after && after < last;) {
-      before = after;
-      const engine::Feed feed = followed_->changes_after(after, 100);
-      EXPECT_FALSE(feed.gap);
+    ChangeNumber previous = told_before(told_through_);
+    for (ChangeNumber before = -1; before != told_through_;) {
+      before = told_through_;
+      const engine::Feed feed = followed_->changes_after(told_through_, 100);
+      ASSERT_FALSE(feed.gap);
       for (const engine::StoredChange& one : feed.changes) {
-        if (one.change.is_quiet || one.change.number > last) continue;
-        into.push_back(mqtt::change_payload(
-            kOrigin, one, {.ledger_id = followed_->ledger_id(), .previous = previous, .replay = replay}));
+        if (one.change.is_quiet) continue;
+        wire.changes.push_back(
+            mqtt::change_payload(kOrigin, one, {.ledger_id = followed_->ledger_id(), .previous = previous}));
         previous = one.change.number;
-        if (is_first_time) told_.push_back(previous);
+        told_.push_back(previous);
       }
-      after = feed.through;
+      told_through_ = feed.through;
     }
-    return previous;
   }
 
   ChangeNumber told_before(ChangeNumber number) const {
@@ -213,18 +205,43 @@ class FoldingTest : public engine::test::RandomWalk<NoModel> {
     return next == told_.begin() ? 0 : *std::prev(next);
   }
 
+  // As polaiga-mqtt answers; but a list of few alarms comes in parts, too.
   void answer(const Request& request, const std::string& id, std::deque<std::string>& into) {
-    if (!request.is_for_list) {
-      const ChangeNumber last = std::min(request.last, followed_->number());
-      const ChangeNumber previous = tell_changes(request.first - 1, last, id, request.first - 1, into);
-      into.push_back(from_rack(engine::JsonObject()
-                                   .add("ledger_id", followed_->ledger_id())
-                                   .add("done", true)
-                                   .add("through", last)
-                                   .add("previous", previous)
-                                   .add("replay", id)));
+    if (request.is_for_list && pick(0, 1) == 0) {
+      answer_in_parts(request, id, into);
       return;
     }
+    std::vector<mqtt::MessageId> sent;
+    mqtt::Replays replays(
+        kOrigin, "polaiga/v1/lab/rack-1/replayed",
+        {.read = [this](ChangeNumber after, std::size_t most) { return followed_->changes_after(after, most); },
+         .told_before = [this](ChangeNumber number) { return told_before(number); },
+         .send =
+             [&](const mqtt::Message& message) {
+               into.push_back(message.payload);
+               sent.push_back(static_cast<mqtt::MessageId>(sent.size()) + 1);
+               return sent.back();
+             },
+         .look =
+             [this] {
+               return mqtt::Picture{.ledger_id = followed_->ledger_id(),
+                                    .number = followed_->number(),
+                                    .alarms = followed_->alarms(),
+                                    .profile = followed_->profile()};
+             }});
+    replays.take(request.is_for_list ? list_request_payload(followed_->ledger_id(), request.after, id)
+                                     : replay_payload(followed_->ledger_id(), request.first, request.last, id),
+                 followed_->ledger_id());
+    std::size_t confirmed = 0;
+    while (!replays.is_idle()) {
+      while (replays.go_on(1000)) {
+      }
+      ASSERT_LT(confirmed, sent.size()) << "it goes on";
+      while (confirmed < sent.size()) replays.confirmed(sent[confirmed++]);
+    }
+  }
+
+  void answer_in_parts(const Request& request, const std::string& id, std::deque<std::string>& into) const {
     constexpr std::size_t kInPart = 2;
     std::vector<const OutputAlarm*> alarms;
     for (const auto& [number, alarm] : followed_->alarms()) {
@@ -316,7 +333,11 @@ class FoldingTest : public engine::test::RandomWalk<NoModel> {
     EXPECT_EQ(got.words.name, want.name);
     EXPECT_EQ(got.since, want.since);
     EXPECT_EQ(got.updated, want.updated);
-    EXPECT_EQ(got.count, want.count);
+    // A list may be answered while changes are on their way that its alarms take before it.
+    EXPECT_LE(got.count, want.count);
+    if (!is_line_bad_) {
+      EXPECT_EQ(got.count, want.count);
+    }
     EXPECT_EQ(got.reporters, want.reporters);
     if (receiver_.shows_another.contains(want.number)) return;
     ++words_compared_;
@@ -344,6 +365,7 @@ class FoldingTest : public engine::test::RandomWalk<NoModel> {
   std::optional<output::FollowedLedger> followed_;
   std::vector<ChangeNumber> told_;  // all changes that were told
   ChangeNumber told_through_ = 0;
+  bool is_line_bad_ = false;
   std::size_t compared_ = 0;
   std::size_t words_compared_ = 0;
 };
@@ -375,6 +397,7 @@ TEST_F(FoldingTest, NothingIsLost) {
 TEST_F(FoldingTest, LossesRepeatsAndDisorder) {
   std::size_t early = 0;
   std::size_t repeats = 0;
+  is_line_bad_ = true;
   for (unsigned seed = 1; seed <= kSequences && !HasFailure(); ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     begin_all(seed);

@@ -45,6 +45,27 @@ LedgerProgress wants_list(ChangeNumber through, ChangeNumber wanted_through = 0)
   return {.through = through, .wanted_through = wanted_through, .is_list_wanted = true};
 }
 
+TEST(Progress, WhenAnObjectIsBackTheListIsWanted) {
+  LedgerProgress progress = at(10);
+  ChangeMessage change{.number = 11, .previous = 10, .kind = engine::ChangeKind::kBackInService};
+  change.alarm = 5;
+  EXPECT_EQ(take(change, progress), Verdict::kTaken);
+  EXPECT_EQ(progress, at(11)) << "that of the alarm says so itself";
+  change.alarm = 0;
+  change.number = 12;
+  change.previous = 13;
+  EXPECT_EQ(take(change, progress), Verdict::kEarly);
+  EXPECT_FALSE(progress.is_list_wanted);
+  change.previous = 11;
+  EXPECT_EQ(take(change, progress), Verdict::kTaken);
+  EXPECT_EQ(progress, wants_list(12, 12));
+  progress = at(12);
+  change.kind = engine::ChangeKind::kOutOfService;
+  change.number = 13;
+  EXPECT_EQ(take(change, progress), Verdict::kTaken);
+  EXPECT_EQ(progress, at(13));
+}
+
 TEST(Progress, Gaps) {
   const Case cases[] = {
       {10, 20, Verdict::kTaken, wants_list(20)},

@@ -22,6 +22,7 @@ help:
 	@echo "make lint     check formatting and run clang-tidy"
 	@echo "make cppcheck run cppcheck"
 	@echo "make asan     test with the address and undefined-behaviour sanitizers"
+	@echo "make fleet-check  test the fleet's programs with a real broker and a real database"
 	@echo "make musl     build the library with musl and run a consumer"
 	@echo "make valgrind test the release build under valgrind"
 	@echo "make soak     run the engine for an hour under load, kills and full disks; as root (MINUTES=3 is shorter)"
@@ -90,7 +91,7 @@ check: format-check
 	@$(MAKE) --no-print-directory cppcheck
 
 proof:
-	@$(MAKE) --no-print-directory arm asan musl
+	@$(MAKE) --no-print-directory arm asan musl fleet-check
 	@$(MAKE) --no-print-directory --jobs 2 --output-sync=target fuzz-check lint
 
 arm:
@@ -150,7 +151,7 @@ packages:
 	@tools/sysroot build/sysroot
 	@echo "== Building for the controller"
 	@cmake -S . -B build/armhf -G Ninja -DCMAKE_BUILD_TYPE=Release --toolchain cmake/arm-linux-gnueabihf.cmake \
-	  -DPOLAIGA_SYSROOT=$(CURDIR)/build/sysroot -DPOLAIGA_WEB=OFF >/dev/null
+	  -DPOLAIGA_SYSROOT=$(CURDIR)/build/sysroot -DPOLAIGA_WEB=OFF -DPOLAIGA_FLEET=OFF >/dev/null
 	@cmake --build build/armhf
 	@echo "== Packing"
 	@rm -rf build/packages
@@ -184,7 +185,7 @@ clean:
 	@rm -rf build
 
 # The heavier proofs that the library holds under any use.
-.PHONY: asan cppcheck valgrind musl soak fuzz fuzz-check coverage mutants format-check
+.PHONY: asan cppcheck fleet-check valgrind musl soak fuzz fuzz-check coverage mutants format-check
 
 asan:
 	@tools/setup proof
@@ -200,13 +201,22 @@ musl:
 	@cmake --preset check >/dev/null
 	@ctest --preset musl
 
+# The fleet's programs with a real broker and a real database.
+fleet-check:
+	@tools/setup proof
+	@cmake --preset check >/dev/null
+	@cmake --build --preset check
+	@echo "== Killing the parts of a fleet"
+	@ctest --preset fleet
+
 cppcheck:
 	@tools/setup check
 	@echo "== Analysing with cppcheck"
 	@cppcheck --quiet -j "$$(nproc)" --std=c++20 --language=c++ --enable=warning,performance,portability \
 	  --suppress=duplicateAssignExpression \
 	  --inline-suppr --error-exitcode=1 \
-	  -I include -I src -I engine -I outputs/web -I outputs/common -I outputs/snmp -I outputs/mqtt -I outputs/alertmanager -I sources/ipmi src engine outputs sources fuzz
+	  -I include -I src -I engine -I outputs/web -I outputs/common -I outputs/snmp -I outputs/mqtt -I outputs/alertmanager -I sources/ipmi \
+	  -I fleet/common -I fleet/collector -I fleet/simulator -I fleet/web src engine outputs sources fleet fuzz
 
 valgrind: export GTEST_BRIEF = 1
 valgrind:

@@ -11,7 +11,7 @@
 
 #include "base/utf8.h"
 #include "check.h"
-#include "messages/message.h"
+#include "wire/message.h"
 #include "state/controller_state.h"
 
 namespace polaiga::fuzz {
@@ -91,7 +91,10 @@ class Known {
     }
     check(progress_.through < gap.first && progress_.through <= before, "what was put back is gone");
     alarms_.erase(alarms_.lower_bound(gap.first), alarms_.end());
-    for (auto& [number, alarm] : alarms_) alarm.last_change = std::min(alarm.last_change, gap.first - 1);
+    for (auto& [number, alarm] : alarms_) {
+      alarm.last_change = std::min(alarm.last_change, gap.first - 1);
+      check_alarm(alarm);
+    }
   }
 
   void take(const ListMessage& list) {
@@ -110,6 +113,18 @@ class Known {
     }
     progress_.asked_for = list.replay;
     if (fleet::take(list, progress_) != Verdict::kTaken) return;
+    for (const ListedAlarm& one : list.alarms) {
+      AlarmState& alarm = alarms_[one.number];
+      alarm.number = one.number;
+      const ChangeNumber before = alarm.last_change;
+      apply(one, list.number, alarm);
+      check_alarm(alarm);
+      check(alarm.last_change == std::max(before, list.number), "what is newer stays");
+    }
+    for (auto at = alarms_.upper_bound(list.after); at != alarms_.end() && at->first <= list.through; ++at) {
+      miss(list.number, 1000, at->second);
+      check_alarm(at->second);
+    }
     check(progress_.is_list_wanted != list.is_last, "after its last part no list is wanted");
     check(progress_.list_after == (list.is_last ? 0 : list.through), "the next part comes after this one");
   }

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "broker/connection.h"
+#include "amqp/connection.h"
 #include "database/intake.h"
 
 namespace polaiga::fleet {

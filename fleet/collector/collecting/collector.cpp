@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "broker/topology.h"
+#include "amqp/topology.h"
 #include "database/schema.h"
 #include "model/moment.h"
 #include "publisher/back_off.h"
@@ -42,6 +42,12 @@ void Collector::begin() {
   const BrokerNode& node = nodes.at(output::random_number() % nodes.size());
   auto reading = std::make_unique<Connection>(options_.broker, node);
   make_topology(*reading, options_.inboxes);
+  if (has_more_inboxes(*reading, options_.inboxes)) {
+    say_(Priority::kWarning,
+         "there is a queue " + inbox_name(options_.inboxes) + ", but --queues is " + std::to_string(options_.inboxes) +
+             ": what controllers send goes there, too, and is not read; give all collectors the same "
+             "greater --queues, or delete the queues from that number on");
+  }
   answering_ = std::make_unique<Connection>(options_.broker, node);
   burying_ = std::make_unique<Connection>(options_.broker, node);
   burying_->expect_confirms();

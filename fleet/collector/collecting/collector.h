@@ -12,9 +12,9 @@
 
 #include "base/clock.h"
 #include "base/messages.h"
-#include "broker/connection.h"
-#include "broker/settings.h"
-#include "broker/share.h"
+#include "amqp/connection.h"
+#include "amqp/settings.h"
+#include "amqp/share.h"
 #include "collecting/batch.h"
 #include "collecting/pace.h"
 #include "database/database.h"

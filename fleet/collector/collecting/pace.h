@@ -8,7 +8,7 @@
 #include <map>
 
 #include "base/clock.h"
-#include "messages/names.h"
+#include "wire/names.h"
 
 namespace polaiga::fleet {
 

@@ -17,8 +17,10 @@ constexpr int kMostNodes = 16;
 
 std::string check_broker(const std::string& text) {
   if (parse_broker_url(text)) return {};
-  return "'" + text +
-         "' is no broker; give amqp://HOST[:PORT][/VHOST] or amqps://..., and user and password by --user and "
+  // What stands before an '@' may be a password, which is not to be shown.
+  const std::string what = text.find('@') == std::string::npos ? "'" + text + "'" : "what stands there";
+  return what +
+         " is no broker; give amqp://HOST[:PORT][/VHOST] or amqps://..., and user and password by --user and "
          "--password-file";
 }
 

@@ -24,7 +24,9 @@ struct Fault {
   std::int64_t code = 0;
   std::string name;
 
-  auto operator<=>(const Fault&) const = default;
+  bool operator<(const Fault& other) const {
+    return std::tie(site_id, code, name) < std::tie(other.site_id, other.code, other.name);
+  }
 };
 
 // What is known of a fault at a site, around the times at which new alarms began.

@@ -2,11 +2,16 @@
 
 #include <pqxx/except>
 #include <pqxx/transaction>
+#include <thread>
 
 #include "database/known_rows.h"
 
 namespace polaiga::fleet {
 namespace {
+
+// Ours are never in each other's way, but those of somebody else may be in ours.
+constexpr int kMostTries = 4;
+constexpr std::chrono::milliseconds kPause{50};  // after the first try; then longer
 
 // Nothing: a controller is not in the database yet.
 std::optional<Taken> try_take(pqxx::connection& connection, std::span<const Received> messages, bool adds_controllers) {
@@ -50,17 +55,22 @@ void make_partition(pqxx::connection& connection) {
 Taken Intake::take(std::span<const Received> messages) {
   if (messages.empty()) return {};
   return database_.use([messages](pqxx::connection& connection) {
-    try {
-      return take_all(connection, messages);
-    } catch (const pqxx::sql_error& error) {
-      if (wants_partition(error)) {
-        make_partition(connection);
-      } else if (!wants_another_try(error)) {
-        throw;
+    for (int tries = 1;; ++tries) {
+      try {
+        return take_all(connection, messages);
+      } catch (const pqxx::sql_error& error) {
+        if (tries == kMostTries) throw;
+        if (wants_partition(error)) {
+          make_partition(connection);
+        } else if (!wants_another_try(error)) {
+          throw;
+        }
+      } catch (const pqxx::transaction_rollback&) {
+        if (tries == kMostTries) throw;
       }
-    } catch (const pqxx::transaction_rollback&) {
+      // Whoever waits for our rows gets them first, or we would meet again.
+      std::this_thread::sleep_for(kPause * tries);
     }
-    return take_all(connection, messages);
   });
 }
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "database/database.h"
-#include "messages/message.h"
+#include "wire/message.h"
 
 namespace polaiga::fleet {
 

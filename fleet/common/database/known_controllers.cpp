@@ -95,11 +95,13 @@ void KnownControllers::take(KnownController& controller, const ChangeMessage& ch
 // A fault that one of its reporters does not report any more shows the latest record of the others.
 void KnownControllers::show_other_record(const ChangeMessage& change, KnownLedger& ledger, AlarmState& alarm) const {
   if (change.kind != engine::ChangeKind::kPartlyCleared || change.shown_sequence == 0) return;
-  for (auto other = ledger.changes.rbegin(); other != ledger.changes.rend(); ++other) {
-    if ((*other)->sequence == change.shown_sequence && (*other)->alarm == change.alarm && (*other)->record) {
-      show(*(*other)->record, alarm);
-      return;
-    }
+  // Those of this batch are not in the database yet.
+  const auto is_other = [&change](const ChangeMessage* other) {
+    return other->sequence == change.shown_sequence && other->alarm == change.alarm && other->record;
+  };
+  if (const auto other = std::ranges::find_if(ledger.changes, is_other); other != ledger.changes.end()) {
+    show(*(*other)->record, alarm);
+    return;
   }
   if (const auto words = shown.find({ledger.ledger_no, change.alarm, change.shown_sequence}); words != shown.end()) {
     show(words->second, alarm);
@@ -156,15 +158,12 @@ void KnownControllers::take(KnownController& controller, const ReplayDone& done,
   if (verdict == Verdict::kEarly) ++taken.early;
 }
 
-// It is made again after a while.
-void KnownControllers::take(KnownController&, const ReplayRefused&, Taken&) {}
-
-void KnownControllers::take(KnownController& controller, const ActedMessage& message, Taken&) {
-  if (const auto action_no = parse_action_id(message.id)) {
+void KnownControllers::take(KnownController& controller, const ActedMessage& answer, Taken&) {
+  if (const auto action_no = parse_action_id(answer.id)) {
     acted.push_back({.controller_id = controller.controller_id,
                      .action_no = *action_no,
-                     .is_done = message.is_done,
-                     .why = message.why});
+                     .is_done = answer.is_done,
+                     .why = answer.why});
   }
 }
 

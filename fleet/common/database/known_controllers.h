@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "database/intake.h"
-#include "messages/message.h"
+#include "wire/message.h"
 #include "state/controller_state.h"
 
 namespace polaiga::fleet {
@@ -71,9 +71,10 @@ struct KnownControllers {
   void take(KnownController& controller, const GapMessage& gap, Taken& taken);
   void take(KnownController& controller, const StatusMessage& status, Taken& taken);
   void take(KnownController& controller, const ListMessage& list, Taken& taken);
-  void take(KnownController& controller, const ReplayDone& done, Taken& taken);
-  void take(KnownController& controller, const ReplayRefused& refused, Taken& taken);
-  void take(KnownController& controller, const ActedMessage& acted, Taken& taken);
+  static void take(KnownController& controller, const ReplayDone& done, Taken& taken);
+  // The request is made again after a while.
+  static void take(KnownController& /*controller*/, const ReplayRefused& /*refused*/, Taken& /*taken*/) {}
+  void take(KnownController& controller, const ActedMessage& answer, Taken& taken);
   void show_other_record(const ChangeMessage& change, KnownLedger& ledger, AlarmState& alarm) const;
   Moment seconds() const { return now / 1'000'000; }
 };

@@ -52,7 +52,7 @@ int compatible_with(const Migration& migration) {
 }
 
 void expect_utf8(pqxx::connection& connection) {
-  const std::string encoding = pqxx::nontransaction(connection).exec1("show server_encoding")[0].as<std::string>();
+  const auto encoding = pqxx::nontransaction(connection).exec1("show server_encoding")[0].as<std::string>();
   if (encoding == "UTF8") return;
   throw DatabaseRefuses("The database's encoding is " + encoding +
                         ", and texts of controllers are UTF-8; make a database with encoding UTF8");

@@ -146,6 +146,17 @@ void take_operator_state(OperatorState state, AlarmState& alarm) {
   alarm.was_unshelved = state == OperatorState::kUnshelved;
 }
 
+// What an alarm that has taken later changes can still learn of a list: what stays as it is as long as the alarm, or
+// its fault, lasts.
+void take_what_lasts(const ListedAlarm& listed, AlarmState& alarm) {
+  alarm.created = listed.created;
+  alarm.is_touched = true;
+  if (listed.fault != alarm.fault) return;
+  alarm.since = listed.since;
+  alarm.count = std::max(alarm.count, listed.count);
+  if (alarm.words.sensor.empty() && alarm.words.description.empty()) alarm.words = listed.words;
+}
+
 }  // namespace
 
 OperatorState AlarmState::operator_state() const {
@@ -198,7 +209,10 @@ bool apply(const ChangeMessage& change, AlarmState& alarm) {
 }
 
 void apply(const ListedAlarm& listed, ChangeNumber number, AlarmState& alarm) {
-  if (number < alarm.last_change) return;
+  if (number < alarm.last_change) {
+    take_what_lasts(listed, alarm);
+    return;
+  }
   begin_again(alarm);
   alarm.last_change = number;
   alarm.fault = listed.fault;

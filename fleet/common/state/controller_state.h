@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "messages/message.h"
+#include "wire/message.h"
 
 namespace polaiga::fleet {
 
@@ -59,7 +59,9 @@ std::vector<ChangeNumber> alarms_of(const ChangeMessage& change);
 // Changes are told neither while an alarm is silenced, nor while its fault is chattering, and some that are told have
 // no record. So the answer is whether not all of the alarm is known: then want_list().
 bool apply(const ChangeMessage& change, AlarmState& alarm);
-// The alarm as a list has it that is right after change `number`. Does nothing when the alarm has taken a later change.
+// The alarm as a list has it that is right after change `number`. An alarm that has taken a later change takes of it
+// only what does not change: when the alarm and its fault began, how often the fault came at least, and its words if it
+// has none.
 void apply(const ListedAlarm& listed, ChangeNumber number, AlarmState& alarm);
 // The fault's words by another record of it, such as the one that it shows since a reporter took its report back.
 void show(const FaultWords& record, AlarmState& alarm);

@@ -33,7 +33,7 @@ Teller::Teller(Options options, Tools tools)
       topics_(options_.origin.site, options_.origin.controller),
       ledger_(tools_.ledger),
       link_(tools_.link),
-      pages_(options_.origin, topics_),
+      pages_(options_.origin, topics_, options_.tells_list),
       window_(options_.confirmed_by),
       replays_(options_.origin, topics_.replayed,
                {.read = [this](Number after, std::size_t most) { return ledger_.changes_after(after, most); },
@@ -176,7 +176,7 @@ void Teller::tell_alarms() {
     is_round_ = true;
     round_began_ = now;
     pages_.begin_round(picture());
-    report_.cut = ledger_.alarms().size() - pages_.placed();
+    report_.cut = options_.tells_list ? ledger_.alarms().size() - pages_.placed() : 0;
   }
   const auto in_flight = [&] {
     return static_cast<std::size_t>(

@@ -53,6 +53,7 @@ class Teller final : public Listener {
     ConfirmedBy confirmed_by = ConfirmedBy::kBroker;
     std::chrono::seconds heartbeat{30};
     bool accepts_actions = false;  // of operators of the fleet
+    bool tells_list = true;        // the pages of the active alarms
   };
 
   // What else it needs. They must outlive this.

@@ -139,6 +139,8 @@ TEST_F(ActionsTest, WhatTheStatesAre) {
   EXPECT_EQ(state_of(kFan), OperatorState::kShelved);
   act(ActionKind::kUnshelve, {1});
   EXPECT_EQ(state_of(kFan), OperatorState::kClosed);
+  EXPECT_EQ(alarms_.find(fault_dn(kFan, 395))->standing.shelved_until, 0);
+  EXPECT_EQ(alarms_.find(fault_dn(kFan, 395))->standing.shelved_until_age, 0);
   act(ActionKind::kUnacknowledge, {1});
   EXPECT_EQ(state_of(kFan), OperatorState::kUnshelved);
 }

@@ -199,6 +199,22 @@ TEST_F(ChatteringTest, TwoLevels) {
   EXPECT_EQ(clear(68), Texts{"22 cleared 395 alarm 1 minor>cleared"});
 }
 
+TEST_F(ChatteringTest, OneOfTwoLevelsHasSettled) {
+  raise(0);
+  for (int i = 0; i < 2; ++i) {
+    raise(1, 396, 395);
+    raise(2, 395, 396);
+  }
+  raise(3, 396, 395);
+  raise(4, 395, 396);
+  raise(5, 396, 395);
+  raise(6, 395, 396);
+  // From then on outputs take the alarm for active at the level that still chatters, so they are told of its end.
+  EXPECT_EQ(end(66), Texts{"20 settled 396 alarm 1 major>minor raises 4"});
+  EXPECT_EQ(clear(66), Texts{"21 cleared 395 alarm 1 minor>cleared folded"});
+  EXPECT_EQ(end(67), Texts{"22 settled 395 alarm 1 minor>cleared raises 5"});
+}
+
 // Another sensor reports the higher level all the time, so both levels have an alarm each.
 TEST_F(ChatteringTest, AnAlarmIsMergedIntoAnother) {
   raise(0, 396, 0, "B");  // alarm 1

@@ -297,5 +297,32 @@ TEST_F(CheckerTest, ALedgerThatCameOfADamagedOne) {
   EXPECT_EQ(test::rows(path_, "SELECT count(*) FROM report"), Texts{"3"});
 }
 
+// The mark says that there was more.
+TEST_F(CheckerTest, ALedgerThatEndsBeforeItsMark) {
+  make();
+  const Mark mark = *read_mark(path_);
+  MarkFile(path_).write({mark.ledger_id, 9, 12, false, 1});
+  EXPECT_EQ(verify_ledger(path_).found, 1U);
+  EXPECT_EQ(found(), Texts{"the ledger ends with input 7, but inputs up to 9 were acknowledged [8, 9]"});
+}
+
+// A page that the database cannot read.
+TEST_F(CheckerTest, APageThatCannotBeRead) {
+  for (const auto& [table, finding] : {std::pair("form", std::string("the structure of the file is damaged: ")),
+                                       std::pair("event", path_ + ": cannot read the ledger: ")}) {
+    for (const char* part : {"", "-wal", "-shm", "-mark"}) std::filesystem::remove(path_ + part);
+    make();
+    const auto number = [this](const std::string& question) { return std::stoul(test::rows(path_, question).at(0)); };
+    const std::size_t page = number(std::string("SELECT rootpage FROM sqlite_schema WHERE name = '") + table + "'");
+    const std::size_t size = number("PRAGMA page_size");
+    std::string content = dir_.read("ledger.db");
+    content.replace((page - 1) * size, size, std::string(size, '\xee'));
+    dir_.write("ledger.db", content);
+    const Verification verified = verify_ledger(path_);
+    EXPECT_EQ(verified.found, verified.findings.size());
+    EXPECT_THAT(found(), testing::Contains(testing::StartsWith(finding))) << table;
+  }
+}
+
 }  // namespace checker_test
 }  // namespace polaiga::engine

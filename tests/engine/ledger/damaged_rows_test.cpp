@@ -123,6 +123,15 @@ TEST_F(DamagedRowsTest, ExplainOfADamagedFaultSaysWhy) {
   }
 }
 
+// The way from a change to the one before it must not lead in a circle.
+TEST_F(DamagedRowsTest, AChangeThatSaysThatItComesBeforeItself) {
+  test::LedgerWithAlarms(path_, test::kAll).write(test::raises("FIRST", "first", 395, 1004));
+  Database(path_, Access::kReadWrite).exec("UPDATE change SET previous = number WHERE number = 4");
+  LedgerReader reader(path_);
+  reader.explain("first/fault-F0395");
+  EXPECT_EQ(reader.left_out(), Texts{"change 4 comes before itself"});
+}
+
 TEST_F(DamagedRowsTest, Changes) {
   LedgerReader reader(path_);
   const ChangesRead latest = reader.latest({}, 10);

@@ -278,6 +278,18 @@ TEST_F(LedgerTest, AFullDiskLosesNothing) {
   EXPECT_EQ(engine_->alarms.size(), 101U);
 }
 
+// Damage that a write meets is noted beside the file, and the next start replaces it.
+TEST_F(LedgerTest, DamageThatAWriteMeetsIsTold) {
+  engine_->write(raises("A", "o", 395));
+  engine_->write(raises("B", "o", 395));
+  Database(path_, Access::kReadWrite).exec("DELETE FROM report");
+  EXPECT_EQ(test::complaint_of([&] { engine_->write(clears("A", "o", 395)); }),
+            path_ +
+                ": the ledger is damaged: the ledger has no such report of fault 1. The next start begins a new one "
+                "and carries over what proves right");
+  EXPECT_TRUE(read_mark(path_)->is_damaged);
+}
+
 TEST_F(LedgerTest, InputsAndChangesFollowTheLast) {
   engine_->write(raises("A", "o", 395));
   engine_->add(raises("A", "p", 395));
@@ -351,6 +363,8 @@ TEST_F(LedgerTest, RowsThatNoEngineWrites) {
             "subject 1: entity names an entity that this program does not know: 'toaster'");
   EXPECT_EQ(damage("UPDATE form SET descr = '" + long_text + "'"), "form 1: descr is longer than its field: " + shown);
   EXPECT_EQ(damage("UPDATE form SET oid = '1.2.x'"), "form 1: oid is no object identifier: '1.2.x'");
+  EXPECT_EQ(damage("UPDATE form SET oid = '1x2'"), "form 1: oid is no object identifier: '1x2'");
+  EXPECT_EQ(damage("UPDATE form SET oid = '1.2.'"), "form 1: oid is no object identifier: '1.2.'");
   EXPECT_EQ(damage("UPDATE change SET kind = 17"), "change 1: kind is out of range: 17");
   EXPECT_EQ(damage("DROP TABLE step"), "no such table: step");
   EXPECT_EQ(damage("DELETE FROM event"), "events that shaped what the library remembers are gone");

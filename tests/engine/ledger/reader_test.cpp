@@ -82,6 +82,13 @@ TEST_F(ReaderTest, ActiveFaultsShowTheLatestRecordInForce) {
   EXPECT_EQ(active(), (Rows{"p/fault-F0396 fault 3 alarm 3 since 1003 shown 3 updated 1003 count 1 reporters 1"}));
 }
 
+// A ledger that has lost nothing answers for any time, also for one before 1970.
+TEST_F(ReaderTest, NothingWasActiveBeforeTheFirstEvent) {
+  engine_->write(raises("A", "o", 395, 1001));
+  EXPECT_EQ(active(1000), Rows{});
+  EXPECT_EQ(active(-1), Rows{});
+}
+
 TEST_F(ReaderTest, RecordsComeBackAsTheyWere) {
   fe_fault_record record = test::make_record({.descr = "text"});
   record.event.entity_id = 7;  // the filter's own, as the next three

@@ -1,6 +1,7 @@
 #include "ledger/row_check.h"
 
 #include <gtest/gtest.h>
+#include <zlib.h>
 
 #include <string>
 
@@ -35,6 +36,24 @@ TEST(RowCheckTest, ValuesMayBeLongerThanItsBuffer) {
   row.text(std::string(300, 'x'));
   row.integer(7);
   EXPECT_EQ(row.value(), 474429197);
+}
+
+// However values fill its buffer, the sum is that of all their bytes.
+TEST(RowCheckTest, TheSumDoesNotDependOnTheLengths) {
+  const auto bytes_of = [](const std::string& text) {
+    std::string bytes = "i";
+    for (int i = 0; i < 8; ++i) bytes += static_cast<char>(text.size() >> (8 * i) & 0xff);
+    return bytes + "t" + text;
+  };
+  for (std::size_t length = 0; length < 600; ++length) {
+    const std::string text(length, 'x');
+    RowCheck row("form");
+    row.text(text);
+    row.text("end");
+    const std::string bytes = bytes_of("form") + bytes_of(text) + bytes_of("end");
+    const auto sum = ::crc32_z(0, reinterpret_cast<const Bytef*>(bytes.data()), bytes.size());
+    EXPECT_EQ(row.value(), static_cast<std::int32_t>(sum)) << "length " << length;
+  }
 }
 
 TEST(RowCheckTest, TheSqlFunctionSaysTheSame) {

@@ -442,7 +442,7 @@ TEST_F(IntakeTest, WhenItThrowsNothingIsTaken) {
 }
 
 // Somebody who locks rows in another order, as no program of ours does.
-TEST_F(IntakeTest, AfterADeadlockItIsTriedOnceMore) {
+TEST_F(IntakeTest, AfterADeadlockItIsTriedAgain) {
   take(intake_, sender("rack-1"), raised(1));
   take(intake_, sender("rack-2"), raised(1));
   test_.sql("alter role polaiga_collector set deadlock_timeout = '200ms'");
@@ -455,7 +455,7 @@ TEST_F(IntakeTest, AfterADeadlockItIsTriedOnceMore) {
     Database database(test_.url("polaiga_collector"), "deadlocked");
     Intake intake(database);
     const Received messages[] = {{sender("rack-1"), raised(2)}, {sender("rack-2"), raised(2)}};
-    changes = intake.take(messages).changes;
+    EXPECT_NO_THROW(changes = intake.take(messages).changes);
   });
   while (test_.sql("select 1 from pg_stat_activity where application_name = 'deadlocked' and wait_event_type = 'Lock'")
              .empty()) {
@@ -468,10 +468,10 @@ TEST_F(IntakeTest, AfterADeadlockItIsTriedOnceMore) {
   // The server counts it when the connection ends.
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
   std::string deadlocks;
-  while (deadlocks != "1\n" && std::chrono::steady_clock::now() < end) {
+  while ((deadlocks.empty() || deadlocks == "0\n") && std::chrono::steady_clock::now() < end) {
     deadlocks = test_.sql("select pg_stat_get_db_deadlocks(oid) from pg_database where datname = current_database()");
   }
-  EXPECT_EQ(deadlocks, "1\n");
+  EXPECT_NE(deadlocks, "0\n");
   test_.sql("alter role polaiga_collector reset deadlock_timeout");
 }
 

@@ -386,13 +386,47 @@ TEST(AlarmState, AsAListHasIt) {
   }
 }
 
-TEST(AlarmState, AnOlderListChangesNothing) {
+TEST(AlarmState, AnOlderListTellsWhenItBegan) {
   AlarmState alarm = active();
   apply(listed(), 4, alarm);
-  EXPECT_EQ(alarm.fault, 5);
-  EXPECT_FALSE(alarm.is_touched);
+  EXPECT_EQ(alarm.created, 900);
+  EXPECT_EQ(alarm.last_change, 5);
+  EXPECT_EQ(alarm.fault, 5) << "the list has a fault that is over";
+  EXPECT_EQ(alarm.since, 1000);
+  EXPECT_EQ(alarm.count, 1U);
+  EXPECT_EQ(alarm.words, words(kMinor, 395, "slow"));
+  EXPECT_EQ(alarm.severity, Severity::kMinor);
+  EXPECT_FALSE(alarm.is_out_of_service);
+  EXPECT_EQ(alarm.raises, 0U);
+  EXPECT_TRUE(alarm.is_touched);
   apply(listed(), 5, alarm);
   EXPECT_EQ(alarm.fault, 9);
+}
+
+// A change came between the request for the list and its answer.
+TEST(AlarmState, AnOlderListTellsWhatIsNotKnown) {
+  AlarmState alarm = new_alarm();
+  ChangeMessage back = change(ChangeKind::kBackInService);
+  back.fault = 9;
+  back.fault_dn = kMajor;
+  EXPECT_TRUE(apply(back, alarm));
+  ChangeMessage acknowledged = change(ChangeKind::kAcknowledged, 8);
+  acknowledged.fault = 9;
+  acknowledged.fault_dn = kMajor;
+  EXPECT_FALSE(apply(acknowledged, alarm));
+  apply(listed(), 7, alarm);
+  EXPECT_EQ(alarm.words, words(kMajor, 396, "very slow"));
+  EXPECT_EQ(alarm.created, 900);
+  EXPECT_EQ(alarm.since, 950);
+  EXPECT_EQ(alarm.count, 4U);
+  EXPECT_EQ(alarm.operator_state(), OperatorState::kAcknowledged);
+  EXPECT_FALSE(alarm.is_out_of_service) << "it was when the list was made";
+  // What it shows by now is newer than what a list that is older still has.
+  alarm.words.description = "newer";
+  alarm.count = 7;
+  apply(listed(), 7, alarm);
+  EXPECT_EQ(alarm.words.description, "newer");
+  EXPECT_EQ(alarm.count, 7U);
 }
 
 TEST(AlarmState, OperatorStatesOfAList) {

@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "messages/message.h"
+#include "wire/message.h"
 
 namespace polaiga::fleet::test {
 

@@ -8,7 +8,7 @@ from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "support"))
 import board
-from board import BELOW, BoardTest, described, fan, supply, until
+from board import BELOW, BoardTest, Consumer, Picture, described, fan, retained, same_as_ledger, supply, until
 from processes import Process, free_port
 
 GATEWAY = ("--gateway", str(os.geteuid()))
@@ -162,6 +162,25 @@ class FleetTest(BoardTest):
         told = [alarm["alarm"] for part in parts for alarm in part["alarms"]]
         self.assertEqual(told, [f"{server.ask_ledger_id()}-{number}" for number in range(1, 256)])
         self.assertEqual(sorted(told), sorted(alarm["alarm"] for alarm in server.active()))
+
+    def test_without_the_list(self):
+        server = self.begun()
+        server.send([supply(number, 1) for number in range(1, 256)])
+        server.wait_for_cursor()
+        until("the list is that of the ledger", lambda: same_as_ledger(server, retained(server)[0]))
+        server.publisher.end()
+        kept, operator = Picture(), Operator(server)
+        server.client("alarms", "alarms/+", name="joiner", on_message=kept.take)
+        until("the broker has the list", kept.is_whole)
+        server.start("--no-list")
+        until("the list is gone", lambda: kept.index is None and not kept.pages)
+        consumer = Consumer(server, name="changes").connect()
+        server.send([fan(1, 1)])
+        until("the change comes all the same", lambda: consumer.have == server.last())
+        server.wait_for_cursor()
+        self.assertEqual(sum(len(part["alarms"]) for part in self.ask(server, operator, "list")), 256)
+        self.assertEqual((kept.index, kept.pages), (None, {}))
+        self.assertEqual(server.ask_engine(do="status")["publishers"][0].get("cut", 0), 0)
 
     def test_schemas(self):
         server = self.begun("--accept-actions", engine_options=GATEWAY)

@@ -43,10 +43,10 @@ class Simulation:
 
 
 class Fleet:
-    """`programs` is the directory of the programs. `queues` are the inboxes."""
+    """`programs` is the directory of the programs. The broker has what packaging/fleet/definitions.json says."""
 
-    def __init__(self, place, programs, nodes=3, with_standby=True, collectors=2, queues=8):
-        self.place, self.programs, self.queues = Path(place), Path(programs).resolve(), queues
+    def __init__(self, place, programs, nodes=3, with_standby=True, collectors=2):
+        self.place, self.programs = Path(place), Path(programs).resolve()
         self.collectors, self.others = [], []
         self.broker = self.database = None
         # The directory is entered by the database's user.
@@ -55,6 +55,8 @@ class Fleet:
             self.database = Postgres(self.place / "database", with_standby=with_standby)
             run(self.programs / "polaiga-collector", "migrate", "--database", self.database.url("postgres"))
             self.broker = Broker(self.place / "broker", nodes)
+            # Without its policy a controller could not come back while the node is away on which its queue was made.
+            self.broker.nodes[0].control("import_definitions", ROOT / "packaging/fleet/definitions.json")
             for _ in range(collectors):
                 self.add_collector()
             self.recording = self.place / "recording.jsonl"
@@ -74,7 +76,7 @@ class Fleet:
         nodes = [word for url in self.broker.amqp_urls() for word in ("--amqp", url)]
         user = ["--user", "guest", "--password-file", self.password_file()]
         collector = Process(*map(str, [self.programs / "polaiga-collector", *nodes, *user, "--database",
-                                       self.database.url("polaiga_collector"), "--queues", self.queues]),
+                                       self.database.url("polaiga_collector")]),
                             start_new_session=True)
         self.collectors.append(collector)
         collector.wait_for("ready")

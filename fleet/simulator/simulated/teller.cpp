@@ -166,10 +166,10 @@ bool SimulatedTeller::answer_more(Request& request) {
     send(topics_.replayed, form_of(next, request.id));
     return true;
   }
+  const Number through = std::max(request.after, std::min(request.last, ledger_.number()));
   JsonObject object;
-  object.add("ledger_id", ledger_.id())
-      .add("done", true)
-      .add("through", std::max(request.after, std::min(request.last, ledger_.number())));
+  object.add("ledger_id", ledger_.id()).add("done", true).add("through", through);
+  object.add("previous", ledger_.is_told(through) && through > 0 ? through : ledger_.told_before(through));
   add_name(object, name_);
   send(topics_.replayed, object.add("replay", request.id).text());
   ++counts_.replays;

@@ -59,9 +59,8 @@ std::optional<SimulatorOptions> read_simulator_options(int argc, const char* con
   program.add_option("--heartbeat", options.heartbeat, "Seconds from one status of a controller to the next")
       ->check(CLI::Range(1, 3600))
       ->capture_default_str();
-  program.add_flag("--lasting-session", options.is_session_lasting,
-                   "The broker keeps what comes for a controller while it is away, as polaiga-mqtt has it without "
-                   "--clean-session; of a broker of several nodes, the node that keeps it must not fail");
+  program.add_flag("--clean-session", options.is_session_clean,
+                   "Let the broker forget the subscriptions of a controller when its connection ends");
   program.add_option("--kept", options.kept, "Changes of a controller that can be replayed")
       ->check(CLI::Range(1, 1'000'000'000))
       ->capture_default_str();

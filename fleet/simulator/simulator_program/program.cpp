@@ -65,7 +65,7 @@ std::string text_of_file(const std::string& path) {
 
 mqtt::Settings settings_of(const SimulatorOptions& options) {
   mqtt::Settings settings = options.settings;
-  settings.is_session_clean = !options.is_session_lasting;
+  settings.is_session_clean = options.is_session_clean;
   return settings;
 }
 

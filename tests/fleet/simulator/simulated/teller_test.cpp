@@ -148,6 +148,7 @@ TEST_F(SimulatedTellerTest, AReplayHasTheChangesAndItsEnd) {
   EXPECT_EQ(answers[1]["replay"], "x");
   EXPECT_EQ(answers[3]["done"], true);
   EXPECT_EQ(answers[3]["through"], 6);
+  EXPECT_EQ(answers[3]["previous"], 6);
   EXPECT_EQ(teller_.counts().replays, 1U);
 }
 

@@ -114,7 +114,7 @@ Response FleetApi::alarms(const Request& request) {
                               order == "worst" ? fleet::AlarmOrder::kWorst : fleet::AlarmOrder::kNewest, limit, skip);
   });
   JsonObject body;
-  body.add("counts", counts_form(site_.picture.now()->counts)).add("found", active.found);
+  body.add("counts", counts_form(site_.picture.now(Picture::kLately)->counts)).add("found", active.found);
   if (active.is_more) body.add("found_more", true);
   return json_content(request, body.add("alarms", alarm_forms(active.rows)).line());
 }

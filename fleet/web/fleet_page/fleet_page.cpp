@@ -103,10 +103,11 @@ Response FleetPage::view(const Request& request, const Caller& caller) {
 
 Response FleetPage::drawn(const Request& request, const FleetPaint& paint) {
   const std::vector<std::string>& path = request.target.path;
-  const auto overview = site_.picture.now();
+  const bool is_of_fleet = path.size() == 1 && path[0].empty();
+  const auto overview = site_.picture.now(is_of_fleet ? Picture::kFresh : Picture::kLately);
   const ListQuery query = read_list_query(request.target);
   const auto ask = [this](auto work) { return site_.asking.ask(work); };
-  if (path.size() == 1 && path[0].empty()) return html(request, 200, paint.fleet(*overview, query));
+  if (is_of_fleet) return html(request, 200, paint.fleet(*overview, query));
   if (path.size() == 1 && path[0] == "alarms") {
     const auto active = ask([&](pqxx::transaction_base& transaction) {
       return fleet::read_active(transaction, query.filter, query.order, FleetPaint::kMostListed, query.skip);

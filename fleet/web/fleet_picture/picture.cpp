@@ -9,10 +9,10 @@ std::shared_ptr<const fleet::Overview> Picture::read() {
       asking_.ask([](pqxx::transaction_base& transaction) { return fleet::read_overview(transaction); }));
 }
 
-std::shared_ptr<const fleet::Overview> Picture::now() {
+std::shared_ptr<const fleet::Overview> Picture::now(std::chrono::milliseconds oldest) {
   std::unique_lock lock(mutex_);
   while (true) {
-    if (overview_ && std::chrono::steady_clock::now() - read_at_ < kFresh) return overview_;
+    if (overview_ && std::chrono::steady_clock::now() - read_at_ < oldest) return overview_;
     if (!is_reading_) break;
     if (const auto away = asking_.away()) throw fleet::DatabaseAway(away->why);
     was_read_.wait_for(lock, kFresh);

@@ -6,7 +6,7 @@ import tempfile
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "support"))
-from fleet import Postgres
+from fleet import POSTGRESQL, Postgres
 from processes import run
 
 # Sites A, B and so on have the same number of controllers: srv-1, srv-2, ... Active alarms are dealt out to the controllers of
@@ -49,13 +49,8 @@ class FilledDatabase(Postgres):
         numbers = {"controllers": controllers, "sites": sites, "active": active, "over": over, "changes": changes}
         script = Path(place) / "fill.sql"
         script.write_text(FILL.format(**numbers))
-        done = self.run_file(script)
-        assert done.returncode == 0, done.stderr
-
-    def run_file(self, script):
-        import subprocess
-        return subprocess.run(["psql", "-h", "127.0.0.1", "-p", str(self.primary.port), "-U", "postgres", "-d", "polaiga", "-X", "-q",
-                               "-v", "ON_ERROR_STOP=1", "-f", str(script)], capture_output=True, text=True)
+        run(POSTGRESQL / "psql", "-h", "127.0.0.1", "-p", str(self.primary.port), "-U", "postgres", "-d", "polaiga", "-X", "-q", "-v",
+            "ON_ERROR_STOP=1", "-f", script)
 
     def viewer(self):
         return self.url("polaiga_viewer")

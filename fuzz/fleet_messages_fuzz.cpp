@@ -11,8 +11,8 @@
 
 #include "base/utf8.h"
 #include "check.h"
-#include "wire/message.h"
 #include "state/controller_state.h"
+#include "wire/message.h"
 
 namespace polaiga::fuzz {
 namespace {

@@ -71,8 +71,8 @@ fi
 
 if has polaiga-collector; then
   names=$(depends polaiga-collector | names_of)
-  [ "$names" = 'libc6 libgcc-s1 libnettle8 libpolaiga1 libpqxx-6.4 librabbitmq4 libsimdjson14 libsqlite3-0 libstdc++6 libsystemd0 zlib1g' ] || fail "polaiga-collector depends on $names"
-  needed+=(libpqxx-6.4 librabbitmq4)
+  [ "$names" = 'libc6 libgcc-s1 libnettle8 libpolaiga1 libpq5 libpqxx-6.4 librabbitmq4 libsimdjson14 libsqlite3-0 libstdc++6 libsystemd0 zlib1g' ] || fail "polaiga-collector depends on $names"
+  needed+=(libpq5 libpqxx-6.4 librabbitmq4)
 fi
 
 # The libraries of each publisher, beside those of the engine.

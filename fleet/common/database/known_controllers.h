@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "database/intake.h"
-#include "wire/message.h"
 #include "state/controller_state.h"
+#include "wire/message.h"
 
 namespace polaiga::fleet {
 

@@ -12,11 +12,11 @@
 #include <variant>
 #include <vector>
 
-#include "wire/names.h"
 #include "model/change.h"
 #include "model/dictionary.h"
 #include "model/moment.h"
 #include "model/operator_action.h"
+#include "wire/names.h"
 
 namespace polaiga::fleet {
 

@@ -1,5 +1,5 @@
-#include "wire/message.h"
 #include "report/json_object.h"
+#include "wire/message.h"
 
 namespace polaiga::fleet {
 

@@ -4,8 +4,8 @@
 
 #include "base/printable.h"
 #include "base/quantities.h"
-#include "wire/names.h"
 #include "model/operator_action.h"
+#include "wire/names.h"
 
 namespace polaiga::web {
 namespace {

@@ -8,8 +8,8 @@
 #include "fleet_page/grid.h"
 #include "fleet_page/list_query.h"
 #include "http/answers.h"
-#include "wire/names.h"
 #include "questions/asked_actions.h"
+#include "wire/names.h"
 
 namespace polaiga::web {
 namespace {

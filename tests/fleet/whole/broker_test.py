@@ -43,7 +43,7 @@ class BrokerTest(unittest.TestCase):
         cls.addClassCleanup(cls.broker.close)
         node = cls.broker.nodes[0]
         for controller in ("rack-7", "rack-8"):
-            subprocess.run([GIVEN / "controller-user", "hall-1", controller], check=True, cwd=cls.place, timeout=PATIENCE,
+            subprocess.run([GIVEN / "controller-user", "hall-1", controller], check=True, cwd=cls.place, timeout=3 * PATIENCE,
                            env={**node.environment(), "PATH": f"/usr/lib/rabbitmq/bin:{os.environ['PATH']}"})
 
     def answer(self, program, user, client, *arguments):

@@ -11,13 +11,13 @@
 #include <vector>
 
 #include "intake/event_parser.h"
-#include "wire/message.h"
 #include "messages/payloads.h"
 #include "picture/followed_ledger.h"
 #include "report/json_object.h"
 #include "state/controller_state.h"
 #include "support/random_walk.h"
 #include "telling/replays.h"
+#include "wire/message.h"
 
 namespace polaiga::fleet {
 namespace folding_test {

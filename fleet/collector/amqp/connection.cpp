@@ -6,6 +6,7 @@
 #include <amqp_tcp_socket.h>
 #include <sys/time.h>
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -108,7 +109,7 @@ void Connection::log_in(const BrokerSettings& settings) {
   std::string password;
   if (!settings.password_file.empty()) {
     password = engine::read_private_file(settings.password_file, "the password file");
-    password = password.substr(0, password.find_first_of("\r\n"));
+    password.resize(std::min(password.find_first_of("\r\n"), password.size()));
   }
   // With it the broker says why it refuses a login, and that a consumer was ended.
   const std::string kCapabilities = "capabilities";

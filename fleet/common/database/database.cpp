@@ -159,7 +159,7 @@ void Database::translate() {
     away("it did not answer in time");
   }
   try {
-    throw;
+    throw;  // cppcheck-suppress rethrowNoCurrentException
   } catch (const pqxx::broken_connection& lost) {
     away(lost.what());
   } catch (const pqxx::in_doubt_error& lost) {
@@ -182,7 +182,9 @@ void Database::translate() {
     // Such as a transaction that was rolled back.
     away(failure.what());
   }
-  throw;  // is not reached
+  // It is not reached.
+  // cppcheck-suppress rethrowNoCurrentException
+  throw;
 }
 
 }  // namespace polaiga::fleet

@@ -18,9 +18,9 @@ class Statement {
     std::string_view text;
   };
 
-  explicit Statement(Sql sql) : text_(sql.text) {}
+  explicit Statement(const Sql& sql) : text_(sql.text) {}
 
-  Statement& add(Sql sql) {
+  Statement& add(const Sql& sql) {
     text_ += sql.text;
     return *this;
   }
@@ -37,7 +37,7 @@ class Statement {
   }
 
   // Adds "where" for the first condition, and "and" for those that follow.
-  Statement& condition(Sql sql) {
+  Statement& condition(const Sql& sql) {
     text_ += has_condition_ ? " and " : " where ";
     has_condition_ = true;
     return add(sql);

@@ -90,7 +90,7 @@ void SimulatedFleet::connect_some() {
   if (attempts_ < allowed) attempts_ = allowed;
 }
 
-void SimulatedFleet::go_on_with(Controller& controller) {
+void SimulatedFleet::go_on_with(Controller& controller) const {
   controller.teller.go_on();
   for (const auto latency : controller.teller.take_latencies()) on_latency(latency);
 }

@@ -44,7 +44,7 @@ class SimulatedFleet {
   std::size_t size() const { return controllers_.size(); }
   const SimulatedTeller& teller(std::size_t controller) const { return controllers_[controller]->teller; }
 
-  void make_change(std::size_t controller);
+  void make_change(std::size_t index);  // of a controller
   // Does what there is to do, and waits for more as long as this at most.
   void go_on(std::chrono::milliseconds most);
   void say_goodbye();
@@ -71,7 +71,7 @@ class SimulatedFleet {
   SimulatedTeller::Now now() const;
   void connect_some();
   void take_time();
-  void go_on_with(Controller& controller);
+  void go_on_with(Controller& controller) const;
   void watch(std::size_t index);
 
   const engine::Clock& clock_;

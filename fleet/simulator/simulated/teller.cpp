@@ -12,7 +12,8 @@ namespace {
 
 using engine::JsonObject;
 
-constexpr std::size_t kMostListBytes = 60 * 1024;  // of the alarms in a part, which is a message of 64 KiB at most
+constexpr std::size_t kMostListBytes =
+    std::size_t{60} * 1024;  // of the alarms in a part, which is a message of 64 KiB at most
 
 template <typename Object>
 void add_name(Object& object, const SimulatedTeller::Name& name) {

@@ -36,7 +36,7 @@ constexpr std::array<Choice, 4> kStates = {
     {{"", "any state"}, {"new", "new"}, {"silenced", "silenced"}, {"all", "all, silenced ones, too"}}};
 constexpr std::array<Choice, 2> kOrders = {{{"", "worst first"}, {"newest", "newest first"}}};
 
-Markup select(Markup::Tag beginning, std::span<const Choice> choices, std::string_view chosen) {
+Markup select(const Markup::Tag& beginning, std::span<const Choice> choices, std::string_view chosen) {
   Markup markup;
   markup.tag(beginning);
   for (const Choice& one : choices) {

@@ -59,10 +59,15 @@ Taken Intake::take(std::span<const Received> messages) {
       try {
         return take_all(connection, messages);
       } catch (const pqxx::sql_error& error) {
-        if (tries == kMostTries) throw;
         if (wants_partition(error)) {
+          // No row is to blame for that.
+          if (tries == kMostTries) {
+            throw DatabaseRefuses(
+                "The database's table polaiga.change has no partition for today, and making one did not help; look "
+                "whether there is a table of its name that is not attached");
+          }
           make_partition(connection);
-        } else if (!wants_another_try(error)) {
+        } else if (tries == kMostTries || !wants_another_try(error)) {
           throw;
         }
       } catch (const pqxx::transaction_rollback&) {

@@ -1,12 +1,13 @@
 # The commands of the project. Each works from a bare clone and says what it does.
 
-.PHONY: help demo live live-outputs live-ipmi build test check proof arm abi bench packages lint format clean
+.PHONY: help demo live live-outputs live-ipmi fleet fleet-bench build test check proof arm abi bench packages lint format clean
 
 help:
 	@echo "make demo     build the program, replay a server's day and tell a night's story"
 	@echo "make live     run an engine with its page and a server's day at a thousand times its pace; Ctrl-C ends it"
 	@echo "make live-outputs  the same, and SNMP, MQTT and Alertmanager are told of the alarms, too; Ctrl-C ends it"
 	@echo "make live-ipmi  run a simulated server with IPMI, whose faults come to the page; Ctrl-C ends it"
+	@echo "make fleet    run a fleet: a broker of three nodes, a database with a standby, collectors, the page, and 50 simulated controllers; Ctrl-C ends it"
 	@echo "make build    build the library and the program"
 	@echo "make test     build and run the tests of what the library and the program do"
 	@echo "make check    the same, and check formatting, documents, packages, ABI and instruction counts, and run cppcheck"
@@ -16,10 +17,12 @@ help:
 	@echo "make arm      build library and program for the controller, test under qemu, measure the footprint"
 	@echo "make abi      record the ABI anew, after a change that is meant"
 	@echo "make bench    time every filter beside the bare time stamp, the engine with its ledger, the web server and IPMI"
+	@echo "make fleet-bench  time a fleet of 2,000 simulated controllers while its parts are killed"
 	@echo "make packages make Debian packages for this machine and the controller, in build/packages"
 	@echo "make lint     check formatting and run clang-tidy"
 	@echo "make cppcheck run cppcheck"
 	@echo "make asan     test with the address and undefined-behaviour sanitizers"
+	@echo "make fleet-check  test the fleet's programs with a real broker and a real database"
 	@echo "make musl     build the library with musl and run a consumer"
 	@echo "make valgrind test the release build under valgrind"
 	@echo "make soak     run the engine for an hour under load, kills and full disks; as root (MINUTES=3 is shorter)"
@@ -57,6 +60,13 @@ live-ipmi:
 	@cmake --build --preset release
 	@examples/live-ipmi build/release/bin
 
+fleet:
+	@tools/setup fleet
+	@echo "== Building"
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release
+	@examples/fleet build/release/bin
+
 build:
 	@tools/setup demo
 	@echo "== Building"
@@ -81,7 +91,7 @@ check: format-check
 	@$(MAKE) --no-print-directory cppcheck
 
 proof:
-	@$(MAKE) --no-print-directory arm asan musl
+	@$(MAKE) --no-print-directory arm asan musl fleet-check
 	@$(MAKE) --no-print-directory --jobs 2 --output-sync=target fuzz-check lint
 
 arm:
@@ -126,13 +136,22 @@ bench:
 	@echo "== Timing the engine beside publishers whose peers hang"
 	@python3 bench/outputs_bench.py build/check/bin/polaiga examples/day.jsonl build/check/bin/polaiga-mqtt build/check/bin/polaiga-alertmanager
 
+# Takes half an hour; shorter with: make fleet-bench CONTROLLERS=200
+CONTROLLERS = 2000
+fleet-bench:
+	@tools/setup fleet
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release
+	@echo "== Timing a fleet of $(CONTROLLERS) controllers while its broker, a collector and its database are killed"
+	@/usr/bin/python3 -B bench/fleet_bench.py --controllers $(CONTROLLERS) build/release/bin
+
 packages:
 	@tools/setup proof
 	@$(MAKE) --no-print-directory build
 	@tools/sysroot build/sysroot
 	@echo "== Building for the controller"
 	@cmake -S . -B build/armhf -G Ninja -DCMAKE_BUILD_TYPE=Release --toolchain cmake/arm-linux-gnueabihf.cmake \
-	  -DPOLAIGA_SYSROOT=$(CURDIR)/build/sysroot -DPOLAIGA_WEB=OFF >/dev/null
+	  -DPOLAIGA_SYSROOT=$(CURDIR)/build/sysroot -DPOLAIGA_WEB=OFF -DPOLAIGA_FLEET=OFF >/dev/null
 	@cmake --build build/armhf
 	@echo "== Packing"
 	@rm -rf build/packages
@@ -166,7 +185,7 @@ clean:
 	@rm -rf build
 
 # The heavier proofs that the library holds under any use.
-.PHONY: asan cppcheck valgrind musl soak fuzz fuzz-check coverage mutants format-check
+.PHONY: asan cppcheck fleet-check valgrind musl soak fuzz fuzz-check coverage mutants format-check
 
 asan:
 	@tools/setup proof
@@ -182,13 +201,22 @@ musl:
 	@cmake --preset check >/dev/null
 	@ctest --preset musl
 
+# The fleet's programs with a real broker and a real database.
+fleet-check:
+	@tools/setup proof
+	@cmake --preset check >/dev/null
+	@cmake --build --preset check
+	@echo "== Killing the parts of a fleet"
+	@ctest --preset fleet
+
 cppcheck:
 	@tools/setup check
 	@echo "== Analysing with cppcheck"
 	@cppcheck --quiet -j "$$(nproc)" --std=c++20 --language=c++ --enable=warning,performance,portability \
 	  --suppress=duplicateAssignExpression \
 	  --inline-suppr --error-exitcode=1 \
-	  -I include -I src -I engine -I outputs/web -I outputs/common -I outputs/snmp -I outputs/mqtt -I outputs/alertmanager -I sources/ipmi src engine outputs sources fuzz
+	  -I include -I src -I engine -I outputs/web -I outputs/common -I outputs/snmp -I outputs/mqtt -I outputs/alertmanager -I sources/ipmi \
+	  -I fleet/common -I fleet/collector -I fleet/simulator -I fleet/web src engine outputs sources fleet fuzz
 
 valgrind: export GTEST_BRIEF = 1
 valgrind:

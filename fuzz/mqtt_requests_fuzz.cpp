@@ -1,9 +1,11 @@
 // What somebody publishes, and what an option names, may be any bytes: it is refused with a message that can be shown,
 // or what is made of it fits. The first character of the input says what the rest is: `a` an acknowledgement, `r` a
-// request for a replay, `k` the index that a broker kept, `b` the address of a broker, `t` a part of a topic.
+// request for a replay, `o` an operator's action, `k` the index that a broker kept, `b` the address of a broker, `t` a
+// part of a topic.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 
@@ -11,6 +13,7 @@
 #include "messages/broker_address.h"
 #include "messages/requests.h"
 #include "messages/topics.h"
+#include "model/operator_action.h"
 
 namespace polaiga::fuzz {
 namespace {
@@ -23,7 +26,7 @@ void check_ledger_id(const std::string& id) {
 
 void check_refusal(const BadMessage& error) {
   check(is_printable(error.what()) && error.what()[0] != '\0', "a refusal can be shown");
-  check(error.replay_id().size() <= kMostIdBytes && is_printable(error.replay_id()), "an id can be shown");
+  check(error.id().size() <= kMostIdBytes && is_printable(error.id()), "an id can be shown");
 }
 
 void check_ack(std::string_view payload) {
@@ -38,8 +41,27 @@ void check_ack(std::string_view payload) {
 void check_replay(std::string_view payload) {
   const Replay replay = parse_replay(payload);
   check_ledger_id(replay.ledger_id);
-  check(1 <= replay.first && replay.first <= replay.last, "a range is one");
+  if (replay.alarms_after) {
+    check(*replay.alarms_after >= 0, "a number is not negative");
+  } else {
+    check(1 <= replay.first && replay.first <= replay.last, "a range is one");
+  }
   check(!replay.id.empty() && replay.id.size() <= kMostIdBytes && is_printable(replay.id), "an id can be shown");
+}
+
+void check_action(std::string_view payload) {
+  const Action action = parse_action(payload);
+  check_ledger_id(action.ledger_id);
+  check(!action.id.empty() && action.id.size() <= kMostIdBytes && is_printable(action.id), "an id can be shown");
+  check(action.request.find('\n') == std::string::npos, "a request is one line");
+  const auto request = nlohmann::json::parse(action.request);
+  check(request.at("id") == action.id && request.at("ledger_id") == action.ledger_id,
+        "the engine is told the id and the ledger");
+  const std::string person = request.at("on_behalf_of");
+  check(!person.empty() && is_printable(person), "the engine is told of a person");
+  const auto kind = engine::find_action(request.at("do").get<std::string>());
+  check(kind && *kind != engine::ActionKind::kSettle, "the action is one of an operator");
+  for (const auto& [name, value] : request.items()) check(!value.is_structured(), "a request is flat");
 }
 
 void check_kept_pages(std::string_view payload) {
@@ -72,6 +94,9 @@ void check_input(char what, std::string_view rest) {
         break;
       case 'r':
         check_replay(rest);
+        break;
+      case 'o':
+        check_action(rest);
         break;
       case 'k':
         check_kept_pages(rest);

@@ -1,6 +1,7 @@
 #include "commands/run_command.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <memory>
 
 #include "base/accounts.h"
@@ -41,6 +42,17 @@ void add_time_option(CLI::App& command, const TimeOption& option, std::chrono::m
                      if (given) time = std::chrono::milliseconds(*given);
                      return given && option.least <= time && time <= option.most;
                    });
+}
+
+// Whoever may speak for all others is to be one of few.
+constexpr std::size_t kMostGateways = 8;
+
+void add_gateway(std::vector<uid_t>& gateways, uid_t user) {
+  if (std::ranges::find(gateways, user) != gateways.end()) return;
+  if (gateways.size() == kMostGateways) {
+    throw UsageError("--gateway names more than " + std::to_string(kMostGateways) + " users; leave out some of them");
+  }
+  gateways.push_back(user);
 }
 
 void add_retention_options(CLI::App& command, Retention& retention) {
@@ -93,15 +105,19 @@ Command run_command(CLI::App& program) {
                      options->control_group = find_group(name);
                      return options->control_group.has_value();
                    });
-  // The package of the web server sets this option in a drop-in of the unit. An administrator who gives another gateway
-  // in POLAIGA_OPTIONS gives it a second time, and that one must count instead of keeping the engine from its start.
-  add_value_option(*app, {"--gateway", "USER", "User who may act on behalf of others at the control socket"},
-                   {"the name or the number of a user of this machine", "polaiga-web"},
-                   [options](const std::string& name) {
-                     options->gateway = find_user(name);
-                     return options->gateway.has_value();
-                   })
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+  // The package of the web server sets this option in a drop-in of the unit. Those that an administrator gives in
+  // POLAIGA_OPTIONS come to it.
+  add_value_option(
+      *app,
+      {"--gateway", "USER", "User who may act on behalf of others at the control socket; may be given repeatedly"},
+      {"the name or the number of a user of this machine", "polaiga-web"},
+      [options](const std::string& name) {
+        const auto user = find_user(name);
+        if (user) add_gateway(options->gateways, *user);
+        return user.has_value();
+      })
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->trigger_on_parse();
   add_value_option(*app,
                    {"--publisher", "USER",
                     "User who may move the cursors of publishers, and may not act on alarms; may be given repeatedly"},

@@ -411,7 +411,9 @@ class Daemon {
     }
   }
 
-  bool is_trusted(uid_t user) const { return user == 0 || user == ::geteuid() || options_.gateway == user; }
+  bool is_gateway(uid_t user) const { return std::ranges::find(options_.gateways, user) != options_.gateways.end(); }
+
+  bool is_trusted(uid_t user) const { return user == 0 || user == ::geteuid() || is_gateway(user); }
 
   bool is_publisher(uid_t user) const {
     return std::ranges::find(options_.publishers, user) != options_.publishers.end();
@@ -438,7 +440,7 @@ class Daemon {
     if (stopping_) throw BadRequest("The engine stops; send the request again when it runs");
     must_be_of_this_ledger(request.ledger_id);
     request.action.person = user_name(user);
-    if (request.action.on_behalf_of && options_.gateway != user) {
+    if (request.action.on_behalf_of && !is_gateway(user)) {
       throw BadRequest(request.action.person + " may not act on behalf of others; --gateway of the engine allows it");
     }
     return state_.recorder().act(std::move(request.action));

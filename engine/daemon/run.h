@@ -23,7 +23,7 @@ struct RunOptions {
   std::string socket;                   // path; empty: events come from standard input alone
   std::string control;                  // path; empty: there is no control socket
   std::optional<gid_t> control_group;   // who may connect to the control socket beside the engine's own group
-  std::optional<uid_t> gateway;         // the user who may act on behalf of others
+  std::vector<uid_t> gateways;          // users who may act on behalf of others
   std::vector<uid_t> publishers;        // users who may move cursors, and may not act on alarms
   bool renew_acknowledgements = false;  // take an acknowledgement back when the alarm gets worse
   std::optional<ChatteringLimit> chattering = ChatteringLimit{};  // when a fault is chattering; nothing: none is

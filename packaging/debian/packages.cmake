@@ -1,5 +1,5 @@
 # cpack makes libpolaiga1, libpolaiga-dev, polaiga, polaiga-web, polaiga-ipmi and the publishers, polaiga-snmp,
-# polaiga-mqtt and polaiga-alertmanager, for the architecture that was built for.
+# polaiga-mqtt and polaiga-alertmanager, and polaiga-collector, for the architecture that was built for.
 set(POLAIGA_MAINTAINER "polaiga maintainers <polaiga@localhost>" CACHE STRING "Who stands in the packages as maintainer")
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME polaiga)
@@ -21,6 +21,9 @@ foreach(publisher snmp mqtt alertmanager)
     list(APPEND CPACK_COMPONENTS_ALL ${publisher})
   endif()
 endforeach()
+if(TARGET polaiga_collector_program)
+  list(APPEND CPACK_COMPONENTS_ALL collector)
+endif()
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -86,6 +89,15 @@ set(CPACK_COMPONENT_MQTT_DESCRIPTION
 set(CPACK_DEBIAN_ALERTMANAGER_PACKAGE_SUGGESTS prometheus-alertmanager)
 set(CPACK_COMPONENT_ALERTMANAGER_DESCRIPTION
   "Alertmanager and webhook publisher of the fault engine\nIt keeps active alarms as alerts in one or several Alertmanagers of\nPrometheus, and posts changes to webhooks as CloudEvents.")
+
+set(CPACK_DEBIAN_COLLECTOR_PACKAGE_NAME polaiga-collector)
+set(CPACK_DEBIAN_COLLECTOR_PACKAGE_SECTION admin)
+set(CPACK_DEBIAN_COLLECTOR_PACKAGE_SUGGESTS "postgresql-15, rabbitmq-server")
+set(CPACK_COMPONENT_COLLECTOR_DESCRIPTION
+  "alarms of many controllers in one database\nIt takes the changes that fault engines publish by MQTT from a RabbitMQ broker,\nwrites each once into a PostgreSQL database, and asks for what is missing.")
+set(CPACK_DEBIAN_COLLECTOR_PACKAGE_CONTROL_EXTRA
+  ${CMAKE_CURRENT_SOURCE_DIR}/debian/collector/postinst ${CMAKE_CURRENT_SOURCE_DIR}/debian/collector/prerm
+  ${CMAKE_CURRENT_SOURCE_DIR}/debian/collector/postrm)
 
 # Who links to the library depends on its package, and the loader's cache knows it.
 set(debian_control ${CMAKE_CURRENT_BINARY_DIR}/debian)

@@ -519,7 +519,7 @@ TEST_F(StorageTest, LongNamesAreCut) {
 
   // First the DN just fits, and leaves no room for the rest of the fault DN. Then the DN
   // itself is too long.
-  for (const std::size_t length : {40, 41}) {
+  for (const std::size_t length : {40U, 41U}) {
     const std::string name(length, 'N');
     host().translate = [&name](std::int32_t, std::int32_t instance) {
       return instance == 500 ? name.c_str() : nullptr;

@@ -32,6 +32,11 @@ for name in web ipmi snmp mqtt alertmanager; do
       fail "the build left out polaiga-$name because its libraries were not found; type: tools/setup live-outputs, or build with -DPOLAIGA_${name^^}=OFF"
   fi
 done
+if [ "$(cached POLAIGA_FLEET)" != OFF ]; then
+  packages+=(polaiga-collector)
+  grep -q '^set(CPACK_COMPONENTS_ALL "[^"]*;collector[;"]' "$build/CPackConfig.cmake" ||
+    fail "the build left out polaiga-collector because its libraries were not found; type: tools/setup fleet, or build with -DPOLAIGA_FLEET=OFF"
+fi
 has() { [[ " ${packages[*]} " == *" $1 "* ]]; }
 [ "$(find "$work" -maxdepth 1 -name '*.deb' | wc -l)" -eq ${#packages[@]} ] || fail "there are other packages: $(ls "$work")"
 files=()
@@ -64,6 +69,12 @@ if has polaiga-ipmi; then
   needed+=(libfreeipmi17)
 fi
 
+if has polaiga-collector; then
+  names=$(depends polaiga-collector | names_of)
+  [ "$names" = 'libc6 libgcc-s1 libnettle8 libpolaiga1 libpq5 libpqxx-6.4 librabbitmq4 libsimdjson14 libsqlite3-0 libstdc++6 libsystemd0 zlib1g' ] || fail "polaiga-collector depends on $names"
+  needed+=(libpq5 libpqxx-6.4 librabbitmq4)
+fi
+
 # The libraries of each publisher, beside those of the engine.
 declare -A own=([snmp]='libsnmp40' [mqtt]='libmosquitto1' [alertmanager]='libcurl4')
 publishers=()
@@ -94,7 +105,7 @@ else
     status=$(dpkg-query --admindir="$root/var/lib/dpkg" -W -f '${db:Status-Status}' "$package")
     [ "$status" = installed ] || fail "$package is $status"
   done
-  for user in polaiga polaiga-web polaiga-ipmi polaiga-snmp polaiga-mqtt polaiga-alertmanager; do
+  for user in polaiga polaiga-web polaiga-ipmi polaiga-snmp polaiga-mqtt polaiga-alertmanager polaiga-collector; do
     ! has $user || grep -q "^$user:" "$root/etc/passwd" || fail "the user $user of the service was not made"
   done
 fi
@@ -106,7 +117,7 @@ for file in "${files[@]}"; do
   for document in copyright changelog.gz; do
     grep -q " ./usr/share/doc/$package/$document\$" <<<"$listing" || fail "$package has no $document"
   done
-  wrong=$(awk '$1 !~ /^(drwxr-xr-x|-rw-r--r--|lrwxrwxrwx)$/ && $6 !~ "^./usr/bin/polaiga(-[a-z]+)?$" || $2 != "root/root"' <<<"$listing")
+  wrong=$(awk '$1 !~ /^(drwxr-xr-x|-rw-r--r--|lrwxrwxrwx)$/ && $6 !~ "^./usr/(bin/polaiga(-[a-z]+)?|share/polaiga/fleet/(certificates|controller-user))$" || $2 != "root/root"' <<<"$listing")
   [ -z "$wrong" ] || fail "$package: modes or owners: $wrong"
 done
 gzip -t "$root"/usr/share/man/man3/libpolaiga.3.gz
@@ -118,7 +129,7 @@ dpkg-deb --ctrl-tarfile "${files[0]}" | tar -xO ./triggers | grep -qx 'activate-
 libraries=$root/usr/lib/$triplet
 [ "$(readlink "$libraries/libpolaiga.so")" = libpolaiga.so.1 ] || fail "libpolaiga.so is no link to libpolaiga.so.1"
 binaries=("$libraries/libpolaiga.so.1")
-for name in polaiga polaiga-web polaiga-ipmi polaiga-snmp polaiga-mqtt polaiga-alertmanager; do if has $name; then binaries+=("$root/usr/bin/$name"); fi; done
+for name in polaiga polaiga-web polaiga-ipmi polaiga-snmp polaiga-mqtt polaiga-alertmanager polaiga-collector; do if has $name; then binaries+=("$root/usr/bin/$name"); fi; done
 for binary in "${binaries[@]}"; do
   [[ $(readelf -h "$binary") =~ Machine:\ +${machine:-.} ]] || fail "$binary is for another machine"
   ! readelf -S "$binary" | grep -q '\.symtab' || fail "$binary is not stripped"
@@ -145,12 +156,13 @@ done
 # The script is run with programs that fail, and with a directory in place of the one that shows that systemd runs.
 declare -A advice=([web]='journalctl -u polaiga -n 20' [ipmi]="journalctl -u 'polaiga-ipmi*' -u 'polaiga@*' -n 20")
 for name in snmp mqtt alertmanager; do advice[$name]="journalctl -u polaiga -n 20; journalctl -u polaiga-$name -n 20"; done
+advice[collector]='journalctl -u polaiga-collector -n 20'
 mkdir -p "$work/running" "$work/fake"
 printf '#!/bin/sh\n[ "$1" != try-restart ]\n' >"$work/fake/systemctl"
 printf '#!/bin/sh\n' >"$work/fake/systemd-sysusers"
 for name in modprobe udevadm; do printf '#!/bin/sh\nexit 1\n' >"$work/fake/$name"; done
 chmod 755 "$work"/fake/*
-for name in web ipmi snmp mqtt alertmanager; do
+for name in web ipmi snmp mqtt alertmanager collector; do
   has "polaiga-$name" || continue
   dpkg-deb --ctrl-tarfile "$work/polaiga-${name}_${version}_$architecture.deb" | tar -xO ./postinst | sed "s|/run/systemd/system|$work/running|" >"$work/postinst"
   grep -qF "$work/running" "$work/postinst" || fail "the postinst of polaiga-$name does not ask whether systemd runs"
@@ -198,6 +210,23 @@ for name in "${publishers[@]}"; do
     [ -f "$root/var/lib/polaiga/ledger.db" ] || fail "the purged polaiga-$name took the ledger away"
   fi
 done
+
+if has polaiga-collector; then
+  gzip -t "$root/usr/share/man/man1/polaiga-collector.1.gz"
+  grep -q ' exec /usr/bin/polaiga-collector ' "$units/polaiga-collector.service" || fail "the service of the collector runs another program"
+  for file in lib/sysusers.d/polaiga-collector.conf share/doc/polaiga/fleet.md share/bash-completion/completions/polaiga-collector \
+    share/polaiga/fleet/definitions.json share/polaiga/fleet/rabbitmq.conf share/polaiga/fleet/roles.sql; do
+    [ -f "$root/usr/$file" ] || fail "polaiga-collector has no $file"
+  done
+  collector=("${run[@]/%\/polaiga/\/polaiga-collector}")
+  [ "$("${collector[@]}" --version)" = "polaiga-collector $version" ] || fail "another polaiga-collector runs"
+  if [ ${#emulator[@]} -eq 0 ]; then
+    [ "$("${run[@]}" collector --version)" = "polaiga-collector $version" ] || fail "polaiga does not find polaiga-collector"
+    dpkg_in_root --purge polaiga-collector
+    left=$(find "$root" -path "$root/var/lib/dpkg" -prune -o -name '*polaiga-collector*' -print)
+    [ -z "$left" ] || fail "the purged polaiga-collector left $left"
+  fi
+fi
 
 if has polaiga-ipmi; then
   gzip -t "$root"/usr/share/man/man1/polaiga-ipmi.1.gz

@@ -24,6 +24,7 @@ if [ -n "$ipmi" ]; then
   done
   runs polaiga@.service "^ExecStart=$work/installed/bin/polaiga run --ledger /var/lib/polaiga/%i/ledger.db "
 fi
+if [ -x "$build/bin/polaiga-collector" ]; then runs polaiga-collector.service "^  exec $work/installed/bin/polaiga-collector "; fi
 for name in "${publishers[@]}"; do runs "polaiga-$name.service" "$work/installed/bin/polaiga-$name --ledger "; done
 mv "$work/installed" "$work/moved elsewhere"
 prefix="$work/moved elsewhere"
@@ -33,7 +34,7 @@ prefix="$work/moved elsewhere"
 {
   sed "s|@LIBDIR@|$libdir|" "$here/installed.txt"
   (cd "$source/docs" && find . -type f ! -name web.md ! -name page.png ! -name timeline.png ! -name ipmi.md \
-    ! -name snmp.md ! -name mqtt.md ! -name alertmanager.md -printf 'share/doc/polaiga/%P\n')
+    ! -name snmp.md ! -name mqtt.md ! -name alertmanager.md ! -name fleet.md -printf 'share/doc/polaiga/%P\n')
   if [ -n "$web" ]; then
     cat "$here/installed_web.txt"
     printf 'share/doc/polaiga/%s\n' web.md page.png timeline.png
@@ -43,6 +44,7 @@ prefix="$work/moved elsewhere"
     echo share/doc/polaiga/ipmi.md
   fi
   for name in "${publishers[@]}"; do cat "$here/installed_$name.txt"; done
+  if [ -x "$build/bin/polaiga-collector" ]; then cat "$here/installed_collector.txt"; fi
 } | LC_ALL=C sort >"$work/expected"
 (cd "$prefix" && find . \( -type f -o -type l \) -printf '%P\n') | LC_ALL=C sort |
   sed 's/polaigaTargets-[a-z]*\.cmake/polaigaTargets-CONFIG.cmake/' >"$work/found"
@@ -94,4 +96,8 @@ for name in "${publishers[@]}"; do
   [ "$(env -u LD_LIBRARY_PATH "$prefix/bin/polaiga" "$name" --version)" = "polaiga-$name $version" ] ||
     { echo "the installed polaiga-$name does not run"; exit 1; }
 done
+if [ -x "$build/bin/polaiga-collector" ]; then
+  [[ $(env -u LD_LIBRARY_PATH "$prefix/bin/polaiga" collector --version) == "polaiga-collector "* ]] ||
+    { echo "the installed polaiga-collector does not run"; exit 1; }
+fi
 echo "install: passed"

@@ -7,6 +7,13 @@
 
 #include <cstring>
 
+#ifdef __has_feature
+#if __has_feature(address_sanitizer)
+#include <sanitizer/asan_interface.h>
+#define POLAIGA_RED_ZONES
+#endif
+#endif
+
 namespace polaiga::test {
 
 void place(Bytes& image, std::size_t offset, const char* text) {
@@ -44,7 +51,15 @@ std::size_t symbol_size(const Library& library, const char* name) {
   const int found = dladdr1(library.symbol(name), &info, &symbol, RTLD_DL_SYMENT);
   if (found == 0 || symbol == nullptr) return 0;
   EXPECT_STREQ(info.dli_sname, name);
-  return static_cast<const ElfW(Sym)*>(symbol)->st_size;
+  const std::size_t size = static_cast<const ElfW(Sym)*>(symbol)->st_size;
+#ifdef POLAIGA_RED_ZONES
+  // Here the size of an object has that of the zone behind it, which nobody may touch.
+  auto* const begin = static_cast<char*>(library.symbol(name));
+  if (const void* const zone = ::__asan_region_is_poisoned(begin, size); zone != nullptr) {
+    return static_cast<std::size_t>(static_cast<const char*>(zone) - begin);
+  }
+#endif
+  return size;
 }
 
 void expect_table(const Library& library, const char* name, const std::vector<Bytes>& rows) {

@@ -12,18 +12,18 @@ using engine::JsonObject;
 
 namespace {
 
+void add_text(JsonObject& object, std::string_view name, std::string_view value) {
+  if (!value.empty()) object.add(name, value);
+}
+
+}  // namespace
+
 std::string code_text(std::uint32_t code) {
   std::string digits = std::to_string(code);
   constexpr std::size_t kDigits = 4;
   if (digits.size() < kDigits) digits.insert(0, kDigits - digits.size(), '0');
   return "F" + digits;
 }
-
-void add_text(JsonObject& object, std::string_view name, std::string_view value) {
-  if (!value.empty()) object.add(name, value);
-}
-
-}  // namespace
 
 std::optional<FaultParts> fault_parts(std::string_view fault_dn) {
   constexpr std::string_view kFault = "/fault-F";

@@ -35,6 +35,9 @@ struct FaultParts {
 };
 std::optional<FaultParts> fault_parts(std::string_view fault_dn);
 
+// "F0395".
+std::string code_text(std::uint32_t code);
+
 // The labels of the alarm of a fault while it has this severity.
 std::string alert_labels(std::string_view dn, std::uint32_t code, engine::Severity severity, const Identity& identity);
 

@@ -16,9 +16,6 @@ using std::chrono::milliseconds;
 
 namespace {
 
-// A pause that the peer asks for takes at most this part of the time that alerts are valid.
-constexpr int kPausesOfValidity = 5;
-
 // The severity that the alert of the change's fault had after it; cleared: there was none.
 Severity after_of(const engine::Change& change) {
   switch (change.kind) {
@@ -42,12 +39,8 @@ Severity before_of(const engine::Change& change) {
 AlertPeer::AlertPeer(const Address& address, std::chrono::seconds resend, const AlertBoard& board, Post& post,
                      const engine::Clock& clock, PeerHealth::Tell tell, output::BackOff::Random random)
     : board_(board),
-      post_(post),
-      clock_(clock),
-      address_(address),
       name_(publisher_name("alertmanager", address)),
-      health_(address.peer, clock, std::move(tell), std::move(random)),
-      queue_(resend) {}
+      sender_(address, resend, post, clock, std::move(tell), std::move(random)) {}
 
 void AlertPeer::begin(output::FollowedLedger& ledger) {
   const bool is_first = ledger_id_.empty();
@@ -64,20 +57,20 @@ void AlertPeer::begin(output::FollowedLedger& ledger) {
   } else if (ledger_id_ == ledger.ledger_id()) {
     before = std::min(report().through, ledger.number());
   } else {
-    queue_.begin_anew();
+    sender_.queue().begin_anew();
     caught_up_.reset();
   }
   ledger_id_ = ledger.ledger_id();
   seen_ = ledger.number();
-  for (const AlertPointer& alert : board_.alerts()) queue_.raise(alert, before);
+  for (const AlertPointer& alert : board_.alerts()) sender_.queue().raise(alert, before);
 }
 
 void AlertPeer::take(const AlertTurn& turn, engine::Moment at, ChangeNumber before) {
   if (ledger_id_.empty()) return;  // begin() takes all
   if (turn.is_active) {
-    queue_.raise(turn.alert, before);
+    sender_.queue().raise(turn.alert, before);
   } else {
-    queue_.end(turn.alert, at, before);
+    sender_.queue().end(turn.alert, at, before);
   }
 }
 
@@ -92,11 +85,11 @@ void AlertPeer::catch_up(output::FollowedLedger& ledger) {
   }
   if (feed.gap) {
     gone_ += static_cast<std::uint64_t>(feed.gap->last - feed.gap->first + 1);
-    health_.say(Priority::kWarning, "the changes " + std::to_string(feed.gap->first) + " to " +
-                                        std::to_string(feed.gap->last) +
-                                        " were gone before they could be told. Alerts that ended by them end by "
-                                        "themselves within " +
-                                        std::to_string(queue_.validity().count()) + " s");
+    sender_.health().say(Priority::kWarning,
+                         "the changes " + std::to_string(feed.gap->first) + " to " + std::to_string(feed.gap->last) +
+                             " were gone before they could be told. Alerts that ended by them end by "
+                             "themselves within " +
+                             std::to_string(sender_.queue().validity().count()) + " s");
     caught_up_ = feed.gap->last;
     if (*caught_up_ >= catch_up_to_) caught_up_.reset();
     return;
@@ -125,63 +118,24 @@ void AlertPeer::end_what_was(const engine::StoredChange& stored) {
                 .starts_at = change.at,
                 .alarm = change.alarm};
     if (!board_.has(alert.labels)) {
-      queue_.end(std::make_shared<const Alert>(std::move(alert)), change.at, *caught_up_);
+      sender_.queue().end(std::make_shared<const Alert>(std::move(alert)), change.at, *caught_up_);
     }
   }
 }
 
-void AlertPeer::send() {
-  if (ledger_id_.empty() || is_out_ || !health_.may_send()) return;
-  std::string body = queue_.next(clock_.steady(), clock_.wall());
-  if (body.empty()) return;
-  is_out_ = true;
-  post_.send(address_,
-             {.url = address_.url + "/api/v2/alerts", .content_type = "application/json", .body = std::move(body)},
-             [this](const Answer& answer) { finish(answer); });
-}
-
-void AlertPeer::finish(const Answer& answer) {
-  is_out_ = false;
-  const auto now = clock_.steady();
-  if (answer.is_taken()) {
-    queue_.taken(now);
-    // One that was away may have been started anew, and knows nothing then.
-    if (health_.succeeded()) queue_.tell_all_again(now);
-  } else if (answer.is_refusal()) {
-    health_.answered(answer.problem);
-    if (const AlertPointer alert = queue_.refused(now)) {
-      health_.say(Priority::kWarning, "the alert with the labels " + alert->labels + " is refused: " + answer.problem +
-                                          ". All others are told; this one is tried again later");
-    }
-  } else {
-    queue_.failed();
-    // Whatever pause the peer asks for, active alerts must be told again before they expire.
-    const auto longest = queue_.validity() / kPausesOfValidity;
-    health_.failed(answer.problem,
-                   answer.try_after ? std::optional(std::min(*answer.try_after, longest)) : std::nullopt);
-  }
-}
-
-milliseconds AlertPeer::until_next() const {
-  if (caught_up_) return milliseconds(0);
-  if (is_out_) return milliseconds::max();
-  const auto due = queue_.due();
-  if (!due) return milliseconds::max();
-  const auto at = std::max(*due, health_.next());
-  return std::max(milliseconds(0), std::chrono::ceil<milliseconds>(at - clock_.steady()));
-}
+milliseconds AlertPeer::until_next() const { return caught_up_ ? milliseconds(0) : sender_.until_next(); }
 
 output::Report AlertPeer::report() const {
   output::Report report{.publisher = name_,
-                        .peer = address_.peer,
+                        .peer = sender_.peer(),
                         .ledger_id = ledger_id_,
-                        .through = queue_.through(caught_up_ ? std::min(*caught_up_, seen_) : seen_),
-                        .told = queue_.told(),
-                        .lost = gone_ + queue_.lost(),
+                        .through = sender_.queue().through(caught_up_ ? std::min(*caught_up_, seen_) : seen_),
+                        .told = sender_.queue().told(),
+                        .lost = gone_ + sender_.queue().lost(),
                         .last_success = {},
                         .last_error_at = {},
                         .last_error = {}};
-  health_.fill(report);
+  sender_.health().fill(report);
   return report;
 }
 

@@ -9,8 +9,7 @@
 #include "alerts/alert_board.h"
 #include "delivery/post.h"
 #include "picture/followed_ledger.h"
-#include "telling_alerts/alert_queue.h"
-#include "telling_alerts/peer_health.h"
+#include "telling_alerts/alert_sender.h"
 
 namespace polaiga::alertmanager {
 
@@ -37,33 +36,29 @@ class AlertPeer {
   // Reads some of what happened after the cursor, before the program was started. Throws LedgerError.
   void catch_up(output::FollowedLedger& ledger);
   // Tells what there is to tell now.
-  void send();
+  void send() {
+    if (!ledger_id_.empty()) sender_.send();
+  }
   // Until one of these two has something to do, unless an answer comes.
   std::chrono::milliseconds until_next() const;
 
   output::Report report() const;
   // What messages call it.
-  const std::string& name() const { return address_.peer; }
-  bool is_connected() const { return health_.is_connected(); }
+  const std::string& name() const { return sender_.peer(); }
+  bool is_connected() const { return sender_.health().is_connected(); }
 
  private:
   void end_what_was(const engine::StoredChange& stored);
-  void finish(const Answer& answer);
 
   const AlertBoard& board_;
-  Post& post_;
-  const engine::Clock& clock_;
-  Address address_;
   std::string name_;  // as a publisher
-  PeerHealth health_;
-  AlertQueue queue_;
+  AlertSender sender_;
   std::string ledger_id_;
   engine::ChangeNumber seen_ = 0;
   // What happened after the cursor, before the program was started, is read up to the change `catch_up_to_`.
   std::optional<engine::ChangeNumber> caught_up_;
   engine::ChangeNumber catch_up_to_ = 0;
   std::uint64_t gone_ = 0;  // changes that were gone before they could be read
-  bool is_out_ = false;     // a request is on its way
 };
 
 }  // namespace polaiga::alertmanager

@@ -30,7 +30,7 @@ std::vector<std::uint32_t> arcs_of(std::string_view dotted) {
 auto members_of(const OutputAlarm& one) {
   return std::tie(one.number, one.fault, one.fault_dn, one.dn, one.code, one.name, one.severity, one.created, one.since,
                   one.updated, one.count, one.reporters, one.sensor, one.description, one.cause, one.oid,
-                  one.operator_state, one.is_out_of_service, one.raises);
+                  one.operator_state, one.is_out_of_service, one.raises, one.was_told);
 }
 
 }  // namespace
@@ -60,7 +60,8 @@ OutputAlarm output_alarm(const engine::FeedAlarm& alarm) {
           .standard = engine::cause_standard(record),
           .operator_state = alarm.standing.state(),
           .is_out_of_service = alarm.is_out_of_service,
-          .raises = alarm.chattering ? alarm.chattering->raises : 0};
+          .raises = alarm.chattering ? alarm.chattering->raises : 0,
+          .was_told = alarm.standing.was_told || alarm.chattering};
 }
 
 JsonObject output_alarm_form(const OutputAlarm& alarm, std::string_view ledger_id,

@@ -35,6 +35,9 @@ struct OutputAlarm {
   engine::OperatorState operator_state = engine::OperatorState::kNone;
   bool is_out_of_service = false;
   std::uint64_t raises = 0;  // while its fault is chattering; 0: it is not
+  // Outputs were told of it, so they are told of its end, too. They are told neither, when it was silenced from its
+  // beginning.
+  bool was_told = false;
 
   // Whether operators have silenced it.
   bool is_silenced() const { return is_out_of_service || operator_state == engine::OperatorState::kShelved; }

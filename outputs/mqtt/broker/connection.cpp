@@ -115,8 +115,8 @@ void Connection::Destroy::operator()(mosquitto* client) const { mosquitto_destro
 Connection::Connection(Settings settings, Protocol protocol) : settings_(std::move(settings)), protocol_(protocol) {
   use_library();
   // What came while the program was away may come before it subscribes again.
-  for (const std::string& topic : settings_.subscriptions) {
-    wanted_.push_back({.topic = topic, .most = kMostRequestBytes, .is_kept_only = false});
+  for (const Subscription& one : settings_.subscriptions) {
+    wanted_.push_back({.topic = one.topic, .most = one.most, .is_kept_only = false});
   }
   client_.reset(mosquitto_new(settings_.client_id.c_str(), settings_.is_session_clean, this));
   if (!client_) throw ConnectionError("there is no memory for a connection");

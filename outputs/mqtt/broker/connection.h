@@ -70,7 +70,7 @@ class Connection {
   void tick();
 
   MessageId send(const Message& message);
-  // To one of the settings' topics. Of a message only so many bytes are taken as a request may have, and one more.
+  // To one of the settings' topics. Of a message only so many bytes are taken as the settings say, and one more.
   void subscribe(const std::string& topic);
   // To the one message that the broker has kept of a topic.
   void ask_for_kept(const std::string& topic);

@@ -106,8 +106,9 @@ void Session::take(const Connection::Event& event) {
       break;
     case Kind::kSubscribed:
       if (event.reason >= kFirstBadReason) {
-        tell_(Priority::kWarning, settings_.peer() + ": the broker refuses a subscription: " +
-                                      reason_text(event.reason) + "; let the user read 'ack', 'replay' and 'alarms'");
+        tell_(Priority::kWarning, settings_.peer() +
+                                      ": the broker refuses a subscription: " + reason_text(event.reason) +
+                                      "; let the user read 'ack', 'replay', 'action' and 'alarms'");
       }
       break;
     case Kind::kArrived:
@@ -137,7 +138,8 @@ void Session::answered(const Connection::Event& event) {
   is_up_ = true;
   since_ = clock_.steady();
   most_in_flight_ = event.most_in_flight;
-  for (const std::string& topic : settings_.subscriptions) connection_->subscribe(topic);
+  for (const std::string& topic : settings_.unwanted) connection_->unsubscribe(topic);
+  for (const Subscription& one : settings_.subscriptions) connection_->subscribe(one.topic);
   tell_(told_error_.empty() ? Priority::kInfo : Priority::kNotice,
         settings_.peer() + ": connected by MQTT " + (protocol_ == Protocol::kMqtt5 ? "5" : "3.1.1"));
   told_error_.clear();

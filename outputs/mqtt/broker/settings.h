@@ -1,6 +1,7 @@
 // How a broker is reached.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -11,6 +12,11 @@ namespace polaiga::mqtt {
 
 enum class Protocol : std::uint8_t { kMqtt5, kMqtt311 };
 enum class ProtocolChoice : std::uint8_t { kAny, kMqtt5, kMqtt311 };
+
+struct Subscription {
+  std::string topic;
+  std::size_t most = 0;  // bytes of a message that is understood
+};
 
 struct Settings {
   BrokerAddress broker;
@@ -26,7 +32,9 @@ struct Settings {
   std::string tls_cert;
   std::string tls_key;
 
-  std::vector<std::string> subscriptions;  // topics
+  std::vector<Subscription> subscriptions;
+  // Topics that this client may have subscribed to when it ran with other options; the broker is to forget that.
+  std::vector<std::string> unwanted;
   std::string will_topic;
   std::string will_payload;
 

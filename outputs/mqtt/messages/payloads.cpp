@@ -1,5 +1,7 @@
 #include "messages/payloads.h"
 
+#include <algorithm>
+
 #include "report/json_forms.h"
 
 namespace polaiga::mqtt {
@@ -8,6 +10,9 @@ namespace {
 using engine::ChangeNumber;
 using engine::JsonArray;
 using engine::JsonObject;
+
+// How many bytes a part of the alarms has without them, at most.
+constexpr std::size_t kPartBytes = 1024;
 
 void add_origin(JsonObject& object, const Origin& origin) {
   object.add("site", origin.site).add("controller", origin.controller).add("version", POLAIGA_VERSION);
@@ -43,12 +48,11 @@ std::string gap_payload(const Origin& origin, const engine::Feed::Gap& gap, cons
   return object.text();
 }
 
-std::string replay_done_payload(const Origin& origin, std::string_view ledger_id, std::string_view replay,
-                                ChangeNumber through) {
+std::string replay_done_payload(const Origin& origin, ChangeNumber through, const Told& told) {
   JsonObject object;
-  object.add("ledger_id", ledger_id).add("done", true).add("through", through);
-  add_origin(object, origin);
-  return object.add("replay", replay).text();
+  object.add("ledger_id", told.ledger_id).add("done", true).add("through", through);
+  add_told(object, origin, told);
+  return object.text();
 }
 
 std::string replay_refused_payload(const Origin& origin, std::string_view replay, std::string_view why) {
@@ -57,6 +61,46 @@ std::string replay_refused_payload(const Origin& origin, std::string_view replay
   add_origin(object, origin);
   if (!replay.empty()) object.add("replay", replay);
   return object.text();
+}
+
+std::string acted_payload(const Origin& origin, std::string_view id, const std::optional<std::string>& why) {
+  JsonObject object;
+  object.add("id", id).add("done", !why);
+  if (why) object.add("why", *why);
+  add_origin(object, origin);
+  return object.text();
+}
+
+AlarmsPart alarms_part(const Origin& origin, const Picture& picture, ChangeNumber after, std::string_view replay) {
+  AlarmsPart part{.payload = {}, .through = after};
+  JsonArray array;
+  std::size_t bytes = kPartBytes;
+  auto at = picture.alarms.upper_bound(after);
+  for (; at != picture.alarms.end(); ++at) {
+    // Who would be told of such an alarm here would not be told of its end.
+    if (!at->second.was_told) continue;
+    const JsonObject form = output::output_alarm_form(at->second, picture.ledger_id, picture.profile);
+    const std::size_t more = form.text().size() + 1;  // and a comma
+    const bool is_first = part.through == after;
+    if (!is_first && bytes + more > kMostPayloadBytes) break;
+    array.add(form);
+    bytes += more;
+    part.through = at->first;
+  }
+  part.is_last = at == picture.alarms.end();
+  // No alarm of a later change was there yet.
+  if (part.is_last) part.through = std::max(part.through, picture.number);
+  JsonObject object;
+  object.add("ledger_id", picture.ledger_id)
+      .add("replay", replay)
+      .add("number", picture.number)
+      .add("after", after)
+      .add("through", part.through)
+      .add("last", part.is_last)
+      .add("alarms", array);
+  add_origin(object, origin);
+  part.payload = object.text();
+  return part;
 }
 
 std::size_t alarm_bytes(const output::OutputAlarm& alarm, std::string_view ledger_id,

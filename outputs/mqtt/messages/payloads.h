@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,6 +21,14 @@ struct Origin {
   std::string controller;
 };
 
+// The active alarms right after change `number` of a ledger.
+struct Picture {
+  std::string_view ledger_id;
+  engine::ChangeNumber number = 0;
+  const std::map<engine::ChangeNumber, output::OutputAlarm>& alarms;
+  const engine::AlarmProfile& profile;
+};
+
 // What is told of a change beside the change itself.
 struct Told {
   std::string_view ledger_id;
@@ -30,11 +39,13 @@ struct Told {
 std::string change_payload(const Origin& origin, const engine::StoredChange& change, const Told& told);
 std::string gap_payload(const Origin& origin, const engine::Feed::Gap& gap, const Told& told);
 
-// The last message that answers a request for a replay: all that there is up to `through` was told.
-std::string replay_done_payload(const Origin& origin, std::string_view ledger_id, std::string_view replay,
-                                engine::ChangeNumber through);
+// The last message that answers a request for changes: all that there is up to `through` was told.
+std::string replay_done_payload(const Origin& origin, engine::ChangeNumber through, const Told& told);
 // The only one, when nothing is replayed. `replay` may be empty, when the request has no id that could be read.
 std::string replay_refused_payload(const Origin& origin, std::string_view replay, std::string_view why);
+
+// What became of an operator's action: it was done, or `why` it was not.
+std::string acted_payload(const Origin& origin, std::string_view id, const std::optional<std::string>& why);
 
 // How many bytes an alarm takes in a page.
 std::size_t alarm_bytes(const output::OutputAlarm& alarm, std::string_view ledger_id,
@@ -44,6 +55,16 @@ inline constexpr std::size_t kPageBytes = 256;
 
 std::string page_payload(std::string_view ledger_id, engine::ChangeNumber number, std::size_t page,
                          const std::vector<const output::OutputAlarm*>& alarms, const engine::AlarmProfile& profile);
+
+// A part of the active alarms, which answers a request: all that are active right after change `number`, with numbers
+// that are greater than `after` and at most `through`.
+struct AlarmsPart {
+  std::string payload;
+  engine::ChangeNumber through = 0;
+  bool is_last = false;
+};
+AlarmsPart alarms_part(const Origin& origin, const Picture& picture, engine::ChangeNumber after,
+                       std::string_view replay);
 
 struct PageNumber {
   std::size_t page = 0;

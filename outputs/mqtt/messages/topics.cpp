@@ -25,7 +25,9 @@ Topics::Topics(const std::string& below)
       alarms(below + "alarms"),
       status(below + "status"),
       replayed(below + "replayed"),
+      acted(below + "acted"),
       ack(below + "ack"),
-      replay(below + "replay") {}
+      replay(below + "replay"),
+      action(below + "action") {}
 
 }  // namespace polaiga::mqtt

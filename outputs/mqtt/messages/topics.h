@@ -19,8 +19,10 @@ class Topics {
   const std::string alarms;    // the index of the pages; retained
   const std::string status;    // retained, and the will
   const std::string replayed;  // what was asked for with `replay`; not retained
+  const std::string acted;     // what became of an `action`; not retained
   const std::string ack;       // from a collector
   const std::string replay;    // from anybody who may publish there
+  const std::string action;    // of an operator of the fleet
 
   // A page of the alarms; retained.
   std::string page(std::size_t page) const { return alarms + "/" + std::to_string(page); }

@@ -75,6 +75,11 @@ std::optional<Options> read_command_line(int argc, const char* const* argv, int&
           "Who confirms that a change has arrived: the broker; or a collector, which says so on the topic 'ack'")
       ->check(CLI::IsMember({"broker", "collector"}))
       ->capture_default_str();
+  program.add_flag("--accept-actions", options.accepts_actions,
+                   "Do what operators of the fleet ask for on the topic 'action'; the engine must name this program's "
+                   "user with --gateway");
+  program.add_flag("!--no-list", options.tells_list,
+                   "Leave out the list of the active alarms, and remove the one that the broker has");
   program.add_option("--heartbeat", options.heartbeat, "Seconds from one status to the next")
       ->check(CLI::Range(1, 3600))
       ->capture_default_str();

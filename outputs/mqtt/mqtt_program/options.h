@@ -15,7 +15,9 @@ struct Options {
   Settings settings;
   Origin origin;
   ConfirmedBy confirmed_by = ConfirmedBy::kBroker;
-  int heartbeat = 30;  // seconds
+  int heartbeat = 30;            // seconds
+  bool accepts_actions = false;  // of operators of the fleet
+  bool tells_list = true;        // the pages of the active alarms
 };
 
 }  // namespace polaiga::mqtt

@@ -7,13 +7,16 @@
 #include <exception>
 #include <functional>
 #include <string>
+#include <utility>
 
 #include "base/messages.h"
 #include "base/status.h"
 #include "broker/session.h"
+#include "messages/requests.h"
 #include "messages/topics.h"
 #include "mqtt_program/command_line.h"
 #include "picture/followed_ledger.h"
+#include "publisher/engine_asker.h"
 #include "publisher/engine_teller.h"
 #include "publisher/service.h"
 #include "telling/teller.h"
@@ -37,8 +40,16 @@ void complete(Options& options) {
   settings.client_id = "polaiga-" + options.origin.site + "-" + options.origin.controller;
   settings.will_topic = topics.status;
   settings.will_payload = lost_payload(options.origin);
-  settings.subscriptions = {topics.replay};
-  if (options.confirmed_by == ConfirmedBy::kCollector) settings.subscriptions.push_back(topics.ack);
+  settings.subscriptions = {{.topic = topics.replay, .most = kMostRequestBytes}};
+  const auto subscribe = [&settings](bool is_wanted, const std::string& topic, std::size_t most) {
+    if (is_wanted) {
+      settings.subscriptions.push_back({.topic = topic, .most = most});
+    } else {
+      settings.unwanted.push_back(topic);
+    }
+  };
+  subscribe(options.confirmed_by == ConfirmedBy::kCollector, topics.ack, kMostRequestBytes);
+  subscribe(options.accepts_actions, topics.action, kMostActionBytes);
 }
 
 class Program {
@@ -47,12 +58,15 @@ class Program {
       : options_(options),
         ledger_(options.ledger, service_.clock(), tell_),
         engine_(options.control, tell_),
+        asker_(options.control),
         session_(options.settings, service_.clock(), tell_),
         teller_({.publisher = kPublisher,
                  .peer = options.settings.peer(),
                  .origin = options.origin,
                  .confirmed_by = options.confirmed_by,
-                 .heartbeat = seconds(options.heartbeat)},
+                 .heartbeat = seconds(options.heartbeat),
+                 .accepts_actions = options.accepts_actions,
+                 .tells_list = options.tells_list},
                 {.ledger = ledger_,
                  .link = session_,
                  .clock = service_.clock(),
@@ -60,7 +74,9 @@ class Program {
                  .report = [this](const output::Report& report) { engine_.report(report); },
                  .is_engine_answering = [this] { return engine_.is_engine_answering(); },
                  .is_of_use = [this] { session_.is_of_use(); },
-                 .ask_for_kept = [this](const std::string& topic) { session_.ask_for_kept(topic); }}) {
+                 .ask_for_kept = [this](const std::string& topic) { session_.ask_for_kept(topic); },
+                 .ask_engine = [this](std::string request) { asker_.ask(std::move(request)); },
+                 .take_engine_answer = [this] { return asker_.take_answer(); }}) {
     session_.set_listener(teller_);
   }
 
@@ -71,6 +87,7 @@ class Program {
   void wait(milliseconds most);
   void reload();
   void say_goodbye();
+  void warn_of_dots();
 
   const Options& options_;
   output::Service service_{"polaiga-mqtt"};
@@ -79,6 +96,7 @@ class Program {
   };
   output::FollowedLedger ledger_;
   output::EngineTeller engine_;
+  output::EngineAsker asker_;
   Session session_;
   Teller teller_;
   pollfd polled_{.fd = -1, .events = 0, .revents = 0};
@@ -116,6 +134,19 @@ void Program::say_goodbye() {
   teller_.report_now();
 }
 
+// Brokers of a fleet make a '.' of each '/' of a topic, so names with a '.' cannot be told apart there.
+void Program::warn_of_dots() {
+  if (options_.confirmed_by != ConfirmedBy::kCollector && !options_.accepts_actions) return;
+  const auto warn = [this](const char* option, const std::string& name) {
+    if (name.find('.') == std::string::npos) return;
+    service_.say(Priority::kWarning, std::string(option) + " is '" + name +
+                                         "'; a fleet's names have no '.', and its collector does not take messages of "
+                                         "this one. Give it another name");
+  };
+  warn("--site", options_.origin.site);
+  warn("--controller", options_.origin.controller);
+}
+
 int Program::run() {
   const Settings& settings = options_.settings;
   // What is wrong with a file is told now, and not again and again.
@@ -128,6 +159,7 @@ int Program::run() {
   if (!settings.password_file.empty() && !settings.is_encrypted()) {
     service_.say(Priority::kWarning, "The password goes to " + settings.peer() + " without encryption; give --tls-ca");
   }
+  warn_of_dots();
   service_.ready(teller_.summary());
   service_.say(Priority::kInfo, "ready: telling " + settings.peer() + " what is in " + options_.ledger);
   while (!service_.must_stop()) {

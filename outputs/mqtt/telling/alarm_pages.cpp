@@ -8,20 +8,20 @@ namespace polaiga::mqtt {
 using engine::ChangeNumber;
 
 void AlarmPages::take_all() {
-  must_take_all_ = true;
+  must_take_all_ = is_told_;
   touched_.clear();
 }
 
 void AlarmPages::take(std::span<const ChangeNumber> touched) {
-  if (!must_take_all_) touched_.insert(touched.begin(), touched.end());
+  if (is_told_ && !must_take_all_) touched_.insert(touched.begin(), touched.end());
 }
 
 void AlarmPages::send_all_again() {
   for (std::size_t i = 0; i < pages_.size(); ++i) {
     if (!pages_[i].alarms.empty()) changed_.insert(i);
   }
-  remove_unused(std::exchange(to_remove_, {}));
-  must_send_index_ = true;
+  must_send_index_ = is_told_;
+  if (const auto again = std::exchange(to_remove_, {}); !again.empty()) remove_unused(again);
 }
 
 void AlarmPages::remove_unused(std::span<const std::size_t> kept) {
@@ -29,6 +29,7 @@ void AlarmPages::remove_unused(std::span<const std::size_t> kept) {
     const bool is_used = page < pages_.size() && !pages_[page].alarms.empty();
     if (!is_used) unused_.insert(page);
   }
+  if (!is_told_) must_send_index_ = true;
 }
 
 void AlarmPages::write_anew(std::size_t page) {
@@ -118,6 +119,7 @@ void AlarmPages::begin_round(const Picture& picture) {
 }
 
 Message AlarmPages::index(const Picture& picture) const {
+  if (!is_told_) return {.topic = topics_.alarms, .payload = "", .is_retained = true};
   std::vector<PageNumber> pages;
   for (std::size_t i = 0; i < pages_.size(); ++i) {
     if (!pages_[i].alarms.empty()) pages.push_back({.page = i, .number = pages_[i].number});
@@ -139,10 +141,12 @@ std::optional<Message> AlarmPages::next(const Picture& picture) {
                    .payload = page_payload(picture.ledger_id, picture.number, at, alarms, picture.profile),
                    .is_retained = true};
   }
-  if (std::exchange(must_end_with_index_, false)) return index(picture);
+  if (is_told_ && std::exchange(must_end_with_index_, false)) return index(picture);
   if (removed_ < to_remove_.size()) {
     return Message{.topic = topics_.page(to_remove_[removed_++]), .payload = "", .is_retained = true};
   }
+  // An index that is removed goes last: as long as it is there, another start finds the pages by it.
+  if (std::exchange(must_end_with_index_, false)) return index(picture);
   return std::nullopt;
 }
 

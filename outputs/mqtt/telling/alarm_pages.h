@@ -24,13 +24,6 @@
 
 namespace polaiga::mqtt {
 
-struct Picture {
-  std::string_view ledger_id;
-  engine::ChangeNumber number = 0;
-  const std::map<engine::ChangeNumber, output::OutputAlarm>& alarms;
-  const engine::AlarmProfile& profile;
-};
-
 class AlarmPages {
  public:
   // A page is filled up to this, so that its alarms may grow a little where they are.
@@ -39,7 +32,13 @@ class AlarmPages {
   // The index of so many still fits into a message. Alarms beyond are left out.
   static constexpr std::size_t kMostPages = 1500;
 
-  AlarmPages(Origin origin, const Topics& topics) : origin_(std::move(origin)), topics_(topics) {}
+  // With `is_told` false no alarm is told, and what the broker has of an earlier run is removed, the index included.
+  AlarmPages(Origin origin, const Topics& topics, bool is_told = true)
+      : origin_(std::move(origin)),
+        topics_(topics),
+        is_told_(is_told),
+        must_take_all_(is_told),
+        must_send_index_(is_told) {}
 
   // Every alarm may be another one.
   void take_all();
@@ -47,7 +46,7 @@ class AlarmPages {
   void take(std::span<const engine::ChangeNumber> touched);
   // The broker may have forgotten what it was sent, and a round may have been cut off.
   void send_all_again();
-  // The broker has these pages, ascending; those that are not used any more are removed.
+  // The broker has an index with these pages, ascending; those that are not used any more are removed.
   void remove_unused(std::span<const std::size_t> kept);
 
   // How many alarms were placed in pages.
@@ -75,11 +74,12 @@ class AlarmPages {
 
   Origin origin_;
   const Topics& topics_;
+  bool is_told_;
   std::vector<Page> pages_;
   std::map<engine::ChangeNumber, std::size_t> page_of_;
   std::set<engine::ChangeNumber> touched_;
-  bool must_take_all_ = true;
-  bool must_send_index_ = true;
+  bool must_take_all_;
+  bool must_send_index_;
   std::set<std::size_t> changed_;  // pages with alarms that are to be sent
   std::set<std::size_t> unused_;   // pages that the broker may have, and that are to be removed
   std::size_t first_with_room_ = 0;

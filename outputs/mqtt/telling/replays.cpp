@@ -18,7 +18,7 @@ void Replays::take(std::string_view payload, std::string_view ledger_id) {
   try {
     request = parse_replay(payload);
   } catch (const BadMessage& error) {
-    refuse(error.replay_id(), error.what());
+    refuse(error.id(), error.what());
     return;
   }
   if (ledger_id.empty()) {
@@ -44,14 +44,22 @@ void Replays::send(Kind kind, std::string payload) {
 }
 
 void Replays::begin() {
-  after_ = requests_.front().first - 1;
-  previous_ = after_ == 0 ? 0 : tools_.told_before(after_);
+  const Replay& request = requests_.front();
+  if (request.alarms_after) {
+    after_ = *request.alarms_after;
+  } else {
+    after_ = request.first - 1;
+    previous_ = told_before(after_);
+  }
   is_begun_ = true;
 }
 
+ChangeNumber Replays::told_before(ChangeNumber number) const { return number == 0 ? 0 : tools_.told_before(number); }
+
 void Replays::finish() {
   const Replay& request = requests_.front();
-  send(Kind::kOfRequest, replay_done_payload(origin_, request.ledger_id, request.id, after_));
+  const Told told{.ledger_id = request.ledger_id, .previous = previous_, .replay = request.id};
+  send(Kind::kOfRequest, replay_done_payload(origin_, after_, told));
   is_told_ = true;
 }
 
@@ -76,7 +84,22 @@ void Replays::tell(const engine::Feed& feed) {
 bool Replays::go_on(std::size_t most) {
   for (const std::string& id : std::exchange(forgotten_, {})) refuse(id, kAnotherLedger);
   if (requests_.empty() || is_told_) return false;
-  const std::size_t limit = std::min(most, kMostInFlight);
+  return requests_.front().alarms_after ? tell_alarms(std::min(most, kMostPartsInFlight))
+                                        : tell_changes(std::min(most, kMostInFlight));
+}
+
+// Each part is right by itself, at its own number, so changes may come between them.
+bool Replays::tell_alarms(std::size_t limit) {
+  if (in_flight_.size() >= limit) return false;
+  if (!is_begun_) begin();
+  const AlarmsPart part = alarms_part(origin_, tools_.look(), after_, requests_.front().id);
+  send(Kind::kOfRequest, part.payload);
+  after_ = part.through;
+  is_told_ = part.is_last;
+  return !is_told_ && in_flight_.size() < limit;
+}
+
+bool Replays::tell_changes(std::size_t limit) {
   if (in_flight_.size() >= limit) return false;
   if (!is_begun_) begin();
   const Replay& request = requests_.front();
@@ -84,7 +107,10 @@ bool Replays::go_on(std::size_t most) {
   const bool is_beyond_end = feed.gap && feed.gap->last <= after_;
   if (is_beyond_end) {
     // The ledger ends before what was asked for.
-    after_ = std::min(after_, feed.gap->first - 1);
+    if (after_ >= feed.gap->first) {
+      after_ = feed.gap->first - 1;
+      previous_ = told_before(after_);
+    }
     finish();
   } else if (feed.gap) {
     const engine::Feed::Gap gap{.first = feed.gap->first, .last = std::min(feed.gap->last, request.last)};

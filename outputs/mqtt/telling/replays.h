@@ -1,4 +1,5 @@
-// Changes that are told again because somebody asked for them: one request at a time, in the order in which they came.
+// What is told because somebody asked for it: changes, once more, or the active alarms. One request at a time, in the
+// order in which they came.
 #pragma once
 
 #include <cstddef>
@@ -19,17 +20,20 @@ class Replays {
  public:
   static constexpr std::size_t kMostWaiting = 4;
   static constexpr std::size_t kMostInFlight = 100;
-  static constexpr std::size_t kMostAnswers = 16;  // refusals on their way; beyond that none is given
+  static constexpr std::size_t kMostPartsInFlight = 4;  // of the alarms
+  static constexpr std::size_t kMostAnswers = 16;       // refusals on their way; beyond that none is given
 
   using Read = std::function<engine::Feed(engine::ChangeNumber after, std::size_t most)>;
   using ToldBefore = std::function<engine::ChangeNumber(engine::ChangeNumber number)>;
   using Send = std::function<MessageId(const Message&)>;
+  using Look = std::function<Picture()>;
 
-  // `told_before` answers with the last change up to a number that is told.
+  // `told_before` answers with the last change up to a number that is told, `look` with the active alarms.
   struct Tools {
     Read read;
     ToldBefore told_before;
     Send send;
+    Look look;
   };
 
   Replays(Origin origin, std::string topic, Tools tools)
@@ -60,11 +64,14 @@ class Replays {
   void refuse(std::string_view id, std::string_view why);
   void send(Kind kind, std::string payload);
   void begin();
+  engine::ChangeNumber told_before(engine::ChangeNumber number) const;
   void finish();
   void give_up();
   void drop_first();
   bool has_arrived() const;
   void tell(const engine::Feed& feed);
+  bool tell_changes(std::size_t limit);
+  bool tell_alarms(std::size_t limit);
 
   Origin origin_;
   std::string topic_;

@@ -33,12 +33,18 @@ Teller::Teller(Options options, Tools tools)
       topics_(options_.origin.site, options_.origin.controller),
       ledger_(tools_.ledger),
       link_(tools_.link),
-      pages_(options_.origin, topics_),
+      pages_(options_.origin, topics_, options_.tells_list),
       window_(options_.confirmed_by),
       replays_(options_.origin, topics_.replayed,
                {.read = [this](Number after, std::size_t most) { return ledger_.changes_after(after, most); },
                 .told_before = [this](Number number) { return told_before(number); },
-                .send = [this](const Message& message) { return send(Kind::kReplayed, message); }}) {
+                .send = [this](const Message& message) { return send(Kind::kReplayed, message); },
+                .look = [this] { return picture(); }}),
+      actions_(options_.origin, topics_.acted,
+               {.clock = tools_.clock,
+                .ask = tools_.ask_engine,
+                .take_answer = tools_.take_engine_answer,
+                .send = [this](const Message& message) { return send(Kind::kActed, message); }}) {
   report_.publisher = options_.publisher;
   report_.peer = options_.peer;
 }
@@ -53,11 +59,13 @@ bool Teller::is_begun() const { return !ledger_id_.empty() && ledger_id_ == ledg
 
 void Teller::go_on() {
   follow();
+  if (options_.accepts_actions) actions_.go_on();
   if (link_.is_up() && !goodbye_) {
     if (tools_.clock.steady() >= next_status_ || tools_.is_engine_answering() != was_engine_answering_) tell_status();
     tell_alarms();
     tell_changes();
     tell_replays();
+    tell_actions();
     look_at_time();
   }
   report();
@@ -168,7 +176,7 @@ void Teller::tell_alarms() {
     is_round_ = true;
     round_began_ = now;
     pages_.begin_round(picture());
-    report_.cut = ledger_.alarms().size() - pages_.placed();
+    report_.cut = options_.tells_list ? ledger_.alarms().size() - pages_.placed() : 0;
   }
   const auto in_flight = [&] {
     return static_cast<std::size_t>(
@@ -296,6 +304,10 @@ void Teller::tell_replays() {
   }
 }
 
+void Teller::tell_actions() {
+  if (link_.is_up()) actions_.tell();
+}
+
 void Teller::look_at_time() {
   const auto now = tools_.clock.steady();
   if (!order_.empty() && now - confirmed_at_ > kConfirmWithin) {
@@ -329,6 +341,7 @@ void Teller::on_up() {
   window_.again();
   read_.clear();
   replays_.again();
+  actions_.again();
   pages_.send_all_again();
   ack_at_ = tools_.clock.steady();
   tell_status();
@@ -351,7 +364,7 @@ void Teller::settled(MessageId id) {
 
 void Teller::on_confirmed(MessageId id) {
   settled(id);
-  if (replays_.confirmed(id)) return;
+  if (replays_.confirmed(id) || actions_.confirmed(id)) return;
   arrived(window_.confirmed(id));
 }
 
@@ -361,6 +374,12 @@ void Teller::on_refused(MessageId id, const std::string& why) {
     settled(id);
     warn(topics_.replayed, options_.peer + ": the broker refuses a message of '" + topics_.replayed + "': " + why +
                                "; the replay is given up");
+    return;
+  }
+  if (actions_.refused(id)) {
+    settled(id);
+    warn(topics_.acted, options_.peer + ": the broker refuses a message of '" + topics_.acted + "': " + why +
+                            "; whoever acted is not told what became of it");
     return;
   }
   if (found == in_flight_.end()) return;
@@ -386,6 +405,17 @@ void Teller::on_message(std::string_view topic, std::string_view payload, bool i
     take_ack(payload);
   } else if (topic == topics_.replay) {
     replays_.take(payload, ledger_id_);
+  } else if (topic == topics_.action) {
+    take_action(payload);
+  }
+}
+
+void Teller::take_action(std::string_view payload) {
+  if (!options_.accepts_actions) return;
+  try {
+    actions_.take(payload);
+  } catch (const BadMessage& error) {
+    warn(topics_.action, "A message of '" + topics_.action + "' is ignored: " + std::string(error.what()));
   }
 }
 
@@ -460,6 +490,7 @@ milliseconds Teller::until_next() const {
   const auto now = tools_.clock.steady();
   if (has_more_ && link_.is_up()) return milliseconds(0);
   milliseconds next = is_round_ ? milliseconds(FollowedLedger::kLook) : ledger_.until_next();
+  if (options_.accepts_actions) next = std::min(next, actions_.until_next());
   if (link_.is_up()) {
     next = std::min(next, until(next_status_, now));
     const bool has_round = !is_round_ && is_begun() && (!is_picture_told_ || pages_.has_changed());

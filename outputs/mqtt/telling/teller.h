@@ -18,7 +18,9 @@
 #include "messages/payloads.h"
 #include "messages/topics.h"
 #include "picture/followed_ledger.h"
+#include "publisher/engine_asker.h"
 #include "publisher/report.h"
+#include "telling/actions.h"
 #include "telling/alarm_pages.h"
 #include "telling/change_window.h"
 #include "telling/replays.h"
@@ -50,6 +52,8 @@ class Teller final : public Listener {
     Origin origin;
     ConfirmedBy confirmed_by = ConfirmedBy::kBroker;
     std::chrono::seconds heartbeat{30};
+    bool accepts_actions = false;  // of operators of the fleet
+    bool tells_list = true;        // the pages of the active alarms
   };
 
   // What else it needs. They must outlive this.
@@ -62,6 +66,8 @@ class Teller final : public Listener {
     std::function<bool()> is_engine_answering;
     std::function<void()> is_of_use;                       // the link: changes were told by it
     std::function<void(const std::string&)> ask_for_kept;  // what the broker has kept of a topic
+    Actions::Asks ask_engine;                              // as EngineAsker does
+    Actions::TakesAnswer take_engine_answer;
   };
 
   Teller(Options options, Tools tools);
@@ -90,7 +96,7 @@ class Teller final : public Listener {
  private:
   using Number = engine::ChangeNumber;
   using Steady = engine::Clock::Steady;
-  enum class Kind { kChange, kAlarms, kStatus, kReplayed };
+  enum class Kind { kChange, kAlarms, kStatus, kReplayed, kActed };
 
   Picture picture() const;
   void follow();
@@ -109,8 +115,10 @@ class Teller final : public Listener {
   void settled(MessageId id);
   bool is_begun() const;
   void tell_replays();
+  void tell_actions();
   void look_at_time();
   void take_ack(std::string_view payload);
+  void take_action(std::string_view payload);
   void arrived(std::size_t changes);
   void report();
   void warn(const std::string& topic, const std::string& text);
@@ -128,6 +136,7 @@ class Teller final : public Listener {
   AlarmPages pages_;
   ChangeWindow window_;
   Replays replays_;
+  Actions actions_;
   std::deque<engine::StoredChange> read_;  // and not told yet
   Number read_through_ = 0;
   Number lost_through_ = 0;     // up to here losses were counted

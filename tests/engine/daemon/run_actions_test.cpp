@@ -357,13 +357,27 @@ TEST_F(RunUsersTest, AGatewayMaySpeakForAnother) {
 }
 
 // The unit for systemd gives the option of the web server's package before those of the user.
-TEST_F(RunUsersTest, OfTwoGatewaysTheLastOneCounts) {
+TEST_F(RunUsersTest, EachOfSeveralGatewaysMaySpeakForAnother) {
   Child engine(with_control("--control-group 65533 --gateway 65534 --gateway 65533"), dir_);
   ASSERT_TRUE(has_socket(engine));
-  EXPECT_EQ(maintain(kKnown, "65533", "sys/a --for 1h --comment x --on-behalf-of anna").status, 2);
-  EXPECT_EQ(who("sys/a"), "nobody");
-  EXPECT_EQ(maintain(kUnknown, "65533", "sys/a --for 1h --comment x --on-behalf-of anna").status, 0);
-  EXPECT_EQ(who("sys/a"), "user 65533 for anna");
+  EXPECT_EQ(maintain(kKnown, "65533", "sys/a --for 1h --comment x --on-behalf-of anna").status, 0);
+  EXPECT_EQ(who("sys/a"), name_ + " for anna");
+  EXPECT_EQ(maintain(kUnknown, "65533", "sys/b --for 1h --comment x --on-behalf-of ben").status, 0);
+  EXPECT_EQ(who("sys/b"), "user 65533 for ben");
+  EXPECT_EQ(maintain("0", "65533", "sys/c --for 1h --comment x --on-behalf-of anna").status, 2);
+  EXPECT_EQ(who("sys/c"), "nobody");
+}
+
+TEST_F(RunUsersTest, GatewaysAreFew) {
+  std::string gateways;
+  for (int user = 65501; user <= 65508; ++user) gateways += " --gateway " + std::to_string(user);
+  const Ended many = shell_.run(with_control(gateways + " --gateway 65508 --gateway 65509"));
+  EXPECT_EQ(many.status, 2);
+  EXPECT_NE(many.err.find("--gateway names more than 8 users; leave out some of them"), std::string::npos) << many.err;
+  // One user who is named twice counts once.
+  Child engine(with_control("--control-group 65533 --gateway 65501" + gateways), dir_);
+  ASSERT_TRUE(has_socket(engine));
+  EXPECT_EQ(maintain("65508", "65533", "sys/a --for 1h --comment x --on-behalf-of anna").status, 0);
 }
 
 // A cursor decides what retention may take, so it is not for every operator to change.

@@ -80,7 +80,7 @@ TEST_P(StopWithManyTest, AllWhoWaitAreAnswered) {
   const int served = GetParam().served;
   const auto before = processor_time_of_ended();
   Child engine(
-      [this, run = forked_engine(options())] {
+      [run = forked_engine(options())] {
         const auto limit = static_cast<rlim_t>(GetParam().limit);
         const rlimit files{limit, limit};
         return ::setrlimit(RLIMIT_NOFILE, &files) == 0 ? run() : 100;

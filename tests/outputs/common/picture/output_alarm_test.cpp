@@ -43,6 +43,15 @@ TEST_F(OutputAlarmTest, HasWhatTheRecordSays) {
   EXPECT_EQ(one.operator_state, engine::OperatorState::kNone);
   EXPECT_FALSE(one.is_silenced());
   EXPECT_EQ(one.raises, 0U);
+  EXPECT_TRUE(one.was_told);
+}
+
+TEST_F(OutputAlarmTest, OutputsAreNotToldOfWhatIsSilencedFromItsBeginning) {
+  open(kAll);
+  engine_->alarms.restore(
+      engine::Maintenance{.dn = "sys", .since = 1, .since_at = 1000, .until = 2000, .until_age = 2000});
+  engine_->write(raises("A", "sys/fan-1", 395, 1001));
+  EXPECT_FALSE(alarm(1).was_told);
 }
 
 TEST(OutputAlarmForm, HasTheNamesOfTheOneVocabulary) {

@@ -19,6 +19,7 @@ from mqtt import Client
 sys.path.insert(0, str(Path(__file__).resolve().parents[3] / "support"))
 from processes import PATIENCE, Process, free_port, run, until
 
+ROOT = Path(__file__).resolve().parents[4]
 POLAIGA, POLAIGA_MQTT = "", ""  # the programs, which main() is told
 SITE, CONTROLLER = "lab", "rack-1"
 BELOW = f"polaiga/v1/{SITE}/{CONTROLLER}/"
@@ -123,6 +124,9 @@ class Board:
             while not answer.endswith(b"\n"):
                 answer += connection.recv(1 << 16)
         return json.loads(answer)
+
+    def ask_ledger_id(self):
+        return self.ask_engine(do="status")["ledger_id"]
 
     def ask(self, question):
         with contextlib.closing(sqlite3.connect(f"file:{self.ledger}?mode=ro", uri=True, timeout=PATIENCE)) as ledger:
@@ -336,6 +340,17 @@ def same_as_ledger(board, picture):
     def shown(alarms):
         return {key: tuple(alarm[name] for name in names) for key, alarm in alarms.items()}
     return shown(told) == shown(active)
+
+
+def described(schema, values):
+    """Every one of the messages is as docs/schemas says, and none would be with a member that is not known."""
+    assert values, schema
+    lines = [json.dumps(value) for value in values] + [json.dumps(dict(value, Unknown=1)) for value in values]
+    verdicts = run("/usr/bin/python3", str(ROOT / "tests/engine/support/validate_json.py"),
+                   str(ROOT / f"docs/schemas/{schema}.schema.json"), text="\n".join(lines) + "\n").stdout.splitlines()
+    assert len(verdicts) == len(lines), verdicts
+    for line, verdict, want in zip(lines, verdicts, ["accepted"] * len(values) + ["refused"] * len(values)):
+        assert verdict.startswith(want), (schema, verdict, line)
 
 
 class BoardTest(unittest.TestCase):

@@ -43,12 +43,13 @@ class AlarmPagesTest : public testing::Test {
   Picture picture() const { return {.ledger_id = kLedger, .number = number_, .alarms = alarms_, .profile = profile_}; }
 
   // Sends a round to a broker that keeps it. The last parts of the topics, in their order.
-  Parts round() {
-    pages_.take(touched_);
+  Parts round() { return round_of(pages_); }
+  Parts round_of(AlarmPages& pages) {
+    pages.take(touched_);
     touched_.clear();
-    pages_.begin_round(picture());
+    pages.begin_round(picture());
     Parts parts;
-    while (const auto message = pages_.next(picture())) {
+    while (const auto message = pages.next(picture())) {
       EXPECT_TRUE(message->is_retained);
       EXPECT_LE(message->payload.size(), kMostPayloadBytes);
       parts.push_back(part_of(*message));
@@ -172,6 +173,21 @@ TEST_F(AlarmPagesTest, ARemovalThatWasCutOffIsMadeGood) {
   pages_.send_all_again();
   touched_.clear();
   EXPECT_EQ(round(), (Parts{"alarms", "alarms/0 removed"}));
+}
+
+TEST_F(AlarmPagesTest, WithoutTheListTheOneThatTheBrokerKeptIsRemoved) {
+  AlarmPages pages({.site = "lab", .controller = "rack-1"}, topics_, false);
+  set(1);
+  EXPECT_EQ(round_of(pages), Parts{});
+  pages.send_all_again();
+  pages.take_all();
+  EXPECT_FALSE(pages.has_changed());
+  pages.remove_unused(std::vector<std::size_t>{});
+  EXPECT_EQ(round_of(pages), Parts{"alarms removed"});
+  pages.remove_unused(std::vector<std::size_t>{0, 3});
+  EXPECT_TRUE(pages.has_changed());
+  EXPECT_EQ(round_of(pages), (Parts{"alarms/0 removed", "alarms/3 removed", "alarms removed"}));
+  EXPECT_FALSE(pages.has_changed());
 }
 
 TEST_F(AlarmPagesTest, APictureThatIsReadAnewTakesThePlaceOfTheOneBefore) {

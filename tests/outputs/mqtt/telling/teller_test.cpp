@@ -26,12 +26,13 @@ using Texts = std::vector<std::string>;
 
 class TellerTest : public engine::test::LedgerFixture {
  protected:
-  void follow(ConfirmedBy by = ConfirmedBy::kBroker) {
+  void follow(ConfirmedBy by = ConfirmedBy::kBroker, bool accepts_actions = false) {
     ledger_.emplace(path_, clock_, [this](engine::Priority, const std::string& text) { said_.push_back(text); });
     teller_.emplace(Teller::Options{.publisher = "mqtt",
                                     .peer = "broker:1883",
                                     .origin = {.site = "lab", .controller = "rack-1"},
-                                    .confirmed_by = by},
+                                    .confirmed_by = by,
+                                    .accepts_actions = accepts_actions},
                     Teller::Tools{.ledger = *ledger_,
                                   .link = link_,
                                   .clock = clock_,
@@ -39,7 +40,9 @@ class TellerTest : public engine::test::LedgerFixture {
                                   .report = [this](const output::Report& report) { report_ = report; },
                                   .is_engine_answering = [] { return true; },
                                   .is_of_use = [this] { ++uses_; },
-                                  .ask_for_kept = [this](const std::string& topic) { asked_ = topic; }});
+                                  .ask_for_kept = [this](const std::string& topic) { asked_ = topic; },
+                                  .ask_engine = [this](const std::string& request) { requests_.push_back(request); },
+                                  .take_engine_answer = [this] { return std::exchange(answer_, std::nullopt); }});
   }
 
   // What a message says, in short: the topic, and of a change its number and the one before it.
@@ -84,6 +87,8 @@ class TellerTest : public engine::test::LedgerFixture {
   output::Report report_;
   int uses_ = 0;
   std::string asked_;
+  Texts requests_;
+  std::optional<Actions::Answer> answer_;
   std::optional<output::FollowedLedger> ledger_;
   std::optional<Teller> teller_;
 };
@@ -429,6 +434,94 @@ TEST_F(TellerTest, WithTheBrokersWordAnAcknowledgementMeansNothing) {
   acknowledge(1);
   told(false);
   EXPECT_EQ(report_.through, 0);
+}
+
+TEST_F(TellerTest, TheAlarmsAreToldToWhoAsksForThem) {
+  open(kAll);
+  for (int i = 1; i <= 3; ++i) engine_->write(raises("A", ("o" + std::to_string(i)).c_str(), 395));
+  follow();
+  link_.come_up(*teller_);
+  told();
+  teller_->on_message("polaiga/v1/lab/rack-1/replay",
+                      R"({"ledger_id":")" + engine_->ledger.id() + R"(","alarms":true,"after":1,"id":"list"})", false);
+  teller_->go_on();
+  const auto sent = link_.take(&*teller_);
+  ASSERT_EQ(sent.size(), 1U);
+  EXPECT_EQ(part_of(sent[0]), "replayed");
+  EXPECT_FALSE(sent[0].is_retained);
+  json part = json_of(sent[0]);
+  const json alarms = part.at("alarms");
+  part.erase("alarms");
+  const std::string ledger_id = engine_->ledger.id();
+  EXPECT_EQ(part, (json{{"ledger_id", ledger_id},
+                        {"replay", "list"},
+                        {"number", 3},
+                        {"after", 1},
+                        {"through", 3},
+                        {"last", true},
+                        {"site", "lab"},
+                        {"controller", "rack-1"},
+                        {"version", POLAIGA_VERSION}}));
+  ASSERT_EQ(alarms.size(), 2U);
+  EXPECT_EQ(alarms[0].at("alarm"), ledger_id + "-2");
+  EXPECT_EQ(alarms[1].at("alarm"), ledger_id + "-3");
+}
+
+TEST_F(TellerTest, ActionsGoToTheEngineAndAreAnswered) {
+  open(kAll);
+  follow(ConfirmedBy::kBroker, true);
+  link_.come_up(*teller_);
+  told();
+  const auto act = [this](const std::string& id, bool is_retained) {
+    teller_->on_message("polaiga/v1/lab/rack-1/action",
+                        R"({"id":")" + id + R"(","ledger_id":")" + engine_->ledger.id() +
+                            R"(","expires":"2030-01-01T00:00:00Z","person":"anna","request":)" +
+                            R"({"do":"acknowledge","alarms":"1"}})",
+                        is_retained);
+  };
+  act("kept", true);
+  EXPECT_TRUE(said_.back().ends_with("is retained, and is ignored; publish it without that")) << said_.back();
+  act("a", false);
+  EXPECT_EQ(told(), Texts{});
+  EXPECT_EQ(requests_, Texts{R"({"do":"acknowledge","alarms":"1","id":"a","ledger_id":")" + engine_->ledger.id() +
+                             R"(","on_behalf_of":"anna"})"});
+  answer_ = {.is_there = true, .text = R"({"seq":1,"changes":1})"};
+  teller_->go_on();
+  const auto sent = link_.take(&*teller_);
+  ASSERT_EQ(sent.size(), 1U);
+  EXPECT_EQ(sent[0].topic, "polaiga/v1/lab/rack-1/acted");
+  EXPECT_FALSE(sent[0].is_retained);
+  EXPECT_EQ(
+      json_of(sent[0]),
+      (json{{"id", "a"}, {"done", true}, {"site", "lab"}, {"controller", "rack-1"}, {"version", POLAIGA_VERSION}}));
+  clock_.pass(60);  // people are told once a minute
+  teller_->on_message("polaiga/v1/lab/rack-1/action", "nonsense", false);
+  EXPECT_EQ(said_.back(), "A message of 'polaiga/v1/lab/rack-1/action' is ignored: The message is not JSON");
+}
+
+TEST_F(TellerTest, AnAnswerToAnActionOutlivesTheConnection) {
+  open(kAll);
+  follow(ConfirmedBy::kBroker, true);
+  link_.come_up(*teller_);
+  told();
+  teller_->on_message("polaiga/v1/lab/rack-1/action", R"({"id":"a","do":"x"})", false);
+  EXPECT_EQ(told(false), Texts{"acted"});
+  link_.go_down(*teller_);
+  EXPECT_EQ(told(), Texts{});
+  link_.come_up(*teller_);
+  Texts again = told();
+  EXPECT_EQ(std::ranges::count(again, "acted"), 1);
+  EXPECT_EQ(told(), Texts{});
+}
+
+TEST_F(TellerTest, WithoutTheOptionActionsAreNotTaken) {
+  open(kAll);
+  follow();
+  link_.come_up(*teller_);
+  told();
+  teller_->on_message("polaiga/v1/lab/rack-1/action", R"({"id":"a","do":"x"})", false);
+  EXPECT_EQ(told(), Texts{});
+  EXPECT_EQ(requests_, Texts{});
 }
 
 TEST_F(TellerTest, TheGoodbye) {

@@ -6,21 +6,9 @@ import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "../support"))
 import board
-from board import BELOW, BoardTest, Consumer, fan, retained, run, same_as_ledger, supply, until
+from board import BELOW, BoardTest, Consumer, described, fan, retained, same_as_ledger, supply, until
 
-ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../../..")
 NO_CHATTERING = ("--chattering", "0")
-
-
-def described(schema, values):
-    """Every one of the messages is as docs/schemas says, and none would be with a member that is not known."""
-    assert values, schema
-    lines = [json.dumps(value) for value in values] + [json.dumps(dict(value, Unknown=1)) for value in values]
-    verdicts = run("/usr/bin/python3", os.path.join(ROOT, "tests/engine/support/validate_json.py"),
-                   os.path.join(ROOT, f"docs/schemas/{schema}.schema.json"), text="\n".join(lines) + "\n").stdout.splitlines()
-    assert len(verdicts) == len(lines), verdicts
-    for line, verdict, want in zip(lines, verdicts, ["accepted"] * len(values) + ["refused"] * len(values)):
-        assert verdict.startswith(want), (schema, verdict, line)
 
 
 class TellingTest(BoardTest):

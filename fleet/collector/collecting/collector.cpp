@@ -1,0 +1,205 @@
+#include "collecting/collector.h"
+
+#include <algorithm>
+#include <span>
+#include <utility>
+#include <variant>
+
+#include "amqp/topology.h"
+#include "database/schema.h"
+#include "model/moment.h"
+#include "publisher/back_off.h"
+
+namespace polaiga::fleet {
+
+using engine::Priority;
+using std::chrono::milliseconds;
+
+Collector::Collector(Options options, Database& database, const engine::Clock& clock, Say say)
+    : options_(std::move(options)),
+      database_(database),
+      clock_(clock),
+      say_(std::move(say)),
+      intake_(database),
+      duties_(database),
+      pace_(clock) {
+  counts_.name = options_.name;
+  counts_.begun = clock_.wall();
+  counts_.version = POLAIGA_VERSION;
+  dues_ = {{.every = kBalanceEvery, .work = [this] { share_->balance(); }},
+           {.every = kGroupEvery, .work = [this] { duties_.find_groups(options_.group_window); }},
+           {.every = kActionsEvery, .work = [this] { publish(duties_.due_actions()); }},
+           {.every = kAskEvery, .work = [this] { publish(duties_.due_requests()); }},
+           {.every = kSilenceEvery, .work = [this] { look_for_silence(); }},
+           {.every = kReportEvery, .work = [this] { report(); }},
+           {.every = kTidyEvery, .work = [this] { duties_.tidy(options_.keep_changes, options_.keep_alarms); }}};
+}
+
+void Collector::begin() {
+  const std::string problem = schema_problem(database_);
+  if (!problem.empty()) throw DatabaseRefuses(problem);
+  // Without partitions nothing could be written.
+  duties_.tidy(options_.keep_changes, options_.keep_alarms);
+  const std::vector<BrokerNode>& nodes = options_.broker.nodes;
+  const BrokerNode& node = nodes.at(output::random_number() % nodes.size());
+  auto reading = std::make_unique<Connection>(options_.broker, node);
+  make_topology(*reading, options_.inboxes);
+  if (has_more_inboxes(*reading, options_.inboxes)) {
+    say_(Priority::kWarning,
+         "there is a queue " + inbox_name(options_.inboxes) + ", but --queues is " + std::to_string(options_.inboxes) +
+             ": what controllers send goes there, too, and is not read; give all collectors the same "
+             "greater --queues, or delete the queues from that number on");
+  }
+  answering_ = std::make_unique<Connection>(options_.broker, node);
+  burying_ = std::make_unique<Connection>(options_.broker, node);
+  burying_->expect_confirms();
+  share_.emplace(*reading, options_.inboxes, output::random_number);
+  reading_ = std::move(reading);
+  all_read_since_.reset();
+  for (Due& due : dues_) due.at = clock_.steady();
+  say_(Priority::kInfo, node.text() + ": connected");
+}
+
+void Collector::end() {
+  share_.reset();
+  reading_.reset();
+  answering_.reset();
+  burying_.reset();
+}
+
+Batch Collector::gather() {
+  Batch batch;
+  std::size_t bytes = 0;
+  std::optional<Steady> until;
+  while (batch.messages < kMostInBatch && bytes < kMostBytesInBatch) {
+    const milliseconds left =
+        until ? std::chrono::duration_cast<milliseconds>(*until - clock_.steady()) : milliseconds(kWait);
+    if (left.count() < 0) break;
+    const auto delivery = reading_->next(left);
+    if (!delivery) {
+      share_->ended(reading_->ended_consumers());
+      break;
+    }
+    if (!until) until = clock_.steady() + kGather;
+    bytes += delivery->body.size();
+    const auto route = parse_routing_key(delivery->routing_key);
+    if (route && !pace_.takes(route->sender)) {
+      batch.pass_over(*delivery);
+    } else {
+      batch.add(*delivery);
+    }
+  }
+  return batch;
+}
+
+void Collector::publish(const std::vector<Answer>& answers) {
+  for (const Answer& answer : answers) {
+    answering_->publish(kTopics, routing_key(answer.sender, answer.kind), answer.payload);
+  }
+}
+
+void Collector::bury(const std::vector<DeadLetter>& letters) {
+  if (letters.empty()) return;
+  const std::string at = engine::format_moment(clock_.wall());
+  for (const DeadLetter& letter : letters) {
+    burying_->publish("", kDeadLetters, letter.body,
+                      {{.name = "reason", .text = letter.reason},
+                       {.name = "routing-key", .text = letter.routing_key},
+                       {.name = "collector", .text = options_.name},
+                       {.name = "at", .text = at}});
+  }
+  burying_->wait_for_confirms();
+  counts_.dead_letters += letters.size();
+}
+
+// When the database refuses what one message says, the others are taken without it.
+Taken Collector::take(const Batch& batch, std::size_t first, std::size_t count) {
+  try {
+    return intake_.take(std::span(batch.received).subspan(first, count));
+  } catch (const RowRefused& error) {
+    if (count == 1) return take_in_place_of(batch, first, error.what());
+  }
+  Taken taken = take(batch, first, count / 2);
+  Taken more = take(batch, first + count / 2, count - count / 2);
+  taken.answers.insert(taken.answers.end(), more.answers.begin(), more.answers.end());
+  taken.changes += more.changes;
+  taken.repeats += more.repeats;
+  taken.early += more.early;
+  return taken;
+}
+
+// The message is a dead letter. In the place of a change a gap is noted, so that those that follow are taken.
+Taken Collector::take_in_place_of(const Batch& batch, std::size_t refused, const std::string& reason) {
+  DeadLetter letter = batch.originals.at(refused);
+  letter.reason = reason;
+  bury({letter});
+  const Received& message = batch.received.at(refused);
+  const auto* const change = std::get_if<ChangeMessage>(&message.message);
+  if (change == nullptr) return {};
+  const Received gap{.sender = message.sender,
+                     .message = GapMessage{.ledger_id = change->ledger_id,
+                                           .first = change->number,
+                                           .last = change->number,
+                                           .previous = change->previous}};
+  return intake_.take(std::span(&gap, 1));
+}
+
+void Collector::keep(const Batch& batch) {
+  bury(batch.dead_letters);
+  const Taken taken = batch.received.empty() ? Taken{} : take(batch, 0, batch.received.size());
+  publish(taken.answers);
+  reading_->acknowledge(batch.last_tag);
+  counts_.messages += batch.messages;
+  counts_.changes += taken.changes;
+  counts_.repeats += taken.repeats;
+  counts_.early += taken.early;
+  passed_over_ += batch.passed_over;
+}
+
+void Collector::look_for_silence() {
+  if (!share_->is_all_read()) {
+    all_read_since_.reset();
+    return;
+  }
+  const Steady now = clock_.steady();
+  if (!all_read_since_) all_read_since_ = now;
+  if (now - *all_read_since_ >= options_.silent_after) duties_.find_silent(options_.silent_after);
+}
+
+void Collector::report() {
+  counts_.queues = static_cast<int>(share_->held().size());
+  duties_.report(counts_);
+  if (passed_over_ == 0) return;
+  say_(Priority::kWarning,
+       std::to_string(std::exchange(passed_over_, 0)) +
+           " messages of controllers that send too much were passed over; their changes are asked for again");
+}
+
+void Collector::do_duties() {
+  for (Due& due : dues_) {
+    if (clock_.steady() < due.at) continue;
+    due.work();
+    due.at = clock_.steady() + due.every;
+  }
+}
+
+void Collector::go_on() {
+  const Batch batch = gather();
+  if (batch.last_tag != 0) keep(batch);
+  do_duties();
+  answering_->look();
+  burying_->look();
+}
+
+void Collector::note_problem(const std::string& problem) {
+  counts_.last_problem = problem;
+  counts_.last_problem_at = clock_.wall();
+}
+
+std::string Collector::summary() const {
+  if (!has_begun()) return "waits: " + counts_.last_problem;
+  return "reads " + std::to_string(share_->held().size()) + " of " + std::to_string(options_.inboxes) + " inboxes at " +
+         reading_->node().text() + ", has taken " + std::to_string(counts_.changes) + " changes";
+}
+
+}  // namespace polaiga::fleet

@@ -1,0 +1,142 @@
+#include "questions/asked_actions.h"
+
+#include <map>
+#include <pqxx/result>
+
+#include "questions/row_values.h"
+#include "questions/statement.h"
+#include "report/json_object.h"
+
+namespace polaiga::fleet {
+namespace {
+
+constexpr Statement::Sql kColumns =
+    "select a.action_no, s.name, c.name, a.request::text, a.person, extract(epoch from a.asked)::bigint, "
+    "extract(epoch from a.expires)::bigint, extract(epoch from a.sent)::bigint, a.state, a.why, "
+    "extract(epoch from a.ended)::bigint from ";
+constexpr Statement::Sql kJoins =
+    " a join controller c on c.controller_id = a.controller_id join site s on s.site_id = c.site_id";
+
+std::vector<AskedAction> read_rows(const pqxx::result& rows) {
+  std::vector<AskedAction> actions;
+  for (const pqxx::row& row : rows) {
+    actions.push_back({.number = row[0].as<std::int64_t>(),
+                       .site = row[1].as<std::string>(),
+                       .controller = row[2].as<std::string>(),
+                       .request = row[3].as<std::string>(),
+                       .person = row[4].as<std::string>(),
+                       .asked = row[5].as<engine::Moment>(),
+                       .expires = row[6].as<engine::Moment>(),
+                       .sent = moment_or_nothing(row[7]),
+                       .state = row[8].as<std::string>(),
+                       .why = row[9].as<std::string>(),
+                       .ended = moment_or_nothing(row[10])});
+  }
+  return actions;
+}
+
+// "{3,4}", as PostgreSQL reads an array of numbers.
+std::string array_text(const std::vector<std::int64_t>& numbers) {
+  std::string text;
+  for (const std::int64_t number : numbers) text += (text.empty() ? "{" : ",") + std::to_string(number);
+  return text + "}";
+}
+
+// The alarms of one controller's ledger.
+struct Share {
+  std::int64_t controller = 0;
+  std::vector<std::int64_t> numbers;  // ascending
+};
+
+std::string numbers_text(const std::vector<std::int64_t>& numbers) {
+  std::string text;
+  std::int64_t before = 0;
+  for (const std::int64_t number : numbers) {
+    text += text.empty() ? std::to_string(number) : ",+" + std::to_string(number - before);
+    before = number;
+  }
+  return text;
+}
+
+std::string request_text(const ActionWanted& wanted, const Share& share) {
+  engine::JsonObject request;
+  request.add("do", engine::action_word(wanted.kind)).add("alarms", numbers_text(share.numbers));
+  if (wanted.is_selection) request.add("selection", true);
+  if (!wanted.comment.empty()) request.add("comment", wanted.comment);
+  if (wanted.lasts > 0) request.add("for", wanted.lasts);
+  return request.text();
+}
+
+// Why the action is not for an alarm; empty: it is.
+std::string why_not(const pqxx::row& row) {
+  const std::string name = "Alarm " + std::to_string(row[0].as<std::int64_t>());
+  if (row[3].is_null()) {
+    return name + " is one of the fleet itself: it is over when its controller is heard again, and takes no action";
+  }
+  if (!row[4].as<std::string>().empty()) return name + " is over";
+  if (!row[5].as<bool>()) return name + " is of a ledger that its controller does not have any more";
+  return {};
+}
+
+}  // namespace
+
+ActionsAsked ask_for(pqxx::transaction_base& transaction, const ActionWanted& wanted) {
+  Statement found(
+      "select a.alarm_no, a.controller_id, a.number, a.ledger_no, a.ended, a.ledger_no is not distinct from "
+      "c.ledger_no "
+      "from alarm a join controller c on c.controller_id = a.controller_id");
+  if (wanted.group) {
+    found.condition("a.group_no = ").value(*wanted.group).condition("a.ended = ''");
+  } else {
+    found.condition("a.alarm_no = any(").value(array_text(wanted.alarms)).add("::bigint[])");
+  }
+  found.add(" order by a.number limit ").value(kMostActedUpon + 1);
+  const pqxx::result rows = found.run(transaction);
+  if (rows.size() > kMostActedUpon) {
+    throw NotAsked("These are more than " + std::to_string(kMostActedUpon) + " alarms; act on fewer at once");
+  }
+  if (wanted.group && rows.empty()) throw NotAsked("There is no such group, or none of its alarms is active any more");
+  ActionsAsked asked;
+  if (!wanted.group && rows.size() < wanted.alarms.size()) {
+    if (!wanted.is_selection) throw NotAsked("Some of these alarms are not kept, or never were");
+    asked.left_out = wanted.alarms.size() - rows.size();
+  }
+  std::map<std::int64_t, Share> shares;  // by their ledgers
+  for (const pqxx::row& row : rows) {
+    if (const std::string why = why_not(row); !why.empty()) {
+      if (!wanted.is_selection && !wanted.group) throw NotAsked(why);
+      ++asked.left_out;
+      continue;
+    }
+    Share& share = shares[row[3].as<std::int64_t>()];
+    share.controller = row[1].as<std::int64_t>();
+    share.numbers.push_back(row[2].as<std::int64_t>());
+    ++asked.alarms;
+  }
+  if (shares.empty()) throw NotAsked("None of these alarms takes an action any more");
+  Statement insert("with asked as (insert into action (controller_id, ledger_no, request, person, expires) values ");
+  bool is_first = true;
+  for (const auto& [ledger, share] : shares) {
+    insert.add(is_first ? Statement::Sql("(") : ", (").value(share.controller).add(", ").value(ledger).add(", ");
+    insert.value(request_text(wanted, share)).add(", ").value(wanted.person).add(", to_timestamp(");
+    insert.value(wanted.expires).add("))");
+    is_first = false;
+  }
+  insert.add(" returning *) ").add(kColumns).add("asked").add(kJoins).add(" order by a.action_no");
+  asked.actions = read_rows(insert.run(transaction));
+  return asked;
+}
+
+std::vector<AskedAction> read_asked(pqxx::transaction_base& transaction, const AskedWanted& wanted) {
+  Statement statement(kColumns);
+  statement.add("action").add(kJoins);
+  if (wanted.number) statement.condition("a.action_no = ").value(*wanted.number);
+  if (!wanted.site.empty()) statement.condition("s.name = ").value(wanted.site);
+  if (!wanted.controller.empty()) statement.condition("c.name = ").value(wanted.controller);
+  if (!wanted.state.empty()) statement.condition("a.state = ").value(wanted.state);
+  if (wanted.before) statement.condition("a.action_no < ").value(*wanted.before);
+  statement.add(" order by a.action_no desc limit ").value(wanted.limit);
+  return read_rows(statement.run(transaction));
+}
+
+}  // namespace polaiga::fleet

@@ -1,0 +1,91 @@
+#include <algorithm>
+
+#include "state/controller_state.h"
+
+namespace polaiga::fleet {
+namespace {
+
+constexpr std::string_view kListId = "list-";
+constexpr std::string_view kChangesId = "changes-";
+
+}  // namespace
+
+Verdict take(const ChangeMessage& change, LedgerProgress& progress) {
+  if (change.number <= progress.through) return Verdict::kRepeat;
+  if (change.previous > progress.through) {
+    progress.wanted_through = std::max(progress.wanted_through, change.number);
+    return Verdict::kEarly;
+  }
+  progress.through = change.number;
+  // Alarms of the object that are shelved, too, are not told that it is back.
+  const bool is_of_object = change.alarm == 0;
+  if (is_of_object && change.kind == engine::ChangeKind::kBackInService) want_list(progress);
+  return Verdict::kTaken;
+}
+
+Verdict take(const GapMessage& gap, LedgerProgress& progress) {
+  if (gap.is_put_back()) {
+    progress.through = std::min(progress.through, gap.first - 1);
+    progress.wanted_through = std::min(progress.wanted_through, progress.through);
+    want_list(progress);
+    return Verdict::kTaken;
+  }
+  if (gap.last <= progress.through) return Verdict::kRepeat;
+  if (gap.previous > progress.through) {
+    progress.wanted_through = std::max(progress.wanted_through, gap.last);
+    return Verdict::kEarly;
+  }
+  progress.through = gap.last;
+  want_list(progress);
+  return Verdict::kTaken;
+}
+
+Verdict take(const ListMessage& list, LedgerProgress& progress) {
+  const bool is_asked_for = progress.is_list_wanted && !list.replay.empty() && list.replay == progress.asked_for;
+  if (!is_asked_for || list.after != progress.list_after) return Verdict::kRepeat;
+  progress.list_after = list.is_last ? 0 : list.through;
+  if (list.is_last) {
+    progress.is_list_wanted = false;
+    progress.asked_for.clear();
+  }
+  return Verdict::kTaken;
+}
+
+Verdict take(const ReplayDone& done, LedgerProgress& progress) {
+  if (!done.replay.empty() && done.replay == progress.asked_for) progress.asked_for.clear();
+  if (!done.previous || done.through <= progress.through) return Verdict::kRepeat;
+  if (*done.previous > progress.through) {
+    progress.wanted_through = std::max(progress.wanted_through, *done.previous);
+    return Verdict::kEarly;
+  }
+  progress.through = done.through;
+  return Verdict::kTaken;
+}
+
+void take(const StatusMessage& status, LedgerProgress& progress) {
+  progress.status_at = std::max(progress.status_at, status.at);
+  progress.wanted_through = std::max(progress.wanted_through, status.told);
+}
+
+void want_list(LedgerProgress& progress) {
+  progress.is_list_wanted = true;
+  progress.list_after = 0;
+  progress.asked_for.clear();
+}
+
+std::optional<Request> next_request(const LedgerProgress& progress) {
+  const bool has_changes = progress.wanted_through > progress.through;
+  const bool is_list_unanswered = progress.asked_for.starts_with(kListId);
+  if (progress.is_list_wanted && !(is_list_unanswered && has_changes)) {
+    return Request{.is_for_list = true, .after = progress.list_after};
+  }
+  if (!has_changes) return std::nullopt;
+  return Request{.first = progress.through + 1,
+                 .last = std::min(progress.wanted_through, progress.through + kMostAskedFor)};
+}
+
+std::string request_id(const Request& request, std::string_view unique) {
+  return std::string(request.is_for_list ? kListId : kChangesId) + std::string(unique);
+}
+
+}  // namespace polaiga::fleet

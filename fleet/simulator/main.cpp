@@ -1,0 +1,3 @@
+#include "simulator_program/program.h"
+
+int main(int argc, char** argv) { return polaiga::fleet::run_simulator(argc, argv); }

@@ -1,0 +1,93 @@
+#!/usr/bin/env python3
+"""What polaiga-collector does when the database does not take a change: when the change is to blame, that one alone becomes a
+dead letter; otherwise it waits, and is taken later. database_test.py PROGRAMS"""
+import sys
+import tempfile
+import unittest
+
+from collected import Collected, change
+from processes import until
+
+PROGRAMS = ""
+# The database refuses an alarm of this name as it refuses a number that is too great for its column.
+REFUSE = """
+create function polaiga.refuse() returns trigger language plpgsql as
+  $$ begin raise exception 'the number is too great' using errcode = '22003'; end $$;
+create trigger refuse before insert on polaiga.alarm for each row when (new.name = 'refused') execute function polaiga.refuse()"""
+
+
+class DatabaseTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        directory = tempfile.TemporaryDirectory(prefix="polaiga-collector-")
+        cls.addClassCleanup(directory.cleanup)
+        cls.all = Collected(directory.name, PROGRAMS)
+        cls.addClassCleanup(cls.all.close)
+        cls.all.database.execute(REFUSE)
+        cls.collector = cls.all.begin()
+
+    def gaps(self, controller):
+        return self.all.query("select first, last from gap join ledger using (ledger_no) join controller using (controller_id) "
+                              f"where name = '{controller}' order by first")
+
+    def test_a_change_that_the_database_refuses_is_a_dead_letter_and_the_others_are_taken(self):
+        for number in range(1, 8):
+            members = {"record": {"name": "refused"}} if number == 4 else {}
+            self.all.send("change", change(number, "refused", **members), "refused")
+            self.all.send("change", change(number, "neighbour"), "neighbour")
+        self.all.wait_for_ack(7, "refused")
+        self.all.wait_for_ack(7, "neighbour")
+        self.assertEqual(self.all.numbers("refused"), [1, 2, 3, 5, 6, 7])
+        self.assertEqual(self.gaps("refused"), ["4|4"])
+        self.assertEqual(self.all.numbers("neighbour"), [1, 2, 3, 4, 5, 6, 7])
+        headers, body = self.all.take_dead_letter()
+        self.assertEqual(headers["routing-key"], "polaiga.v1.lab.refused.change")
+        self.assertIn("the number is too great", headers["reason"])
+        self.assertIn(b'"number": 4', body)
+        # Who sends it again does no harm, and a change has its gap already.
+        before = len(self.all.told("ack", "refused"))
+        channel = self.all.channel()
+        channel.basic_publish("polaiga.fleet", headers["routing-key"], body)
+        channel.connection.close()
+        until("it is acknowledged as a repeat", lambda: len(self.all.told("ack", "refused")) > before)
+        self.assertEqual(self.all.told("ack", "refused")[-1]["through"], 7)
+        self.assertEqual(self.all.numbers("refused"), [1, 2, 3, 5, 6, 7])
+
+    def partitions(self):
+        return self.all.query("select c.relname, pg_get_expr(c.relpartbound, c.oid) from pg_inherits i join pg_class c on "
+                              "c.oid = i.inhrelid where i.inhparent = 'polaiga.change'::regclass and c.relkind = 'r'")
+
+    def nothing_is_dead(self):
+        return "polaiga.dead\t0" in self.all.broker.nodes[0].control("list_queues", "name", "messages")
+
+    def test_a_partition_that_is_not_there_is_made_and_costs_no_change(self):
+        self.all.send("change", change(1, "partition"), "partition")
+        self.all.wait_for_ack(1, "partition")
+        for name in [row.split("|")[0] for row in self.partitions()]:
+            self.all.query(f"alter table change detach partition {name}; drop table {name}")
+        self.all.send("change", change(2, "partition"), "partition")
+        self.all.wait_for_ack(2, "partition")
+        self.assertEqual(self.all.numbers("partition"), [2])
+        self.assertEqual(self.gaps("partition"), [])
+        until("there is no dead letter", self.nothing_is_dead)
+
+    def test_changes_wait_while_a_partition_is_detached(self):
+        self.all.send("change", change(1, "detached"), "detached")
+        self.all.wait_for_ack(1, "detached")
+        partitions = [row.split("|") for row in self.partitions()]
+        for name, _ in partitions:
+            self.all.query(f"alter table change detach partition {name}")
+        self.all.send("change", change(2, "detached"), "detached")
+        self.collector.wait_for("is not attached")
+        self.assertEqual(self.gaps("detached"), [])
+        for name, bounds in partitions:
+            self.all.query(f"alter table change attach partition {name} {bounds}")
+        self.all.wait_for_ack(2, "detached")
+        self.assertEqual(self.all.numbers("detached"), [1, 2])
+        self.assertEqual(self.gaps("detached"), [])
+        until("there is no dead letter", self.nothing_is_dead)
+
+
+if __name__ == "__main__":
+    PROGRAMS = sys.argv.pop(1)
+    unittest.main()

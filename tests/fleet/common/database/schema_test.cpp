@@ -1,0 +1,107 @@
+#include "database/schema.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "support/test_postgres.h"
+
+namespace polaiga::fleet {
+namespace schema_test {
+
+TEST(Schema, MigrationsAreNumberedFromOneOn) {
+  int version = 0;
+  for (const Migration& migration : migrations()) EXPECT_EQ(migration.version, ++version) << migration.name;
+  EXPECT_GE(version, 1);
+  EXPECT_EQ(migrations().front().name, "0001_begin");
+}
+
+TEST(Schema, MigrateMakesItOnce) {
+  TestDatabase test(TestDatabase::Content::kNothing);
+  Database database(test.url(), "test");
+  EXPECT_EQ(schema_problem(database), "The database has no schema of a fleet yet; run `polaiga-collector migrate`");
+  EXPECT_EQ(migrate(database).size(), migrations().size());
+  EXPECT_EQ(schema_problem(database), "");
+  EXPECT_EQ(migrate(database), std::vector<std::string>());
+  EXPECT_EQ(test.sql("select version, name, compatible_with from migration where version = 1"), "1|0001_begin|1\n");
+  EXPECT_EQ(test.sql("select count(*) from pg_inherits where inhparent = 'polaiga.change'::regclass"), "3\n");
+}
+
+TEST(Schema, MigrateByManyAtOnce) {
+  TestDatabase test(TestDatabase::Content::kNothing);
+  std::vector<std::size_t> ran(4);
+  std::vector<std::thread> threads;
+  for (std::size_t& mine : ran) {
+    threads.emplace_back([&mine, url = test.url()] {
+      Database database(url, "test");
+      mine = migrate(database).size();
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(ran[0] + ran[1] + ran[2] + ran[3], migrations().size());
+  EXPECT_EQ(test.sql("select count(*) from migration"), std::to_string(migrations().size()) + "\n");
+}
+
+TEST(Schema, AnOlderOneIsToBeMigrated) {
+  TestDatabase test;
+  test.sql("delete from migration");
+  Database database(test.url(), "test");
+  EXPECT_EQ(schema_problem(database), "The database's schema has version 0, and this program needs " +
+                                          std::to_string(migrations().size()) + "; run `polaiga-collector migrate`");
+}
+
+TEST(Schema, ANewerOneIsRefusedUnlessItIsCompatible) {
+  TestDatabase test;
+  Database database(test.url(), "test");
+  const std::string known = std::to_string(migrations().size());
+  test.sql("insert into migration (version, name, compatible_with) values (99, 'later', " + known + ")");
+  EXPECT_EQ(schema_problem(database), "");
+  test.sql("insert into migration (version, name, compatible_with) values (100, 'last', 99)");
+  EXPECT_EQ(schema_problem(database),
+            "The database's schema has version 100, which this program is too old for: it knows versions up to " +
+                known + "; use the program that made the schema");
+}
+
+TEST(Schema, ARoleThatMayNotSeeTheSchema) {
+  TestDatabase test;
+  test.sql("revoke usage on schema polaiga from polaiga_viewer");
+  Database database(test.url("polaiga_viewer"), "test");
+  EXPECT_THROW(schema_problem(database), DatabaseRefuses);
+}
+
+// What each role may do besides reading, as the catalog has it.
+TEST(Schema, RolesHaveTheRightsThatTheyNeedAndNoOthers) {
+  TestDatabase test;
+  const auto rights = [&test](const std::string& role) {
+    return test.sql(
+        "select table_name, string_agg(lower(privilege_type), ' ' order by privilege_type) from "
+        "information_schema.role_table_grants where grantee = '" +
+        role + "' and table_schema = 'polaiga' and privilege_type <> 'SELECT' group by 1 order by 1");
+  };
+  EXPECT_EQ(rights("polaiga_collector"),
+            "action|delete\nalarm|delete insert update\nalarm_group|delete insert update\nchange|delete insert\n"
+            "collector|delete insert update\ncontroller|insert update\ngap|delete insert\nledger|insert update\n"
+            "site|insert\n");
+  EXPECT_EQ(rights("polaiga_viewer"), "");
+  EXPECT_EQ(rights("polaiga_operator"), "");
+  EXPECT_EQ(test.sql("select string_agg(column_name, ' ' order by column_name) from "
+                     "information_schema.role_column_grants where grantee = 'polaiga_operator' and privilege_type = "
+                     "'INSERT'"),
+            "controller_id expires ledger_no person request\n");
+  EXPECT_EQ(test.sql("select has_function_privilege('polaiga_viewer', 'polaiga.drop_change_partitions(date)', "
+                     "'execute'), has_function_privilege('polaiga_collector', 'polaiga.drop_change_partitions(date)', "
+                     "'execute')"),
+            "f|t\n");
+}
+
+// A right that somebody gave, and that the role does not need, goes with the next migration.
+TEST(Schema, MigrateTakesOtherRightsAway) {
+  TestDatabase test;
+  test.sql("grant delete on site to polaiga_viewer");
+  Database database(test.url(), "test");
+  migrate(database);
+  EXPECT_EQ(test.sql("select has_table_privilege('polaiga_viewer', 'polaiga.site', 'delete')"), "f\n");
+}
+
+}  // namespace schema_test
+}  // namespace polaiga::fleet

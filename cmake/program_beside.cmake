@@ -27,6 +27,10 @@ function(polaiga_program_beside name)
     OUTPUT_NAME polaiga-${name}
     RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin
     INSTALL_RPATH "$<TARGET_PROPERTY:polaiga_program,INSTALL_RPATH>" BUILD_WITH_INSTALL_RPATH ON)
+  polaiga_not_fuzzed(${program})
+  if(NOT name MATCHES "^(web|snmp)$")
+    polaiga_not_fuzzed(${library})
+  endif()
   foreach(target ${library} ${program})
     target_compile_definitions(${target} PRIVATE POLAIGA_VERSION="${PROJECT_VERSION}")
   endforeach()

@@ -38,7 +38,7 @@ endfunction()
 #   LIBRARIES    what they are linked with.
 #   DEFINITIONS  what the preprocessor is to know.
 # Those in POLAIGA_TESTS_LEFT_OUT are left out: they prove in this build what they prove everywhere.
-set(POLAIGA_TESTS_LEFT_OUT "" CACHE STRING "Tests that are not built, as commands/arguments")
+set(POLAIGA_TESTS_LEFT_OUT "" CACHE STRING "Tests that are not built, as commands/arguments; web for all tests of polaiga-web")
 function(polaiga_tests prefix)
   cmake_parse_arguments(PARSE_ARGV 1 tests "ALONE" "HEADERS" "LIBRARIES;DEFINITIONS;SOURCES")
   list(REMOVE_ITEM tests_SOURCES ${POLAIGA_TESTS_LEFT_OUT})

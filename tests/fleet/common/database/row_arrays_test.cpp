@@ -25,7 +25,7 @@ TEST(RowArrays, ValuesComeBackAsTheyWere) {
   EXPECT_EQ(rows.as_w(), "unnest($1::bigint[], $2::text[], $3::boolean[]) as w(a, b, c)");
   const pqxx::result result = rows.run(transaction, "select a, b, c from " + rows.as_w());
   ASSERT_EQ(result.size(), 12);
-  for (int i = 0; i < 11; ++i) {
+  for (pqxx::result::size_type i = 0; i < 11; ++i) {
     EXPECT_EQ(result[i][0].as<int>(), static_cast<int>(texts[i].size()) - 5);
     EXPECT_EQ(result[i][1].as<std::string>(), texts[i]);
     EXPECT_EQ(result[i][2].as<bool>(), i == 0);

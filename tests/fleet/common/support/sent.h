@@ -1,6 +1,7 @@
 // Messages as controllers send them, for tests that take them into a database.
 #pragma once
 
+#include <algorithm>
 #include <span>
 #include <string>
 
@@ -34,7 +35,7 @@ inline ChangeMessage change(ChangeNumber number, engine::ChangeKind kind, Change
           .number = number,
           .previous = number - 1,
           .kind = kind,
-          .at = kNoon + number,
+          .at = kNoon + std::min<ChangeNumber>(number, 86'400),
           .alarm = alarm,
           .fault = alarm,
           .fault_dn = words().fault_dn,

@@ -30,27 +30,31 @@ function(polaiga_tests_in result source)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${source})
 endfunction()
 
-# polaiga_tests(PREFIX [ALONE] [HEADERS TARGET] [LIBRARIES ...] [DEFINITIONS ...] SOURCES alarms/reporters ...): tests of
-# rooms of PREFIX, as the sources alarms/reporters_test.cpp. ctest knows them as PREFIX/alarms/reporters.
+# polaiga_tests(PREFIX [ALONE] [EXPORTS] [HEADERS TARGET] [LIBRARIES ...] [DEFINITIONS ...] SOURCES alarms/reporters ...): tests of
+# rooms of PREFIX, as the sources alarms/reporters_test.cpp. ctest knows them as PREFIX/alarms/reporters, or as
+# alarms/reporters if PREFIX is empty.
 #   ALONE        each is a program of its own, because it replaces functions of the C library, needs other options or is
 #                in no room. Its target is PREFIX_alarms_reporters_test.
+#   EXPORTS      what they load finds their functions.
 #   HEADERS      the target whose precompiled headers they use; test_headers without it.
 #   LIBRARIES    what they are linked with.
 #   DEFINITIONS  what the preprocessor is to know.
 # Those in POLAIGA_TESTS_LEFT_OUT are left out: they prove in this build what they prove everywhere.
 set(POLAIGA_TESTS_LEFT_OUT "" CACHE STRING "Tests that are not built, as commands/arguments; web for all tests of polaiga-web")
 function(polaiga_tests prefix)
-  cmake_parse_arguments(PARSE_ARGV 1 tests "ALONE" "HEADERS" "LIBRARIES;DEFINITIONS;SOURCES")
+  cmake_parse_arguments(PARSE_ARGV 1 tests "ALONE;EXPORTS" "HEADERS" "LIBRARIES;DEFINITIONS;SOURCES")
   list(REMOVE_ITEM tests_SOURCES ${POLAIGA_TESTS_LEFT_OUT})
   if(NOT tests_HEADERS)
     set(tests_HEADERS test_headers)
   endif()
   foreach(path IN LISTS tests_SOURCES)
     get_filename_component(room ${path} DIRECTORY)
+    string(REGEX REPLACE "^/" "" name ${prefix}/${path})
     if(tests_ALONE OR NOT POLAIGA_UNITY_TESTS)
-      string(REPLACE / _ program ${prefix}_${path}_test)
+      string(REPLACE / _ program ${name}_test)
     else()
       string(REPLACE / _ program ${prefix}_${room}_tests)
+      string(REGEX REPLACE "^_" "" program ${program})
       # Tests of a room that need something else are another program.
       set(needs "${tests_HEADERS} ${tests_LIBRARIES} ${tests_DEFINITIONS}")
       foreach(number "" _2 _3)
@@ -71,19 +75,19 @@ function(polaiga_tests prefix)
       target_link_libraries(${program} PRIVATE ${tests_LIBRARIES} GTest::gtest_main)
       target_compile_definitions(${program} PRIVATE ${tests_DEFINITIONS})
       target_precompile_headers(${program} REUSE_FROM ${tests_HEADERS})
-      set_target_properties(${program} PROPERTIES UNITY_BUILD_BATCH_SIZE 8)
+      set_target_properties(${program} PROPERTIES UNITY_BUILD_BATCH_SIZE 8 ENABLE_EXPORTS ${tests_EXPORTS})
       if(NOT tests_ALONE AND POLAIGA_UNITY_TESTS)
         set_target_properties(${program} PROPERTIES UNITY_BUILD ON)
       endif()
     endif()
     target_sources(${program} PRIVATE ${path}_test.cpp)
     if(tests_ALONE OR NOT POLAIGA_UNITY_TESTS)
-      add_test(NAME ${prefix}/${path} COMMAND ${program})
+      add_test(NAME ${name} COMMAND ${program})
     else()
       polaiga_tests_in(filter ${CMAKE_CURRENT_SOURCE_DIR}/${path}_test.cpp)
-      add_test(NAME ${prefix}/${path} COMMAND ${program} --gtest_filter=${filter})
+      add_test(NAME ${name} COMMAND ${program} --gtest_filter=${filter})
     endif()
     # A filter that fits nothing would pass for a success.
-    set_tests_properties(${prefix}/${path} PROPERTIES FAIL_REGULAR_EXPRESSION "Running 0 tests")
+    set_tests_properties(${name} PROPERTIES FAIL_REGULAR_EXPRESSION "Running 0 tests")
   endforeach()
 endfunction()

@@ -9,7 +9,7 @@
 #include <vector>
 
 namespace polaiga::test {
-namespace {
+namespace add_in_test {
 
 const KnownFault kFaults[] = {
     {203, "F0203", "fltAdaptorUnitMissing", 238, "equipment-missing"},
@@ -384,5 +384,5 @@ TEST_F(AddInTest, TellsTheHostNothing) {
   EXPECT_TRUE(host().cleaned_up.empty());
 }
 
-}  // namespace
+}  // namespace add_in_test
 }  // namespace polaiga::test

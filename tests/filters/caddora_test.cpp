@@ -9,7 +9,7 @@
 #include <vector>
 
 namespace polaiga::test {
-namespace {
+namespace caddora_test {
 
 constexpr std::uint8_t kController = 212;
 constexpr std::uint8_t kCard = 213;
@@ -397,5 +397,5 @@ TEST_F(CaddoraTest, AsksAndTellsTheHostNothing) {
   EXPECT_TRUE(host().cleaned_up.empty());
 }
 
-}  // namespace
+}  // namespace caddora_test
 }  // namespace polaiga::test

@@ -1,7 +1,7 @@
 #include "support/filter_test.h"
 
 namespace polaiga::test {
-namespace {
+namespace chassis_test {
 
 class ChassisTest : public FilterTest {
  protected:
@@ -77,5 +77,5 @@ TEST_F(ChassisTest, RemembersNothing) {
   for (int i = 0; i < 3; ++i) expect({.sensor = "CHASSIS_INTR", .offset = 104, .state = 1}, 0, raised());
 }
 
-}  // namespace
+}  // namespace chassis_test
 }  // namespace polaiga::test

@@ -6,7 +6,7 @@ fe_sensor_map_row ent_cmc_map[polaiga::test::kHostRows];
 std::int32_t ent_cmc_map_sz;
 
 namespace polaiga::test {
-namespace {
+namespace cmc_test {
 
 const ThresholdRow kRows[] = {
     {117, 1, 0, 3117, 0, 0, "upper non-critical"},           {117, 2, 0, 3117, 0, 0, "upper non-critical"},
@@ -111,5 +111,5 @@ TEST_F(CmcTest, SensorNameIsReadToItsNul) {
   expect(longer, 0, blank(table_.raise));
 }
 
-}  // namespace
+}  // namespace cmc_test
 }  // namespace polaiga::test

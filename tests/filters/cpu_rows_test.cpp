@@ -15,7 +15,7 @@ POLAIGA_API fe_sensor_map_row host_rows[kCapacity] __asm__("ent_cpu_map");
 POLAIGA_API std::int32_t host_row_count __asm__("ent_cpu_map_sz");
 
 namespace polaiga::test {
-namespace {
+namespace cpu_rows_test {
 
 constexpr std::array<std::uint32_t, 6> kCodes{1001, 1002, 1003, 12004, 5, 1006};
 
@@ -301,5 +301,5 @@ TEST_F(CpuRowsTest, LongTextsAreCut) {
   }
 }
 
-}  // namespace
+}  // namespace cpu_rows_test
 }  // namespace polaiga::test

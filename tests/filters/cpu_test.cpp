@@ -1,7 +1,7 @@
 #include "filters/cpu_fixture.h"
 
 namespace polaiga::test {
-namespace {
+namespace cpu_test {
 
 constexpr const char* kBoard = "sys/rack-unit-1/board";
 constexpr const char* kCpu1 = "sys/rack-unit-1/board/cpu-1";
@@ -185,5 +185,5 @@ TEST_F(CpuTest, LongDictionaryTextsAreCut) {
   expect(discrete(kTrip, 0), 0, written);
 }
 
-}  // namespace
+}  // namespace cpu_test
 }  // namespace polaiga::test

@@ -4,7 +4,7 @@ fe_sensor_map_row ent_drive_bp_map[polaiga::test::kHostRows];
 std::int32_t ent_drive_bp_map_sz;
 
 namespace polaiga::test {
-namespace {
+namespace drive_bp_test {
 
 // The lines that hold for exceptional and for other sensors.
 const ThresholdRow kRows[] = {
@@ -139,5 +139,5 @@ TEST_F(DriveBpTest, SensorNameIsReadToItsNul) {
   expect(longer, -1, {.oid = kHostRowOid, .oid_len = 13});
 }
 
-}  // namespace
+}  // namespace drive_bp_test
 }  // namespace polaiga::test

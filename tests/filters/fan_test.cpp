@@ -4,7 +4,7 @@
 #include <string>
 
 namespace polaiga::test {
-namespace {
+namespace fan_test {
 
 const KnownFault kFaults[] = {
     {434, "F0434", "fltEquipmentFanMissing", 238, "equipment-missing"},
@@ -244,5 +244,5 @@ TEST_F(FanTest, SensorNameIsReadToItsNul) {
   EXPECT_STREQ(outcome.record.descr, "ABCDEFGHIJKLMNO_TACHZ: Fan 1 missing: reseat or replace fan 1");
 }
 
-}  // namespace
+}  // namespace fan_test
 }  // namespace polaiga::test

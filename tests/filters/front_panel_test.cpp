@@ -4,7 +4,7 @@
 #include "support/fault_row.h"
 
 namespace polaiga::test {
-namespace {
+namespace front_panel_test {
 
 const char* const kNonCritical =
     "FP_AMBIENT: Front Panel Thermal Threshold at upper non critical levels: Check Cooling ";
@@ -147,5 +147,5 @@ TEST_F(FrontPanelTest, SensorNameIsReadToItsNul) {
   }
 }
 
-}  // namespace
+}  // namespace front_panel_test
 }  // namespace polaiga::test

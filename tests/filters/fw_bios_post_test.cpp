@@ -5,7 +5,7 @@
 #include "support/filter_test.h"
 
 namespace polaiga::test {
-namespace {
+namespace fw_bios_post_test {
 
 class FwBiosPostTest : public FilterTest {
  protected:
@@ -146,5 +146,5 @@ TEST_F(FwBiosPostTest, SensorNameIsReadToItsNul) {
   }
 }
 
-}  // namespace
+}  // namespace fw_bios_post_test
 }  // namespace polaiga::test

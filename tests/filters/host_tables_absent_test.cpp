@@ -6,7 +6,7 @@
 #include "support/filter_test.h"
 
 namespace polaiga::test {
-namespace {
+namespace host_tables_absent_test {
 
 class HostTablesAbsentTest : public ::testing::TestWithParam<const char*> {
  protected:
@@ -50,5 +50,5 @@ TEST_P(HostTablesAbsentTest, NullArguments) {
 INSTANTIATE_TEST_SUITE_P(Filters, HostTablesAbsentTest,
                          ::testing::Values("process_drive_bp_fault", "process_cmc_fault", "process_nm_fault"));
 
-}  // namespace
+}  // namespace host_tables_absent_test
 }  // namespace polaiga::test

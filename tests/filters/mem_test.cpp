@@ -4,7 +4,7 @@
 #include "support/fault_row.h"
 
 namespace polaiga::test {
-namespace {
+namespace mem_test {
 
 const Fault kMissing{502, "F0502", "fltMemoryUnitIdentityUnestablishable"};
 const Fault kHot{186, "F0186", "fltMemoryUnitThermalThresholdNonCritical"};
@@ -231,5 +231,5 @@ TEST_F(MemTest, DictionariesAreNotAsked) {
   EXPECT_TRUE(host().log.empty());
 }
 
-}  // namespace
+}  // namespace mem_test
 }  // namespace polaiga::test

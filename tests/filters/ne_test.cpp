@@ -6,7 +6,7 @@
 #include "support/filter_test.h"
 
 namespace polaiga::test {
-namespace {
+namespace ne_test {
 
 class NeTest : public FilterTest {
  protected:
@@ -211,5 +211,5 @@ TEST_F(NeTest, LongTextsAreCut) {
   }
 }
 
-}  // namespace
+}  // namespace ne_test
 }  // namespace polaiga::test

@@ -13,7 +13,7 @@ fe_nm_map_row ent_nm_map[24];
 std::int32_t ent_nm_map_sz;
 
 namespace polaiga::test {
-namespace {
+namespace nm_test {
 
 // The cells of a row, in the order of their bytes.
 struct Cells {
@@ -334,5 +334,5 @@ TEST_F(NmTest, TextsWithoutANul) {
   expect(at(8, 1), 0, written);
 }
 
-}  // namespace
+}  // namespace nm_test
 }  // namespace polaiga::test

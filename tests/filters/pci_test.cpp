@@ -6,7 +6,7 @@
 #include <vector>
 
 namespace polaiga::test {
-namespace {
+namespace pci_test {
 
 const KnownFault kFaults[] = {
     {376, "F0376", "fltEquipmentIOCardRemoved", 238, "equipment-missing"},
@@ -201,5 +201,5 @@ TEST_F(PciTest, AsksAndTellsTheHostNothing) {
   EXPECT_TRUE(host().cleaned_up.empty());
 }
 
-}  // namespace
+}  // namespace pci_test
 }  // namespace polaiga::test

@@ -10,7 +10,7 @@
 #include <vector>
 
 namespace polaiga::test {
-namespace {
+namespace platform_names_test {
 
 constexpr int kPlatforms = 18;
 
@@ -161,5 +161,5 @@ TEST_F(StorageSlotNamesTest, EveryCell) {
   expect_rows(host().platform_names, kStorageSlots);
 }
 
-}  // namespace
+}  // namespace platform_names_test
 }  // namespace polaiga::test

@@ -14,7 +14,7 @@ POLAIGA_API fe_sensor_map_row host_rows[4] __asm__("ent_ps_map");
 POLAIGA_API std::int32_t host_row_count __asm__("ent_ps_map_sz");
 
 namespace polaiga::test {
-namespace {
+namespace ps_rows_test {
 
 struct Row {
   int offset;
@@ -158,5 +158,5 @@ TEST_F(PsRowsTest, EmptyTable) {
   }
 }
 
-}  // namespace
+}  // namespace ps_rows_test
 }  // namespace polaiga::test

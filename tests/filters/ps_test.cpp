@@ -6,7 +6,7 @@
 #include "support/fault_row.h"
 
 namespace polaiga::test {
-namespace {
+namespace ps_test {
 
 const Fault kMissing{378, "F0378", "fltEquipmentPsuMissing"};
 const Fault kInoperable{374, "F0374", "fltEquipmentPsuInoperable"};
@@ -552,5 +552,5 @@ TEST_F(PsTest, DictionariesAreNotAsked) {
   EXPECT_STREQ(outcome.record.name, "fltEquipmentPsuPerfThresholdNonCritical");
 }
 
-}  // namespace
+}  // namespace ps_test
 }  // namespace polaiga::test

@@ -10,7 +10,7 @@
 #include <vector>
 
 namespace polaiga::test {
-namespace {
+namespace storage_test {
 
 constexpr std::uint8_t kController = 208;
 constexpr std::uint8_t kDisk = 209;
@@ -620,5 +620,5 @@ TEST_F(StorageTest, SensorNameIsNotUsed) {
   }
 }
 
-}  // namespace
+}  // namespace storage_test
 }  // namespace polaiga::test

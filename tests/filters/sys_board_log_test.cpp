@@ -3,7 +3,7 @@
 #include "filters/sys_board_fixture.h"
 
 namespace polaiga::test {
-namespace {
+namespace sys_board_log_test {
 
 // What is remembered of the event log, as letters: L for low, V for very low, F for full.
 struct Transition {
@@ -135,5 +135,5 @@ TEST_F(EventLogTest, OtherSensorsMoveItToo) {
   expect(at(kLog, 119, 1), 0, of(kLog, {119, {}, 461, 462, 1, 218, "capacity is very low"}));
 }
 
-}  // namespace
+}  // namespace sys_board_log_test
 }  // namespace polaiga::test

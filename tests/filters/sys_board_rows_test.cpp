@@ -14,7 +14,7 @@ std::int32_t ent_map_sz;
 }
 
 namespace polaiga::test {
-namespace {
+namespace sys_board_rows_test {
 
 constexpr std::uint32_t kT0 = 20115, kT1 = 20116, kT2 = 20117, kT3 = 20118, kT4 = 20119, kBase = 20114;
 
@@ -395,5 +395,5 @@ TEST_F(SysBoardRowsTest, NameWithoutANul) {
   EXPECT_STREQ(outcome.record.descr, "ABCDEFGHIJKLMNOPQRST: Text %s: Act");
 }
 
-}  // namespace
+}  // namespace sys_board_rows_test
 }  // namespace polaiga::test

@@ -1,7 +1,7 @@
 #include "filters/sys_board_fixture.h"
 
 namespace polaiga::test {
-namespace {
+namespace sys_board_test {
 
 TEST_F(SysBoardTest, NullArguments) { expect_null_arguments_rejected(); }
 
@@ -459,5 +459,5 @@ TEST_F(SysBoardTest, EverySensorHasItsOwnLastState) {
   for (const FieldCase& c : kField) EXPECT_EQ(send({.sensor = c.sensor, .state = 0}).record.disposition, 100 + c.row);
 }
 
-}  // namespace
+}  // namespace sys_board_test
 }  // namespace polaiga::test

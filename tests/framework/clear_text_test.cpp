@@ -6,7 +6,7 @@
 #include <string>
 
 namespace polaiga {
-namespace {
+namespace clear_text_test {
 
 struct Case {
   std::string raised;
@@ -209,5 +209,5 @@ TEST(ClearAtColon, FieldWithoutANul) {
   }
 }
 
-}  // namespace
+}  // namespace clear_text_test
 }  // namespace polaiga

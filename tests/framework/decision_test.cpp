@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace polaiga {
-namespace {
+namespace decision_test {
 
 constexpr std::int32_t kLeast = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
@@ -206,5 +206,5 @@ static_assert(!hidden({.offsets = {1, 9}}, {.offsets = outside(1, 9)}));
 constexpr Rule kThirdHidden[] = {{{.offsets = 1}, 1}, {{.states = only(4)}, 2}, {{.offsets = 1, .states = only(5)}, 3}};
 static_assert(!each_can_hold(kThirdHidden));
 
-}  // namespace
+}  // namespace decision_test
 }  // namespace polaiga

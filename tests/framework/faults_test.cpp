@@ -7,7 +7,7 @@
 #include <string>
 
 namespace polaiga {
-namespace {
+namespace faults_test {
 
 constexpr Fault kFault{371, "fltEquipmentFanDegraded", kEquipmentDegraded};
 
@@ -203,5 +203,5 @@ TEST(UnitMemory, HasSixteenBitsOnDemand) {
   EXPECT_EQ(wide.recall(7), 0);
 }
 
-}  // namespace
+}  // namespace faults_test
 }  // namespace polaiga

@@ -12,7 +12,7 @@
 #include "support/host.h"
 
 namespace polaiga::test {
-namespace {
+namespace framing_test {
 
 constexpr char kPattern = '\x7E';
 
@@ -330,5 +330,5 @@ TEST_F(StampTest, StampOfAnEventRestoresItsState) {
   EXPECT_TRUE(is_otherwise_untouched());
 }
 
-}  // namespace
+}  // namespace framing_test
 }  // namespace polaiga::test

@@ -12,7 +12,7 @@ fe_sensor_map_row ent_drive_bp_map[polaiga::test::kHostRows];
 std::int32_t ent_drive_bp_map_sz;
 
 namespace polaiga::test {
-namespace {
+namespace host_row_filter_test {
 
 enum class Which { kDriveBp, kCmc };
 
@@ -273,5 +273,5 @@ TEST_P(HostRowFilterTest, SensorNamesThatFillTheirField) {
   expect(full, 0, of(table_.raise, "ABCDEFGHIJKLMNOPQRST"));
 }
 
-}  // namespace
+}  // namespace host_row_filter_test
 }  // namespace polaiga::test

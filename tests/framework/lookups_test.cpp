@@ -5,7 +5,7 @@
 #include "support/library.h"
 
 namespace polaiga::test {
-namespace {
+namespace lookups_test {
 
 using Lookup = std::int32_t(const char*);
 
@@ -104,5 +104,5 @@ TEST_F(LookupsTest, EachSearchesItsOwnListOnly) {
   expect_none(processors_, kSysBoard);
 }
 
-}  // namespace
+}  // namespace lookups_test
 }  // namespace polaiga::test

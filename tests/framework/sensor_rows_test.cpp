@@ -8,7 +8,7 @@
 #include <string>
 
 namespace polaiga {
-namespace {
+namespace sensor_rows_test {
 
 fe_sensor_map_row named(const std::string& name) {
   fe_sensor_map_row row = {};
@@ -205,5 +205,5 @@ TEST(RowStates, RemembersItsRowsOnly) {
   EXPECT_EQ(states.recall(2), 0xFFFFFFFFU);
 }
 
-}  // namespace
+}  // namespace sensor_rows_test
 }  // namespace polaiga

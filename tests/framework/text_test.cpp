@@ -9,7 +9,7 @@
 #include <string>
 
 namespace polaiga {
-namespace {
+namespace text_test {
 
 constexpr std::int32_t kLeast = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
@@ -346,5 +346,5 @@ TEST(TextWriter, ManyTextsAreCut) {
   EXPECT_TRUE(guarded.holds("first.next.next.next.next.next."));
 }
 
-}  // namespace
+}  // namespace text_test
 }  // namespace polaiga

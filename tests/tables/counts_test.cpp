@@ -3,7 +3,7 @@
 #include "support/filter_test.h"
 
 namespace polaiga::test {
-namespace {
+namespace counts_test {
 
 // A host may change the count of a table. On every call the filter knows as many rows as the
 // count then says.
@@ -51,5 +51,5 @@ TEST(Counts, AreTheHostsToChange) {
   }
 }
 
-}  // namespace
+}  // namespace counts_test
 }  // namespace polaiga::test

@@ -3,7 +3,7 @@
 #include "support/table_image.h"
 
 namespace polaiga::test {
-namespace {
+namespace ent_cpu_map_test {
 
 // clang-format off
 const SensorRow kRows[] = {
@@ -84,5 +84,5 @@ TEST(EntCpuMap, SizeAndCount) {
   expect_count(library, "ent_cpu_map_sz", 33);
 }
 
-}  // namespace
+}  // namespace ent_cpu_map_test
 }  // namespace polaiga::test

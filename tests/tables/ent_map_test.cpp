@@ -3,7 +3,7 @@
 #include "support/table_image.h"
 
 namespace polaiga::test {
-namespace {
+namespace ent_map_test {
 
 // clang-format off
 const SensorRow kRows[] = {
@@ -68,5 +68,5 @@ TEST(EntMap, SizeAndCount) {
   expect_count(library, "ent_map_sz", 25);
 }
 
-}  // namespace
+}  // namespace ent_map_test
 }  // namespace polaiga::test

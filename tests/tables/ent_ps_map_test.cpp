@@ -3,7 +3,7 @@
 #include "support/table_image.h"
 
 namespace polaiga::test {
-namespace {
+namespace ent_ps_map_test {
 
 // clang-format off
 const SensorRow kRows[] = {
@@ -26,5 +26,5 @@ TEST(EntPsMap, SizeAndCount) {
   expect_count(library, "ent_ps_map_sz", 4);
 }
 
-}  // namespace
+}  // namespace ent_ps_map_test
 }  // namespace polaiga::test

@@ -3,7 +3,7 @@
 #include "support/table_image.h"
 
 namespace polaiga::test {
-namespace {
+namespace exceptional_lists_test {
 
 struct ListRow {
   std::int32_t id;
@@ -67,5 +67,5 @@ TEST(ExceptionalLists, Sizes) {
   EXPECT_EQ(symbol_size(library, "exceptional_sensor_map_cpu"), 21U * 24U);
 }
 
-}  // namespace
+}  // namespace exceptional_lists_test
 }  // namespace polaiga::test

@@ -3,7 +3,7 @@
 #include "support/table_image.h"
 
 namespace polaiga::test {
-namespace {
+namespace host_tables_test {
 
 TEST(HostTables, CountsAreZero) {
   const Library library;
@@ -21,5 +21,5 @@ TEST(HostTables, HoldNothing) {
   }
 }
 
-}  // namespace
+}  // namespace host_tables_test
 }  // namespace polaiga::test

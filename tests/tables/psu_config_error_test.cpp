@@ -3,7 +3,7 @@
 #include "support/table_image.h"
 
 namespace polaiga::test {
-namespace {
+namespace psu_config_error_test {
 
 // clang-format off
 const char* const kFormats[] = {
@@ -29,5 +29,5 @@ TEST(PsuConfigError, EveryFormat) {
 
 TEST(PsuConfigError, Size) { EXPECT_EQ(symbol_size(Library(), "psu_config_error"), 6U * 224U); }
 
-}  // namespace
+}  // namespace psu_config_error_test
 }  // namespace polaiga::test

@@ -10,14 +10,14 @@
 namespace polaiga::fleet {
 namespace {
 
-constexpr Statement::Sql kColumns =
+constexpr Statement::Sql kActionColumns =
     "select a.action_no, s.name, c.name, a.request::text, a.person, extract(epoch from a.asked)::bigint, "
     "extract(epoch from a.expires)::bigint, extract(epoch from a.sent)::bigint, a.state, a.why, "
     "extract(epoch from a.ended)::bigint from ";
-constexpr Statement::Sql kJoins =
+constexpr Statement::Sql kActionJoins =
     " a join controller c on c.controller_id = a.controller_id join site s on s.site_id = c.site_id";
 
-std::vector<AskedAction> read_rows(const pqxx::result& rows) {
+std::vector<AskedAction> read_actions(const pqxx::result& rows) {
   std::vector<AskedAction> actions;
   for (const pqxx::row& row : rows) {
     actions.push_back({.number = row[0].as<std::int64_t>(),
@@ -122,21 +122,21 @@ ActionsAsked ask_for(pqxx::transaction_base& transaction, const ActionWanted& wa
     insert.value(wanted.expires).add("))");
     is_first = false;
   }
-  insert.add(" returning *) ").add(kColumns).add("asked").add(kJoins).add(" order by a.action_no");
-  asked.actions = read_rows(insert.run(transaction));
+  insert.add(" returning *) ").add(kActionColumns).add("asked").add(kActionJoins).add(" order by a.action_no");
+  asked.actions = read_actions(insert.run(transaction));
   return asked;
 }
 
 std::vector<AskedAction> read_asked(pqxx::transaction_base& transaction, const AskedWanted& wanted) {
-  Statement statement(kColumns);
-  statement.add("action").add(kJoins);
+  Statement statement(kActionColumns);
+  statement.add("action").add(kActionJoins);
   if (wanted.number) statement.condition("a.action_no = ").value(*wanted.number);
   if (!wanted.site.empty()) statement.condition("s.name = ").value(wanted.site);
   if (!wanted.controller.empty()) statement.condition("c.name = ").value(wanted.controller);
   if (!wanted.state.empty()) statement.condition("a.state = ").value(wanted.state);
   if (wanted.before) statement.condition("a.action_no < ").value(*wanted.before);
   statement.add(" order by a.action_no desc limit ").value(wanted.limit);
-  return read_rows(statement.run(transaction));
+  return read_actions(statement.run(transaction));
 }
 
 }  // namespace polaiga::fleet

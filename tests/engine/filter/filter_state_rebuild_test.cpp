@@ -41,7 +41,7 @@ using test::LibraryMemory;
 using Image = LibraryMemory::Image;
 
 #ifdef POLAIGA_SHORT_WALK
-constexpr unsigned kSequences = 1000;
+constexpr unsigned kSequences = 400;
 #else
 constexpr unsigned kSequences = 12000;
 #endif

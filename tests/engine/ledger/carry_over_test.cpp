@@ -18,7 +18,7 @@ namespace {
 
 // The process is killed at each moment, or at each of so many where that would take too long.
 #ifdef POLAIGA_SHORT_WALK
-constexpr int kEvery = 7;
+constexpr int kEvery = 19;
 #else
 constexpr int kEvery = 1;
 #endif

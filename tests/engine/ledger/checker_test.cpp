@@ -25,7 +25,7 @@ using test::raises;
 using Texts = std::vector<std::string>;
 
 #ifdef POLAIGA_SHORT_WALK
-constexpr int kFlippedBits = 150;
+constexpr int kFlippedBits = 50;
 #else
 constexpr int kFlippedBits = 800;
 #endif

@@ -46,7 +46,7 @@ def main():
     warnings.simplefilter("ignore", DeprecationWarning)
     validator = jsonschema.Draft202012Validator(schema, resolver=jsonschema.RefResolver(path.as_uri(), schema))
     for line in sys.stdin:
-        error = jsonschema.exceptions.best_match(validator.iter_errors(json.loads(line)))
+        error = next(validator.iter_errors(json.loads(line)), None)
         print("accepted" if error is None else f"refused: {error.json_path}: {error.message[:200]}")
 
 

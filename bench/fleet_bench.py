@@ -21,12 +21,19 @@ MIB = 1024 * 1024
 figures = Figures()
 
 
-def wait_for(simulation, seconds):
-    """Waits so many seconds, as long as the simulation runs."""
-    end = time.monotonic() + seconds
+def wait_for(simulation, seconds, after):
+    """Waits so many seconds, as long as the simulation runs, and tells how changes were acknowledged meanwhile."""
+    began = now = simulation.figures()
+    slowest, end = [], time.monotonic() + seconds
     while time.monotonic() < end:
         assert not simulation.process.has_ended(), simulation.process.text()[-2000:]
         time.sleep(0.5)
+        now = simulation.figures()
+        slowest.append(now.get("p99_ms", 0))
+    acked = now.get("acked", 0) - began.get("acked", 0)
+    slowest.sort()
+    print(f"{after}: {acked / seconds:.0f} changes a second acknowledged, 99 of 100 in a second within {slowest[len(slowest) // 2]} ms "
+          f"(median of all seconds; {slowest[-1]} in the worst one), {now.get('waiting')} wait, {now.get('online')} online", flush=True)
 
 
 def broker_memory(fleet):
@@ -38,28 +45,30 @@ def kills(place, options):
     with Fleet(place, options.programs) as fleet:
         before = broker_memory(fleet)
         simulation = fleet.simulate("--controllers", options.controllers, "--sites", 20, "--rate", options.rate, "--burst",
-                                    "--connect-rate", 100, "--wait", 300)
+                                    "--connect-rate", 100, "--clean-session", "--wait", 300)
         until("all controllers have connected", lambda: simulation.figures().get("made", 0) > 0, patience=600)
-        wait_for(simulation, options.pause)
+        wait_for(simulation, options.pause, "all is there")
         thousands = options.controllers / 1000
         figures.note("broker: MiB for 1,000 controllers, all nodes", (broker_memory(fleet) - before) / MIB / thousands)
         figures.note("a collector: MiB in all", max(one.memory() for one in fleet.collectors) / MIB)
 
         fleet.collectors.pop(0).kill()
-        wait_for(simulation, options.pause)
+        wait_for(simulation, options.pause, "a collector was killed")
         fleet.add_collector()
-        wait_for(simulation, options.pause)
 
         leader = fleet.broker.leader_of("polaiga.inbox.0")
         leader.end(signal.SIGKILL)
-        wait_for(simulation, options.pause)
+        wait_for(simulation, options.pause, "the leader of an inbox was killed")
+        # It takes the longer to come back, the more queues it has. The others do its work meanwhile.
+        began = time.monotonic()
         leader.start()
-        fleet.broker.wait()
-        wait_for(simulation, options.pause)
+        until("the node of the broker is back", leader.is_there, 900)
+        figures.note("seconds until the node of the broker was back", time.monotonic() - began)
+        wait_for(simulation, options.pause, "it is back")
 
         fleet.database.primary.end(signal.SIGKILL)
         fleet.database.promote()
-        wait_for(simulation, options.pause)
+        wait_for(simulation, options.pause, "the primary of the database was killed")
 
         end = simulation.stop()
         figures.note("changes made a second", end["made"] / max(1, end["seconds_of_changes"]))

@@ -32,14 +32,15 @@ Collector::Collector(Options options, Database& database, const engine::Clock& c
            {.every = kAskEvery, .work = [this] { publish(duties_.due_requests()); }},
            {.every = kSilenceEvery, .work = [this] { look_for_silence(); }},
            {.every = kReportEvery, .work = [this] { report(); }},
-           {.every = kTidyEvery, .work = [this] { duties_.tidy(options_.keep_changes, options_.keep_alarms); }}};
+           {.every = kTidySoon, .work = [this] { tidy(); }}};
 }
 
 void Collector::begin() {
   const std::string problem = schema_problem(database_);
   if (!problem.empty()) throw DatabaseRefuses(problem);
   // Without partitions nothing could be written.
-  duties_.tidy(options_.keep_changes, options_.keep_alarms);
+  tidy_at_ = clock_.steady();
+  tidy();
   const std::vector<BrokerNode>& nodes = options_.broker.nodes;
   const BrokerNode& node = nodes.at(output::random_number() % nodes.size());
   auto reading = std::make_unique<Connection>(options_.broker, node);
@@ -116,6 +117,8 @@ void Collector::bury(const std::vector<DeadLetter>& letters) {
 Taken Collector::take(const Batch& batch, std::size_t first, std::size_t count) {
   try {
     return intake_.take(std::span(batch.received).subspan(first, count));
+  } catch (const RowConflicts& error) {
+    if (count == 1) return rest(batch.received.at(first), error.what());
   } catch (const RowRefused& error) {
     if (count == 1) return take_in_place_of(batch, first, error.what());
   }
@@ -128,25 +131,44 @@ Taken Collector::take(const Batch& batch, std::size_t first, std::size_t count) 
   return taken;
 }
 
+// The message may be a good one, so it is not thrown away: it is passed over, and comes again. Others are taken.
+Taken Collector::rest(const Received& refused, const std::string& reason) {
+  note_problem(reason);
+  say_(Priority::kError, reason + ". Nothing is taken of " + refused.sender.site + "/" + refused.sender.controller +
+                             " for " + std::to_string(kRest.count()) + " s, and its changes come again after that");
+  pace_.rest(refused.sender, kRest);
+  return {};
+}
+
 // The message is a dead letter. In the place of a change a gap is noted, so that those that follow are taken.
 Taken Collector::take_in_place_of(const Batch& batch, std::size_t refused, const std::string& reason) {
   DeadLetter letter = batch.originals.at(refused);
   letter.reason = reason;
-  bury({letter});
   const Received& message = batch.received.at(refused);
   const auto* const change = std::get_if<ChangeMessage>(&message.message);
-  if (change == nullptr) return {};
+  if (change == nullptr) {
+    bury({letter});
+    return {};
+  }
   const Received gap{.sender = message.sender,
                      .message = GapMessage{.ledger_id = change->ledger_id,
                                            .first = change->number,
                                            .last = change->number,
                                            .previous = change->previous}};
-  return intake_.take(std::span(&gap, 1));
+  Taken taken;
+  try {
+    taken = intake_.take(std::span(&gap, 1));
+  } catch (const RowRefused& error) {
+    return rest(message, error.what());
+  }
+  bury({letter});
+  return taken;
 }
 
 void Collector::keep(const Batch& batch) {
-  bury(batch.dead_letters);
+  // What cannot be taken comes again, and with it what is buried.
   const Taken taken = batch.received.empty() ? Taken{} : take(batch, 0, batch.received.size());
+  bury(batch.dead_letters);
   publish(taken.answers);
   reading_->acknowledge(batch.last_tag);
   counts_.messages += batch.messages;
@@ -175,10 +197,25 @@ void Collector::report() {
            " messages of controllers that send too much were passed over; their changes are asked for again");
 }
 
+void Collector::tidy() {
+  if (clock_.steady() < tidy_at_) return;
+  const bool is_more = duties_.tidy(options_.keep_changes, options_.keep_alarms).is_more;
+  tidy_at_ = clock_.steady() + (is_more ? milliseconds(kTidySoon) : milliseconds(kTidyEvery));
+}
+
+// What the database refuses of one duty keeps neither the others nor the taking of messages back.
 void Collector::do_duties() {
   for (Due& due : dues_) {
     if (clock_.steady() < due.at) continue;
-    due.work();
+    try {
+      due.work();
+      due.said.clear();
+    } catch (const DatabaseRefuses& error) {
+      note_problem(error.what());
+      if (std::exchange(due.said, error.what()) != error.what()) {
+        say_(Priority::kWarning, std::string(error.what()) + ". It is tried again; messages are taken meanwhile");
+      }
+    }
     due.at = clock_.steady() + due.every;
   }
 }

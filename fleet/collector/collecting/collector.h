@@ -35,7 +35,9 @@ class Collector {
   static constexpr std::chrono::seconds kAskEvery{5};
   static constexpr std::chrono::seconds kSilenceEvery{5};
   static constexpr std::chrono::seconds kReportEvery{5};
+  static constexpr std::chrono::seconds kRest{10};  // of a controller whose message cannot be taken
   static constexpr std::chrono::minutes kTidyEvery{10};
+  static constexpr std::chrono::seconds kTidySoon{30};  // when not all that is too old is gone
 
   struct Options {
     BrokerSettings broker;
@@ -73,16 +75,19 @@ class Collector {
   struct Due {
     std::chrono::milliseconds every;
     std::function<void()> work;
+    std::string said = {};  // what went wrong the last time
     Steady at{};
   };
 
   Batch gather();
   void keep(const Batch& batch);
   Taken take(const Batch& batch, std::size_t first, std::size_t count);
+  Taken rest(const Received& refused, const std::string& reason);
   Taken take_in_place_of(const Batch& batch, std::size_t refused, const std::string& reason);
   void publish(const std::vector<Answer>& answers);
   void bury(const std::vector<DeadLetter>& letters);
   void do_duties();
+  void tidy();
   void look_for_silence();
   void report();
 
@@ -101,6 +106,7 @@ class Collector {
   std::optional<Share> share_;
 
   std::vector<Due> dues_;
+  Steady tidy_at_{};
   std::optional<Steady> all_read_since_;  // all inboxes have been read and empty all the time
   Duties::Collector counts_;
   std::uint64_t passed_over_ = 0;

@@ -10,7 +10,13 @@ double Pace::left_at(const Part& part, Steady now) {
 }
 
 void Pace::forget_whole(Steady now) {
-  std::erase_if(known_, [now](const auto& one) { return left_at(one.second, now) >= kBurst; });
+  std::erase_if(known_,
+                [now](const auto& one) { return left_at(one.second, now) >= kBurst && one.second.rests_until <= now; });
+}
+
+void Pace::rest(const Sender& sender, std::chrono::seconds how_long) {
+  const Steady now = clock_.steady();
+  known_.try_emplace(sender, Part{.at = now}).first->second.rests_until = now + how_long;
 }
 
 bool Pace::takes(const Sender& sender) {
@@ -19,7 +25,7 @@ bool Pace::takes(const Sender& sender) {
   Part& part = known_.try_emplace(sender, Part{.at = now}).first->second;
   part.left = left_at(part, now);
   part.at = now;
-  if (part.left < 1) return false;
+  if (part.left < 1 || now < part.rests_until) return false;
   part.left -= 1;
   return true;
 }

@@ -27,6 +27,9 @@ class Pace {
   // Whether a message of this sender is to be taken; it counts then.
   bool takes(const Sender& sender);
 
+  // Nothing of this sender is to be taken for so long.
+  void rest(const Sender& sender, std::chrono::seconds how_long);
+
   std::size_t known() const { return known_.size(); }
 
  private:
@@ -34,6 +37,7 @@ class Pace {
   struct Part {
     double left = kBurst;
     Steady at{};
+    Steady rests_until{};
   };
 
   static double left_at(const Part& part, Steady now);

@@ -175,8 +175,9 @@ void Database::translate() {
     const std::string text = place_ + " refuses the role " + engine::in_quotes(role) + ": " + why + " (SQLSTATE " +
                              state + ", in the statement that begins with " + statement + ")" +
                              (advice.empty() ? "" : "; " + advice);
-    // Data exceptions and violated constraints.
-    if (state.starts_with("22") || state.starts_with("23")) throw RowRefused(text);
+    // Violated constraints and data exceptions.
+    if (state.starts_with("23")) throw RowConflicts(text);
+    if (state.starts_with("22")) throw RowRefused(text);
     throw DatabaseRefuses(text);
   } catch (const pqxx::failure& failure) {
     // Such as a transaction that was rolled back.

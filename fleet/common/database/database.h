@@ -31,6 +31,13 @@ class RowRefused : public DatabaseRefuses {
   using DatabaseRefuses::DatabaseRefuses;
 };
 
+// What a row says does not agree with other rows, which nobody outside can bring about: a mistake of this program, or a
+// table that somebody else changed.
+class RowConflicts : public RowRefused {
+ public:
+  using RowRefused::RowRefused;
+};
+
 // A connection that is made when it is needed, and anew after it was lost. It is for one thread.
 class Database {
  public:

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <pqxx/result>
 #include <pqxx/transaction>
+#include <utility>
 
 #include "database/action_id.h"
 #include "database/duty.h"
@@ -60,20 +61,31 @@ std::vector<Answer> Duties::due_actions() {
     const pqxx::result rows = transaction.exec_params(
         "with due as (select a.action_no from action a join controller c using (controller_id) "
         "where a.state = 'waiting' and c.is_online and c.silent_since is null and "
-        "(a.sent is null or a.sent <= now() - make_interval(secs => $1::bigint)) order by a.action_no limit $2 "
+        "(a.sent is null or a.sent <= now() - make_interval(secs => $1::bigint) or a.sent > now()) "
+        "order by a.sent nulls first, a.action_no limit $2 "
         "for update of a skip locked) "
         "update action a set sent = now() from due, controller c, site s, ledger l "
         "where a.action_no = due.action_no and c.controller_id = a.controller_id and s.site_id = c.site_id and "
         "l.ledger_no = a.ledger_no "
-        "returning a.action_no, s.name, c.name, l.ledger_id, extract(epoch from a.expires)::bigint, a.person, "
-        "a.request",
+        "returning a.action_no, s.name, c.name, l.ledger_id, "
+        "extract(epoch from least(a.expires, '9999-12-31 23:59:59+00'))::bigint, a.person, "
+        "a.request, extract(epoch from a.asked)::bigint",
         Intake::kAskAgainAfter.count(), kMostActions);
     for (const pqxx::row& row : rows) {
-      const nlohmann::ordered_json message{{"id", action_id(row[0].as<std::int64_t>())},
+      auto request = nlohmann::ordered_json::parse(row[6].as<std::string>(), nullptr, false);
+      if (request.is_discarded()) {
+        // Such as a number that is too great for anybody.
+        transaction.exec_params(
+            "update action set state = 'refused', why = 'The request cannot be read', ended = now() "
+            "where action_no = $1",
+            row[0].as<std::int64_t>());
+        continue;
+      }
+      const nlohmann::ordered_json message{{"id", told_action_id(row[0].as<std::int64_t>(), row[7].as<std::int64_t>())},
                                            {"ledger_id", row[3].as<std::string>()},
                                            {"expires", engine::format_moment(row[4].as<std::int64_t>())},
                                            {"person", row[5].as<std::string>()},
-                                           {"request", nlohmann::ordered_json::parse(row[6].as<std::string>())}};
+                                           {"request", std::move(request)}};
       due.push_back({.sender = read_sender(row, 1), .kind = Kind::kAction, .payload = engine::json_text(message)});
     }
     transaction.commit();
@@ -92,7 +104,8 @@ std::vector<Answer> Duties::due_requests() {
             kProgressColumns +
             " from controller c join site s using (site_id) join ledger l on l.ledger_no = c.ledger_no "
             "where c.is_online and c.silent_since is null and (l.is_list_wanted or l.wanted_through > l.through) and "
-            "(c.asked is null or c.asked_for = '' or c.asked <= now() - make_interval(secs => $1::bigint)) "
+            "(c.asked is null or c.asked_for = '' or c.asked <= now() - make_interval(secs => $1::bigint) or "
+            "c.asked > now()) "
             "order by c.controller_id limit $2 for update of c skip locked",
         Intake::kAskAgainAfter.count(), kMostRequests);
     RowArrays asked{{"controller_id", "bigint"}, {"asked_for", "text"}};

@@ -36,9 +36,12 @@ class Duties {
   std::vector<Answer> due_requests();
 
   // Makes the partitions for today and the two days that follow, and drops those that are older than `keep_changes`.
-  // Deletes alarms that are over for longer than `keep_alarms`, a limited number of them. Answers how many rows and
-  // partitions went.
-  std::uint64_t tidy(std::chrono::hours keep_changes, std::chrono::hours keep_alarms);
+  // Deletes alarms that are over for longer than `keep_alarms`, for some seconds at most.
+  struct Tidied {
+    std::uint64_t gone = 0;  // rows and partitions
+    bool is_more = false;    // there are more that are too old
+  };
+  Tidied tidy(std::chrono::hours keep_changes, std::chrono::hours keep_alarms);
 
   // What a collector says of itself.
   struct Collector {

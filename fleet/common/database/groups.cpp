@@ -16,8 +16,10 @@
 namespace polaiga::fleet {
 namespace {
 
-constexpr int kMostNewAlarms = 2000;     // that are looked at at once
-constexpr int kMostNeighbours = 20'000;  // alarms that began at about the same time and are in no group yet
+constexpr int kMostNewAlarms = 2000;  // that are looked at at once
+// Alarms that began at about the same time and are in no group yet: of a fault around one time, and in all.
+constexpr int kMostNeighbours = 20'000;
+constexpr int kMostAlarms = 100'000;
 
 struct Fault {
   std::int64_t site_id = 0;
@@ -31,10 +33,9 @@ struct Fault {
 
 // What is known of a fault at a site, around the times at which new alarms began.
 struct Candidates {
-  std::vector<std::int64_t> due;  // the new alarms
-  engine::Moment first = 0;       // when the first and the last of these began
-  engine::Moment last = 0;
-  std::vector<GroupableAlarm> alarms;  // in no group yet
+  std::vector<std::int64_t> due;        // the new alarms
+  std::vector<engine::Moment> created;  // when these began
+  std::vector<GroupableAlarm> alarms;   // in no group yet
   std::vector<AlarmGroup> groups;
 };
 using ByFault = std::map<Fault, Candidates>;
@@ -49,14 +50,31 @@ ByFault read_due(pqxx::work& transaction) {
            "select site_id, code, name, alarm_no, extract(epoch from created)::bigint from alarm where is_grouping_due "
            "order by alarm_no limit $1",
            kMostNewAlarms)) {
-    const auto created = row[4].as<engine::Moment>();
-    const auto [at, is_new] = faults.try_emplace(read_fault(row));
-    Candidates& candidates = at->second;
-    candidates.first = is_new ? created : std::min(candidates.first, created);
-    candidates.last = is_new ? created : std::max(candidates.last, created);
+    Candidates& candidates = faults[read_fault(row)];
     candidates.due.push_back(row[3].as<std::int64_t>());
+    candidates.created.push_back(row[4].as<engine::Moment>());
   }
   return faults;
+}
+
+struct Period {
+  engine::Moment first = 0;
+  engine::Moment last = 0;
+};
+
+// The times around those at which alarms began. Times that overlap are one; a controller whose clock is wrong by years
+// does not join them.
+std::vector<Period> periods_around(std::vector<engine::Moment> moments, std::int64_t window) {
+  std::ranges::sort(moments);
+  std::vector<Period> periods;
+  for (const engine::Moment moment : moments) {
+    if (!periods.empty() && moment - window <= periods.back().last) {
+      periods.back().last = moment + window;
+    } else {
+      periods.push_back({.first = moment - window, .last = moment + window});
+    }
+  }
+  return periods;
 }
 
 void read_neighbours(pqxx::work& transaction, std::int64_t window, ByFault& faults) {
@@ -64,8 +82,9 @@ void read_neighbours(pqxx::work& transaction, std::int64_t window, ByFault& faul
     RowArrays rows{
         {"site_id", "integer"}, {"code", "bigint"}, {"name", "text"}, {"first", "bigint"}, {"last", "bigint"}};
     for (const auto& [fault, candidates] : faults) {
-      rows.number(fault.site_id).number(fault.code).text(fault.name);
-      rows.number(candidates.first - window).number(candidates.last + window);
+      for (const Period& period : periods_around(candidates.created, window)) {
+        rows.number(fault.site_id).number(fault.code).text(fault.name).number(period.first).number(period.last);
+      }
     }
     return rows;
   };
@@ -75,10 +94,10 @@ void read_neighbours(pqxx::work& transaction, std::int64_t window, ByFault& faul
                 "select a.site_id, a.code, a.name, a.alarm_no, a.controller_id, extract(epoch from a.created)::bigint "
                 "from " +
                     rows.as_w() +
-                    " join alarm a on a.site_id = w.site_id and a.code = w.code and a.name = w.name and "
-                    "a.created between to_timestamp(w.first) and to_timestamp(w.last) where a.group_no is null "
-                    "order by a.created desc limit " +
-                    std::to_string(kMostNeighbours))) {
+                    " join lateral (select * from alarm a where a.site_id = w.site_id and a.code = w.code and "
+                    "a.name = w.name and a.created between to_timestamp(w.first) and to_timestamp(w.last) and "
+                    "a.group_no is null order by a.created desc limit " +
+                    std::to_string(kMostNeighbours) + ") a on true limit " + std::to_string(kMostAlarms))) {
     faults.at(read_fault(row))
         .alarms.push_back({.alarm_no = row[3].as<std::int64_t>(),
                            .controller_id = row[4].as<std::int64_t>(),
@@ -87,12 +106,12 @@ void read_neighbours(pqxx::work& transaction, std::int64_t window, ByFault& faul
   rows = fault_rows();
   for (const pqxx::row& row :
        rows.run(transaction,
-                "select g.site_id, g.code, g.name, g.group_no, extract(epoch from g.first_created)::bigint, "
+                "select distinct g.site_id, g.code, g.name, g.group_no, extract(epoch from g.first_created)::bigint, "
                 "extract(epoch from g.last_created)::bigint from " +
                     rows.as_w() +
                     " join alarm_group g on g.site_id = w.site_id and g.code = w.code and g.name = w.name and "
                     "g.last_created >= to_timestamp(w.first) and g.first_created <= to_timestamp(w.last) "
-                    "order by g.first_created, g.group_no")) {
+                    "order by 5, 4")) {
     faults.at(read_fault(row))
         .groups.push_back({.group_no = row[3].as<std::int64_t>(),
                            .first_created = row[4].as<engine::Moment>(),

@@ -159,9 +159,10 @@ void KnownControllers::take(KnownController& controller, const ReplayDone& done,
 }
 
 void KnownControllers::take(KnownController& controller, const ActedMessage& answer, Taken&) {
-  if (const auto action_no = parse_action_id(answer.id)) {
+  if (const auto told = parse_told_action_id(answer.id)) {
     acted.push_back({.controller_id = controller.controller_id,
-                     .action_no = *action_no,
+                     .action_no = told->action_no,
+                     .asked = told->asked,
                      .is_done = answer.is_done,
                      .why = answer.why});
   }

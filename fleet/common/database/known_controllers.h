@@ -48,6 +48,7 @@ struct KnownController {
 struct ActedRow {
   std::int64_t controller_id = 0;
   std::int64_t action_no = 0;
+  std::int64_t asked = 0;  // seconds since 1970
   bool is_done = false;
   std::string why;
 };

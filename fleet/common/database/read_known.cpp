@@ -1,3 +1,4 @@
+#include <limits>
 #include <set>
 #include <utility>
 
@@ -126,21 +127,29 @@ void read_alarms(pqxx::work& transaction, std::span<const Received> messages, co
                  const KnownControllers& known) {
   std::set<std::pair<std::int64_t, ChangeNumber>> wanted;
   RowArrays parts{{"ledger_no", "bigint"}, {"after", "bigint"}, {"through", "bigint"}};
-  const auto find = [&known](const Received& received, const std::string& ledger_id) {
+  const auto find = [&known](const Received& received, const std::string& ledger_id) -> const KnownLedger* {
     const auto& all = known.controllers.at(received.sender).ledgers;
     const auto ledger = all.find(ledger_id);
-    return ledger == all.end() ? 0 : ledger->second.ledger_no;
+    return ledger == all.end() || ledger->second.ledger_no == 0 ? nullptr : &ledger->second;
   };
+  std::map<const KnownLedger*, ChangeNumber> next_parts;  // where the next part of each ledger's list begins
   for (const Received& received : messages) {
     if (const auto* const change = std::get_if<ChangeMessage>(&received.message)) {
-      const std::int64_t ledger_no = find(received, change->ledger_id);
-      if (ledger_no == 0) continue;
-      for (const ChangeNumber alarm : alarms_of(*change)) wanted.emplace(ledger_no, alarm);
+      const KnownLedger* const ledger = find(received, change->ledger_id);
+      if (ledger == nullptr) continue;
+      for (const ChangeNumber alarm : alarms_of(*change)) wanted.emplace(ledger->ledger_no, alarm);
     } else if (const auto* const list = std::get_if<ListMessage>(&received.message)) {
-      const std::int64_t ledger_no = find(received, list->ledger_id);
-      if (ledger_no == 0) continue;
-      for (const ListedAlarm& listed : list->alarms) wanted.emplace(ledger_no, listed.number);
-      parts.number(ledger_no).number(list->after).number(list->through);
+      const KnownLedger* const ledger = find(received, list->ledger_id);
+      if (ledger == nullptr) continue;
+      // Only a part that was asked for and follows the one before it may be taken. So parts do not overlap, and nobody
+      // makes us read all alarms again and again.
+      const LedgerProgress& progress = ledger->progress;
+      ChangeNumber& next = next_parts.try_emplace(ledger, progress.list_after).first->second;
+      const bool is_asked_for = progress.is_list_wanted && !list->replay.empty() && list->replay == progress.asked_for;
+      if (!is_asked_for || list->after != next || list->through <= next) continue;
+      next = list->is_last ? std::numeric_limits<ChangeNumber>::max() : list->through;
+      for (const ListedAlarm& listed : list->alarms) wanted.emplace(ledger->ledger_no, listed.number);
+      parts.number(ledger->ledger_no).number(list->after).number(list->through);
     }
   }
   const std::string columns = std::string("select ") + kAlarmColumns + " from ";
@@ -216,7 +225,8 @@ bool lock_controllers(pqxx::work& transaction, std::span<const Received> message
                 "select c.controller_id, c.site_id, s.name, c.name, c.is_online, c.is_engine_answering, "
                 "c.silent_since is not null, coalesce(c.asked > now() - make_interval(secs => " +
                     std::to_string(Intake::kAskAgainAfter.count()) +
-                    "), false), c.version, (extract(epoch from now()) * 1000000)::bigint from " + names.as_w() +
+                    ") and c.asked <= now(), false), c.version, (extract(epoch from now()) * 1000000)::bigint from " +
+                    names.as_w() +
                     " join site s on s.name = w.site join controller c on c.site_id = s.site_id and c.name = w.name "
                     "order by c.controller_id for update of c");
   for (const pqxx::row& row : rows) {

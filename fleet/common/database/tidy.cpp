@@ -1,4 +1,5 @@
 // What is too old goes, and partitions for the days that come are made.
+#include <chrono>
 #include <pqxx/except>
 #include <pqxx/result>
 #include <pqxx/transaction>
@@ -9,7 +10,8 @@
 namespace polaiga::fleet {
 namespace {
 
-constexpr int kMostRows = 10'000;  // of each table, that go at once
+constexpr int kMostRows = 10'000;           // of each table, that go at once
+constexpr std::chrono::seconds kAtMost{5};  // for all that goes before others have their turn
 constexpr const char* kCollectorsAreKept = "7 days";
 
 void make_partitions(pqxx::connection& connection) {
@@ -39,8 +41,10 @@ std::uint64_t drop_partitions(pqxx::connection& connection, std::chrono::hours k
   }
 }
 
-// Of alarms, what others lock is left for the next time.
-std::uint64_t delete_rows(pqxx::connection& connection, std::chrono::hours keep) {
+// Of alarms, what others lock is left for the next time. Answers how many rows went; `is_more` tells that a table may
+// have more of them.
+std::uint64_t delete_rows(pqxx::connection& connection, std::chrono::hours keep, bool& is_more) {
+  is_more = false;
   pqxx::work transaction(connection);
   if (!take_duty(transaction, Duty::kTidying)) return 0;
   std::uint64_t gone = 0;
@@ -55,7 +59,9 @@ std::uint64_t delete_rows(pqxx::connection& connection, std::chrono::hours keep)
         "delete from alarm_group where group_no in (select g.group_no from alarm_group g where "
         "g.last_created < now() - make_interval(hours => $1::integer) and "
         "not exists (select 1 from alarm a where a.group_no = g.group_no) limit $2)"}) {
-    gone += transaction.exec_params(statement, hours, kMostRows).affected_rows();
+    const std::uint64_t rows = transaction.exec_params(statement, hours, kMostRows).affected_rows();
+    is_more = is_more || rows == kMostRows;
+    gone += rows;
   }
   gone +=
       transaction.exec(std::string("delete from collector where heard < now() - interval '") + kCollectorsAreKept + "'")
@@ -66,10 +72,15 @@ std::uint64_t delete_rows(pqxx::connection& connection, std::chrono::hours keep)
 
 }  // namespace
 
-std::uint64_t Duties::tidy(std::chrono::hours keep_changes, std::chrono::hours keep_alarms) {
+Duties::Tidied Duties::tidy(std::chrono::hours keep_changes, std::chrono::hours keep_alarms) {
   return database_.use([keep_changes, keep_alarms](pqxx::connection& connection) {
     make_partitions(connection);
-    return drop_partitions(connection, keep_changes) + delete_rows(connection, keep_alarms);
+    Tidied tidied{.gone = drop_partitions(connection, keep_changes)};
+    const auto until = std::chrono::steady_clock::now() + kAtMost;
+    do {
+      tidied.gone += delete_rows(connection, keep_alarms, tidied.is_more);
+    } while (tidied.is_more && std::chrono::steady_clock::now() < until);
+    return tidied;
   });
 }
 

@@ -245,9 +245,13 @@ void write_controllers(pqxx::work& transaction, KnownControllers& known) {
 }
 
 void write_acted(pqxx::work& transaction, const std::vector<ActedRow>& acted) {
-  RowArrays rows{{"controller_id", "bigint"}, {"action_no", "bigint"}, {"is_done", "boolean"}, {"why", "text"}};
+  RowArrays rows{{"controller_id", "bigint"},
+                 {"action_no", "bigint"},
+                 {"asked", "bigint"},
+                 {"is_done", "boolean"},
+                 {"why", "text"}};
   for (const ActedRow& row : acted) {
-    rows.number(row.controller_id).number(row.action_no).flag(row.is_done).text(row.why);
+    rows.number(row.controller_id).number(row.action_no).number(row.asked).flag(row.is_done).text(row.why);
   }
   if (rows.empty()) return;
   // An answer may come after the end of its time.
@@ -256,7 +260,7 @@ void write_acted(pqxx::work& transaction, const std::vector<ActedRow>& acted) {
            "ended = now() from " +
                rows.as_w() +
                " where a.action_no = w.action_no and a.controller_id = w.controller_id and "
-               "a.state in ('waiting', 'expired')");
+               "extract(epoch from a.asked)::bigint = w.asked and a.state in ('waiting', 'expired')");
 }
 
 }  // namespace

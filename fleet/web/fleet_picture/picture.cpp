@@ -12,7 +12,9 @@ std::shared_ptr<const fleet::Overview> Picture::read() {
 std::shared_ptr<const fleet::Overview> Picture::now(std::chrono::milliseconds oldest) {
   std::unique_lock lock(mutex_);
   while (true) {
-    if (overview_ && std::chrono::steady_clock::now() - read_at_ < oldest) return overview_;
+    const auto at = std::chrono::steady_clock::now();
+    if (overview_ && at - read_at_ < oldest) return overview_;
+    if (problem_ && at - failed_at_ < kFresh) std::rethrow_exception(problem_);
     if (!is_reading_) break;
     if (const auto away = asking_.away()) throw fleet::DatabaseAway(away->why);
     was_read_.wait_for(lock, kFresh);
@@ -29,6 +31,8 @@ std::shared_ptr<const fleet::Overview> Picture::now(std::chrono::milliseconds ol
   lock.lock();
   is_reading_ = false;
   was_read_.notify_all();
+  problem_ = problem;
+  failed_at_ = std::chrono::steady_clock::now();
   if (problem) std::rethrow_exception(problem);
   overview_ = fresh;
   read_at_ = std::chrono::steady_clock::now();

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <exception>
 #include <memory>
 #include <mutex>
 
@@ -20,7 +21,7 @@ class Picture {
   explicit Picture(fleet::Asking& asking) : asking_(asking) {}
 
   // At most so old. Who comes while it is being read waits for it, unless the database is away: it may take long
-  // until that answers. Throws as Asking does.
+  // until that answers. Throws as Asking does; all who ask within kFresh of a failure are told of the same one.
   std::shared_ptr<const fleet::Overview> now(std::chrono::milliseconds oldest = kFresh);
 
  private:
@@ -32,6 +33,8 @@ class Picture {
   bool is_reading_ = false;
   std::shared_ptr<const fleet::Overview> overview_;
   std::chrono::steady_clock::time_point read_at_ = {};
+  std::exception_ptr problem_;  // why it could not be read the last time
+  std::chrono::steady_clock::time_point failed_at_ = {};
 };
 
 }  // namespace polaiga::web

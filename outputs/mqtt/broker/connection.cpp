@@ -251,7 +251,9 @@ MessageId Connection::send(const Message& message) {
 }
 
 void Connection::subscribe(const std::string& topic) {
-  expect(mosquitto_subscribe_v5(client_.get(), nullptr, topic.c_str(), kQuality, 0, nullptr), "subscribe");
+  // A broker that keeps nothing for this client has no use for answers to what it delivers.
+  const int quality = settings_.is_session_clean ? 0 : kQuality;
+  expect(mosquitto_subscribe_v5(client_.get(), nullptr, topic.c_str(), quality, 0, nullptr), "subscribe");
 }
 
 void Connection::ask_for_kept(const std::string& topic) {

@@ -59,6 +59,18 @@ TEST(Pace, EachControllerHasItsOwn) {
   EXPECT_FALSE(pace.takes(controller(1)));
 }
 
+TEST(Pace, AControllerRests) {
+  ManualClock clock(kToday);
+  Pace pace(clock);
+  pace.rest(controller(1), std::chrono::seconds(10));
+  EXPECT_FALSE(pace.takes(controller(1)));
+  EXPECT_TRUE(pace.takes(controller(2)));
+  clock.pass(9);
+  EXPECT_FALSE(pace.takes(controller(1)));
+  clock.pass(1);
+  EXPECT_TRUE(pace.takes(controller(1)));
+}
+
 TEST(Pace, ControllersWhosePartIsWholeAreForgottenWhenThereAreMany) {
   constexpr int kMost = 20000;
   ManualClock clock(kToday);

@@ -86,6 +86,43 @@ class DatabaseTest(unittest.TestCase):
         self.assertEqual(self.all.numbers("detached"), [1, 2])
         self.assertEqual(self.gaps("detached"), [])
         until("there is no dead letter", self.nothing_is_dead)
+    def send_until_taken(self, number, controller):
+        """As a controller does: it tells a change again until that is acknowledged."""
+        def is_taken():
+            self.all.send("change", change(number, controller), controller)
+            return any(one["through"] >= number for one in self.all.told("ack", controller))
+        until("the change is taken", is_taken, 30)
+
+    def test_a_change_that_conflicts_with_others_is_not_thrown_away(self):
+        self.all.query("alter table alarm add constraint mistake check (dn <> 'sys/fan-2')")
+        self.all.send("change", change(1, "conflict"), "conflict")
+        self.all.send("change", change(2, "conflict"), "conflict")
+        self.all.wait_for_ack(1, "conflict")
+        self.collector.wait_for("Nothing is taken of lab/conflict for 10 s")
+        self.all.send("change", change(1, "peaceful"), "peaceful")
+        self.all.wait_for_ack(1, "peaceful")
+        self.all.query("alter table alarm drop constraint mistake")
+        self.send_until_taken(2, "conflict")
+        self.assertEqual(self.all.numbers("conflict"), [1, 2])
+        self.assertEqual(self.gaps("conflict"), [])
+        until("there is no dead letter", self.nothing_is_dead)
+
+    def test_a_gap_that_is_refused_holds_nobody_else_back(self):
+        self.all.database.execute(
+            "create trigger refuse before insert on polaiga.gap for each row execute function polaiga.refuse()")
+        self.all.send("change", change(1, "gapless", record={"name": "refused"}), "gapless")
+        self.collector.wait_for("Nothing is taken of lab/gapless for 10 s")
+        self.all.send("change", change(1, "whole"), "whole")
+        self.all.wait_for_ack(1, "whole")
+        until("there is no dead letter", self.nothing_is_dead)
+        self.all.database.execute("drop trigger refuse on polaiga.gap")
+
+    def test_a_duty_that_the_database_refuses_keeps_no_change_back(self):
+        self.all.query("revoke select on action from polaiga_collector")
+        self.collector.wait_for("messages are taken meanwhile")
+        self.all.send("change", change(1, "dutiful"), "dutiful")
+        self.all.wait_for_ack(1, "dutiful")
+        self.all.query("grant select on action to polaiga_collector")
 
 
 if __name__ == "__main__":

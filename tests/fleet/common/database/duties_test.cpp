@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <pqxx/transaction>
 
 #include "database/duty.h"
@@ -21,6 +22,13 @@ class DutiesTest : public testing::Test {
   Database database_{test_.url("polaiga_collector"), "duties_test"};
   Intake intake_{database_};
   Duties duties_{database_};
+
+  // The id under which an action goes down: with the second of its asking.
+  std::string told_id(int action_no) {
+    const std::string asked = test_.sql("select extract(epoch from asked)::bigint from action where action_no = " +
+                                        std::to_string(action_no));
+    return "fleet-" + std::to_string(action_no) + "-" + asked.substr(0, asked.size() - 1);
+  }
 
   std::string silent() {
     return test_.sql(
@@ -97,13 +105,13 @@ TEST_F(DutiesTest, ActionsGoDownUntilTheyAreAnswered) {
   ASSERT_EQ(due.size(), 1);
   EXPECT_EQ(due[0].sender, sender());
   EXPECT_EQ(due[0].kind, Kind::kAction);
-  EXPECT_EQ(due[0].payload, "{\"id\":\"fleet-1\",\"ledger_id\":\"" + kLedger +
+  EXPECT_EQ(due[0].payload, "{\"id\":\"" + told_id(1) + "\",\"ledger_id\":\"" + kLedger +
                                 "\",\"expires\":\"2099-01-02T03:04:05Z\",\"person\":\"anna\",\"request\":{\"do\":"
                                 "\"acknowledge\",\"alarms\":\"1\",\"comment\":\"it's \\\"mine\\\"\"}}");
   EXPECT_EQ(duties_.due_actions().size(), 0) << "sent just now";
   test_.sql("update action set sent = now() - interval '31 s'");
   EXPECT_EQ(duties_.due_actions().size(), 1);
-  take(intake_, sender(), ActedMessage{.id = "fleet-1", .is_done = true});
+  take(intake_, sender(), ActedMessage{.id = told_id(1), .is_done = true});
   test_.sql("update action set sent = now() - interval '31 s'");
   EXPECT_EQ(duties_.due_actions().size(), 0);
   EXPECT_EQ(test_.sql("select state from action"), "done\n");
@@ -170,9 +178,9 @@ TEST_F(DutiesTest, PartitionsAreMadeAndDropped) {
   test_.sql("drop table change_" + test_.sql("select to_char((now() at time zone 'UTC')::date + 2, 'YYYYMMDD')"));
   test_.sql("select make_change_partition((now() at time zone 'UTC')::date - n) from generate_series(1, 4) n");
   take(intake_, sender(), raised(1));
-  EXPECT_EQ(duties_.tidy(hours(48), hours(24)), 2);
+  EXPECT_EQ(duties_.tidy(hours(48), hours(24)).gone, 2);
   EXPECT_EQ(partitions(), "-2\n-1\n0\n1\n2\n");
-  EXPECT_EQ(duties_.tidy(hours(48), hours(24)), 0);
+  EXPECT_EQ(duties_.tidy(hours(48), hours(24)).gone, 0);
   EXPECT_EQ(test_.sql("select count(*) from change"), "1\n");
 }
 
@@ -183,9 +191,9 @@ TEST_F(DutiesTest, PartitionsThatAreReadAreDroppedLater) {
   {
     pqxx::work reading(other);
     reading.exec("select count(*) from polaiga.change");
-    EXPECT_EQ(duties_.tidy(hours(48), hours(24)), 0);
+    EXPECT_EQ(duties_.tidy(hours(48), hours(24)).gone, 0);
   }
-  EXPECT_EQ(duties_.tidy(hours(48), hours(24)), 1);
+  EXPECT_EQ(duties_.tidy(hours(48), hours(24)).gone, 1);
 }
 
 TEST_F(DutiesTest, AlarmsThatAreOverForLongGo) {
@@ -193,7 +201,7 @@ TEST_F(DutiesTest, AlarmsThatAreOverForLongGo) {
   test_.sql(
       "update alarm set cleared = now() - case number when 1 then interval '25 h' else interval '23 h' end "
       "where ended <> ''");
-  EXPECT_EQ(duties_.tidy(hours(48), hours(24)), 1);
+  EXPECT_EQ(duties_.tidy(hours(48), hours(24)).gone, 1);
   EXPECT_EQ(test_.sql("select number from alarm order by number"), "2\n3\n");
   add_actions(test_, "now()");
   test_.sql("update action set state = 'done', ended = now() - interval '25 h'");
@@ -202,7 +210,59 @@ TEST_F(DutiesTest, AlarmsThatAreOverForLongGo) {
       "interval '25 h' from ledger");
   duties_.report({.name = "gone"});
   test_.sql("update collector set heard = now() - interval '8 days'");
-  EXPECT_EQ(duties_.tidy(hours(48), hours(24)), 3);
+  EXPECT_EQ(duties_.tidy(hours(48), hours(24)).gone, 3);
+}
+
+// However many there are: more go than come.
+TEST_F(DutiesTest, ManyAlarmsThatAreOverForLongGo) {
+  take(intake_, sender(), raised(1));
+  test_.sql(
+      "insert into alarm (controller_id, site_id, ledger_no, number, fault, last_change, fault_dn, dn, code, name, "
+      "description, cause, severity, worst, created, since, updated, cleared, ended) select controller_id, site_id, "
+      "ledger_no, n, n, n, "
+      "fault_dn, dn, code, name, description, cause, severity, worst, created, since, updated, now() - interval '25 "
+      "h', 'cleared' "
+      "from alarm, generate_series(2, 25001) n");
+  const Duties::Tidied tidied = duties_.tidy(hours(48), hours(24));
+  EXPECT_EQ(tidied.gone, 25000);
+  EXPECT_FALSE(tidied.is_more);
+  EXPECT_EQ(test_.sql("select number from alarm"), "1\n");
+}
+
+// An operator's role may write any request and any end.
+TEST_F(DutiesTest, ActionsThatNobodyCanRead) {
+  take(intake_, sender(), raised(1), online(1));
+  add_actions(test_, "'infinity'");
+  add_actions(test_, "now() + interval '1 h'");
+  test_.sql("update action set request = '{\"do\": 1e400}' where action_no = 2");
+  const std::vector<Answer> due = duties_.due_actions();
+  ASSERT_EQ(due.size(), 1);
+  EXPECT_TRUE(due[0].payload.starts_with("{\"id\":\"" + told_id(1) + "\"")) << due[0].payload;
+  EXPECT_EQ(test_.sql("select action_no, state, why from action order by 1"),
+            "1|waiting|\n2|refused|The request cannot be read\n");
+}
+
+// Actions that nobody answers do not keep others from going down.
+TEST_F(DutiesTest, NewActionsGoBeforeThoseThatNobodyAnswered) {
+  take(intake_, sender(), raised(1), online(1));
+  test_.sql(
+      "insert into action (controller_id, ledger_no, request, person, expires, sent) select controller_id, ledger_no, "
+      "'{}', 'anna', now() + interval '1 h', now() - interval '31 s' from ledger, generate_series(1, 600)");
+  add_actions(test_, "now() + interval '1 h'");
+  const std::vector<Answer> due = duties_.due_actions();
+  ASSERT_EQ(due.size(), 500);
+  EXPECT_TRUE(
+      std::ranges::any_of(due, [](const Answer& one) { return one.payload.starts_with("{\"id\":\"fleet-601-"); }));
+}
+
+// After the database's clock was put back, what was sent in the future is sent again.
+TEST_F(DutiesTest, TheClockWasPutBack) {
+  take(intake_, sender(), raised(1), online(1));
+  add_actions(test_, "now() + interval '2 h'");
+  test_.sql("update action set sent = now() + interval '1 h'");
+  test_.sql("update controller set asked = now() + interval '1 h'; update ledger set wanted_through = 9");
+  EXPECT_EQ(duties_.due_actions().size(), 1);
+  EXPECT_EQ(duties_.due_requests().size(), 1);
 }
 
 }  // namespace duties_test

@@ -119,5 +119,23 @@ TEST_F(GroupsTest, AGroupWhoseAlarmsWentGoesToo) {
   EXPECT_EQ(groups(), "");
 }
 
+// The clocks of some controllers are wrong by years. Only alarms around the time of a new one are looked at.
+TEST_F(GroupsTest, ClocksThatAreWrong) {
+  take(intake_, sender("rack-0"), raised(1));
+  test_.sql(
+      "insert into alarm (controller_id, site_id, ledger_no, number, fault, last_change, fault_dn, dn, code, name, "
+      "description, cause, severity, worst, created, since, updated, is_grouping_due) select controller_id, site_id, "
+      "ledger_no, n, n, n, "
+      "fault_dn, dn, 1, name, description, cause, severity, worst, now() + interval '1 y', since, updated, false from "
+      "alarm, "
+      "generate_series(2, 20003) n; "
+      "update alarm set created = to_timestamp(0), is_grouping_due = true where number = 2; "
+      "update alarm set created = now() + interval '2 y', is_grouping_due = true where number = 3");
+  for (const char* const rack : {"rack-1", "rack-2", "rack-3"}) raise(rack, 10);
+  duties_.find_groups(kWindow);
+  EXPECT_EQ(groups(), "lab|395|fltFanInoperable|Fan 1 is inoperable|4|4|4|1|10\n");
+  EXPECT_EQ(due(), "0\n");
+}
+
 }  // namespace groups_test
 }  // namespace polaiga::fleet

@@ -6,6 +6,7 @@
 #include <pqxx/transaction>
 #include <thread>
 
+#include "database/known_rows.h"
 #include "support/sent.h"
 #include "support/test_postgres.h"
 
@@ -326,6 +327,30 @@ TEST_F(IntakeTest, AListThatNobodyAskedForIsNotTaken) {
   EXPECT_EQ(alarms(), "1|1|4|4|1|\n");
 }
 
+// Nobody makes a collector read all alarms again and again.
+TEST_F(IntakeTest, PartsThatNobodyAskedForAreNotRead) {
+  take(intake_, sender(), raised(1), raised(2), raised(3));
+  const auto alarms_read = [this](const std::string& replay, ChangeNumber after, ChangeNumber through) {
+    const std::vector<Received> messages(
+        50, {.sender = sender(),
+             .message =
+                 ListMessage{.ledger_id = kLedger, .replay = replay, .number = 9, .after = after, .through = through}});
+    pqxx::connection connection(test_.url("polaiga_collector"));
+    connection.set_variable("search_path", "polaiga");
+    pqxx::work transaction(connection);
+    KnownControllers known;
+    EXPECT_TRUE(lock_controllers(transaction, messages, known));
+    read_known(transaction, messages, known);
+    return known.controllers.at(sender()).ledgers.at(kLedger).alarms.size();
+  };
+  test_.sql("update ledger set is_list_wanted = true, list_after = 1; update controller set asked_for = 'list-7'");
+  EXPECT_EQ(alarms_read("mine", 1, 99), 0);
+  EXPECT_EQ(alarms_read("", 1, 99), 0);
+  EXPECT_EQ(alarms_read("list-7", 0, 99), 0) << "that part has come";
+  EXPECT_EQ(alarms_read("list-7", 1, 2), 1);
+  EXPECT_EQ(alarms_read("list-7", 1, 99), 2);
+}
+
 TEST_F(IntakeTest, AFaultShowsTheRecordOfAnotherReporter) {
   FaultWords first = words();
   first.description = "Fan 1 by sensor A";
@@ -413,14 +438,20 @@ TEST_F(IntakeTest, AnswersToActions) {
       "insert into action (controller_id, ledger_no, request, person, expires, state) select c.controller_id, "
       "c.ledger_no, '{}', 'anna', now(), n.state from controller c, (values ('waiting'), ('waiting'), ('expired'), "
       "('done')) n(state) where c.name = 'rack-1'");
-  take(intake_, sender(), ActedMessage{.id = "fleet-1", .is_done = true},
-       ActedMessage{.id = "fleet-2", .why = "the alarm is over"}, ActedMessage{.id = "fleet-3", .is_done = true},
-       ActedMessage{.id = "fleet-4", .why = "no"}, ActedMessage{.id = "other-1"});
+  test_.sql("update action set asked = to_timestamp(50)");
+  // Answers to what was asked before the database was made anew.
+  take(intake_, sender(), ActedMessage{.id = "fleet-1-49", .is_done = true},
+       ActedMessage{.id = "fleet-1", .is_done = true}, ActedMessage{.id = "fleet-1-", .is_done = true},
+       ActedMessage{.id = "fleet-x-50", .is_done = true});
+  EXPECT_EQ(test_.sql("select state from action where action_no = 1"), "waiting\n");
+  take(intake_, sender(), ActedMessage{.id = "fleet-1-50", .is_done = true},
+       ActedMessage{.id = "fleet-2-50", .why = "the alarm is over"}, ActedMessage{.id = "fleet-3-50", .is_done = true},
+       ActedMessage{.id = "fleet-4-50", .why = "no"}, ActedMessage{.id = "other-1-50"});
   EXPECT_EQ(test_.sql("select action_no, state, why, ended is not null from action order by action_no"),
             "1|done||t\n2|refused|the alarm is over|t\n3|done||t\n4|done||f\n");
   // Another controller does not answer for this one.
   test_.sql("update action set state = 'waiting', why = ''");
-  take(intake_, sender("rack-2"), ActedMessage{.id = "fleet-1", .is_done = true});
+  take(intake_, sender("rack-2"), ActedMessage{.id = "fleet-1-50", .is_done = true});
   EXPECT_EQ(test_.sql("select distinct state from action"), "waiting\n");
 }
 

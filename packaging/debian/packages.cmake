@@ -1,5 +1,6 @@
 # cpack makes libpolaiga1, libpolaiga-dev, polaiga, polaiga-web, polaiga-ipmi and the publishers, polaiga-snmp,
-# polaiga-mqtt and polaiga-alertmanager, and polaiga-collector, for the architecture that was built for.
+# polaiga-mqtt and polaiga-alertmanager, and those of a fleet, polaiga-collector, polaiga-web-fleet and
+# polaiga-alertmanager-fleet, for the architecture that was built for.
 set(POLAIGA_MAINTAINER "polaiga maintainers <polaiga@localhost>" CACHE STRING "Who stands in the packages as maintainer")
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME polaiga)
@@ -24,6 +25,11 @@ endforeach()
 if(TARGET polaiga_collector_program)
   list(APPEND CPACK_COMPONENTS_ALL collector)
 endif()
+foreach(output web alertmanager)
+  if(TARGET polaiga_${output}-fleet_program)
+    list(APPEND CPACK_COMPONENTS_ALL ${output}_fleet)
+  endif()
+endforeach()
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -90,14 +96,32 @@ set(CPACK_DEBIAN_ALERTMANAGER_PACKAGE_SUGGESTS prometheus-alertmanager)
 set(CPACK_COMPONENT_ALERTMANAGER_DESCRIPTION
   "Alertmanager and webhook publisher of the fault engine\nIt keeps active alarms as alerts in one or several Alertmanagers of\nPrometheus, and posts changes to webhooks as CloudEvents.")
 
-set(CPACK_DEBIAN_COLLECTOR_PACKAGE_NAME polaiga-collector)
-set(CPACK_DEBIAN_COLLECTOR_PACKAGE_SECTION admin)
+# The programs of a fleet, whose scripts differ in the name alone.
+foreach(program collector web-fleet alertmanager-fleet)
+  string(REPLACE - _ component ${program})
+  string(TOUPPER ${component} component)
+  set(scripts ${CMAKE_CURRENT_BINARY_DIR}/debian/${program})
+  foreach(script postinst prerm postrm)
+    configure_file(debian/fleet/${script}.in debian/${program}/${script} @ONLY FILE_PERMISSIONS
+      OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+  endforeach()
+  set(CPACK_DEBIAN_${component}_PACKAGE_NAME polaiga-${program})
+  set(CPACK_DEBIAN_${component}_PACKAGE_SECTION admin)
+  set(CPACK_DEBIAN_${component}_PACKAGE_CONTROL_EXTRA ${scripts}/postinst ${scripts}/prerm ${scripts}/postrm)
+endforeach()
 set(CPACK_DEBIAN_COLLECTOR_PACKAGE_SUGGESTS "postgresql-15, rabbitmq-server")
 set(CPACK_COMPONENT_COLLECTOR_DESCRIPTION
   "alarms of many controllers in one database\nIt takes the changes that fault engines publish by MQTT from a RabbitMQ broker,\nwrites each once into a PostgreSQL database, and asks for what is missing.")
-set(CPACK_DEBIAN_COLLECTOR_PACKAGE_CONTROL_EXTRA
-  ${CMAKE_CURRENT_SOURCE_DIR}/debian/collector/postinst ${CMAKE_CURRENT_SOURCE_DIR}/debian/collector/prerm
-  ${CMAKE_CURRENT_SOURCE_DIR}/debian/collector/postrm)
+# The web server of a fleet alone has files of its own, which a purge takes away.
+set(scripts ${CMAKE_CURRENT_BINARY_DIR}/debian/web-fleet)
+set(CPACK_DEBIAN_WEB_FLEET_PACKAGE_CONTROL_EXTRA
+  ${scripts}/postinst ${scripts}/prerm ${CMAKE_CURRENT_SOURCE_DIR}/debian/web-fleet/postrm)
+set(CPACK_DEBIAN_WEB_FLEET_PACKAGE_SUGGESTS "polaiga-collector, postgresql-15")
+set(CPACK_COMPONENT_WEB_FLEET_DESCRIPTION
+  "web server of a fleet of fault engines\nA page, an API and metrics of the alarms of many controllers, from the\nPostgreSQL database that collectors fill. It is what polaiga-web --fleet runs.")
+set(CPACK_DEBIAN_ALERTMANAGER_FLEET_PACKAGE_SUGGESTS "polaiga-collector, postgresql-15, prometheus-alertmanager")
+set(CPACK_COMPONENT_ALERTMANAGER_FLEET_DESCRIPTION
+  "Alertmanager publisher of a fleet of fault engines\nIt keeps groups of alarms, other alarms and silent controllers as alerts in\nAlertmanagers of Prometheus, from the PostgreSQL database that collectors fill.\nIt is what polaiga-alertmanager --fleet runs.")
 
 # Who links to the library depends on its package, and the loader's cache knows it.
 set(debian_control ${CMAKE_CURRENT_BINARY_DIR}/debian)

@@ -33,9 +33,14 @@ for name in web ipmi snmp mqtt alertmanager; do
   fi
 done
 if [ "$(cached POLAIGA_FLEET)" != OFF ]; then
-  packages+=(polaiga-collector)
-  grep -q '^set(CPACK_COMPONENTS_ALL "[^"]*;collector[;"]' "$build/CPackConfig.cmake" ||
-    fail "the build left out polaiga-collector because its libraries were not found; type: tools/setup fleet, or build with -DPOLAIGA_FLEET=OFF"
+  for name in collector web-fleet alertmanager-fleet; do
+    # Those that read the database are built on a program without a fleet.
+    of=${name%-fleet}
+    [ "$of" = "$name" ] || [ "$(cached "POLAIGA_${of^^}")" != OFF ] || continue
+    packages+=("polaiga-$name")
+    grep -q "^set(CPACK_COMPONENTS_ALL \"[^\"]*;${name//-/_}[;\"]" "$build/CPackConfig.cmake" ||
+      fail "the build left out polaiga-$name because its libraries were not found; type: tools/setup fleet, or build with -DPOLAIGA_FLEET=OFF"
+  done
 fi
 has() { [[ " ${packages[*]} " == *" $1 "* ]]; }
 [ "$(find "$work" -maxdepth 1 -name '*.deb' | wc -l)" -eq ${#packages[@]} ] || fail "there are other packages: $(ls "$work")"
@@ -74,6 +79,15 @@ if has polaiga-collector; then
   [ "$names" = 'libc6 libgcc-s1 libnettle8 libpolaiga1 libpq5 libpqxx-6.4 librabbitmq4 libsimdjson14 libsqlite3-0 libstdc++6 libsystemd0 zlib1g' ] || fail "polaiga-collector depends on $names"
   needed+=(libpq5 libpqxx-6.4 librabbitmq4)
 fi
+# The libraries of the programs that read the database of a fleet, beside those of the engine.
+declare -A read_with=([web]='libcrypt1 libgnutls30 libmicrohttpd12 libprometheus-cpp-core1.0' [alertmanager]='libcurl4')
+for name in web alertmanager; do
+  has "polaiga-$name-fleet" || continue
+  names=$(depends "polaiga-$name-fleet" | names_of)
+  wanted=$(xargs -n 1 <<<"libc6 libgcc-s1 libnettle8 libpolaiga1 libpq5 libpqxx-6.4 libsimdjson14 libsqlite3-0 libstdc++6 libsystemd0 polaiga-$name zlib1g ${read_with[$name]}" | LC_ALL=C sort | xargs)
+  [ "$names" = "$wanted" ] || fail "polaiga-$name-fleet depends on $names"
+  [[ $(depends "polaiga-$name-fleet") == *"polaiga-$name (= $version)"* ]] || fail "polaiga-$name-fleet depends on $(depends "polaiga-$name-fleet")"
+done
 
 # The libraries of each publisher, beside those of the engine.
 declare -A own=([snmp]='libsnmp40' [mqtt]='libmosquitto1' [alertmanager]='libcurl4')
@@ -105,8 +119,8 @@ else
     status=$(dpkg-query --admindir="$root/var/lib/dpkg" -W -f '${db:Status-Status}' "$package")
     [ "$status" = installed ] || fail "$package is $status"
   done
-  for user in polaiga polaiga-web polaiga-ipmi polaiga-snmp polaiga-mqtt polaiga-alertmanager polaiga-collector; do
-    ! has $user || grep -q "^$user:" "$root/etc/passwd" || fail "the user $user of the service was not made"
+  for user in "${packages[@]:2}"; do
+    grep -q "^$user:" "$root/etc/passwd" || fail "the user $user of the service was not made"
   done
 fi
 
@@ -117,7 +131,7 @@ for file in "${files[@]}"; do
   for document in copyright changelog.gz; do
     grep -q " ./usr/share/doc/$package/$document\$" <<<"$listing" || fail "$package has no $document"
   done
-  wrong=$(awk '$1 !~ /^(drwxr-xr-x|-rw-r--r--|lrwxrwxrwx)$/ && $6 !~ "^./usr/(bin/polaiga(-[a-z]+)?|share/polaiga/fleet/(certificates|controller-user))$" || $2 != "root/root"' <<<"$listing")
+  wrong=$(awk '$1 !~ /^(drwxr-xr-x|-rw-r--r--|lrwxrwxrwx)$/ && $6 !~ "^./usr/(bin/polaiga(-[a-z]+)*|share/polaiga/fleet/(certificates|controller-user))$" || $2 != "root/root"' <<<"$listing")
   [ -z "$wrong" ] || fail "$package: modes or owners: $wrong"
 done
 gzip -t "$root"/usr/share/man/man3/libpolaiga.3.gz
@@ -129,7 +143,7 @@ dpkg-deb --ctrl-tarfile "${files[0]}" | tar -xO ./triggers | grep -qx 'activate-
 libraries=$root/usr/lib/$triplet
 [ "$(readlink "$libraries/libpolaiga.so")" = libpolaiga.so.1 ] || fail "libpolaiga.so is no link to libpolaiga.so.1"
 binaries=("$libraries/libpolaiga.so.1")
-for name in polaiga polaiga-web polaiga-ipmi polaiga-snmp polaiga-mqtt polaiga-alertmanager polaiga-collector; do if has $name; then binaries+=("$root/usr/bin/$name"); fi; done
+for name in "${packages[@]:2}"; do binaries+=("$root/usr/bin/$name"); done
 for binary in "${binaries[@]}"; do
   [[ $(readelf -h "$binary") =~ Machine:\ +${machine:-.} ]] || fail "$binary is for another machine"
   ! readelf -S "$binary" | grep -q '\.symtab' || fail "$binary is not stripped"
@@ -156,13 +170,13 @@ done
 # The script is run with programs that fail, and with a directory in place of the one that shows that systemd runs.
 declare -A advice=([web]='journalctl -u polaiga -n 20' [ipmi]="journalctl -u 'polaiga-ipmi*' -u 'polaiga@*' -n 20")
 for name in snmp mqtt alertmanager; do advice[$name]="journalctl -u polaiga -n 20; journalctl -u polaiga-$name -n 20"; done
-advice[collector]='journalctl -u polaiga-collector -n 20'
+for name in collector web-fleet alertmanager-fleet; do advice[$name]="journalctl -u polaiga-$name -n 20"; done
 mkdir -p "$work/running" "$work/fake"
 printf '#!/bin/sh\n[ "$1" != try-restart ]\n' >"$work/fake/systemctl"
 printf '#!/bin/sh\n' >"$work/fake/systemd-sysusers"
 for name in modprobe udevadm; do printf '#!/bin/sh\nexit 1\n' >"$work/fake/$name"; done
 chmod 755 "$work"/fake/*
-for name in web ipmi snmp mqtt alertmanager collector; do
+for name in web ipmi snmp mqtt alertmanager collector web-fleet alertmanager-fleet; do
   has "polaiga-$name" || continue
   dpkg-deb --ctrl-tarfile "$work/polaiga-${name}_${version}_$architecture.deb" | tar -xO ./postinst | sed "s|/run/systemd/system|$work/running|" >"$work/postinst"
   grep -qF "$work/running" "$work/postinst" || fail "the postinst of polaiga-$name does not ask whether systemd runs"
@@ -187,6 +201,32 @@ grep -q '^550 events: 171 raised, 40 refreshed, 0 partly cleared, 119 cleared, 4
 [ "$(tail -n 1 "$work/answers")" = '{"seq":550}' ] || { tail -n 3 "$work/answers"; fail "the engine answers otherwise"; }
 codes=$("${run[@]}" active --ledger "$work/ledger.db" | grep -o ' F[0-9]* ' | xargs)
 [ "$codes" = 'F0424 F0371 F0184 F0395' ] || fail "active are $codes"
+
+# The programs that read the database of a fleet go before those that run them.
+for name in web alertmanager; do
+  has "polaiga-$name-fleet" || continue
+  gzip -t "$root/usr/share/man/man1/polaiga-$name-fleet.1.gz"
+  grep -q "^  exec /usr/bin/polaiga-$name-fleet --fleet " "$units/polaiga-$name-fleet.service" || fail "the service of polaiga-$name-fleet runs another program"
+  for file in "lib/sysusers.d/polaiga-$name-fleet.conf" "share/bash-completion/completions/polaiga-$name-fleet"; do
+    [ -f "$root/usr/$file" ] || fail "polaiga-$name-fleet has no $file"
+  done
+  [ "$("${run[@]/%\/polaiga/\/polaiga-$name-fleet}" --version)" = "polaiga-$name-fleet $version" ] || fail "another polaiga-$name-fleet runs"
+  if [ ${#emulator[@]} -eq 0 ]; then
+    [ "$("${run[@]/%\/polaiga/\/polaiga-$name}" --fleet x --version)" = "polaiga-$name-fleet $version" ] || fail "polaiga-$name does not find polaiga-$name-fleet"
+    # Removing the package keeps the users of the web server, and purging it leaves nothing.
+    mkdir -p "$root/var/lib/polaiga-web-fleet"
+    : >"$root/var/lib/polaiga-web-fleet/users"
+    dpkg_in_root --remove "polaiga-$name-fleet"
+    [ -f "$root/var/lib/polaiga-web-fleet/users" ] || fail "the removed polaiga-$name-fleet took its users away"
+    dpkg_in_root --purge "polaiga-$name-fleet"
+    left=$(find "$root" -path "$root/var/lib/dpkg" -prune -o -path "$root/var/lib/polaiga-web-fleet" -prune -o -name "*polaiga-$name-fleet*" -print)
+    [ -z "$left" ] || fail "the purged polaiga-$name-fleet left $left"
+    if [ "$name" = web ]; then
+      [ ! -e "$root/var/lib/polaiga-web-fleet" ] || fail "the purged polaiga-web-fleet left its users"
+    fi
+    rm -rf "$root/var/lib/polaiga-web-fleet"
+  fi
+done
 
 declare -A files_of=([snmp]='share/snmp/mibs/POLAIGA-MIB.txt share/polaiga/snmp/polaiga-snmpd.conf' [mqtt]='share/polaiga/mqtt/mosquitto.acl' \
   [alertmanager]='share/polaiga/prometheus/polaiga-alertmanager.yml')

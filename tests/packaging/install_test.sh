@@ -25,6 +25,9 @@ if [ -n "$ipmi" ]; then
   runs polaiga@.service "^ExecStart=$work/installed/bin/polaiga run --ledger /var/lib/polaiga/%i/ledger.db "
 fi
 if [ -x "$build/bin/polaiga-collector" ]; then runs polaiga-collector.service "^  exec $work/installed/bin/polaiga-collector "; fi
+for name in web-fleet alertmanager-fleet; do
+  if [ -x "$build/bin/polaiga-$name" ]; then runs "polaiga-$name.service" "^  exec $work/installed/bin/polaiga-$name --fleet "; fi
+done
 for name in "${publishers[@]}"; do runs "polaiga-$name.service" "$work/installed/bin/polaiga-$name --ledger "; done
 mv "$work/installed" "$work/moved elsewhere"
 prefix="$work/moved elsewhere"
@@ -44,7 +47,9 @@ prefix="$work/moved elsewhere"
     echo share/doc/polaiga/ipmi.md
   fi
   for name in "${publishers[@]}"; do cat "$here/installed_$name.txt"; done
-  if [ -x "$build/bin/polaiga-collector" ]; then cat "$here/installed_collector.txt"; fi
+  for name in collector web-fleet alertmanager-fleet; do
+    if [ -x "$build/bin/polaiga-$name" ]; then cat "$here/installed_$name.txt"; fi
+  done
 } | LC_ALL=C sort >"$work/expected"
 (cd "$prefix" && find . \( -type f -o -type l \) -printf '%P\n') | LC_ALL=C sort |
   sed 's/polaigaTargets-[a-z]*\.cmake/polaigaTargets-CONFIG.cmake/' >"$work/found"
@@ -100,4 +105,11 @@ if [ -x "$build/bin/polaiga-collector" ]; then
   [[ $(env -u LD_LIBRARY_PATH "$prefix/bin/polaiga" collector --version) == "polaiga-collector "* ]] ||
     { echo "the installed polaiga-collector does not run"; exit 1; }
 fi
+for name in web alertmanager; do
+  if [ -x "$build/bin/polaiga-$name-fleet" ]; then
+    # The program without a fleet finds it beside itself.
+    [ "$(env -u LD_LIBRARY_PATH "$prefix/bin/polaiga-$name" --fleet x --version)" = "polaiga-$name-fleet $version" ] ||
+      { echo "the installed polaiga-$name-fleet does not run"; exit 1; }
+  fi
+done
 echo "install: passed"

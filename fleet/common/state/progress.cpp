@@ -99,7 +99,7 @@ std::optional<Request> next_request(const LedgerProgress& progress) {
   }
   if (!has_changes) return std::nullopt;
   return Request{.first = progress.through + 1,
-                 .last = std::min(progress.wanted_through, progress.through + kMostAskedFor)};
+                 .last = progress.through + std::min(progress.wanted_through - progress.through, kMostAskedFor)};
 }
 
 std::string request_id(const Request& request, std::string_view unique) {

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "state/controller_state.h"
 
 namespace polaiga::fleet {
@@ -226,6 +228,8 @@ TEST(Progress, Requests) {
   EXPECT_EQ(next_request(at(10, 11)), (Request{.first = 11, .last = 11}));
   EXPECT_EQ(next_request(at(10, 1010)), (Request{.first = 11, .last = 1010}));
   EXPECT_EQ(next_request(at(10, 1011)), (Request{.first = 11, .last = 1010}));
+  constexpr ChangeNumber kLast = std::numeric_limits<ChangeNumber>::max();
+  EXPECT_EQ(next_request(at(kLast - 10, kLast)), (Request{.first = kLast - 9, .last = kLast}));
   LedgerProgress progress = wants_list(10, 20);
   progress.list_after = 7;
   EXPECT_EQ(next_request(progress), (Request{.is_for_list = true, .after = 7}));

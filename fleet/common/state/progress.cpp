@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <charconv>
 
 #include "state/controller_state.h"
 
@@ -7,6 +8,18 @@ namespace {
 
 constexpr std::string_view kListId = "list-";
 constexpr std::string_view kChangesId = "changes-";
+
+// The last change that a request asks for, which stands in its id. Nothing: it is none for changes.
+std::optional<ChangeNumber> last_of(std::string_view id) {
+  if (!id.starts_with(kChangesId)) return std::nullopt;
+  id.remove_prefix(kChangesId.size());
+  const std::size_t end = id.find('-');
+  if (end == std::string_view::npos) return std::nullopt;
+  ChangeNumber last = 0;
+  const auto read = std::from_chars(id.data(), id.data() + end, last);
+  if (read.ec != std::errc() || read.ptr != id.data() + end) return std::nullopt;
+  return last;
+}
 
 }  // namespace
 
@@ -52,7 +65,12 @@ Verdict take(const ListMessage& list, LedgerProgress& progress) {
 }
 
 Verdict take(const ReplayDone& done, LedgerProgress& progress) {
-  if (!done.replay.empty() && done.replay == progress.asked_for) progress.asked_for.clear();
+  if (!done.replay.empty() && done.replay == progress.asked_for) {
+    // The ledger ends before what was asked for. To ask again would bring the same answer; if there is more later, the
+    // next change or status says so.
+    if (done.through < last_of(done.replay)) progress.wanted_through = std::max(progress.through, done.through);
+    progress.asked_for.clear();
+  }
   if (!done.previous || done.through <= progress.through) return Verdict::kRepeat;
   if (*done.previous > progress.through) {
     progress.wanted_through = std::max(progress.wanted_through, *done.previous);
@@ -81,11 +99,12 @@ std::optional<Request> next_request(const LedgerProgress& progress) {
   }
   if (!has_changes) return std::nullopt;
   return Request{.first = progress.through + 1,
-                 .last = std::min(progress.wanted_through, progress.through + kMostAskedFor)};
+                 .last = progress.through + std::min(progress.wanted_through - progress.through, kMostAskedFor)};
 }
 
 std::string request_id(const Request& request, std::string_view unique) {
-  return std::string(request.is_for_list ? kListId : kChangesId) + std::string(unique);
+  if (request.is_for_list) return std::string(kListId) + std::string(unique);
+  return std::string(kChangesId) + std::to_string(request.last) + "-" + std::string(unique);
 }
 
 }  // namespace polaiga::fleet

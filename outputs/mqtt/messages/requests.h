@@ -27,7 +27,7 @@ class BadMessage : public std::runtime_error {
 };
 
 inline constexpr std::size_t kMostRequestBytes = 1024;
-inline constexpr std::size_t kMostActionBytes = std::size_t{8} * 1024;
+inline constexpr std::size_t kMostActionBytes = std::size_t{96} * 1024;  // 10,000 alarms
 inline constexpr std::size_t kMostIdBytes = 64;
 
 // A collector has stored all changes up to this one.

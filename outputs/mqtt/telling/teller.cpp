@@ -290,8 +290,9 @@ void Teller::tell_put_back() {
   lost_through_ = std::min(lost_through_, put_back_.first - 1);
   read_.clear();
   pages_.send_all_again();
-  tools_.tell(Priority::kWarning, "The ledger was put back to change " + std::to_string(put_back_.first - 1) +
-                                      "; this is told as a gap, and the alarms are told again");
+  tools_.tell(Priority::kWarning, "The ledger was put back to an earlier state; that the changes " +
+                                      std::to_string(put_back_.first) + " to " + std::to_string(put_back_.last) +
+                                      " are not valid any more is told as a gap, and the alarms are told again");
 }
 
 void Teller::tell_replays() {
@@ -426,7 +427,8 @@ void Teller::take_ack(std::string_view payload) {
     // One of the ledger before is late, and no mistake.
     if (ledger_id_.empty() || ack.ledger_id != ledger_id_) return;
     if (ack.through > std::max(ledger_.number(), window_.next_after())) {
-      throw BadMessage("The ledger has no change of the number " + std::to_string(ack.through));
+      take_ack_beyond_end(ack.through);
+      return;
     }
     // Whatever it has, it is there, so what it has not is soon told again.
     ack_pause_ = kAckWithin;
@@ -438,6 +440,15 @@ void Teller::take_ack(std::string_view payload) {
   } catch (const BadMessage& error) {
     warn(topics_.ack, "A message of '" + topics_.ack + "' is ignored: " + std::string(error.what()));
   }
+}
+
+// The collector has changes that the ledger does not have: the ledger was put back to an earlier state while nobody
+// followed it. Its cursor was put back with it, so up to there both have the same.
+void Teller::take_ack_beyond_end(Number through) {
+  // While the gap is on its way, what was acknowledged before it still comes.
+  if (!is_begun() || window_.is_put_back()) return;
+  put_back_ = {.first = window_.through() + 1, .last = through};
+  tell_put_back();
 }
 
 void Teller::warn(const std::string& topic, const std::string& text) {

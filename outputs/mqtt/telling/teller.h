@@ -118,6 +118,7 @@ class Teller final : public Listener {
   void tell_actions();
   void look_at_time();
   void take_ack(std::string_view payload);
+  void take_ack_beyond_end(Number through);
   void take_action(std::string_view payload);
   void arrived(std::size_t changes);
   void report();

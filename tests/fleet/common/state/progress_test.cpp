@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "state/controller_state.h"
 
 namespace polaiga::fleet {
@@ -175,6 +177,39 @@ TEST(Progress, AnAnswerEndsItsRequest) {
   EXPECT_EQ(progress.asked_for, "");
 }
 
+// As when a status from before the ledger was put back comes after that.
+TEST(Progress, WhatIsBeyondTheEndOfTheLedgerIsNotAskedForAgain) {
+  struct {
+    ChangeNumber wanted;
+    ChangeNumber done;
+    LedgerProgress after;
+  } const cases[] = {
+      {200, 100, at(100, 100)},   // it ends where we are
+      {200, 150, at(150, 150)},   // what is between is never told
+      {5000, 900, at(900, 900)},  // not even the first part of what is wanted is there
+      {5000, 1100, at(1100, 5000)}, {101, 101, at(101, 101)},
+  };
+  for (const auto& [wanted, done, after] : cases) {
+    LedgerProgress progress = at(100, wanted);
+    const auto request = next_request(progress);
+    ASSERT_TRUE(request);
+    progress.asked_for = request_id(*request, "1");
+    take(ReplayDone{.replay = progress.asked_for, .through = done, .previous = 100}, progress);
+    EXPECT_EQ(progress, after) << wanted << " " << done;
+  }
+  // A change that came meanwhile is asked for.
+  LedgerProgress progress = at(100, 101);
+  progress.asked_for = "changes-101-1";
+  EXPECT_EQ(take(ChangeMessage{.number = 103, .previous = 102}, progress), Verdict::kEarly);
+  take(ReplayDone{.replay = "changes-101-1", .through = 101, .previous = 101}, progress);
+  EXPECT_EQ(next_request(progress), (Request{.first = 101, .last = 103}));
+  // The id of a program before this one does not say it.
+  progress = at(100, 200);
+  progress.asked_for = "changes-1795000000000000";
+  take(ReplayDone{.replay = progress.asked_for, .through = 150, .previous = 100}, progress);
+  EXPECT_EQ(progress, at(150, 200));
+}
+
 TEST(Progress, AStatus) {
   LedgerProgress progress = at(10);
   take(StatusMessage{.told = 10, .at = 1000}, progress);
@@ -193,6 +228,8 @@ TEST(Progress, Requests) {
   EXPECT_EQ(next_request(at(10, 11)), (Request{.first = 11, .last = 11}));
   EXPECT_EQ(next_request(at(10, 1010)), (Request{.first = 11, .last = 1010}));
   EXPECT_EQ(next_request(at(10, 1011)), (Request{.first = 11, .last = 1010}));
+  constexpr ChangeNumber kLast = std::numeric_limits<ChangeNumber>::max();
+  EXPECT_EQ(next_request(at(kLast - 10, kLast)), (Request{.first = kLast - 9, .last = kLast}));
   LedgerProgress progress = wants_list(10, 20);
   progress.list_after = 7;
   EXPECT_EQ(next_request(progress), (Request{.is_for_list = true, .after = 7}));
@@ -208,7 +245,7 @@ TEST(Progress, AListThatIsNotAnsweredLetsChangesGoFirst) {
   const auto second = next_request(progress);
   ASSERT_EQ(second, (Request{.first = 11, .last = 20}));
   progress.asked_for = request_id(*second, "2");
-  EXPECT_EQ(progress.asked_for, "changes-2");
+  EXPECT_EQ(progress.asked_for, "changes-20-2");
   EXPECT_EQ(next_request(progress), first) << "and then the list is tried again";
   progress = wants_list(10);
   progress.asked_for = "list-1";

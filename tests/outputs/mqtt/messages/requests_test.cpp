@@ -160,9 +160,17 @@ TEST(Requests, WrongActions) {
        "The member 'for' of 'request' must be a text, a whole number, true or false"},
       {action_with(R"({"do":"shelve","for":null})"),
        "The member 'for' of 'request' must be a text, a whole number, true or false"},
-      {std::string(8193, ' '), "The message has 8193 bytes; at most 8192 are allowed"},
+      {std::string(98305, ' '), "The message has 98305 bytes; at most 98304 are allowed"},
   };
   for (const auto& [payload, why] : cases) EXPECT_EQ(complaint(parse_action, payload), why) << payload;
+}
+
+// The page of a fleet lets an operator choose so many.
+TEST(Requests, AnActionOnTenThousandAlarms) {
+  std::string alarms = "1000000";
+  for (int i = 1; i < 10'000; ++i) alarms += ",+123456";
+  const Action action = parse_action(action_with(R"({"do":"acknowledge","alarms":")" + alarms + R"("})"));
+  EXPECT_NE(action.request.find(alarms), std::string::npos);
 }
 
 TEST(Requests, ARefusalOfAnActionKnowsWhich) {

@@ -282,6 +282,36 @@ TEST_F(TellerTest, ACollectorIsToldThatTheLedgerWasPutBack) {
   EXPECT_EQ(changes(true, 3600s), Texts{});
 }
 
+// As when a virtual machine is put back to its snapshot: the cursor and the mark are those of then, too.
+TEST_F(TellerTest, ACollectorWhoHasMoreIsToldThatTheLedgerWasPutBackMeanwhile) {
+  open(kAll);
+  for (int i = 1; i <= 3; ++i) engine_->write(raises("A", ("o" + std::to_string(i)).c_str(), 395));
+  engine_->ledger.set_cursor("mqtt", 2, 1000);
+  engine_->ledger.write({});
+  // The collector has all changes up to 6.
+  follow(ConfirmedBy::kCollector);
+  link_.come_up(*teller_);
+  EXPECT_EQ(changes(), Texts{"3 after 2"});
+  engine_->write(raises("B", "p", 395));
+  EXPECT_EQ(changes(), Texts{"4 after 3"});
+  acknowledge(6);
+  acknowledge(6);
+  EXPECT_EQ(changes(), (Texts{"gap 3 to 6 after 6", "3 after 2", "4 after 3"})) << "told once";
+  // One that was on its way does not count any more, and the gap is told until it has arrived.
+  acknowledge(6);
+  EXPECT_EQ(changes(), Texts{});
+  EXPECT_EQ(report_.through, 2);
+  EXPECT_EQ(changes(true, 30s), (Texts{"gap 3 to 6 after 6", "3 after 2", "4 after 3"}));
+  acknowledge(4);
+  told();
+  EXPECT_EQ(report_.through, 4);
+  engine_->write(raises("C", "q", 395));
+  EXPECT_EQ(changes(), Texts{"5 after 4"});
+  acknowledge(5);
+  EXPECT_EQ(changes(true, 3600s), Texts{});
+  EXPECT_EQ(report_.through, 5);
+}
+
 TEST_F(TellerTest, NothingIsToldOfALedgerWhoseCursorCannotBeRead) {
   open(kAll);
   engine_->write(raises("A", "o1", 395));
@@ -410,11 +440,12 @@ TEST_F(TellerTest, AcknowledgementsAreChecked) {
   told();
   engine_->write(raises("A", "o", 395));
   told();
-  acknowledge(2);
+  teller_->on_message("polaiga/v1/lab/rack-1/ack", R"({"ledger_id":1,"through":1})", false);
   told();
   EXPECT_EQ(report_.through, 0);
   EXPECT_EQ(said_.back(),
-            "A message of 'polaiga/v1/lab/rack-1/ack' is ignored: The ledger has no change of the number 2");
+            "A message of 'polaiga/v1/lab/rack-1/ack' is ignored: The member 'ledger_id' must be the id of a ledger, "
+            "32 digits of 0-9 and a-f");
   teller_->on_message("polaiga/v1/lab/rack-1/ack", R"({"ledger_id":"00000000000000000000000000000000","through":1})",
                       false);
   told();

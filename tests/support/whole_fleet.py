@@ -55,7 +55,6 @@ class Fleet:
             self.database = Postgres(self.place / "database", with_standby=with_standby)
             run(self.programs / "polaiga-collector", "migrate", "--database", self.database.url("postgres"))
             self.broker = Broker(self.place / "broker", nodes)
-            # Without its policy a controller could not come back while the node is away on which its queue was made.
             self.broker.nodes[0].control("import_definitions", ROOT / "packaging/fleet/definitions.json")
             for _ in range(collectors):
                 self.add_collector()
@@ -91,7 +90,8 @@ class Fleet:
         return path
 
     def simulate(self, *options):
-        return Simulation(self.programs, self.broker.mqtt_addresses(), self.recording, self.place / "record.jsonl", *options)
+        return Simulation(self.programs, self.broker.mqtt_addresses(), self.recording, self.place / "record.jsonl",
+                          "--clean-session", *options)
 
     def query(self, sql):
         return self.database.query("set search_path = polaiga; " + sql)

@@ -94,10 +94,14 @@ class Broker:
         self.environment = {"HOME": str(self.place), "ERL_EPMD_PORT": str(self.names_port), "ERL_EPMD_ADDRESS": "127.0.0.1"}
         self.names = Process("epmd", "-port", str(self.names_port), "-address", "127.0.0.1",
                              start_new_session=True)
-        until("the node names are told", lambda: listens(self.names_port))
         self.nodes = []
-        self.nodes += [Node(self, number) for number in range(1, count + 1)]
-        self.start()
+        try:
+            until("the node names are told", lambda: listens(self.names_port))
+            self.nodes += [Node(self, number) for number in range(1, count + 1)]
+            self.start()
+        except BaseException:
+            self.close()
+            raise
 
     def __enter__(self):
         return self
@@ -203,14 +207,18 @@ class Postgres:
         run(POSTGRESQL / "initdb", "-D", self.place / "primary", "-U", "postgres", "-A", "trust", "-E", "UTF8", "--locale=C",
             "--no-sync", cwd="/", **as_postgres())
         self.primary = Server(self.place / "primary", ["max_connections=200", *settings])
-        self.primary.start()
-        self.primary.wait()
         self.standby = None
-        self.execute("create database polaiga", database="postgres")
-        for role in self.ROLES:
-            self.execute(f"create role {role} login")
-        if with_standby:
-            self._add_standby(settings)
+        try:
+            self.primary.start()
+            self.primary.wait()
+            self.execute("create database polaiga", database="postgres")
+            for role in self.ROLES:
+                self.execute(f"create role {role} login")
+            if with_standby:
+                self._add_standby(settings)
+        except BaseException:
+            self.close()
+            raise
 
     def __enter__(self):
         return self

@@ -65,6 +65,7 @@ Response FleetApi::route(const Request& request, const Caller& caller) {
   if (what == "collectors") return collectors(request);
   if (what == "status") return status(request);
   if (what == "me") return me(request, caller);
+  if (what == "openapi.json") return description(request);
   return nothing_here();
 }
 
@@ -251,6 +252,11 @@ Response FleetApi::me(const Request& request, const Caller& caller) const {
   Response response = json_content(request, body.line());
   response.headers.emplace_back("Vary", "Cookie, Authorization");
   return response;
+}
+
+Response FleetApi::description(const Request& request) const {
+  const Parameters parameters(request.target, {});
+  return content(request, description_, "application/json");
 }
 
 }  // namespace polaiga::web

@@ -1,7 +1,9 @@
 // /api/v1 of a fleet: what polaiga-web's API has, of all controllers.
 #pragma once
 
+#include "app/description.h"
 #include "app/part.h"
+#include "fleet_api/description_files.h"
 #include "fleet_picture/fleet_site.h"
 
 namespace polaiga::web {
@@ -26,8 +28,10 @@ class FleetApi final : public Part {
   Response collectors(const Request& request);
   Response status(const Request& request);
   Response me(const Request& request, const Caller& caller) const;
+  Response description(const Request& request) const;
 
   FleetSite& site_;
+  const Body description_ = whole_description("fleet_openapi.json", fleet_description_files());
 };
 
 }  // namespace polaiga::web

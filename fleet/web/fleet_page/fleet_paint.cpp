@@ -36,6 +36,9 @@ constexpr std::array<Choice, 4> kStates = {
     {{"", "any state"}, {"new", "new"}, {"silenced", "silenced"}, {"all", "all, silenced ones, too"}}};
 constexpr std::array<Choice, 2> kOrders = {{{"", "worst first"}, {"newest", "newest first"}}};
 
+// A table that may be wider than the screen and have no link: keys can move it only when it can have the focus.
+constexpr const char* kScrolled = R"(<div class="scroll" tabindex="0" role="region" )";
+
 Markup select(const Markup::Tag& beginning, std::span<const Choice> choices, std::string_view chosen) {
   Markup markup;
   markup.tag(beginning);
@@ -308,7 +311,8 @@ std::string FleetPaint::history(const fleet::Overview& overview, const ListQuery
 
 std::string FleetPaint::collectors(const fleet::Overview& overview) const {
   Markup main;
-  main.tag(R"(<div data-live="list"><h1>Collectors</h1><div class="scroll"><table><thead><tr><th>Collector</th>)");
+  main.tag(R"(<div data-live="list"><h1>Collectors</h1>)").tag(kScrolled);
+  main.tag(R"(aria-label="Collectors"><table><thead><tr><th>Collector</th>)");
   main.tag(R"(<th>Heard</th><th class="num">Queues</th><th class="num">Messages</th><th class="num">Changes</th>)");
   main.tag(R"(<th class="num">Repeats</th><th class="num">Early</th><th class="num">Dead letters</th>)");
   main.tag("<th>Last problem</th></tr></thead><tbody>");
@@ -327,7 +331,8 @@ std::string FleetPaint::collectors(const fleet::Overview& overview) const {
 std::string FleetPaint::actions(const fleet::Overview& overview, const std::vector<fleet::AskedAction>& actions) const {
   Markup main;
   main.tag(R"(<div data-live="list"><h1>Actions</h1><p>What operators asked controllers to do, the latest first.</p>)");
-  main.tag(R"(<div class="scroll"><table><thead><tr><th>State</th><th>Controller</th><th>Request</th><th>By</th>)");
+  main.tag(kScrolled).tag(R"(aria-label="Actions"><table><thead><tr><th>State</th><th>Controller</th>)");
+  main.tag("<th>Request</th><th>By</th>");
   main.tag("<th>Asked</th><th>Until</th></tr></thead><tbody>");
   for (const fleet::AskedAction& one : actions) {
     main.tag("<tr><td>").text(one.state);

@@ -3,8 +3,9 @@
 
 #include <mutex>
 
-#include "api/description.h"
+#include "api/description_files.h"
 #include "app/catalog.h"
+#include "app/description.h"
 #include "app/part.h"
 #include "app/response_cache.h"
 #include "app/site.h"
@@ -36,7 +37,7 @@ class Api final : public Part {
   std::shared_ptr<const View> view() const;
 
   Site& site_;
-  const Body description_ = api_description();
+  const Body description_ = whole_description("openapi.json", description_files());
   Catalog& faults_;
   ResponseCache lists_;  // of alarms
   std::mutex catalog_mutex_;

@@ -1,7 +1,8 @@
-"""page_test.py POLAIGA_WEB_FLEET POLAIGA_WEB MAKE_SCHEMA PICTURES: the page of a fleet of 10,000 controllers in a real Chromium.
-Pictures of it are kept, to be looked at."""
+"""page_test.py POLAIGA_WEB_FLEET POLAIGA_WEB MAKE_SCHEMA PICTURES AXE KEPT: the page of a fleet of 10,000 controllers in a real
+Chromium. Pictures of it are kept, to be looked at. AXE fetches axe-core into the directory KEPT."""
 import os
 import shutil
+import subprocess
 import sys
 import tempfile
 import unittest
@@ -17,7 +18,7 @@ from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 from web_fleet import PASSWORD, WebFleet, add_user
 
-program, web, make_schema, pictures = sys.argv[1:5]
+program, web, make_schema, pictures, axe, kept = sys.argv[1:7]
 
 
 def browser():
@@ -166,6 +167,33 @@ class PageTest(unittest.TestCase):
                 self.assertEqual(self.overflow(), 0, (path, width))
                 self.picture(f"{path.strip('/').split('/')[0]}-{width}")
 
+    def barriers(self):
+        """What axe-core finds that keeps people from using the page, and where."""
+        got = subprocess.run([axe, kept], stdout=subprocess.PIPE, text=True, check=False)
+        self.assertEqual(got.returncode, 0, "axe-core is needed, and could not be fetched")
+        self.page.execute_script(Path(got.stdout.strip()).read_text(encoding="utf-8"))
+        found = self.page.execute_async_script(
+            "const done = arguments[0]; axe.run().then((r) => done(r.violations), (e) => done([{id: String(e), nodes: []}]))")
+        return [(one["id"], [node["html"][:200] for node in one["nodes"][:3]]) for one in found]
+
+    def test_no_barriers(self):
+        number = self.database.query("select max(alarm_no) from alarm where ended = ''")[0]
+        for width, scheme in ((1280, "light"), (1280, "dark"), (360, "light"), (360, "dark")):
+            self.look(width, 900, scheme)
+            for path in ("/", "/?site=hall-b", "/alarms", "/alarms?text=nothing", "/history", "/collectors", "/actions", f"/group/{self.group}",
+                         f"/alarm/{number}", "/controller/hall-b/srv-0003"):
+                with self.subTest(width=width, scheme=scheme, path=path):
+                    self.open(path)
+                    self.assertEqual(self.barriers(), [])
+        # What an operator is asked in.
+        for scheme in ("light", "dark"):
+            self.look(360, 900, scheme)
+            self.open("/")
+            self.wait_for(".group button", "Acknowledge").click()
+            self.wait_for("dialog textarea")
+            with self.subTest(scheme=scheme, path="a dialog"):
+                self.assertEqual(self.barriers(), [])
+
     def test_texts_of_controllers_stay_text(self):
         self.database.execute("""update alarm set description = '<img src=x onerror=document.title=666>' || chr(8238) where alarm_no =
             (select max(alarm_no) from alarm where ended = '')""")
@@ -188,4 +216,4 @@ class PageTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1] + sys.argv[5:], verbosity=2)
+    unittest.main(argv=sys.argv[:1] + sys.argv[7:], verbosity=2)

@@ -16,6 +16,11 @@ def add_user(web, users, name, role):
     run(web, "passwd", "--users", users, "--role", role, name, text=f"{PASSWORD}\n{PASSWORD}\n")
 
 
+def basic(name, password=PASSWORD):
+    """The header by which a user logs in."""
+    return {"Authorization": "Basic " + base64.b64encode(f"{name}:{password}".encode()).decode()}
+
+
 class WebFleet:
     """`program` is polaiga-web-fleet, or polaiga-web, which runs it."""
 
@@ -36,7 +41,7 @@ class WebFleet:
         connection = http.client.HTTPConnection(self.place, timeout=60)
         all_headers = dict(headers)
         if user:
-            all_headers["Authorization"] = "Basic " + base64.b64encode(f"{user}:{PASSWORD}".encode()).decode()
+            all_headers.update(basic(user))
         if body is not None:
             all_headers.setdefault("Content-Type", "application/json")
         connection.request(method, path, body if body is None or isinstance(body, str) else json.dumps(body), all_headers)

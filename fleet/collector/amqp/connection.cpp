@@ -57,8 +57,8 @@ amqp_table_entry_t text_entry(const std::string& name, const std::string& text) 
 
 }  // namespace
 
-Connection::Connection(const BrokerSettings& settings, const BrokerNode& node)
-    : node_(node), state_(::amqp_new_connection()) {
+Connection::Connection(const BrokerSettings& settings, BrokerNode node)
+    : node_(std::move(node)), state_(::amqp_new_connection()) {
   if (state_ == nullptr) throw std::bad_alloc();
   try {
     log_in(settings);
@@ -154,7 +154,7 @@ struct Connection::Closing {
   std::uint16_t code = 0;
 };
 
-Connection::Closing Connection::closing_of(const amqp_method_t_& method) const {
+Connection::Closing Connection::closing_of(const amqp_method_t_& method) {
   if (method.id == AMQP_CHANNEL_CLOSE_METHOD) {
     const auto* const close = static_cast<const amqp_channel_close_t*>(method.decoded);
     return {.why = engine::printable(text_of(close->reply_text)), .is_of_channel = true, .code = close->reply_code};

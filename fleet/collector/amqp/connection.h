@@ -63,7 +63,7 @@ class Connection {
   static constexpr int kHeartbeat = 15;  // seconds
 
   // Connects and logs in. Throws BrokerAway, BrokerRefuses, and std::runtime_error when a file cannot be used.
-  Connection(const BrokerSettings& settings, const BrokerNode& node);
+  Connection(const BrokerSettings& settings, BrokerNode node);
   ~Connection();
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
@@ -118,7 +118,7 @@ class Connection {
   [[noreturn]] void away(const std::string& what) const;
   void must(int status, const std::string& what) const;
   struct Closing;
-  Closing closing_of(const amqp_method_t_& method) const;
+  static Closing closing_of(const amqp_method_t_& method);
   [[noreturn]] void closed(const Closing& closing, std::uint16_t channel, const std::string& what);
   // Of a question on a channel. `what` is said in messages.
   void must(const amqp_rpc_reply_t_& reply, std::uint16_t channel, const std::string& what);

@@ -26,7 +26,7 @@ namespace polaiga::fleet {
 class Collector {
  public:
   static constexpr std::size_t kMostInBatch = 500;
-  static constexpr std::size_t kMostBytesInBatch = 8 * 1024 * 1024;
+  static constexpr std::size_t kMostBytesInBatch = std::size_t{8} * 1024 * 1024;
   static constexpr std::chrono::milliseconds kGather{20};  // from the first message of a batch to its end
   static constexpr std::chrono::milliseconds kWait{250};   // for the first one
   static constexpr std::chrono::seconds kBalanceEvery{2};

@@ -26,13 +26,12 @@ std::string check_broker(const std::string& text) {
 
 // A whole number with s, m, h or d, between two of them.
 CLI::Validator time_between(const std::string& least, const std::string& most) {
-  return CLI::Validator(
-      [least, most](const std::string& text) -> std::string {
-        const auto time = engine::parse_age(text);
-        if (time && *time >= *engine::parse_age(least) && *time <= *engine::parse_age(most)) return {};
-        return "'" + text + "' must be a whole number with s, m, h or d, from " + least + " to " + most;
-      },
-      "TIME");
+  return {[least, most](const std::string& text) -> std::string {
+            const auto time = engine::parse_age(text);
+            if (time && *time >= *engine::parse_age(least) && *time <= *engine::parse_age(most)) return {};
+            return "'" + text + "' must be a whole number with s, m, h or d, from " + least + " to " + most;
+          },
+          "TIME"};
 }
 
 seconds time_of(const std::string& text) { return seconds(*engine::parse_age(text)); }

@@ -14,7 +14,7 @@ struct Sender {
   std::string controller;
 
   bool operator==(const Sender&) const = default;
-  auto operator<=>(const Sender&) const = default;
+  auto operator<=>(const Sender&) const = default;  // NOLINT(modernize-use-nullptr): no pointer is meant
 };
 
 bool is_fleet_name(std::string_view name);

@@ -91,8 +91,8 @@ check: format-check
 	@$(MAKE) --no-print-directory cppcheck
 
 proof:
-	@$(MAKE) --no-print-directory arm asan musl
-	@$(MAKE) --no-print-directory --jobs 3 --output-sync=target fuzz-check lint fleet-check
+	@$(MAKE) --no-print-directory arm asan musl fleet-check
+	@$(MAKE) --no-print-directory --jobs 2 --output-sync=target fuzz-check lint
 
 arm:
 	@tools/setup proof

@@ -45,7 +45,7 @@ def kills(place, options):
     with Fleet(place, options.programs) as fleet:
         before = broker_memory(fleet)
         simulation = fleet.simulate("--controllers", options.controllers, "--sites", 20, "--rate", options.rate, "--burst",
-                                    "--connect-rate", 100, "--wait", 300)
+                                    "--connect-rate", 25, "--wait", 300)
         until("all controllers have connected", lambda: simulation.figures().get("made", 0) > 0, patience=600)
         wait_for(simulation, options.pause, "all is there")
         thousands = options.controllers / 1000

@@ -36,7 +36,8 @@ class Duties {
   std::vector<Answer> due_requests();
 
   // Makes the partitions for today and the two days that follow, and drops those that are older than `keep_changes`.
-  // Deletes alarms that are over for longer than `keep_alarms`, for some seconds at most.
+  // Deletes alarms that are over for longer than `keep_alarms`, and former ledgers of which nothing is left, for some
+  // seconds at most.
   struct Tidied {
     std::uint64_t gone = 0;  // rows and partitions
     bool is_more = false;    // there are more that are too old

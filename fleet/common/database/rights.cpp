@@ -16,7 +16,7 @@ constexpr Right kRights[] = {
     {"polaiga_collector", "select on all tables in schema polaiga"},
     {"polaiga_collector", "insert on polaiga.site"},
     {"polaiga_collector", "insert, update on polaiga.controller"},
-    {"polaiga_collector", "insert, update on polaiga.ledger"},
+    {"polaiga_collector", "insert, update, delete on polaiga.ledger"},
     {"polaiga_collector", "insert, delete on polaiga.change"},
     {"polaiga_collector", "insert, delete on polaiga.gap"},
     {"polaiga_collector", "insert, update, delete on polaiga.alarm"},

@@ -1,4 +1,5 @@
 // What is too old goes, and partitions for the days that come are made.
+#include <algorithm>
 #include <chrono>
 #include <pqxx/except>
 #include <pqxx/result>
@@ -12,6 +13,7 @@ namespace {
 
 constexpr int kMostRows = 10'000;           // of each table, that go at once
 constexpr std::chrono::seconds kAtMost{5};  // for all that goes before others have their turn
+constexpr int kMostLedgers = 200;           // the same; for each of them all controllers are looked at
 constexpr const char* kCollectorsAreKept = "7 days";
 
 void make_partitions(pqxx::connection& connection) {
@@ -43,7 +45,8 @@ std::uint64_t drop_partitions(pqxx::connection& connection, std::chrono::hours k
 
 // Of alarms, what others lock is left for the next time. Answers how many rows went; `is_more` tells that a table may
 // have more of them.
-std::uint64_t delete_rows(pqxx::connection& connection, std::chrono::hours keep, bool& is_more) {
+std::uint64_t delete_rows(pqxx::connection& connection, std::chrono::hours keep, std::chrono::hours keep_ledgers,
+                          bool& is_more) {
   is_more = false;
   pqxx::work transaction(connection);
   if (!take_duty(transaction, Duty::kTidying)) return 0;
@@ -63,6 +66,21 @@ std::uint64_t delete_rows(pqxx::connection& connection, std::chrono::hours keep,
     is_more = is_more || rows == kMostRows;
     gone += rows;
   }
+  // A controller may have a new ledger as often as it likes.
+  const std::uint64_t ledgers =
+      transaction
+          .exec_params(
+              "delete from ledger where ledger_no in (select l.ledger_no from ledger l "
+              "join controller c on c.controller_id = l.controller_id and c.ledger_no is distinct from l.ledger_no "
+              "where l.ended < now() - make_interval(hours => $1::integer) and "
+              "not exists (select 1 from alarm a where a.ledger_no = l.ledger_no) and "
+              "not exists (select 1 from action a where a.ledger_no = l.ledger_no) and "
+              "not exists (select 1 from gap g where g.ledger_no = l.ledger_no) limit $2 for update of l, c skip "
+              "locked)",
+              static_cast<int>(keep_ledgers.count()), kMostLedgers)
+          .affected_rows();
+  is_more = is_more || ledgers == kMostLedgers;
+  gone += ledgers;
   gone +=
       transaction.exec(std::string("delete from collector where heard < now() - interval '") + kCollectorsAreKept + "'")
           .affected_rows();
@@ -78,7 +96,7 @@ Duties::Tidied Duties::tidy(std::chrono::hours keep_changes, std::chrono::hours 
     Tidied tidied{.gone = drop_partitions(connection, keep_changes)};
     const auto until = std::chrono::steady_clock::now() + kAtMost;
     do {
-      tidied.gone += delete_rows(connection, keep_alarms, tidied.is_more);
+      tidied.gone += delete_rows(connection, keep_alarms, std::max(keep_changes, keep_alarms), tidied.is_more);
     } while (tidied.is_more && std::chrono::steady_clock::now() < until);
     return tidied;
   });

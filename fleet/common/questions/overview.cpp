@@ -98,7 +98,8 @@ std::vector<SiteRow> sites_of(const std::vector<ControllerRow>& controllers) {
 std::vector<GroupRow> read_groups(pqxx::transaction_base& transaction, const GroupsWanted& wanted) {
   Statement statement(
       "select g.group_no, s.name, g.code, g.name, g.description, extract(epoch from g.first_created)::bigint, "
-      "extract(epoch from g.last_created)::bigint, g.alarms, g.controllers, g.worst, now.active, now.unacknowledged "
+      "extract(epoch from g.last_created)::bigint, g.alarms, g.controllers, "
+      "coalesce(now.severity, g.worst), now.active, now.unacknowledged "
       "from (select * from alarm_group");
   if (wanted.number) statement.condition("group_no = ").value(*wanted.number);
   if (wanted.before) statement.condition("group_no < ").value(*wanted.before);
@@ -108,8 +109,8 @@ std::vector<GroupRow> read_groups(pqxx::transaction_base& transaction, const Gro
   statement.add(" order by group_no desc limit ").value(wanted.limit);
   statement.add(
       ") g join site s on s.site_id = g.site_id cross join lateral (select count(*) as active, "
-      "count(*) filter (where not a.is_acknowledged and not a.is_closed) as unacknowledged "
-      "from alarm a where a.group_no = g.group_no and a.ended = '') now");
+      "count(*) filter (where not a.is_acknowledged and not a.is_closed) as unacknowledged, "
+      "max(a.severity) as severity from alarm a where a.group_no = g.group_no and a.ended = '') now");
   if (wanted.is_active_only) statement.add(" where now.active > 0");
   statement.add(" order by g.group_no desc");
   std::vector<GroupRow> groups;

@@ -65,9 +65,9 @@ struct GroupRow {
   engine::Moment last_created = 0;
   std::uint64_t alarms = 0;
   std::uint64_t controllers = 0;
-  engine::Severity worst = engine::Severity::kIndeterminate;
-  std::uint64_t active = 0;          // of its alarms
-  std::uint64_t unacknowledged = 0;  // of those that are active
+  engine::Severity worst = engine::Severity::kIndeterminate;  // of those that are active; if none is, of all there were
+  std::uint64_t active = 0;                                   // of its alarms
+  std::uint64_t unacknowledged = 0;                           // of those that are active
 };
 
 struct CollectorRow {

@@ -1,10 +1,12 @@
 """program_test.py POLAIGA_WEB_FLEET POLAIGA_WEB MAKE_SCHEMA: polaiga-web-fleet as programs meet it, with a database."""
 import json
+import subprocess
 import sys
 import tempfile
 import time
 import unittest
 import urllib.parse
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 from filled_database import FilledDatabase
@@ -124,6 +126,13 @@ class FleetTest(unittest.TestCase):
         group = next(one for one in self.get("/api/v1/groups", active="true")["groups"] if one["group"] == self.group)
         self.assertEqual((group["site"], group["controllers"], group["active"]), ("hall-b", 4, 4))
         self.assertEqual(len(self.get(f"/api/v1/groups/{self.group}")["members"]), 4)
+        # The severity of a member may change after it has joined.
+        self.addCleanup(self.database.execute, f"update alarm set severity = 5 where group_no = {self.group}")
+        one = self.database.query(f"select min(alarm_no) from alarm where group_no = {self.group}")[0]
+        for number, word in (2, "warning"), (4, "major"):
+            self.database.execute(f"update alarm set severity = 1 where group_no = {self.group}; "
+                                  f"update alarm set severity = {number} where alarm_no = {one}")
+            self.assertEqual(self.get(f"/api/v1/groups/{self.group}")["severity"], word)
         self.assertEqual(self.site.ask("/api/v1/groups/12345", "victor")[0], 404)
 
     def test_the_collectors_and_the_status(self):
@@ -323,6 +332,42 @@ class OtherFleetTest(unittest.TestCase):
             self.assertNotIn("polaiga_fleet_alarms{", site.ask("/metrics")[2])
             self.database.primary.start()
             until("it is there again", lambda: site.ask("/api/v1/alarms")[0] == 200)
+
+    def test_a_question_that_takes_too_long_is_given_up(self):
+        with WebFleet(program, self.database.viewer()) as site:
+            locking = subprocess.Popen(self.database.psql("-c", "lock table polaiga.alarm in access exclusive mode; select pg_sleep(60)"),
+                                       stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+            self.addCleanup(locking.wait)
+            holder = "select pid from pg_locks where mode = 'AccessExclusiveLock' and granted and relation = 'polaiga.alarm'::regclass"
+            until("the table is locked", lambda: self.database.query(holder))
+            begun = time.monotonic()
+            status, _, text = site.ask("/api/v1/alarms")
+            self.assertEqual(status, 503)
+            self.assertIn("did not answer this question within 5 s", json.loads(text)["detail"])
+            self.assertLess(time.monotonic() - begun, 9)
+            # Whoever asks for the overview just after somebody else waited for it in vain is told at once.
+            self.assertEqual(site.ask("/api/v1/sites")[0], 503)
+            begun = time.monotonic()
+            self.assertEqual(site.ask("/api/v1/sites")[0], 503)
+            self.assertLess(time.monotonic() - begun, 1)
+            self.database.query(f"select pg_terminate_backend(pid) from ({holder}) holder")
+            until("it is answered again", lambda: site.ask("/api/v1/alarms")[0] == 200)
+
+    def test_many_who_look_at_once_share_what_is_read(self):
+        count = "select xact_commit + xact_rollback from pg_stat_database where datname = 'polaiga'"
+        with WebFleet(program, self.database.viewer()) as site, ThreadPoolExecutor(30) as people:
+            site.get("/api/v1/sites")
+            before, begun = int(self.database.query(count)[0]), time.monotonic()
+            answers = list(people.map(lambda _: site.ask("/api/v1/sites")[0], range(300)))
+            self.assertEqual(answers, [200] * 300)
+            list(people.map(lambda number: site.ask(f"/api/v1/alarms?limit={number + 1}"), range(60)))
+            own = "select count(*) from pg_stat_activity where application_name like 'polaiga-web%'"
+            self.assertLessEqual(int(self.database.query(own)[0]), 4)
+            # Counts come a second late at most. 60 questions for alarms, one overview a second for them and the 300 others, and
+            # what the server and this test ask for themselves.
+            time_of_counts = time.monotonic() - begun
+            until("all is counted", lambda: int(self.database.query(count)[0]) - before >= 60)
+            self.assertLess(int(self.database.query(count)[0]) - before, 60 + 10 * (time_of_counts + 5))
 
     def test_a_right_that_is_missing_is_named(self):
         users = self.place + "/users"

@@ -84,7 +84,7 @@ class ExampleTest(unittest.TestCase):
 
     def test_it_ends_while_it_starts(self):
         example = self.start("--controllers", 4)
-        until("the broker begins", lambda: any("node1-" in one for one in processes_in(self.place)), START_WITHIN)
+        until("the broker begins", lambda: any("/beam.smp " in one for one in processes_in(self.place)), START_WITHIN)
         self.assertEqual(example.end(signal.SIGINT), 0, example.text())
         self.expect_nothing_left()
 

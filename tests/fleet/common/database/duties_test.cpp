@@ -229,6 +229,26 @@ TEST_F(DutiesTest, ManyAlarmsThatAreOverForLongGo) {
   EXPECT_EQ(test_.sql("select number from alarm"), "1\n");
 }
 
+// Former ledgers go when nothing of them is left, and the one that a controller has stays.
+TEST_F(DutiesTest, FormerLedgersGo) {
+  take(intake_, sender(), raised(1));
+  test_.sql(
+      "insert into ledger (controller_id, ledger_id, ended) select controller_id, md5(n::text), now() - n * interval "
+      "'1 h' "
+      "from controller, generate_series(40, 299) n");
+  test_.sql(
+      "insert into gap (ledger_no, first, last, is_put_back) select ledger_no, 1, 2, false from ledger where ledger_id "
+      "= "
+      "md5('299')");
+  const Duties::Tidied tidied = duties_.tidy(hours(48), hours(24));
+  EXPECT_EQ(tidied.gone, 251);
+  EXPECT_EQ(
+      test_.sql(
+          "select count(*) filter (where ended is null), count(*) filter (where ended > now() - interval '48 h'), "
+          "count(*) filter (where ledger_id = md5('299')) from ledger"),
+      "1|8|1\n");
+}
+
 // An operator's role may write any request and any end.
 TEST_F(DutiesTest, ActionsThatNobodyCanRead) {
   take(intake_, sender(), raised(1), online(1));

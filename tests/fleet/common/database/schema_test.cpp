@@ -80,7 +80,7 @@ TEST(Schema, RolesHaveTheRightsThatTheyNeedAndNoOthers) {
   };
   EXPECT_EQ(rights("polaiga_collector"),
             "action|delete\nalarm|delete insert update\nalarm_group|delete insert update\nchange|delete insert\n"
-            "collector|delete insert update\ncontroller|insert update\ngap|delete insert\nledger|insert update\n"
+            "collector|delete insert update\ncontroller|insert update\ngap|delete insert\nledger|delete insert update\n"
             "site|insert\n");
   EXPECT_EQ(rights("polaiga_viewer"), "");
   EXPECT_EQ(rights("polaiga_operator"), "");

@@ -1,6 +1,7 @@
 #include "collecting/collector.h"
 
 #include <algorithm>
+#include <iterator>
 #include <span>
 #include <utility>
 #include <variant>
@@ -26,13 +27,19 @@ Collector::Collector(Options options, Database& database, const engine::Clock& c
   counts_.name = options_.name;
   counts_.begun = clock_.wall();
   counts_.version = POLAIGA_VERSION;
-  dues_ = {{.every = kBalanceEvery, .work = [this] { share_->balance(); }},
-           {.every = kGroupEvery, .work = [this] { duties_.find_groups(options_.group_window); }},
-           {.every = kActionsEvery, .work = [this] { publish(duties_.due_actions()); }},
-           {.every = kAskEvery, .work = [this] { publish(duties_.due_requests()); }},
-           {.every = kSilenceEvery, .work = [this] { look_for_silence(); }},
-           {.every = kReportEvery, .work = [this] { report(); }},
-           {.every = kTidySoon, .work = [this] { tidy(); }}};
+  dues_ = {
+      {.name = "the sharing of the inboxes", .every = kBalanceEvery, .work = [this] { share_->balance(); }},
+      {.name = "the search for groups",
+       .every = kGroupEvery,
+       .work = [this] { duties_.find_groups(options_.group_window); }},
+      {.name = "the sending of actions", .every = kActionsEvery, .work = [this] { publish(duties_.due_actions()); }},
+      {.name = "the asking for what is missing",
+       .every = kAskEvery,
+       .work = [this] { publish(duties_.due_requests()); }},
+      {.name = "the search for silent controllers", .every = kSilenceEvery, .work = [this] { look_for_silence(); }},
+      {.name = "the report", .every = kReportEvery, .work = [this] { report(); }},
+      {.name = "the putting back of ledgers", .every = kPutBackEvery, .work = [this] { publish(duties_.put_back()); }},
+      {.name = "the deleting of what is too old", .every = kTidySoon, .work = [this] { tidy(); }}};
 }
 
 void Collector::begin() {
@@ -40,7 +47,12 @@ void Collector::begin() {
   if (!problem.empty()) throw DatabaseRefuses(problem);
   // Without partitions nothing could be written.
   tidy_at_ = clock_.steady();
-  tidy();
+  try {
+    tidy();
+  } catch (const DatabaseSlow& error) {
+    duties_.report(counts_);  // it throws when the database is away
+    say_(Priority::kWarning, std::string(error.what()) + ". What is too old is deleted later");
+  }
   const std::vector<BrokerNode>& nodes = options_.broker.nodes;
   const BrokerNode& node = nodes.at(output::random_number() % nodes.size());
   auto reading = std::make_unique<Connection>(options_.broker, node);
@@ -113,17 +125,29 @@ void Collector::bury(const std::vector<DeadLetter>& letters) {
   counts_.dead_letters += letters.size();
 }
 
-// When the database refuses what one message says, the others are taken without it.
-Taken Collector::take(const Batch& batch, std::size_t first, std::size_t count) {
+// When the database refuses what one message says, or takes too long for it, the others are taken without it.
+Taken Collector::take(const Batch& batch, std::size_t first, std::size_t count, std::chrono::seconds within) {
+  std::span<const Received> part = std::span(batch.received).subspan(first, count);
+  const auto rests = [this](const Received& one) { return pace_.rests(one.sender); };
+  std::vector<Received> others;
+  if (std::ranges::any_of(part, rests)) {
+    std::ranges::remove_copy_if(part, std::back_inserter(others), rests);
+    part = others;
+  }
   try {
-    return intake_.take(std::span(batch.received).subspan(first, count));
+    return intake_.take(part, within);
+  } catch (const DatabaseSlow& error) {
+    // A database that takes a little at once is not away.
+    duties_.report(counts_);
+    if (count == 1) return rest(batch.received.at(first), error.what(), kRestOfSlow);
+    within = std::min(within, kPartWithin);
   } catch (const RowConflicts& error) {
     if (count == 1) return rest(batch.received.at(first), error.what());
   } catch (const RowRefused& error) {
     if (count == 1) return take_in_place_of(batch, first, error.what());
   }
-  Taken taken = take(batch, first, count / 2);
-  Taken more = take(batch, first + count / 2, count - count / 2);
+  Taken taken = take(batch, first, count / 2, within);
+  Taken more = take(batch, first + count / 2, count - count / 2, within);
   taken.answers.insert(taken.answers.end(), more.answers.begin(), more.answers.end());
   taken.changes += more.changes;
   taken.repeats += more.repeats;
@@ -132,11 +156,11 @@ Taken Collector::take(const Batch& batch, std::size_t first, std::size_t count) 
 }
 
 // The message may be a good one, so it is not thrown away: it is passed over, and comes again. Others are taken.
-Taken Collector::rest(const Received& refused, const std::string& reason) {
+Taken Collector::rest(const Received& refused, const std::string& reason, std::chrono::seconds how_long) {
   note_problem(reason);
   say_(Priority::kError, reason + ". Nothing is taken of " + refused.sender.site + "/" + refused.sender.controller +
-                             " for " + std::to_string(kRest.count()) + " s, and its changes come again after that");
-  pace_.rest(refused.sender, kRest);
+                             " for " + std::to_string(how_long.count()) + " s, and its changes come again after that");
+  pace_.rest(refused.sender, how_long);
   return {};
 }
 
@@ -160,6 +184,9 @@ Taken Collector::take_in_place_of(const Batch& batch, std::size_t refused, const
     taken = intake_.take(std::span(&gap, 1));
   } catch (const RowRefused& error) {
     return rest(message, error.what());
+  } catch (const DatabaseSlow& error) {
+    duties_.report(counts_);
+    return rest(message, error.what(), kRestOfSlow);
   }
   bury({letter});
   return taken;
@@ -167,7 +194,7 @@ Taken Collector::take_in_place_of(const Batch& batch, std::size_t refused, const
 
 void Collector::keep(const Batch& batch) {
   // What cannot be taken comes again, and with it what is buried.
-  const Taken taken = batch.received.empty() ? Taken{} : take(batch, 0, batch.received.size());
+  const Taken taken = batch.received.empty() ? Taken{} : take(batch, 0, batch.received.size(), Database::kAnswerWithin);
   bury(batch.dead_letters);
   publish(taken.answers);
   reading_->acknowledge(batch.last_tag);
@@ -199,22 +226,32 @@ void Collector::report() {
 
 void Collector::tidy() {
   if (clock_.steady() < tidy_at_) return;
+  tidy_at_ = clock_.steady() + kTidySoon;
   const bool is_more = duties_.tidy(options_.keep_changes, options_.keep_alarms).is_more;
-  tidy_at_ = clock_.steady() + (is_more ? milliseconds(kTidySoon) : milliseconds(kTidyEvery));
+  if (!is_more) tidy_at_ = clock_.steady() + kTidyEvery;
 }
 
-// What the database refuses of one duty keeps neither the others nor the taking of messages back.
+void Collector::warn_of_duty(Due& due, const std::string& problem) {
+  note_problem(problem);
+  if (std::exchange(due.said, problem) == problem) return;
+  say_(Priority::kWarning, problem + ". It is tried again; messages are taken meanwhile");
+}
+
+// What the database refuses of one duty, or takes too long for, keeps neither the others nor the taking of messages
+// back.
 void Collector::do_duties() {
   for (Due& due : dues_) {
     if (clock_.steady() < due.at) continue;
     try {
       due.work();
       due.said.clear();
+    } catch (const DatabaseSlow& error) {
+      duties_.report(counts_);  // as above
+      warn_of_duty(due, std::string(error.what()) + ". That was " + due.name);
+      due.at = clock_.steady() + kSlowDutyEvery;
+      return;  // messages have waited for long enough
     } catch (const DatabaseRefuses& error) {
-      note_problem(error.what());
-      if (std::exchange(due.said, error.what()) != error.what()) {
-        say_(Priority::kWarning, std::string(error.what()) + ". It is tried again; messages are taken meanwhile");
-      }
+      warn_of_duty(due, error.what());
     }
     due.at = clock_.steady() + due.every;
   }

@@ -35,7 +35,13 @@ class Collector {
   static constexpr std::chrono::seconds kAskEvery{5};
   static constexpr std::chrono::seconds kSilenceEvery{5};
   static constexpr std::chrono::seconds kReportEvery{5};
+  static constexpr std::chrono::seconds kPutBackEvery{1};
   static constexpr std::chrono::seconds kRest{10};  // of a controller whose message cannot be taken
+  // What is too slow keeps everybody waiting while it is tried, so that is not done often: of parts of a batch that was
+  // too slow, of a controller whose message is, and of a duty.
+  static constexpr std::chrono::seconds kPartWithin{5};
+  static constexpr std::chrono::seconds kRestOfSlow{600};
+  static constexpr std::chrono::seconds kSlowDutyEvery{300};
   static constexpr std::chrono::minutes kTidyEvery{10};
   static constexpr std::chrono::seconds kTidySoon{30};  // when not all that is too old is gone
 
@@ -73,6 +79,7 @@ class Collector {
   using Steady = engine::Clock::Steady;
   // A duty, and when it is to be done next.
   struct Due {
+    const char* name;
     std::chrono::milliseconds every;
     std::function<void()> work;
     std::string said = {};  // what went wrong the last time
@@ -81,12 +88,13 @@ class Collector {
 
   Batch gather();
   void keep(const Batch& batch);
-  Taken take(const Batch& batch, std::size_t first, std::size_t count);
-  Taken rest(const Received& refused, const std::string& reason);
+  Taken take(const Batch& batch, std::size_t first, std::size_t count, std::chrono::seconds within);
+  Taken rest(const Received& refused, const std::string& reason, std::chrono::seconds how_long = kRest);
   Taken take_in_place_of(const Batch& batch, std::size_t refused, const std::string& reason);
   void publish(const std::vector<Answer>& answers);
   void bury(const std::vector<DeadLetter>& letters);
   void do_duties();
+  void warn_of_duty(Due& due, const std::string& problem);
   void tidy();
   void look_for_silence();
   void report();

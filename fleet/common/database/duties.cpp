@@ -103,7 +103,8 @@ std::vector<Answer> Duties::due_requests() {
                     "(extract(epoch from now()) * 1000000)::bigint, ") +
             kProgressColumns +
             " from controller c join site s using (site_id) join ledger l on l.ledger_no = c.ledger_no "
-            "where c.is_online and c.silent_since is null and (l.is_list_wanted or l.wanted_through > l.through) and "
+            "where c.is_online and c.silent_since is null and l.put_back_before is null and (l.is_list_wanted or "
+            "l.wanted_through > l.through) and "
             "(c.asked is null or c.asked_for = '' or c.asked <= now() - make_interval(secs => $1::bigint) or "
             "c.asked > now()) "
             "order by c.controller_id limit $2 for update of c skip locked",

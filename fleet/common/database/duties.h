@@ -35,6 +35,10 @@ class Duties {
   // Requests that were not answered, of controllers that are online: they are made again.
   std::vector<Answer> due_requests();
 
+  // Deletes what ledgers lost that were put back to an earlier state, for some time at most, and goes on with the next
+  // call. Answers with the acknowledgements of those of which all is deleted.
+  std::vector<Answer> put_back();
+
   // Makes the partitions for today and the two days that follow, and drops those that are older than `keep_changes`.
   // Deletes alarms that are over for longer than `keep_alarms`, and former ledgers of which nothing is left, for some
   // seconds at most.

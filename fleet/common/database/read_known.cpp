@@ -209,12 +209,15 @@ void read_shown(pqxx::work& transaction, std::span<const Received> messages, con
 }  // namespace
 
 LedgerProgress read_progress(const pqxx::row& row, int first) {
+  const pqxx::field put_back_before = row[first + 6];
   return {.ledger_id = row[first].as<std::string>(),
           .through = row[first + 1].as<std::int64_t>(),
           .wanted_through = row[first + 2].as<std::int64_t>(),
           .is_list_wanted = row[first + 3].as<bool>(),
           .list_after = row[first + 4].as<std::int64_t>(),
-          .status_at = row[first + 5].as<std::int64_t>()};
+          .status_at = row[first + 5].as<std::int64_t>(),
+          .put_back_before =
+              put_back_before.is_null() ? std::optional<ChangeNumber>() : put_back_before.as<std::int64_t>()};
 }
 
 bool lock_controllers(pqxx::work& transaction, std::span<const Received> messages, KnownControllers& known) {

@@ -213,41 +213,6 @@ TEST_F(IntakeTest, AGapMovesOnAndWantsTheList) {
   EXPECT_EQ(test_.sql("select count(*) from gap"), "1\n");
 }
 
-// A ledger with changes 1 to 6 was put back to change 3.
-TEST_F(IntakeTest, APuttingBack) {
-  take(intake_, sender(), raised(1), raised(2), raised(3), cleared(4, 1), raised(5),
-       change(6, ChangeKind::kRefreshed, 2));
-  EXPECT_EQ(alarms(), "1|4|4|4|1|cleared\n2|6|4|4|2|\n3|3|4|4|1|\n5|5|4|4|1|\n");
-  const Taken taken = take(intake_, sender(), GapMessage{.ledger_id = kLedger, .first = 4, .last = 6, .previous = 6});
-  EXPECT_EQ(answers(taken, Kind::kAck), "rack-1 {\"ledger_id\":\"" + kLedger + "\",\"through\":3}\n");
-  EXPECT_EQ(changes(), "1|raised|1\n2|raised|2\n3|raised|3\n");
-  EXPECT_EQ(alarms(), "1|3|4|4|1|cleared\n2|3|4|4|2|\n3|3|4|4|1|\n");
-  EXPECT_EQ(test_.sql("select first, last, is_put_back from gap"), "4|6|t\n");
-  // The numbers are used anew, and the list tells what is active.
-  const std::string id = id_of(answers(taken, Kind::kReplay));
-  const Taken then = take(intake_, sender(), raised(4),
-                          ListMessage{.ledger_id = kLedger,
-                                      .replay = id,
-                                      .number = 4,
-                                      .through = 4,
-                                      .is_last = true,
-                                      .alarms = {listed(1), listed(2), listed(3), listed(4)}},
-                          cleared(5, 4));
-  EXPECT_EQ(then.changes, 2);
-  EXPECT_EQ(changes(), "1|raised|1\n2|raised|2\n3|raised|3\n4|raised|4\n5|cleared|4\n");
-  EXPECT_EQ(alarms(), "1|4|4|4|1|\n2|4|4|4|1|\n3|4|4|4|1|\n4|5|4|4|1|cleared\n");
-}
-
-// All of that in one batch.
-TEST_F(IntakeTest, APuttingBackAmidABatch) {
-  take(intake_, sender(), raised(1), raised(2));
-  take(intake_, sender(), raised(3), change(4, ChangeKind::kRefreshed, 1),
-       GapMessage{.ledger_id = kLedger, .first = 2, .last = 4, .previous = 4}, cleared(2, 1), raised(3));
-  EXPECT_EQ(changes(), "1|raised|1\n2|cleared|1\n3|raised|3\n");
-  EXPECT_EQ(alarms(), "1|2|4|4|2|cleared\n3|3|4|4|1|\n");
-  EXPECT_EQ(progress(), "aa|3|0|t|0|f\n");
-}
-
 TEST_F(IntakeTest, ANewLedgerEndsTheFormerOnesAlarms) {
   take(intake_, sender(), online(2), raised(1), raised(2), cleared(3, 2));
   const Taken taken = take(intake_, sender(), raised(1, kOtherLedger));

@@ -1,0 +1,5 @@
+-- compatible with 1
+-- The ledger is being put back to the change before this one: what has this number or a greater one is being deleted.
+-- null: it is not.
+alter table ledger add column put_back_before bigint;
+create index ledger_put_back on ledger (ledger_no) where put_back_before is not null;

@@ -316,6 +316,20 @@ TEST_F(IntakeTest, PartsThatNobodyAskedForAreNotRead) {
   EXPECT_EQ(alarms_read("list-7", 1, 99), 2);
 }
 
+// A raise of alarm 1 as a real controller tells it.
+std::string told_by(const std::string& controller, const std::string& description) {
+  return "{\"ledger_id\":\"" + kLedger +
+         "\",\"number\":1,\"change\":\"raised\",\"at\":\"2025-03-12T12:00:01Z\",\"seq\":1,\"quiet\":false,"
+         "\"folded\":false,\"alarm\":\"" +
+         kLedger +
+         "-1\",\"fault\":1,\"fault_dn\":\"sys/fan-1/fault-F0395\",\"before\":\"cleared\",\"after\":\"major\","
+         "\"reporters\":1,\"shown_seq\":1,\"event\":{\"id\":\"x\",\"sensor\":\"A\"},\"record\":{\"fault_dn\":"
+         "\"sys/fan-1/fault-F0395\",\"dn\":\"sys/fan-1\",\"code\":395,\"name\":\"fltFanInoperable\",\"descr\":\"" +
+         description +
+         "\",\"cause\":\"equipment-inoperable\",\"oid\":\"1.2.3\"},\"previous\":0,\"site\":\"lab\",\"controller\":\"" +
+         controller + "\",\"version\":\"1.0.0\"}";
+}
+
 TEST_F(IntakeTest, AFaultShowsTheRecordOfAnotherReporter) {
   FaultWords first = words();
   first.description = "Fan 1 by sensor A";
@@ -324,15 +338,7 @@ TEST_F(IntakeTest, AFaultShowsTheRecordOfAnotherReporter) {
   second.record->description = "Fan 1 by sensor B";
   // As a real controller tells the first one, since it is read again from the table.
   ChangeMessage one = raised(1, kLedger, first);
-  one.body = "{\"ledger_id\":\"" + kLedger +
-             "\",\"number\":1,\"change\":\"raised\",\"at\":\"2025-03-12T12:00:01Z\",\"seq\":1,\"quiet\":false,"
-             "\"folded\":false,\"alarm\":\"" +
-             kLedger +
-             "-1\",\"fault\":1,\"fault_dn\":\"sys/fan-1/fault-F0395\",\"before\":\"cleared\",\"after\":\"major\","
-             "\"reporters\":1,\"shown_seq\":1,\"event\":{\"id\":\"x\",\"sensor\":\"A\"},\"record\":{\"fault_dn\":"
-             "\"sys/fan-1/fault-F0395\",\"dn\":\"sys/fan-1\",\"code\":395,\"name\":\"fltFanInoperable\",\"descr\":"
-             "\"Fan 1 by sensor A\",\"cause\":\"equipment-inoperable\",\"oid\":\"1.2.3\"},\"previous\":0,\"site\":"
-             "\"lab\",\"controller\":\"rack-1\",\"version\":\"1.0.0\"}";
+  one.body = told_by("rack-1", "Fan 1 by sensor A");
   take(intake_, sender(), one, second);
   EXPECT_EQ(test_.sql("select description from alarm"), "Fan 1 by sensor B\n");
   ChangeMessage partly = change(3, ChangeKind::kPartlyCleared, 1);
@@ -354,6 +360,30 @@ TEST_F(IntakeTest, AFaultShowsTheRecordOfAnotherReporter) {
   unknown.shown_sequence = 99;
   take(intake_, sender(), unknown);
   EXPECT_EQ(test_.sql("select description from alarm"), "Fan 1 by sensor C\n");
+}
+
+// Nobody makes a collector read all changes of an alarm again and again.
+TEST_F(IntakeTest, ARecordOfLongAgoIsNotLookedFor) {
+  const auto description_after = [this](const std::string& controller, int changes_between) {
+    ChangeMessage raise = raised(1);
+    raise.body = told_by(controller, "by sensor A");
+    take(intake_, sender(controller), raise);
+    const std::string of_controller =
+        "ledger_no = (select ledger_no from controller where name = '" + controller + "')";
+    test_.sql("update alarm set description = 'by sensor B' where " + of_controller);
+    test_.sql(
+        "insert into change (ledger_no, number, at, kind, alarm, severity_before, severity_after, sequence, body) "
+        "select ledger_no, n, at, 'refreshed', alarm, 4, 4, n, body from change, generate_series(2, " +
+        std::to_string(changes_between + 1) + ") n where number = 1 and " + of_controller);
+    const ChangeNumber number = changes_between + 2;
+    ChangeMessage partly = change(number, ChangeKind::kPartlyCleared, 1);
+    partly.previous = 1;
+    partly.shown_sequence = 1;
+    EXPECT_EQ(take(intake_, sender(controller), partly).changes, 1);
+    return test_.sql("select description from alarm where " + of_controller);
+  };
+  EXPECT_EQ(description_after("rack-1", 999), "by sensor A\n");
+  EXPECT_EQ(description_after("rack-2", 1000), "by sensor B\n");
 }
 
 TEST_F(IntakeTest, TextsAreNeverAPartOfAStatement) {

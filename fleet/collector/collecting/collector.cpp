@@ -23,7 +23,8 @@ Collector::Collector(Options options, Database& database, const engine::Clock& c
       say_(std::move(say)),
       intake_(database),
       duties_(database),
-      pace_(clock) {
+      pace_(clock),
+      silence_watch_(options_.silent_after) {
   counts_.name = options_.name;
   counts_.begun = clock_.wall();
   counts_.version = POLAIGA_VERSION;
@@ -68,7 +69,7 @@ void Collector::begin() {
   burying_->expect_confirms();
   share_.emplace(*reading, options_.inboxes, output::random_number);
   reading_ = std::move(reading);
-  all_read_since_.reset();
+  silence_watch_.begin_anew();
   for (Due& due : dues_) due.at = clock_.steady();
   say_(Priority::kInfo, node.text() + ": connected");
 }
@@ -206,13 +207,9 @@ void Collector::keep(const Batch& batch) {
 }
 
 void Collector::look_for_silence() {
-  if (!share_->is_all_read()) {
-    all_read_since_.reset();
-    return;
-  }
-  const Steady now = clock_.steady();
-  if (!all_read_since_) all_read_since_ = now;
-  if (now - *all_read_since_ >= options_.silent_after) duties_.find_silent(options_.silent_after);
+  const auto database_now = duties_.now();
+  if (!silence_watch_.may_judge(share_->is_all_read(), clock_.steady(), database_now)) return;
+  duties_.find_silent(options_.silent_after, database_now);
 }
 
 void Collector::report() {

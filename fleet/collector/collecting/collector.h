@@ -17,6 +17,7 @@
 #include "base/messages.h"
 #include "collecting/batch.h"
 #include "collecting/pace.h"
+#include "collecting/silence_watch.h"
 #include "database/database.h"
 #include "database/duties.h"
 #include "database/intake.h"
@@ -106,6 +107,7 @@ class Collector {
   Intake intake_;
   Duties duties_;
   Pace pace_;
+  SilenceWatch silence_watch_;
 
   // They are there between begin() and end().
   std::unique_ptr<Connection> reading_;
@@ -115,7 +117,6 @@ class Collector {
 
   std::vector<Due> dues_;
   Steady tidy_at_{};
-  std::optional<Steady> all_read_since_;  // all inboxes have been read and empty all the time
   Duties::Collector counts_;
   std::uint64_t passed_over_ = 0;
 };

@@ -75,6 +75,10 @@ void Collector::begin() {
 }
 
 void Collector::end() {
+  held_.clear();
+  held_deliveries_.clear();
+  acknowledged_ = 0;
+  was_blocked_ = false;
   share_.reset();
   reading_.reset();
   answering_.reset();
@@ -106,14 +110,32 @@ Batch Collector::gather() {
   return batch;
 }
 
+// While the broker takes no messages they are left out, or this would wait until it does; it would wait for the inboxes
+// to be emptied. Acknowledgements come again with the next repeat, requests and actions after a while.
 void Collector::publish(const std::vector<Answer>& answers) {
+  if (answering_->is_blocked()) return;
   for (const Answer& answer : answers) {
     answering_->publish(kTopics, routing_key(answer.sender, answer.kind), answer.payload);
   }
 }
 
+// What the broker does not take now is held, and its deliveries are not acknowledged.
 void Collector::bury(const std::vector<DeadLetter>& letters) {
   if (letters.empty()) return;
+  if (burying_->is_blocked()) {
+    if (held_deliveries_.size() + letters.size() > kMostHeld) {
+      throw BrokerAway(burying_->node().text() + ": it takes no messages, and " +
+                       std::to_string(held_deliveries_.size()) + " dead letters wait already");
+    }
+    held_.insert(held_.end(), letters.begin(), letters.end());
+  } else {
+    send(letters);
+    if (burying_->wait_for_confirms()) return;
+  }
+  for (const DeadLetter& letter : letters) held_deliveries_.insert(letter.tag);
+}
+
+void Collector::send(const std::vector<DeadLetter>& letters) {
   const std::string at = engine::format_moment(clock_.wall());
   for (const DeadLetter& letter : letters) {
     burying_->publish("", kDeadLetters, letter.body,
@@ -122,8 +144,35 @@ void Collector::bury(const std::vector<DeadLetter>& letters) {
                        {.name = "collector", .text = options_.name},
                        {.name = "at", .text = at}});
   }
-  burying_->wait_for_confirms();
   counts_.dead_letters += letters.size();
+}
+
+void Collector::acknowledge(std::uint64_t through) {
+  if (held_deliveries_.empty()) {
+    reading_->acknowledge(through);
+  } else {
+    for (std::uint64_t tag = acknowledged_ + 1; tag <= through; ++tag) {
+      if (!held_deliveries_.contains(tag)) reading_->acknowledge_one(tag);
+    }
+  }
+  acknowledged_ = through;
+}
+
+void Collector::look_at_broker() {
+  answering_->look();
+  burying_->look();
+  const bool is_blocked = answering_->is_blocked() || burying_->is_blocked();
+  if (std::exchange(was_blocked_, is_blocked) != is_blocked) {
+    say_(Priority::kWarning,
+         reading_->node().text() +
+             (is_blocked ? ": the broker takes no messages, since it has too little memory or disk. Its inboxes are "
+                           "emptied meanwhile; what was taken is acknowledged to controllers when they tell it again"
+                         : ": the broker takes messages again"));
+  }
+  if (held_deliveries_.empty() || burying_->is_blocked()) return;
+  send(std::exchange(held_, {}));
+  if (!burying_->wait_for_confirms()) return;
+  for (const std::uint64_t tag : std::exchange(held_deliveries_, {})) reading_->acknowledge_one(tag);
 }
 
 // When the database refuses what one message says, or takes too long for it, the others are taken without it.
@@ -198,7 +247,7 @@ void Collector::keep(const Batch& batch) {
   const Taken taken = batch.received.empty() ? Taken{} : take(batch, 0, batch.received.size(), Database::kAnswerWithin);
   bury(batch.dead_letters);
   publish(taken.answers);
-  reading_->acknowledge(batch.last_tag);
+  acknowledge(batch.last_tag);
   counts_.messages += batch.messages;
   counts_.changes += taken.changes;
   counts_.repeats += taken.repeats;
@@ -258,8 +307,7 @@ void Collector::go_on() {
   const Batch batch = gather();
   if (batch.last_tag != 0) keep(batch);
   do_duties();
-  answering_->look();
-  burying_->look();
+  look_at_broker();
 }
 
 void Collector::note_problem(const std::string& problem) {

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,7 @@ class Collector {
   static constexpr std::chrono::seconds kSilenceEvery{5};
   static constexpr std::chrono::seconds kReportEvery{5};
   static constexpr std::chrono::seconds kPutBackEvery{1};
+  static constexpr std::size_t kMostHeld = 100;     // dead letters, while the broker takes no messages
   static constexpr std::chrono::seconds kRest{10};  // of a controller whose message cannot be taken
   // What is too slow keeps everybody waiting while it is tried, so that is not done often: of parts of a batch that was
   // too slow, of a controller whose message is, and of a duty.
@@ -94,6 +96,9 @@ class Collector {
   Taken take_in_place_of(const Batch& batch, std::size_t refused, const std::string& reason);
   void publish(const std::vector<Answer>& answers);
   void bury(const std::vector<DeadLetter>& letters);
+  void send(const std::vector<DeadLetter>& letters);
+  void acknowledge(std::uint64_t through);
+  void look_at_broker();
   void do_duties();
   void warn_of_duty(Due& due, const std::string& problem);
   void tidy();
@@ -114,6 +119,12 @@ class Collector {
   std::unique_ptr<Connection> answering_;
   std::unique_ptr<Connection> burying_;
   std::optional<Share> share_;
+  std::uint64_t acknowledged_ = 0;  // the last delivery that was, but for those that are held
+  // Dead letters that wait until the broker takes messages again, and the deliveries of those and of others that it has
+  // not confirmed yet, which are acknowledged after that.
+  std::vector<DeadLetter> held_;
+  std::set<std::uint64_t> held_deliveries_;
+  bool was_blocked_ = false;
 
   std::vector<Due> dues_;
   Steady tidy_at_{};

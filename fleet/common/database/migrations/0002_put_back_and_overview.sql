@@ -3,3 +3,6 @@
 -- null: it is not.
 alter table ledger add column put_back_before bigint;
 create index ledger_put_back on ledger (ledger_no) where put_back_before is not null;
+
+-- How an alarm ended that was over when its fault had settled is not told. It ended as most do.
+update alarm set ended = 'cleared' where ended = 'settled';

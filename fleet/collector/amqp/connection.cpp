@@ -111,13 +111,15 @@ void Connection::log_in(const BrokerSettings& settings) {
     password = engine::read_private_file(settings.password_file, "the password file");
     password.resize(std::min(password.find_first_of("\r\n"), password.size()));
   }
-  // With it the broker says why it refuses a login, and that a consumer was ended.
+  // With it the broker says why it refuses a login, that a consumer was ended, and that it takes no messages.
   const std::string kCapabilities = "capabilities";
   const std::string kCancelled = "consumer_cancel_notify";
   const std::string kFailure = "authentication_failure_close";
-  amqp_table_entry_t can[2]{};
+  const std::string kBlocked = "connection.blocked";
+  amqp_table_entry_t can[3]{};
   can[0].key = bytes(kCancelled);
   can[1].key = bytes(kFailure);
+  can[2].key = bytes(kBlocked);
   for (amqp_table_entry_t& one : can) {
     one.value.kind = AMQP_FIELD_KIND_BOOLEAN;
     one.value.value.boolean = 1;
@@ -125,7 +127,7 @@ void Connection::log_in(const BrokerSettings& settings) {
   amqp_table_entry_t properties[1]{};
   properties[0].key = bytes(kCapabilities);
   properties[0].value.kind = AMQP_FIELD_KIND_TABLE;
-  properties[0].value.value.table = {.num_entries = 2, .entries = can};
+  properties[0].value.value.table = {.num_entries = 3, .entries = can};
   const amqp_table_t table{.num_entries = 1, .entries = properties};
   const char* const host = node_.virtual_host.c_str();
   amqp_rpc_reply_t reply{};
@@ -291,6 +293,8 @@ void Connection::read_frame(milliseconds most) {
     away("there is no queue " + engine::printable(text_of(returned->routing_key)) + ", which is made anew");
   } else if (method.id == AMQP_BASIC_CANCEL_METHOD) {
     ended_.push_back(text_of(static_cast<const amqp_basic_cancel_t*>(method.decoded)->consumer_tag));
+  } else if (method.id == AMQP_CONNECTION_BLOCKED_METHOD || method.id == AMQP_CONNECTION_UNBLOCKED_METHOD) {
+    is_blocked_ = method.id == AMQP_CONNECTION_BLOCKED_METHOD;
   } else if (method.id == AMQP_CHANNEL_CLOSE_METHOD || method.id == AMQP_CONNECTION_CLOSE_METHOD) {
     closed(closing_of(method), frame.channel, "the broker ended what was under way");
   }
@@ -319,6 +323,10 @@ std::vector<std::string> Connection::ended_consumers() { return std::exchange(en
 
 void Connection::acknowledge(std::uint64_t tag) { must(::amqp_basic_ack(state_, kConsuming, tag, 1), "acknowledging"); }
 
+void Connection::acknowledge_one(std::uint64_t tag) {
+  must(::amqp_basic_ack(state_, kConsuming, tag, 0), "acknowledging");
+}
+
 void Connection::publish(const std::string& exchange, const std::string& routing_key, const std::string& body,
                          const std::vector<Header>& headers) {
   std::vector<amqp_table_entry_t> entries;
@@ -345,15 +353,17 @@ void Connection::expect_confirms() {
   published_ = 0;
 }
 
-void Connection::wait_for_confirms() {
+bool Connection::wait_for_confirms() {
   const auto end = std::chrono::steady_clock::now() + kAnswerWithin;
   while (!unconfirmed_.empty()) {
+    if (is_blocked_) return false;
     const auto left = std::chrono::duration_cast<milliseconds>(end - std::chrono::steady_clock::now());
     if (left.count() <= 0)
       away("it has not confirmed a message within " + std::to_string(kAnswerWithin.count()) + " s");
     ::amqp_maybe_release_buffers_on_channel(state_, kPublishing);
     read_frame(left);
   }
+  return true;
 }
 
 void Connection::look() {

@@ -99,8 +99,9 @@ class Connection {
   // is in ended_consumers().
   std::optional<Delivery> next(std::chrono::milliseconds most);
   std::vector<std::string> ended_consumers();
-  // All deliveries up to this one.
+  // All deliveries up to this one; and this one alone.
   void acknowledge(std::uint64_t tag);
+  void acknowledge_one(std::uint64_t tag);
 
   // Publishes a message that outlives a restart of the broker. With an empty exchange `routing_key` names a queue; when
   // that is not there, wait_for_confirms() says so.
@@ -108,11 +109,14 @@ class Connection {
                const std::vector<Header>& headers = {});
   // From then on the broker confirms what is published.
   void expect_confirms();
-  // Waits until the broker has confirmed all that was published. Throws BrokerAway also when it has not taken it, or
-  // has no such queue.
-  void wait_for_confirms();
+  // Waits until the broker has confirmed all that was published. False: it takes no messages now (is_blocked()), and
+  // confirms them later. Throws BrokerAway also when it has not taken it, or has no such queue.
+  bool wait_for_confirms();
   // Reads what the broker says to a connection that only publishes, as its heartbeats. Throws BrokerRefuses.
   void look();
+  // The broker has too little memory or disk, and reads nothing of what is published here until it says otherwise, as
+  // of the last look(). Who publishes much meanwhile waits in publish().
+  bool is_blocked() const { return is_blocked_; }
 
  private:
   [[noreturn]] void away(const std::string& what) const;
@@ -129,6 +133,7 @@ class Connection {
   BrokerNode node_;
   amqp_connection_state_t_* state_;
   bool is_confirming_ = false;
+  bool is_blocked_ = false;
   std::uint64_t published_ = 0;
   std::set<std::uint64_t> unconfirmed_;
   std::vector<std::string> ended_;

@@ -10,18 +10,22 @@ void Batch::add(const Delivery& delivery) {
     dead_letters.push_back({.routing_key = delivery.routing_key,
                             .body = delivery.body,
                             .reason = "The routing key is none of a controller: polaiga.v1.SITE.CONTROLLER.KIND, whose "
-                                      "names have 1 to 64 letters, digits, '_' and '-'"});
+                                      "names have 1 to 64 letters, digits, '_' and '-'",
+                            .tag = delivery.tag});
     return;
   }
   try {
     received.push_back({.sender = route->sender, .message = parse_message(*route, delivery.body)});
-    originals.push_back({.routing_key = delivery.routing_key, .body = delivery.body, .reason = {}});
+    originals.push_back(
+        {.routing_key = delivery.routing_key, .body = delivery.body, .reason = {}, .tag = delivery.tag});
   } catch (const BadMessage& error) {
-    dead_letters.push_back({.routing_key = delivery.routing_key, .body = delivery.body, .reason = error.what()});
+    dead_letters.push_back(
+        {.routing_key = delivery.routing_key, .body = delivery.body, .reason = error.what(), .tag = delivery.tag});
     // The changes that follow are to be taken all the same.
     if (error.gap()) {
       received.push_back({.sender = route->sender, .message = *error.gap()});
-      originals.push_back({.routing_key = delivery.routing_key, .body = delivery.body, .reason = {}});
+      originals.push_back(
+          {.routing_key = delivery.routing_key, .body = delivery.body, .reason = {}, .tag = delivery.tag});
     }
   }
 }

@@ -15,6 +15,7 @@ struct DeadLetter {
   std::string routing_key;
   std::string body;
   std::string reason;
+  std::uint64_t tag = 0;  // of its delivery
 };
 
 struct Batch {

@@ -1,6 +1,7 @@
 #include "collecting/collector.h"
 
 #include <algorithm>
+#include <iterator>
 #include <span>
 #include <utility>
 #include <variant>
@@ -22,17 +23,24 @@ Collector::Collector(Options options, Database& database, const engine::Clock& c
       say_(std::move(say)),
       intake_(database),
       duties_(database),
-      pace_(clock) {
+      pace_(clock),
+      silence_watch_(options_.silent_after) {
   counts_.name = options_.name;
   counts_.begun = clock_.wall();
   counts_.version = POLAIGA_VERSION;
-  dues_ = {{.every = kBalanceEvery, .work = [this] { share_->balance(); }},
-           {.every = kGroupEvery, .work = [this] { duties_.find_groups(options_.group_window); }},
-           {.every = kActionsEvery, .work = [this] { publish(duties_.due_actions()); }},
-           {.every = kAskEvery, .work = [this] { publish(duties_.due_requests()); }},
-           {.every = kSilenceEvery, .work = [this] { look_for_silence(); }},
-           {.every = kReportEvery, .work = [this] { report(); }},
-           {.every = kTidySoon, .work = [this] { tidy(); }}};
+  dues_ = {
+      {.name = "the sharing of the inboxes", .every = kBalanceEvery, .work = [this] { share_->balance(); }},
+      {.name = "the search for groups",
+       .every = kGroupEvery,
+       .work = [this] { duties_.find_groups(options_.group_window); }},
+      {.name = "the sending of actions", .every = kActionsEvery, .work = [this] { publish(duties_.due_actions()); }},
+      {.name = "the asking for what is missing",
+       .every = kAskEvery,
+       .work = [this] { publish(duties_.due_requests()); }},
+      {.name = "the search for silent controllers", .every = kSilenceEvery, .work = [this] { look_for_silence(); }},
+      {.name = "the report", .every = kReportEvery, .work = [this] { report(); }},
+      {.name = "the putting back of ledgers", .every = kPutBackEvery, .work = [this] { publish(duties_.put_back()); }},
+      {.name = "the deleting of what is too old", .every = kTidySoon, .work = [this] { tidy(); }}};
 }
 
 void Collector::begin() {
@@ -40,7 +48,12 @@ void Collector::begin() {
   if (!problem.empty()) throw DatabaseRefuses(problem);
   // Without partitions nothing could be written.
   tidy_at_ = clock_.steady();
-  tidy();
+  try {
+    tidy();
+  } catch (const DatabaseSlow& error) {
+    duties_.report(counts_);  // it throws when the database is away
+    say_(Priority::kWarning, std::string(error.what()) + ". What is too old is deleted later");
+  }
   const std::vector<BrokerNode>& nodes = options_.broker.nodes;
   const BrokerNode& node = nodes.at(output::random_number() % nodes.size());
   auto reading = std::make_unique<Connection>(options_.broker, node);
@@ -56,12 +69,16 @@ void Collector::begin() {
   burying_->expect_confirms();
   share_.emplace(*reading, options_.inboxes, output::random_number);
   reading_ = std::move(reading);
-  all_read_since_.reset();
+  silence_watch_.begin_anew();
   for (Due& due : dues_) due.at = clock_.steady();
   say_(Priority::kInfo, node.text() + ": connected");
 }
 
 void Collector::end() {
+  held_.clear();
+  held_deliveries_.clear();
+  acknowledged_ = 0;
+  was_blocked_ = false;
   share_.reset();
   reading_.reset();
   answering_.reset();
@@ -93,14 +110,32 @@ Batch Collector::gather() {
   return batch;
 }
 
+// While the broker takes no messages they are left out, or this would wait until it does; it would wait for the inboxes
+// to be emptied. Acknowledgements come again with the next repeat, requests and actions after a while.
 void Collector::publish(const std::vector<Answer>& answers) {
+  if (answering_->is_blocked()) return;
   for (const Answer& answer : answers) {
     answering_->publish(kTopics, routing_key(answer.sender, answer.kind), answer.payload);
   }
 }
 
+// What the broker does not take now is held, and its deliveries are not acknowledged.
 void Collector::bury(const std::vector<DeadLetter>& letters) {
   if (letters.empty()) return;
+  if (burying_->is_blocked()) {
+    if (held_deliveries_.size() + letters.size() > kMostHeld) {
+      throw BrokerAway(burying_->node().text() + ": it takes no messages, and " +
+                       std::to_string(held_deliveries_.size()) + " dead letters wait already");
+    }
+    held_.insert(held_.end(), letters.begin(), letters.end());
+  } else {
+    send(letters);
+    if (burying_->wait_for_confirms()) return;
+  }
+  for (const DeadLetter& letter : letters) held_deliveries_.insert(letter.tag);
+}
+
+void Collector::send(const std::vector<DeadLetter>& letters) {
   const std::string at = engine::format_moment(clock_.wall());
   for (const DeadLetter& letter : letters) {
     burying_->publish("", kDeadLetters, letter.body,
@@ -109,21 +144,60 @@ void Collector::bury(const std::vector<DeadLetter>& letters) {
                        {.name = "collector", .text = options_.name},
                        {.name = "at", .text = at}});
   }
-  burying_->wait_for_confirms();
   counts_.dead_letters += letters.size();
 }
 
-// When the database refuses what one message says, the others are taken without it.
-Taken Collector::take(const Batch& batch, std::size_t first, std::size_t count) {
+void Collector::acknowledge(std::uint64_t through) {
+  if (held_deliveries_.empty()) {
+    reading_->acknowledge(through);
+  } else {
+    for (std::uint64_t tag = acknowledged_ + 1; tag <= through; ++tag) {
+      if (!held_deliveries_.contains(tag)) reading_->acknowledge_one(tag);
+    }
+  }
+  acknowledged_ = through;
+}
+
+void Collector::look_at_broker() {
+  answering_->look();
+  burying_->look();
+  const bool is_blocked = answering_->is_blocked() || burying_->is_blocked();
+  if (std::exchange(was_blocked_, is_blocked) != is_blocked) {
+    say_(Priority::kWarning,
+         reading_->node().text() +
+             (is_blocked ? ": the broker takes no messages, since it has too little memory or disk. Its inboxes are "
+                           "emptied meanwhile; what was taken is acknowledged to controllers when they tell it again"
+                         : ": the broker takes messages again"));
+  }
+  if (held_deliveries_.empty() || burying_->is_blocked()) return;
+  send(std::exchange(held_, {}));
+  if (!burying_->wait_for_confirms()) return;
+  for (const std::uint64_t tag : std::exchange(held_deliveries_, {})) reading_->acknowledge_one(tag);
+}
+
+// When the database refuses what one message says, or takes too long for it, the others are taken without it.
+Taken Collector::take(const Batch& batch, std::size_t first, std::size_t count, std::chrono::seconds within) {
+  std::span<const Received> part = std::span(batch.received).subspan(first, count);
+  const auto rests = [this](const Received& one) { return pace_.rests(one.sender); };
+  std::vector<Received> others;
+  if (std::ranges::any_of(part, rests)) {
+    std::ranges::remove_copy_if(part, std::back_inserter(others), rests);
+    part = others;
+  }
   try {
-    return intake_.take(std::span(batch.received).subspan(first, count));
+    return intake_.take(part, within);
+  } catch (const DatabaseSlow& error) {
+    // A database that takes a little at once is not away.
+    duties_.report(counts_);
+    if (count == 1) return rest(batch.received.at(first), error.what(), kRestOfSlow);
+    within = std::min(within, kPartWithin);
   } catch (const RowConflicts& error) {
     if (count == 1) return rest(batch.received.at(first), error.what());
   } catch (const RowRefused& error) {
     if (count == 1) return take_in_place_of(batch, first, error.what());
   }
-  Taken taken = take(batch, first, count / 2);
-  Taken more = take(batch, first + count / 2, count - count / 2);
+  Taken taken = take(batch, first, count / 2, within);
+  Taken more = take(batch, first + count / 2, count - count / 2, within);
   taken.answers.insert(taken.answers.end(), more.answers.begin(), more.answers.end());
   taken.changes += more.changes;
   taken.repeats += more.repeats;
@@ -132,11 +206,11 @@ Taken Collector::take(const Batch& batch, std::size_t first, std::size_t count) 
 }
 
 // The message may be a good one, so it is not thrown away: it is passed over, and comes again. Others are taken.
-Taken Collector::rest(const Received& refused, const std::string& reason) {
+Taken Collector::rest(const Received& refused, const std::string& reason, std::chrono::seconds how_long) {
   note_problem(reason);
   say_(Priority::kError, reason + ". Nothing is taken of " + refused.sender.site + "/" + refused.sender.controller +
-                             " for " + std::to_string(kRest.count()) + " s, and its changes come again after that");
-  pace_.rest(refused.sender, kRest);
+                             " for " + std::to_string(how_long.count()) + " s, and its changes come again after that");
+  pace_.rest(refused.sender, how_long);
   return {};
 }
 
@@ -160,6 +234,9 @@ Taken Collector::take_in_place_of(const Batch& batch, std::size_t refused, const
     taken = intake_.take(std::span(&gap, 1));
   } catch (const RowRefused& error) {
     return rest(message, error.what());
+  } catch (const DatabaseSlow& error) {
+    duties_.report(counts_);
+    return rest(message, error.what(), kRestOfSlow);
   }
   bury({letter});
   return taken;
@@ -167,10 +244,10 @@ Taken Collector::take_in_place_of(const Batch& batch, std::size_t refused, const
 
 void Collector::keep(const Batch& batch) {
   // What cannot be taken comes again, and with it what is buried.
-  const Taken taken = batch.received.empty() ? Taken{} : take(batch, 0, batch.received.size());
+  const Taken taken = batch.received.empty() ? Taken{} : take(batch, 0, batch.received.size(), Database::kAnswerWithin);
   bury(batch.dead_letters);
   publish(taken.answers);
-  reading_->acknowledge(batch.last_tag);
+  acknowledge(batch.last_tag);
   counts_.messages += batch.messages;
   counts_.changes += taken.changes;
   counts_.repeats += taken.repeats;
@@ -179,13 +256,9 @@ void Collector::keep(const Batch& batch) {
 }
 
 void Collector::look_for_silence() {
-  if (!share_->is_all_read()) {
-    all_read_since_.reset();
-    return;
-  }
-  const Steady now = clock_.steady();
-  if (!all_read_since_) all_read_since_ = now;
-  if (now - *all_read_since_ >= options_.silent_after) duties_.find_silent(options_.silent_after);
+  const auto database_now = duties_.now();
+  if (!silence_watch_.may_judge(share_->is_all_read(), clock_.steady(), database_now)) return;
+  duties_.find_silent(options_.silent_after, database_now);
 }
 
 void Collector::report() {
@@ -199,22 +272,32 @@ void Collector::report() {
 
 void Collector::tidy() {
   if (clock_.steady() < tidy_at_) return;
+  tidy_at_ = clock_.steady() + kTidySoon;
   const bool is_more = duties_.tidy(options_.keep_changes, options_.keep_alarms).is_more;
-  tidy_at_ = clock_.steady() + (is_more ? milliseconds(kTidySoon) : milliseconds(kTidyEvery));
+  if (!is_more) tidy_at_ = clock_.steady() + kTidyEvery;
 }
 
-// What the database refuses of one duty keeps neither the others nor the taking of messages back.
+void Collector::warn_of_duty(Due& due, const std::string& problem) {
+  note_problem(problem);
+  if (std::exchange(due.said, problem) == problem) return;
+  say_(Priority::kWarning, problem + ". It is tried again; messages are taken meanwhile");
+}
+
+// What the database refuses of one duty, or takes too long for, keeps neither the others nor the taking of messages
+// back.
 void Collector::do_duties() {
   for (Due& due : dues_) {
     if (clock_.steady() < due.at) continue;
     try {
       due.work();
       due.said.clear();
+    } catch (const DatabaseSlow& error) {
+      duties_.report(counts_);  // as above
+      warn_of_duty(due, std::string(error.what()) + ". That was " + due.name);
+      due.at = clock_.steady() + kSlowDutyEvery;
+      return;  // messages have waited for long enough
     } catch (const DatabaseRefuses& error) {
-      note_problem(error.what());
-      if (std::exchange(due.said, error.what()) != error.what()) {
-        say_(Priority::kWarning, std::string(error.what()) + ". It is tried again; messages are taken meanwhile");
-      }
+      warn_of_duty(due, error.what());
     }
     due.at = clock_.steady() + due.every;
   }
@@ -224,8 +307,7 @@ void Collector::go_on() {
   const Batch batch = gather();
   if (batch.last_tag != 0) keep(batch);
   do_duties();
-  answering_->look();
-  burying_->look();
+  look_at_broker();
 }
 
 void Collector::note_problem(const std::string& problem) {

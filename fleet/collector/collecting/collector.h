@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,7 @@
 #include "base/messages.h"
 #include "collecting/batch.h"
 #include "collecting/pace.h"
+#include "collecting/silence_watch.h"
 #include "database/database.h"
 #include "database/duties.h"
 #include "database/intake.h"
@@ -35,7 +37,14 @@ class Collector {
   static constexpr std::chrono::seconds kAskEvery{5};
   static constexpr std::chrono::seconds kSilenceEvery{5};
   static constexpr std::chrono::seconds kReportEvery{5};
+  static constexpr std::chrono::seconds kPutBackEvery{1};
+  static constexpr std::size_t kMostHeld = 100;     // dead letters, while the broker takes no messages
   static constexpr std::chrono::seconds kRest{10};  // of a controller whose message cannot be taken
+  // What is too slow keeps everybody waiting while it is tried, so that is not done often: of parts of a batch that was
+  // too slow, of a controller whose message is, and of a duty.
+  static constexpr std::chrono::seconds kPartWithin{5};
+  static constexpr std::chrono::seconds kRestOfSlow{600};
+  static constexpr std::chrono::seconds kSlowDutyEvery{300};
   static constexpr std::chrono::minutes kTidyEvery{10};
   static constexpr std::chrono::seconds kTidySoon{30};  // when not all that is too old is gone
 
@@ -73,6 +82,7 @@ class Collector {
   using Steady = engine::Clock::Steady;
   // A duty, and when it is to be done next.
   struct Due {
+    const char* name;
     std::chrono::milliseconds every;
     std::function<void()> work;
     std::string said = {};  // what went wrong the last time
@@ -81,12 +91,16 @@ class Collector {
 
   Batch gather();
   void keep(const Batch& batch);
-  Taken take(const Batch& batch, std::size_t first, std::size_t count);
-  Taken rest(const Received& refused, const std::string& reason);
+  Taken take(const Batch& batch, std::size_t first, std::size_t count, std::chrono::seconds within);
+  Taken rest(const Received& refused, const std::string& reason, std::chrono::seconds how_long = kRest);
   Taken take_in_place_of(const Batch& batch, std::size_t refused, const std::string& reason);
   void publish(const std::vector<Answer>& answers);
   void bury(const std::vector<DeadLetter>& letters);
+  void send(const std::vector<DeadLetter>& letters);
+  void acknowledge(std::uint64_t through);
+  void look_at_broker();
   void do_duties();
+  void warn_of_duty(Due& due, const std::string& problem);
   void tidy();
   void look_for_silence();
   void report();
@@ -98,16 +112,22 @@ class Collector {
   Intake intake_;
   Duties duties_;
   Pace pace_;
+  SilenceWatch silence_watch_;
 
   // They are there between begin() and end().
   std::unique_ptr<Connection> reading_;
   std::unique_ptr<Connection> answering_;
   std::unique_ptr<Connection> burying_;
   std::optional<Share> share_;
+  std::uint64_t acknowledged_ = 0;  // the last delivery that was, but for those that are held
+  // Dead letters that wait until the broker takes messages again, and the deliveries of those and of others that it has
+  // not confirmed yet, which are acknowledged after that.
+  std::vector<DeadLetter> held_;
+  std::set<std::uint64_t> held_deliveries_;
+  bool was_blocked_ = false;
 
   std::vector<Due> dues_;
   Steady tidy_at_{};
-  std::optional<Steady> all_read_since_;  // all inboxes have been read and empty all the time
   Duties::Collector counts_;
   std::uint64_t passed_over_ = 0;
 };

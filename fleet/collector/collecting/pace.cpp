@@ -19,6 +19,11 @@ void Pace::rest(const Sender& sender, std::chrono::seconds how_long) {
   known_.try_emplace(sender, Part{.at = now}).first->second.rests_until = now + how_long;
 }
 
+bool Pace::rests(const Sender& sender) const {
+  const auto part = known_.find(sender);
+  return part != known_.end() && clock_.steady() < part->second.rests_until;
+}
+
 bool Pace::takes(const Sender& sender) {
   const Steady now = clock_.steady();
   if (known_.size() >= kMostKnown && !known_.contains(sender)) forget_whole(now);

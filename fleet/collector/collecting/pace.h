@@ -30,6 +30,8 @@ class Pace {
   // Nothing of this sender is to be taken for so long.
   void rest(const Sender& sender, std::chrono::seconds how_long);
 
+  bool rests(const Sender& sender) const;
+
   std::size_t known() const { return known_.size(); }
 
  private:

@@ -156,7 +156,8 @@ void Database::translate() {
     throw DatabaseAway(place_ + " is away: " + first_line(why));
   };
   if (connection_ && deadline_.is_over()) {
-    away("it did not answer in time");
+    connection_.reset();
+    throw DatabaseSlow(place_ + " did not answer in time: it is away, or what was asked of it takes too long");
   }
   try {
     throw;  // cppcheck-suppress rethrowNoCurrentException

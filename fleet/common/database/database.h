@@ -18,6 +18,12 @@ class DatabaseAway : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// It did not answer in time. Either it is away, or what was asked of it takes too long.
+class DatabaseSlow : public DatabaseAway {
+ public:
+  using DatabaseAway::DatabaseAway;
+};
+
 // The database refuses: rights are missing, the schema is another one, or a row is not as it must be. `what` names the
 // right or the relation, and what to do.
 class DatabaseRefuses : public std::runtime_error {

@@ -24,14 +24,23 @@ Sender read_sender(const pqxx::row& row, int first) {
 
 }  // namespace
 
+std::chrono::microseconds Duties::now() {
+  return database_.use([](pqxx::connection& connection) {
+    pqxx::work transaction(connection);
+    return std::chrono::microseconds(
+        transaction.exec1("select (extract(epoch from now()) * 1000000)::bigint")[0].as<std::int64_t>());
+  });
+}
+
 // A controller whose row is locked is being heard right now.
-std::uint64_t Duties::find_silent(std::chrono::seconds after) {
-  return database_.use([after](pqxx::connection& connection) -> std::uint64_t {
+std::uint64_t Duties::find_silent(std::chrono::seconds after, std::chrono::microseconds now) {
+  return database_.use([after, now](pqxx::connection& connection) -> std::uint64_t {
     pqxx::work transaction(connection);
     if (!take_duty(transaction, Duty::kSilence)) return 0;
     const pqxx::result found = transaction.exec_params(
         "with due as (select controller_id from controller where silent_since is null and "
-        "(not is_online or heard < now() - make_interval(secs => $1::bigint)) order by controller_id "
+        "(not is_online or heard < to_timestamp($3::bigint / 1000000.0) - make_interval(secs => $1::bigint)) "
+        "order by controller_id "
         "for update skip locked), "
         "silent as (update controller c set silent_since = now() from due where c.controller_id = due.controller_id "
         "returning c.controller_id, c.site_id, c.name, c.is_online, c.heard) "
@@ -43,7 +52,7 @@ std::uint64_t Duties::find_silent(std::chrono::seconds after) {
         "' s' else 'Controller ' || silent.name || ' went offline' end, '', 4, 4, date_trunc('second', now()), "
         "date_trunc('second', now()), date_trunc('second', now()) from silent join site s on s.site_id = "
         "silent.site_id on conflict do nothing",
-        after.count(), kSilentName);
+        after.count(), kSilentName, now.count());
     transaction.commit();
     return found.affected_rows();
   });
@@ -103,7 +112,8 @@ std::vector<Answer> Duties::due_requests() {
                     "(extract(epoch from now()) * 1000000)::bigint, ") +
             kProgressColumns +
             " from controller c join site s using (site_id) join ledger l on l.ledger_no = c.ledger_no "
-            "where c.is_online and c.silent_since is null and (l.is_list_wanted or l.wanted_through > l.through) and "
+            "where c.is_online and c.silent_since is null and l.put_back_before is null and (l.is_list_wanted or "
+            "l.wanted_through > l.through) and "
             "(c.asked is null or c.asked_for = '' or c.asked <= now() - make_interval(secs => $1::bigint) or "
             "c.asked > now()) "
             "order by c.controller_id limit $2 for update of c skip locked",

@@ -16,11 +16,15 @@ class Duties {
  public:
   explicit Duties(Database& database) : database_(database) {}
 
+  // The database's clock, as the time since 1970. By it the database knows when controllers were heard.
+  std::chrono::microseconds now();
+
   // Controllers that were heard last before that long, or that said that they go offline, are silent from then on: each
   // is an alarm of its own (kSilentName). Intake ends it when the controller is heard again. Answers how many it found.
   // It must only be called while all queues are read and nothing waits in them, since otherwise the silence may be
-  // that of the collectors.
-  std::uint64_t find_silent(std::chrono::seconds after);
+  // that of the collectors. `now` is a time of the database's clock of which the caller knows that the clock has not
+  // jumped to it.
+  std::uint64_t find_silent(std::chrono::seconds after, std::chrono::microseconds now);
 
   // Alarms of one fault (site and code) that began within `window` on at least kFewestControllers controllers of a site
   // become a group, or a part of the group that is there. Looks at a limited number of new alarms; answers how many
@@ -34,6 +38,10 @@ class Duties {
 
   // Requests that were not answered, of controllers that are online: they are made again.
   std::vector<Answer> due_requests();
+
+  // Deletes what ledgers lost that were put back to an earlier state, for some time at most, and goes on with the next
+  // call. Answers with the acknowledgements of those of which all is deleted.
+  std::vector<Answer> put_back();
 
   // Makes the partitions for today and the two days that follow, and drops those that are older than `keep_changes`.
   // Deletes alarms that are over for longer than `keep_alarms`, and former ledgers of which nothing is left, for some

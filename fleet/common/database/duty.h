@@ -6,7 +6,7 @@
 
 namespace polaiga::fleet {
 
-enum class Duty : std::int32_t { kSilence = 1, kGroups, kActions, kRequests, kTidying };
+enum class Duty : std::int32_t { kSilence = 1, kGroups, kActions, kRequests, kTidying, kPuttingBack };
 
 // Until the end of the transaction. False: another collector does it right now.
 bool take_duty(pqxx::work& transaction, Duty duty);

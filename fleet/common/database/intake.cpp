@@ -52,9 +52,9 @@ void make_partition(pqxx::connection& connection) {
 
 }  // namespace
 
-Taken Intake::take(std::span<const Received> messages) {
+Taken Intake::take(std::span<const Received> messages, std::chrono::seconds within) {
   if (messages.empty()) return {};
-  return database_.use([messages](pqxx::connection& connection) {
+  const auto take_some = [messages](pqxx::connection& connection) {
     for (int tries = 1;; ++tries) {
       try {
         return take_all(connection, messages);
@@ -76,7 +76,8 @@ Taken Intake::take(std::span<const Received> messages) {
       // Whoever waits for our rows gets them first, or we would meet again.
       std::this_thread::sleep_for(kPause * tries);
     }
-  });
+  };
+  return database_.use(take_some, within);
 }
 
 }  // namespace polaiga::fleet

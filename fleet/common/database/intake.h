@@ -40,8 +40,8 @@ class Intake {
 
   // All of them in one transaction, in which the rows of their controllers are locked, in the order of their ids. So
   // any number of collectors may take messages of one controller at once, and each change is there once. Messages may
-  // come again, and in any order. When this throws, nothing was taken.
-  Taken take(std::span<const Received> messages);
+  // come again, and in any order. When this throws, nothing was taken, unless the answer to the commit was lost.
+  Taken take(std::span<const Received> messages, std::chrono::seconds within = Database::kAnswerWithin);
 
  private:
   Database& database_;

@@ -26,18 +26,6 @@ void count(Verdict verdict, Taken& taken) {
   if (verdict == Verdict::kEarly) ++taken.early;
 }
 
-// The ledger lost the changes from `first` on, and with them the alarms that they began.
-void put_back(ChangeNumber first, KnownLedger& ledger) {
-  std::erase_if(ledger.changes, [first](const ChangeMessage* change) { return change->number >= first; });
-  ledger.alarms.erase(ledger.alarms.lower_bound(first), ledger.alarms.end());
-  for (auto& [number, alarm] : ledger.alarms) {
-    if (alarm.last_change < first) continue;
-    alarm.last_change = first - 1;
-    alarm.is_touched = true;
-  }
-  ledger.put_back_before = std::min(ledger.put_back_before.value_or(first), first);
-}
-
 }  // namespace
 
 void KnownControllers::take(const Received& received, Taken& taken) {
@@ -114,7 +102,6 @@ void KnownControllers::take(KnownController& controller, const GapMessage& gap, 
   controller.is_ack_due = ledger->is_touched = true;
   const Verdict verdict = fleet::take(gap, ledger->progress);
   if (verdict != Verdict::kTaken) return count(verdict, taken);
-  if (gap.is_put_back()) put_back(gap.first, *ledger);
   ledger->gaps.push_back(gap);
 }
 
@@ -172,7 +159,7 @@ void KnownControllers::answer(Taken& taken) {
   for (auto& [sender, controller] : controllers) {
     if (controller.current == nullptr) continue;
     LedgerProgress& progress = controller.current->progress;
-    if (controller.is_ack_due) {
+    if (controller.is_ack_due && !progress.put_back_before) {
       taken.answers.push_back(
           {.sender = sender, .kind = Kind::kAck, .payload = ack_payload(progress.ledger_id, progress.through)});
     }

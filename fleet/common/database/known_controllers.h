@@ -19,11 +19,10 @@ struct KnownLedger {
   std::int64_t ledger_no = 0;  // 0: it is not in the database yet
   LedgerProgress progress;
   bool is_ended = false;
-  std::map<ChangeNumber, AlarmState> alarms;    // those that the messages touch
-  std::vector<const ChangeMessage*> changes;    // to be written
-  std::vector<GapMessage> gaps;                 // the same
-  std::optional<ChangeNumber> put_back_before;  // what has this number or a greater one is to be deleted first
-  bool is_left = false;                         // all of its alarms that are active are to end
+  std::map<ChangeNumber, AlarmState> alarms;  // those that the messages touch
+  std::vector<const ChangeMessage*> changes;  // to be written
+  std::vector<GapMessage> gaps;               // the same
+  bool is_left = false;                       // all of its alarms that are active are to end
   bool is_touched = false;
 };
 

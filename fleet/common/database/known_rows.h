@@ -24,7 +24,7 @@ void write_known(pqxx::work& transaction, KnownControllers& known);
 // The columns of a ledger's progress, in the order in which read_progress() takes them from the row's `first` on.
 inline constexpr const char* kProgressColumns =
     "l.ledger_id, l.through, l.wanted_through, l.is_list_wanted, l.list_after, "
-    "coalesce(extract(epoch from l.status_at)::bigint, 0)";
+    "coalesce(extract(epoch from l.status_at)::bigint, 0), l.put_back_before";
 LedgerProgress read_progress(const pqxx::row& row, int first);
 
 }  // namespace polaiga::fleet

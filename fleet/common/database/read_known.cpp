@@ -169,10 +169,13 @@ void read_alarms(pqxx::work& transaction, std::span<const Received> messages, co
   }
 }
 
+// An alarm may have any number of changes. A record that is not among the last ones is not looked for.
+constexpr int kMostLookedAt = 1000;
+
 // The records that alarms show after a reporter took its report back came with changes before.
 void read_shown(pqxx::work& transaction, std::span<const Received> messages, const ByNumber& ledgers,
                 KnownControllers& known) {
-  RowArrays inputs{{"ledger_no", "bigint"}, {"alarm", "bigint"}, {"sequence", "bigint"}};
+  RowArrays inputs{{"ledger_no", "bigint"}, {"alarm", "bigint"}, {"sequence", "bigint"}, {"number", "bigint"}};
   std::map<std::int64_t, const Sender*> senders;
   for (const Received& received : messages) {
     const auto* const change = std::get_if<ChangeMessage>(&received.message);
@@ -184,12 +187,14 @@ void read_shown(pqxx::work& transaction, std::span<const Received> messages, con
     if (ledger == all.end() || ledger->second.ledger_no == 0) continue;
     senders[ledger->second.ledger_no] = &received.sender;
     inputs.number(ledger->second.ledger_no).number(change->alarm).number(change->shown_sequence);
+    inputs.number(change->number);
   }
   if (inputs.empty()) return;
   const pqxx::result rows =
       inputs.run(transaction, "select c.ledger_no, c.alarm, c.sequence, c.body from " + inputs.as_w() +
-                                  " join change c on c.ledger_no = w.ledger_no and c.alarm = w.alarm and "
-                                  "c.sequence = w.sequence");
+                                  " cross join lateral (select * from change c where c.ledger_no = w.ledger_no and "
+                                  "c.alarm = w.alarm and c.number < w.number order by c.number desc limit " +
+                                  std::to_string(kMostLookedAt) + ") c where c.sequence = w.sequence");
   for (const pqxx::row& row : rows) {
     const auto ledger_no = row[0].as<std::int64_t>();
     if (!ledgers.contains(ledger_no)) continue;
@@ -209,12 +214,15 @@ void read_shown(pqxx::work& transaction, std::span<const Received> messages, con
 }  // namespace
 
 LedgerProgress read_progress(const pqxx::row& row, int first) {
+  const pqxx::field put_back_before = row[first + 6];
   return {.ledger_id = row[first].as<std::string>(),
           .through = row[first + 1].as<std::int64_t>(),
           .wanted_through = row[first + 2].as<std::int64_t>(),
           .is_list_wanted = row[first + 3].as<bool>(),
           .list_after = row[first + 4].as<std::int64_t>(),
-          .status_at = row[first + 5].as<std::int64_t>()};
+          .status_at = row[first + 5].as<std::int64_t>(),
+          .put_back_before =
+              put_back_before.is_null() ? std::optional<ChangeNumber>() : put_back_before.as<std::int64_t>()};
 }
 
 bool lock_controllers(pqxx::work& transaction, std::span<const Received> messages, KnownControllers& known) {

@@ -33,23 +33,6 @@ void for_each_ledger(KnownControllers& known, Each each) {
   }
 }
 
-// What ledgers do not have any more, since they were put back.
-void delete_lost(pqxx::work& transaction, KnownControllers& known) {
-  for (const std::string statement :
-       {"delete from change c using W where c.ledger_no = w.ledger_no and c.number >= w.first",
-        "delete from alarm a using W where a.ledger_no = w.ledger_no and a.number >= w.first",
-        "update alarm a set last_change = w.first - 1 from W where a.ledger_no = w.ledger_no and "
-        "a.last_change >= w.first"}) {
-    RowArrays rows{{"ledger_no", "bigint"}, {"first", "bigint"}};
-    for_each_ledger(known, [&rows](const KnownController&, const KnownLedger& ledger) {
-      if (ledger.put_back_before) rows.number(ledger.ledger_no).number(*ledger.put_back_before);
-    });
-    if (rows.empty()) return;
-    const std::size_t at = statement.find('W');
-    rows.run(transaction, statement.substr(0, at) + rows.as_w() + statement.substr(at + 1));
-  }
-}
-
 void write_changes(pqxx::work& transaction, KnownControllers& known) {
   RowArrays rows{{"ledger_no", "bigint"},
                  {"number", "bigint"},
@@ -189,7 +172,7 @@ void end_left(pqxx::work& transaction, KnownControllers& known) {
 void write_ledgers(pqxx::work& transaction, KnownControllers& known) {
   RowArrays rows{{"ledger_no", "bigint"},       {"through", "bigint"},    {"wanted_through", "bigint"},
                  {"is_list_wanted", "boolean"}, {"list_after", "bigint"}, {"status_at", "bigint"},
-                 {"is_ended", "boolean"}};
+                 {"put_back_before", "bigint"}, {"is_ended", "boolean"}};
   RowArrays gaps{{"ledger_no", "bigint"}, {"first", "bigint"}, {"last", "bigint"}, {"is_put_back", "boolean"}};
   for_each_ledger(known, [&rows, &gaps](const KnownController&, const KnownLedger& ledger) {
     for (const GapMessage& gap : ledger.gaps) {
@@ -200,14 +183,16 @@ void write_ledgers(pqxx::work& transaction, KnownControllers& known) {
     rows.number(ledger.ledger_no).number(progress.through).number(progress.wanted_through);
     rows.flag(progress.is_list_wanted).number(progress.list_after);
     progress.status_at == 0 ? rows.nothing() : rows.number(progress.status_at);
+    progress.put_back_before ? rows.number(*progress.put_back_before) : rows.nothing();
     rows.flag(ledger.is_ended);
   });
   if (!rows.empty()) {
-    rows.run(transaction,
-             "update ledger l set through = w.through, wanted_through = w.wanted_through, "
-             "is_list_wanted = w.is_list_wanted, list_after = w.list_after, status_at = to_timestamp(w.status_at), "
-             "ended = case when w.is_ended then coalesce(l.ended, now()) end from " +
-                 rows.as_w() + " where l.ledger_no = w.ledger_no");
+    rows.run(
+        transaction,
+        "update ledger l set through = w.through, wanted_through = w.wanted_through, "
+        "is_list_wanted = w.is_list_wanted, list_after = w.list_after, status_at = to_timestamp(w.status_at), "
+        "put_back_before = w.put_back_before, ended = case when w.is_ended then coalesce(l.ended, now()) end from " +
+            rows.as_w() + " where l.ledger_no = w.ledger_no");
   }
   if (gaps.empty()) return;
   gaps.run(transaction,
@@ -267,7 +252,6 @@ void write_acted(pqxx::work& transaction, const std::vector<ActedRow>& acted) {
 
 void write_known(pqxx::work& transaction, KnownControllers& known) {
   add_ledgers(transaction, known);
-  delete_lost(transaction, known);
   write_changes(transaction, known);
   write_alarms(transaction, known);
   end_left(transaction, known);

@@ -24,6 +24,11 @@ bool is_end(const ChangeMessage& change) {
   }
 }
 
+// How an alarm ends with a change. One of a fault that has settled ended before, and how is not told.
+std::string_view ending_of(const ChangeMessage& change) {
+  return change_word(change.kind == ChangeKind::kSettled ? ChangeKind::kCleared : change.kind);
+}
+
 // After these, what happened to the alarm while nothing was told of it shows only in the list.
 bool ends_silence(ChangeKind kind) {
   return kind == ChangeKind::kUnshelved || kind == ChangeKind::kBackInService || kind == ChangeKind::kSettled;
@@ -177,7 +182,7 @@ bool apply(const ChangeMessage& change, AlarmState& alarm) {
   const bool is_own = alarm.number == change.alarm;
   const bool ends = !is_own || is_end(change);
   if (change.number <= alarm.last_change) {
-    if (ends && alarm.end == kMissing) end(change_word(change.kind), change.at, alarm);
+    if (ends && alarm.end == kMissing) end(ending_of(change), change.at, alarm);
     return false;
   }
   const bool is_unknown = alarm.last_change == 0;
@@ -190,14 +195,14 @@ bool apply(const ChangeMessage& change, AlarmState& alarm) {
   }
   const bool may_end = alarm.is_active() || alarm.end == kMissing;
   if (!is_own) {
-    if (may_end) end(change_word(change.kind), change.at, alarm);
+    if (may_end) end(ending_of(change), change.at, alarm);
     return false;
   }
   const bool is_other_fault = !is_unknown && change.fault != 0 && change.fault != alarm.fault;
   // The fault of a merged change is the one that goes on with the other alarm.
   if (is_other_fault && change.kind != ChangeKind::kMerged) begin_fault(change, alarm);
   if (ends) {
-    if (may_end) end(change_word(change.kind), change.at, alarm);
+    if (may_end) end(ending_of(change), change.at, alarm);
     return false;
   }
   begin_again(alarm);

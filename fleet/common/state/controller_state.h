@@ -33,8 +33,8 @@ struct AlarmState {
   bool is_out_of_service = false;
   std::string acknowledged_by = {};
   std::uint64_t raises = 0;
-  // How it ended: cleared, superseded, withdrawn, merged, settled; `missing` when a list did not have it any more;
-  // `ledger_gone` when its controller began another ledger. Empty: it is active.
+  // How it ended: cleared, withdrawn, merged; `missing` when a list did not have it any more; `ledger_gone` when its
+  // controller began another ledger. Empty: it is active.
   std::string end = {};
   bool is_new = false;      // not in the database yet
   bool is_touched = false;  // to be written
@@ -81,6 +81,9 @@ struct LedgerProgress {
   bool is_list_wanted = false;      // the list is to be asked for
   ChangeNumber list_after = 0;      // up to this alarm its parts have come
   Moment status_at = 0;             // of the latest status of this ledger, by the controller's clock
+  // The ledger was put back to the change before this one, and not all of what it lost is deleted yet. Meanwhile
+  // nothing is taken of it, acknowledged or asked for.
+  std::optional<ChangeNumber> put_back_before = {};
   // The id of the request that is under way; empty: none is, and the next one may be made at once. Ids are never used
   // twice for a controller.
   std::string asked_for = {};
@@ -99,10 +102,13 @@ enum class Verdict {
 // Whether a change is the next one. If it is, or is early, the progress says so afterwards. When an object is back in
 // service, the list is wanted.
 Verdict take(const ChangeMessage& change, LedgerProgress& progress);
-// The same of a gap. When one is taken, the list is wanted afterwards. A putting back is always taken: then the changes
-// and the alarms with `first` and greater numbers are to be deleted, and alarms that stay and whose last_change is
-// `first` or more go back to `first` - 1 with it, so that they take what the list says.
+// The same of a gap. When one is taken, the list is wanted afterwards. A putting back is taken unless the ledger is
+// being put back so far already: then the changes and the alarms with `put_back_before` and greater numbers are to be
+// deleted, and alarms that stay and whose last_change is so great go back to the number before it, so that they take
+// what the list says. After that, finish_put_back().
 Verdict take(const GapMessage& gap, LedgerProgress& progress);
+// What the ledger lost is deleted. What came of it meanwhile is wanted.
+void finish_put_back(LedgerProgress& progress);
 // Whether a part of the list is the next one of the list that was asked for. Parts of a list that was asked for before
 // the list became wanted again are none.
 Verdict take(const ListMessage& list, LedgerProgress& progress);

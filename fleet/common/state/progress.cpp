@@ -21,14 +21,18 @@ std::optional<ChangeNumber> last_of(std::string_view id) {
   return last;
 }
 
+// It comes again when it is asked for.
+Verdict wait_for(ChangeNumber number, LedgerProgress& progress) {
+  progress.wanted_through = std::max(progress.wanted_through, number);
+  return Verdict::kEarly;
+}
+
 }  // namespace
 
 Verdict take(const ChangeMessage& change, LedgerProgress& progress) {
+  if (progress.put_back_before) return wait_for(change.number, progress);
   if (change.number <= progress.through) return Verdict::kRepeat;
-  if (change.previous > progress.through) {
-    progress.wanted_through = std::max(progress.wanted_through, change.number);
-    return Verdict::kEarly;
-  }
+  if (change.previous > progress.through) return wait_for(change.number, progress);
   progress.through = change.number;
   // Alarms of the object that are shelved, too, are not told that it is back.
   const bool is_of_object = change.alarm == 0;
@@ -38,19 +42,23 @@ Verdict take(const ChangeMessage& change, LedgerProgress& progress) {
 
 Verdict take(const GapMessage& gap, LedgerProgress& progress) {
   if (gap.is_put_back()) {
-    progress.through = std::min(progress.through, gap.first - 1);
-    progress.wanted_through = std::min(progress.wanted_through, progress.through);
+    if (progress.put_back_before && *progress.put_back_before <= gap.first) return Verdict::kRepeat;
+    progress.put_back_before = gap.first;
+    progress.wanted_through = std::min(progress.wanted_through, gap.first - 1);
     want_list(progress);
     return Verdict::kTaken;
   }
+  if (progress.put_back_before) return wait_for(gap.last, progress);
   if (gap.last <= progress.through) return Verdict::kRepeat;
-  if (gap.previous > progress.through) {
-    progress.wanted_through = std::max(progress.wanted_through, gap.last);
-    return Verdict::kEarly;
-  }
+  if (gap.previous > progress.through) return wait_for(gap.last, progress);
   progress.through = gap.last;
   want_list(progress);
   return Verdict::kTaken;
+}
+
+void finish_put_back(LedgerProgress& progress) {
+  progress.through = std::min(progress.through, progress.put_back_before.value() - 1);
+  progress.put_back_before.reset();
 }
 
 Verdict take(const ListMessage& list, LedgerProgress& progress) {
@@ -71,11 +79,8 @@ Verdict take(const ReplayDone& done, LedgerProgress& progress) {
     if (done.through < last_of(done.replay)) progress.wanted_through = std::max(progress.through, done.through);
     progress.asked_for.clear();
   }
-  if (!done.previous || done.through <= progress.through) return Verdict::kRepeat;
-  if (*done.previous > progress.through) {
-    progress.wanted_through = std::max(progress.wanted_through, *done.previous);
-    return Verdict::kEarly;
-  }
+  if (!done.previous || done.through <= progress.through || progress.put_back_before) return Verdict::kRepeat;
+  if (*done.previous > progress.through) return wait_for(*done.previous, progress);
   progress.through = done.through;
   return Verdict::kTaken;
 }
@@ -92,6 +97,7 @@ void want_list(LedgerProgress& progress) {
 }
 
 std::optional<Request> next_request(const LedgerProgress& progress) {
+  if (progress.put_back_before) return std::nullopt;
   const bool has_changes = progress.wanted_through > progress.through;
   const bool is_list_unanswered = progress.asked_for.starts_with(kListId);
   if (progress.is_list_wanted && !(is_list_unanswered && has_changes)) {

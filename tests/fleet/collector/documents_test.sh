@@ -32,7 +32,7 @@ tests=$(grep -o '`collector/[a-z_]*/[a-z_]*\.[A-Za-z0-9_]*`' "$page" | tr -d '`'
 [ -n "$tests" ] || { echo "docs/fleet.md names no test of the collector"; failed=1; }
 for test in $tests; do
   case_of=${test#*.} file=$source_directory/tests/fleet/${test%%.*}_test
-  grep -qs "def $case_of(" "$file.py" || grep -Eqs "^TEST\([A-Za-z]+, $case_of\)" "$file.cpp" ||
+  grep -qs "def $case_of(" "$file.py" || grep -Eqs "^TEST(_F)?\([A-Za-z]+, $case_of\)" "$file.cpp" ||
     { echo "docs/fleet.md names $test, which is not there"; failed=1; }
 done
 lines=$(sed -n '/^### When things go wrong around a collector/,/^##* [^W]/p' "$page" | grep '^|' | sed 1,2d)

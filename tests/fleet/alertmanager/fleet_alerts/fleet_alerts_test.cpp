@@ -118,7 +118,7 @@ TEST_F(FleetAlertsTest, ASilentController) {
   raise("rack-1", 10);
   duties_.find_groups(std::chrono::seconds(60));
   take(intake_, sender("rack-1"), lost());
-  EXPECT_EQ(duties_.find_silent(std::chrono::seconds(100)), 1);
+  EXPECT_EQ(duties_.find_silent(std::chrono::seconds(100), duties_.now()), 1);
   duties_.find_groups(std::chrono::seconds(60));
   EXPECT_EQ(told(), (Texts{std::string(engine::fault_name(395)) + " major rack-1",
                            std::string(fleet::kSilentName) + " major rack-1"}));

@@ -84,5 +84,21 @@ TEST(Pace, ControllersWhosePartIsWholeAreForgottenWhenThereAreMany) {
   EXPECT_EQ(taken(pace, controller(0)), 200);
 }
 
+TEST(Pace, NothingIsTakenOfAControllerThatRests) {
+  ManualClock clock(kToday);
+  Pace pace(clock);
+  EXPECT_FALSE(pace.rests(controller(1)));
+  pace.rest(controller(1), std::chrono::seconds(600));
+  EXPECT_TRUE(pace.rests(controller(1)));
+  EXPECT_FALSE(pace.takes(controller(1)));
+  EXPECT_FALSE(pace.rests(controller(2)));
+  EXPECT_TRUE(pace.takes(controller(2)));
+  clock.pass(599);
+  EXPECT_FALSE(pace.takes(controller(1)));
+  clock.pass(1);
+  EXPECT_FALSE(pace.rests(controller(1)));
+  EXPECT_TRUE(pace.takes(controller(1)));
+}
+
 }  // namespace pace_test
 }  // namespace polaiga::fleet

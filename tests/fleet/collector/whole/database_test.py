@@ -117,9 +117,35 @@ class DatabaseTest(unittest.TestCase):
         until("there is no dead letter", self.nothing_is_dead)
         self.all.database.execute("drop trigger refuse on polaiga.gap")
 
+    def test_a_message_that_takes_too_long_keeps_nobody_back(self):
+        self.all.query("create function slow() returns trigger language plpgsql as $$ begin perform pg_sleep(600); return new; end $$; "
+                       "create trigger slow before insert on alarm for each row when (new.name = 'slow') execute function slow()")
+        for number in 1, 2, 3:
+            self.all.send("change", change(number, "slow", record={"name": "slow"}), "slow")
+            self.all.send("change", change(number, "quick"), "quick")
+        self.all.wait_for_ack(3, "quick", 120)
+        self.collector.wait_for("Nothing is taken of lab/slow for 600 s", 120)
+        self.assertEqual(self.all.numbers("slow"), [])
+        self.all.send("change", change(4, "quick"), "quick")
+        self.all.wait_for_ack(4, "quick")
+        self.all.query("drop trigger slow on alarm; drop function slow()")
+
+    def test_a_duty_that_takes_too_long_keeps_no_change_back(self):
+        self.all.query("create function slow_duty() returns trigger language plpgsql as $$ begin perform pg_sleep(600); "
+                       "return new; end $$; create trigger slow_duty before update on ledger for each row "
+                       "when (old.put_back_before is not null and new.put_back_before is null) execute function slow_duty()")
+        self.all.send("change", change(1, "lasting"), "lasting")
+        self.all.wait_for_ack(1, "lasting")
+        self.all.query("update ledger set put_back_before = 9 where ledger_no = (select ledger_no from controller "
+                       "where name = 'lasting')")
+        self.collector.wait_for("That was the putting back of ledgers. It is tried again; messages are taken meanwhile")
+        self.all.send("change", change(1, "patient"), "patient")
+        self.all.wait_for_ack(1, "patient", 15)
+        self.all.query("drop trigger slow_duty on ledger; drop function slow_duty()")
+
     def test_a_duty_that_the_database_refuses_keeps_no_change_back(self):
         self.all.query("revoke select on action from polaiga_collector")
-        self.collector.wait_for("messages are taken meanwhile")
+        self.collector.wait_for("permission denied for table action")
         self.all.send("change", change(1, "dutiful"), "dutiful")
         self.all.wait_for_ack(1, "dutiful")
         self.all.query("grant select on action to polaiga_collector")

@@ -110,6 +110,20 @@ class MessagesTest(unittest.TestCase):
         self.assertEqual(self.all.query("select first, last from gap join ledger using (ledger_no) join controller "
                                         "using (controller_id) where name = 'later' order by first"), ["1|1", "2|2", "3|3"])
 
+    def test_what_a_ledger_lost_that_was_put_back_is_deleted(self):
+        for number in 1, 2, 3:
+            self.all.send("change", change(number, "back"), "back")
+        self.all.wait_for_ack(3, "back")
+        self.all.send("change", {"ledger_id": LEDGER, "previous": 3, "gap": {"first": 2, "last": 3}, "site": "lab",
+                                 "controller": "back", "version": "1.0.0"}, "back")
+        until("it is acknowledged", lambda: self.all.told("ack", "back")[-1]["through"] == 1)
+        self.assertEqual(self.all.numbers("back"), [1])
+        self.all.send("change", change(2, "back", record={"descr": "another one"}), "back")
+        until("the change is taken", lambda: self.all.told("ack", "back")[-1]["through"] == 2)
+        self.assertEqual(self.all.numbers("back"), [1, 2])
+        self.assertEqual(self.all.query("select number, description from alarm join controller using (controller_id) "
+                                        "where controller.name = 'back' and number > 1"), ["2|another one"])
+
     def test_a_name_with_a_dot_reaches_no_controller(self):
         # The broker makes '.' of each '/', so the key has more parts than any binding; the message goes nowhere.
         self.all.client("x").publish("polaiga/v1/lab/a.b/change", json.dumps(change(1, "a.b")))

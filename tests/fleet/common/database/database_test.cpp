@@ -155,9 +155,17 @@ TEST(Database, AServerThatIsStuckIsGivenUp) {
   const auto pid = static_cast<pid_t>(ask(database, "select pg_backend_pid()"));
   ASSERT_EQ(kill(pid, SIGSTOP), 0);
   const std::string what = what_of([&database] { ask(database, "select 1", std::chrono::seconds(1)); });
-  EXPECT_TRUE(what.ends_with("is away: it did not answer in time")) << what;
+  EXPECT_TRUE(what.ends_with("did not answer in time: it is away, or what was asked of it takes too long")) << what;
   EXPECT_EQ(ask(database, "select 9"), 9);
   ASSERT_EQ(kill(pid, SIGCONT), 0);
+}
+
+// A collector tells it from a server that is not there.
+TEST(Database, AStatementThatTakesTooLong) {
+  const TestDatabase test;
+  Database database(test.url(), "test");
+  EXPECT_THROW(ask(database, "select 1 from pg_sleep(60)", std::chrono::seconds(1)), DatabaseSlow);
+  EXPECT_EQ(ask(database, "select 5"), 5);
 }
 
 TEST(Database, RightsThatAreMissingAreNamed) {

@@ -39,36 +39,45 @@ class DutiesTest : public testing::Test {
 
 TEST_F(DutiesTest, AControllerThatWasNotHeardIsSilent) {
   take(intake_, sender(), online(0));
-  EXPECT_EQ(duties_.find_silent(seconds(100)), 0);
+  EXPECT_EQ(duties_.find_silent(seconds(100), duties_.now()), 0);
   test_.sql("update controller set heard = now() - interval '99 s'");
-  EXPECT_EQ(duties_.find_silent(seconds(100)), 0);
+  EXPECT_EQ(duties_.find_silent(seconds(100), duties_.now()), 0);
   test_.sql("update controller set heard = now() - interval '101 s'");
-  EXPECT_EQ(duties_.find_silent(seconds(100)), 1);
+  EXPECT_EQ(duties_.find_silent(seconds(100), duties_.now()), 1);
   const std::string alarm =
       "site/lab/controller/rack-1|fltFleetControllerSilent|4|Nothing was heard of controller rack-1 "
       "for 100 s|";
   EXPECT_EQ(silent(), alarm + "\n");
   EXPECT_EQ(test_.sql("select code, number, ledger_no, cleared, fault_dn from alarm"),
             "0||||site/lab/controller/rack-1/fault-F0000\n");
-  EXPECT_EQ(duties_.find_silent(seconds(100)), 0) << "once";
+  EXPECT_EQ(duties_.find_silent(seconds(100), duties_.now()), 0) << "once";
   take(intake_, sender(), online(0));
   EXPECT_EQ(silent(), alarm + "cleared\n");
   EXPECT_EQ(test_.sql("select silent_since is null from controller"), "t\n");
   // And again.
   test_.sql("update controller set heard = now() - interval '101 s'");
-  EXPECT_EQ(duties_.find_silent(seconds(100)), 1);
+  EXPECT_EQ(duties_.find_silent(seconds(100), duties_.now()), 1);
   EXPECT_EQ(silent(), alarm + "cleared\n" + alarm + "\n");
+}
+
+// The clock jumped an hour ahead after the caller had looked at it.
+TEST_F(DutiesTest, SilenceIsJudgedByTheTimeThatIsGiven) {
+  take(intake_, sender(), online(0));
+  const auto now = duties_.now();
+  test_.sql("update controller set heard = now() - interval '1 hour'");
+  EXPECT_EQ(duties_.find_silent(seconds(100), now - std::chrono::hours(1)), 0);
+  EXPECT_EQ(duties_.find_silent(seconds(100), now), 1);
 }
 
 TEST_F(DutiesTest, AControllerThatWentOfflineIsSilentAtOnce) {
   take(intake_, sender(), raised(1), lost());
-  EXPECT_EQ(duties_.find_silent(seconds(100)), 1);
+  EXPECT_EQ(duties_.find_silent(seconds(100), duties_.now()), 1);
   const std::string alarm = "site/lab/controller/rack-1|fltFleetControllerSilent|4|Controller rack-1 went offline|";
   EXPECT_EQ(silent(), alarm + "\n");
   // What was on its way before does not say that it is there again.
   take(intake_, sender(), raised(2));
   EXPECT_EQ(silent(), alarm + "\n");
-  EXPECT_EQ(duties_.find_silent(seconds(100)), 0);
+  EXPECT_EQ(duties_.find_silent(seconds(100), duties_.now()), 0);
   take(intake_, sender(), online(2));
   EXPECT_EQ(silent(), alarm + "cleared\n");
   EXPECT_EQ(test_.sql("select number, ended from alarm where number is not null order by number"), "1|\n2|\n");
@@ -76,7 +85,7 @@ TEST_F(DutiesTest, AControllerThatWentOfflineIsSilentAtOnce) {
 
 TEST_F(DutiesTest, AControllerOfWhichOnlyChangesCameIsThere) {
   take(intake_, sender(), raised(1));
-  EXPECT_EQ(duties_.find_silent(seconds(100)), 0);
+  EXPECT_EQ(duties_.find_silent(seconds(100), duties_.now()), 0);
 }
 
 TEST_F(DutiesTest, ADutyIsDoneByOneCollectorAtATime) {
@@ -85,9 +94,9 @@ TEST_F(DutiesTest, ADutyIsDoneByOneCollectorAtATime) {
   {
     pqxx::work transaction(other);
     ASSERT_TRUE(take_duty(transaction, Duty::kSilence));
-    EXPECT_EQ(duties_.find_silent(seconds(100)), 0);
+    EXPECT_EQ(duties_.find_silent(seconds(100), duties_.now()), 0);
   }
-  EXPECT_EQ(duties_.find_silent(seconds(100)), 1);
+  EXPECT_EQ(duties_.find_silent(seconds(100), duties_.now()), 1);
 }
 
 // Adds an action for each controller that there is.

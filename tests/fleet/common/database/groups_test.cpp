@@ -88,7 +88,7 @@ TEST_F(GroupsTest, SitesAndCodesAreApart) {
 
 TEST_F(GroupsTest, SilentControllersAreAGroup) {
   for (const char* const rack : {"rack-1", "rack-2", "rack-3"}) take(intake_, sender(rack), lost());
-  EXPECT_EQ(duties_.find_silent(std::chrono::seconds(100)), 3);
+  EXPECT_EQ(duties_.find_silent(std::chrono::seconds(100), duties_.now()), 3);
   duties_.find_groups(kWindow);
   EXPECT_EQ(test_.sql("select name, alarms, controllers from alarm_group"), "fltFleetControllerSilent|3|3\n");
 }

@@ -213,41 +213,6 @@ TEST_F(IntakeTest, AGapMovesOnAndWantsTheList) {
   EXPECT_EQ(test_.sql("select count(*) from gap"), "1\n");
 }
 
-// A ledger with changes 1 to 6 was put back to change 3.
-TEST_F(IntakeTest, APuttingBack) {
-  take(intake_, sender(), raised(1), raised(2), raised(3), cleared(4, 1), raised(5),
-       change(6, ChangeKind::kRefreshed, 2));
-  EXPECT_EQ(alarms(), "1|4|4|4|1|cleared\n2|6|4|4|2|\n3|3|4|4|1|\n5|5|4|4|1|\n");
-  const Taken taken = take(intake_, sender(), GapMessage{.ledger_id = kLedger, .first = 4, .last = 6, .previous = 6});
-  EXPECT_EQ(answers(taken, Kind::kAck), "rack-1 {\"ledger_id\":\"" + kLedger + "\",\"through\":3}\n");
-  EXPECT_EQ(changes(), "1|raised|1\n2|raised|2\n3|raised|3\n");
-  EXPECT_EQ(alarms(), "1|3|4|4|1|cleared\n2|3|4|4|2|\n3|3|4|4|1|\n");
-  EXPECT_EQ(test_.sql("select first, last, is_put_back from gap"), "4|6|t\n");
-  // The numbers are used anew, and the list tells what is active.
-  const std::string id = id_of(answers(taken, Kind::kReplay));
-  const Taken then = take(intake_, sender(), raised(4),
-                          ListMessage{.ledger_id = kLedger,
-                                      .replay = id,
-                                      .number = 4,
-                                      .through = 4,
-                                      .is_last = true,
-                                      .alarms = {listed(1), listed(2), listed(3), listed(4)}},
-                          cleared(5, 4));
-  EXPECT_EQ(then.changes, 2);
-  EXPECT_EQ(changes(), "1|raised|1\n2|raised|2\n3|raised|3\n4|raised|4\n5|cleared|4\n");
-  EXPECT_EQ(alarms(), "1|4|4|4|1|\n2|4|4|4|1|\n3|4|4|4|1|\n4|5|4|4|1|cleared\n");
-}
-
-// All of that in one batch.
-TEST_F(IntakeTest, APuttingBackAmidABatch) {
-  take(intake_, sender(), raised(1), raised(2));
-  take(intake_, sender(), raised(3), change(4, ChangeKind::kRefreshed, 1),
-       GapMessage{.ledger_id = kLedger, .first = 2, .last = 4, .previous = 4}, cleared(2, 1), raised(3));
-  EXPECT_EQ(changes(), "1|raised|1\n2|cleared|1\n3|raised|3\n");
-  EXPECT_EQ(alarms(), "1|2|4|4|2|cleared\n3|3|4|4|1|\n");
-  EXPECT_EQ(progress(), "aa|3|0|t|0|f\n");
-}
-
 TEST_F(IntakeTest, ANewLedgerEndsTheFormerOnesAlarms) {
   take(intake_, sender(), online(2), raised(1), raised(2), cleared(3, 2));
   const Taken taken = take(intake_, sender(), raised(1, kOtherLedger));
@@ -351,6 +316,20 @@ TEST_F(IntakeTest, PartsThatNobodyAskedForAreNotRead) {
   EXPECT_EQ(alarms_read("list-7", 1, 99), 2);
 }
 
+// A raise of alarm 1 as a real controller tells it.
+std::string told_by(const std::string& controller, const std::string& description) {
+  return "{\"ledger_id\":\"" + kLedger +
+         "\",\"number\":1,\"change\":\"raised\",\"at\":\"2025-03-12T12:00:01Z\",\"seq\":1,\"quiet\":false,"
+         "\"folded\":false,\"alarm\":\"" +
+         kLedger +
+         "-1\",\"fault\":1,\"fault_dn\":\"sys/fan-1/fault-F0395\",\"before\":\"cleared\",\"after\":\"major\","
+         "\"reporters\":1,\"shown_seq\":1,\"event\":{\"id\":\"x\",\"sensor\":\"A\"},\"record\":{\"fault_dn\":"
+         "\"sys/fan-1/fault-F0395\",\"dn\":\"sys/fan-1\",\"code\":395,\"name\":\"fltFanInoperable\",\"descr\":\"" +
+         description +
+         "\",\"cause\":\"equipment-inoperable\",\"oid\":\"1.2.3\"},\"previous\":0,\"site\":\"lab\",\"controller\":\"" +
+         controller + "\",\"version\":\"1.0.0\"}";
+}
+
 TEST_F(IntakeTest, AFaultShowsTheRecordOfAnotherReporter) {
   FaultWords first = words();
   first.description = "Fan 1 by sensor A";
@@ -359,15 +338,7 @@ TEST_F(IntakeTest, AFaultShowsTheRecordOfAnotherReporter) {
   second.record->description = "Fan 1 by sensor B";
   // As a real controller tells the first one, since it is read again from the table.
   ChangeMessage one = raised(1, kLedger, first);
-  one.body = "{\"ledger_id\":\"" + kLedger +
-             "\",\"number\":1,\"change\":\"raised\",\"at\":\"2025-03-12T12:00:01Z\",\"seq\":1,\"quiet\":false,"
-             "\"folded\":false,\"alarm\":\"" +
-             kLedger +
-             "-1\",\"fault\":1,\"fault_dn\":\"sys/fan-1/fault-F0395\",\"before\":\"cleared\",\"after\":\"major\","
-             "\"reporters\":1,\"shown_seq\":1,\"event\":{\"id\":\"x\",\"sensor\":\"A\"},\"record\":{\"fault_dn\":"
-             "\"sys/fan-1/fault-F0395\",\"dn\":\"sys/fan-1\",\"code\":395,\"name\":\"fltFanInoperable\",\"descr\":"
-             "\"Fan 1 by sensor A\",\"cause\":\"equipment-inoperable\",\"oid\":\"1.2.3\"},\"previous\":0,\"site\":"
-             "\"lab\",\"controller\":\"rack-1\",\"version\":\"1.0.0\"}";
+  one.body = told_by("rack-1", "Fan 1 by sensor A");
   take(intake_, sender(), one, second);
   EXPECT_EQ(test_.sql("select description from alarm"), "Fan 1 by sensor B\n");
   ChangeMessage partly = change(3, ChangeKind::kPartlyCleared, 1);
@@ -389,6 +360,30 @@ TEST_F(IntakeTest, AFaultShowsTheRecordOfAnotherReporter) {
   unknown.shown_sequence = 99;
   take(intake_, sender(), unknown);
   EXPECT_EQ(test_.sql("select description from alarm"), "Fan 1 by sensor C\n");
+}
+
+// Nobody makes a collector read all changes of an alarm again and again.
+TEST_F(IntakeTest, ARecordOfLongAgoIsNotLookedFor) {
+  const auto description_after = [this](const std::string& controller, int changes_between) {
+    ChangeMessage raise = raised(1);
+    raise.body = told_by(controller, "by sensor A");
+    take(intake_, sender(controller), raise);
+    const std::string of_controller =
+        "ledger_no = (select ledger_no from controller where name = '" + controller + "')";
+    test_.sql("update alarm set description = 'by sensor B' where " + of_controller);
+    test_.sql(
+        "insert into change (ledger_no, number, at, kind, alarm, severity_before, severity_after, sequence, body) "
+        "select ledger_no, n, at, 'refreshed', alarm, 4, 4, n, body from change, generate_series(2, " +
+        std::to_string(changes_between + 1) + ") n where number = 1 and " + of_controller);
+    const ChangeNumber number = changes_between + 2;
+    ChangeMessage partly = change(number, ChangeKind::kPartlyCleared, 1);
+    partly.previous = 1;
+    partly.shown_sequence = 1;
+    EXPECT_EQ(take(intake_, sender(controller), partly).changes, 1);
+    return test_.sql("select description from alarm where " + of_controller);
+  };
+  EXPECT_EQ(description_after("rack-1", 999), "by sensor A\n");
+  EXPECT_EQ(description_after("rack-2", 1000), "by sensor B\n");
 }
 
 TEST_F(IntakeTest, TextsAreNeverAPartOfAStatement) {

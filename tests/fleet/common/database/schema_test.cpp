@@ -4,6 +4,8 @@
 
 #include <thread>
 
+#include "database/intake.h"
+#include "support/sent.h"
 #include "support/test_postgres.h"
 
 namespace polaiga::fleet {
@@ -60,6 +62,42 @@ TEST(Schema, ANewerOneIsRefusedUnlessItIsCompatible) {
   EXPECT_EQ(schema_problem(database),
             "The database's schema has version 100, which this program is too old for: it knows versions up to " +
                 known + "; use the program that made the schema");
+}
+
+// A database in which controllers, alarms and changes are already.
+TEST(Schema, TheFirstVersionWithRowsIsMigrated) {
+  TestDatabase test(TestDatabase::Content::kNothing);
+  test.sql(
+      "create schema polaiga; create table polaiga.migration (version integer primary key, name text not null, "
+      "compatible_with integer not null, applied timestamptz not null default now())");
+  test.sql(migrations().front().sql);
+  test.sql(
+      "insert into migration (version, name, compatible_with) values (1, '0001_begin', 1);"
+      "select make_change_partition((now() at time zone 'UTC')::date);"
+      "insert into site (name) values ('lab'); insert into controller (site_id, name) values (1, 'rack-1');"
+      "insert into ledger (controller_id, ledger_id, through) values (1, repeat('a', 32), 4);"
+      "update controller set ledger_no = 1;"
+      "insert into change (ledger_no, number, at, kind, severity_before, severity_after, sequence, body) "
+      "select 1, n, now(), 'raised', 0, 4, n, '{}' from generate_series(1, 4) n;"
+      "insert into alarm (controller_id, site_id, ledger_no, number, fault_dn, dn, code, name, description, severity, "
+      "worst, created, since, updated, cleared, ended) select 1, 1, 1, n, 'f', 'd', 1, 'n', 'x', 4, 4, now(), now(), "
+      "now(), case when n > 2 then now() end, (array['', '', 'settled', 'merged'])[n] from generate_series(1, 4) n");
+  Database database(test.url(), "test");
+  EXPECT_EQ(schema_problem(database), "The database's schema has version 1, and this program needs " +
+                                          std::to_string(migrations().size()) + "; run `polaiga-collector migrate`");
+  EXPECT_EQ(migrate(database).size(), migrations().size() - 1);
+  EXPECT_EQ(schema_problem(database), "");
+  EXPECT_EQ(test.sql("select through, put_back_before is null from ledger"), "4|t\n");
+  EXPECT_EQ(test.sql("select number, ended from alarm order by number"), "1|\n2|\n3|cleared\n4|merged\n");
+  Intake intake(database);
+  EXPECT_EQ(sent::take(intake, sent::sender(), sent::raised(5)).changes, 1);
+  EXPECT_EQ(test.sql("select number from change order by number"), "1\n2\n3\n4\n5\n");
+}
+
+// Programs of the version before go on.
+TEST(Schema, TheSecondVersionIsCompatibleWithTheFirst) {
+  TestDatabase test;
+  EXPECT_EQ(test.sql("select compatible_with from migration where version = 2"), "1\n");
 }
 
 TEST(Schema, ARoleThatMayNotSeeTheSchema) {

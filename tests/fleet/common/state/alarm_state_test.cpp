@@ -121,7 +121,7 @@ TEST(AlarmState, EndsByEachWay) {
   for (const auto& [kind, word] : {std::pair{ChangeKind::kCleared, "cleared"},
                                    {ChangeKind::kWithdrawn, "withdrawn"},
                                    {ChangeKind::kMerged, "merged"},
-                                   {ChangeKind::kSettled, "settled"}}) {
+                                   {ChangeKind::kSettled, "cleared"}}) {
     AlarmState alarm = active();
     alarm.raises = 4;
     ChangeMessage end = change(kind);
@@ -273,7 +273,7 @@ TEST(AlarmState, SettlesWithAnotherAlarmInItsPlace) {
   EXPECT_EQ(alarms_of(settled), (std::vector<ChangeNumber>{28, 5}));
   AlarmState shown = active();
   EXPECT_FALSE(apply(settled, shown));
-  EXPECT_EQ(shown.end, "settled");
+  EXPECT_EQ(shown.end, "cleared");
   EXPECT_EQ(shown.cleared, 1300);
   EXPECT_EQ(shown.severity, Severity::kMinor);
   AlarmState latest = new_alarm(28);

@@ -87,15 +87,38 @@ TEST(Progress, ALedgerThatWasPutBack) {
   const GapMessage put_back{.first = 8, .last = 12, .previous = 12};
   LedgerProgress progress = at(12, 40);
   EXPECT_EQ(take(put_back, progress), Verdict::kTaken);
-  EXPECT_EQ(progress, wants_list(7, 7));
-  EXPECT_EQ(take(put_back, progress), Verdict::kTaken);
+  EXPECT_EQ(progress.put_back_before, 8);
+  EXPECT_EQ(take(put_back, progress), Verdict::kRepeat);
+  EXPECT_EQ(take(GapMessage{.first = 9, .last = 12, .previous = 12}, progress), Verdict::kRepeat);
+  finish_put_back(progress);
   EXPECT_EQ(progress, wants_list(7, 7));
   progress = at(3, 0);
   EXPECT_EQ(take(put_back, progress), Verdict::kTaken);
+  finish_put_back(progress);
   EXPECT_EQ(progress, wants_list(3));
   // It goes on with other changes of the same numbers.
   progress = at(7);
   EXPECT_EQ(take(ChangeMessage{.number = 8, .previous = 7}, progress), Verdict::kTaken);
+}
+
+// What comes before all that is lost is deleted is wanted afterwards.
+TEST(Progress, ALedgerThatIsBeingPutBackTakesNothing) {
+  LedgerProgress progress = at(12);
+  EXPECT_EQ(take(GapMessage{.first = 8, .last = 12, .previous = 12}, progress), Verdict::kTaken);
+  EXPECT_EQ(next_request(progress), std::nullopt);
+  EXPECT_EQ(take(ChangeMessage{.number = 8, .previous = 7}, progress), Verdict::kEarly);
+  EXPECT_EQ(take(ChangeMessage{.number = 13, .previous = 12}, progress), Verdict::kEarly);
+  EXPECT_EQ(take(GapMessage{.first = 14, .last = 15, .previous = 13}, progress), Verdict::kEarly);
+  EXPECT_EQ(take(ReplayDone{.replay = "changes-20-1", .through = 20, .previous = 12}, progress), Verdict::kRepeat);
+  EXPECT_EQ(take(ListMessage{.replay = "list-1", .number = 12, .through = 12, .is_last = true}, progress),
+            Verdict::kRepeat);
+  EXPECT_EQ(progress.through, 12);
+  EXPECT_EQ(next_request(progress), std::nullopt);
+  // It is put back farther.
+  EXPECT_EQ(take(GapMessage{.first = 5, .last = 12, .previous = 12}, progress), Verdict::kTaken);
+  EXPECT_EQ(take(ChangeMessage{.number = 5, .previous = 4}, progress), Verdict::kEarly);
+  finish_put_back(progress);
+  EXPECT_EQ(progress, wants_list(4, 5));
 }
 
 TEST(Progress, AGapEndsTheListThatIsOnItsWay) {

@@ -32,7 +32,8 @@ bool Share::take(int inbox) {
 }
 
 void Share::balance() {
-  const auto most = static_cast<std::size_t>(most_inboxes(inboxes_, connection_.queue_state(kCollectors).consumers));
+  count_.take(connection_.queue_state(kCollectors).consumers);
+  const auto most = static_cast<std::size_t>(most_inboxes(inboxes_, count_.collectors()));
   while (held_.size() > most) give_back(*held_.begin());
   std::vector<int> unread;
   is_all_read_ = true;
@@ -47,6 +48,7 @@ void Share::balance() {
     take(*chosen);
     unread.erase(chosen);
   }
+  count_.look(!unread.empty());
 }
 
 void Share::ended(const std::vector<std::string>& tags) {

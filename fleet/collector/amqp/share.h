@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "amqp/connection.h"
+#include "amqp/head_count.h"
 
 namespace polaiga::fleet {
 
@@ -44,6 +45,7 @@ class Share {
   Connection& connection_;
   int inboxes_;
   Random random_;
+  HeadCount count_;
   std::set<int> held_;
   bool is_all_read_ = false;
 };

@@ -30,6 +30,8 @@ constexpr Right kRights[] = {
     {"polaiga_operator", "usage on schema polaiga"},
     {"polaiga_operator", "select on all tables in schema polaiga"},
     {"polaiga_operator", "insert (controller_id, ledger_no, request, person, expires) on polaiga.action"},
+    {"polaiga_operator",
+     "execute on function polaiga.act_on_own_alarms(bigint[], text, text, text, timestamp with time zone)"},
 };
 
 bool is_there(pqxx::work& transaction, const std::string& role) {

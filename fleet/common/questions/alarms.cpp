@@ -101,6 +101,26 @@ void add_state(Statement& statement, engine::OperatorState state) {
   }
 }
 
+// An action has the word of the change that it would be at a controller.
+std::vector<AlarmStep> read_own_steps(pqxx::transaction_base& transaction, const AlarmRow& alarm, std::int64_t limit) {
+  Statement statement(
+      "select action_no, case request->>'do' when 'acknowledge' then 'acknowledged' when 'unacknowledge' then "
+      "'unacknowledged' else 'commented' end, extract(epoch from ended)::bigint, person, "
+      "coalesce(request->>'comment', '') from action");
+  statement.condition("alarm_no = ").value(alarm.id).add(" order by action_no desc limit ").value(limit);
+  std::vector<AlarmStep> steps;
+  for (const pqxx::row& row : statement.run(transaction)) {
+    steps.push_back({.number = row[0].as<std::int64_t>(),
+                     .kind = row[1].as<std::string>(),
+                     .at = row[2].as<engine::Moment>(),
+                     .before = alarm.severity,
+                     .after = alarm.severity,
+                     .person = row[3].as<std::string>(),
+                     .comment = row[4].as<std::string>()});
+  }
+  return steps;
+}
+
 void add_filter(Statement& statement, const AlarmFilter& filter) {
   statement.condition("ended = ''");
   add_place(statement, filter.site, filter.controller);
@@ -199,6 +219,7 @@ ChangesRead read_changes(pqxx::transaction_base& transaction, const std::string&
 }
 
 std::vector<AlarmStep> read_steps(pqxx::transaction_base& transaction, const AlarmRow& alarm, std::int64_t limit) {
+  if (alarm.ledger_id.empty()) return read_own_steps(transaction, alarm, limit);
   Statement statement(
       "select number, kind, extract(epoch from at)::bigint, severity_before, severity_after, coalesce(person, ''), "
       "coalesce(comment, '') from change");

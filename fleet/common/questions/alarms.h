@@ -95,9 +95,9 @@ struct ChangesRead {
 ChangesRead read_changes(pqxx::transaction_base& transaction, const std::string& site, const std::string& controller,
                          std::int64_t after, std::int64_t limit);
 
-// Of one alarm, the latest first.
+// Of one alarm, the latest first. One of the fleet itself has no changes, but what operators did with it.
 struct AlarmStep {
-  std::int64_t number = 0;
+  std::int64_t number = 0;  // of the change, or of the action
   std::string kind = {};
   engine::Moment at = 0;
   engine::Severity before = engine::Severity::kCleared;

@@ -67,15 +67,56 @@ std::string request_text(const ActionWanted& wanted, const Share& share) {
   return request.text();
 }
 
+// Whether an alarm is one of the fleet itself: that of a silent controller.
+bool is_own(const pqxx::row& row) { return row[3].is_null(); }
+
+bool is_for_own(engine::ActionKind kind) {
+  using engine::ActionKind;
+  return kind == ActionKind::kAcknowledge || kind == ActionKind::kUnacknowledge || kind == ActionKind::kComment;
+}
+
 // Why the action is not for an alarm; empty: it is.
-std::string why_not(const pqxx::row& row) {
+std::string why_not(const pqxx::row& row, engine::ActionKind kind) {
   const std::string name = "Alarm " + std::to_string(row[0].as<std::int64_t>());
-  if (row[3].is_null()) {
-    return name + " is one of the fleet itself: it is over when its controller is heard again, and takes no action";
-  }
   if (!row[4].as<std::string>().empty()) return name + " is over";
+  if (is_own(row)) {
+    if (is_for_own(kind)) return {};
+    return name +
+           " is one of the fleet itself: it is over when its controller is heard again, and can be acknowledged and "
+           "commented only";
+  }
   if (!row[5].as<bool>()) return name + " is of a ledger that its controller does not have any more";
   return {};
+}
+
+std::vector<AskedAction> ask_controllers(pqxx::transaction_base& transaction, const ActionWanted& wanted,
+                                         const std::map<std::int64_t, Share>& shares) {
+  if (shares.empty()) return {};
+  Statement insert("with asked as (insert into action (controller_id, ledger_no, request, person, expires) values ");
+  bool is_first = true;
+  for (const auto& [ledger, share] : shares) {
+    insert.add(is_first ? Statement::Sql("(") : ", (").value(share.controller).add(", ").value(ledger).add(", ");
+    insert.value(request_text(wanted, share)).add(", ").value(wanted.person).add(", to_timestamp(");
+    insert.value(wanted.expires).add("))");
+    is_first = false;
+  }
+  insert.add(" returning *) ").add(kActionColumns).add("asked").add(kActionJoins).add(" order by a.action_no");
+  return read_actions(insert.run(transaction));
+}
+
+std::vector<AskedAction> act_on_own(pqxx::transaction_base& transaction, const ActionWanted& wanted,
+                                    const std::vector<std::int64_t>& alarms) {
+  if (alarms.empty()) return {};
+  Statement act("select n from act_on_own_alarms(");
+  act.value(array_text(alarms)).add("::bigint[], ").value(std::string(engine::action_word(wanted.kind))).add(", ");
+  act.value(wanted.comment).add(", ").value(wanted.person).add(", to_timestamp(");
+  act.value(wanted.expires).add(")) n");
+  std::vector<std::int64_t> numbers;
+  for (const pqxx::row& row : act.run(transaction)) numbers.push_back(row[0].as<std::int64_t>());
+  Statement done(kActionColumns);
+  done.add("action").add(kActionJoins).condition("a.action_no = any(").value(array_text(numbers));
+  done.add("::bigint[]) order by a.action_no");
+  return read_actions(done.run(transaction));
 }
 
 }  // namespace
@@ -102,10 +143,15 @@ ActionsAsked ask_for(pqxx::transaction_base& transaction, const ActionWanted& wa
     asked.left_out = wanted.alarms.size() - rows.size();
   }
   std::map<std::int64_t, Share> shares;  // by their ledgers
+  std::vector<std::int64_t> own;
   for (const pqxx::row& row : rows) {
-    if (const std::string why = why_not(row); !why.empty()) {
+    if (const std::string why = why_not(row, wanted.kind); !why.empty()) {
       if (!wanted.is_selection && !wanted.group) throw NotAsked(why);
       ++asked.left_out;
+      continue;
+    }
+    if (is_own(row)) {
+      own.push_back(row[0].as<std::int64_t>());
       continue;
     }
     Share& share = shares[row[3].as<std::int64_t>()];
@@ -113,17 +159,15 @@ ActionsAsked ask_for(pqxx::transaction_base& transaction, const ActionWanted& wa
     share.numbers.push_back(row[2].as<std::int64_t>());
     ++asked.alarms;
   }
-  if (shares.empty()) throw NotAsked("None of these alarms takes an action any more");
-  Statement insert("with asked as (insert into action (controller_id, ledger_no, request, person, expires) values ");
-  bool is_first = true;
-  for (const auto& [ledger, share] : shares) {
-    insert.add(is_first ? Statement::Sql("(") : ", (").value(share.controller).add(", ").value(ledger).add(", ");
-    insert.value(request_text(wanted, share)).add(", ").value(wanted.person).add(", to_timestamp(");
-    insert.value(wanted.expires).add("))");
-    is_first = false;
+  asked.actions = ask_controllers(transaction, wanted, shares);
+  const std::vector<AskedAction> done = act_on_own(transaction, wanted, own);
+  asked.alarms += done.size();
+  asked.left_out += own.size() - done.size();  // their controllers were heard just now
+  asked.actions.insert(asked.actions.end(), done.begin(), done.end());
+  if (asked.actions.empty()) throw NotAsked("None of these alarms takes this action, or takes one any more");
+  if (done.size() < own.size() && !wanted.is_selection && !wanted.group) {
+    throw NotAsked("One of these alarms is over since a moment ago: its controller was heard again");
   }
-  insert.add(" returning *) ").add(kActionColumns).add("asked").add(kActionJoins).add(" order by a.action_no");
-  asked.actions = read_actions(insert.run(transaction));
   return asked;
 }
 

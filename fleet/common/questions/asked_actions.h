@@ -49,12 +49,15 @@ struct AskedAction {
 };
 
 struct ActionsAsked {
-  std::vector<AskedAction> actions = {};  // one for each controller, by number
+  std::vector<AskedAction> actions =
+      {};  // one for each controller, and one for each alarm of the fleet itself; by number
   std::uint64_t alarms = 0;
   std::uint64_t left_out = 0;
 };
 
-// Writes one row for each controller that has some of the alarms. Throws NotAsked, and then nothing was written.
+// Writes one row for each controller that has some of the alarms. Alarms of the fleet itself, which no controller has,
+// take acknowledge, unacknowledge and comment; that is done at once, with a row for each of them. Throws NotAsked, and
+// then nothing was written.
 ActionsAsked ask_for(pqxx::transaction_base& transaction, const ActionWanted& wanted);
 
 struct AskedWanted {

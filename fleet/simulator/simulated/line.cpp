@@ -36,6 +36,19 @@ mqtt::MessageId Line::send(const mqtt::Message& message) {
   return 0;
 }
 
+void Line::subscribe() {
+  for (const mqtt::Subscription& one : settings_.subscriptions) connection_->subscribe(one.topic);
+}
+
+void Line::subscribe_again() {
+  if (!connection_) return;
+  try {
+    subscribe();
+  } catch (const mqtt::ConnectionError& error) {
+    drop(error.what());
+  }
+}
+
 void Line::drop(const std::string& why) {
   last_problem_ = settings_.peer() + ": " + why;
   connection_.reset();
@@ -89,7 +102,7 @@ void Line::take(const Event& event) {
   switch (event.kind) {
     case Event::Kind::kAnswered:
       if (event.reason != 0) return drop("the broker refuses the connection: " + mqtt::reason_text(event.reason));
-      for (const mqtt::Subscription& one : settings_.subscriptions) connection_->subscribe(one.topic);
+      subscribe();
       is_up_ = true;
       pause_ = kShortestPause;
       ++times_up_;

@@ -36,6 +36,7 @@ class Line final : public mqtt::Link {
   bool is_up() const override { return is_up_; }
   mqtt::MessageId send(const mqtt::Message& message) override;
   std::size_t most_in_flight() const override { return mqtt::Connection::kMostInFlight; }
+  void subscribe_again() override;
   void drop(const std::string& why) override;
 
   int fd() const { return connection_ ? connection_->fd() : -1; }  // -1: there is no connection
@@ -49,6 +50,7 @@ class Line final : public mqtt::Link {
   const std::string& last_problem() const { return last_problem_; }
 
  private:
+  void subscribe();
   void take_events();
   void take(const mqtt::Connection::Event& event);
 

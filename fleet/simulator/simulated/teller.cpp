@@ -79,12 +79,22 @@ void SimulatedTeller::make_change() {
 }
 
 void SimulatedTeller::send(const std::string& topic, std::string payload, bool is_retained) {
-  if (in_flight_ == 0) confirmed_at_ = now_.steady;
-  ++in_flight_;
-  link_.send({.topic = topic, .payload = std::move(payload), .is_retained = is_retained});
+  if (order_.empty()) confirmed_at_ = now_.steady;
+  const mqtt::MessageId id = link_.send({.topic = topic, .payload = std::move(payload), .is_retained = is_retained});
+  if (!link_.is_up()) return;
+  in_flight_.insert(id);
+  order_.push_back(id);
 }
 
-bool SimulatedTeller::has_room() const { return link_.is_up() && in_flight_ < link_.most_in_flight(); }
+void SimulatedTeller::forget_in_flight() {
+  in_flight_.clear();
+  order_.clear();
+}
+
+bool SimulatedTeller::has_room() const {
+  // When the first message is not confirmed, those after it may be, so they are limited, too.
+  return link_.is_up() && in_flight_.size() < link_.most_in_flight() && order_.size() < 2 * link_.most_in_flight();
+}
 
 void SimulatedTeller::go_on() {
   if (!link_.is_up() || is_goodbye_) return;
@@ -92,11 +102,12 @@ void SimulatedTeller::go_on() {
   tell_changes();
   answer_requests();
   if (!link_.is_up()) return;
-  if (in_flight_ != 0 && now_.steady - confirmed_at_ > kConfirmWithin) {
+  if (!order_.empty() && now_.steady - confirmed_at_ > kConfirmWithin) {
     link_.drop("the broker has not confirmed a message for 30 s");
     return;
   }
-  if (told_ == 0 || in_flight_ != 0 || now_.steady - ack_at_ < ack_pause_) return;
+  if (told_ == 0 || !in_flight_.empty() || now_.steady - ack_at_ < ack_pause_) return;
+  link_.subscribe_again();
   ack_pause_ = std::min(kLongestAckPause, ack_pause_ * 2);
   ack_at_ = now_.steady;
   told_ = 0;
@@ -226,7 +237,7 @@ void SimulatedTeller::say_goodbye() {
 }
 
 void SimulatedTeller::on_up() {
-  in_flight_ = 0;
+  forget_in_flight();
   told_ = 0;
   ack_at_ = now_.steady;
   for (Request& request : requests_) {
@@ -236,11 +247,11 @@ void SimulatedTeller::on_up() {
   tell_status();
 }
 
-void SimulatedTeller::on_down(const std::string& /*why*/) { in_flight_ = 0; }
+void SimulatedTeller::on_down(const std::string& /*why*/) { forget_in_flight(); }
 
-void SimulatedTeller::on_confirmed(mqtt::MessageId /*id*/) {
-  confirmed_at_ = now_.steady;
-  if (in_flight_ > 0) --in_flight_;
+void SimulatedTeller::on_confirmed(mqtt::MessageId id) {
+  in_flight_.erase(id);
+  for (; !order_.empty() && !in_flight_.contains(order_.front()); order_.pop_front()) confirmed_at_ = now_.steady;
 }
 
 void SimulatedTeller::on_refused(mqtt::MessageId /*id*/, const std::string& why) {
@@ -261,8 +272,9 @@ void SimulatedTeller::on_message(std::string_view topic, std::string_view payloa
 void SimulatedTeller::take_ack(std::string_view payload) {
   const Asked ack = read_asked(payload);
   if (ack.ledger_id != ledger_.id() || ack.through < 0 || ack.through > ledger_.number()) return;
-  ack_at_ = now_.steady;
   ack_pause_ = kAckPause;
+  if (made_.empty() || ack.through < made_.front().number) return;
+  ack_at_ = now_.steady;
   while (!made_.empty() && made_.front().number <= ack.through) {
     latencies_.push_back(now_.steady - made_.front().at);
     made_.pop_front();

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -67,7 +68,7 @@ class SimulatedTeller final : public mqtt::Listener {
   void go_on();
   // The last status. It is confirmed when nothing is in flight any more.
   void say_goodbye();
-  std::size_t in_flight() const { return in_flight_; }
+  std::size_t in_flight() const { return in_flight_.size(); }
 
   void on_up() override;
   void on_down(const std::string& why) override;
@@ -100,6 +101,7 @@ class SimulatedTeller final : public mqtt::Listener {
   void answer_requests();
   bool answer_more(Request& request);  // false: that was all
   bool list_more(Request& request);
+  void forget_in_flight();
   void refuse(const std::string& id, std::string_view why);
   void take_ack(std::string_view payload);
   void take_request(std::string_view payload);
@@ -120,11 +122,12 @@ class SimulatedTeller final : public mqtt::Listener {
   std::deque<Made> made_;  // that were not acknowledged; the first `told_` of them were told
   std::size_t told_ = 0;
   Number told_number_ = 0;
-  std::size_t in_flight_ = 0;
-  Steady confirmed_at_{};
+  std::set<mqtt::MessageId> in_flight_;
+  std::deque<mqtt::MessageId> order_;  // in which they were sent; the first one is in flight, later ones may not be
+  Steady confirmed_at_{};              // when another message became the first one that is in flight
   Steady status_at_{};
   bool is_goodbye_ = false;
-  Steady ack_at_{};
+  Steady ack_at_{};  // when something was acknowledged last that was not before
   std::chrono::seconds ack_pause_ = kAckPause;
   std::deque<Request> requests_;  // the first one is being answered
 };

@@ -4,6 +4,8 @@
 #include <array>
 #include <ctime>
 #include <nlohmann/json.hpp>
+#include <set>
+#include <utility>
 
 #include "base/printable.h"
 #include "database/action_id.h"
@@ -150,11 +152,15 @@ Response ask_for(FleetSite& site, const Request& request, const Caller& caller) 
   const fleet::ActionsAsked asked =
       site.asking.write([&wanted](pqxx::transaction_base& transaction) { return fleet::ask_for(transaction, wanted); });
   engine::JsonArray list;
-  for (const fleet::AskedAction& one : asked.actions) list.add(asked_form(one));
+  std::set<std::pair<std::string, std::string>> controllers;
+  for (const fleet::AskedAction& one : asked.actions) {
+    list.add(asked_form(one));
+    controllers.emplace(one.site, one.controller);
+  }
   engine::JsonObject body;
   body.add("alarms", asked.alarms)
       .add("left_out", asked.left_out)
-      .add("controllers", asked.actions.size())
+      .add("controllers", controllers.size())
       .add("expires", engine::format_moment(wanted.expires))
       .add("actions", list);
   return {.status = 202,

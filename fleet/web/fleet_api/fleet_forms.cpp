@@ -139,6 +139,7 @@ JsonObject asked_form(const fleet::AskedAction& action) {
     const auto member = request.is_object() ? request.find(name) : request.end();
     if (member != request.end() && member->is_string()) form.add(name, member->get<std::string>());
   }
+  if (request.is_object() && request.contains("of_fleet")) form.add("of_fleet", true);
   if (action.sent) form.add("sent", format_moment(*action.sent));
   if (action.ended) form.add("ended", format_moment(*action.ended));
   if (!action.why.empty()) form.add("why", action.why);

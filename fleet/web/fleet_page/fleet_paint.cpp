@@ -330,7 +330,8 @@ std::string FleetPaint::collectors(const fleet::Overview& overview) const {
 
 std::string FleetPaint::actions(const fleet::Overview& overview, const std::vector<fleet::AskedAction>& actions) const {
   Markup main;
-  main.tag(R"(<div data-live="list"><h1>Actions</h1><p>What operators asked controllers to do, the latest first.</p>)");
+  main.tag(
+      R"(<div data-live="list"><h1>Actions</h1><p>What operators asked for, the latest first. Controllers do it; alarms of silent controllers are acted upon at once.</p>)");
   main.tag(kScrolled).tag(R"(aria-label="Actions"><table><thead><tr><th>State</th><th>Controller</th>)");
   main.tag("<th>Request</th><th>By</th>");
   main.tag("<th>Asked</th><th>Until</th></tr></thead><tbody>");

@@ -139,11 +139,15 @@ void Session::answered(const Connection::Event& event) {
   since_ = clock_.steady();
   most_in_flight_ = event.most_in_flight;
   for (const std::string& topic : settings_.unwanted) connection_->unsubscribe(topic);
-  for (const Subscription& one : settings_.subscriptions) connection_->subscribe(one.topic);
+  subscribe();
   tell_(told_error_.empty() ? Priority::kInfo : Priority::kNotice,
         settings_.peer() + ": connected by MQTT " + (protocol_ == Protocol::kMqtt5 ? "5" : "3.1.1"));
   told_error_.clear();
   listener_->on_up();
+}
+
+void Session::subscribe() {
+  for (const Subscription& one : settings_.subscriptions) connection_->subscribe(one.topic);
 }
 
 void Session::note(const std::string& why) {
@@ -188,6 +192,14 @@ MessageId Session::send(const Message& message) {
   } catch (const ConnectionError& error) {
     drop(error.what());
     return 0;
+  }
+}
+
+void Session::subscribe_again() {
+  try {
+    subscribe();
+  } catch (const ConnectionError& error) {
+    drop(error.what());
   }
 }
 

@@ -54,6 +54,7 @@ class Session final : public Link {
   bool is_up() const override { return is_up_ && !dropped_; }
   MessageId send(const Message& message) override;
   std::size_t most_in_flight() const override { return most_in_flight_; }
+  void subscribe_again() override;
   void drop(const std::string& why) override;
 
   // Asks for what the broker has kept of a topic, and for nothing that comes later.
@@ -67,6 +68,7 @@ class Session final : public Link {
   void take_events();
   void take(const Connection::Event& event);
   void answered(const Connection::Event& event);
+  void subscribe();
   void fail(const std::string& why, bool is_closed = false);
   Protocol next_protocol() const;
   void close();

@@ -320,6 +320,8 @@ void Teller::look_at_time() {
   tools_.tell(Priority::kWarning, "The collector has acknowledged nothing for " + std::to_string(ack_pause_.count()) +
                                       " s; the changes after number " + std::to_string(window_.through()) +
                                       " are told again");
+  // It may have, and what it said did not come.
+  link_.subscribe_again();
   ack_pause_ = std::min(kLongestAckPause, ack_pause_ * 2);
   ack_at_ = now;
   window_.again();

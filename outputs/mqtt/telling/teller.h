@@ -30,7 +30,7 @@ namespace polaiga::mqtt {
 class Teller final : public Listener {
  public:
   // Of the collector's acknowledgements: so many changes are sent beyond the last one, and are sent again when none has
-  // come for that long; twice as long each time, up to the longest.
+  // come for that long; twice as long each time, up to the longest. Then what is subscribed is subscribed again, too.
   static constexpr std::size_t kMostUnacknowledged = 2000;
   static constexpr std::chrono::seconds kAckWithin{30};
   static constexpr std::chrono::seconds kLongestAckPause{3600};

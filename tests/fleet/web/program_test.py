@@ -263,11 +263,67 @@ class FleetTest(unittest.TestCase):
         active = self.database.query("select min(alarm_no) from alarm where ended = '' and ledger_no is not null")[0]
         asked = self.database.query("select count(*) from action")
         for wrong in (over, silent, "999999"):
-            status, told = self.act({"do": "acknowledge", "alarms": f"{active},{wrong}"})
+            status, told = self.act({"do": "close", "comment": "seen", "alarms": f"{active},{wrong}"})
             self.assertEqual(status, 409, told)
         self.assertEqual(self.database.query("select count(*) from action"), asked)
-        status, told = self.act({"do": "acknowledge", "alarms": f"{active},{over},{silent},999999", "selection": True})
+        status, told = self.act({"do": "close", "comment": "seen", "alarms": f"{active},{over},{silent},999999", "selection": True})
         self.assertEqual((status, told["alarms"], told["left_out"]), (202, 1, 3))
+
+    def silent_alarm(self):
+        """The id of that of the silent controller, which nobody has acknowledged; after the test it is so again."""
+        silent = int(self.database.query("select alarm_no from alarm where ledger_no is null and ended = ''")[0])
+        self.addCleanup(self.database.execute, f"delete from action where alarm_no = {silent}; update alarm set is_acknowledged = false, "
+                        f"acknowledged_by = '', group_no = null where alarm_no = {silent}")
+        return silent
+
+    def test_an_alarm_of_the_fleet_itself_is_acted_upon_at_once(self):
+        silent = self.silent_alarm()
+        for do, comment in ("comment", "somebody drives there"), ("acknowledge", "power is off"):
+            status, told = self.act({"do": do, "alarms": str(silent), "comment": comment})
+            self.assertEqual((status, told["alarms"], told["left_out"], told["controllers"]), (202, 1, 0, 1))
+            one = told["actions"][0]
+            self.assertEqual((one["site"], one["controller"], one["state"], one["person"], one["do"], one["alarms"], one["comment"], one["of_fleet"]),
+                             ("hall-b", "srv-0002", "done", "anna", do, str(silent), comment, True))
+            self.assertEqual(one["ended"], one["asked"])
+            self.assertEqual(self.get("/api/v1/actions", id=one["id"])["actions"], [one])
+        alarm = self.get(f"/api/v1/alarms/{silent}")
+        self.assertEqual((alarm["operator_state"], alarm["acknowledged_by"]), ("acknowledged", "anna"))
+        self.assertEqual([(step["change"], step["person"], step["comment"], step["before"], step["after"]) for step in alarm["changes"]],
+                         [("acknowledged", "anna", "power is off", "major", "major"),
+                          ("commented", "anna", "somebody drives there", "major", "major")])
+        self.assertEqual(alarm["changes"][0]["at"], one["ended"])
+        self.assertNotIn(silent, [one["id"] for one in self.get("/api/v1/alarms", limit=1000, unacknowledged="true")["alarms"]])
+        page = self.site.ask(f"/alarm/{silent}", "victor")[2]
+        for text in "acknowledged by anna", "power is off", "somebody drives there":
+            self.assertIn(text, page)
+        self.assertIn("power is off", self.site.ask("/actions", "victor")[2])
+        self.assertEqual(self.act({"do": "unacknowledge", "alarms": str(silent)})[0], 202)
+        alarm = self.get(f"/api/v1/alarms/{silent}")
+        self.assertEqual((alarm["operator_state"], alarm.get("acknowledged_by"), alarm["changes"][0]["change"]), ("none", None, "unacknowledged"))
+        for do, more in ("close", {}), ("shelve", {"for": 60}), ("unshelve", {}):
+            status, told = self.act({"do": do, "alarms": str(silent), "comment": "x", **more})
+            self.assertEqual(status, 409)
+            self.assertIn("can be acknowledged and commented only", told["detail"])
+
+    def test_a_selection_and_a_group_may_have_alarms_of_the_fleet_itself(self):
+        silent = self.silent_alarm()
+        other = self.database.query("select min(alarm_no) from alarm join controller using (controller_id) where ended = '' and "
+                                    "number is not null and controller.name = 'srv-0003'")[0]
+        status, told = self.act({"do": "acknowledge", "alarms": f"{other},{silent}"})
+        self.assertEqual((status, told["alarms"], told["left_out"], told["controllers"]), (202, 2, 0, 2))
+        self.assertEqual(sorted((one["controller"], one["state"]) for one in told["actions"]), [("srv-0002", "done"), ("srv-0003", "waiting")])
+        # srv-0002 has another alarm of the group, too.
+        self.database.execute(f"update alarm set group_no = {self.group}, is_acknowledged = false where alarm_no = {silent}")
+        status, told = self.act({"do": "acknowledge", "group": self.group})
+        self.assertEqual((status, told["alarms"], told["left_out"], told["controllers"], len(told["actions"])), (202, 5, 0, 4, 5))
+        self.assertEqual(self.get(f"/api/v1/alarms/{silent}")["operator_state"], "acknowledged")
+
+    def test_an_alarm_of_the_fleet_itself_that_is_over_takes_no_action(self):
+        silent = self.silent_alarm()
+        self.addCleanup(self.database.execute, f"update alarm set ended = '', cleared = null where alarm_no = {silent}")
+        self.database.execute(f"update alarm set ended = 'cleared', cleared = now() where alarm_no = {silent}")
+        status, told = self.act({"do": "acknowledge", "alarms": str(silent)})
+        self.assertEqual((status, told["detail"]), (409, f"Alarm {silent} is over."))
 
     def test_actions_that_are_not_right_are_refused(self):
         soon = time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime(time.time() + 3600))

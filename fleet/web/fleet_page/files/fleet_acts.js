@@ -36,7 +36,7 @@ function ask_and_do(kind, what, members) {
       const asked = await act({ do: kind, ...members, ...(text ? { comment: text } : {}), ...(length ? { for: Number(length.value) } : {}) });
       element.close();
       ticked.clear();
-      say(`${of.title}: ${plural(asked.alarms, 'alarm')} on ${plural(asked.controllers, 'controller')} asked for. The view shows it when the controllers have done it.`);
+      say(`${of.title}: ${plural(asked.alarms, 'alarm')} on ${plural(asked.controllers, 'controller')} asked for. The view shows it when it is done.`);
       refresh_now();
     } catch (error) {
       wrong.replaceChildren(h('span', {}, error instanceof Refused ? error.message : 'The server does not answer, so it is not known whether this was asked for. Look at the view "Actions".'));

@@ -20,17 +20,19 @@ CONTROLLERS = 20
 RATE = 60
 
 
-class RecoveryTest(unittest.TestCase):
+class FleetTestCase(unittest.TestCase):
+    NODES = 1
+
     def setUp(self):
         directory = tempfile.TemporaryDirectory(prefix="polaiga-collector-")
         self.addCleanup(directory.cleanup)
-        self.fleet = Fleet(directory.name, PROGRAMS, nodes=1, with_standby=False, collectors=0)
+        self.fleet = Fleet(directory.name, PROGRAMS, nodes=self.NODES, with_standby=False, collectors=0)
         self.addCleanup(self.fleet.close)
 
-    def collect(self, *more):
-        """A collector, that is connected."""
+    def collect(self, *more, node=0):
+        """A collector, that is connected to this node of the broker, and knows no other."""
         fleet = self.fleet
-        words = [fleet.programs / "polaiga-collector", "--amqp", fleet.broker.amqp_urls()[0], "--user", "guest", "--password-file",
+        words = [fleet.programs / "polaiga-collector", "--amqp", fleet.broker.amqp_urls()[node], "--user", "guest", "--password-file",
                  fleet.password_file(), "--database", fleet.database.url("polaiga_collector"), *more]
         collector = Process(*map(str, words), start_new_session=True)
         fleet.collectors.append(collector)
@@ -55,12 +57,18 @@ class RecoveryTest(unittest.TestCase):
         before = simulation.figures()["acked"]
         until(f"changes are acknowledged after {what}", lambda: simulation.figures()["acked"] > before + RATE)
 
+    def inboxes_of(self, collector):
+        """How many of them a collector reads, as the database has it."""
+        return self.fleet.number(f"select coalesce(sum(queues), 0) from collector where name like '%:{collector.pid}'")
+
     def shares(self):
         """How many inboxes each running collector reads, as the database has it."""
         rows = dict(row.split("|") for row in self.fleet.query("select name, queues from collector"))
         running = [f":{one.pid}" for one in self.fleet.collectors if not one.has_ended()]
         return sorted((int(queues) for name, queues in rows.items() if name.endswith(tuple(running))), reverse=True)
 
+
+class RecoveryTest(FleetTestCase):
     def test_three_collectors_share_the_inboxes(self):
         for _ in range(3):
             self.collect()
@@ -124,6 +132,21 @@ class RecoveryTest(unittest.TestCase):
         self.goes_on(simulation, "the copy was put back")
         self.must_be_all_there(simulation)
 
+    def test_a_controller_whose_subscriptions_the_broker_has_lost_hears_again_that_its_changes_were_taken(self):
+        self.collect()
+        simulation = self.simulate()
+        # When a node is lost, each other one deletes by name the queues that were there. One that is slow may delete a queue
+        # that its controller has made anew meanwhile: the controller stays connected, and nothing comes to it any more.
+        node = self.fleet.broker.nodes[0]
+        queues = [line for line in node.control("list_queues", "name").splitlines() if line.startswith("mqtt-subscription-")]
+        self.assertEqual(len(queues), CONTROLLERS)
+        names = ", ".join(f'<<"{queue}">>' for queue in queues[:5])
+        node.control("eval", f"Names = [rabbit_misc:r(<<\"/\">>, queue, Name) || Name <- [{names}]], "
+                     "rabbit_misc:execute_mnesia_transaction(fun () -> [begin mnesia:delete({rabbit_queue, Name}), "
+                     "rabbit_binding:remove_transient_for_destination(Name) end || Name <- Names] end), ok.")
+        self.goes_on(simulation, "the subscriptions were lost")
+        self.must_be_all_there(simulation)
+
     def silent(self, state):
         return self.fleet.number("select count(*) from alarm where ledger_no is null and name = 'fltFleetControllerSilent' "
                                  f"and ended {'=' if state == 'active' else '<>'} ''")
@@ -146,6 +169,21 @@ class RecoveryTest(unittest.TestCase):
         self.assertEqual(self.silent("active"), 0)
         self.assertEqual(self.silent("over"), CONTROLLERS)
         simulation.stop()
+
+
+class NodesTest(FleetTestCase):
+    NODES = 3
+
+    def test_inboxes_of_a_collector_that_is_lost_with_its_node_are_read_by_another_while_the_node_is_away(self):
+        stays, is_lost = self.collect(node=0), self.collect(node=2)
+        until("two collectors share eight inboxes", lambda: self.shares() == [4, 4])
+        simulation = self.simulate()
+        self.fleet.broker.nodes[2].end(signal.SIGKILL)
+        until("the one that is left reads all of them", lambda: self.inboxes_of(stays) == 8)
+        self.fleet.broker.start()
+        is_lost.wait_for("trying again soon")
+        until("they share them again", lambda: self.shares() == [4, 4])
+        self.must_be_all_there(simulation)
 
 
 if __name__ == "__main__":

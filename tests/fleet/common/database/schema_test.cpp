@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <pqxx/transaction>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "database/intake.h"
 #include "support/sent.h"
@@ -130,6 +133,55 @@ TEST(Schema, RolesHaveTheRightsThatTheyNeedAndNoOthers) {
                      "'execute'), has_function_privilege('polaiga_collector', 'polaiga.drop_change_partitions(date)', "
                      "'execute')"),
             "f|t\n");
+  const std::vector<std::pair<std::string, std::string>> operators_alone = {
+      {"polaiga_collector", "f\n"}, {"polaiga_viewer", "f\n"}, {"polaiga_operator", "t\n"}};
+  for (const auto& [role, may] : operators_alone) {
+    EXPECT_EQ(test.sql("select has_function_privilege('" + role +
+                       "', 'polaiga.act_on_own_alarms(bigint[], text, text, text, timestamptz)', 'execute')"),
+              may)
+        << role;
+  }
+}
+
+// An operator acts upon alarms of the fleet itself, and upon no others.
+TEST(Schema, OperatorsActUponAlarmsOfTheFleetItself) {
+  TestDatabase test;
+  test.sql(
+      "insert into site (name) values ('lab'); insert into controller (site_id, name) values (1, 'rack-1');"
+      "insert into ledger (controller_id, ledger_id) values (1, repeat('0', 32));"
+      "insert into alarm (controller_id, site_id, ledger_no, number, fault_dn, dn, code, name, description, severity, "
+      "worst, created, since, updated, cleared, ended) select 1, 1, ledger_no, number, 'f', 'd', 0, 'n', '', 4, 4, "
+      "now(), now(), now(), cleared, ended from (values (null::bigint, null::bigint, null::timestamptz, ''), "
+      "(null, null, now(), 'cleared'), (1, 7, null, '')) a (ledger_no, number, cleared, ended)");
+  Database database(test.url("polaiga_operator"), "test");
+  const auto act = [&database](const std::string& what, const std::string& words) {
+    return database.use([&](pqxx::connection& connection) {
+      pqxx::work transaction(connection);
+      const std::size_t count =
+          transaction.exec_params("select act_on_own_alarms('{1,2,3,4}', $1, $2, 'anna', now())", what, words).size();
+      transaction.commit();
+      return count;
+    });
+  };
+  EXPECT_EQ(act("acknowledge", "seen"), 1U);
+  EXPECT_EQ(test.sql("select alarm_no, is_acknowledged, acknowledged_by from alarm order by 1"),
+            "1|t|anna\n2|f|\n3|f|\n");
+  EXPECT_EQ(act("comment", "it's \"fine\""), 1U);
+  EXPECT_EQ(test.sql("select is_acknowledged, acknowledged_by from alarm where alarm_no = 1"), "t|anna\n");
+  EXPECT_EQ(act("unacknowledge", ""), 1U);
+  EXPECT_EQ(test.sql("select is_acknowledged, acknowledged_by from alarm where alarm_no = 1"), "f|\n");
+  EXPECT_EQ(test.sql("select controller_id, alarm_no, state, person, request->>'do', request->>'comment', "
+                     "ledger_no is null, ended is not null from action order by action_no"),
+            "1|1|done|anna|acknowledge|seen|t|t\n1|1|done|anna|comment|it's \"fine\"|t|t\n"
+            "1|1|done|anna|unacknowledge||t|t\n");
+  EXPECT_THROW(act("close", "x"), DatabaseRefuses);
+  EXPECT_THROW(database.use([](pqxx::connection& connection) {
+    return pqxx::work(connection).exec("update alarm set is_acknowledged = true");
+  }),
+               DatabaseRefuses);
+  // The action goes with its alarm.
+  test.sql("delete from alarm where alarm_no = 1");
+  EXPECT_EQ(test.sql("select count(*) from action"), "0\n");
 }
 
 // A right that somebody gave, and that the role does not need, goes with the next migration.

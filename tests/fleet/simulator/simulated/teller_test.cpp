@@ -240,6 +240,44 @@ TEST_F(SimulatedTellerTest, ABrokerThatConfirmsNothingIsGivenUp) {
   EXPECT_EQ(link_.dropped, "the broker has not confirmed a message for 30 s");
 }
 
+TEST_F(SimulatedTellerTest, ABrokerThatLeavesOneMessageUnconfirmedIsGivenUp) {
+  come_up();
+  make(1);
+  teller_.go_on();
+  link_.sent.clear();  // the change, which is never confirmed
+  at(130);
+  EXPECT_EQ(sent("status").size(), 1U);
+  EXPECT_EQ(link_.dropped, "");
+  at(131);
+  teller_.go_on();
+  EXPECT_EQ(link_.dropped, "the broker has not confirmed a message for 30 s");
+}
+
+TEST_F(SimulatedTellerTest, WhenNothingIsAcknowledgedItSubscribesAgain) {
+  come_up();
+  make(1);
+  sent("change");
+  at(129);
+  sent("change");
+  EXPECT_EQ(link_.subscribed_again, 0);
+  at(130);
+  sent("status");  // it is due, too, and goes first
+  sent("change");
+  EXPECT_EQ(link_.subscribed_again, 1);
+}
+
+TEST_F(SimulatedTellerTest, AnAcknowledgementThatSaysNothingNewDoesNotKeepItFromTellingAgain) {
+  come_up();
+  make(2);
+  sent("change");
+  at(120);
+  take("ack", {{"through", 0}});
+  at(130);
+  sent("status");  // it is due, too, and goes first
+  EXPECT_TRUE(sent("change").empty());
+  EXPECT_EQ(numbers(sent("change")), (std::vector<int>{1, 2}));
+}
+
 TEST_F(SimulatedTellerTest, TheLastWordIsThatItWasStopped) {
   come_up();
   teller_.say_goodbye();

@@ -24,6 +24,7 @@ class FakeLink final : public Link {
     return last_id_;
   }
   std::size_t most_in_flight() const override { return most; }
+  void subscribe_again() override { ++subscribed_again; }
   void drop(const std::string& why) override {
     dropped = why;
     is_up_ = false;
@@ -50,6 +51,7 @@ class FakeLink final : public Link {
   }
 
   std::vector<Sent> sent;
+  int subscribed_again = 0;
   std::string dropped;
   std::size_t most = 1000;
 

@@ -422,9 +422,12 @@ TEST_F(TellerTest, WhatACollectorDoesNotAcknowledgeIsToldAgainAfterEverLongerPau
   engine_->write(raises("A", "o", 395));
   EXPECT_EQ(changes(), Texts{"1 after 0"});
   EXPECT_EQ(changes(true, 20s), Texts{});
+  EXPECT_EQ(link_.subscribed_again, 0);
   EXPECT_EQ(changes(true, 10s), Texts{"1 after 0"});
+  EXPECT_EQ(link_.subscribed_again, 1);
   EXPECT_EQ(changes(true, 30s), Texts{});
   EXPECT_EQ(changes(true, 30s), Texts{"1 after 0"});
+  EXPECT_EQ(link_.subscribed_again, 2);
   // One that comes back acknowledges what it has had before, and gets the rest soon.
   EXPECT_EQ(changes(true, 40s), Texts{});
   acknowledge(0);

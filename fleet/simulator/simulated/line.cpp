@@ -43,6 +43,7 @@ void Line::subscribe() {
 void Line::subscribe_again() {
   if (!connection_) return;
   try {
+    for (const mqtt::Subscription& one : settings_.subscriptions) connection_->unsubscribe(one.topic);
     subscribe();
   } catch (const mqtt::ConnectionError& error) {
     drop(error.what());

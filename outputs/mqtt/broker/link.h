@@ -40,8 +40,8 @@ class Link {
   // How many messages may be sent before the broker has taken the first of them.
   virtual std::size_t most_in_flight() const = 0;
 
-  // Subscribes once more to what is subscribed. A broker that has lost the subscriptions delivers nothing more, and
-  // says nothing of that; then it has them again, or ends the connection.
+  // Ends what is subscribed, and subscribes to it once more. A broker that has lost the subscriptions, or how messages
+  // come to them, delivers nothing more, and says nothing of that; then it has them again, or ends the connection.
   virtual void subscribe_again() = 0;
 
   // Gives the connection up; another one is tried after a pause.

@@ -197,6 +197,7 @@ MessageId Session::send(const Message& message) {
 
 void Session::subscribe_again() {
   try {
+    for (const Subscription& one : settings_.subscriptions) connection_->unsubscribe(one.topic);
     subscribe();
   } catch (const ConnectionError& error) {
     drop(error.what());

@@ -147,6 +147,18 @@ class RecoveryTest(FleetTestCase):
         self.goes_on(simulation, "the subscriptions were lost")
         self.must_be_all_there(simulation)
 
+    def test_a_controller_to_which_the_broker_has_lost_the_way_hears_again_that_its_changes_were_taken(self):
+        self.collect()
+        simulation = self.simulate()
+        # The queues are there, and so are their bindings, but not where the topic exchange looks for them.
+        found = self.fleet.broker.nodes[0].control(
+            "eval", "Ways = [Way || Way <- ets:tab2list(rabbit_topic_trie_binding), "
+            "element(3, element(4, element(2, Way))) == queue], "
+            "[mnesia:dirty_delete_object(rabbit_topic_trie_binding, Way) || Way <- Ways], length(Ways).")
+        self.assertGreaterEqual(int(found), CONTROLLERS)
+        self.goes_on(simulation, "the ways to the subscriptions were lost")
+        self.must_be_all_there(simulation)
+
     def silent(self, state):
         return self.fleet.number("select count(*) from alarm where ledger_no is null and name = 'fltFleetControllerSilent' "
                                  f"and ended {'=' if state == 'active' else '<>'} ''")

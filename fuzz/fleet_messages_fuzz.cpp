@@ -1,7 +1,7 @@
 // What a controller sends may be any bytes: it is refused with a message that can be shown, or what is made of it fits,
 // and taking it leaves what is known of the controller as it may be. Each line of the input is a message. Its first
 // character says of what kind it is: `c` change, `r` replayed, `s` status, `a` acted, `d` one that goes down; or that
-// it is a routing key: `k`.
+// it is a routing key: `k`. A line that begins with `f` is no message: what a ledger lost that was put back is deleted.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -67,6 +67,7 @@ class Known {
     const ChangeNumber before = progress_.through;
     const Verdict verdict = fleet::take(change, progress_);
     check((verdict == Verdict::kTaken) == (progress_.through > before), "a change is taken once");
+    check(verdict != Verdict::kTaken || !progress_.put_back_before, "no change is taken while a ledger is put back");
     if (verdict != Verdict::kTaken) return;
     check(progress_.through == change.number, "it is the last one then");
     for (const ChangeNumber number : alarms_of(change)) {
@@ -82,19 +83,35 @@ class Known {
     check_ledger_id(gap.ledger_id);
     check(1 <= gap.first && gap.first <= gap.last && gap.previous >= 0, "a gap is one");
     check(gap.is_put_back() || gap.previous < gap.first, "a gap is one of the two kinds");
-    const ChangeNumber before = progress_.through;
-    if (fleet::take(gap, progress_) != Verdict::kTaken) return;
+    const LedgerProgress before = progress_;
+    const Verdict verdict = fleet::take(gap, progress_);
+    if (gap.is_put_back()) {
+      check(progress_.put_back_before && *progress_.put_back_before <= gap.first, "what was put back is to be deleted");
+      check(progress_.through == before.through, "it is there until then");
+    }
+    if (verdict != Verdict::kTaken) return;
     check(progress_.is_list_wanted, "after a gap the list is wanted");
-    if (!gap.is_put_back()) {
-      check(progress_.through > before, "a gap is taken once");
+    if (gap.is_put_back()) {
+      check(!before.put_back_before || gap.first < *before.put_back_before, "a putting back is taken once");
       return;
     }
-    check(progress_.through < gap.first && progress_.through <= before, "what was put back is gone");
-    alarms_.erase(alarms_.lower_bound(gap.first), alarms_.end());
+    check(!before.put_back_before, "no gap is taken while a ledger is put back");
+    check(progress_.through > before.through, "a gap is taken once");
+  }
+
+  void delete_what_was_put_back() {
+    if (!progress_.put_back_before) return;
+    const ChangeNumber first = *progress_.put_back_before;
+    const ChangeNumber before = progress_.through;
+    alarms_.erase(alarms_.lower_bound(first), alarms_.end());
     for (auto& [number, alarm] : alarms_) {
-      alarm.last_change = std::min(alarm.last_change, gap.first - 1);
+      alarm.last_change = std::min(alarm.last_change, first - 1);
       check_alarm(alarm);
     }
+    finish_put_back(progress_);
+    check(!progress_.put_back_before, "a putting back ends");
+    check(progress_.through < first && progress_.through <= before, "what was put back is gone");
+    check(progress_.is_list_wanted, "the list is wanted then");
   }
 
   void take(const ListMessage& list) {
@@ -111,7 +128,8 @@ class Known {
       check_moment(one.updated);
       check(one.severity != engine::Severity::kCleared, "a listed alarm is active");
     }
-    progress_.asked_for = list.replay;
+    // It may be any list that was asked for; while a ledger is put back, none is.
+    if (!progress_.put_back_before) progress_.asked_for = list.replay;
     if (fleet::take(list, progress_) != Verdict::kTaken) return;
     for (const ListedAlarm& one : list.alarms) {
       AlarmState& alarm = alarms_[one.number];
@@ -134,6 +152,7 @@ class Known {
     const ChangeNumber before = progress_.through;
     fleet::take(done, progress_);
     check(progress_.through >= before, "an answer takes nothing back");
+    check(progress_.through == before || !progress_.put_back_before, "none is taken while a ledger is put back");
   }
 
   void take(const StatusMessage& status) {
@@ -157,6 +176,7 @@ class Known {
   void check_request() const {
     const auto request = next_request(progress_);
     if (!request) return;
+    check(!progress_.put_back_before, "nothing is asked for while a ledger is put back");
     if (request->is_for_list) {
       check(request->after == progress_.list_after, "the list is asked for where it ended");
     } else {
@@ -209,6 +229,10 @@ void check_line(std::string_view line, Known& known) {
       break;
     case 'd':
       check_message(Kind::kAction, rest, known);
+      break;
+    case 'f':
+      known.delete_what_was_put_back();
+      known.check_request();
       break;
     case 'k':
       check_key(rest);

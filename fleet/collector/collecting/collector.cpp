@@ -292,7 +292,7 @@ void Collector::do_duties() {
       due.work();
       due.said.clear();
     } catch (const DatabaseSlow& error) {
-      duties_.report(counts_);  // as above
+      duties_.report(counts_);  // it throws when the database is away
       warn_of_duty(due, std::string(error.what()) + ". That was " + due.name);
       due.at = clock_.steady() + kSlowDutyEvery;
       return;  // messages have waited for long enough

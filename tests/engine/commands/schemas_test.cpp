@@ -295,7 +295,7 @@ TEST_F(SchemasTest, ASchemaThatIsOpenIsRefused) {
   const Ended got = shell_.run(
       "cp -r '" + directory_ + "' '" + copy + "' && sed -i '/additionalProperties/d' '" + copy +
       "/active.schema.json' && echo '{}' | python3 '" POLAIGA_SOURCE_DIR "/tests/engine/support/validate_json.py' '" +
-      copy + "/replay.schema.json'");
+      copy + "/active.schema.json'");
   EXPECT_EQ(got.status, 2);
   EXPECT_EQ(got.out, "");
   EXPECT_EQ(got.err, "active.schema.json: additionalProperties is not false\n");

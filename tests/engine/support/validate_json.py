@@ -2,9 +2,9 @@
 """validate_json.py SCHEMA: tells of each line of standard input whether the JSON
 Schema accepts it: "accepted", or "refused: " and why.
 
-The schema itself must be right, and every object in it must be closed: a schema
-that lets unknown members pass would prove nothing. Otherwise it complains and
-exits with status 2.
+The schema and those that it refers to must be right, and every object in them must
+be closed: a schema that lets unknown members pass would prove nothing. Otherwise it
+complains and exits with status 2.
 """
 import json
 import pathlib
@@ -29,6 +29,19 @@ def open_objects(schema, path):
             yield from open_objects(part, f"{path}/{name}")
 
 
+def files_referred_to(schema):
+    """The names of the files that a schema refers to."""
+    if isinstance(schema, list):
+        for part in schema:
+            yield from files_referred_to(part)
+    elif isinstance(schema, dict):
+        name = str(schema.get("$ref", "")).partition("#")[0]
+        if name:
+            yield name
+        for part in schema.values():
+            yield from files_referred_to(part)
+
+
 def complain(what):
     print(what, file=sys.stderr)
     sys.exit(2)
@@ -36,13 +49,19 @@ def complain(what):
 
 def main():
     path = pathlib.Path(sys.argv[1]).resolve()
-    for file in sorted(path.parent.glob("*.schema.json")):
-        schema = json.loads(file.read_text())
-        jsonschema.Draft202012Validator.check_schema(schema)
-        for place in open_objects(schema, file.name):
+    schemas = {}
+    waiting = [path]
+    while waiting:
+        file = waiting.pop()
+        if file in schemas:
+            continue
+        schemas[file] = json.loads(file.read_text())
+        jsonschema.Draft202012Validator.check_schema(schemas[file])
+        for place in open_objects(schemas[file], file.name):
             complain(f"{place}: additionalProperties is not false")
-    schema = json.loads(path.read_text())
-#Newer versions have another way to find schemas; this one works in all.
+        waiting += [file.parent / name for name in files_referred_to(schemas[file])]
+    schema = schemas[path]
+    # Newer versions have another way to find schemas; this one works in all.
     warnings.simplefilter("ignore", DeprecationWarning)
     validator = jsonschema.Draft202012Validator(schema, resolver=jsonschema.RefResolver(path.as_uri(), schema))
     for line in sys.stdin:

@@ -88,6 +88,8 @@ class ChatteringWatch {
   std::vector<std::string> over(std::int64_t age, std::size_t most) const;
 
   std::size_t size() const { return chattering_.size(); }
+  // How many faults that are not chattering it remembers raises of.
+  std::size_t watched() const { return order_.size(); }
 
   // Takes up what an earlier run left, in the order of the last raises or of the raises.
   ChatteringFault& restore(ChatteringFault fault);

@@ -244,6 +244,37 @@ TEST_F(ChatteringTest, TheAlarmThatOutputsKnowIsMerged) {
   EXPECT_EQ(end(61), Texts{"13 settled 395 alarm 1 major>major raises 4"});
 }
 
+// Outputs never heard of the alarm that ends: the raise that began it was left out.
+TEST_F(ChatteringTest, AnAlarmThatOutputsDoNotKnowIsMerged) {
+  raise(0, 395, 0, "B");  // alarm 1
+  for (int i = 0; i < 3; ++i) {
+    raise(0, 396);
+    clear(0, 396);
+  }
+  EXPECT_EQ(raise(0, 396),
+            (Texts{"8 raised 396 alarm 8 cleared>major", "9 chattering 396 alarm 8 major>major raises 4"}));
+  clear(1, 396);
+  EXPECT_EQ(raise(2, 396), Texts{"11 raised 396 alarm 11 cleared>major folded"});
+  EXPECT_EQ(raise(3, 396, 395, "B"),
+            (Texts{"12 superseded 395 alarm 1 minor>minor", "13 merged 396 alarm 11 major>cleared other 1 folded",
+                   "14 refreshed 396 alarm 1 minor>major"}));
+  EXPECT_EQ(end(63), Texts{"15 settled 396 alarm 1 major>major other 8 raises 5"});
+}
+
+// Outputs take the alarm that ends for that of the chattering fault, and go on to do so until the fault settles.
+TEST_F(ChatteringTest, TheAlarmThatOutputsKnowOfAChatteringFaultIsMergedIntoAnOlderOne) {
+  raise(0, 395, 0, "B");  // alarm 1
+  for (int i = 0; i < 3; ++i) {
+    raise(0, 396);
+    clear(0, 396);
+  }
+  raise(0, 396);  // alarm 8
+  EXPECT_EQ(raise(1, 396, 395, "B"),
+            (Texts{"10 superseded 395 alarm 1 minor>minor", "11 merged 396 alarm 8 major>cleared other 1 folded",
+                   "12 refreshed 396 alarm 1 minor>major"}));
+  EXPECT_EQ(end(61), Texts{"13 settled 396 alarm 1 major>major other 8 raises 4"});
+}
+
 // The alarm that outputs take for active goes on at a chattering level, while its former level begins a new one.
 TEST_F(ChatteringTest, TheAlarmThatOutputsKnowIsActiveElsewhere) {
   for (int i = 0; i < 3; ++i) {  // alarms 1, 3 and 5
@@ -406,6 +437,18 @@ TEST(ChatteringWatchTest, ItsMemoryIsBounded) {
   EXPECT_NE(watch.raise("a", 0), nullptr);
   watch.settle("a");
   EXPECT_NE(watch.raise("c", 0), nullptr);
+}
+
+TEST(ChatteringWatchTest, WhatIsNotRaisedAgainIsForgotten) {
+  ChatteringWatch watch(10);
+  watch.set_limit(ChatteringLimit{.times = 1, .within = 10});
+  watch.raise("a", 0);
+  watch.raise("b", 9);
+  EXPECT_EQ(watch.watched(), 2U);
+  watch.raise("c", 10);  // "a" was raised ten seconds ago, which decides nothing any more
+  EXPECT_EQ(watch.watched(), 2U);
+  watch.raise("c", 30);
+  EXPECT_EQ(watch.watched(), 1U);
 }
 
 TEST(ChatteringWatchTest, ChangesAreTakenOnce) {

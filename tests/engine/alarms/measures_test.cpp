@@ -182,6 +182,12 @@ TEST(Measures, Chattering) {
   }
 }
 
+// Sources may tell what they have in any order.
+TEST(Measures, ChatteringInAnyOrder) {
+  auto facts = raised_at("o", 395, {1006, 1001, 1005, 1000, 1004, 1002, 1003});
+  EXPECT_EQ(measure(facts).chattering, (std::vector<Chattering>{{{"o", 395, "name"}, 6, 7, 1006}}));
+}
+
 TEST(Measures, ChatteringOfEachFaultByItself) {
   auto facts = raised_at("o", 395, times(6, 1000, 1));
   for (const AlarmFact& other : raised_at("o", 396, times(6, 1000, 1))) facts.push_back(other);

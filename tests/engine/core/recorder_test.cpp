@@ -178,6 +178,94 @@ TEST_F(RecorderTest, ARestartGoesOnWithNumbersFaultsAndAge) {
   EXPECT_EQ(receipt.input->changes[0].alarm, 1);
 }
 
+TEST_F(RecorderTest, ASilenceEndsInAtMost30Days) {
+  constexpr std::int64_t kDay = 24 * 60 * 60;
+  struct Case {
+    std::int64_t lasts;  // seconds; 0: `until` says it
+    Moment until;
+    const char* refusal;  // empty: it is taken
+  };
+  const Case cases[] = {
+      {1, 0, ""},
+      {30 * kDay, 0, ""},
+      {30 * kDay + 1, 0, "The end is more than 30 days ahead"},
+      {0, kToday + 1, ""},
+      {0, kToday + 30 * kDay, ""},
+      {0, kToday + 30 * kDay + 1, "The end is more than 30 days ahead"},
+      {0, kToday, "The end is in the past; it is 2027-01-15T08:00:00Z now"},
+      {0, kToday - 1, "The end is in the past; it is 2027-01-15T08:00:00Z now"},
+  };
+  for (const Case& one : cases) {
+    for (const ActionKind kind : {ActionKind::kShelve, ActionKind::kMaintain}) {
+      SCOPED_TRACE(std::to_string(one.lasts) + " " + std::to_string(one.until));
+      Recorder recorder({}, clock_);
+      recorder.record(slow(1));
+      OperatorAction action{.kind = kind};
+      action.until = one.until;
+      action.lasts = one.lasts;
+      if (kind == ActionKind::kShelve) {
+        action.alarms = {1};
+      } else {
+        action.dn = "sys/rack-unit-1";
+      }
+      std::string refusal;
+      try {
+        const Receipt taken = recorder.act(std::move(action));
+        EXPECT_EQ(taken.input->action->until, one.until != 0 ? one.until : kToday + one.lasts);
+      } catch (const ActionRefused& error) {
+        refusal = error.what();
+      }
+      EXPECT_EQ(refusal, one.refusal);
+    }
+  }
+}
+
+// What an operator asks a second time with the same id has the answer of the first time; another wish has none.
+TEST_F(RecorderTest, AnIdOfAnActionStaysWithThatAction) {
+  Ledger ledger(dir_.file("ledger.db"), {}, kToday);
+  const auto kept = on(ledger);
+  Recorder& recorder = *kept;
+  recorder.record(slow(1));
+  const auto action = [](ActionKind kind, const char* comment) {
+    OperatorAction made{.kind = kind, .comment = comment, .alarms = {1}};
+    made.id = "w1";
+    return made;
+  };
+  EXPECT_EQ(recorder.act(action(ActionKind::kAcknowledge, "seen")).sequence, 2);
+  for (int i = 0; i < 2; ++i) {  // as long as it is in the batch, and when the ledger has it
+    EXPECT_TRUE(recorder.act(action(ActionKind::kAcknowledge, "seen")).duplicate);
+    for (const OperatorAction& other :
+         {action(ActionKind::kClose, "seen"), action(ActionKind::kAcknowledge, "not seen")}) {
+      try {
+        recorder.act(OperatorAction(other));
+        ADD_FAILURE() << "it was taken";
+      } catch (const ActionRefused& error) {
+        EXPECT_STREQ(
+            error.what(),
+            "The id 'w1' belongs to input 2, which was another action: acknowledge, 'seen'. Choose another id");
+      }
+    }
+    recorder.commit();
+  }
+}
+
+TEST_F(RecorderTest, TellsHowLongUntilSomethingEnds) {
+  Recorder recorder({}, clock_);
+  EXPECT_EQ(recorder.until_next_end(), std::nullopt);
+  EXPECT_FALSE(recorder.end_what_is_over());
+  recorder.record(slow(1));
+  recorder.act({.kind = ActionKind::kShelve, .alarms = {1}, .lasts = 60});
+  EXPECT_EQ(recorder.until_next_end(), 61);  // ages are cut to seconds, and it must not end before its time
+  clock_.pass(60);
+  EXPECT_EQ(recorder.until_next_end(), 1);
+  EXPECT_FALSE(recorder.end_what_is_over());
+  clock_.pass(5);
+  EXPECT_EQ(recorder.until_next_end(), 0);
+  EXPECT_TRUE(recorder.end_what_is_over());
+  EXPECT_EQ(recorder.until_next_end(), std::nullopt);
+  EXPECT_FALSE(recorder.end_what_is_over());
+}
+
 // A program may refuse host tables that the program before it took. It goes on without
 // what the filters remember of the events that were handled under them.
 TEST_F(RecorderTest, TablesThatAreNotTakenAnyMore) {

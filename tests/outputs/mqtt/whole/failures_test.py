@@ -8,7 +8,8 @@ import time
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "../support"))
 import board
 from board import BELOW, BoardTest, Consumer, Process, fan, retained, same_as_ledger, supply, until
-from mqtt import CONNACK, CONNECT, DISCONNECT, OddBroker, PUBACK, PUBLISH, SUBACK, SUBSCRIBE, packet
+from mqtt import (CONNACK, CONNECT, DISCONNECT, OddBroker, PINGREQ, PINGRESP, PUBACK, PUBLISH, SUBACK, SUBSCRIBE, UNSUBACK,
+                  UNSUBSCRIBE, packet, text)
 
 NO_CHATTERING = ("--chattering", "0")
 
@@ -20,6 +21,49 @@ def accepts(kind, _flags, body):
     if kind == SUBSCRIBE:
         return packet(SUBACK, 0, body[:2] + bytes([1]))
     return b""
+
+
+class LosesTheWay:
+    """A broker that confirms all, with a collector behind it that acknowledges each change. With the first change it loses the
+    way to the subscriber, as a broker of several nodes may: it delivers nothing, and takes a subscription that is made once more
+    for the one that it has. Only one that is ended and made anew has a way again."""
+
+    def __init__(self):
+        self.known, self.ways = set(), set()
+        self.has_lost = False
+
+    def __call__(self, kind, flags, body):
+        if kind == PINGREQ:
+            return packet(PINGRESP, 0, b"")
+        if kind == UNSUBSCRIBE:
+            self.known.discard(self.topic_of(body[2:])[0])
+            self.ways &= self.known
+            return packet(UNSUBACK, 0, body[:2])
+        if kind == SUBSCRIBE:
+            topic, _ = self.topic_of(body[2:])
+            if topic not in self.known:
+                self.known.add(topic)
+                self.ways.add(topic)
+        if kind != PUBLISH:
+            return accepts(kind, flags, body)
+        topic, rest = self.topic_of(body)
+        confirmation = packet(PUBACK, 0, rest[:2])
+        if topic != BELOW + "change":
+            return confirmation
+        if not self.has_lost:
+            self.has_lost = True
+            self.ways.clear()
+        change = json.loads(rest[2:])
+        if BELOW + "ack" not in self.ways:
+            return confirmation
+        ack = json.dumps({"ledger_id": change["ledger_id"], "through": change["number"]}).encode()
+        return confirmation + packet(PUBLISH, 0, text(BELOW + "ack") + ack)
+
+    @staticmethod
+    def topic_of(body):
+        """The topic at the beginning, and what follows it."""
+        end = 2 + int.from_bytes(body[:2], "big")
+        return body[2:end].decode(), body[end:]
 
 
 class FailuresTest(BoardTest):
@@ -137,6 +181,17 @@ class FailuresTest(BoardTest):
         server.wait_for_cursor()
         # The pauses are between half and all of 0.5 s, 1 s, 2 s and 4 s.
         self.assertGreater(broker.times[4] - broker.times[0], 3.7)
+
+    def test_a_broker_that_has_lost_the_way_to_the_publisher(self):
+        broker = OddBroker(LosesTheWay())
+        self.addCleanup(broker.close)
+        server = self.board(broker=False)
+        server.start("--protocol", "3.1.1", "--confirm", "collector", port=broker.port)
+        until("it has begun", lambda: server.cursor() is not None)
+        server.send([fan(1, 1)])
+        server.publisher.wait_for("The collector has acknowledged nothing for 30 s", patience=60)
+        server.wait_for_cursor()
+        self.assertEqual(len(broker.times), 1, "the connection has lasted")
 
     def test_only_mosquittos_older_version(self):
         server = self.board()

@@ -5,6 +5,7 @@
 #include <array>
 #include <chrono>
 #include <exception>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -45,12 +46,15 @@ class Program {
  private:
   void wait(milliseconds most) { service_.wait({}, most); }
   void failed(const std::string& what, bool may_mend);
+  void works();
+  std::string failing_for() const;
 
   output::Service service_{"polaiga-collector"};
   Database database_;
   Collector collector_;
   output::BackOff back_off_{milliseconds(500), seconds(30), output::random_number};
   bool has_worked_ = false;
+  std::optional<engine::Clock::Steady> failing_since_;
   bool must_end_ = false;
 };
 
@@ -63,9 +67,24 @@ void Program::failed(const std::string& what, bool may_mend) {
     must_end_ = true;
     return;
   }
-  service_.say(Priority::kWarning, what + ". What was not confirmed comes again; trying again soon");
+  const std::string so_far = failing_since_ ? ". This has gone on for " + failing_for() : "";
+  if (!failing_since_) failing_since_ = service_.clock().steady();
+  service_.say(Priority::kWarning, what + ". What was not confirmed comes again; trying again soon" + so_far);
   service_.status(collector_.summary());
   wait(back_off_.next());
+}
+
+std::string Program::failing_for() const {
+  const auto passed = service_.clock().steady() - failing_since_.value();
+  return std::to_string(std::chrono::duration_cast<seconds>(passed).count()) + " s";
+}
+
+void Program::works() {
+  has_worked_ = true;
+  back_off_.reset();
+  if (!failing_since_) return;
+  service_.say(Priority::kInfo, "messages are taken again, after " + failing_for());
+  failing_since_.reset();
 }
 
 int Program::run() {
@@ -75,8 +94,7 @@ int Program::run() {
     try {
       if (!collector_.has_begun()) collector_.begin();
       collector_.go_on();
-      has_worked_ = true;
-      back_off_.reset();
+      works();
       service_.status(collector_.summary());
       wait(milliseconds(0));
     } catch (const DatabaseAway& error) {

@@ -2,6 +2,7 @@
 """polaiga-collector while others are killed, taken away or put back: afterwards each change is in the database once.
 recovery_test.py PROGRAMS"""
 import random
+import re
 import shutil
 import signal
 import sys
@@ -104,6 +105,8 @@ class RecoveryTest(FleetTestCase):
         self.goes_on(simulation, "the database came back")
         self.must_be_all_there(simulation)
         self.assertFalse(collector.has_ended())
+        self.assertIn("This has gone on for ", collector.text())
+        self.assertGreaterEqual(int(re.search(r"messages are taken again, after (\d+) s", collector.text())[1]), 10)
 
     def test_the_broker_comes_back_with_nothing(self):
         collector = self.collect()

@@ -120,6 +120,10 @@ TEST_F(RecorderTest, ABatchIsFullOfChangesToo) {
   EXPECT_TRUE(recorder.is_full());
   recorder.commit();
   EXPECT_FALSE(recorder.is_full());
+  for (int i = 0; i < 2; ++i) recorder.act(OperatorAction(comment));
+  EXPECT_FALSE(recorder.is_full());
+  recorder.record(slow(3));
+  EXPECT_TRUE(recorder.is_full());
 }
 
 TEST_F(RecorderTest, AnIdIsTakenOnceInABatchAndLater) {
@@ -136,6 +140,41 @@ TEST_F(RecorderTest, AnIdIsTakenOnceInABatchAndLater) {
   EXPECT_TRUE(recorder.record(SensorEvent(named)).duplicate);
   EXPECT_FALSE(recorder.has_batch());
   EXPECT_EQ(recorder.record(slow(2)).sequence, 2);
+}
+
+// Who sends an event again after that says so on purpose: it happened once more.
+TEST_F(RecorderTest, AnIdIsForgottenWithItsEvent) {
+  Ledger ledger(dir_.file("ledger.db"), {.events = 50, .days = 0, .bytes = 0}, kToday);
+  const auto kept = on(ledger);
+  Recorder& recorder = *kept;
+  const SensorEvent named = event(R"("state":0,"id":"a")");
+  EXPECT_EQ(recorder.record(SensorEvent(named)).sequence, 1);
+  recorder.commit();
+  for (int i = 0; i < 300; ++i) {
+    recorder.record(event(R"("state":0)"));
+    if (i % 10 == 9) recorder.commit();
+  }
+  EXPECT_FALSE(recorder.record(SensorEvent(named)).duplicate);
+}
+
+TEST_F(RecorderTest, CountsWhatItTook) {
+  Ledger ledger(dir_.file("ledger.db"), {}, kToday);
+  const auto kept = on(ledger);
+  Recorder& recorder = *kept;
+  const SensorEvent named = event(R"("state":1,"id":"a")");
+  recorder.record(SensorEvent(named));
+  recorder.record(SensorEvent(named));
+  recorder.record(event(R"("state":1)"));
+  recorder.act({.kind = ActionKind::kComment, .comment = "x", .alarms = {1}});
+  recorder.commit();
+  const InputCounts& counts = recorder.counts();
+  EXPECT_EQ(counts.events, 2U);
+  EXPECT_EQ(counts.duplicates, 1U);
+  EXPECT_EQ(counts.actions.at(static_cast<std::size_t>(ActionKind::kComment)), 1U);
+  EXPECT_EQ(counts.changes.at(static_cast<std::size_t>(ChangeKind::kRaised)), 1U);
+  EXPECT_EQ(counts.changes.at(static_cast<std::size_t>(ChangeKind::kRefreshed)), 1U);
+  EXPECT_EQ(counts.changes.at(static_cast<std::size_t>(ChangeKind::kCommented)), 1U);
+  EXPECT_EQ(counts.changes.at(static_cast<std::size_t>(ChangeKind::kCleared)), 0U);
 }
 
 TEST_F(RecorderTest, WhatTheLedgerRefusesStaysInTheBatch) {

@@ -308,8 +308,15 @@ TEST_F(ActionsTest, TakesUpWhatAnEarlierRunLeft) {
   fault.reports.resize(1);
   fault.reports[0].reporter = {nullptr, kFan, 0};
   fault.standing = {.acknowledged = 4, .shelved = 5, .shelved_until = kAt, .shelved_until_age = 80};
+  ActiveFault other = fault;
+  other.fault_dn = fault_dn(kFan, 396);
+  other.fault = other.alarm = 2;
+  other.standing = {};
   Alarms alarms(Alarms::kMostReports, 7);
+  alarms.restore(other);
+  EXPECT_EQ(alarms.next_end(), std::nullopt);
   alarms.restore(fault);
+  EXPECT_EQ(alarms.next_end(), 80);
   alarms.restore(Maintenance{.dn = "sys/psu-1", .since = 6, .since_at = kAt, .until = kAt, .until_age = 70});
   EXPECT_EQ(alarms.next_end(), 70);
   EXPECT_TRUE(alarms.is_out_of_service("sys/psu-1"));

@@ -145,6 +145,18 @@ TEST_F(ActionsTest, WhatTheStatesAre) {
   EXPECT_EQ(state_of(kFan), OperatorState::kUnshelved);
 }
 
+// The change tells who did it and when.
+TEST_F(ActionsTest, WhatOperatorsDidIsKnownByItsChange) {
+  raise(kFan);
+  EXPECT_EQ(act(ActionKind::kAcknowledge, {1}), Texts{"2 acknowledged alarm 1"});
+  EXPECT_EQ(act(ActionKind::kClose, {1}), Texts{"3 closed alarm 1"});
+  EXPECT_EQ(act(ActionKind::kShelve, {1}, 60), Texts{"4 shelved alarm 1"});
+  const AlarmStanding& standing = alarms_.find(fault_dn(kFan, 395))->standing;
+  EXPECT_EQ(standing.acknowledged, 2);
+  EXPECT_EQ(standing.closed, 3);
+  EXPECT_EQ(standing.shelved, 4);
+}
+
 TEST_F(ActionsTest, AShelfKeepsOutputsQuietAboutWhatTheyDoNotKnow) {
   raise(kFan);
   // They know of the alarm, so they hear that it is silenced, and in the end that it is over.

@@ -310,6 +310,7 @@ TEST_F(ActionsTest, AMergedAlarmIsToldOfAgainWhenItsShelfEnds) {
   EXPECT_EQ(told(changes),
             (Texts{"5 superseded alarm 1 quiet", "6 merged alarm 2", "7 unshelved alarm 1", "8 refreshed alarm 1"}));
   EXPECT_EQ(state_of(kFan, 396), OperatorState::kUnshelved);
+  EXPECT_EQ(alarms_.next_end(), std::nullopt);
 }
 
 TEST_F(ActionsTest, TakesUpWhatAnEarlierRunLeft) {

@@ -255,6 +255,15 @@ TEST(Measures, TheTenWorstOffenders) {
   EXPECT_EQ(found.new_alarms, 15U);
 }
 
+// Of two names that a fault had in the same second, the one that came later.
+TEST(Measures, AFaultHasItsLatestName) {
+  AlarmFact first = alarm("o", 395, 1000);
+  AlarmFact second = alarm("o", 395, 1000);
+  AlarmFact earlier = alarm("o", 395, 999);
+  second.name = second.raises[0].name = "the latest name";
+  EXPECT_EQ(measure({first, second, earlier}).worst, (std::vector<Offender>{{{"o", 395, "the latest name"}, 3}}));
+}
+
 TEST(Measures, MeanTimes) {
   AlarmFact acknowledged = ended(1000, 1100);
   acknowledged.acknowledged = 1007;

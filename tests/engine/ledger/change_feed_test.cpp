@@ -54,7 +54,10 @@ TEST_F(ChangeFeedTest, ChangesComeWithAllThatTheyNeed) {
   EXPECT_EQ(all.changes[3].change.fault_dn, "o/fault-F0396");
   EXPECT_FALSE(all.changes[3].record);
   EXPECT_STREQ(all.changes[3].event.event.event.sensor_name, "B");
+  for (const StoredChange& change : all.changes) EXPECT_FALSE(change.shown);  // that is told of settled ones
+  EXPECT_EQ(all.through, 4);
   EXPECT_EQ(numbers(feed.next(2, 1)), "3 ");
+  EXPECT_EQ(feed.next(2, 1).through, 3);
   EXPECT_EQ(numbers(feed.next(4, 100)), "");
   EXPECT_EQ(numbers(feed.next(0, 0)), "");
   EXPECT_EQ(numbers(feed.next(6, 100)), "gap 5 to 6");  // of a later state of the ledger

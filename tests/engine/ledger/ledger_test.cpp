@@ -10,8 +10,10 @@
 #include <functional>
 #include <optional>
 #include <random>
+#include <utility>
 
 #include "ledger/mark.h"
+#include "ledger/verification.h"
 #include "support/ledger_entries.h"
 #include "support/temp_dir.h"
 
@@ -296,6 +298,71 @@ TEST_F(LedgerTest, DamageThatAWriteMeetsIsTold) {
   EXPECT_TRUE(read_mark(path_)->is_damaged);
 }
 
+// Alarms and faults come from the engine's memory. A ledger that knows other ones is not written to.
+TEST_F(LedgerTest, ChangesOfWhatTheLedgerDoesNotHaveAreRefused) {
+  engine_->write(raises("A", "o", 395));
+  const Change change{.number = 2,
+                      .sequence = 2,
+                      .kind = ChangeKind::kRaised,
+                      .at = 1000,
+                      .fault_dn = "o/fault-F0396",
+                      .fault = 99,
+                      .alarm = 99,
+                      .before = Severity::kMinor,
+                      .after = Severity::kMajor};
+  const auto complaint = [&](ChangeKind kind, ChangeNumber alarm = 99) {
+    engine_->add({.reported = false});
+    Change& of = engine_->batch.inputs[0].changes.emplace_back(change);
+    of.kind = kind;
+    of.alarm = alarm;
+    const Batch batch = std::exchange(engine_->batch, {});
+    const std::string text = test::complaint_of([&] { engine_->ledger.write(batch); });
+    const auto begin = text.find("the ledger has no ");
+    return begin == std::string::npos ? text : text.substr(begin, text.find('.', begin) - begin);
+  };
+  const std::string no_alarm = "the ledger has no active alarm 99";
+  const std::string no_fault = "the ledger has no active fault 99";
+  EXPECT_EQ(complaint(ChangeKind::kRaised), no_alarm);  // another level of it
+  EXPECT_EQ(complaint(ChangeKind::kRefreshed), no_alarm);
+  EXPECT_EQ(complaint(ChangeKind::kRefreshed, 1), no_fault);
+  EXPECT_EQ(complaint(ChangeKind::kPartlyCleared), "the ledger has no such report of fault 99");
+  EXPECT_EQ(complaint(ChangeKind::kCleared), no_fault);
+  EXPECT_EQ(complaint(ChangeKind::kSuperseded), no_fault);
+  EXPECT_EQ(complaint(ChangeKind::kWithdrawn), no_fault);
+  EXPECT_EQ(complaint(ChangeKind::kMerged), no_alarm);
+  EXPECT_EQ(complaint(ChangeKind::kAcknowledged), no_alarm);
+  EXPECT_EQ(complaint(ChangeKind::kChattering), no_fault);
+  EXPECT_EQ(complaint(ChangeKind::kSettled), no_alarm);
+  EXPECT_EQ(rows("SELECT count(*) FROM change"), Rows{"1"});
+  // A report alone is not enough, either.
+  Database(path_, Access::kReadWrite).exec("DELETE FROM fault; UPDATE report SET fault = 99");
+  engine_->add(raises("A", "o", 395));
+  engine_->batch.inputs[0].reported = false;
+  engine_->batch.inputs[0].changes = {change};
+  engine_->batch.inputs[0].changes[0].kind = ChangeKind::kPartlyCleared;
+  EXPECT_THAT(test::complaint_of([&] { engine_->ledger.write(engine_->batch); }), testing::HasSubstr(no_fault));
+}
+
+// What was about to be written when it failed is not remembered.
+TEST_F(LedgerTest, ABatchThatFailedLeavesNoTrace) {
+  engine_->add({.record = {.dn = "o"}, .id = "a"});
+  engine_->add({.record = {.dn = "o"}, .sensor = "B", .id = "a"});  // the same id
+  const Batch first = engine_->batch;
+  EXPECT_THROW(engine_->ledger.write(first), SqlError);
+  engine_->batch.inputs[1].event.id = "b";
+  engine_->write();
+  engine_->add({.record = {.dn = "o"}, .id = "c"});
+  engine_->add({.record = {.dn = "o"}, .sensor = "B", .id = "b"});
+  const Batch second = engine_->batch;
+  EXPECT_THROW(engine_->ledger.write(second), SqlError);
+  engine_->batch.inputs[1].event.id = "d";
+  engine_->write();
+  EXPECT_EQ(rows("SELECT number, previous, of_alarm FROM change"), (Rows{"1 0 1", "2 1 2", "3 2 3", "4 3 4"}));
+  EXPECT_EQ(rows("SELECT seq, setting, subject, form FROM event"), (Rows{"1 1 1 1", "2 1 2 1", "3 1 1 1", "4 1 2 1"}));
+  EXPECT_EQ(rows("SELECT id, build, tables FROM setting"), Rows{"1 1 1"});
+  EXPECT_EQ(verify_ledger(path_).found, 0U);
+}
+
 TEST_F(LedgerTest, InputsAndChangesFollowTheLast) {
   engine_->write(raises("A", "o", 395));
   engine_->add(raises("A", "p", 395));
@@ -371,6 +438,15 @@ TEST_F(LedgerTest, RowsThatNoEngineWrites) {
   EXPECT_EQ(damage("UPDATE form SET oid = '1.2.x'"), "form 1: oid is no object identifier: '1.2.x'");
   EXPECT_EQ(damage("UPDATE form SET oid = '1x2'"), "form 1: oid is no object identifier: '1x2'");
   EXPECT_EQ(damage("UPDATE form SET oid = '1.2.'"), "form 1: oid is no object identifier: '1.2.'");
+  EXPECT_EQ(damage("UPDATE event SET seal = x'0011'"), "event 1: seal is a digest of another size");
+  EXPECT_EQ(damage("UPDATE form SET descr = '" + std::string(FE_DESCR_SIZE, 'x') + "'"),
+            "form 1: descr is longer than its field: " + shown);
+  EXPECT_EQ(damage("UPDATE form SET descr = 'a' || char(0)"), "form 1: descr has a zero byte: 'a?'");
+  std::string arcs = "4294967295";
+  for (int arc = 1; arc < FE_OID_SIZE; ++arc) arcs += ".0";
+  EXPECT_EQ(damage("UPDATE form SET oid = '" + arcs + ".0'"),
+            "form 1: oid has too many arcs: '" + arcs.substr(0, 40) + "...'");
+  EXPECT_EQ(damage("UPDATE form SET oid = '1.4294967296'"), "form 1: oid is no object identifier: '1.4294967296'");
   EXPECT_EQ(damage("UPDATE change SET kind = 17"), "change 1: kind is out of range: 17");
   EXPECT_EQ(damage("DROP TABLE step"), "no such table: step");
   EXPECT_EQ(damage("DELETE FROM event"), "events that shaped what the library remembers are gone");

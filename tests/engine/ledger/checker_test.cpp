@@ -314,11 +314,11 @@ TEST_F(CheckerTest, ActionsAreCheckedWithTheirInputs) {
     make_anew();
     {
       LedgerWithAlarms engine(path_, kAll);
-      engine.add({.reported = false, .at = 1008});
-      engine.batch.inputs[0].event = {};
-      OperatorAction& action = engine.batch.inputs[0].action.emplace();
+      OperatorAction action;
       action.person = "anna";
       action.comment = "seen";
+      action.alarms = {1};
+      engine.act(action, 1008);
       engine.write();
     }
     sql(harm);

@@ -53,11 +53,7 @@ class EntryWriterTest : public testing::Test {
   }
 
   void act(OperatorAction action, Moment at) {
-    engine_.add({.reported = false, .at = at});
-    RecordedInput& input = engine_.batch.inputs[0];
-    input.event = {};
-    engine_.alarms.act(action, input.sequence, at, input.changes);
-    input.action = std::move(action);
+    engine_.act(std::move(action), at);
     write();
   }
   void act(ActionKind kind, ChangeNumber alarm, Moment at) {

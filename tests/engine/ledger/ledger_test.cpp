@@ -88,6 +88,16 @@ TEST_F(LedgerTest, ARefreshTouchesTheReportAlone) {
   EXPECT_EQ(rows(kChanges), (Rows{"1 1 0 1 1 0 3 0 1 1 0 1", "2 2 1 1 1 3 3 0 2 1 1 2", "3 3 1 1 1 3 3 0 3 2 2 3"}));
   EXPECT_EQ(rows(kFaults), (Rows{"1 1 - 3 1 1 0 0 0 1 -"}));
   EXPECT_EQ(rows(kReports), (Rows{"1 fan A 1 1 1001 2 1002 2", "1 fan B 1 3 1003 3 1003 1"}));
+  // It is what comes most often, so it writes to no other row.
+  for (const char* table : {"alarm", "fault", "step"}) {
+    for (const char* what : {"INSERT", "UPDATE"}) {
+      Database(path_, Access::kReadWrite)
+          .exec(std::string("CREATE TRIGGER refuse_") + what + "_" + table + " BEFORE " + what + " ON " + table +
+                " BEGIN SELECT RAISE(ABORT, 'it is touched'); END");
+    }
+  }
+  EXPECT_NO_THROW(engine_->write(raises("A", "o", 395, 1004)));
+  EXPECT_THROW(engine_->write(raises("A", "p", 395, 1005)), SqlError);
 }
 
 TEST_F(LedgerTest, APartialClearTakesOneReportBack) {

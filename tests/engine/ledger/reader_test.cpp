@@ -341,19 +341,15 @@ TEST_F(ReaderTest, MissedAlarmsAreThoseThatCameAndWent) {
   EXPECT_EQ(missed(2), "34");
   EXPECT_EQ(reader.count_missed().alarms, 3U);
   EXPECT_EQ(reader.count_missed().through, 7);
-  engine_->add({.reported = false, .at = 1008});
-  engine_->batch.inputs[0].event = {};
   OperatorAction seen;
   seen.kind = ActionKind::kAcknowledgeMissed;
   seen.through = 5;  // the one that had ended by then
-  engine_->batch.inputs[0].action = seen;
+  engine_->act(seen, 1008);
   engine_->write();
   EXPECT_EQ(missed(0), "23");
   EXPECT_EQ(missed(1), "3");
-  engine_->add({.reported = false, .at = 1009});
-  engine_->batch.inputs[0].event = {};
-  engine_->batch.inputs[0].action = seen;
-  engine_->batch.inputs[0].action->through = 1000;  // of what has not ended yet nobody has seen anything
+  seen.through = 1000;  // of what has not ended yet nobody has seen anything
+  engine_->act(seen, 1009);
   engine_->write();
   EXPECT_EQ(missed(0), "");
   engine_->write(raises("A", "o4", 395, 1010));  // 8
@@ -361,6 +357,58 @@ TEST_F(ReaderTest, MissedAlarmsAreThoseThatCameAndWent) {
   engine_->write(clears("A", "stays", 395, 1012));
   EXPECT_EQ(missed(0), "18");
   EXPECT_EQ(missed(1), "8");
+}
+
+// Objects that are out of service silence the alarms that are active, and leave those alone that are over.
+TEST_F(ReaderTest, ObjectsThatAreOutOfService) {
+  engine_->write(raises("A", "o", 395, 1001));      // 1
+  engine_->write(raises("B", "o", 396, 1002));      // 2
+  engine_->write(moves("A", "o", 395, 396, 1003));  // 3, 4, 5: alarm 2 goes on as part of alarm 1
+  engine_->write(raises("A", "p", 395, 1004));      // 6
+  engine_->write(clears("A", "p", 395, 1005));
+  engine_->write(raises("A", "q", 395, 1006));  // 8
+  OperatorAction maintain;
+  maintain.kind = ActionKind::kMaintain;
+  maintain.person = "anna";
+  maintain.until = 1100;
+  maintain.until_age = 1100;
+  for (const char* dn : {"p", "o"}) {
+    maintain.dn = dn;
+    engine_->act(maintain, 1007);
+  }
+  OperatorAction comment;
+  comment.person = "gateway";
+  comment.on_behalf_of = "otto";
+  comment.comment = "seen";
+  comment.alarms = {1};
+  engine_->act(comment, 1008);
+  engine_->write();
+  LedgerReader reader(path_);
+  std::string silent;
+  for (const ActiveRow& row : reader.active({}, std::nullopt)) silent += row.is_silenced() ? row.fault.dn + " " : "";
+  EXPECT_EQ(silent, "o ");
+  std::string out;
+  for (const StoredAlarm& alarm : reader.history("", 0)) out += alarm.is_out_of_service ? number(alarm.number) : "-";
+  EXPECT_EQ(out, "1---");
+  const auto operators = reader.tell_active({.under = "o"}).alarms.at(0).operators;  // RFC 8632 knows no such state
+  ASSERT_EQ(operators.size(), 1U);
+  EXPECT_EQ(operators[0].person, "otto");
+  EXPECT_EQ(operators[0].text, "seen");
+
+  const auto objects = [&reader] {
+    Rows found;
+    for (const auto& [maintenance, action] : reader.maintenance()) {
+      found.push_back(maintenance.dn + " since input " + number(maintenance.since) + " at " +
+                      number(maintenance.since_at) + " until " + number(maintenance.until) +
+                      (action ? " by " + action->person + " until " + number(action->until.value_or(0)) : ""));
+    }
+    return found;
+  };
+  EXPECT_EQ(objects(), (Rows{"o since input 8 at 1007 until 1100 by anna until 1100",
+                             "p since input 7 at 1007 until 1100 by anna until 1100"}));
+  Database(path_, Access::kReadWrite).exec("DELETE FROM action WHERE seq = 8");
+  EXPECT_EQ(objects(),
+            (Rows{"o since input 8 at 1007 until 1100", "p since input 7 at 1007 until 1100 by anna until 1100"}));
 }
 
 TEST_F(ReaderTest, AnOverviewTellsWhatIsWrongAtAGlance) {

@@ -103,6 +103,9 @@ TEST(TablesTest, TablesHaveKeysAndTypes) {
   EXPECT_EQ(
       test::rows(path, "SELECT name FROM sqlite_schema WHERE type = 'index' AND sql IS NOT NULL ORDER BY name"),
       (std::vector<std::string>{"action_dn", "alarm_action_alarm", "alarm_action_seq", "event_id", "fault_name"}));
+  EXPECT_EQ(test::rows(path, "SELECT sql FROM sqlite_schema WHERE name = 'fault_name'"),
+            std::vector<std::string>{"CREATE INDEX fault_name ON fault (number >> 14, name)"});
+  EXPECT_EQ(AlarmProfileRow::kOnly, 1);
 }
 
 // What it says of itself is checked before anything else of a ledger is.

@@ -173,6 +173,45 @@ TEST_F(LedgerTest, TheAlarmOfTheFormerFaultIsMergedWhenItIsTheYounger) {
   EXPECT_EQ(rows("SELECT alarm, fault FROM step"), Rows{});
 }
 
+// What operators do is noted in the alarm's row, with the change that did it.
+TEST_F(LedgerTest, TheRowOfAnAlarmSaysWhatOperatorsMadeOfIt) {
+  const auto standing = [this] {
+    return rows(
+               "SELECT operated, acknowledged, closed, shelved, shelved_until, shelved_until_age, was_unshelved, "
+               "was_told "
+               "FROM alarm ORDER BY number DESC")
+        .at(0);
+  };
+  OperatorAction action;
+  const auto after = [&](ActionKind kind) {
+    action.kind = kind;
+    engine_->act(action, 1002);
+    engine_->write();
+    return standing();
+  };
+  engine_->write(raises("A", "o", 395, 1001));
+  EXPECT_EQ(standing(), "0 0 0 0 0 0 0 1");
+  action.alarms = {1};
+  action.until = 1100;
+  action.until_age = 1101;
+  EXPECT_EQ(after(ActionKind::kAcknowledge), "2 2 0 0 0 0 0 1");
+  EXPECT_EQ(after(ActionKind::kClose), "3 2 3 0 0 0 0 1");
+  EXPECT_EQ(after(ActionKind::kShelve), "4 2 3 4 1100 1101 0 1");
+  EXPECT_EQ(after(ActionKind::kComment), "5 2 3 4 1100 1101 0 1");
+  EXPECT_EQ(after(ActionKind::kUnshelve), "6 2 3 0 0 0 1 1");
+  EXPECT_EQ(after(ActionKind::kUnacknowledge), "7 0 0 0 0 0 1 1");
+  action.alarms.clear();
+  action.dn = "p";
+  after(ActionKind::kMaintain);
+  engine_->write(raises("A", "p", 395, 1003));  // outputs are not told
+  EXPECT_EQ(standing(), "0 0 0 0 0 0 0 0");
+  EXPECT_EQ(rows("SELECT dn, since_at, until, until_age FROM maintenance"), Rows{"p 1002 1100 1101"});
+  EXPECT_EQ(after(ActionKind::kEndMaintenance), "10 0 0 0 0 0 0 1");  // now they are
+  EXPECT_EQ(rows("SELECT dn FROM maintenance"), Rows{});
+  EXPECT_EQ(rows("SELECT change, alarm, seq, kind, at FROM alarm_action WHERE change >= 7"),
+            (Rows{"7 1 7 8 1002", "10 9 10 14 1002"}));
+}
+
 TEST_F(LedgerTest, RestoresWhatWasWritten) {
   engine_->write(raises("A", "p", 395, 1001));
   engine_->write(raises("A", "o", 395, 1002));

@@ -130,7 +130,7 @@ TEST_F(DamagedRowsTest, AChangeThatSaysThatItComesBeforeItself) {
   LedgerReader reader(path_);
   reader.explain("first/fault-F0395");
   EXPECT_EQ(reader.left_out(), Texts{"change 4 comes before itself"});
-  Database(path_, Access::kReadWrite).exec("UPDATE change SET previous = 1, of_alarm = 0 WHERE number = 4");
+  Database(path_, Access::kReadWrite).exec("UPDATE change SET previous = 0, of_alarm = 0 WHERE number = 4");
   EXPECT_EQ(reader.explain("first/fault-F0395")->changes_left_out, 0U);
 }
 

@@ -593,6 +593,16 @@ TEST_F(ReaderTest, SeesThatSomethingWasWritten) {
   EXPECT_EQ(reader.ledger_id(), engine_->ledger.id());
 }
 
+TEST_F(ReaderTest, OneInputThatRetentionHasTakenIsEnough) {
+  for (int i = 1; i <= 3; ++i) engine_->write({.reported = false, .at = 1000 + i});
+  EXPECT_EQ(LedgerReader(path_).reach().gone_until, std::nullopt);
+  Database(path_, Access::kReadWrite).exec("UPDATE ledger SET watermark_seq = 1, watermark_at = 1001");
+  EXPECT_EQ(LedgerReader(path_).reach().gone_until, 1001);
+  EXPECT_EQ(complaint(1000),
+            path_ + ": the ledger reaches back to 1970-01-01T00:16:41Z; what was before is no longer kept");
+  EXPECT_EQ(complaint(1001), "none");
+}
+
 TEST_F(ReaderTest, ATimeThatRetentionHasTaken) {
   open({.events = 10, .days = 0, .bytes = 0});
   engine_->write(raises("A", "o", 395, 1001));

@@ -471,6 +471,19 @@ TEST_F(ReaderTest, TellsAlarmsWithTheirTexts) {
   EXPECT_EQ(LedgerReader(path_).tell_history("", 1).changed, 1005);
 }
 
+// Whatever the alarm becomes later.
+TEST_F(ReaderTest, TheCauseOfAnAlarmIsThatOfItsFirstRaise) {
+  engine_->add(raises("A", "o", 395, 1001));
+  engine_->batch.inputs[0].record.cause_id = 215;  // thermal-problem
+  engine_->write();
+  engine_->add(moves("A", "o", 395, 396, 1002));
+  engine_->batch.inputs[0].record.cause_id = 238;  // equipment-missing
+  engine_->write();
+  const ToldAlarms told = LedgerReader(path_).tell_active({});
+  ASSERT_EQ(told.alarms.size(), 1U);
+  EXPECT_STREQ(told.alarms[0].cause.value().probable_cause, "temperatureUnacceptable");
+}
+
 TEST_F(ReaderTest, ExplainTellsAllOfAFault) {
   engine_->write(raises("A", "o", 395, 1001));
   engine_->write(raises("B", "o", 395, 1002));

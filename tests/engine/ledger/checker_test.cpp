@@ -473,6 +473,33 @@ TEST_F(CheckerTest, ALedgerThatIsInUse) {
   }
 }
 
+// The number of a row is wrong in the file, so that the rows are not in their order any more: a check does not go round
+// in a circle.
+TEST_F(CheckerTest, ARowInAWrongPlace) {
+  make();
+  const std::size_t root =
+      std::stoul(test::rows(path_, "SELECT rootpage FROM sqlite_schema WHERE name = 'alarm'").at(0));
+  const std::size_t size = std::stoul(test::rows(path_, "PRAGMA page_size").at(0));
+  std::string content = dir_.read("ledger.db");
+  const std::size_t page = (root - 1) * size;
+  ASSERT_EQ(content[page], '\x0d');  // a leaf: the rows are in it
+  // The place of the second cell is told in two bytes, eight bytes and those of the first cell's behind the page's
+  // begin.
+  const auto byte = [&](std::size_t at) {
+    return static_cast<std::size_t>(static_cast<unsigned char>(content[page + at]));
+  };
+  const std::size_t cell = byte(10) << 8U | byte(11);
+  ASSERT_EQ(byte(cell + 1), 3U);  // the size of the row is one byte, and then comes its number
+  content[page + cell + 1] = '\0';
+  dir_.write("ledger.db", content);
+  const Database db(path_, Access::kRead);
+  Checker checker(db);
+  int steps = 0;
+  while (checker.step(100)) ASSERT_LT(++steps, 500);
+  ASSERT_EQ(checker.findings().size(), 1U);
+  EXPECT_EQ(checker.findings()[0].what, "alarm 0: the row is in a wrong place");
+}
+
 // In hundredths of the inputs, of which there are seven.
 TEST_F(CheckerTest, TellsHowFarItIs) {
   make();

@@ -392,6 +392,32 @@ TEST_F(LedgerTest, ChangesOfWhatTheLedgerDoesNotHaveAreRefused) {
   EXPECT_THAT(test::complaint_of([&] { engine_->ledger.write(engine_->batch); }), testing::HasSubstr(no_fault));
 }
 
+// Between batches the engine holds no row, so that the log can be emptied.
+TEST_F(LedgerTest, TheLogCanBeEmptiedAfterEachBatch) {
+  OperatorAction comment;
+  comment.alarms = {1};
+  const std::function<void()> batches[] = {
+      [&] { engine_->write(raises("A", "o", 395)); },
+      [&] { engine_->write(raises("B", "o", 395)); },
+      [&] {
+        engine_->act(comment, 1000);
+        engine_->write();
+      },
+      [&] { engine_->write(clears("B", "o", 395)); },
+      [&] { engine_->write(raises("B", "o", 396)); },
+      [&] { engine_->write(moves("A", "o", 395, 396)); },
+      [&] { engine_->write({.reported = false, .withdrawn = {"o/fault-F0396"}}); },
+  };
+  Database other(path_, Access::kReadWrite);
+  other.set_patience(0);
+  for (const auto& write : batches) {
+    write();
+    Statement empty(other, "PRAGMA wal_checkpoint(TRUNCATE)");
+    ASSERT_TRUE(empty.step());
+    EXPECT_EQ(empty.integer(0), 0) << "after the batch at " << &write - batches;
+  }
+}
+
 // What was about to be written when it failed is not remembered.
 TEST_F(LedgerTest, ABatchThatFailedLeavesNoTrace) {
   engine_->add({.record = {.dn = "o"}, .id = "a"});

@@ -105,6 +105,42 @@ TEST_F(ChangeFeedTest, BeginsInParts) {
   EXPECT_STREQ(found.alarms[1].shown.record.fault_dn, "o/fault-F0396");
 }
 
+// The fault of an alarm that goes from level to level and back, and begins to chatter as the first alarm of all.
+// Outputs take the alarm for active all the time; it is told with the fault and not once more.
+TEST_F(ChangeFeedTest, AnAlarmThatChattersIsToldWithItsFault) {
+  open(kAll);
+  engine_->alarms.watch_chattering(ChatteringLimit{.times = 2, .within = 60});
+  const auto write = [this](const test::InputOf& input) {
+    engine_->add(input);
+    engine_->batch.chattering = engine_->alarms.take_chattering();
+    engine_->write();
+  };
+  write(raises("A", "o", 395, 1001));
+  for (Moment at = 1002; at < 1008; at += 2) {
+    write(moves("A", "o", 395, 396, at));
+    write(moves("A", "o", 396, 395, at + 1));
+  }
+  write(raises("A", "p", 395, 1008));
+  ChangeFeed feed(path_);
+  const Snapshot snapshot = feed.snapshot();
+  ASSERT_EQ(snapshot.chattering.size(), 1U);
+  EXPECT_EQ(snapshot.chattering[0].fault.fault_dn, "o/fault-F0395");
+  EXPECT_EQ(snapshot.chattering[0].fault.shown_alarm, 1);
+  ASSERT_EQ(snapshot.active.size(), 1U);
+  EXPECT_EQ(snapshot.active[0].fault.dn, "p");
+  const FeedStart start = feed.start();
+  ASSERT_EQ(start.alarms.size(), 2U);
+  EXPECT_EQ(start.alarms[0], 1);
+  const FeedAlarms found = feed.alarms(start.alarms);
+  ASSERT_EQ(found.alarms.size(), 2U);
+  EXPECT_TRUE(found.alarms[0].chattering);
+  EXPECT_FALSE(found.alarms[1].chattering);
+  // It is clear, and outputs do not hear of it.
+  write(clears("A", "o", 395, 1009));
+  EXPECT_EQ(feed.start().alarms, start.alarms);
+  EXPECT_EQ(feed.alarms(start.alarms).alarms.size(), 2U);
+}
+
 // One of two reporters takes its report back: the alarm shows what the other one says.
 TEST_F(ChangeFeedTest, AnAlarmShowsTheRecordThatIsStillInForce) {
   open(kAll);

@@ -451,6 +451,13 @@ TEST_F(LedgerTest, InputsAndChangesFollowTheLast) {
   EXPECT_EQ(engine_->ledger.last_change(), 2);
 }
 
+TEST_F(LedgerTest, ANewLedgerBeginsAtZero) {
+  EXPECT_EQ(engine_->ledger.last_sequence(), 0);
+  EXPECT_EQ(engine_->ledger.last_change(), 0);
+  EXPECT_EQ(engine_->ledger.last_arrived(), 0);
+  EXPECT_EQ(engine_->ledger.last_age(), 0);
+}
+
 // So that a ledger that is gone before its first input is noticed, too.
 TEST_F(LedgerTest, IsMarkedBeforeTheFirstInput) {
   const std::optional<Mark> mark = read_mark(path_);

@@ -105,6 +105,26 @@ TEST_F(ChangeFeedTest, BeginsInParts) {
   EXPECT_STREQ(found.alarms[1].shown.record.fault_dn, "o/fault-F0396");
 }
 
+// Outputs were not told of its raise, but a snapshot says what is active.
+TEST_F(ChangeFeedTest, ASnapshotHasSilencedAlarms) {
+  open(kAll);
+  OperatorAction maintain;
+  maintain.kind = ActionKind::kMaintain;
+  maintain.dn = "o";
+  maintain.until = maintain.until_age = 2000;
+  engine_->act(maintain, 1000);  // 1
+  engine_->write();
+  engine_->write(raises("A", "o", 395, 1001));  // 2
+  ChangeFeed feed(path_);
+  const Snapshot snapshot = feed.snapshot();
+  ASSERT_EQ(snapshot.active.size(), 1U);
+  EXPECT_TRUE(snapshot.active[0].is_silenced());
+  EXPECT_EQ(feed.start().alarms, std::vector<ChangeNumber>{2});
+  const FeedAlarms found = feed.alarms(std::vector<ChangeNumber>{2});
+  ASSERT_EQ(found.alarms.size(), 1U);
+  EXPECT_TRUE(found.alarms[0].is_silenced());
+}
+
 // The fault of an alarm that goes from level to level and back, and begins to chatter as the first alarm of all.
 // Outputs take the alarm for active all the time; it is told with the fault and not once more.
 TEST_F(ChangeFeedTest, AnAlarmThatChattersIsToldWithItsFault) {

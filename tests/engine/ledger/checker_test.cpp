@@ -197,6 +197,7 @@ TEST_F(CheckerTest, TheSizeOfTheStepsDoesNotMatter) {
         "UPDATE change SET kind = 99 WHERE number = 6", "DELETE FROM subject WHERE seq = 5",
         "UPDATE report SET since_at = -1", "UPDATE standing SET count = -1", "UPDATE build SET version = '1.0.1'"}) {
     make_anew();
+    { LedgerWithAlarms(path_, kAll).write(raises("D", "o", 395, 1008)); }  // a second report of the same fault
     sql(harm);
     const Database db(path_, Access::kRead);
     const auto told = [&db](std::size_t rows) {

@@ -458,7 +458,6 @@ void EntryWriter::refresh(const Change& change, const RecordedInput& input) {
   }
   if (is_merged) {
     sql_.later_alarm.with(change.fault, change.alarm).run();
-    must_change_one("fault", change.fault);
     if (change.fault != change.alarm) sql_.step({change.alarm, change.fault});
   }
   report(change, input);

@@ -155,10 +155,20 @@ TEST_F(KeptChatteringTest, ASnapshotTellsOfAFaultThatIsClearAtTheMoment) {
   write();
   EXPECT_EQ(chattering(), Texts{"alarm 7 minor raises 4"});
   EXPECT_TRUE(ChangeFeed(path_).snapshot().active.empty());  // it is told with the chattering ones
+  const std::vector<ChangeNumber> shown{7};
+  EXPECT_EQ(ChangeFeed(path_).start().alarms, shown);  // once, though it is active, too
+  EXPECT_FALSE(ChangeFeed(path_).alarms(shown).alarms.at(0).fault.ended);
   clear();
   write();
   EXPECT_EQ(chattering(), Texts{"alarm 7 minor raises 4"});
   EXPECT_TRUE(ChangeFeed(path_).snapshot().active.empty());
+  EXPECT_EQ(ChangeFeed(path_).start().alarms, shown);
+  const FeedAlarms over = ChangeFeed(path_).alarms(shown);
+  ASSERT_EQ(over.alarms.size(), 1U);
+  EXPECT_TRUE(over.alarms[0].fault.ended);
+  EXPECT_EQ(over.alarms[0].fault.severity, Severity::kMinor);
+  EXPECT_STREQ(over.alarms[0].shown.record.fault_dn, kFan.c_str());
+  EXPECT_EQ(over.alarms[0].chattering.value().raises, 4U);
   EXPECT_STREQ(ChangeFeed(path_).snapshot().chattering.at(0).raise->record.fault_dn, kFan.c_str());
   EXPECT_EQ(LedgerReader(path_).active({}, std::nullopt).size(), 0U);
   raise();

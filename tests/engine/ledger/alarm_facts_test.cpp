@@ -120,6 +120,51 @@ TEST_F(AlarmFactsTest, UnderADn) {
   EXPECT_EQ(dns("sys/c"), Texts{});
 }
 
+// What is done to its object is no state of the alarm.
+TEST_F(AlarmFactsTest, TheLatestStateIsThatOfTheAlarmItself) {
+  engine_->write(raises("A", "o", 395, 1001));  // 1
+  engine_->write(raises("A", "p", 395, 1002));  // 2
+  OperatorAction acknowledge;
+  acknowledge.kind = ActionKind::kAcknowledge;
+  acknowledge.alarms = {1};
+  engine_->act(acknowledge, 1003);  // 3
+  OperatorAction maintain;
+  maintain.kind = ActionKind::kMaintain;
+  maintain.dn = "o";
+  maintain.until = maintain.until_age = 2000;
+  engine_->act(maintain, 1004);  // 4 of the alarm, 5 of the object
+  engine_->write();
+  const auto facts_of = [this] {
+    std::vector<AlarmFact> found;
+    LedgerReader(path_).alarm_facts("", [&](const AlarmFact& fact) { found.push_back(fact); });
+    return found;
+  };
+  std::vector<AlarmFact> found = facts_of();
+  ASSERT_EQ(found.size(), 2U);
+  EXPECT_EQ(found[0].state, OperatorState::kAcknowledged);
+  ASSERT_TRUE(found[0].latest_state);
+  EXPECT_EQ(found[0].latest_state->change, 3);
+  EXPECT_EQ(found[0].latest_state->state, OperatorState::kAcknowledged);
+  EXPECT_EQ(found[0].acknowledged, 1003);
+  EXPECT_FALSE(found[1].latest_state);
+  EXPECT_FALSE(found[1].acknowledged);
+  maintain.kind = ActionKind::kEndMaintenance;
+  engine_->act(maintain, 1005);  // 6 and 7
+  OperatorAction close = acknowledge;
+  close.kind = ActionKind::kClose;
+  close.alarms = {2};
+  engine_->act(close, 1006);  // 8
+  engine_->write();
+  engine_->write(clears("A", "o", 395, 1007));  // 9
+  found = facts_of();
+  EXPECT_EQ(found[0].latest_state->change, 3);
+  EXPECT_EQ(found[0].ended, 1007);
+  EXPECT_EQ(found[0].ended_by, 9);
+  EXPECT_EQ(found[0].ended_seq, 7);
+  EXPECT_EQ(found[1].latest_state->state, OperatorState::kClosed);
+  EXPECT_EQ(found[1].acknowledged, 1006);  // who closes an alarm has seen it
+}
+
 // Retention takes the levels that are over of an alarm that goes on.
 TEST_F(AlarmFactsTest, OfWhatRetentionHasLeft) {
   open({.events = 2, .days = 0, .bytes = 0});

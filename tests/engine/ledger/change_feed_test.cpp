@@ -54,7 +54,10 @@ TEST_F(ChangeFeedTest, ChangesComeWithAllThatTheyNeed) {
   EXPECT_EQ(all.changes[3].change.fault_dn, "o/fault-F0396");
   EXPECT_FALSE(all.changes[3].record);
   EXPECT_STREQ(all.changes[3].event.event.event.sensor_name, "B");
+  for (const StoredChange& change : all.changes) EXPECT_FALSE(change.shown);  // that is told of settled ones
+  EXPECT_EQ(all.through, 4);
   EXPECT_EQ(numbers(feed.next(2, 1)), "3 ");
+  EXPECT_EQ(feed.next(2, 1).through, 3);
   EXPECT_EQ(numbers(feed.next(4, 100)), "");
   EXPECT_EQ(numbers(feed.next(0, 0)), "");
   EXPECT_EQ(numbers(feed.next(6, 100)), "gap 5 to 6");  // of a later state of the ledger
@@ -100,6 +103,62 @@ TEST_F(ChangeFeedTest, BeginsInParts) {
   EXPECT_EQ(found.alarms[1].fault.since, 1004);
   EXPECT_EQ(found.alarms[1].fault.severity, Severity::kMajor);
   EXPECT_STREQ(found.alarms[1].shown.record.fault_dn, "o/fault-F0396");
+}
+
+// Outputs were not told of its raise, but a snapshot says what is active.
+TEST_F(ChangeFeedTest, ASnapshotHasSilencedAlarms) {
+  open(kAll);
+  OperatorAction maintain;
+  maintain.kind = ActionKind::kMaintain;
+  maintain.dn = "o";
+  maintain.until = maintain.until_age = 2000;
+  engine_->act(maintain, 1000);  // 1
+  engine_->write();
+  engine_->write(raises("A", "o", 395, 1001));  // 2
+  ChangeFeed feed(path_);
+  const Snapshot snapshot = feed.snapshot();
+  ASSERT_EQ(snapshot.active.size(), 1U);
+  EXPECT_TRUE(snapshot.active[0].is_silenced());
+  EXPECT_EQ(feed.start().alarms, std::vector<ChangeNumber>{2});
+  const FeedAlarms found = feed.alarms(std::vector<ChangeNumber>{2});
+  ASSERT_EQ(found.alarms.size(), 1U);
+  EXPECT_TRUE(found.alarms[0].is_silenced());
+}
+
+// The fault of an alarm that goes from level to level and back, and begins to chatter as the first alarm of all.
+// Outputs take the alarm for active all the time; it is told with the fault and not once more.
+TEST_F(ChangeFeedTest, AnAlarmThatChattersIsToldWithItsFault) {
+  open(kAll);
+  engine_->alarms.watch_chattering(ChatteringLimit{.times = 2, .within = 60});
+  const auto write = [this](const test::InputOf& input) {
+    engine_->add(input);
+    engine_->batch.chattering = engine_->alarms.take_chattering();
+    engine_->write();
+  };
+  write(raises("A", "o", 395, 1001));
+  for (Moment at = 1002; at < 1008; at += 2) {
+    write(moves("A", "o", 395, 396, at));
+    write(moves("A", "o", 396, 395, at + 1));
+  }
+  write(raises("A", "p", 395, 1008));
+  ChangeFeed feed(path_);
+  const Snapshot snapshot = feed.snapshot();
+  ASSERT_EQ(snapshot.chattering.size(), 1U);
+  EXPECT_EQ(snapshot.chattering[0].fault.fault_dn, "o/fault-F0395");
+  EXPECT_EQ(snapshot.chattering[0].fault.shown_alarm, 1);
+  ASSERT_EQ(snapshot.active.size(), 1U);
+  EXPECT_EQ(snapshot.active[0].fault.dn, "p");
+  const FeedStart start = feed.start();
+  ASSERT_EQ(start.alarms.size(), 2U);
+  EXPECT_EQ(start.alarms[0], 1);
+  const FeedAlarms found = feed.alarms(start.alarms);
+  ASSERT_EQ(found.alarms.size(), 2U);
+  EXPECT_TRUE(found.alarms[0].chattering);
+  EXPECT_FALSE(found.alarms[1].chattering);
+  // It is clear, and outputs do not hear of it.
+  write(clears("A", "o", 395, 1009));
+  EXPECT_EQ(feed.start().alarms, start.alarms);
+  EXPECT_EQ(feed.alarms(start.alarms).alarms.size(), 2U);
 }
 
 // One of two reporters takes its report back: the alarm shows what the other one says.

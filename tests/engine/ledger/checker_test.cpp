@@ -60,10 +60,24 @@ class CheckerTest : public testing::Test {
     return texts;
   }
 
-  // What is found after this was done to a new ledger.
-  Texts found_after(const std::string& harm) const {
+  void make_anew() const {
     for (const char* part : {"", "-wal", "-shm", "-mark"}) std::filesystem::remove(path_ + part);
     make();
+  }
+
+  // Makes the first page of a table one that the database cannot read.
+  void spoil_page(const std::string& table) const {
+    const auto number = [this](const std::string& question) { return std::stoul(test::rows(path_, question).at(0)); };
+    const std::size_t page = number("SELECT rootpage FROM sqlite_schema WHERE name = '" + table + "'");
+    const std::size_t size = number("PRAGMA page_size");
+    std::string content = dir_.read("ledger.db");
+    content.replace((page - 1) * size, size, std::string(size, '\xee'));
+    dir_.write("ledger.db", content);
+  }
+
+  // What is found after this was done to a new ledger.
+  Texts found_after(const std::string& harm) const {
+    make_anew();
     sql(harm);
     return found();
   }
@@ -130,6 +144,189 @@ TEST_F(CheckerTest, RowsThatAreMissing) {
             "the ledger ends with input 6, but inputs up to 7 were acknowledged [7, 7]");
 }
 
+TEST_F(CheckerTest, SeveralRowsThatAreMissingAreToldAtOnce) {
+  EXPECT_EQ(found_after("DELETE FROM change WHERE number IN (2, 3)"),
+            (Texts{"inputs 1 to 3: the digest does not match; something of this batch, or the digest before it, was "
+                   "changed [1, 3]",
+                   "changes 2 to 3 are missing [4, 4]"}));
+}
+
+// The rows of the last batch were taken away, with the digest.
+TEST_F(CheckerTest, ABatchWithoutItsEnd) {
+  const Texts texts = found_after("DELETE FROM event WHERE seq >= 6; DELETE FROM change WHERE number >= 7");
+  EXPECT_THAT(texts, testing::Contains("the ledger ends with input 5, but inputs up to 7 were acknowledged [6, 7]"));
+  EXPECT_THAT(texts, testing::Contains("inputs 4 to 5: the batch has no end, so rows after it are missing [4, 5]"));
+}
+
+// A row that cannot be read takes the digest of its batch away; that is not told again. The rows that belong to the
+// inputs are read with their tables once more.
+TEST_F(CheckerTest, RowsThatAreDamaged) {
+  EXPECT_EQ(found_after("UPDATE event SET received = -1 WHERE seq = 5"),
+            Texts{"event 5: received is out of range: -1 [5, 5]"});
+  const Texts change = found_after("UPDATE change SET kind = 99 WHERE number = 6");
+  ASSERT_EQ(change.size(), 1U);
+  EXPECT_THAT(change[0], testing::StartsWith("change 6: kind is out of range: 99 ["));
+  EXPECT_EQ(found_after("UPDATE subject SET \"group\" = 3000000000 WHERE seq = 5"),
+            (Texts{"subject 5: group is out of range: 3000000000; input 5 refers to it [5, 5]",
+                   "subject 5: group is out of range: 3000000000; input 6 refers to it [6, 6]",
+                   "subject 5: group is out of range: 3000000000 [0, 0]"}));
+  EXPECT_EQ(found_after("UPDATE form SET disposition = 256 WHERE seq = 5"),
+            (Texts{"form 5: disposition is out of range: 256; input 5 refers to it [5, 5]",
+                   "form 5: disposition is out of range: 256 [0, 0]"}));
+  EXPECT_EQ(found_after("DELETE FROM subject WHERE seq = 5"),
+            (Texts{"input 5: the subject 5 that it refers to is missing [5, 5]",
+                   "input 6: the subject 5 that it refers to is missing [6, 6]"}));
+  EXPECT_EQ(found_after("UPDATE event SET setting = 99 WHERE seq = 4"),
+            Texts{"input 4: the host tables or the build that it was handled under are missing [4, 4]"});
+  EXPECT_EQ(found_after("UPDATE alarm SET created = -1 WHERE number = 6"),
+            Texts{"alarm 6: created is out of range: -1 [0, 0]"});
+  make_anew();
+  std::string content = dir_.read("ledger.db");
+  content.replace(content.find("c0ffee"), 6, "coffee");
+  dir_.write("ledger.db", content);
+  EXPECT_EQ(found(), (Texts{"build 1: the row is damaged: its checksum does not match; input 1 was handled under it "
+                            "[1, 1]",
+                            "build 1: the row is damaged: its checksum does not match [0, 0]"}));
+}
+
+// However small its steps are, a check finds the same in as many rows.
+TEST_F(CheckerTest, TheSizeOfTheStepsDoesNotMatter) {
+  for (const char* harm :
+       {"SELECT 1", "DELETE FROM event WHERE seq = 5", "DELETE FROM change WHERE number = 3",
+        "UPDATE event SET received = 1 WHERE seq = 1", "UPDATE event SET received = -1 WHERE seq = 5",
+        "UPDATE change SET kind = 99 WHERE number = 6", "DELETE FROM subject WHERE seq = 5",
+        "UPDATE report SET since_at = -1", "UPDATE standing SET count = -1", "UPDATE build SET version = '1.0.1'"}) {
+    make_anew();
+    { LedgerWithAlarms(path_, kAll).write(raises("D", "o", 395, 1008)); }  // a second report of the same fault
+    sql(harm);
+    const Database db(path_, Access::kRead);
+    const auto told = [&db](std::size_t rows) {
+      Checker checker(db);
+      while (checker.step(rows)) {
+      }
+      Texts texts{std::to_string(checker.checked_rows()) + " rows"};
+      for (const Finding& finding : checker.findings()) texts.push_back(finding.what);
+      return texts;
+    };
+    const Texts at_once = told(5000);
+    for (const std::size_t rows : {1U, 2U, 3U}) EXPECT_EQ(told(rows), at_once) << harm << ", " << rows << " at once";
+  }
+}
+
+// What a step reads is let go before the next one, whatever it finds, so that the engine can empty its log.
+TEST_F(CheckerTest, TheLogCanBeginAnewBetweenSteps) {
+  for (const char* harm : {"SELECT 1", "UPDATE subject SET \"group\" = 3000000000", "DELETE FROM subject"}) {
+    make_anew();
+    sql(harm);
+    const Database db(path_, Access::kRead);
+    Database engine(path_, Access::kReadWrite);
+    engine.set_patience(0);
+    Checker checker(db);
+    for (bool more = true; more;) {
+      more = checker.step(1);
+      Statement empty(engine, "PRAGMA wal_checkpoint(TRUNCATE)");
+      ASSERT_TRUE(empty.step());
+      EXPECT_EQ(empty.integer(0), 0) << harm << ": somebody still reads, at " << checker.percent();
+    }
+  }
+}
+
+// What events say again and again is read once.
+TEST_F(CheckerTest, WhatIsSaidAgainIsReadOnce) {
+  const auto rows_of = [this](int inputs) {
+    for (const char* part : {"", "-wal", "-shm", "-mark"}) std::filesystem::remove(path_ + part);
+    LedgerWithAlarms engine(path_, kAll);
+    for (int i = 0; i < inputs; ++i) engine.write(raises("A", "o", 395, 1001));
+    return verify_ledger(path_).rows;
+  };
+  EXPECT_EQ(rows_of(30) - rows_of(10), 2U * 20U);  // an event and a change each
+}
+
+TEST_F(CheckerTest, MoreThanAHundredFindingsAreCountedAlone) {
+  {
+    LedgerWithAlarms engine(path_, kAll);
+    for (int i = 0; i < 130; ++i) engine.add(raises("A", ("o" + std::to_string(i)).c_str(), 395, 1001));
+    engine.write();
+  }
+  sql("UPDATE step SET alarm = 1; UPDATE alarm SET created = -1");
+  const Verification verified = verify_ledger(path_);
+  EXPECT_GE(verified.found, 130U);
+  EXPECT_EQ(verified.findings.size(), 100U);
+  EXPECT_EQ(verified.findings[0].what, "alarm 1: created is out of range: -1");
+}
+
+// The rest is checked, too, and once it is done it stays done.
+TEST_F(CheckerTest, WhatCannotBeGoneOnWithIsLeft) {
+  const auto check = [this] {
+    const Database db(path_, Access::kRead);
+    Checker checker(db);
+    while (checker.step(3)) {
+    }
+    EXPECT_EQ(checker.percent(), 100);
+    const std::uint64_t found = checker.found();
+    EXPECT_FALSE(checker.step(3));
+    EXPECT_FALSE(checker.step(3));
+    EXPECT_EQ(checker.found(), found);
+    EXPECT_NO_THROW(checker.check_as_a_whole());
+    Texts texts;
+    for (const Finding& finding : checker.findings()) texts.push_back(finding.what);
+    return texts;
+  };
+  const std::string alarm = "alarm 1: created is out of range: -1";
+  make_anew();
+  EXPECT_EQ(check(), Texts{});
+  sql("UPDATE alarm SET created = -1 WHERE number = 1; DELETE FROM ledger");
+  EXPECT_EQ(check(), (Texts{"the ledger's own row is gone", alarm, "the ledger's own row is gone"}));
+  for (const char* table : {"event", "standing"}) {
+    make_anew();
+    sql("UPDATE alarm SET created = -1 WHERE number = 1");
+    spoil_page(table);
+    const Texts texts = check();
+    EXPECT_THAT(texts, testing::Contains("the structure of the file is damaged: database disk image is malformed"))
+        << table;
+    EXPECT_THAT(texts, testing::Contains(alarm)) << table;
+  }
+}
+
+// Whatever their names are, only the fault that differs is told.
+TEST_F(CheckerTest, OnlyTheFaultThatDiffersIsTold) {
+  {
+    LedgerWithAlarms engine(path_, kAll);
+    for (const char* dn : {"z", "m", "a"}) engine.write(raises("A", dn, 395, 1001));
+    engine.write(raises("B", "m", 395, 1002));
+  }
+  EXPECT_EQ(found(), Texts{});
+  sql("DELETE FROM report WHERE fault = 1");
+  EXPECT_EQ(found(), Texts{"the changes and the reports do not agree whether this fault is active, and how: "
+                           "z/fault-F0395, minor, shown as of input 1, with 1 reporters [0, 0]"});
+}
+
+// What operators did is guarded as events are.
+TEST_F(CheckerTest, ActionsAreCheckedWithTheirInputs) {
+  const std::string digest =
+      "input 8: the digest does not match; something of this batch, or the digest before it, was changed [8, 8]";
+  for (const auto& [harm, want] :
+       {std::pair<const char*, Texts>{"SELECT 1", {}},
+        {"UPDATE action SET comment = 'unseen'", {digest}},
+        {"DELETE FROM action", {"input 8: the action 8 that it refers to is missing [8, 8]"}},
+        {"UPDATE action SET kind = 99",
+         {"action 8: kind is out of range: 99; input 8 refers to it [8, 8]",
+          "action 8: kind is out of range: 99 [0, 0]"}}}) {
+    make_anew();
+    {
+      LedgerWithAlarms engine(path_, kAll);
+      OperatorAction action;
+      action.person = "anna";
+      action.comment = "seen";
+      action.alarms = {1};
+      engine.act(action, 1008);
+      engine.write();
+    }
+    sql(harm);
+    EXPECT_EQ(found(), want) << harm;
+  }
+}
+
 // An event that retention keeps, because its fault is active, is in no batch that could be checked as a whole.
 TEST_F(CheckerTest, WhatAKeptEventRefersTo) {
   {
@@ -145,6 +342,42 @@ TEST_F(CheckerTest, WhatAKeptEventRefersTo) {
   EXPECT_EQ(found(), Texts{});
   sql("DELETE FROM form WHERE seq = 1");
   EXPECT_THAT(found(), testing::Contains("input 1: the form 1 that it refers to is missing [1, 1]"));
+  sql("UPDATE event SET received = -1 WHERE seq = 1");
+  EXPECT_THAT(found(), testing::Contains("event 1: received is out of range: -1 [1, 1]"));
+}
+
+// The setting of an event that is kept is needed, though all later events have another.
+TEST_F(CheckerTest, TheSettingOfAKeptEvent) {
+  {
+    LedgerWithAlarms engine(path_, {.events = 2, .days = 0, .bytes = 0});
+    engine.write(raises("A", "o", 395, 1001));
+    engine.ledger.use({"nm", "other", "drive_bp"}, {"c0ffee", "1.0.0"});
+    engine.pass(50);
+  }
+  EXPECT_EQ(found(), Texts{});
+  sql("DELETE FROM setting WHERE id = 1");
+  EXPECT_EQ(found(), Texts{"input 1: the host tables or the build that it was handled under are missing [1, 1]"});
+}
+
+// All events are kept, also the last one before the watermark; those after it are checked as whole batches.
+TEST_F(CheckerTest, KeptEventsUpToTheWatermark) {
+  {
+    LedgerWithAlarms engine(path_, {.events = 10, .days = 0, .bytes = 0});
+    for (int i = 1; i <= 60; ++i) engine.write(raises("A", ("o" + std::to_string(i)).c_str(), 395, 1000 + i));
+  }
+  const Sequence watermark = std::stol(test::rows(path_, "SELECT watermark_seq FROM ledger").at(0));
+  ASSERT_GT(watermark, 2);
+  ASSERT_EQ(test::rows(path_, "SELECT count(*) FROM event"), Texts{"60"});
+  EXPECT_EQ(found(), Texts{});
+  const Database db(path_, Access::kRead);
+  Checker checker(db);
+  for (Sequence seq = 1; seq < 60; ++seq) {
+    ASSERT_TRUE(checker.step(1));
+    EXPECT_EQ(checker.percent(), seq <= watermark ? 0 : (seq - watermark) * 100 / (60 - watermark)) << seq;
+  }
+  sql("UPDATE event SET received = 1 WHERE seq = 60");
+  EXPECT_EQ(found(), Texts{"input 60: the digest does not match; something of this batch, or the digest before it, was "
+                           "changed [60, 60]"});
 }
 
 TEST_F(CheckerTest, StructureOfTheFile) {
@@ -241,6 +474,33 @@ TEST_F(CheckerTest, ALedgerThatIsInUse) {
   }
 }
 
+// The number of a row is wrong in the file, so that the rows are not in their order any more: a check does not go round
+// in a circle.
+TEST_F(CheckerTest, ARowInAWrongPlace) {
+  make();
+  const std::size_t root =
+      std::stoul(test::rows(path_, "SELECT rootpage FROM sqlite_schema WHERE name = 'alarm'").at(0));
+  const std::size_t size = std::stoul(test::rows(path_, "PRAGMA page_size").at(0));
+  std::string content = dir_.read("ledger.db");
+  const std::size_t page = (root - 1) * size;
+  ASSERT_EQ(content[page], '\x0d');  // a leaf: the rows are in it
+  // The place of the second cell is told in two bytes, eight bytes and those of the first cell's behind the page's
+  // begin.
+  const auto byte = [&](std::size_t at) {
+    return static_cast<std::size_t>(static_cast<unsigned char>(content[page + at]));
+  };
+  const std::size_t cell = byte(10) << 8U | byte(11);
+  ASSERT_EQ(byte(cell + 1), 3U);  // the size of the row is one byte, and then comes its number
+  content[page + cell + 1] = '\0';
+  dir_.write("ledger.db", content);
+  const Database db(path_, Access::kRead);
+  Checker checker(db);
+  int steps = 0;
+  while (checker.step(100)) ASSERT_LT(++steps, 500);
+  ASSERT_EQ(checker.findings().size(), 1U);
+  EXPECT_EQ(checker.findings()[0].what, "alarm 0: the row is in a wrong place");
+}
+
 // In hundredths of the inputs, of which there are seven.
 TEST_F(CheckerTest, TellsHowFarItIs) {
   make();
@@ -252,6 +512,16 @@ TEST_F(CheckerTest, TellsHowFarItIs) {
   for (const int percent : told) EXPECT_TRUE(sevenths.contains(percent)) << percent;
   EXPECT_TRUE(told.contains(42));
   EXPECT_TRUE(told.contains(85));
+  EXPECT_EQ(checker.percent(), 100);
+}
+
+TEST_F(CheckerTest, AnEmptyLedgerIsSoundAndChecked) {
+  { LedgerWithAlarms engine(path_, kAll); }
+  const Database db(path_, Access::kRead);
+  Checker checker(db);
+  EXPECT_EQ(checker.percent(), 100);
+  while (checker.step(1)) EXPECT_EQ(checker.percent(), 100);
+  EXPECT_EQ(found(), Texts{});
 }
 
 TEST_F(CheckerTest, TheLastBatchesAlone) {
@@ -269,6 +539,10 @@ TEST_F(CheckerTest, TheLastBatchesAlone) {
   EXPECT_EQ(check(2), (std::pair<std::uint64_t, std::uint64_t>(4, 0)));
   EXPECT_EQ(check(3), (std::pair<std::uint64_t, std::uint64_t>(7, 1)));
   EXPECT_EQ(check(9), (std::pair<std::uint64_t, std::uint64_t>(7, 1)));
+  sql("UPDATE alarm SET created = -1");  // nothing else is checked
+  EXPECT_EQ(check(1), (std::pair<std::uint64_t, std::uint64_t>(1, 0)));
+  sql("UPDATE event SET received = -1 WHERE seq = 6");  // the digest before the last batch is in its row
+  EXPECT_EQ(check(1), (std::pair<std::uint64_t, std::uint64_t>(1, 1)));
 }
 
 // What was lost once is told, and is no damage.
@@ -283,6 +557,26 @@ TEST_F(CheckerTest, AGapThatTheLedgerKnows) {
   EXPECT_EQ(verified.lost, Texts{"inputs 8 to 9 and changes 9 to 12 were lost before 1970-01-01T00:00:00Z"});
   sql("DELETE FROM gap");
   EXPECT_THAT(found(), testing::Contains("inputs 8 to 9 are missing [8, 9]"));
+}
+
+// However many there are, one after the other, and also when no change was lost with them.
+TEST_F(CheckerTest, GapsThatTheLedgerKnows) {
+  make();
+  const auto lose = [this](Sequence last, ChangeNumber last_change) {
+    MarkFile(path_).write({read_mark(path_)->ledger_id, last, last_change, false, 1});
+    const LedgerWithAlarms engine(path_, kAll);
+  };
+  lose(8, 9);
+  lose(10, 9);
+  { LedgerWithAlarms(path_, kAll).write(raises("Y", "y", 395, 1011)); }
+  lose(12, 11);
+  { LedgerWithAlarms(path_, kAll).write(raises("Z", "z", 395, 1013)); }
+  EXPECT_EQ(found(), Texts{});
+  const Texts lost = verify_ledger(path_).lost;
+  ASSERT_EQ(lost.size(), 3U);
+  EXPECT_THAT(lost[0], testing::StartsWith("input 8 and change 9 were lost before "));
+  EXPECT_THAT(lost[1], testing::StartsWith("inputs 9 to 10 were lost before "));
+  EXPECT_THAT(lost[2], testing::StartsWith("input 12 and change 11 were lost before "));
 }
 
 TEST_F(CheckerTest, ALedgerThatCameOfADamagedOne) {
@@ -310,14 +604,8 @@ TEST_F(CheckerTest, ALedgerThatEndsBeforeItsMark) {
 TEST_F(CheckerTest, APageThatCannotBeRead) {
   for (const auto& [table, finding] : {std::pair("form", std::string("the structure of the file is damaged: ")),
                                        std::pair("event", path_ + ": cannot read the ledger: ")}) {
-    for (const char* part : {"", "-wal", "-shm", "-mark"}) std::filesystem::remove(path_ + part);
-    make();
-    const auto number = [this](const std::string& question) { return std::stoul(test::rows(path_, question).at(0)); };
-    const std::size_t page = number(std::string("SELECT rootpage FROM sqlite_schema WHERE name = '") + table + "'");
-    const std::size_t size = number("PRAGMA page_size");
-    std::string content = dir_.read("ledger.db");
-    content.replace((page - 1) * size, size, std::string(size, '\xee'));
-    dir_.write("ledger.db", content);
+    make_anew();
+    spoil_page(table);
     const Verification verified = verify_ledger(path_);
     EXPECT_EQ(verified.found, verified.findings.size());
     EXPECT_THAT(found(), testing::Contains(testing::StartsWith(finding))) << table;

@@ -130,6 +130,8 @@ TEST_F(DamagedRowsTest, AChangeThatSaysThatItComesBeforeItself) {
   LedgerReader reader(path_);
   reader.explain("first/fault-F0395");
   EXPECT_EQ(reader.left_out(), Texts{"change 4 comes before itself"});
+  Database(path_, Access::kReadWrite).exec("UPDATE change SET previous = 0, of_alarm = 0 WHERE number = 4");
+  EXPECT_EQ(reader.explain("first/fault-F0395")->changes_left_out, 0U);
 }
 
 TEST_F(DamagedRowsTest, Changes) {
@@ -170,6 +172,105 @@ TEST_F(DamagedRowsTest, TheFeedHasAGap) {
   EXPECT_EQ(snapshot.number, 3);
   EXPECT_EQ(dns(snapshot.active), (Texts{"first", "third"}));
   EXPECT_EQ(dns(feed.next(2, 10).changes), Texts{"third/fault-F0395"});
+}
+
+// It goes on right after the damage, also to what comes next.
+TEST_F(DamagedRowsTest, TheGapOfTheFeedIsNoLongerThanTheDamage) {
+  damage("fanTHIRD");
+  const auto gap = [this](ChangeNumber after) {
+    const Feed feed = ChangeFeed(path_).next(after, 10);
+    return feed.gap ? std::to_string(feed.gap->first) + " to " + std::to_string(feed.gap->last) : "none";
+  };
+  EXPECT_EQ(gap(1), "2 to 3");
+  EXPECT_EQ(gap(2), "3 to 3");
+  {
+    test::LedgerWithAlarms engine(path_, test::kAll);
+    engine.write(test::raises("A", "fourth", 395, 1004));
+    engine.write(test::raises("A", "fifth", 395, 1005));
+  }
+  EXPECT_EQ(gap(1), "2 to 3");
+  EXPECT_EQ(dns(ChangeFeed(path_).next(3, 10).changes), (Texts{"fourth/fault-F0395", "fifth/fault-F0395"}));
+}
+
+// Whatever row is gone, the alarm that needs it is left out with its name, and the others are told.
+TEST_F(DamagedRowsTest, WhatIsGoneIsNamed) {
+  const auto after = [](const std::string& harm, const auto& ask) {
+    const test::TempDir dir;
+    const std::string path = dir.file("ledger.db");
+    {
+      test::LedgerWithAlarms engine(path, test::kAll);
+      engine.write(test::raises("A", "stays", 395, 1001));
+      engine.write(test::raises("B", "moves", 395, 1002));       // 2
+      engine.write(test::moves("B", "moves", 395, 396, 1003));   // 3, 4
+      engine.write(test::raises("C", "ends", 395, 1004));        // 5
+      engine.write(test::clears("C", "ends", 395, 1005));        // 6
+      engine.write(test::raises("D", "merged", 395, 1006));      // 7
+      engine.write(test::raises("E", "merged", 396, 1007));      // 8
+      engine.write(test::moves("D", "merged", 395, 396, 1008));  // 9, 10, 11: alarm 8 goes on as part of alarm 7
+    }
+    Database(path, Access::kReadWrite).exec(harm);
+    LedgerReader reader(path);
+    Texts found = ask(reader);
+    for (const std::string& text : reader.left_out()) found.push_back(text);
+    return found;
+  };
+  const auto active = [](LedgerReader& reader) { return dns(reader.active({}, {})); };
+  const auto history = [](LedgerReader& reader) {
+    Texts found;
+    for (const StoredAlarm& alarm : reader.history("", 0)) found.push_back(std::to_string(alarm.number));
+    return found;
+  };
+  const auto facts = [](LedgerReader& reader) {
+    Texts found;
+    reader.alarm_facts("", [&](const AlarmFact& fact) { found.push_back(std::to_string(fact.number)); });
+    return found;
+  };
+  const std::string gone = " is gone, though it is still referred to";
+  EXPECT_EQ(after("SELECT 1", active), (Texts{"stays", "moves", "merged"}));
+  EXPECT_EQ(after("DELETE FROM alarm WHERE number = 2", active), (Texts{"stays", "merged", "alarm 2" + gone}));
+  EXPECT_EQ(after("DELETE FROM event WHERE seq = 3", active), (Texts{"stays", "merged", "fault 4" + gone}));
+  EXPECT_EQ(after("DELETE FROM fault WHERE number = 1", active), (Texts{"moves", "merged", "fault 1" + gone}));
+  EXPECT_EQ(after("UPDATE report SET last_seq = 99 WHERE fault = 4", active),
+            (Texts{"stays", "merged", "event 99" + gone}));
+  EXPECT_EQ(after("UPDATE event SET outcome = NULL WHERE seq = 3", active),
+            (Texts{"stays", "merged", "the record of event 3 is gone"}));
+  EXPECT_EQ(after("DELETE FROM subject WHERE seq = 2", active),
+            (Texts{"stays", "merged", "what event 3 says is gone"}));
+
+  EXPECT_EQ(after("SELECT 1", history), (Texts{"1", "2", "5", "7", "8"}));
+  EXPECT_EQ(after("DELETE FROM fault WHERE number = 1", history), (Texts{"2", "5", "7", "8", "fault 1" + gone}));
+  EXPECT_EQ(after("DELETE FROM change WHERE number = 6", history), (Texts{"1", "2", "7", "8", "change 6" + gone}));
+  EXPECT_EQ(after("DELETE FROM event WHERE seq = 5", history), (Texts{"1", "2", "7", "8", "event 5" + gone}));
+  EXPECT_EQ(after("DELETE FROM change WHERE number = 10", history), (Texts{"1", "2", "5", "7", "change 10" + gone}));
+
+  EXPECT_EQ(after("SELECT 1", facts), (Texts{"1", "2", "5", "7", "8"}));
+  EXPECT_EQ(after("DELETE FROM fault WHERE number = 1", facts), (Texts{"2", "5", "7", "8", "fault 1" + gone}));
+  EXPECT_EQ(after("DELETE FROM fault WHERE number = 2; DELETE FROM step WHERE alarm = 2", facts),
+            (Texts{"1", "5", "7", "8", "fault 2" + gone}));
+  EXPECT_EQ(after("DELETE FROM event WHERE seq = 1", facts), (Texts{"2", "5", "7", "8", "event 1" + gone}));
+  EXPECT_EQ(after("DELETE FROM form WHERE seq = 1", facts), (Texts{"2", "5", "7", "8", "form 1" + gone}));
+  EXPECT_EQ(after("UPDATE event SET form = NULL WHERE seq = 1", facts),
+            (Texts{"2", "5", "7", "8", "the record of event 1 is gone"}));
+  EXPECT_EQ(after("DELETE FROM change WHERE number = 6", facts), (Texts{"1", "2", "7", "8", "change 6" + gone}));
+  EXPECT_EQ(after("DELETE FROM event WHERE seq = 5", facts), (Texts{"1", "2", "7", "8", "event 5" + gone}));
+  EXPECT_EQ(after("DELETE FROM change WHERE number = 10", facts), (Texts{"1", "2", "5", "7", "change 10" + gone}));
+}
+
+// The question about the one fault says what is missing of it.
+TEST_F(DamagedRowsTest, ExplainSaysWhatIsGone) {
+  const auto complaint = [this](const std::string& harm) {
+    const std::string content = dir_.read("ledger.db");
+    Database(path_, Access::kReadWrite).exec(harm);
+    const std::string text = test::complaint_of([&] { LedgerReader(path_).explain("third/fault-F0395"); });
+    for (const char* part : {"-wal", "-shm"}) std::filesystem::remove(path_ + part);
+    dir_.write("ledger.db", content);
+    return text;
+  };
+  EXPECT_EQ(complaint("SELECT 1"), "none");
+  EXPECT_EQ(complaint("DELETE FROM tables"), path_ + ": the host tables of event 3 are gone");
+  EXPECT_EQ(complaint("DELETE FROM alarm WHERE number = 3"), path_ + ": alarm 3 is gone, though its fault is there");
+  EXPECT_EQ(complaint("UPDATE fault SET later_alarm = 1 WHERE number = 3"),
+            path_ + ": fault 3 is no step of its alarm");
 }
 
 // Publishers are told which alarms they cannot read, so that they do not take them for ended.

@@ -10,8 +10,10 @@
 #include <functional>
 #include <optional>
 #include <random>
+#include <utility>
 
 #include "ledger/mark.h"
+#include "ledger/verification.h"
 #include "support/ledger_entries.h"
 #include "support/temp_dir.h"
 
@@ -86,6 +88,16 @@ TEST_F(LedgerTest, ARefreshTouchesTheReportAlone) {
   EXPECT_EQ(rows(kChanges), (Rows{"1 1 0 1 1 0 3 0 1 1 0 1", "2 2 1 1 1 3 3 0 2 1 1 2", "3 3 1 1 1 3 3 0 3 2 2 3"}));
   EXPECT_EQ(rows(kFaults), (Rows{"1 1 - 3 1 1 0 0 0 1 -"}));
   EXPECT_EQ(rows(kReports), (Rows{"1 fan A 1 1 1001 2 1002 2", "1 fan B 1 3 1003 3 1003 1"}));
+  // It is what comes most often, so it writes to no other row.
+  for (const char* table : {"alarm", "fault", "step"}) {
+    for (const char* what : {"INSERT", "UPDATE"}) {
+      Database(path_, Access::kReadWrite)
+          .exec(std::string("CREATE TRIGGER refuse_") + what + "_" + table + " BEFORE " + what + " ON " + table +
+                " BEGIN SELECT RAISE(ABORT, 'it is touched'); END");
+    }
+  }
+  EXPECT_NO_THROW(engine_->write(raises("A", "o", 395, 1004)));
+  EXPECT_THROW(engine_->write(raises("A", "p", 395, 1005)), SqlError);
 }
 
 TEST_F(LedgerTest, APartialClearTakesOneReportBack) {
@@ -159,6 +171,45 @@ TEST_F(LedgerTest, TheAlarmOfTheFormerFaultIsMergedWhenItIsTheYounger) {
   EXPECT_EQ(rows(kAlarms), (Rows{"1 1001 4 4 1 - 0 0", "2 1002 3 3 2 4 1 0"}));
   EXPECT_EQ(rows("SELECT number, alarm, later_alarm FROM fault"), (Rows{"1 1 -", "2 2 -"}));
   EXPECT_EQ(rows("SELECT alarm, fault FROM step"), Rows{});
+}
+
+// What operators do is noted in the alarm's row, with the change that did it.
+TEST_F(LedgerTest, TheRowOfAnAlarmSaysWhatOperatorsMadeOfIt) {
+  const auto standing = [this] {
+    return rows(
+               "SELECT operated, acknowledged, closed, shelved, shelved_until, shelved_until_age, was_unshelved, "
+               "was_told "
+               "FROM alarm ORDER BY number DESC")
+        .at(0);
+  };
+  OperatorAction action;
+  const auto after = [&](ActionKind kind) {
+    action.kind = kind;
+    engine_->act(action, 1002);
+    engine_->write();
+    return standing();
+  };
+  engine_->write(raises("A", "o", 395, 1001));
+  EXPECT_EQ(standing(), "0 0 0 0 0 0 0 1");
+  action.alarms = {1};
+  action.until = 1100;
+  action.until_age = 1101;
+  EXPECT_EQ(after(ActionKind::kAcknowledge), "2 2 0 0 0 0 0 1");
+  EXPECT_EQ(after(ActionKind::kClose), "3 2 3 0 0 0 0 1");
+  EXPECT_EQ(after(ActionKind::kShelve), "4 2 3 4 1100 1101 0 1");
+  EXPECT_EQ(after(ActionKind::kComment), "5 2 3 4 1100 1101 0 1");
+  EXPECT_EQ(after(ActionKind::kUnshelve), "6 2 3 0 0 0 1 1");
+  EXPECT_EQ(after(ActionKind::kUnacknowledge), "7 0 0 0 0 0 1 1");
+  action.alarms.clear();
+  action.dn = "p";
+  after(ActionKind::kMaintain);
+  engine_->write(raises("A", "p", 395, 1003));  // outputs are not told
+  EXPECT_EQ(standing(), "0 0 0 0 0 0 0 0");
+  EXPECT_EQ(rows("SELECT dn, since_at, until, until_age FROM maintenance"), Rows{"p 1002 1100 1101"});
+  EXPECT_EQ(after(ActionKind::kEndMaintenance), "10 0 0 0 0 0 0 1");  // now they are
+  EXPECT_EQ(rows("SELECT dn FROM maintenance"), Rows{});
+  EXPECT_EQ(rows("SELECT change, alarm, seq, kind, at FROM alarm_action WHERE change >= 7"),
+            (Rows{"7 1 7 8 1002", "10 9 10 14 1002"}));
 }
 
 TEST_F(LedgerTest, RestoresWhatWasWritten) {
@@ -296,6 +347,97 @@ TEST_F(LedgerTest, DamageThatAWriteMeetsIsTold) {
   EXPECT_TRUE(read_mark(path_)->is_damaged);
 }
 
+// Alarms and faults come from the engine's memory. A ledger that knows other ones is not written to.
+TEST_F(LedgerTest, ChangesOfWhatTheLedgerDoesNotHaveAreRefused) {
+  engine_->write(raises("A", "o", 395));
+  const Change change{.number = 2,
+                      .sequence = 2,
+                      .kind = ChangeKind::kRaised,
+                      .at = 1000,
+                      .fault_dn = "o/fault-F0396",
+                      .fault = 99,
+                      .alarm = 99,
+                      .before = Severity::kMinor,
+                      .after = Severity::kMajor};
+  const auto complaint = [&](ChangeKind kind, ChangeNumber alarm = 99) {
+    engine_->add({.reported = false});
+    Change& of = engine_->batch.inputs[0].changes.emplace_back(change);
+    of.kind = kind;
+    of.alarm = alarm;
+    const Batch batch = std::exchange(engine_->batch, {});
+    const std::string text = test::complaint_of([&] { engine_->ledger.write(batch); });
+    const auto begin = text.find("the ledger has no ");
+    return begin == std::string::npos ? text : text.substr(begin, text.find('.', begin) - begin);
+  };
+  const std::string no_alarm = "the ledger has no active alarm 99";
+  const std::string no_fault = "the ledger has no active fault 99";
+  EXPECT_EQ(complaint(ChangeKind::kRaised), no_alarm);  // another level of it
+  EXPECT_EQ(complaint(ChangeKind::kRefreshed), no_alarm);
+  EXPECT_EQ(complaint(ChangeKind::kRefreshed, 1), no_fault);
+  EXPECT_EQ(complaint(ChangeKind::kPartlyCleared), "the ledger has no such report of fault 99");
+  EXPECT_EQ(complaint(ChangeKind::kCleared), no_fault);
+  EXPECT_EQ(complaint(ChangeKind::kSuperseded), no_fault);
+  EXPECT_EQ(complaint(ChangeKind::kWithdrawn), no_fault);
+  EXPECT_EQ(complaint(ChangeKind::kMerged), no_alarm);
+  EXPECT_EQ(complaint(ChangeKind::kAcknowledged), no_alarm);
+  EXPECT_EQ(complaint(ChangeKind::kChattering), no_fault);
+  EXPECT_EQ(complaint(ChangeKind::kSettled), no_alarm);
+  EXPECT_EQ(rows("SELECT count(*) FROM change"), Rows{"1"});
+  // A report alone is not enough, either.
+  Database(path_, Access::kReadWrite).exec("DELETE FROM fault; UPDATE report SET fault = 99");
+  engine_->add(raises("A", "o", 395));
+  engine_->batch.inputs[0].reported = false;
+  engine_->batch.inputs[0].changes = {change};
+  engine_->batch.inputs[0].changes[0].kind = ChangeKind::kPartlyCleared;
+  EXPECT_THAT(test::complaint_of([&] { engine_->ledger.write(engine_->batch); }), testing::HasSubstr(no_fault));
+}
+
+// Between batches the engine holds no row, so that the log can be emptied.
+TEST_F(LedgerTest, TheLogCanBeEmptiedAfterEachBatch) {
+  OperatorAction comment;
+  comment.alarms = {1};
+  const std::function<void()> batches[] = {
+      [&] { engine_->write(raises("A", "o", 395)); },
+      [&] { engine_->write(raises("B", "o", 395)); },
+      [&] {
+        engine_->act(comment, 1000);
+        engine_->write();
+      },
+      [&] { engine_->write(clears("B", "o", 395)); },
+      [&] { engine_->write(raises("B", "o", 396)); },
+      [&] { engine_->write(moves("A", "o", 395, 396)); },
+      [&] { engine_->write({.reported = false, .withdrawn = {"o/fault-F0396"}}); },
+  };
+  Database other(path_, Access::kReadWrite);
+  other.set_patience(0);
+  for (const auto& write : batches) {
+    write();
+    Statement empty(other, "PRAGMA wal_checkpoint(TRUNCATE)");
+    ASSERT_TRUE(empty.step());
+    EXPECT_EQ(empty.integer(0), 0) << "after the batch at " << &write - batches;
+  }
+}
+
+// What was about to be written when it failed is not remembered.
+TEST_F(LedgerTest, ABatchThatFailedLeavesNoTrace) {
+  engine_->add({.record = {.dn = "o"}, .id = "a"});
+  engine_->add({.record = {.dn = "o"}, .sensor = "B", .id = "a"});  // the same id
+  const Batch first = engine_->batch;
+  EXPECT_THROW(engine_->ledger.write(first), SqlError);
+  engine_->batch.inputs[1].event.id = "b";
+  engine_->write();
+  engine_->add({.record = {.dn = "o"}, .id = "c"});
+  engine_->add({.record = {.dn = "o"}, .sensor = "B", .id = "b"});
+  const Batch second = engine_->batch;
+  EXPECT_THROW(engine_->ledger.write(second), SqlError);
+  engine_->batch.inputs[1].event.id = "d";
+  engine_->write();
+  EXPECT_EQ(rows("SELECT number, previous, of_alarm FROM change"), (Rows{"1 0 1", "2 1 2", "3 2 3", "4 3 4"}));
+  EXPECT_EQ(rows("SELECT seq, setting, subject, form FROM event"), (Rows{"1 1 1 1", "2 1 2 1", "3 1 1 1", "4 1 2 1"}));
+  EXPECT_EQ(rows("SELECT id, build, tables FROM setting"), Rows{"1 1 1"});
+  EXPECT_EQ(verify_ledger(path_).found, 0U);
+}
+
 TEST_F(LedgerTest, InputsAndChangesFollowTheLast) {
   engine_->write(raises("A", "o", 395));
   engine_->add(raises("A", "p", 395));
@@ -307,6 +449,13 @@ TEST_F(LedgerTest, InputsAndChangesFollowTheLast) {
   EXPECT_THROW(engine_->ledger.write(batch), SqlError);
   engine_->write();
   EXPECT_EQ(engine_->ledger.last_change(), 2);
+}
+
+TEST_F(LedgerTest, ANewLedgerBeginsAtZero) {
+  EXPECT_EQ(engine_->ledger.last_sequence(), 0);
+  EXPECT_EQ(engine_->ledger.last_change(), 0);
+  EXPECT_EQ(engine_->ledger.last_arrived(), 0);
+  EXPECT_EQ(engine_->ledger.last_age(), 0);
 }
 
 // So that a ledger that is gone before its first input is noticed, too.
@@ -371,6 +520,15 @@ TEST_F(LedgerTest, RowsThatNoEngineWrites) {
   EXPECT_EQ(damage("UPDATE form SET oid = '1.2.x'"), "form 1: oid is no object identifier: '1.2.x'");
   EXPECT_EQ(damage("UPDATE form SET oid = '1x2'"), "form 1: oid is no object identifier: '1x2'");
   EXPECT_EQ(damage("UPDATE form SET oid = '1.2.'"), "form 1: oid is no object identifier: '1.2.'");
+  EXPECT_EQ(damage("UPDATE event SET seal = x'0011'"), "event 1: seal is a digest of another size");
+  EXPECT_EQ(damage("UPDATE form SET descr = '" + std::string(FE_DESCR_SIZE, 'x') + "'"),
+            "form 1: descr is longer than its field: " + shown);
+  EXPECT_EQ(damage("UPDATE form SET descr = 'a' || char(0)"), "form 1: descr has a zero byte: 'a?'");
+  std::string arcs = "4294967295";
+  for (int arc = 1; arc < FE_OID_SIZE; ++arc) arcs += ".0";
+  EXPECT_EQ(damage("UPDATE form SET oid = '" + arcs + ".0'"),
+            "form 1: oid has too many arcs: '" + arcs.substr(0, 40) + "...'");
+  EXPECT_EQ(damage("UPDATE form SET oid = '1.4294967296'"), "form 1: oid is no object identifier: '1.4294967296'");
   EXPECT_EQ(damage("UPDATE change SET kind = 17"), "change 1: kind is out of range: 17");
   EXPECT_EQ(damage("DROP TABLE step"), "no such table: step");
   EXPECT_EQ(damage("DELETE FROM event"), "events that shaped what the library remembers are gone");

@@ -237,6 +237,15 @@ TEST_F(PrunerTest, ByAge) {
   EXPECT_EQ(rows("SELECT watermark_at FROM ledger"), Rows{std::to_string(kDay)});
 }
 
+TEST_F(PrunerTest, ByTheAgeOfADay) {
+  open({.events = 0, .days = 1, .bytes = 0});
+  engine_->pass(3, {.at = 1 * kDay});
+  engine_->pass(1, {.at = 2 * kDay});
+  EXPECT_EQ(rows("SELECT min(seq) FROM event"), Rows{"1"});
+  engine_->pass(1, {.at = 2 * kDay + 85});  // a 1024th of a day later
+  EXPECT_EQ(rows("SELECT min(seq) FROM event"), Rows{"4"});
+}
+
 // The recorder counts the age of inputs without the clock's jumps. A clock that was
 // ten years ahead takes nothing, and one that was in 1970 keeps nothing longer.
 TEST_F(PrunerTest, ByAgeWhateverTheClockSays) {
@@ -271,6 +280,24 @@ TEST_F(PrunerTest, CursorsHoldChangesBack) {
   engine_->ledger.forget_cursor("slow");
   engine_->write(raises("A", "o", 395));
   EXPECT_EQ(rows("SELECT count(*) FROM change"), Rows{"2"});
+}
+
+TEST_F(PrunerTest, CursorsHoldChangesBackAfterARestart) {
+  const Retention few{.events = 2, .days = 0, .bytes = 0, .held_changes = 0};
+  open(few);
+  engine_->write(raises("A", "o", 395));
+  engine_->ledger.set_cursor("slow", 4, 0);
+  open(few);
+  for (int i = 0; i < 10; ++i) engine_->write(raises("A", "o", 395));
+  EXPECT_EQ(rows("SELECT min(number), max(number) FROM change"), Rows{"5 11"});
+}
+
+// Whoever has taken nothing yet wants the first change, too.
+TEST_F(PrunerTest, ACursorHoldsTheFirstChangeBack) {
+  open({.events = 2, .days = 0, .bytes = 0, .held_changes = 0});
+  engine_->ledger.set_cursor("new", 0, 0);
+  for (int i = 0; i < 10; ++i) engine_->write(raises("A", "o", 395));
+  EXPECT_EQ(rows("SELECT min(number), max(number) FROM change"), Rows{"1 10"});
 }
 
 class ByBytes : public PrunerTest {

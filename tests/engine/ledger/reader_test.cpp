@@ -153,6 +153,51 @@ TEST_F(ReaderTest, AnOddStampComesBackAsItWas) {
   EXPECT_STREQ(LedgerReader(path_).active({}, std::nullopt)[0].shown.record.created, "2025-06-01T12:00:00 CEST");
 }
 
+// In whatever zone and in whatever form: the record comes back byte for byte.
+TEST_F(ReaderTest, EveryStampComesBackAsItWas) {
+  struct {
+    std::string created;
+    std::uint32_t created_time;
+  } const kStamps[] = {
+      {"2025-06-01T12:00:00", 1748772000},
+      {"2025-06-01T12:00:00", 1748775600},  // the same time of another zone
+      {"next tuesday", 1748775600},
+      {"", 1748775600},
+      {"2025-06-01T12:00:00.5", 1748775600},
+      {"2025-06-01T11:59:60", 1748775600},  // a leap second
+      {"1970-01-01T00:00:00", 0},           // the first that there is
+      {"1970-01-01T00:00:00", 3600},
+      {"1969-12-31T23:59:59", 3600},
+      {"9999-12-31T23:59:59", 0},  // no zone is that far ahead
+      {"2025-06-01T12:00:00", 0},
+      {std::string(FE_CREATED_SIZE - 1, '1'), 0},
+  };
+  int index = 0;
+  for (const auto& [created, created_time] : kStamps) {
+    engine_->add(raises("A", ("o" + number(++index)).c_str(), 395));
+    test::fill(engine_->batch.inputs.back().record.created, created);
+    engine_->batch.inputs.back().record.created_time = created_time;
+  }
+  engine_->write();
+  LedgerReader reader(path_);
+  const auto found = reader.active({}, std::nullopt);
+  EXPECT_EQ(reader.left_out(), Rows{});
+  ASSERT_EQ(found.size(), std::size(kStamps));
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    EXPECT_EQ(found[i].shown.record.created, kStamps[i].created) << i;
+    EXPECT_EQ(found[i].shown.record.created_time, kStamps[i].created_time) << i;
+  }
+}
+
+// A clock that was never set counts from 1970.
+TEST_F(ReaderTest, TheFirstSecondOf1970IsATime) {
+  engine_->write(raises("A", "o", 395, 0));
+  EXPECT_EQ(active(0), Rows{"o/fault-F0395 fault 1 alarm 1 since 0 shown 1 updated 0 count 1 reporters 1"});
+  EXPECT_EQ(active(-1), Rows{});
+  EXPECT_EQ(history(""), Rows{"1 o created 0 changed 0 minor worst minor: 1"});
+  EXPECT_EQ(LedgerReader(path_).tell_active({}).changed, 0);
+}
+
 TEST_F(ReaderTest, ASelectionOfActiveFaults) {
   engine_->write(raises("A", "sys/a", 395, 1001));
   engine_->write(raises("A", "sys/ab", 396, 1002));
@@ -246,6 +291,140 @@ TEST_F(ReaderTest, HistoryOfAlarmsThatBecameOne) {
   EXPECT_EQ(active(1002).size(), 2U);
   EXPECT_EQ(LedgerReader(path_).active({}, 1002)[1].alarm_since, 1002);
   EXPECT_EQ(LedgerReader(path_).active({}, 1003)[0].alarm_since, 1001);
+  LedgerReader reader(path_);
+  std::string worse;
+  for (const StoredChange& change : reader.latest({.least = Severity::kMajor}, 10).changes) {
+    worse += number(change.change.number) + " ";
+  }
+  EXPECT_EQ(worse, "2 4 5 ");  // the alarm that goes on is as severe as the one that was merged into it
+  engine_->write(clears("A", "o", 396, 1004));
+  engine_->write(clears("B", "o", 396, 1005));
+  EXPECT_EQ(history(""),
+            (Rows{"1 o created 1001 changed 1005 major worst major ended 7 at 1005 cleared: 1 2", both[1]}));
+}
+
+// As a page that tells them from the latest on asks for them.
+TEST_F(ReaderTest, HistoryInParts) {
+  for (int i = 1; i <= 5; ++i) engine_->write(raises("A", ("o" + number(i)).c_str(), 395, 1000 + i));
+  LedgerReader reader(path_);
+  const auto numbers = [](const std::vector<StoredAlarm>& alarms) {
+    std::string found;
+    for (const StoredAlarm& alarm : alarms) found += number(alarm.number);
+    return found;
+  };
+  EXPECT_EQ(numbers(reader.history_before(kLastMoment, 2)), "45");
+  EXPECT_EQ(numbers(reader.history_before(4, 2)), "23");
+  EXPECT_EQ(numbers(reader.history_before(2, 2)), "1");
+  EXPECT_EQ(numbers(reader.history_before(1, 2)), "");
+  ASSERT_TRUE(reader.alarm(3));
+  EXPECT_EQ(reader.alarm(3)->dn, "o3");
+  EXPECT_FALSE(reader.alarm(6));
+}
+
+// Those that came and went while nobody looked.
+TEST_F(ReaderTest, MissedAlarmsAreThoseThatCameAndWent) {
+  engine_->write(raises("A", "stays", 395, 1001));
+  engine_->write(raises("A", "o1", 395, 1002));                                      // 2
+  engine_->write(raises("A", "o2", 395, 1003));                                      // 3
+  engine_->write(raises("A", "o3", 395, 1004));                                      // 4
+  engine_->write(clears("A", "o3", 395, 1005));                                      // 5
+  engine_->write(clears("A", "o1", 395, 1006));                                      // 6
+  engine_->write({.reported = false, .at = 1007, .withdrawn = {"o2/fault-F0395"}});  // 7
+  LedgerReader reader(path_);
+  const auto missed = [&reader](std::int64_t limit) {
+    std::string found;
+    for (const StoredAlarm& alarm : reader.missed(limit)) found += number(alarm.number);
+    return found;
+  };
+  EXPECT_EQ(missed(0), "234");
+  EXPECT_EQ(missed(1), "4");
+  EXPECT_EQ(missed(2), "34");
+  EXPECT_EQ(reader.count_missed().alarms, 3U);
+  EXPECT_EQ(reader.count_missed().through, 7);
+  OperatorAction seen;
+  seen.kind = ActionKind::kAcknowledgeMissed;
+  seen.through = 5;  // the one that had ended by then
+  engine_->act(seen, 1008);
+  engine_->write();
+  EXPECT_EQ(missed(0), "23");
+  EXPECT_EQ(missed(1), "3");
+  seen.through = 1000;  // of what has not ended yet nobody has seen anything
+  engine_->act(seen, 1009);
+  engine_->write();
+  EXPECT_EQ(missed(0), "");
+  engine_->write(raises("A", "o4", 395, 1010));  // 8
+  engine_->write(clears("A", "o4", 395, 1011));
+  engine_->write(clears("A", "stays", 395, 1012));
+  EXPECT_EQ(missed(0), "18");
+  EXPECT_EQ(missed(1), "8");
+}
+
+// Objects that are out of service silence the alarms that are active, and leave those alone that are over.
+TEST_F(ReaderTest, ObjectsThatAreOutOfService) {
+  engine_->write(raises("A", "o", 395, 1001));      // 1
+  engine_->write(raises("B", "o", 396, 1002));      // 2
+  engine_->write(moves("A", "o", 395, 396, 1003));  // 3, 4, 5: alarm 2 goes on as part of alarm 1
+  engine_->write(raises("A", "p", 395, 1004));      // 6
+  engine_->write(clears("A", "p", 395, 1005));
+  engine_->write(raises("A", "q", 395, 1006));  // 8
+  OperatorAction maintain;
+  maintain.kind = ActionKind::kMaintain;
+  maintain.person = "anna";
+  maintain.until = 1100;
+  maintain.until_age = 1100;
+  for (const char* dn : {"p", "o"}) {
+    maintain.dn = dn;
+    engine_->act(maintain, 1007);
+  }
+  OperatorAction comment;
+  comment.person = "gateway";
+  comment.on_behalf_of = "otto";
+  comment.comment = "seen";
+  comment.alarms = {1};
+  engine_->act(comment, 1008);
+  engine_->write();
+  LedgerReader reader(path_);
+  std::string silent;
+  for (const ActiveRow& row : reader.active({}, std::nullopt)) silent += row.is_silenced() ? row.fault.dn + " " : "";
+  EXPECT_EQ(silent, "o ");
+  std::string out;
+  for (const StoredAlarm& alarm : reader.history("", 0)) out += alarm.is_out_of_service ? number(alarm.number) : "-";
+  EXPECT_EQ(out, "1---");
+  const auto operators = reader.tell_active({.under = "o"}).alarms.at(0).operators;  // RFC 8632 knows no such state
+  ASSERT_EQ(operators.size(), 1U);
+  EXPECT_EQ(operators[0].person, "otto");
+  EXPECT_EQ(operators[0].text, "seen");
+
+  const auto objects = [&reader] {
+    Rows found;
+    for (const auto& [maintenance, action] : reader.maintenance()) {
+      found.push_back(maintenance.dn + " since input " + number(maintenance.since) + " at " +
+                      number(maintenance.since_at) + " until " + number(maintenance.until) +
+                      (action ? " by " + action->person + " until " + number(action->until.value_or(0)) : ""));
+    }
+    return found;
+  };
+  EXPECT_EQ(objects(), (Rows{"o since input 8 at 1007 until 1100 by anna until 1100",
+                             "p since input 7 at 1007 until 1100 by anna until 1100"}));
+  Database(path_, Access::kReadWrite).exec("DELETE FROM action WHERE seq = 8");
+  EXPECT_EQ(objects(),
+            (Rows{"o since input 8 at 1007 until 1100", "p since input 7 at 1007 until 1100 by anna until 1100"}));
+}
+
+TEST_F(ReaderTest, AnOverviewTellsWhatIsWrongAtAGlance) {
+  LedgerReader reader(path_);
+  EXPECT_EQ(reader.overview().number, 0);
+  EXPECT_EQ(reader.overview().missed, 0U);
+  for (const char* dn : {"a", "b", "c"}) engine_->write(raises("A", dn, 395, 1001));
+  engine_->write(clears("A", "a", 395, 1002));
+  engine_->write(clears("A", "b", 395, 1003));
+  const Overview overview = reader.overview();
+  EXPECT_EQ(overview.ledger_id, engine_->ledger.id());
+  EXPECT_EQ(overview.number, 5);
+  EXPECT_EQ(texts(overview.active), active());
+  EXPECT_TRUE(overview.maintenance.empty());
+  EXPECT_EQ(overview.missed, 2U);
+  EXPECT_TRUE(overview.profile);
 }
 
 test::InputOf says(test::InputOf input, const char* descr) {
@@ -281,12 +460,28 @@ TEST_F(ReaderTest, TellsAlarmsWithTheirTexts) {
   ASSERT_TRUE(active.tables);
   EXPECT_EQ(active.tables->nm, "nm");
   EXPECT_EQ(texts(LedgerReader(path_).tell_active({.under = "p"})), Rows{"3: other, other at 1003, ;"});
+  const auto is_of_p = [](const ActiveRow& row) { return row.fault.dn == "p"; };
+  EXPECT_EQ(texts(LedgerReader(path_).tell_active({}, is_of_p)), Rows{"3: other, other at 1003, ;"});
+  EXPECT_EQ(texts(LedgerReader(path_).tell_active({.under = "o"}, is_of_p)), Rows{});
 
   engine_->write(says(clears("A", "o", 396, 1005), "well"));
   EXPECT_EQ(texts(LedgerReader(path_).tell_active({})), Rows{"3: other, other at 1003, ;"});
   EXPECT_EQ(texts(LedgerReader(path_).tell_history("o/fault-F0395", 0)),
             Rows{"1: slow, slow again at 1002, ; slower, slower at 1004, well;"});
   EXPECT_EQ(LedgerReader(path_).tell_history("", 1).changed, 1005);
+}
+
+// Whatever the alarm becomes later.
+TEST_F(ReaderTest, TheCauseOfAnAlarmIsThatOfItsFirstRaise) {
+  engine_->add(raises("A", "o", 395, 1001));
+  engine_->batch.inputs[0].record.cause_id = 215;  // thermal-problem
+  engine_->write();
+  engine_->add(moves("A", "o", 395, 396, 1002));
+  engine_->batch.inputs[0].record.cause_id = 238;  // equipment-missing
+  engine_->write();
+  const ToldAlarms told = LedgerReader(path_).tell_active({});
+  ASSERT_EQ(told.alarms.size(), 1U);
+  EXPECT_STREQ(told.alarms[0].cause.value().probable_cause, "temperatureUnacceptable");
 }
 
 TEST_F(ReaderTest, ExplainTellsAllOfAFault) {
@@ -325,6 +520,21 @@ TEST_F(ReaderTest, ExplainTellsAllOfAFault) {
                                        .reporters = 1}));
 }
 
+// Who has reported it for the longest time comes first.
+TEST_F(ReaderTest, ExplainTellsReportersInTheirOrder) {
+  engine_->write(raises("C", "o", 395, 1001));
+  engine_->write(raises("A", "o", 395, 1002));
+  engine_->write(raises("B", "o", 395, 1003));
+  engine_->write(raises("C", "o", 395, 1004));
+  std::string sensors;
+  const auto found = LedgerReader(path_).explain("o/fault-F0395");
+  ASSERT_TRUE(found);
+  for (const StoredReport& one : found->reports) {
+    sensors += one.report.reporter.sensor + " ";
+  }
+  EXPECT_EQ(sensors, "C A B ");
+}
+
 TEST_F(ReaderTest, ExplainTellsTheLatestThousandChanges) {
   for (int i = 0; i < 1500; ++i) engine_->add(raises("A", "o", 395));
   engine_->write();
@@ -359,6 +569,7 @@ TEST_F(ReaderTest, LatestChangesAndThoseAfter) {
   EXPECT_EQ(numbers(reader.after({}, 2)), "3e 4r through 4");
   EXPECT_EQ(numbers(reader.after({.under = "p"}, 2)), "3e through 4");
   EXPECT_EQ(numbers(reader.after({}, 4)), "through 4");
+  EXPECT_EQ(numbers(reader.after({}, 9)), "through 9");  // of a later state of the ledger
   for (int i = 0; i < 1001; ++i) engine_->add(raises("A", "o", 395));
   engine_->write();
   EXPECT_EQ(reader.after({}, 4).changes.size(), 1000U);
@@ -380,6 +591,9 @@ TEST_F(ReaderTest, ChangesThatRetentionTookAreTold) {
   EXPECT_EQ(lost(0), "1 to 4");
   EXPECT_EQ(lost(2), "3 to 4");
   EXPECT_EQ(lost(4), "none");
+  EXPECT_EQ(reader.after({}, 0).through, 4);  // the numbers go on
+  EXPECT_EQ(reader.latest({}, 10).through, 4);
+  EXPECT_TRUE(reader.latest({}, 10).changes.empty());
 }
 
 TEST_F(ReaderTest, SeesThatSomethingWasWritten) {
@@ -390,6 +604,16 @@ TEST_F(ReaderTest, SeesThatSomethingWasWritten) {
   EXPECT_TRUE(reader.has_changed());
   EXPECT_FALSE(reader.has_changed());
   EXPECT_EQ(reader.ledger_id(), engine_->ledger.id());
+}
+
+TEST_F(ReaderTest, OneInputThatRetentionHasTakenIsEnough) {
+  for (int i = 1; i <= 3; ++i) engine_->write({.reported = false, .at = 1000 + i});
+  EXPECT_EQ(LedgerReader(path_).reach().gone_until, std::nullopt);
+  Database(path_, Access::kReadWrite).exec("UPDATE ledger SET watermark_seq = 1, watermark_at = 1001");
+  EXPECT_EQ(LedgerReader(path_).reach().gone_until, 1001);
+  EXPECT_EQ(complaint(1000),
+            path_ + ": the ledger reaches back to 1970-01-01T00:16:41Z; what was before is no longer kept");
+  EXPECT_EQ(complaint(1001), "none");
 }
 
 TEST_F(ReaderTest, ATimeThatRetentionHasTaken) {

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ledger/ledger.h"
@@ -76,6 +77,16 @@ class LedgerWithAlarms {
     }
     batch.inputs.push_back(std::move(input));
     return batch.inputs.back().sequence;
+  }
+
+  // Adds what an operator does; the number of the input. Throws ActionRefused.
+  Sequence act(OperatorAction action, Moment at) {
+    add({.reported = false, .at = at});
+    RecordedInput& input = batch.inputs.back();
+    input.event = {};
+    alarms.act(action, input.sequence, at, input.changes);
+    input.action = std::move(action);
+    return input.sequence;
   }
 
   void write() {

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "ledger/mark.h"
+#include "ledger/reader.h"
 #include "ledger/verification.h"
 #include "support/ledger_entries.h"
 #include "support/temp_dir.h"
@@ -598,6 +599,26 @@ TEST_F(DamagedLedgerTest, WhatProvesRightIsCarriedOver) {
       "inputs. The next input is number 8. What operators made of these faults and of objects is kept with them; what "
       "is "
       "over, missed alarms too, is only in the old file. Nothing of this was lost.");
+}
+
+// It has what is active as if it had been there from the beginning: one era from the earliest input on, the alarm that
+// went to another level as a step of that alarm, and all before the next input behind the watermark.
+TEST_F(DamagedLedgerTest, TheNewLedgerTellsWhatWasCarriedOver) {
+  begin_again([&] { sql("DROP TABLE step"); });
+  EXPECT_EQ(rows("SELECT seq, epoch, least_at, first_change FROM era"), Rows{"1 1 1001 9"});
+  EXPECT_EQ(rows("SELECT alarm, fault FROM step"), Rows{"3 5"});
+  EXPECT_EQ(rows("SELECT watermark_seq, watermark_change, watermark_at FROM ledger"), Rows{"7 8 1007"});
+  EXPECT_EQ(rows("SELECT fault FROM standing ORDER BY fault"), (Rows{"1", "5", "8"}));
+  EXPECT_EQ(rows("SELECT seq FROM event ORDER BY seq"), (Rows{"1", "2", "3", "4", "7"}));
+  EXPECT_EQ(verify_ledger(path_).found, 0U);
+  LedgerReader reader(path_);
+  const auto found = reader.explain("sys/p/fault-F0396");
+  ASSERT_TRUE(found);
+  EXPECT_EQ(found->fault.alarm, 3);
+  std::vector<std::string> told;
+  for (const StoredAlarm& alarm : reader.history("", 0)) told.push_back(std::to_string(alarm.number));
+  EXPECT_EQ(told, (Rows{"1", "3", "8"}));
+  EXPECT_EQ(reader.left_out(), Rows{});
 }
 
 // Nothing else goes with a damaged row.

@@ -152,9 +152,11 @@ class Checker::Inputs {
     return after;
   }
 
-  ChangeNumber change_after_gaps(ChangeNumber after) const {
+  // The same of changes, as far as the gaps come before input `seq`: between two of them there may be an input that
+  // changed nothing.
+  ChangeNumber change_after_gaps(ChangeNumber after, Sequence seq) const {
     for (const GapRow& gap : gaps_) {
-      if (gap.change == after + 1 && gap.last_change >= gap.change) after = gap.last_change;
+      if (gap.seq <= seq && gap.change == after + 1 && gap.last_change >= gap.change) after = gap.last_change;
     }
     return after;
   }
@@ -174,7 +176,7 @@ class Checker::Inputs {
                     expected, seq - 1);
       is_broken_ = true;
     }
-    const ChangeNumber changes_before = change_after_gaps(last_change_);
+    const ChangeNumber changes_before = change_after_gaps(last_change_, seq);
     if (!batch_ && !is_broken_) {
       first_of_batch_ = seq;
       changes_before_batch_ = changes_before;
@@ -299,7 +301,10 @@ class Checker::Inputs {
   void check_changes(Sequence seq) {
     while (has_change_) {
       const ChangeNumber number = changes_.integer(0);
-      const ChangeNumber expected = change_after_gaps(last_change_) + 1;
+      // A damaged row is told with the input that it names, if there is such an input.
+      const Sequence named = changes_.integer(1);
+      if (named > seq && named <= newest_) return;
+      const ChangeNumber expected = change_after_gaps(last_change_, seq) + 1;
       std::optional<ChangeRow> change;
       try {
         change = read_row<ChangeRow>(changes_);

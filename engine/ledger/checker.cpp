@@ -9,6 +9,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "ledger/range_text.h"
 #include "ledger/seal.h"
 #include "ledger/stored_rows.h"
 #include "ledger/tables.h"
@@ -38,12 +39,6 @@ class Reading {
  private:
   const Database& db_;
 };
-
-// "input 5", "inputs 5 to 9".
-std::string range_text(const char* what, std::int64_t first, std::int64_t last) {
-  const std::string text = std::string(what) + (first == last ? " " : "s ") + std::to_string(first);
-  return first == last ? text : text + " to " + std::to_string(last);
-}
 
 }  // namespace
 
@@ -445,9 +440,7 @@ Checker::Checker(const Database& db)
   Statement gaps(db, select_sql<GapRow>() + " ORDER BY seq");
   while (gaps.step()) {
     const auto gap = read_row<GapRow>(gaps);
-    std::string what = range_text("input", gap.seq, gap.last_seq);
-    if (gap.last_change >= gap.change) what += " and " + range_text("change", gap.change, gap.last_change);
-    known_gaps_.push_back(what + " were lost before " + format_moment(gap.found));
+    known_gaps_.push_back(lost_text(gap) + " before " + format_moment(gap.found));
   }
 }
 

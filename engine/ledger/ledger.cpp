@@ -11,6 +11,7 @@
 #include "ledger/carry_over.h"
 #include "ledger/entry_writer.h"
 #include "ledger/pruner.h"
+#include "ledger/range_text.h"
 #include "ledger/stored_rows.h"
 #include "ledger/write_ahead_log.h"
 #include "model/record_text.h"
@@ -510,11 +511,9 @@ void Ledger::go_on_after(const Mark& mark, Moment now) {
   } catch (const SqlError& error) {
     throw LedgerError(path_ + ": cannot write the ledger: " + error.what());
   }
-  news_.push_back(path_ + ": the ledger ends before what was acknowledged: inputs " + std::to_string(gap.seq) + " to " +
-                  std::to_string(gap.last_seq) + " and changes " + std::to_string(gap.change) + " to " +
-                  std::to_string(gap.last_change) + " are lost" +
-                  (mark.ledger_id == id_ ? std::string() : ", which were of the ledger " + mark.ledger_id) +
-                  ". Their numbers are not given again. Compare the active faults with the hardware.");
+  news_.push_back(path_ + ": the ledger ends before what was acknowledged: " + lost_text(gap) +
+                  (mark.ledger_id == id_ ? std::string() : " with the ledger " + mark.ledger_id) +
+                  ". These numbers are not given again. Compare the active faults with the hardware.");
 }
 
 // What cannot be marked is still durable in the ledger; so a mark that cannot be written

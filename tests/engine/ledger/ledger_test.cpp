@@ -695,9 +695,9 @@ TEST_F(DamagedLedgerTest, ALedgerThatLostItsEndIsTold) {
   begin_again([&] { before = dir_.read("ledger.db"); });
   engine_->write({.record = {.dn = "t", .code = 395}, .sensor = "T", .at = 1009, .id = "lost"});
   const Rows news = begin_again([&] { dir_.write("ledger.db", before); });
-  EXPECT_EQ(news,
-            Rows{path_ + ": the ledger ends before what was acknowledged: inputs 8 to 8 and changes 9 to 9 are "
-                         "lost. Their numbers are not given again. Compare the active faults with the hardware."});
+  EXPECT_EQ(news, Rows{path_ +
+                       ": the ledger ends before what was acknowledged: input 8 and change 9 were lost. These numbers "
+                       "are not given again. Compare the active faults with the hardware."});
   EXPECT_EQ(engine_->ledger.id(), id_);
   EXPECT_EQ(test::texts_of(engine_->alarms.in_order()), before_);
   EXPECT_EQ(engine_->ledger.find("lost", InputKind::kEvent), std::nullopt);
@@ -761,8 +761,7 @@ TEST_F(DamagedLedgerTest, AnotherLedgerInItsPlaceGoesOnAfterTheMark) {
     std::filesystem::copy_file(other.file("other.db"), path_, std::filesystem::copy_options::overwrite_existing);
   });
   ASSERT_EQ(news.size(), 1U);
-  EXPECT_THAT(news[0],
-              testing::HasSubstr("inputs 2 to 7 and changes 2 to 8 are lost, which were of the ledger " + id_));
+  EXPECT_THAT(news[0], testing::HasSubstr("inputs 2 to 7 and changes 2 to 8 were lost with the ledger " + id_));
   EXPECT_EQ(engine_->ledger.last_sequence(), 7);
 }
 

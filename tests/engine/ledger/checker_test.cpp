@@ -75,6 +75,12 @@ class CheckerTest : public testing::Test {
     dir_.write("ledger.db", content);
   }
 
+  // The ledger loses its end, up to this input and change, and an engine finds that out.
+  void lose(Sequence last, ChangeNumber last_change) const {
+    MarkFile(path_).write({read_mark(path_)->ledger_id, last, last_change, false, 1});
+    const LedgerWithAlarms engine(path_, kAll);
+  }
+
   // What is found after this was done to a new ledger.
   Texts found_after(const std::string& harm) const {
     make_anew();
@@ -561,10 +567,6 @@ TEST_F(CheckerTest, AGapThatTheLedgerKnows) {
 // However many there are, one after the other, and also when no change was lost with them.
 TEST_F(CheckerTest, GapsThatTheLedgerKnows) {
   make();
-  const auto lose = [this](Sequence last, ChangeNumber last_change) {
-    MarkFile(path_).write({read_mark(path_)->ledger_id, last, last_change, false, 1});
-    const LedgerWithAlarms engine(path_, kAll);
-  };
   lose(8, 9);
   lose(10, 9);
   { LedgerWithAlarms(path_, kAll).write(raises("Y", "y", 395, 1011)); }
@@ -581,10 +583,6 @@ TEST_F(CheckerTest, GapsThatTheLedgerKnows) {
 // Twice the ledger lost its end, and between that an input came that changed nothing.
 TEST_F(CheckerTest, GapsWithAnInputBetweenThatChangedNothing) {
   make();
-  const auto lose = [this](Sequence last, ChangeNumber last_change) {
-    MarkFile(path_).write({read_mark(path_)->ledger_id, last, last_change, false, 1});
-    const LedgerWithAlarms engine(path_, kAll);
-  };
   lose(8, 9);
   { LedgerWithAlarms(path_, kAll).write({.reported = false, .at = 1010}); }
   lose(10, 10);

@@ -621,6 +621,16 @@ TEST_F(DamagedLedgerTest, TheNewLedgerTellsWhatWasCarriedOver) {
   EXPECT_EQ(reader.left_out(), Rows{});
 }
 
+// The inputs are only in the first file; their ids go from one ledger to the next.
+TEST_F(DamagedLedgerTest, IdsAreCarriedOverAgain) {
+  begin_again([&] { sql("DROP TABLE step"); });
+  begin_again([&] { sql("DROP TABLE step"); });
+  EXPECT_EQ(engine_->ledger.find("first", InputKind::kEvent), std::optional<Sequence>(1));
+  EXPECT_EQ(engine_->ledger.find("third", InputKind::kEvent), std::optional<Sequence>(3));
+  EXPECT_EQ(engine_->ledger.find("last", InputKind::kEvent), std::optional<Sequence>(7));
+  EXPECT_EQ(test::texts_of(engine_->alarms.in_order()), before_);
+}
+
 // Nothing else goes with a damaged row.
 TEST_F(DamagedLedgerTest, ADamagedRecordTakesItsFaultAlone) {
   begin_again([&] { sql("UPDATE subject SET sensor = 'RRRR' || x'00' WHERE sensor = 'RRRR'"); });
